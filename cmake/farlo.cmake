@@ -1,0 +1,33 @@
+# Settings and helpers that every part of the project shares.
+
+# Our own sources: all warnings, none let through.
+add_library(farlo_warnings INTERFACE)
+target_compile_options(farlo_warnings INTERFACE -Wall -Wextra -Wconversion -Wshadow -Werror)
+target_compile_definitions(farlo_warnings INTERFACE UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX
+                           _WIN32_WINNT=0x0A00)
+
+# Header-only libraries of the host, each exposed alone: the host's include
+# folder as a whole is not for the cross compiler.
+function(farlo_host_headers target)
+  set(folder "${CMAKE_BINARY_DIR}/host-headers/${target}")
+  add_library(${target} INTERFACE)
+  foreach(name IN LISTS ARGN)
+    if(NOT EXISTS "/usr/include/${name}")
+      message(FATAL_ERROR "/usr/include/${name} is missing; ./run build installs its package")
+    endif()
+    file(MAKE_DIRECTORY "${folder}")
+    file(CREATE_LINK "/usr/include/${name}" "${folder}/${name}" SYMBOLIC)
+  endforeach()
+  target_include_directories(${target} SYSTEM INTERFACE "${folder}")
+endfunction()
+farlo_host_headers(nlohmann_json nlohmann)
+farlo_host_headers(cli11 CLI)
+
+# Splits a program's symbols off into NAME.debug beside it.
+function(farlo_split_symbols target)
+  add_custom_command(TARGET ${target} POST_BUILD
+    COMMAND ${CMAKE_OBJCOPY} --only-keep-debug $<TARGET_FILE:${target}> $<TARGET_FILE:${target}>.debug
+    COMMAND ${CMAKE_STRIP} --strip-debug $<TARGET_FILE:${target}>
+    COMMAND ${CMAKE_OBJCOPY} --add-gnu-debuglink=$<TARGET_FILE:${target}>.debug $<TARGET_FILE:${target}>
+    VERBATIM)
+endfunction()

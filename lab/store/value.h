@@ -1,0 +1,73 @@
+// Typed values and property sets as the lab keeps them and sends them.
+#pragma once
+
+#include "ztbus3.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace lab {
+
+struct Property;
+using PropertySet = std::vector<Property>;  // in the order in which they were added
+
+struct I18n {
+    std::uint32_t message_id = 0;
+    std::string name;
+    std::string catalog;
+};
+
+using Insertion = std::variant<std::string, std::wstring>;
+
+struct I18nFormat {
+    std::string specification;
+    std::vector<Insertion> insertions;
+};
+
+using Bytes = std::vector<std::uint8_t>;
+
+// One value that is no array. TYPE_TIME is kept as std::int64_t.
+using Scalar = std::variant<bool, std::int32_t, std::uint32_t, std::int64_t, std::uint64_t,
+                            std::string, std::wstring, Bytes, GUID, opal_objid,
+                            std::shared_ptr<PropertySet>, I18n, I18nFormat>;
+
+// A value with its type tag: exactly one element, or any number for an array
+// type. Every element holds the alternative that belongs to the tag.
+struct Value {
+    std::uint32_t type = 0;
+    std::vector<Scalar> elements;
+
+    bool is_array() const { return (type & TYPE_ARRAY_BIT) != 0; }
+    std::uint32_t element_type() const { return type & ~TYPE_ARRAY_BIT; }
+};
+
+struct Property {
+    std::string name;
+    Value value;
+};
+
+// The property of that name, or nullptr.
+const Property* find(const PropertySet& set, const std::string& name);
+
+// Deep equality of type and contents.
+bool same(const Value& left, const Value& right);
+bool same(const PropertySet& left, const PropertySet& right);
+
+// The type's name without "TYPE_", as in "WSTR" or "UINT32Z"; "?" when the tag
+// is none.
+const char* type_name(std::uint32_t type);
+
+// The tag that type_name gives that name for; 0 when there is none.
+std::uint32_t type_tag(const std::string& name);
+
+// A value as a person reads it: texts in double quotes with backslash escapes,
+// booleans as true and false, numbers in decimal, bytes in hexadecimal, arrays
+// in brackets, sets in braces. Object ids are written by `name_of`.
+using ObjectNamer = std::string (*)(const opal_objid& id, const void* context);
+std::string to_text(const Value& value, ObjectNamer name_of, const void* context);
+std::string to_text(const PropertySet& set, ObjectNamer name_of, const void* context);
+
+}  // namespace lab
