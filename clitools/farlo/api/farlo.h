@@ -1,0 +1,315 @@
+/*
+ * farlo.h - public interface of farlo.dll, by which a cluster agent manages the
+ * disk groups and volumes of the storage volume manager.
+ *
+ * Calling. An agent loads farlo.dll at run time and asks GetProcAddress for the
+ * names below; for each NAME this header declares the function and, as
+ * NAME_fn, the type of a pointer to it. Names are exported plain.
+ *
+ * Handles. InitializeClusterW makes a handle; every operation takes it first.
+ * The service may drop a handle's connection at any time: operations then
+ * answer FARLO_NOT_CONNECTED, and ValidateClusterW reconnects the same slot.
+ * UnInitializeClusterW gives the handle back.
+ *
+ * Texts. A wide text is NUL-terminated UTF-16, a narrow one NUL-terminated in
+ * the ANSI code page. Functions come in pairs: NAMEW takes names as wide texts;
+ * NAMEA takes them narrow, converts them and calls NAMEW. A narrow disk-group
+ * name has at most 31 characters, other narrow names and paths at most 259; one
+ * that is longer is refused with FARLO_INVALID_ARGUMENT. NULL stays NULL.
+ * Disk-group GUID texts are narrow in both forms, at most 64 characters, and
+ * are the service's own: the library compares and copies them, no more.
+ *
+ * Naming a disk group. Where a function takes a name and a GUID text, either
+ * may be NULL or empty; the GUID text wins when both are given. Names and GUID
+ * texts are compared without regard to case.
+ *
+ * Results. Every function returns a 32-bit status, 0 for success, unless its
+ * description says otherwise. Besides the statuses named here, the service's
+ * and the bus's own statuses are passed through unchanged. Out arguments are
+ * written on success only, except where said otherwise.
+ *
+ * Memory. The caller owns every buffer that it passes. Nothing is handed out
+ * that the caller must free, but the handle.
+ *
+ * Threads. Any thread may call any function at any time, several at once and
+ * on one handle too. A call may block: lookups retry for up to 25 s, and the
+ * search for a disk group that is not there yet rescans disks and waits.
+ *
+ * Trace log. What the library does is written to "%VMPATH%logs\farlo.log".
+ */
+#ifndef FARLO_H
+#define FARLO_H
+
+#include <stdint.h>
+#include <wchar.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ---------------------------------------------------------------- statuses */
+
+#define FARLO_SUCCESS 0u
+#define FARLO_NOT_FOUND 1u        /* no such disk group; no driver object */
+#define FARLO_ALREADY_IMPORTED 9u /* a group of that name is imported already */
+#define FARLO_NO_GUID_MEMORY 17u  /* no memory for a GUID text */
+#define FARLO_EXCEPTION                                                                            \
+    18u                               /* a property could not be read or written; no               \
+                                         thread or mutex could be made */
+#define FARLO_MISSING_ARGUMENT 19u    /* neither name nor GUID; a required argument missing */
+#define FARLO_NOT_CONNECTED 20u       /* the handle is not, or no longer, connected */
+#define FARLO_UNINITIALIZE_FAILED 21u /* the command library refused the handle */
+#define FARLO_EXCLUDED_TYPE 40u       /* the group's type excludes it */
+#define FARLO_NO_CLUSTER_SERVICE 41u  /* the service has no cluster-service object */
+#define FARLO_BUFFER_TOO_SMALL 97u    /* the size that is needed has been stored */
+#define FARLO_NO_VOLUME_GUID 98u      /* GetDgVolumeGuidA failed, whatever the reason */
+#define FARLO_VOLUME_NOT_FOUND 99u    /* volume not found, or the service call failed */
+#define FARLO_NULL_HANDLE 100u        /* the handle is NULL */
+#define FARLO_INVALID_ARGUMENT 0x80070057u
+#define FARLO_OUT_OF_MEMORY 0x8007000Eu
+
+/* ------------------------------------------------------------------ limits */
+
+/* Room for any GUID text, the terminator included, in characters (bytes). */
+#define FARLO_GUID_TEXT_SIZE 65
+/* Room for any name that the library hands out, the terminator included, in
+ * wide characters. A longer name of the service is refused (FARLO_EXCEPTION). */
+#define FARLO_NAME_SIZE 260
+
+/* -------------------------------------------------------------- connection */
+
+/* A connection to the storage management service. Opaque. */
+typedef struct opal_session* opal_handle;
+
+/*
+ * Connects. `slot` is the address of the caller's handle: when it holds NULL, a
+ * new connection is made and stored there; when it holds a handle that is still
+ * connected, nothing is done; when it holds one that lost its connection, that
+ * one is released and up to three reconnections are tried, half a second apart.
+ * After a fresh connection the callback last given to RegisterForAlerts is
+ * registered again.
+ *
+ * Statuses: FARLO_NOT_CONNECTED when there is no connection (a slot that held a
+ * dropped handle then holds NULL).
+ *
+ * InitializeClusterW, ValidateClusterA and ValidateClusterW are one function.
+ */
+uint32_t InitializeClusterW(opal_handle* slot);
+typedef uint32_t (*InitializeClusterW_fn)(opal_handle* slot);
+uint32_t ValidateClusterW(opal_handle* slot);
+typedef uint32_t (*ValidateClusterW_fn)(opal_handle* slot);
+uint32_t ValidateClusterA(opal_handle* slot);
+typedef uint32_t (*ValidateClusterA_fn)(opal_handle* slot);
+
+/* The same. `name` is accepted for compatibility and plays no part, nor does
+ * `reserved`. */
+uint32_t InitializeClusterA(const char* name, uintptr_t reserved, opal_handle* slot);
+typedef uint32_t (*InitializeClusterA_fn)(const char* name, uintptr_t reserved, opal_handle* slot);
+
+/* Disconnects and frees a handle. The caller's slot is not cleared: the handle
+ * in it must not be used again. Statuses: FARLO_UNINITIALIZE_FAILED. */
+uint32_t UnInitializeClusterA(opal_handle handle);
+typedef uint32_t (*UnInitializeClusterA_fn)(opal_handle handle);
+uint32_t UnInitializeClusterW(opal_handle handle);
+typedef uint32_t (*UnInitializeClusterW_fn)(opal_handle handle);
+
+/* ------------------------------------------------------------------ alerts */
+
+/* Called, without arguments, whenever the service reports that an import or a
+ * deport of a disk group finished, so that the agent can reset a time-out of
+ * its own. Runs on a thread of the command library. */
+typedef void (*farlo_reset_timeout)(void);
+
+/*
+ * Registers the process's callback, in place of the one before, for the alerts
+ * of a handle. NULL clears it. With a NULL handle or callback nothing more is
+ * registered and the result is 0; otherwise the result is the command
+ * library's.
+ */
+uint32_t RegisterForAlerts(opal_handle handle, farlo_reset_timeout callback);
+typedef uint32_t (*RegisterForAlerts_fn)(opal_handle handle, farlo_reset_timeout callback);
+
+/* ------------------------------------------------- disk groups: identities */
+
+/*
+ * The GUID text of a disk group, by its name. The cluster functions find
+ * cluster groups only, the NonCluster functions any group, cluster groups
+ * included. A group that the service does not know is looked for again after a
+ * rescan of the machine's disks (10 s, one rescan at a time on a machine), and
+ * then asked of the cluster service.
+ *
+ *   name   the group's name; required
+ *   guid   receives the text; FARLO_GUID_TEXT_SIZE bytes
+ *
+ * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_MISSING_ARGUMENT,
+ * FARLO_EXCLUDED_TYPE, FARLO_NO_CLUSTER_SERVICE, FARLO_EXCEPTION (the text is
+ * longer than the buffer, or cannot be read), the service's.
+ */
+uint32_t GetDgGuidA(opal_handle handle, const char* name, char* guid);
+typedef uint32_t (*GetDgGuidA_fn)(opal_handle handle, const char* name, char* guid);
+uint32_t GetDgGuidW(opal_handle handle, const wchar_t* name, char* guid);
+typedef uint32_t (*GetDgGuidW_fn)(opal_handle handle, const wchar_t* name, char* guid);
+uint32_t GetNonClusterDgGuidA(opal_handle handle, const char* name, char* guid);
+typedef uint32_t (*GetNonClusterDgGuidA_fn)(opal_handle handle, const char* name, char* guid);
+uint32_t GetNonClusterDgGuidW(opal_handle handle, const wchar_t* name, char* guid);
+typedef uint32_t (*GetNonClusterDgGuidW_fn)(opal_handle handle, const wchar_t* name, char* guid);
+
+/*
+ * The names of the disk groups that are imported on this host: the cluster
+ * groups, or (NonCluster) the others. The names lie one behind the other in
+ * the buffer, each with its terminator, and nothing behind the last: narrow
+ * for the A forms, wide for the W forms.
+ *
+ *   buffer   address of the pointer to the caller's buffer
+ *   size     in: the buffer's size in bytes; out: with FARLO_BUFFER_TOO_SMALL
+ *            the size that is needed, else left alone
+ *   count    receives the number of names; left alone with
+ *            FARLO_BUFFER_TOO_SMALL
+ *
+ * A call with a size of 0 asks for the size. When no group qualifies the result
+ * is 0 and the count 0. The A forms refuse a name of more than 31 characters
+ * (FARLO_EXCEPTION); the names before it are in the buffer then.
+ *
+ * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_BUFFER_TOO_SMALL,
+ * FARLO_MISSING_ARGUMENT, FARLO_EXCEPTION.
+ */
+uint32_t GetDgNameListA(opal_handle handle, char** buffer, uint32_t* size, uint32_t* count);
+typedef uint32_t (*GetDgNameListA_fn)(opal_handle handle, char** buffer, uint32_t* size,
+                                      uint32_t* count);
+uint32_t GetDgNameListW(opal_handle handle, wchar_t** buffer, uint32_t* size, uint32_t* count);
+typedef uint32_t (*GetDgNameListW_fn)(opal_handle handle, wchar_t** buffer, uint32_t* size,
+                                      uint32_t* count);
+uint32_t GetNonClusterDgNameListA(opal_handle handle, char** buffer, uint32_t* size,
+                                  uint32_t* count);
+typedef uint32_t (*GetNonClusterDgNameListA_fn)(opal_handle handle, char** buffer, uint32_t* size,
+                                                uint32_t* count);
+uint32_t GetNonClusterDgNameListW(opal_handle handle, wchar_t** buffer, uint32_t* size,
+                                  uint32_t* count);
+typedef uint32_t (*GetNonClusterDgNameListW_fn)(opal_handle handle, wchar_t** buffer,
+                                                uint32_t* size, uint32_t* count);
+
+/*
+ * The name of a cluster disk group, by its GUID text.
+ *
+ *   guid   required
+ *   name   receives the name; FARLO_NAME_SIZE wide characters
+ *
+ * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_MISSING_ARGUMENT,
+ * FARLO_NOT_FOUND, FARLO_EXCLUDED_TYPE, FARLO_EXCEPTION.
+ */
+uint32_t GetDgNameW(opal_handle handle, const char* guid, wchar_t* name);
+typedef uint32_t (*GetDgNameW_fn)(opal_handle handle, const char* guid, wchar_t* name);
+
+/*
+ * The GUID text of a volume, by its group and its device name. A group given by
+ * name must be imported.
+ *
+ *   device        the volume's device name; required (the A form takes at most
+ *                 31 characters of it, too)
+ *   volume_guid   receives the text; FARLO_GUID_TEXT_SIZE bytes
+ *
+ * Statuses of the W form: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED,
+ * FARLO_NO_GUID_MEMORY, FARLO_MISSING_ARGUMENT, FARLO_NOT_FOUND (the group is
+ * not there, or not imported), FARLO_VOLUME_NOT_FOUND, FARLO_EXCEPTION. The A
+ * form answers FARLO_NO_VOLUME_GUID for all of them.
+ */
+uint32_t GetDgVolumeGuidA(opal_handle handle, const char* name, const char* guid,
+                          const char* device, char* volume_guid);
+typedef uint32_t (*GetDgVolumeGuidA_fn)(opal_handle handle, const char* name, const char* guid,
+                                        const char* device, char* volume_guid);
+uint32_t GetDgVolumeGuidW(opal_handle handle, const wchar_t* name, const char* guid,
+                          const wchar_t* device, char* volume_guid);
+typedef uint32_t (*GetDgVolumeGuidW_fn)(opal_handle handle, const wchar_t* name, const char* guid,
+                                        const wchar_t* device, char* volume_guid);
+
+/* ------------------------------------------- disk groups: online and import */
+
+/* Option word of the online functions. Other bits go to the service as they
+ * are. */
+#define FARLO_ONLINE_NO_NAME_CHECK                                                                 \
+    0x1u                                      /* do not look for a group of that name that is      \
+                                                 imported already */
+#define FARLO_ONLINE_SHARED 0x800u            /* a shared group */
+#define FARLO_ONLINE_CLEAR_HOST_ID 0x8000u    /* clear the host id on the group's disks */
+#define FARLO_ONLINE_LOG_AS_OFFLINE 0x20000u  /* the log lines say "OfflineDg" */
+#define FARLO_ONLINE_CLUSTER_SHARED 0x200000u /* a cluster-shared group: sets all bits but 0x2 */
+
+/*
+ * Imports a disk group on this host.
+ *
+ *   name, guid   name the group; by name, a shared group may be of any type,
+ *                others must be cluster groups
+ *   new_name     the name that the group is to get; NULL or empty for none
+ *   options      FARLO_ONLINE_ bits
+ *   reserved     accepted and not used
+ *
+ * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_ALREADY_IMPORTED,
+ * FARLO_NO_GUID_MEMORY, FARLO_EXCEPTION, FARLO_MISSING_ARGUMENT,
+ * FARLO_INVALID_ARGUMENT (the GUID text is longer than 64 characters), those of
+ * the search for the group (GetDgGuidW), the service's.
+ */
+uint32_t OnlineDgExA(opal_handle handle, const char* name, const char* guid, const char* new_name,
+                     uint32_t options, uint32_t reserved);
+typedef uint32_t (*OnlineDgExA_fn)(opal_handle handle, const char* name, const char* guid,
+                                   const char* new_name, uint32_t options, uint32_t reserved);
+uint32_t OnlineDgExW(opal_handle handle, const wchar_t* name, const char* guid,
+                     const wchar_t* new_name, uint32_t options, uint32_t reserved);
+typedef uint32_t (*OnlineDgExW_fn)(opal_handle handle, const wchar_t* name, const char* guid,
+                                   const wchar_t* new_name, uint32_t options, uint32_t reserved);
+
+/* OnlineDgEx without the last argument. */
+uint32_t OnlineDgA(opal_handle handle, const char* name, const char* guid, const char* new_name,
+                   uint32_t options);
+typedef uint32_t (*OnlineDgA_fn)(opal_handle handle, const char* name, const char* guid,
+                                 const char* new_name, uint32_t options);
+uint32_t OnlineDgW(opal_handle handle, const wchar_t* name, const char* guid,
+                   const wchar_t* new_name, uint32_t options);
+typedef uint32_t (*OnlineDgW_fn)(opal_handle handle, const wchar_t* name, const char* guid,
+                                 const wchar_t* new_name, uint32_t options);
+
+/* Imports a disk group with all option bits set; of `options` only bit 0x2
+ * counts. Does not look for a group of that name that is imported already.
+ * Statuses as OnlineDgEx, without FARLO_ALREADY_IMPORTED. */
+uint32_t ImportDgA(opal_handle handle, const char* name, const char* guid, const char* new_name,
+                   uint32_t options);
+typedef uint32_t (*ImportDgA_fn)(opal_handle handle, const char* name, const char* guid,
+                                 const char* new_name, uint32_t options);
+uint32_t ImportDgW(opal_handle handle, const wchar_t* name, const char* guid,
+                   const wchar_t* new_name, uint32_t options);
+typedef uint32_t (*ImportDgW_fn)(opal_handle handle, const wchar_t* name, const char* guid,
+                                 const wchar_t* new_name, uint32_t options);
+
+/* ------------------------------------------ disk groups: offline and deport */
+
+/* Option word of OfflineDg. Other bits go to the service as they are. */
+#define FARLO_OFFLINE_NO_NAME_CHECK 0x1u /* bit 0x40 is not added */
+#define FARLO_OFFLINE_SHARED 0x800u      /* a shared group */
+
+/*
+ * Deports a disk group from this host, with an option word. A group that is not
+ * found by its GUID text is deported all the same: the service answers.
+ *
+ * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_NO_GUID_MEMORY,
+ * FARLO_EXCEPTION, FARLO_MISSING_ARGUMENT, FARLO_INVALID_ARGUMENT (the GUID text
+ * is longer than 64 characters), those of the search for the group
+ * (GetDgGuidW), the service's.
+ */
+uint32_t OfflineDgA(opal_handle handle, const char* name, const char* guid, uint32_t options);
+typedef uint32_t (*OfflineDgA_fn)(opal_handle handle, const char* name, const char* guid,
+                                  uint32_t options);
+uint32_t OfflineDgW(opal_handle handle, const wchar_t* name, const char* guid, uint32_t options);
+typedef uint32_t (*OfflineDgW_fn)(opal_handle handle, const wchar_t* name, const char* guid,
+                                  uint32_t options);
+
+/* Deports a disk group that is a cluster group and is found by its GUID text.
+ * Statuses as OfflineDg, and FARLO_NOT_FOUND, FARLO_EXCLUDED_TYPE. */
+uint32_t DeportDgA(opal_handle handle, const char* name, const char* guid);
+typedef uint32_t (*DeportDgA_fn)(opal_handle handle, const char* name, const char* guid);
+uint32_t DeportDgW(opal_handle handle, const wchar_t* name, const char* guid);
+typedef uint32_t (*DeportDgW_fn)(opal_handle handle, const wchar_t* name, const char* guid);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

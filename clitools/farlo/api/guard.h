@@ -1,0 +1,53 @@
+// What every exported entry does around the operation it calls.
+#pragma once
+
+#include "farlo.h"
+#include "trace_log.h"
+
+#include <cstdint>
+#include <cwchar>
+
+namespace farlo {
+
+// Calls an operation and keeps every exception inside the DLL.
+template <class Operation> std::uint32_t guarded(Operation&& operation) noexcept {
+    try {
+        return operation();
+    } catch (...) {
+        log(6, L"API_TRY_CATCH_FAILED ");
+        return FARLO_EXCEPTION;
+    }
+}
+
+// A narrow argument as wide text, in a buffer of `Capacity` characters. A text
+// that does not fit, or is none in the code page, is refused, never cut short:
+// half a name may name another group.
+template <std::size_t Capacity> class WidenedText {
+  public:
+    // Logs a refusal in the name of the entry.
+    WidenedText(const wchar_t* entry, const char* narrow) : m_null(narrow == nullptr) {
+        if (m_null) {
+            return;
+        }
+        m_text[Capacity - 1] = L'\0';
+        const int length = _snwprintf(m_text, Capacity, L"%S", narrow);
+        m_fits = length >= 0 && static_cast<std::size_t>(length) < Capacity;
+        if (!m_fits) {
+            log(0, L"%s() failed , text of more than %u characters or invalid, error=(0x%x)", entry,
+                static_cast<unsigned>(Capacity - 1), FARLO_INVALID_ARGUMENT);
+        }
+    }
+
+    bool fits() const { return m_fits; }
+    // NULL for a NULL argument.
+    const wchar_t* get() const { return m_null ? nullptr : m_text; }
+
+  private:
+    wchar_t m_text[Capacity];
+    bool m_null;
+    bool m_fits = true;
+};
+using WidenedGroupName = WidenedText<32>;
+using WidenedPath = WidenedText<260>;
+
+}  // namespace farlo

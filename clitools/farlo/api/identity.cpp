@@ -1,0 +1,100 @@
+// Exported entries: names and GUID texts of disk groups and volumes.
+#include "farlo.h"
+#include "guard.h"
+
+#include "../query/dg_guid.h"
+#include "../query/dg_name.h"
+#include "../query/name_list.h"
+#include "../query/volume_guid.h"
+
+#include <cstring>
+
+using farlo::guarded;
+using farlo::WidenedGroupName;
+
+namespace {
+
+constexpr bool cluster = true;
+constexpr bool wide = true;
+
+// Both kinds of buffer go to one routine as bytes.
+template <class Char>
+uint32_t name_list(opal_handle handle, Char** buffer, uint32_t* size, uint32_t* count,
+                   bool cluster_groups) {
+    return guarded([&] {
+        void* bytes = buffer != nullptr ? *buffer : nullptr;
+        return farlo::GetDgNameListCommon(handle, buffer != nullptr ? &bytes : nullptr, size, count,
+                                          cluster_groups, sizeof(Char) == sizeof(wchar_t));
+    });
+}
+
+}  // namespace
+
+extern "C" {
+
+uint32_t GetDgGuidW(opal_handle handle, const wchar_t* name, char* guid) {
+    return guarded([&] { return farlo::GetDgGuidCommon(handle, name, guid, cluster); });
+}
+
+uint32_t GetDgGuidA(opal_handle handle, const char* name, char* guid) {
+    const WidenedGroupName wide_name(L"GetDgGuidA", name);
+    return wide_name.fits() ? GetDgGuidW(handle, wide_name.get(), guid) : FARLO_INVALID_ARGUMENT;
+}
+
+uint32_t GetNonClusterDgGuidW(opal_handle handle, const wchar_t* name, char* guid) {
+    return guarded([&] { return farlo::GetDgGuidCommon(handle, name, guid, !cluster); });
+}
+
+uint32_t GetNonClusterDgGuidA(opal_handle handle, const char* name, char* guid) {
+    const WidenedGroupName wide_name(L"GetNonClusterDgGuidA", name);
+    return wide_name.fits() ? GetNonClusterDgGuidW(handle, wide_name.get(), guid)
+                            : FARLO_INVALID_ARGUMENT;
+}
+
+uint32_t GetDgNameListW(opal_handle handle, wchar_t** buffer, uint32_t* size, uint32_t* count) {
+    return name_list(handle, buffer, size, count, cluster);
+}
+
+uint32_t GetDgNameListA(opal_handle handle, char** buffer, uint32_t* size, uint32_t* count) {
+    return name_list(handle, buffer, size, count, cluster);
+}
+
+uint32_t GetNonClusterDgNameListW(opal_handle handle, wchar_t** buffer, uint32_t* size,
+                                  uint32_t* count) {
+    return name_list(handle, buffer, size, count, !cluster);
+}
+
+uint32_t GetNonClusterDgNameListA(opal_handle handle, char** buffer, uint32_t* size,
+                                  uint32_t* count) {
+    return name_list(handle, buffer, size, count, !cluster);
+}
+
+uint32_t GetDgNameW(opal_handle handle, const char* guid, wchar_t* name) {
+    return guarded([&] { return farlo::GetDgNameW(handle, guid, name); });
+}
+
+uint32_t GetDgVolumeGuidW(opal_handle handle, const wchar_t* name, const char* guid,
+                          const wchar_t* device, char* volume_guid) {
+    return guarded(
+        [&] { return farlo::GetDgVolumeGuidW(handle, name, guid, device, volume_guid); });
+}
+
+// Any failure of the wide form is one status here: kept for agents that test it.
+uint32_t GetDgVolumeGuidA(opal_handle handle, const char* name, const char* guid,
+                          const char* device, char* volume_guid) {
+    const WidenedGroupName wide_name(L"GetDgVolumeGuidA", name);
+    const WidenedGroupName wide_device(L"GetDgVolumeGuidA", device);
+    if (!wide_name.fits() || !wide_device.fits()) {
+        return FARLO_INVALID_ARGUMENT;
+    }
+    char text[80] = {};
+    const uint32_t status =
+        GetDgVolumeGuidW(handle, wide_name.get(), guid, wide_device.get(), text);
+    if (status != FARLO_SUCCESS || volume_guid == nullptr) {
+        return FARLO_NO_VOLUME_GUID;
+    }
+    std::strcpy(volume_guid, text);
+    return FARLO_SUCCESS;
+}
+
+}  // extern "C"

@@ -1,0 +1,51 @@
+#include "database.h"
+
+#include "status.h"
+#include "trace.h"
+
+#include <cwchar>
+
+namespace farlo {
+namespace {
+constexpr std::size_t query_bytes = 4096;
+constexpr std::size_t query_characters = query_bytes / sizeof(wchar_t);
+}  // namespace
+
+QueryText::QueryText() : m_text(static_cast<wchar_t*>(_ZtAlloc(query_bytes))) {}
+
+bool QueryText::format(const char* type, const char* property, const wchar_t* value) {
+    const int length = _snwprintf(m_text.get(), query_characters - 1,
+                                  L"SELECT FROM %S where \"%S\" EQ %s", type, property, value);
+    m_text.get()[length < 0 ? 0 : length] = L'\0';
+    return length >= 0;
+}
+
+std::uint32_t CZtDatabase::GetObjects(const ConnectionPair& pair, const char* type,
+                                      std::vector<CZtObject>& objects) {
+    BusIds ids;
+    const std::uint32_t status =
+        DbGetObjects(pair.connection, pair.context, type, ids.ids(), ids.count());
+    if (is_failure(status)) {
+        ZtTrace(trace_level_warning,
+                "WARNING: %x in CZtDatabase::GetObjects() call to DbGetObjects for all objects of "
+                "type %s failed",
+                status, type);
+        return status;
+    }
+    append_objects(objects, pair, ids);
+    return status;
+}
+
+std::uint32_t CZtDatabase::GetObjectsByQuery(const ConnectionPair& pair, const wchar_t* query,
+                                             std::vector<CZtObject>& objects) {
+    BusIds ids;
+    const std::uint32_t status =
+        DbGetObjectsByQuery(pair.connection, pair.context, query, ids.ids(), ids.count());
+    if (is_failure(status)) {
+        return status;
+    }
+    append_objects(objects, pair, ids);
+    return status;
+}
+
+}  // namespace farlo

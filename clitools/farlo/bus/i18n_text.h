@@ -1,0 +1,21 @@
+// The text form of localisable messages.
+#pragma once
+
+#include "typed_value.h"
+
+#include <string>
+
+namespace farlo {
+
+class CZtI18NFM {
+  public:
+    explicit CZtI18NFM(const ZtI18n& message);
+    explicit CZtI18NFM(const ZtI18nFormat& format);
+
+    const std::string& text() const { return m_text; }
+
+  private:
+    std::string m_text;
+};
+
+}  // namespace farlo

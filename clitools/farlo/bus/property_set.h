@@ -1,0 +1,129 @@
+// Property sets of the object bus: typed reading, adding and setting.
+//
+// Every operation that fails traces through ZtTrace and throws the bus status
+// as a std::uint32_t; no other exception leaves but std::bad_alloc.
+#pragma once
+
+#include "bus_memory.h"
+#include "typed_value.h"
+#include "ztbus3.h"
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace farlo {
+
+// "%S" of the class layer's traces.
+inline constexpr wchar_t provider_name[] = L"clusapiprov";
+
+// One name, tag and value, to be added to or set in a set or an object. Texts,
+// bytes and arrays are not copied: they must outlive this.
+class CZtProperty {
+  public:
+    CZtProperty(const char* name, bool value);
+    CZtProperty(const char* name, std::int32_t value);
+    CZtProperty(const char* name, std::uint32_t value);
+    CZtProperty(const char* name, std::int64_t value);
+    CZtProperty(const char* name, std::uint64_t value);
+    // A NULL text is sent as an empty one.
+    CZtProperty(const char* name, const char* value);
+    CZtProperty(const char* name, const wchar_t* value);
+    CZtProperty(const char* name, const GUID& value);
+    CZtProperty(const char* name, const opal_objid& value);
+    CZtProperty(const char* name, ZtTime value);
+    CZtProperty(const char* name, opal_propset value);
+    CZtProperty(const char* name, const opal_i18n& value);
+    CZtProperty(const char* name, const opal_i18n_format& value);
+    // TYPE_BINARY: `size` bytes.
+    CZtProperty(const char* name, const void* bytes, std::uint32_t size);
+    // Any array type: `count` elements of `size` bytes in all.
+    CZtProperty(const char* name, std::uint32_t type, const void* elements, std::uint32_t count,
+                std::uint32_t size);
+    CZtProperty(const CZtProperty&) = delete;
+    CZtProperty& operator=(const CZtProperty&) = delete;
+
+    const opal_property& bus() const { return m_property; }
+
+  private:
+    union Small {
+        opal_bool boolean;
+        std::int32_t int32;
+        std::uint32_t uint32;
+        std::int64_t int64;
+        std::uint64_t uint64;
+        GUID guid;
+        opal_objid object;
+        opal_propset set;
+    };
+    Small m_small;
+    opal_property m_property;
+};
+
+// Holds the bus handle; destroys nothing.
+class CZtPropertySetBase {
+  public:
+    CZtPropertySetBase() = default;
+    explicit CZtPropertySetBase(opal_propset set) : m_set(set) {}
+    virtual ~CZtPropertySetBase() = default;
+    CZtPropertySetBase(const CZtPropertySetBase&) = delete;
+    CZtPropertySetBase& operator=(const CZtPropertySetBase&) = delete;
+
+    void AddProp(const char* name, const char* text);
+    void AddProp(const char* name, const wchar_t* text);
+
+    opal_propset handle() const { return m_set; }
+    // Hands the bus handle over to the caller.
+    opal_propset release() { return std::exchange(m_set, nullptr); }
+
+  protected:
+    opal_propset m_set = nullptr;
+};
+
+class CZtPropertySet : public CZtPropertySetBase {
+  public:
+    using CZtPropertySetBase::CZtPropertySetBase;
+
+    void Create();
+    void Destroy();
+
+    // False when there is no such property and `optional` is set.
+    virtual bool FindProperty(const char* name, BusProperty& property, bool optional = false) const;
+
+    // Reads a property of the type that T stands for (typed_value.h). False, and
+    // the value as it was, when there is none and `optional` is set.
+    template <class T> bool GetProp(const char* name, T& value, bool optional = false) const {
+        return read_typed(name, value, [&](BusProperty& property) {
+            return FindProperty(name, property, optional);
+        });
+    }
+
+    void AddProperty(const CZtProperty& property);
+    void AddProperty(const opal_property& property);
+    // 0, or the informational status of the bus; a set that has that value
+    // already counts as 0.
+    std::uint32_t SetProperty(const CZtProperty& property);
+    void GetKeys(std::vector<std::string>& names) const;
+
+    // One property as text; with its type in front when `with_type` is set.
+    // False, and the text as it was, when there is none and `optional` is set.
+    bool ToString(std::string& text, const char* name, bool optional = false,
+                  bool with_type = false) const;
+};
+
+// A set that exists as long as the object.
+class CZtTempPropertySet : public CZtPropertySet {
+  public:
+    CZtTempPropertySet();
+    ~CZtTempPropertySet() override;
+    CZtTempPropertySet(CZtTempPropertySet&& other) noexcept;
+    CZtTempPropertySet& operator=(CZtTempPropertySet&& other) noexcept;
+
+    // Takes over a set that the bus made.
+    explicit CZtTempPropertySet(opal_propset set) : CZtPropertySet(set) {}
+
+  private:
+    void destroy_quietly();
+};
+
+}  // namespace farlo

@@ -1,0 +1,186 @@
+// CZtPropertySet::ToString: one property as a person reads it.
+#include "i18n_text.h"
+#include "property_set.h"
+#include "trace.h"
+#include "type_names.h"
+
+#include <cstdio>
+
+namespace farlo {
+namespace {
+
+template <class Number> std::string formatted(const char* format, Number number) {
+    char text[32];
+    _snprintf(text, sizeof text, format, number);
+    return text;
+}
+
+std::string render(bool value) {
+    return value ? "true" : "false";
+}
+std::string render(std::int32_t value) {
+    return formatted("%ld", static_cast<long>(value));
+}
+std::string render(std::uint32_t value) {
+    return formatted("%lu", static_cast<unsigned long>(value));
+}
+std::string render(std::int64_t value) {
+    return formatted("%I64d", value);
+}
+std::string render(std::uint64_t value) {
+    return formatted("%I64u", value);
+}
+std::string render(const std::string& value) {
+    return value;
+}
+std::string render(const std::wstring& value) {
+    const std::size_t length = Ztwcstombs(nullptr, value.c_str(), 0);
+    if (length == static_cast<std::size_t>(-1)) {
+        throw ZTERROR_PROPERTY;
+    }
+    std::string text(length + 1, '\0');
+    Ztwcstombs(text.data(), value.c_str(), text.size());
+    text.resize(length);
+    return text;
+}
+std::string render(const ZtBinary& value) {
+    std::string text;
+    for (std::uint32_t i = 0; i < value.size; ++i) {
+        text += formatted("%02x", value.bytes.get()[i]);
+    }
+    return text;
+}
+std::string render(const GUID& value) {
+    const BusBlock<char> text(ZtGUIDToString(&value));
+    if (text == nullptr) {
+        throw ZTERROR_NO_MEMORY;
+    }
+    return text.get();
+}
+std::string render(const opal_objid& value) {
+    GUID guid;
+    static_assert(sizeof guid == sizeof value);
+    memcpy(&guid, &value, sizeof guid);
+    return render(guid);
+}
+std::string render(const ZtI18n& value) {
+    return CZtI18NFM(value).text();
+}
+std::string render(const ZtI18nFormat& value) {
+    return CZtI18NFM(value).text();
+}
+// The bus has no text form of a time: its number stands for it.
+std::string render(const ZtTime& value) {
+    return render(value.value);
+}
+std::string render(const CZtTempPropertySet& value) {
+    std::vector<std::string> names;
+    value.GetKeys(names);
+    std::string text = "{";
+    const char* separator = "";
+    for (const std::string& name : names) {
+        std::string member;
+        value.ToString(member, name.c_str());
+        text += separator + name + "=" + member;
+        separator = ", ";
+    }
+    return text + "}";
+}
+template <class T> std::string render(const std::vector<T>& values) {
+    std::string text = "{";
+    const char* separator = "";
+    for (const T& value : values) {
+        text += separator + render(value);
+        separator = ", ";
+    }
+    return text + "}";
+}
+
+template <class T> std::string render_as(const opal_property& property) {
+    T value{};
+    copy_value(property, value);
+    return render(value);
+}
+
+std::string render_value(const opal_property& property) {
+    switch (property.type) {
+    case TYPE_BOOLEAN:
+        return render_as<bool>(property);
+    case TYPE_INT32:
+        return render_as<std::int32_t>(property);
+    case TYPE_UINT32:
+        return render_as<std::uint32_t>(property);
+    case TYPE_INT64:
+        return render_as<std::int64_t>(property);
+    case TYPE_UINT64:
+        return render_as<std::uint64_t>(property);
+    case TYPE_STR:
+        return render_as<std::string>(property);
+    case TYPE_WSTR:
+        return render_as<std::wstring>(property);
+    case TYPE_BINARY:
+        return render_as<ZtBinary>(property);
+    case TYPE_GUID:
+        return render_as<GUID>(property);
+    case TYPE_PROPSET:
+        return render_as<CZtTempPropertySet>(property);
+    case TYPE_ZTOBJID:
+        return render_as<opal_objid>(property);
+    case TYPE_I18N:
+        return render_as<ZtI18n>(property);
+    case TYPE_I18NFORMATSTRING:
+        return render_as<ZtI18nFormat>(property);
+    case TYPE_TIME:
+        return render_as<ZtTime>(property);
+    case TYPE_BOOLEANZ:
+        return render_as<std::vector<bool>>(property);
+    case TYPE_INT32Z:
+        return render_as<std::vector<std::int32_t>>(property);
+    case TYPE_UINT32Z:
+        return render_as<std::vector<std::uint32_t>>(property);
+    case TYPE_INT64Z:
+        return render_as<std::vector<std::int64_t>>(property);
+    case TYPE_UINT64Z:
+        return render_as<std::vector<std::uint64_t>>(property);
+    case TYPE_STRZ:
+        return render_as<std::vector<std::string>>(property);
+    case TYPE_WSTRZ:
+        return render_as<std::vector<std::wstring>>(property);
+    case TYPE_GUIDZ:
+        return render_as<std::vector<GUID>>(property);
+    case TYPE_PROPSETZ:
+        return render_as<std::vector<CZtTempPropertySet>>(property);
+    case TYPE_ZTOBJIDZ:
+        return render_as<std::vector<opal_objid>>(property);
+    case TYPE_I18NZ:
+        return render_as<std::vector<ZtI18n>>(property);
+    case TYPE_I18NFORMATSTRINGZ:
+        return render_as<std::vector<ZtI18nFormat>>(property);
+    case TYPE_TIMEZ:
+        return render_as<std::vector<ZtTime>>(property);
+    default:
+        throw ZTERROR_PROPERTY;
+    }
+}
+
+}  // namespace
+
+bool CZtPropertySet::ToString(std::string& text, const char* name, bool optional,
+                              bool with_type) const {
+    BusProperty property;
+    if (!FindProperty(name, property, true)) {
+        if (optional) {
+            return false;
+        }
+        ZtTrace(trace_level_failure,
+                "%S: ERROR: CZtPropertySet::ToString(propId), property (%s) doesn't exist in this "
+                "property set, and isOptionalProp=opal_false.",
+                provider_name, name);
+        throw ZTERROR_PROPERTY;
+    }
+    const char* label = with_type ? names_of_type(property.get().type).label : "";
+    text = label + render_value(property.get());
+    return true;
+}
+
+}  // namespace farlo

@@ -1,0 +1,157 @@
+// Reading the value of a bus property as a C++ type, with the test of its tag.
+//
+// Every reader is bounded by the size that the property states; a value that
+// is shorter than its type, or a text without a terminator in its size, is no
+// value of that type and throws ZTERROR_PROPERTY.
+#pragma once
+
+#include "bus_memory.h"
+#include "ztbus3.h"
+
+#include <cstdint>
+#include <list>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <vector>
+
+namespace farlo {
+
+class CZtTempPropertySet;
+
+// A TYPE_TIME value: 100 ns steps since 1601-01-01 UTC.
+struct ZtTime {
+    std::int64_t value = 0;
+};
+
+// A TYPE_BINARY value, copied into memory of the bus.
+struct ZtBinary {
+    BusBlock<std::uint8_t> bytes;
+    std::uint32_t size = 0;
+};
+
+// A TYPE_I18N value.
+struct ZtI18n {
+    std::uint32_t message_id = 0;
+    std::string name;
+    std::string catalog;
+};
+
+// A TYPE_I18NFORMATSTRING value; wide insertions are converted to narrow.
+struct ZtI18nFormat {
+    std::string specification;
+    std::vector<std::string> insertions;
+};
+
+// A text property that is read in place: the text lives as long as this does.
+// Saves the copy where a text is only compared or copied on.
+template <class Char> class TextProperty {
+  public:
+    // Never NULL.
+    const Char* c_str() const { return m_text; }
+    std::size_t length() const { return m_length; }
+
+    BusProperty& property() { return m_property; }
+    // Takes the characters of property(), whose tag has been tested.
+    void attach();
+
+  private:
+    BusProperty m_property;
+    const Char* m_text = empty;
+    std::size_t m_length = 0;
+    static constexpr Char empty[1] = {};
+};
+using NarrowText = TextProperty<char>;
+using WideText = TextProperty<wchar_t>;
+
+// The tag that a C++ type is read from, and a second one that is taken too.
+template <class T> struct TypeTag;
+template <std::uint32_t Tag, std::uint32_t Also = Tag> struct TypeTagIs {
+    static constexpr std::uint32_t tag = Tag;
+    static constexpr std::uint32_t also = Also;
+};
+template <> struct TypeTag<bool> : TypeTagIs<TYPE_BOOLEAN> {};
+template <> struct TypeTag<std::int32_t> : TypeTagIs<TYPE_INT32> {};
+template <> struct TypeTag<std::uint32_t> : TypeTagIs<TYPE_UINT32> {};
+template <> struct TypeTag<std::int64_t> : TypeTagIs<TYPE_INT64> {};
+template <> struct TypeTag<std::uint64_t> : TypeTagIs<TYPE_UINT64> {};
+template <> struct TypeTag<std::string> : TypeTagIs<TYPE_STR> {};
+template <> struct TypeTag<NarrowText> : TypeTagIs<TYPE_STR> {};
+template <> struct TypeTag<std::wstring> : TypeTagIs<TYPE_WSTR> {};
+template <> struct TypeTag<WideText> : TypeTagIs<TYPE_WSTR> {};
+template <> struct TypeTag<ZtBinary> : TypeTagIs<TYPE_BINARY> {};
+template <> struct TypeTag<GUID> : TypeTagIs<TYPE_GUID> {};
+template <> struct TypeTag<CZtTempPropertySet> : TypeTagIs<TYPE_PROPSET> {};
+template <> struct TypeTag<opal_objid> : TypeTagIs<TYPE_ZTOBJID, TYPE_GUID> {};
+template <> struct TypeTag<ZtI18n> : TypeTagIs<TYPE_I18N> {};
+template <> struct TypeTag<ZtI18nFormat> : TypeTagIs<TYPE_I18NFORMATSTRING> {};
+template <> struct TypeTag<ZtTime> : TypeTagIs<TYPE_TIME> {};
+template <class T>
+struct TypeTag<std::vector<T>>
+    : TypeTagIs<TYPE_ARRAY_BIT | TypeTag<T>::tag, TYPE_ARRAY_BIT | TypeTag<T>::also> {};
+// Messages and format specifications are also read into lists.
+template <class T> struct TypeTag<std::list<T>> : TypeTagIs<TYPE_ARRAY_BIT | TypeTag<T>::tag> {};
+
+// Traces the property's mismatch with the type that `wanted` is the tag of and
+// throws ZTERROR_PROPERTY.
+[[noreturn]] void reject_type(BusProperty& property, const char* name, std::uint32_t wanted);
+
+// Copies the value of a property whose tag has been tested.
+void copy_value(const opal_property& property, bool& value);
+void copy_value(const opal_property& property, std::int32_t& value);
+void copy_value(const opal_property& property, std::uint32_t& value);
+void copy_value(const opal_property& property, std::int64_t& value);
+void copy_value(const opal_property& property, std::uint64_t& value);
+void copy_value(const opal_property& property, std::string& value);
+void copy_value(const opal_property& property, std::wstring& value);
+void copy_value(const opal_property& property, ZtBinary& value);
+void copy_value(const opal_property& property, GUID& value);
+void copy_value(const opal_property& property, CZtTempPropertySet& value);
+void copy_value(const opal_property& property, opal_objid& value);
+void copy_value(const opal_property& property, ZtI18n& value);
+void copy_value(const opal_property& property, ZtI18nFormat& value);
+void copy_value(const opal_property& property, ZtTime& value);
+void copy_value(const opal_property& property, std::vector<bool>& value);
+void copy_value(const opal_property& property, std::vector<std::int32_t>& value);
+void copy_value(const opal_property& property, std::vector<std::uint32_t>& value);
+void copy_value(const opal_property& property, std::vector<std::int64_t>& value);
+void copy_value(const opal_property& property, std::vector<std::uint64_t>& value);
+void copy_value(const opal_property& property, std::vector<std::string>& value);
+void copy_value(const opal_property& property, std::vector<std::wstring>& value);
+void copy_value(const opal_property& property, std::vector<GUID>& value);
+void copy_value(const opal_property& property, std::vector<CZtTempPropertySet>& value);
+void copy_value(const opal_property& property, std::vector<opal_objid>& value);
+void copy_value(const opal_property& property, std::vector<ZtI18n>& value);
+void copy_value(const opal_property& property, std::list<ZtI18n>& value);
+void copy_value(const opal_property& property, std::vector<ZtI18nFormat>& value);
+void copy_value(const opal_property& property, std::list<ZtI18nFormat>& value);
+void copy_value(const opal_property& property, std::vector<ZtTime>& value);
+
+// GetProp of property sets and of objects. `find` receives a BusProperty and
+// tells whether there is one; when there is none, `value` stays as it was.
+template <class T, class Find> bool read_typed(const char* name, T& value, Find&& find) {
+    constexpr bool in_place = std::is_same_v<T, NarrowText> || std::is_same_v<T, WideText>;
+    const auto test_type = [name](BusProperty& property) {
+        const std::uint32_t type = property.get().type;
+        if (type != TypeTag<T>::tag && type != TypeTag<T>::also) {
+            reject_type(property, name, TypeTag<T>::tag);
+        }
+    };
+    if constexpr (in_place) {
+        if (!find(value.property())) {
+            return false;
+        }
+        test_type(value.property());
+        value.attach();
+    } else {
+        BusProperty property;
+        if (!find(property)) {
+            return false;
+        }
+        test_type(property);
+        copy_value(property.get(), value);
+    }
+    return true;
+}
+
+}  // namespace farlo

@@ -1,0 +1,150 @@
+#include "lookup.h"
+
+#include "connection.h"
+#include "database.h"
+#include "farlo.h"
+#include "status.h"
+#include "trace_log.h"
+
+#include <cstring>
+#include <cwchar>
+#include <vector>
+
+namespace farlo {
+namespace {
+
+constexpr int lookup_tries = 5;
+constexpr DWORD lookup_pause_ms = 5000;
+
+// "LDM DG TYPE" of groups that these operations must not use.
+constexpr std::uint32_t excluded_types[] = {0, 7};
+constexpr std::uint32_t cluster_type = 2;
+constexpr std::uint32_t cluster_shared_type = 8;
+
+bool is_excluded(std::uint32_t type) {
+    return type == excluded_types[0] || type == excluded_types[1];
+}
+
+// Queries all disk groups until there are some; false when there never were.
+bool query_groups(opal_handle handle, const wchar_t* sleeping, std::vector<CZtObject>& groups) {
+    for (int attempt = 0; attempt < lookup_tries; ++attempt) {
+        CZtDatabase::GetObjects(connection_pair(handle), disk_group_type, groups);
+        if (!groups.empty()) {
+            return true;
+        }
+        log(6, sleeping);
+        Sleep(lookup_pause_ms);
+    }
+    return false;
+}
+
+// Walks the groups in order to the first one that `matches` and decides on it
+// by its type. A group without a readable type or key matches nothing.
+template <class Matches, class Accepts>
+std::uint32_t choose(const std::vector<CZtObject>& groups, CZtObject& group, Matches&& matches,
+                     Accepts&& accepts) {
+    for (const CZtObject& candidate : groups) {
+        std::uint32_t type = 0;
+        try {
+            candidate.GetProp("LDM DG TYPE", type);
+            if (!matches(candidate)) {
+                continue;
+            }
+        } catch (std::uint32_t) {
+            continue;
+        }
+        if (is_excluded(type) || !accepts(type)) {
+            return FARLO_EXCLUDED_TYPE;
+        }
+        group.assign(candidate);
+        return FARLO_SUCCESS;
+    }
+    return FARLO_NOT_FOUND;
+}
+
+}  // namespace
+
+bool UseDgName(const wchar_t* name) {
+    return name != nullptr && *name != L'\0';
+}
+
+bool UseDgGuid(const char* guid) {
+    return guid != nullptr && *guid != '\0';
+}
+
+std::uint32_t GetClusSvcId(opal_handle handle, opal_objid& id) {
+    std::vector<CZtObject> services;
+    for (int attempt = 0; attempt < lookup_tries; ++attempt) {
+        if (is_failure(
+                CZtDatabase::GetObjects(connection_pair(handle), cluster_service_type, services))) {
+            return FARLO_NO_CLUSTER_SERVICE;
+        }
+        if (!services.empty()) {
+            id = services.front().id();
+            return FARLO_SUCCESS;
+        }
+        log(6, L"GetClusSvcId: Sleeping for 5 secs");
+        Sleep(lookup_pause_ms);
+    }
+    return FARLO_NO_CLUSTER_SERVICE;
+}
+
+std::uint32_t GetDgObjIdByName(opal_handle handle, const wchar_t* name, CZtObject& group,
+                               bool flag) {
+    std::vector<CZtObject> groups;
+    if (!query_groups(handle, L"GetDgObjIdByName: Sleeping for 5 secs", groups)) {
+        log(0, L"GetDgObjIdByName , Error , vecObjects.size () == 0 , error=(0x%x)",
+            FARLO_NOT_FOUND);
+        return FARLO_NOT_FOUND;
+    }
+    const std::uint32_t status = choose(
+        groups, group,
+        [name](const CZtObject& candidate) {
+            WideText candidate_name;
+            candidate.GetProp("Name", candidate_name);
+            return _wcsicmp(candidate_name.c_str(), name) == 0;
+        },
+        [flag](std::uint32_t type) { return !flag || type == cluster_type; });
+    if (status != FARLO_SUCCESS) {
+        log(0, L"GetDgObjIdByName() failed , DG_TYPENAME not found in OPAL, error=(0x%x)", status);
+    }
+    return status;
+}
+
+std::uint32_t GetDgObjIdByGuid(opal_handle handle, const char* guid, CZtObject& group, bool flag) {
+    std::vector<CZtObject> groups;
+    if (!query_groups(handle, L"GetDgObjIdByGuid: Sleeping for 5 secs", groups)) {
+        log(0, L"GetDgObjIdByGuid() failed , DG_TYPENAME not found in OPAL, error=(0x%x)",
+            FARLO_NOT_FOUND);
+        return FARLO_NOT_FOUND;
+    }
+    const std::uint32_t status = choose(
+        groups, group,
+        [guid](const CZtObject& candidate) {
+            NarrowText candidate_guid;
+            candidate.GetProp("dgid", candidate_guid);
+            return _stricmp(candidate_guid.c_str(), guid) == 0;
+        },
+        [flag](std::uint32_t type) {
+            return !flag || type == cluster_type || type == cluster_shared_type;
+        });
+    if (status != FARLO_SUCCESS) {
+        log(0, L"GetDgObjIdByGuid() failed , DG_TYPENAME not found in OPAL, error=(0x%x)", status);
+    }
+    return status;
+}
+
+std::uint32_t GetDgObjId(opal_handle handle, const wchar_t* name, const char* guid,
+                         CZtObject& group, bool flag) {
+    if (UseDgGuid(guid)) {
+        return GetDgObjIdByGuid(handle, guid, group, flag) == FARLO_SUCCESS ? FARLO_SUCCESS
+                                                                            : FARLO_NOT_FOUND;
+    }
+    if (!UseDgName(name)) {
+        return FARLO_MISSING_ARGUMENT;
+    }
+    return GetDgObjIdByName(handle, name, group, flag) == FARLO_SUCCESS ? FARLO_SUCCESS
+                                                                        : FARLO_NOT_FOUND;
+}
+
+}  // namespace farlo

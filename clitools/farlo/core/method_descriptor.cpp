@@ -1,0 +1,30 @@
+#include "method_descriptor.h"
+
+#include "bus_memory.h"
+
+#include <cstdio>
+#include <cstring>
+
+namespace farlo {
+
+std::string FormatMethodDescriptor(const opal_objid& object, const GUID& interface_id,
+                                   std::uint32_t major, std::uint32_t minor) {
+    GUID object_guid;
+    static_assert(sizeof object_guid == sizeof object);
+    std::memcpy(&object_guid, &object, sizeof object_guid);
+
+    const BusBlock<char> object_text(ZtGUIDToString(&object_guid));
+    const BusBlock<char> interface_text(ZtGUIDToString(&interface_id));
+    if (object_text == nullptr || interface_text == nullptr) {
+        throw ZTERROR_NO_MEMORY;
+    }
+    char text[256];
+    const int length = _snprintf(text, sizeof text, "OBJ:%s,INTF:%s,MJ:%d,MN:%d", object_text.get(),
+                                 interface_text.get(), major, minor);
+    if (length < 0 || static_cast<std::size_t>(length) >= sizeof text) {
+        throw ZTERROR_INVALID_ARGUMENT;
+    }
+    return text;
+}
+
+}  // namespace farlo

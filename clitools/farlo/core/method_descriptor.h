@@ -1,0 +1,14 @@
+// A method call as text, for the diagnostics of the provider runtime.
+#pragma once
+
+#include "ztbus3.h"
+
+#include <cstdint>
+#include <string>
+
+namespace farlo {
+
+std::string FormatMethodDescriptor(const opal_objid& object, const GUID& interface_id,
+                                   std::uint32_t major, std::uint32_t minor);
+
+}  // namespace farlo

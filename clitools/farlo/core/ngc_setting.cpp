@@ -1,0 +1,31 @@
+#include "ngc_setting.h"
+
+#include "trace_log.h"
+#include "windows_handle.h"
+
+namespace farlo {
+namespace {
+bool ngc_flag = false;
+}
+
+bool ReadNgcSetting() {
+    ngc_flag = false;
+    RegistryKey key;
+    if (RegOpenKeyExW(HKEY_LOCAL_MACHINE,
+                      L"SOFTWARE\\Solvane\\ZtSvc\\CurrentVersion\\VolumeManager", 0, KEY_ALL_ACCESS,
+                      key.receive()) != ERROR_SUCCESS) {
+        return false;
+    }
+    DWORD value = 0;
+    DWORD size = sizeof value;
+    // Any type that reads as the number counts.
+    if (RegQueryValueExW(key.get(), L"SupportSCSI3", nullptr, nullptr,
+                         reinterpret_cast<BYTE*>(&value), &size) == ERROR_SUCCESS &&
+        value == 2) {
+        ngc_flag = true;
+        log(0, L"=====Enabled NGC=====");
+    }
+    return ngc_flag;
+}
+
+}  // namespace farlo

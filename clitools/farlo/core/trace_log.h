@@ -1,0 +1,58 @@
+// The trace log: the text file in which administrators follow what the agent
+// asked of the volume manager.
+//
+// Levels: 0 errors and a few notices, 2 entry and exit, 4 failed service calls
+// and some entry and exit lines, 6 progress. A line is written when its level
+// is not above the threshold, which is read once, when the library is loaded.
+#pragma once
+
+#include <windows.h>
+
+#include <cstddef>
+#include <cstdint>
+
+namespace farlo {
+
+class TraceLog {
+  public:
+    static constexpr std::size_t path_capacity = 260;
+    static constexpr std::size_t line_capacity = 2048;
+    // A line that would bring the file to this size is written to a new file.
+    static constexpr std::uint64_t rollover_size = 10'485'760;
+
+    // Reads path and threshold from the environment and the registry.
+    TraceLog() noexcept;
+
+    std::uint32_t threshold() const { return m_threshold; }
+
+    // Formats and writes one line. `format` is of the Windows family: wide "%s"
+    // is wide, "%S" narrow. A message of more than 2047 characters is cut there.
+    void write(const wchar_t* format, ...) noexcept;
+
+  private:
+    void read_threshold() noexcept;
+    std::size_t build_line(char* line) const noexcept;
+    void append(const char* line, std::size_t length) noexcept;
+
+    std::uint32_t m_threshold = 0;
+    char m_path[path_capacity + 2] = {};
+    // One line at a time in this process, so that two threads never mix theirs.
+    SRWLOCK m_lock = SRWLOCK_INIT;
+    wchar_t m_wide_line[line_capacity] = {};
+    char m_narrow_line[line_capacity] = {};
+};
+
+// The log of this process. Never torn down.
+extern TraceLog trace_log;
+
+// Writes a line of a level. One that the threshold suppresses costs the
+// comparison and nothing else: its arguments are not formatted.
+template <class... Arguments>
+inline void log(std::uint32_t level, const wchar_t* format, Arguments... arguments) noexcept {
+    if (level > trace_log.threshold() || format == nullptr) [[likely]] {
+        return;
+    }
+    trace_log.write(format, arguments...);
+}
+
+}  // namespace farlo

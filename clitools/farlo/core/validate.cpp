@@ -1,0 +1,86 @@
+#include "validate.h"
+
+#include "attach.h"
+#include "connection.h"
+#include "farlo.h"
+#include "provider.h"
+#include "trace_log.h"
+
+#include "../diskgroup/alerts.h"
+
+namespace farlo {
+namespace {
+
+constexpr int reconnect_tries = 3;
+constexpr DWORD reconnect_pause_ms = 500;
+
+// Set whenever a connection was made for which the provider runtime and the
+// alerts have not been started yet. Under the library lock.
+bool fresh_connection = true;
+
+std::uint32_t initialize(opal_handle* slot) {
+    const std::uint32_t status = InitializeZtVmW(0, 0, slot);
+    if (status != 0) {
+        return status;
+    }
+    if (*slot == nullptr) {
+        return ZTERROR_PROVIDER;  // a success without a handle is none
+    }
+    fresh_connection = true;
+    return 0;
+}
+
+// Whatever the slot's handle needs to be connected. The status of the last try.
+std::uint32_t connect(opal_handle* slot) {
+    if (*slot == nullptr) {
+        const std::uint32_t status = initialize(slot);
+        if (*slot == nullptr) {
+            return status;
+        }
+    }
+    if (is_connected(*slot)) {
+        return 0;
+    }
+    UnInitializeZtVmW(*slot);
+    *slot = nullptr;
+    std::uint32_t status = 0;
+    for (int attempt = 0; attempt < reconnect_tries; ++attempt) {
+        status = initialize(slot);
+        if (status == 0) {
+            return 0;
+        }
+        log(6, L"ValidateClusterW: Sleeping for 0.5 secs");
+        Sleep(reconnect_pause_ms);
+    }
+    return status;
+}
+
+}  // namespace
+
+std::uint32_t ValidateClusterW(opal_handle* slot) {
+    std::uint32_t status = FARLO_INVALID_ARGUMENT;
+    {
+        const CriticalSectionHold hold(library_lock);
+        if (slot != nullptr) {
+            status = connect(slot);
+        }
+        if (fresh_connection && status == 0) {
+            fresh_connection = false;
+            // Neither result counts: a handle without alerts still serves.
+            provider_runtime.start(connection_pair(*slot));
+            farlo::RegisterForAlerts(*slot, alert_timeout_callback());
+        }
+    }
+    if (status != 0) {
+        log(0, L"ValidateClusterW() failed, error=(0x%x)", status);
+        return FARLO_NOT_CONNECTED;
+    }
+    return FARLO_SUCCESS;
+}
+
+std::uint32_t UnInitializeClusterW(opal_handle handle) {
+    const CriticalSectionHold hold(library_lock);
+    return UnInitializeZtVmW(handle) == 0 ? FARLO_SUCCESS : FARLO_UNINITIALIZE_FAILED;
+}
+
+}  // namespace farlo

@@ -1,0 +1,77 @@
+#include "deport.h"
+
+#include "connection.h"
+#include "farlo.h"
+#include "lookup.h"
+#include "method.h"
+#include "trace_log.h"
+
+#include "../query/dg_guid.h"
+
+namespace farlo {
+namespace {
+
+constexpr std::uint32_t deport_word = 0x4042;
+
+std::uint32_t deport_group(opal_handle handle, const wchar_t* name, const char* caller_guid) {
+    GuidText guid;
+    std::uint32_t status = SetDgGuidParam(guid, caller_guid, name, handle, true);
+    if (status != FARLO_SUCCESS) {
+        log(0, L"DeportDgW():SetDgGuidParam() failed, error=(0x%x)", status);
+        return status;
+    }
+    opal_objid service{};
+    status = GetClusSvcId(handle, service);
+    if (status != FARLO_SUCCESS) {
+        log(0, L"DeportDgW():GetClusSvcId() failed, error=(0x%x)", status);
+        return status;
+    }
+    CZtObject group;
+    status = GetDgObjIdByGuid(handle, guid.get(), group, true);
+    if (status != FARLO_SUCCESS) {
+        log(0, L"DeportDgW():GetDgObjIdByGuid() failed, error=(0x%x)", status);
+        return status;
+    }
+    try {
+        CZtTempPropertySet input;
+        input.AddProp("Dgguid", guid.get());
+        input.AddProp("dgid", guid.get());
+        input.AddProperty(CZtProperty("Opflag", deport_word));
+        input.AddProperty(CZtProperty("OfflineFlag", deport_word));
+        OutputPropertySet output;
+        status = CsfInvoke(handle->connection, group.id(), DGOP_DEPORT, input, output);
+        if (output && status != 0) {
+            log(4, L"DeportDgW: DGOP_DEPORT, CsfInvoke failed with error = 0x%x.", status);
+        }
+    } catch (...) {
+        log(6, L"API_TRY_CATCH_FAILED ");
+        status = FARLO_EXCEPTION;
+    }
+    return status;
+}
+
+}  // namespace
+
+std::uint32_t DeportDgW(opal_handle handle, const wchar_t* name, const char* guid) {
+    log(6, L"Entering DeportDgW");
+    if (handle == nullptr) {
+        log(0, L"DeportDgW() failed , NULL opal_handle, error=(0x%x)", FARLO_NULL_HANDLE);
+        return FARLO_NULL_HANDLE;
+    }
+    if (!is_connected(handle)) {
+        log(0, L"DeportDgW() failed , opal_handle not connected, error=(0x%x)",
+            FARLO_NOT_CONNECTED);
+        return FARLO_NOT_CONNECTED;
+    }
+    std::uint32_t status = deport_group(handle, name, guid);
+    if (!is_connected(handle)) {
+        status = FARLO_NOT_CONNECTED;
+    }
+    if (status != 0) {
+        log(0, L"DeportDgW() failed, error=(0x%x)", status);
+    }
+    log(6, L"Exiting DeportDgW");
+    return status;
+}
+
+}  // namespace farlo

@@ -1,0 +1,111 @@
+#include "offline.h"
+
+#include "connection.h"
+#include "farlo.h"
+#include "lookup.h"
+#include "method.h"
+#include "trace_log.h"
+
+#include "../query/dg_guid.h"
+
+#include <atomic>
+
+namespace farlo {
+namespace {
+
+// Bits of the word sent that the library adds.
+constexpr std::uint32_t check_name_bit = 0x40;
+constexpr std::uint32_t always_bit = 0x4000;
+constexpr std::uint32_t shared_bit = 0x1000;
+
+// For whoever looks at a dump of an agent that hangs in a deport.
+std::atomic<std::uint32_t> deports_in_flight{0};
+
+class DeportInFlight {
+  public:
+    DeportInFlight() { ++deports_in_flight; }
+    ~DeportInFlight() { --deports_in_flight; }
+    DeportInFlight(const DeportInFlight&) = delete;
+    DeportInFlight& operator=(const DeportInFlight&) = delete;
+};
+
+std::uint32_t sent_word(std::uint32_t options) {
+    std::uint32_t word = options;
+    if ((options & FARLO_OFFLINE_NO_NAME_CHECK) == 0) {
+        word |= check_name_bit;
+    }
+    word |= always_bit;
+    if ((options & FARLO_OFFLINE_SHARED) != 0) {
+        word |= shared_bit;
+    }
+    return word;
+}
+
+std::uint32_t offline_group(opal_handle handle, const wchar_t* name, const char* caller_guid,
+                            std::uint32_t options) {
+    const bool not_shared = (options & FARLO_OFFLINE_SHARED) == 0;
+    GuidText guid;
+    std::uint32_t status = SetDgGuidParam(guid, caller_guid, name, handle, not_shared);
+    if (status != FARLO_SUCCESS) {
+        log(0, L"OfflineDgW():SetDgGuidParam() failed, error=(0x%x) ", status);
+        return status;
+    }
+    opal_objid service{};
+    status = GetClusSvcId(handle, service);
+    if (status != FARLO_SUCCESS) {
+        log(0, L"OfflineDgW():GetClusSvcId() failed, error=(0x%x) ", status);
+        return status;
+    }
+    // A group that is not found is deported all the same, under the null id: the
+    // service's answer counts. DeportDgW stops here.
+    CZtObject group;
+    status = GetDgObjIdByGuid(handle, guid.get(), group, not_shared);
+    if (status != FARLO_SUCCESS) {
+        log(0, L"OfflineDgW():GetDgObjIdByGuid() failed, error=(0x%x) ", status);
+    }
+    const std::uint32_t word = sent_word(options);
+    try {
+        CZtTempPropertySet input;
+        input.AddProp("Dgguid", guid.get());
+        input.AddProp("dgid", guid.get());
+        input.AddProperty(CZtProperty("Opflag", word));
+        input.AddProperty(CZtProperty("OfflineFlag", word));
+        const DeportInFlight in_flight;
+        OutputPropertySet output;
+        status = CsfInvoke(handle->connection, group.id(), DGOP_DEPORT, input, output);
+        if (output && status != 0) {
+            log(4, L"OfflineDgW: DGOP_DEPORT, CsfInvoke failed with error = 0x%x.", status);
+        }
+    } catch (...) {
+        log(6, L"API_TRY_CATCH_FAILED ");
+        status = FARLO_EXCEPTION;
+    }
+    return status;
+}
+
+}  // namespace
+
+std::uint32_t OfflineDgW(opal_handle handle, const wchar_t* name, const char* guid,
+                         std::uint32_t options) {
+    log(2, L"Entering OfflineDgW - %s", name);
+    if (handle == nullptr) {
+        log(0, L"OfflineDgW() failed , NULL opal_handle, error=(0x%x)", FARLO_NULL_HANDLE);
+        return FARLO_NULL_HANDLE;
+    }
+    if (!is_connected(handle)) {
+        log(0, L"OfflineDgW() failed , opal_handle not connected, error=(0x%x)",
+            FARLO_NOT_CONNECTED);
+        return FARLO_NOT_CONNECTED;
+    }
+    std::uint32_t status = offline_group(handle, name, guid, options);
+    if (!is_connected(handle)) {
+        status = FARLO_NOT_CONNECTED;
+    }
+    if (status != 0) {
+        log(0, L"OfflineDgW() failed, error=(0x%x) ", status);
+    }
+    log(2, L"Exiting OfflineDgW");
+    return status;
+}
+
+}  // namespace farlo

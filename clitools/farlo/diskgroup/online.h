@@ -1,0 +1,17 @@
+// Bringing a disk group online on this host, with all option bits.
+#pragma once
+
+#include "ztcmd.h"
+
+#include <cstdint>
+
+namespace farlo {
+
+// What OnlineDgW passes as the last argument of OnlineDgExW.
+inline constexpr std::uint32_t online_default_reserved = 120;
+
+// Imports a disk group (farlo.h, OnlineDgEx). The last argument is not used.
+std::uint32_t OnlineDgExW(opal_handle handle, const wchar_t* name, const char* guid,
+                          const wchar_t* new_name, std::uint32_t options, std::uint32_t reserved);
+
+}  // namespace farlo

@@ -1,0 +1,233 @@
+#include "dg_guid.h"
+
+#include "connection.h"
+#include "farlo.h"
+#include "lookup.h"
+#include "method.h"
+#include "trace_log.h"
+#include "wait_mutex.h"
+#include "windows_handle.h"
+
+#include <cstring>
+#include <optional>
+
+namespace farlo {
+namespace {
+
+constexpr std::uint32_t rescan_wait_ms = 300'000;
+constexpr DWORD rescan_pause_ms = 10'000;
+
+// Copies a text of the service into the caller's buffer; one that is too long
+// is refused, as half an identifier may name another group.
+void copy_guid(const NarrowText& text, char* guid) {
+    if (!copy_text(guid, guid_text_capacity, text.c_str(), text.length())) {
+        throw FARLO_INVALID_ARGUMENT;
+    }
+}
+
+void read_dgid(const CZtObject& group, char* guid) {
+    NarrowText dgid;
+    group.GetProp("dgid", dgid);
+    copy_guid(dgid, guid);
+}
+
+void rescan_and_wait(opal_handle handle) {
+    PerformPnpDiskRescan(handle, nullptr);
+    log(6, L"GetDgGuidCommon: Sleeping for 10 secs");
+    Sleep(rescan_pause_ms);
+}
+
+// Rescans the machine's disks, or waits for whoever is doing so, and looks the
+// group up again. The lookup's status; 1 when there was no mutex.
+std::uint32_t look_again_after_rescan(opal_handle handle, const wchar_t* name, CZtObject& group,
+                                      bool cluster) {
+    const Handle mutex(CreateMutexA(nullptr, FALSE, "Global\\rescanMutex"));
+    const DWORD error = GetLastError();
+    log(6, L"GetDgGuidCommon(): CreateMutexA");
+    if (!mutex) {
+        log(0, L"GetDgGuidCommon(): CreateMutexA failed, error=(0x%x) ", error);
+        return FARLO_NOT_FOUND;
+    }
+    if (WaitForMutex(mutex.get(), 0) != 0) {
+        rescan_and_wait(handle);
+        ReleaseMutex(mutex.get());
+        return GetDgObjIdByName(handle, name, group, cluster);
+    }
+    WaitForMutex(mutex.get(), rescan_wait_ms);
+    std::uint32_t status = GetDgObjIdByName(handle, name, group, cluster);
+    if (status == FARLO_NOT_FOUND) {
+        rescan_and_wait(handle);
+        status = GetDgObjIdByName(handle, name, group, cluster);
+    }
+    // Also where the wait did not obtain it: the system refuses, and that is all.
+    ReleaseMutex(mutex.get());
+    return status;
+}
+
+// Asks the cluster-service object for the GUID text.
+std::uint32_t ask_cluster_service(opal_handle handle, const opal_objid& service,
+                                  const wchar_t* name, char* guid) {
+    try {
+        CZtTempPropertySet input;
+        input.AddProp("Dgname", name);
+        OutputPropertySet output;
+        const std::uint32_t status =
+            CsfInvoke(handle->connection, service, CLUSTER_MTHD_CLUSSVCOP_GETDGGUID, input, output);
+        if (!output) {
+            return status;
+        }
+        if (status != 0) {
+            log(4,
+                L"GetDgGuidCommon: CLUSTER_MTHD_CLUSSVCOP_GETDGGUID, CsfInvoke failed with error "
+                L"= 0x%x.",
+                status);
+            return status;
+        }
+        NarrowText text;
+        output.GetProp("Dgguid", text);
+        copy_guid(text, guid);
+        return FARLO_SUCCESS;
+    } catch (...) {
+        log(6, L"API_TRY_CATCH_FAILED ");
+        return FARLO_EXCEPTION;
+    }
+}
+
+// Every result that came with a connection is void once it dropped.
+std::uint32_t finish(opal_handle handle, std::uint32_t status) {
+    if (!is_connected(handle)) {
+        status = FARLO_NOT_CONNECTED;
+    }
+    if (status != 0) {
+        log(0, L"GetDgGuidCommon() failed, error=(0x%x)", status);
+    }
+    return status;
+}
+
+}  // namespace
+
+std::uint32_t GetDgGuidCommon(opal_handle handle, const wchar_t* name, char* guid, bool cluster) {
+    if (handle == nullptr) {
+        log(0, L"GetDgGuidCommon() failed , opal_handle==NULL , error=(0x%x)", FARLO_NULL_HANDLE);
+        return FARLO_NULL_HANDLE;
+    }
+    if (!is_connected(handle)) {
+        log(0, L"GetDgGuidCommon() failed, hConn not connected , error=(0x%x)",
+            FARLO_NOT_CONNECTED);
+        return FARLO_NOT_CONNECTED;
+    }
+    if (!UseDgName(name)) {
+        log(0, L"GetDgGuidCommon():UseDgName() failed , error=(0x%x)", FARLO_MISSING_ARGUMENT);
+        return FARLO_MISSING_ARGUMENT;
+    }
+    if (guid == nullptr) {
+        log(0, L"GetDgGuidCommon() failed , pDgGuid == NULL, error=(0x%x)", FARLO_MISSING_ARGUMENT);
+        return FARLO_MISSING_ARGUMENT;
+    }
+
+    CZtObject group;
+    std::uint32_t status = GetDgObjIdByName(handle, name, group, cluster);
+    if (status == FARLO_NOT_FOUND) {
+        status = look_again_after_rescan(handle, name, group, cluster);
+    }
+    if (status == FARLO_SUCCESS) {
+        try {
+            read_dgid(group, guid);
+            return FARLO_SUCCESS;
+        } catch (...) {
+            // A group without a readable identifier: the cluster service may know it.
+        }
+    }
+    if (status == FARLO_EXCLUDED_TYPE) {
+        log(0, L"GetDgGuidCommon() failed , error=(0x%x)", status);
+        return finish(handle, status);
+    }
+
+    opal_objid service{};
+    status = GetClusSvcId(handle, service);
+    if (status != FARLO_SUCCESS) {
+        log(0, L"GetDgGuidCommon(): GetClusSvcId failed , error=(0x%x)", status);
+        return status;
+    }
+    return finish(handle, ask_cluster_service(handle, service, name, guid));
+}
+
+std::uint32_t GetDgGuidfromOpal(opal_handle handle, const wchar_t* name, char* guid) {
+    if (handle == nullptr) {
+        log(0, L"GetDgGuidfromOpal() failed, NULL opal_conn, error=(0x%x)", FARLO_NULL_HANDLE);
+        return FARLO_NULL_HANDLE;
+    }
+    if (!UseDgName(name)) {
+        log(0, L"GetDgGuidfromOpal():UseDgName() failed, error=(0x%x)", FARLO_MISSING_ARGUMENT);
+        return FARLO_MISSING_ARGUMENT;
+    }
+    CZtObject group;
+    const std::uint32_t status = GetDgObjIdByName(handle, name, group, false);
+    if (status != FARLO_SUCCESS) {
+        log(0, L"GetDgGuidfromOpal(): GetDgObjIdByName() failed, error=(0x%x)", status);
+        return status;
+    }
+    try {
+        bool imported = false;
+        group.GetProp("imported", imported);
+        if (!imported) {
+            return FARLO_NOT_FOUND;
+        }
+        read_dgid(group, guid);
+    } catch (...) {
+        log(6, L"API_TRY_CATCH_FAILED ");
+        return FARLO_EXCEPTION;
+    }
+    return FARLO_SUCCESS;
+}
+
+std::uint32_t PerformPnpDiskRescan(opal_handle handle, const void* /*unused*/) {
+    log(6, L"Entering PerformPnpDiskRescan");
+    opal_objid service{};
+    std::uint32_t status = GetClusSvcId(handle, service);
+    if (status != FARLO_SUCCESS) {
+        log(0, L"PerformPnpDiskRescan: GetClusSvcId failed with error = 0x%x.", status);
+        return status;
+    }
+    // A parameter that cannot be built is left out: the service rescans all the same.
+    std::optional<CZtTempPropertySet> input;
+    try {
+        input.emplace();
+        input->AddProperty(CZtProperty("pnp rescan only", false));
+    } catch (std::uint32_t) {
+    }
+    const CZtPropertySet no_input;
+    OutputPropertySet output;
+    status = CsfInvoke(handle->connection, service, MISCOP_PNP_RESCAN,
+                       input ? static_cast<const CZtPropertySet&>(*input) : no_input, output);
+    if (output && status != 0) {
+        log(4, L"PerformPnpDiskRescan: MISCOP_PNP_RESCAN, CsfInvoke failed with error = 0x%x.",
+            status);
+    }
+    log(6, L"Exiting PerformPnpDiskRescan");
+    return status;
+}
+
+std::uint32_t SetDgGuidParam(GuidText& text, const char* guid, const wchar_t* name,
+                             opal_handle handle, bool cluster) {
+    if (!text.allocate()) {
+        return FARLO_NO_GUID_MEMORY;
+    }
+    std::uint32_t status = FARLO_MISSING_ARGUMENT;
+    if (UseDgGuid(guid)) {
+        if (copy_text(text.get(), guid_text_capacity, guid, std::strlen(guid))) {
+            return FARLO_SUCCESS;
+        }
+        status = FARLO_INVALID_ARGUMENT;
+        log(0, L"SetDgGuidParam() failed , pDgGuid is too long, error=(0x%x)", status);
+    } else if (UseDgName(name)) {
+        status = GetDgGuidCommon(handle, name, text.get(), cluster);
+        if (status == FARLO_SUCCESS) {
+            return FARLO_SUCCESS;
+        }
+    }
+    text.free();
+    return status;
+}
+
+}  // namespace farlo

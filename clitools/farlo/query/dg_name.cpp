@@ -1,0 +1,56 @@
+#include "dg_name.h"
+
+#include "connection.h"
+#include "farlo.h"
+#include "guid_text.h"
+#include "lookup.h"
+#include "trace_log.h"
+
+namespace farlo {
+
+std::uint32_t GetDgNameW(opal_handle handle, const char* guid, wchar_t* name) {
+    log(6, L"Entering GetDgNameW");
+    if (handle == nullptr) {
+        log(0, L"GetDgNameW() failed , opal_handle==NULL, error=(0x%x)", FARLO_NULL_HANDLE);
+        return FARLO_NULL_HANDLE;
+    }
+    if (!is_connected(handle)) {
+        log(0, L"GetDgNameW() failed , opal_handle not connected, error=(0x%x) ",
+            FARLO_NOT_CONNECTED);
+        return FARLO_NOT_CONNECTED;
+    }
+    if (!UseDgGuid(guid)) {
+        log(0, L"GetDgNameW():UseDgGuid()  failed, error=(0x%x) ", FARLO_MISSING_ARGUMENT);
+        return FARLO_MISSING_ARGUMENT;
+    }
+    if (name == nullptr) {
+        log(0, L"GetDgNameW() failed , pwDgName == NULL, error=(0x%x) ", FARLO_MISSING_ARGUMENT);
+        return FARLO_MISSING_ARGUMENT;
+    }
+    CZtObject group;
+    std::uint32_t status = GetDgObjIdByGuid(handle, guid, group, true);
+    if (status != FARLO_SUCCESS) {
+        log(0, L"GetDgNameW():GetDgObjIdByGuid()  failed, error=(0x%x) ", status);
+        return status;
+    }
+    try {
+        WideText text;
+        group.GetProp("Name", text);
+        if (!copy_text(name, FARLO_NAME_SIZE, text.c_str(), text.length())) {
+            throw FARLO_INVALID_ARGUMENT;
+        }
+    } catch (...) {
+        log(6, L"API_TRY_CATCH_FAILED ");
+        status = FARLO_EXCEPTION;
+    }
+    if (!is_connected(handle)) {
+        status = FARLO_NOT_CONNECTED;
+    }
+    if (status != 0) {
+        log(0, L"GetDgNameW() failed, error=(0x%x) ", status);
+    }
+    log(6, L"Exiting GetDgNameW");
+    return status;
+}
+
+}  // namespace farlo

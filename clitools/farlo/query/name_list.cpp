@@ -1,0 +1,157 @@
+#include "name_list.h"
+
+#include "connection.h"
+#include "database.h"
+#include "farlo.h"
+#include "trace_log.h"
+
+#include <cstdio>
+#include <cstring>
+#include <vector>
+
+namespace farlo {
+namespace {
+
+constexpr int query_tries = 5;
+constexpr DWORD query_pause_ms = 5000;
+constexpr std::size_t narrow_name_capacity = 32;
+
+// Whether the name list of a family shows the group. One without a readable
+// type is not shown.
+bool is_selected(const CZtObject& group, bool cluster) {
+    std::uint32_t type = 0;
+    try {
+        group.GetProp("LDM DG TYPE", type);
+    } catch (std::uint32_t) {
+        return false;
+    }
+    return type != 0 && type != 7 && (type == 2) == cluster;
+}
+
+bool is_imported(const CZtObject& group) {
+    bool imported = false;
+    group.GetProp("imported", imported);
+    return imported;
+}
+
+// Hands the names of the selected, imported groups to `use`, in order. Throws
+// what a read throws.
+template <class Use>
+void for_each_name(const std::vector<CZtObject>& groups, bool cluster, Use&& use) {
+    for (const CZtObject& group : groups) {
+        if (is_selected(group, cluster) && is_imported(group)) {
+            WideText name;
+            group.GetProp("Name", name);
+            use(name);
+        }
+    }
+}
+
+// Lays texts with their terminators back to back, within the size that was
+// asked for: the service may have renamed a group since.
+class TextList {
+  public:
+    TextList(void* buffer, std::uint32_t size) : m_next(static_cast<char*>(buffer)), m_left(size) {
+        std::memset(buffer, 0, size);
+    }
+
+    void append(const void* text, std::size_t bytes) {
+        if (bytes > m_left) {
+            throw FARLO_BUFFER_TOO_SMALL;
+        }
+        std::memcpy(m_next, text, bytes);
+        m_next += bytes;
+        m_left -= bytes;
+    }
+
+  private:
+    char* m_next;
+    std::size_t m_left;
+};
+
+void append_wide(TextList& list, const WideText& name) {
+    list.append(name.c_str(), (name.length() + 1) * sizeof(wchar_t));
+}
+
+// A name that does not fit the 31 characters of the narrow forms is refused.
+void append_narrow(TextList& list, const WideText& name) {
+    char narrow[narrow_name_capacity];
+    const int length = _snprintf(narrow, sizeof narrow, "%S", name.c_str());
+    if (length < 0 || static_cast<std::size_t>(length) >= sizeof narrow) {
+        throw FARLO_INVALID_ARGUMENT;
+    }
+    list.append(narrow, static_cast<std::size_t>(length) + 1);
+}
+
+std::vector<CZtObject> query_groups(opal_handle handle) {
+    std::vector<CZtObject> groups;
+    for (int attempt = 0; attempt < query_tries && groups.empty(); ++attempt) {
+        CZtDatabase::GetObjects(connection_pair(handle), disk_group_type, groups);
+        if (groups.empty()) {
+            log(6, L"GetDgNameListCommon: Sleeping for 5 secs");
+            Sleep(query_pause_ms);
+        }
+    }
+    return groups;
+}
+
+}  // namespace
+
+std::uint32_t GetDgNameListCommon(opal_handle handle, void** buffer, std::uint32_t* size,
+                                  std::uint32_t* count, bool cluster, bool wide) {
+    log(6, L"Entering GetDgNameListCommon");
+    if (handle == nullptr) {
+        log(0, L"GetDgNameListCommon() failed , NULL opal_handle, error=(0x%x)", FARLO_NULL_HANDLE);
+        return FARLO_NULL_HANDLE;
+    }
+    if (!is_connected(handle)) {
+        log(0, L"GetDgNameListCommon() failed , error=(0x%x)", FARLO_NOT_CONNECTED);
+        return FARLO_NOT_CONNECTED;
+    }
+
+    std::uint32_t status = FARLO_SUCCESS;
+    try {
+        const std::vector<CZtObject> groups = query_groups(handle);
+
+        const std::uint32_t width = wide ? sizeof(wchar_t) : sizeof(char);
+        std::uint32_t names = 0;
+        std::uint32_t required = 0;
+        for_each_name(groups, cluster, [&](const WideText& name) {
+            ++names;
+            required += (static_cast<std::uint32_t>(name.length()) + 1) * width;
+        });
+
+        if (names == 0) {
+            if (count != nullptr) {
+                *count = 0;
+            }
+        } else if (size == nullptr) {
+            return FARLO_MISSING_ARGUMENT;
+        } else if (*size < required) {
+            *size = required;
+            status = FARLO_BUFFER_TOO_SMALL;
+        } else if (buffer == nullptr || *buffer == nullptr || count == nullptr) {
+            return FARLO_MISSING_ARGUMENT;
+        } else {
+            *count = names;
+            TextList list(*buffer, required);
+            for_each_name(groups, cluster, [&](const WideText& name) {
+                wide ? append_wide(list, name) : append_narrow(list, name);
+            });
+        }
+    } catch (...) {
+        log(6, L"API_TRY_CATCH_FAILED ");
+        status = FARLO_EXCEPTION;
+    }
+
+    if (!is_connected(handle)) {
+        status = FARLO_NOT_CONNECTED;
+    }
+    if (status != FARLO_SUCCESS && status != FARLO_BUFFER_TOO_SMALL) {
+        log(0, L"GetDgNameListCommon() failed, error=(0x%x) ", status);
+    }
+    log(6, L"Exiting GetDgNameListCommon");
+    return status;
+}
+
+}  // namespace farlo
