@@ -1,0 +1,39 @@
+// farlo.dll, loaded at run time as agents do.
+#pragma once
+
+#include "farlo.h"
+
+#include <windows.h>
+
+#include <filesystem>
+
+namespace agent {
+
+// The entries that this agent uses, under their own names. The DLL stays loaded
+// as long as the object.
+class FarloLibrary {
+  public:
+    // Loads the DLL at a path. Throws std::runtime_error when it, or one of the
+    // entries, is not there.
+    explicit FarloLibrary(const std::filesystem::path& path);
+    ~FarloLibrary();
+    FarloLibrary(const FarloLibrary&) = delete;
+    FarloLibrary& operator=(const FarloLibrary&) = delete;
+
+  private:
+    HMODULE m_module;
+
+  public:
+    const ValidateClusterW_fn ValidateClusterW;
+    const UnInitializeClusterW_fn UnInitializeClusterW;
+    const RegisterForAlerts_fn RegisterForAlerts;
+    const GetDgNameListW_fn GetDgNameListW;
+    const GetNonClusterDgNameListW_fn GetNonClusterDgNameListW;
+    const GetDgGuidW_fn GetDgGuidW;
+    const GetDgNameW_fn GetDgNameW;
+    const GetDgVolumeGuidW_fn GetDgVolumeGuidW;
+    const OnlineDgExW_fn OnlineDgExW;
+    const OfflineDgW_fn OfflineDgW;
+};
+
+}  // namespace agent

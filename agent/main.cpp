@@ -1,0 +1,153 @@
+// farlo-agent: a small cluster agent, the example of how farlo.dll is used.
+#include "cluster_agent.h"
+#include "demo.h"
+
+#include <CLI/CLI.hpp>
+
+#include <cstdio>
+#include <filesystem>
+#include <string>
+
+namespace {
+
+using agent::ClusterAgent;
+using agent::FarloLibrary;
+
+constexpr int exit_failed = 1;
+constexpr int exit_usage = 2;
+
+std::filesystem::path own_folder() {
+    wchar_t path[MAX_PATH];
+    const DWORD length = GetModuleFileNameW(nullptr, path, MAX_PATH);
+    return std::filesystem::path(std::wstring(path, length)).parent_path();
+}
+
+std::wstring widen(const std::string& text) {
+    std::wstring wide(text.size() + 1, L'\0');
+    const int length = MultiByteToWideChar(CP_ACP, MB_ERR_INVALID_CHARS, text.c_str(), -1,
+                                           wide.data(), static_cast<int>(wide.size()));
+    if (length == 0) {
+        throw std::runtime_error("\"" + text + "\" is no text in the code page");
+    }
+    wide.resize(static_cast<std::size_t>(length) - 1);
+    return wide;
+}
+
+void print_groups(const char* title, const std::vector<std::wstring>& names) {
+    std::printf("%s\n", title);
+    for (const std::wstring& name : names) {
+        std::printf("  %ls\n", name.c_str());
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    CLI::App app("A small cluster agent: manages disk groups through farlo.dll.", "farlo-agent");
+    app.require_subcommand(1);
+    std::string service;
+    app.add_option("--service", service,
+                   "the lab service to use, HOST:PORT (default: the lab embedded in this process)");
+    std::filesystem::path bin = own_folder();
+    app.add_option("--bin", bin, "the folder of farlo.dll and ztsvc.exe (default: this program's)");
+
+    const auto connected = [&](auto&& work) {
+        if (!service.empty()) {
+            SetEnvironmentVariableA("ZTLAB_SERVICE", service.c_str());
+        }
+        FarloLibrary farlo(bin / L"farlo.dll");
+        ClusterAgent cluster_agent(farlo);
+        work(cluster_agent);
+        cluster_agent.disconnect();
+    };
+
+    app.add_subcommand("list", "the disk groups that are imported on this host")->callback([&] {
+        connected([](ClusterAgent& cluster_agent) {
+            print_groups("cluster disk groups:", cluster_agent.cluster_groups());
+            print_groups("other disk groups:", cluster_agent.other_groups());
+        });
+    });
+
+    std::string name;
+    std::string guid;
+    std::string device;
+    uint32_t options = 0;
+
+    CLI::App* guid_command = app.add_subcommand("guid", "the GUID text of a cluster disk group");
+    guid_command->add_option("NAME", name, "the group's name")->required();
+    guid_command->callback([&] {
+        connected([&](ClusterAgent& cluster_agent) {
+            std::printf("%s\n", cluster_agent.guid_of(widen(name)).c_str());
+        });
+    });
+
+    CLI::App* name_command = app.add_subcommand("name", "the name of a cluster disk group");
+    name_command->add_option("GUID", guid, "the group's GUID text")->required();
+    name_command->callback([&] {
+        connected([&](ClusterAgent& cluster_agent) {
+            std::printf("%ls\n", cluster_agent.name_of(guid).c_str());
+        });
+    });
+
+    CLI::App* volume_command =
+        app.add_subcommand("volume-guid", "the GUID text of a volume of an imported disk group");
+    volume_command->add_option("NAME", name, "the group's name")->required();
+    volume_command->add_option("DEVICE", device, "the volume's device name")->required();
+    volume_command->callback([&] {
+        connected([&](ClusterAgent& cluster_agent) {
+            std::printf("%s\n", cluster_agent.volume_guid(widen(name), widen(device)).c_str());
+        });
+    });
+
+    CLI::App* online_command = app.add_subcommand("online", "import a disk group on this host");
+    online_command->add_option("NAME", name, "the group's name")->required();
+    online_command->add_option("--options", options, "the option word (farlo.h, FARLO_ONLINE_)");
+    online_command->callback([&] {
+        connected([&](ClusterAgent& cluster_agent) {
+            const std::wstring wide_name = widen(name);
+            cluster_agent.online(wide_name, cluster_agent.guid_of(wide_name), options);
+        });
+    });
+
+    CLI::App* offline_command = app.add_subcommand("offline", "deport a disk group from this host");
+    offline_command->add_option("NAME", name, "the group's name")->required();
+    offline_command->add_option("--options", options, "the option word (farlo.h, FARLO_OFFLINE_)");
+    offline_command->callback([&] {
+        connected([&](ClusterAgent& cluster_agent) {
+            const std::wstring wide_name = widen(name);
+            cluster_agent.offline(wide_name, cluster_agent.guid_of(wide_name), options);
+        });
+    });
+
+    agent::DemoOptions demo;
+    std::string demo_group;
+    std::string demo_hidden_group;
+    CLI::App* demo_command =
+        app.add_subcommand("demo", "walk through an agent's main job with a lab service");
+    demo_command->add_option("--scenario", demo.scenario, "the lab service's storage")
+        ->required()
+        ->check(CLI::ExistingFile);
+    demo_command->add_option("--work", demo.work, "a folder for temporary files")
+        ->required()
+        ->check(CLI::ExistingDirectory);
+    demo_command->add_option("--group", demo_group, "the cluster disk group to bring online")
+        ->required();
+    demo_command->add_option("--hidden-group", demo_hidden_group,
+                             "a disk group that appears with a disk rescan");
+    demo_command->callback([&] {
+        demo.bin = bin;
+        demo.group = widen(demo_group);
+        demo.hidden_group = widen(demo_hidden_group);
+        agent::run_demo(demo);
+    });
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? 0 : exit_usage;
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "farlo-agent: %s\n", error.what());
+        return exit_failed;
+    }
+    return 0;
+}
