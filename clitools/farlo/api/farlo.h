@@ -54,19 +54,22 @@ extern "C" {
 #define FARLO_ALREADY_IMPORTED 9u /* a group of that name is imported already */
 #define FARLO_NO_GUID_MEMORY 17u  /* no memory for a GUID text */
 #define FARLO_EXCEPTION                                                                            \
-    18u                               /* a property could not be read or written; no               \
-                                         thread or mutex could be made */
-#define FARLO_MISSING_ARGUMENT 19u    /* neither name nor GUID; a required argument missing */
-#define FARLO_NOT_CONNECTED 20u       /* the handle is not, or no longer, connected */
-#define FARLO_UNINITIALIZE_FAILED 21u /* the command library refused the handle */
-#define FARLO_EXCLUDED_TYPE 40u       /* the group's type excludes it */
-#define FARLO_NO_CLUSTER_SERVICE 41u  /* the service has no cluster-service object */
-#define FARLO_BUFFER_TOO_SMALL 97u    /* the size that is needed has been stored */
-#define FARLO_NO_VOLUME_GUID 98u      /* GetDgVolumeGuidA failed, whatever the reason */
-#define FARLO_VOLUME_NOT_FOUND 99u    /* volume not found, or the service call failed */
-#define FARLO_NULL_HANDLE 100u        /* the handle is NULL */
+    18u                                    /* a property could not be read or written; no          \
+                                              thread or mutex could be made */
+#define FARLO_MISSING_ARGUMENT 19u         /* neither name nor GUID; a required argument missing */
+#define FARLO_NOT_CONNECTED 20u            /* the handle is not, or no longer, connected */
+#define FARLO_UNINITIALIZE_FAILED 21u      /* the command library refused the handle */
+#define FARLO_DEVICE_SHARING_VIOLATION 23u /* a kernel control device: sharing violation */
+#define FARLO_DEVICE_FAILED 24u            /* a kernel control device: any other failure */
+#define FARLO_EXCLUDED_TYPE 40u            /* the group's type excludes it */
+#define FARLO_NO_CLUSTER_SERVICE 41u       /* the service has no cluster-service object */
+#define FARLO_BUFFER_TOO_SMALL 97u         /* the size that is needed has been stored */
+#define FARLO_NO_VOLUME_GUID 98u           /* GetDgVolumeGuidA failed, whatever the reason */
+#define FARLO_VOLUME_NOT_FOUND 99u         /* volume not found, or the service call failed */
+#define FARLO_NULL_HANDLE 100u             /* the handle is NULL */
 #define FARLO_INVALID_ARGUMENT 0x80070057u
 #define FARLO_OUT_OF_MEMORY 0x8007000Eu
+#define FARLO_NODE_ALREADY_STARTED 0xE5150047u /* the cluster volume manager runs already */
 
 /* ------------------------------------------------------------------ limits */
 
@@ -307,6 +310,190 @@ uint32_t DeportDgA(opal_handle handle, const char* name, const char* guid);
 typedef uint32_t (*DeportDgA_fn)(opal_handle handle, const char* name, const char* guid);
 uint32_t DeportDgW(opal_handle handle, const wchar_t* name, const char* guid);
 typedef uint32_t (*DeportDgW_fn)(opal_handle handle, const wchar_t* name, const char* guid);
+
+/* ----------------------------------------------- disk groups: reservations */
+
+/*
+ * Arbitrates for a disk group: asks the service to take the reservations of its
+ * disks for this node. StopDgReservation asks it to hold them no longer. A group
+ * given by name must be a cluster group.
+ *
+ * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_NO_GUID_MEMORY,
+ * FARLO_EXCEPTION, FARLO_MISSING_ARGUMENT, FARLO_INVALID_ARGUMENT (the GUID text
+ * is longer than 64 characters), FARLO_NO_CLUSTER_SERVICE, those of the search
+ * for the group (GetDgGuidW), the service's.
+ */
+uint32_t ArbitrateDgA(opal_handle handle, const char* name, const char* guid);
+typedef uint32_t (*ArbitrateDgA_fn)(opal_handle handle, const char* name, const char* guid);
+uint32_t ArbitrateDgW(opal_handle handle, const wchar_t* name, const char* guid);
+typedef uint32_t (*ArbitrateDgW_fn)(opal_handle handle, const wchar_t* name, const char* guid);
+uint32_t StopDgReservationA(opal_handle handle, const char* name, const char* guid);
+typedef uint32_t (*StopDgReservationA_fn)(opal_handle handle, const char* name, const char* guid);
+uint32_t StopDgReservationW(opal_handle handle, const wchar_t* name, const char* guid);
+typedef uint32_t (*StopDgReservationW_fn)(opal_handle handle, const wchar_t* name,
+                                          const char* guid);
+
+/* Reservation states that GetDgReservationStatus reports of the driver. */
+#define FARLO_RESERVATION_NOT_HELD 33u
+#define FARLO_RESERVATION_HELD 34u
+#define FARLO_RESERVATION_UNKNOWN 35u /* the driver's answer was a failure */
+#define FARLO_RESERVATION_BUSY 39u    /* the group's reservation is being updated; not asked */
+
+/*
+ * Whether a disk group is reserved by this node. The driver is asked: up to 30
+ * times, a second apart, while it fails. On a node that reserves through the
+ * service (registry value SupportSCSI3 = 2, read at the first call in the
+ * process) the service is asked, and the state is the service's own.
+ *
+ *   handle        by driver it serves to find a group given by name, and is not
+ *                 checked otherwise; whether it is connected is never checked
+ *   reservation   receives the state; with the driver also on failure of its
+ *                 answer; left alone when there was no memory for the question
+ *                 (status 0), or the service named no state
+ *
+ * Statuses: FARLO_NOT_FOUND (no driver, or it does not know the group),
+ * FARLO_DEVICE_SHARING_VIOLATION, FARLO_DEVICE_FAILED, FARLO_NULL_HANDLE,
+ * FARLO_NO_GUID_MEMORY, FARLO_MISSING_ARGUMENT, FARLO_INVALID_ARGUMENT, those of
+ * the search for the group (GetDgGuidW), the service's.
+ */
+uint32_t GetDgReservationStatusA(opal_handle handle, const char* name, const char* guid,
+                                 uint32_t* reservation);
+typedef uint32_t (*GetDgReservationStatusA_fn)(opal_handle handle, const char* name,
+                                               const char* guid, uint32_t* reservation);
+uint32_t GetDgReservationStatusW(opal_handle handle, const wchar_t* name, const char* guid,
+                                 uint32_t* reservation);
+typedef uint32_t (*GetDgReservationStatusW_fn)(opal_handle handle, const wchar_t* name,
+                                               const char* guid, uint32_t* reservation);
+
+/*
+ * Tells the driver to release a disk group's reservation: up to 6 times, a
+ * second apart, while it fails. Every call costs the process a page of memory.
+ *
+ *   guid   the group's GUID text, at most 255 characters; required
+ *
+ * Statuses: FARLO_EXCEPTION (NULL), FARLO_INVALID_ARGUMENT (the text is too
+ * long), FARLO_NO_GUID_MEMORY, FARLO_NOT_FOUND (no driver, or it does not know
+ * the group), FARLO_DEVICE_SHARING_VIOLATION, FARLO_DEVICE_FAILED.
+ */
+uint32_t ReleaseDgW(const char* guid);
+typedef uint32_t (*ReleaseDgW_fn)(const char* guid);
+
+/* ---------------------------------------------------- disk groups: health */
+
+/*
+ * Whether a disk group is imported here. GetDgState asks the driver, and the
+ * service where the driver is not there or does not know the group; GetDgStateExW
+ * asks the service. Groups of any kind are found.
+ *
+ *   imported   receives one byte: 1 imported here, 0 not
+ *
+ * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_MISSING_ARGUMENT,
+ * FARLO_NOT_FOUND, FARLO_EXCEPTION; of GetDgState also FARLO_NO_GUID_MEMORY,
+ * FARLO_INVALID_ARGUMENT (the GUID text is longer than 64 characters),
+ * FARLO_DEVICE_SHARING_VIOLATION, FARLO_DEVICE_FAILED, those of the search for
+ * the group (GetNonClusterDgGuidW).
+ */
+uint32_t GetDgStateA(opal_handle handle, const char* name, const char* guid, uint8_t* imported);
+typedef uint32_t (*GetDgStateA_fn)(opal_handle handle, const char* name, const char* guid,
+                                   uint8_t* imported);
+uint32_t GetDgStateW(opal_handle handle, const wchar_t* name, const char* guid, uint8_t* imported);
+typedef uint32_t (*GetDgStateW_fn)(opal_handle handle, const wchar_t* name, const char* guid,
+                                   uint8_t* imported);
+uint32_t GetDgStateExW(opal_handle handle, const wchar_t* name, const char* guid,
+                       uint8_t* imported);
+typedef uint32_t (*GetDgStateExW_fn)(opal_handle handle, const wchar_t* name, const char* guid,
+                                     uint8_t* imported);
+
+/*
+ * The state of a disk, in the service's own numbers; 0 when the service names
+ * none.
+ *
+ *   disk    the disk's name in the operating system, or its device name, compared
+ *           without regard to case; required (the A form takes at most 31
+ *           characters)
+ *   state   receives the state. It is delivered, and the status 0, even when the
+ *           connection dropped during the call.
+ *
+ * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_MISSING_ARGUMENT (also:
+ * no such disk).
+ */
+uint32_t GetDiskStateA(opal_handle handle, const char* disk, uint32_t* state);
+typedef uint32_t (*GetDiskStateA_fn)(opal_handle handle, const char* disk, uint32_t* state);
+uint32_t GetDiskStateW(opal_handle handle, const wchar_t* disk, uint32_t* state);
+typedef uint32_t (*GetDiskStateW_fn)(opal_handle handle, const wchar_t* disk, uint32_t* state);
+
+/*
+ * How many disks a disk group has, and how many of them are alive. A group given
+ * by name must be a cluster group.
+ *
+ *   total, live   receive the numbers; one that the service does not name is left
+ *                 alone
+ *
+ * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, 1 (the service's call failed,
+ * for whatever reason), FARLO_NO_GUID_MEMORY, FARLO_EXCEPTION,
+ * FARLO_MISSING_ARGUMENT, FARLO_INVALID_ARGUMENT, FARLO_NO_CLUSTER_SERVICE,
+ * those of the search for the group (GetDgGuidW).
+ */
+uint32_t GetDgDiskAvailabilityA(opal_handle handle, const char* name, const char* guid,
+                                uint32_t* total, uint32_t* live);
+typedef uint32_t (*GetDgDiskAvailabilityA_fn)(opal_handle handle, const char* name,
+                                              const char* guid, uint32_t* total, uint32_t* live);
+uint32_t GetDgDiskAvailabilityW(opal_handle handle, const wchar_t* name, const char* guid,
+                                uint32_t* total, uint32_t* live);
+typedef uint32_t (*GetDgDiskAvailabilityW_fn)(opal_handle handle, const wchar_t* name,
+                                              const char* guid, uint32_t* total, uint32_t* live);
+
+/* ---------------------------- fast-failover flag and state of the cluster service */
+
+/*
+ * Sets the fast-failover flag of a disk group of any kind. The values are the
+ * service's.
+ *
+ * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_MISSING_ARGUMENT,
+ * FARLO_NOT_FOUND, FARLO_EXCEPTION, the service's.
+ */
+uint32_t SetFastFailoverFlagW(opal_handle handle, const wchar_t* name, const char* guid,
+                              uint32_t flag);
+typedef uint32_t (*SetFastFailoverFlagW_fn)(opal_handle handle, const wchar_t* name,
+                                            const char* guid, uint32_t flag);
+
+/*
+ * Reports the state of the cluster service to the storage service, in the
+ * latter's own values. Both names are one function.
+ *
+ * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_NO_CLUSTER_SERVICE,
+ * FARLO_EXCEPTION, the service's.
+ */
+uint32_t ClusterServiceStateA(opal_handle handle, uint32_t state);
+typedef uint32_t (*ClusterServiceStateA_fn)(opal_handle handle, uint32_t state);
+uint32_t ClusterServiceStateW(opal_handle handle, uint32_t state);
+typedef uint32_t (*ClusterServiceStateW_fn)(opal_handle handle, uint32_t state);
+
+/* ------------------------------------------------------------ cluster node */
+
+/*
+ * Starts or stops the cluster volume manager on this node. The service is asked
+ * and its answer returned; the node may take longer to get there.
+ *
+ * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_NO_CLUSTER_SERVICE,
+ * FARLO_EXCEPTION, the service's, among them FARLO_NODE_ALREADY_STARTED.
+ */
+uint32_t StartCVMClusterW(opal_handle handle);
+typedef uint32_t (*StartCVMClusterW_fn)(opal_handle handle);
+uint32_t StopCVMClusterW(opal_handle handle);
+typedef uint32_t (*StopCVMClusterW_fn)(opal_handle handle);
+
+/*
+ * The state of the cluster volume manager on this node, in the service's own
+ * numbers.
+ *
+ *   state   receives the state; left alone when the service names none
+ *
+ * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_NO_CLUSTER_SERVICE,
+ * FARLO_MISSING_ARGUMENT, FARLO_EXCEPTION, the service's.
+ */
+uint32_t GetCVMClusterNodeStateW(opal_handle handle, uint32_t* state);
+typedef uint32_t (*GetCVMClusterNodeStateW_fn)(opal_handle handle, uint32_t* state);
 
 #ifdef __cplusplus
 }

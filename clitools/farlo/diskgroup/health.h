@@ -1,0 +1,19 @@
+// What the agent's monitors ask about disk groups and disks.
+#pragma once
+
+#include "ztcmd.h"
+
+#include <cstdint>
+
+namespace farlo {
+
+// farlo.h, GetDgState, GetDgStateExW, GetDiskState, GetDgDiskAvailability.
+std::uint32_t GetDgStateW(opal_handle handle, const wchar_t* name, const char* guid,
+                          std::uint8_t* imported);
+std::uint32_t GetDgStateExW(opal_handle handle, const wchar_t* name, const char* guid,
+                            std::uint8_t* imported);
+std::uint32_t GetDiskStateW(opal_handle handle, const wchar_t* disk, std::uint32_t* state);
+std::uint32_t GetDgDiskAvailabilityW(opal_handle handle, const wchar_t* name, const char* guid,
+                                     std::uint32_t* total, std::uint32_t* live);
+
+}  // namespace farlo

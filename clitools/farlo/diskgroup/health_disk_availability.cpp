@@ -1,0 +1,91 @@
+#include "health.h"
+
+#include "connection.h"
+#include "farlo.h"
+#include "lookup.h"
+#include "method.h"
+#include "trace_log.h"
+
+#include "../query/dg_guid.h"
+
+namespace farlo {
+namespace {
+
+// The service's failures are all one status here: kept for agents that test it.
+constexpr std::uint32_t service_call_failed = 1;
+
+// Leaves the value alone when it cannot be read.
+void read_count(const OutputPropertySet& output, const char* name, std::uint32_t* count) {
+    try {
+        output.GetProp(name, *count);
+    } catch (...) {
+        // The other count may be there.
+    }
+}
+
+std::uint32_t query_availability(opal_handle handle, const wchar_t* name, const char* caller_guid,
+                                 std::uint32_t* total, std::uint32_t* live) {
+    GuidText guid;
+    std::uint32_t status = SetDgGuidParam(guid, caller_guid, name, handle, true);
+    if (status != FARLO_SUCCESS) {
+        return status;
+    }
+    opal_objid service{};
+    status = GetClusSvcId(handle, service);
+    if (status != FARLO_SUCCESS) {
+        return status;
+    }
+    try {
+        CZtTempPropertySet input;
+        input.AddProp("Dgname", name);
+        input.AddProp("Dgguid", guid.get());
+        OutputPropertySet output;
+        status =
+            CsfInvoke(handle->connection, service, CLUSTER_MTHD_CLUSSVCOP_DISKAVAIB, input, output);
+        if (status != 0) {
+            if (output) {
+                log(4,
+                    L"GetDgDiskAvailabilityW: CLUSTER_MTHD_CLUSSVCOP_DISKAVAIB, CsfInvoke failed "
+                    L"with error = 0x%x.",
+                    status);
+            }
+            return service_call_failed;
+        }
+        if (output) {
+            read_count(output, "total_disks", total);
+            read_count(output, "live_disks", live);
+        }
+    } catch (...) {
+        log(6, L"API_TRY_CATCH_FAILED ");
+        status = FARLO_EXCEPTION;
+    }
+    return status;
+}
+
+}  // namespace
+
+std::uint32_t GetDgDiskAvailabilityW(opal_handle handle, const wchar_t* name, const char* guid,
+                                     std::uint32_t* total, std::uint32_t* live) {
+    // The lower-case "disk" is kept, administrators search for it.
+    log(6, L"Entering GetDgdiskAvailabilityW");
+    if (handle == nullptr) {
+        return FARLO_NULL_HANDLE;
+    }
+    if (!is_connected(handle)) {
+        return FARLO_NOT_CONNECTED;
+    }
+    if (total == nullptr || live == nullptr) {
+        log(0, L"GetDgDiskAvailabilityW() failed , pTotal or pLive == NULL, error=(0x%x)",
+            FARLO_MISSING_ARGUMENT);
+        return FARLO_MISSING_ARGUMENT;
+    }
+    const std::uint32_t status = query_availability(handle, name, guid, total, live);
+    if (!is_connected(handle)) {
+        return FARLO_NOT_CONNECTED;
+    }
+    // The name of another operation: kept, administrators search for it.
+    log(6, L"Exiting GetVolumeGuidW");
+    return status;
+}
+
+}  // namespace farlo

@@ -1,0 +1,87 @@
+#include "health.h"
+
+#include "connection.h"
+#include "database.h"
+#include "farlo.h"
+#include "trace_log.h"
+
+#include <cwchar>
+#include <vector>
+
+namespace farlo {
+namespace {
+
+// Whether the property is that text, without regard to case. One that cannot be
+// read is not.
+bool is_text(const CZtObject& disk, const char* property, const wchar_t* text) {
+    try {
+        WideText value;
+        disk.GetProp(property, value);
+        return _wcsicmp(value.c_str(), text) == 0;
+    } catch (std::uint32_t) {
+        return false;
+    }
+}
+
+// The first disk whose name in the operating system or device name is `name`.
+bool FindDiskIdByOSorDevName(opal_handle handle, const wchar_t* name, CZtObject& found) {
+    try {
+        std::vector<CZtObject> disks;
+        CZtDatabase::GetObjects(connection_pair(handle), disk_type, disks);
+        for (const CZtObject& disk : disks) {
+            if (is_text(disk, "Name", name) || is_text(disk, "DEVICE NAME", name)) {
+                found.assign(disk);
+                return true;
+            }
+        }
+    } catch (...) {
+        // A query that raises found no disk.
+    }
+    return false;
+}
+
+// 0 for a disk without a readable state.
+std::uint32_t read_state(const CZtObject& disk) {
+    std::uint32_t state = 0;
+    try {
+        disk.GetProp("ztvmstate", state);
+    } catch (...) {
+        state = 0;
+    }
+    return state;
+}
+
+}  // namespace
+
+std::uint32_t GetDiskStateW(opal_handle handle, const wchar_t* disk, std::uint32_t* state) {
+    log(6, L"Entering GetDiskStateW");
+    if (handle == nullptr) {
+        log(0, L"GetDiskStateW() failed, NULL opal_conn, error=(0x%x) ", FARLO_NULL_HANDLE);
+        return FARLO_NULL_HANDLE;
+    }
+    if (!is_connected(handle)) {
+        log(0, L"GetDiskStateW() failed, opal_conn not connected, error=(0x%x)",
+            FARLO_NOT_CONNECTED);
+        return FARLO_NOT_CONNECTED;
+    }
+    if (disk == nullptr || state == nullptr) {
+        log(0, L"GetDiskStateW() failed, pwDiskName or pState == NULL, error=(0x%x)",
+            FARLO_MISSING_ARGUMENT);
+        return FARLO_MISSING_ARGUMENT;
+    }
+    CZtObject found;
+    if (!FindDiskIdByOSorDevName(handle, disk, found)) {
+        log(0, L"GetDiskStateW():FindDiskIdByOSorDevName() failed, error=(0x%x)",
+            FARLO_MISSING_ARGUMENT);
+        return FARLO_MISSING_ARGUMENT;
+    }
+    *state = read_state(found);
+    if (!is_connected(handle)) {
+        // Logged only: the state was delivered.
+        log(0, L"GetDiskStateW() failed, error=(0x%x)", FARLO_NOT_CONNECTED);
+    }
+    log(6, L"Exiting GetDiskStateW");
+    return FARLO_SUCCESS;
+}
+
+}  // namespace farlo

@@ -1,0 +1,125 @@
+#include "health.h"
+
+#include "connection.h"
+#include "dmcontrol.h"
+#include "farlo.h"
+#include "info_device.h"
+#include "lookup.h"
+#include "reservation_record.h"
+#include "trace_log.h"
+
+#include "../query/dg_guid.h"
+
+namespace farlo {
+namespace {
+
+constexpr std::uint8_t not_imported_bit = 0x1;
+
+std::uint32_t read_imported(const CZtObject& group, std::uint8_t* imported) {
+    try {
+        bool value = false;
+        group.GetProp("imported", value);
+        *imported = value ? 1 : 0;
+        return FARLO_SUCCESS;
+    } catch (...) {
+        log(6, L"API_TRY_CATCH_FAILED ");
+        return FARLO_EXCEPTION;
+    }
+}
+
+// Asks the driver, or the service on a node where the driver does not know the
+// group.
+std::uint32_t query_state(opal_handle handle, const wchar_t* name, const char* caller_guid,
+                          std::uint8_t* imported) {
+    GuidText guid;
+    std::uint32_t status = SetDgGuidParam(guid, caller_guid, name, handle, false);
+    if (status != FARLO_SUCCESS) {
+        log(0, L"GetDgStateW():SetDgGuidParam() failed, error=(0x%x) ", status);
+        return status;
+    }
+    const ReservationRecord record = make_reservation_record(guid.get());
+    if (record == nullptr) {
+        return FARLO_NO_GUID_MEMORY;
+    }
+    const std::uint32_t driver = DmInfoIoctl(DM_INFO_GET_IMPORTED, record.get());
+    if (driver == FARLO_SUCCESS) {
+        *imported = (record->reply & not_imported_bit) == 0 ? 1 : 0;
+        return FARLO_SUCCESS;
+    }
+    log(0, L"iostatus, error=(0x%x) ", driver);
+    if (driver != FARLO_NOT_FOUND) {
+        return driver;
+    }
+    CZtObject group;
+    status = GetDgObjId(handle, name, caller_guid, group, false);
+    if (status != FARLO_SUCCESS) {
+        log(0, L"GetDgStateW():GetDgObjId() failed, error=(0x%x) ", status);
+        return status;
+    }
+    return read_imported(group, imported);
+}
+
+}  // namespace
+
+std::uint32_t GetDgStateW(opal_handle handle, const wchar_t* name, const char* guid,
+                          std::uint8_t* imported) {
+    log(4, L"Entering GetDgStateW - %s", name);
+    if (handle == nullptr) {
+        log(0, L"GetDgStateW() failed , opal_handle==NULL, error=(0x%x)", FARLO_NULL_HANDLE);
+        return FARLO_NULL_HANDLE;
+    }
+    if (!is_connected(handle)) {
+        log(0, L"GetDgStateW() failed , opal_handle not connected, error=(0x%x)",
+            FARLO_NOT_CONNECTED);
+        return FARLO_NOT_CONNECTED;
+    }
+    if (imported == nullptr) {
+        log(0, L"GetDgStateW() failed , pState == NULL, error=(0x%x) ", FARLO_MISSING_ARGUMENT);
+        return FARLO_MISSING_ARGUMENT;
+    }
+    std::uint32_t status = query_state(handle, name, guid, imported);
+    if (!is_connected(handle)) {
+        status = FARLO_NOT_CONNECTED;
+    }
+    if (status != 0) {
+        log(0, L"GetDgStateW() failed, error=(0x%x) ", status);
+    }
+    log(4, L"Exiting GetDgStateW");
+    return status;
+}
+
+std::uint32_t GetDgStateExW(opal_handle handle, const wchar_t* name, const char* guid,
+                            std::uint8_t* imported) {
+    // The misspelt name is kept, administrators search for it.
+    log(4, L"Entering GetDgStatExeW - %s", name);
+    if (handle == nullptr) {
+        log(0, L"GetDgStateExW() failed , opal_handle==NULL, error=(0x%x)", FARLO_NULL_HANDLE);
+        return FARLO_NULL_HANDLE;
+    }
+    if (!is_connected(handle)) {
+        log(0, L"GetDgStateExW() failed , opal_handle not connected, error=(0x%x)",
+            FARLO_NOT_CONNECTED);
+        return FARLO_NOT_CONNECTED;
+    }
+    if (imported == nullptr) {
+        log(0, L"GetDgStateExW() failed , pState == NULL, error=(0x%x) ", FARLO_MISSING_ARGUMENT);
+        return FARLO_MISSING_ARGUMENT;
+    }
+    CZtObject group;
+    std::uint32_t status = GetDgObjId(handle, name, guid, group, false);
+    if (status != FARLO_SUCCESS) {
+        log(0, L"GetDgStateExW():GetDgObjId() failed, error=(0x%x) ", status);
+        return status;
+    }
+    status = read_imported(group, imported);
+    if (!is_connected(handle)) {
+        status = FARLO_NOT_CONNECTED;
+    }
+    if (status != 0) {
+        log(0, L"GetDgStateExW() failed, error=(0x%x) ", status);
+    }
+    log(4, L"Exiting GetDgStateExW");
+    return status;
+}
+
+}  // namespace farlo

@@ -1,0 +1,96 @@
+#include "info_device.h"
+
+#include "dmcontrol.h"
+#include "farlo.h"
+#include "native_calls.h"
+#include "windows_handle.h"
+
+#include <atomic>
+
+namespace farlo {
+namespace {
+
+constexpr int open_tries = 3;
+constexpr DWORD open_pause_ms = 1000;
+
+constexpr std::uint32_t native_not_found = 0xC0000034;
+constexpr std::uint32_t native_sharing_violation = 0xC0000043;
+
+// Opened at the first request, never closed. No lock: two first requests at
+// once may both open it, and the later handle stays.
+std::atomic<HANDLE> info_device{nullptr};
+
+std::uint32_t native_to_status(std::uint32_t native) {
+    switch (native) {
+    case 0:
+        return FARLO_SUCCESS;
+    case native_not_found:
+        return FARLO_NOT_FOUND;
+    case native_sharing_violation:
+        return FARLO_DEVICE_SHARING_VIOLATION;
+    default:
+        return FARLO_DEVICE_FAILED;
+    }
+}
+
+// One try. A failure that only the I/O status block tells counts, too.
+std::uint32_t open_once(Handle& device) {
+    static wchar_t name[] = DM_INFO_DEVICE;
+    UNICODE_STRING path{sizeof name - sizeof *name, sizeof name, name};
+    OBJECT_ATTRIBUTES attributes{};
+    attributes.Length = sizeof attributes;
+    attributes.ObjectName = &path;
+    attributes.Attributes = OBJ_CASE_INSENSITIVE;
+
+    HANDLE opened = nullptr;
+    IO_STATUS_BLOCK io_status{};
+    const NTSTATUS status =
+        ZwOpenFile(&opened, SYNCHRONIZE | FILE_READ_DATA | FILE_WRITE_DATA, &attributes, &io_status,
+                   FILE_SHARE_READ | FILE_SHARE_WRITE, FILE_SYNCHRONOUS_IO_ALERT);
+    if (!NT_SUCCESS(status)) {
+        return native_to_status(static_cast<std::uint32_t>(status));
+    }
+    device = Handle(opened);
+    if (!NT_SUCCESS(io_status.Status)) {
+        device.close();
+        return native_to_status(static_cast<std::uint32_t>(io_status.Status));
+    }
+    return FARLO_SUCCESS;
+}
+
+std::uint32_t open_info_device() {
+    std::uint32_t status = FARLO_SUCCESS;
+    for (int attempt = 0; attempt < open_tries; ++attempt) {
+        Handle device;
+        status = open_once(device);
+        if (status == FARLO_SUCCESS) {
+            info_device = device.release();
+            return status;
+        }
+        Sleep(open_pause_ms);
+    }
+    return status;
+}
+
+}  // namespace
+
+std::uint32_t DmInfoIoctl(std::uint32_t code, void* record) {
+    if (info_device == nullptr) {
+        const std::uint32_t status = open_info_device();
+        if (status != FARLO_SUCCESS) {
+            return status;
+        }
+    }
+    dm_control_block block{reinterpret_cast<std::uintptr_t>(record), 0};
+    IO_STATUS_BLOCK io_status{};
+    const auto returned = static_cast<std::uint32_t>(
+        ZwDeviceIoControlFile(info_device, nullptr, nullptr, nullptr, &io_status, code, &block,
+                              sizeof block, &block, sizeof block));
+    if (returned == native_not_found) {
+        return FARLO_NOT_FOUND;
+    }
+    const auto completed = static_cast<std::uint32_t>(io_status.Status);
+    return native_to_status(completed != 0 ? completed : returned);
+}
+
+}  // namespace farlo

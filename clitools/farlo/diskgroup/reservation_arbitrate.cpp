@@ -1,0 +1,70 @@
+#include "reservation.h"
+
+#include "connection.h"
+#include "farlo.h"
+#include "lookup.h"
+#include "method.h"
+#include "trace_log.h"
+
+#include "../query/dg_guid.h"
+
+namespace farlo {
+namespace {
+
+std::uint32_t arbitrate_group(opal_handle handle, const wchar_t* name, const char* caller_guid) {
+    GuidText guid;
+    std::uint32_t status = SetDgGuidParam(guid, caller_guid, name, handle, true);
+    if (status != FARLO_SUCCESS) {
+        log(0, L"ArbitrateDgW():SetDgGuidParam failed, error=(0x%x)", status);
+        return status;
+    }
+    opal_objid service{};
+    status = GetClusSvcId(handle, service);
+    if (status != FARLO_SUCCESS) {
+        log(0, L"ArbitrateDgW():GetClusSvcId() failed, error=(0x%x)", status);
+        return status;
+    }
+    try {
+        CZtTempPropertySet input;
+        input.AddProp("Dgguid", guid.get());
+        OutputPropertySet output;
+        status = CsfInvoke(handle->connection, service, CLUSTER_MTHD_CLUSSVCOP_ARBITRATEDG, input,
+                           output);
+        if (output && status != 0) {
+            log(4,
+                L"ArbitrateDgW:CLUSTER_MTHD_CLUSSVCOP_ARBITRATEDG, CsfInvoke failed with error = "
+                L"0x%x.",
+                status);
+        }
+    } catch (...) {
+        log(6, L"API_TRY_CATCH_FAILED ");
+        status = FARLO_EXCEPTION;
+    }
+    return status;
+}
+
+}  // namespace
+
+std::uint32_t ArbitrateDgW(opal_handle handle, const wchar_t* name, const char* guid) {
+    log(2, L"Entering ArbitrateDgW - %s", name);
+    if (handle == nullptr) {
+        log(0, L"ArbitrateDgW() failed , NULL opal_handle, error=(0x%x)", FARLO_NULL_HANDLE);
+        return FARLO_NULL_HANDLE;
+    }
+    if (!is_connected(handle)) {
+        log(0, L"ArbitrateDgW() failed , opal_handle not connected, error=(0x%x)",
+            FARLO_NOT_CONNECTED);
+        return FARLO_NOT_CONNECTED;
+    }
+    std::uint32_t status = arbitrate_group(handle, name, guid);
+    if (!is_connected(handle)) {
+        status = FARLO_NOT_CONNECTED;
+    }
+    if (status != 0) {
+        log(0, L"ArbitrateDgW() failed, error=(0x%x)", status);
+    }
+    log(2, L"Exiting ArbitrateDgW");
+    return status;
+}
+
+}  // namespace farlo

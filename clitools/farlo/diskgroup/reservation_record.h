@@ -1,0 +1,38 @@
+// The record of the info device's requests, on a page of its own.
+#pragma once
+
+#include "dmcontrol.h"
+
+#include <windows.h>
+
+#include <cstring>
+#include <memory>
+
+namespace farlo {
+
+struct PageFree {
+    void operator()(void* page) const { VirtualFree(page, 0, MEM_RELEASE); }
+};
+
+// A record that names a disk group, every other field zero. The driver is given
+// its address, which must be page-aligned.
+using ReservationRecord = std::unique_ptr<dm_reservation_request, PageFree>;
+
+// Whether a GUID text and its terminator fit into the record.
+inline bool fits_record(const char* guid) {
+    return strnlen(guid, sizeof dm_reservation_request::group_guid) <
+           sizeof dm_reservation_request::group_guid;
+}
+
+// NULL when out of memory. The text must fit.
+inline ReservationRecord make_reservation_record(const char* guid) {
+    ReservationRecord record(static_cast<dm_reservation_request*>(
+        VirtualAlloc(nullptr, sizeof(dm_reservation_request), MEM_COMMIT, PAGE_READWRITE)));
+    if (record != nullptr) {
+        *record = {};
+        std::strcpy(record->group_guid, guid);
+    }
+    return record;
+}
+
+}  // namespace farlo

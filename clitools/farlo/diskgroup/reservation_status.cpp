@@ -1,0 +1,88 @@
+#include "reservation.h"
+
+#include "dmcontrol.h"
+#include "farlo.h"
+#include "info_device.h"
+#include "ngc_setting.h"
+#include "reservation_lock.h"
+#include "reservation_record.h"
+#include "status.h"
+#include "trace_log.h"
+
+#include "../query/dg_guid.h"
+
+namespace farlo {
+namespace {
+
+constexpr int query_tries = 30;
+constexpr DWORD query_pause_ms = 1000;
+constexpr std::uint8_t held_bit = 0x1;
+
+// Asks the driver, and again while it fails for another reason than that it
+// does not know the group.
+std::uint32_t ask_driver(const char* guid, std::uint32_t* reservation) {
+    const ReservationRecord record = make_reservation_record(guid);
+    if (record == nullptr) {
+        // Kept: agents have always been told success here, and no state.
+        return FARLO_SUCCESS;
+    }
+    record->reservation = 1;
+    std::uint32_t result = FARLO_SUCCESS;
+    for (int attempt = 0; attempt < query_tries; ++attempt) {
+        result = DmInfoIoctl(DM_INFO_GET_RESERVATION, record.get());
+        if (result == FARLO_SUCCESS || result == FARLO_NOT_FOUND) {
+            break;
+        }
+        Sleep(query_pause_ms);
+    }
+    if (is_failure(result)) {
+        *reservation = FARLO_RESERVATION_UNKNOWN;
+    } else {
+        *reservation =
+            (record->reply & held_bit) != 0 ? FARLO_RESERVATION_HELD : FARLO_RESERVATION_NOT_HELD;
+    }
+    return result;
+}
+
+std::uint32_t query_reservation(opal_handle handle, const wchar_t* name, const char* caller_guid,
+                                std::uint32_t* reservation) {
+    GuidText guid;
+    std::uint32_t status = SetDgGuidParam(guid, caller_guid, name, handle, true);
+    if (status != FARLO_SUCCESS) {
+        log(0, L"GetDgReservationStatusW():SetDgGuidParam() failed, error=(0x%x) ", status);
+        return status;
+    }
+    Handle mutex;
+    if (IgnoreReservationThreadStatus(mutex, guid.get()) != 0) {
+        *reservation = FARLO_RESERVATION_BUSY;
+        return FARLO_SUCCESS;
+    }
+    status = ask_driver(guid.get(), reservation);
+    ReleaseMutex(mutex.get());
+    return status;
+}
+
+}  // namespace
+
+std::uint32_t GetDgReservationStatusW(opal_handle handle, const wchar_t* name, const char* guid,
+                                      std::uint32_t* reservation) {
+    // Read once: a change counts when the library is next loaded.
+    static const bool ngc_enabled = ReadNgcSetting();
+    if (ngc_enabled) {
+        return GetNgcDgReservationStatusW(handle, name, guid, reservation);
+    }
+    log(4, L"Entering GetDgReservationStatusW - %s", name);
+    if (reservation == nullptr) {
+        log(0, L"GetDgReservationStatusW() failed , pStatus == NULL, error=(0x%x) ",
+            FARLO_MISSING_ARGUMENT);
+        return FARLO_MISSING_ARGUMENT;
+    }
+    const std::uint32_t status = query_reservation(handle, name, guid, reservation);
+    if (status != 0) {
+        log(0, L"GetDgReservationStatusW() failed, error=(0x%x) ", status);
+    }
+    log(4, L"Exiting GetDgReservationStatusW");
+    return status;
+}
+
+}  // namespace farlo

@@ -1,0 +1,90 @@
+#include "reservation.h"
+
+#include "connection.h"
+#include "farlo.h"
+#include "lookup.h"
+#include "method.h"
+#include "status.h"
+#include "trace_log.h"
+
+#include "../query/dg_guid.h"
+
+#include <optional>
+
+namespace farlo {
+namespace {
+
+constexpr std::uint32_t query_word = 0;
+
+std::uint32_t ask_service(opal_handle handle, const wchar_t* name, const char* caller_guid,
+                          std::uint32_t* reservation) {
+    GuidText guid;
+    std::uint32_t status = SetDgGuidParam(guid, caller_guid, name, handle, true);
+    if (status != FARLO_SUCCESS) {
+        log(0, L"GetNgcDgReservationStatusW():SetDgGuidParam() failed, error=(0x%x) ", status);
+        return status;
+    }
+    opal_objid service{};
+    status = GetClusSvcId(handle, service);
+    if (status != FARLO_SUCCESS) {
+        log(0, L"GetNgcDgReservationStatusW():GetClusSvcId() failed, error=(0x%x) ", status);
+        return status;
+    }
+    // What cannot be added is left out: the result is the service's answer all
+    // the same.
+    std::optional<CZtTempPropertySet> input;
+    try {
+        input.emplace();
+        input->AddProp("Dgguid", guid.get());
+        input->AddProperty(CZtProperty("Opflag", query_word));
+        input->AddProperty(CZtProperty("otl trace", false));
+    } catch (...) {
+        log(6, L"API_TRY_CATCH_FAILED ");
+    }
+    const CZtPropertySet no_input;
+    OutputPropertySet output;
+    status = CsfInvoke(handle->connection, service, CLUSTER_MTHD_CLUSSVCOP_GETDGSTATUS,
+                       input ? static_cast<const CZtPropertySet&>(*input) : no_input, output);
+    if (!output) {
+        return status;
+    }
+    if (is_failure(status)) {
+        log(4,
+            L"GetNgcDgReservationStatusW: CLUSTER_MTHD_CLUSSVCOP_GETDGSTATUS, CsfInvoke failed "
+            L"with error = 0x%x.",
+            status);
+        return status;
+    }
+    try {
+        output.GetProp("Dgstate", *reservation);
+    } catch (...) {
+        log(6, L"API_TRY_CATCH_FAILED ");
+    }
+    return status;
+}
+
+}  // namespace
+
+// Kept: `connected` is not looked at here, neither before nor after the call.
+std::uint32_t GetNgcDgReservationStatusW(opal_handle handle, const wchar_t* name, const char* guid,
+                                         std::uint32_t* reservation) {
+    log(4, L"Entering GetNgcDgReservationStatusW - %s", name);
+    if (handle == nullptr) {
+        log(0, L"GetNgcDgReservationStatusW() failed , NULL opal_handle, error=(0x%x)",
+            FARLO_NULL_HANDLE);
+        return FARLO_NULL_HANDLE;
+    }
+    if (reservation == nullptr) {
+        log(0, L"GetNgcDgReservationStatusW() failed , pStatus == NULL, error=(0x%x) ",
+            FARLO_MISSING_ARGUMENT);
+        return FARLO_MISSING_ARGUMENT;
+    }
+    const std::uint32_t status = ask_service(handle, name, guid, reservation);
+    if (status != 0) {
+        log(0, L"GetNgcDgReservationStatusW() failed, error=(0x%x) ", status);
+    }
+    log(4, L"Exiting GetNgcDgReservationStatusW");
+    return status;
+}
+
+}  // namespace farlo

@@ -1,0 +1,15 @@
+// The cluster volume manager on this node: start, stop, state.
+#pragma once
+
+#include "ztcmd.h"
+
+#include <cstdint>
+
+namespace farlo {
+
+// farlo.h, StartCVMClusterW, StopCVMClusterW, GetCVMClusterNodeStateW.
+std::uint32_t StartCVMClusterW(opal_handle handle);
+std::uint32_t StopCVMClusterW(opal_handle handle);
+std::uint32_t GetCVMClusterNodeStateW(opal_handle handle, std::uint32_t* state);
+
+}  // namespace farlo
