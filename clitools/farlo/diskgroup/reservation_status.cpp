@@ -20,16 +20,11 @@ constexpr std::uint8_t held_bit = 0x1;
 
 // Asks the driver, and again while it fails for another reason than that it
 // does not know the group.
-std::uint32_t ask_driver(const char* guid, std::uint32_t* reservation) {
-    const ReservationRecord record = make_reservation_record(guid);
-    if (record == nullptr) {
-        // Kept: agents have always been told success here, and no state.
-        return FARLO_SUCCESS;
-    }
-    record->reservation = 1;
+std::uint32_t ask_driver(dm_reservation_request& record, std::uint32_t* reservation) {
+    record.reservation = 1;
     std::uint32_t result = FARLO_SUCCESS;
     for (int attempt = 0; attempt < query_tries; ++attempt) {
-        result = DmInfoIoctl(DM_INFO_GET_RESERVATION, record.get());
+        result = DmInfoIoctl(DM_INFO_GET_RESERVATION, &record);
         if (result == FARLO_SUCCESS || result == FARLO_NOT_FOUND) {
             break;
         }
@@ -39,7 +34,7 @@ std::uint32_t ask_driver(const char* guid, std::uint32_t* reservation) {
         *reservation = FARLO_RESERVATION_UNKNOWN;
     } else {
         *reservation =
-            (record->reply & held_bit) != 0 ? FARLO_RESERVATION_HELD : FARLO_RESERVATION_NOT_HELD;
+            (record.reply & held_bit) != 0 ? FARLO_RESERVATION_HELD : FARLO_RESERVATION_NOT_HELD;
     }
     return result;
 }
@@ -52,12 +47,17 @@ std::uint32_t query_reservation(opal_handle handle, const wchar_t* name, const c
         log(0, L"GetDgReservationStatusW():SetDgGuidParam() failed, error=(0x%x) ", status);
         return status;
     }
+    ReservationRecord record;
     Handle mutex;
     if (IgnoreReservationThreadStatus(mutex, guid.get()) != 0) {
         *reservation = FARLO_RESERVATION_BUSY;
         return FARLO_SUCCESS;
     }
-    status = ask_driver(guid.get(), reservation);
+    record = make_reservation_record(guid.get());
+    // Kept: without memory for the record agents are told success, and no state.
+    if (record != nullptr) {
+        status = ask_driver(*record, reservation);
+    }
     ReleaseMutex(mutex.get());
     return status;
 }
