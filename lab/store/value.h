@@ -49,6 +49,9 @@ struct Property {
     Value value;
 };
 
+// "{xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx}" in lower-case hexadecimal.
+std::string guid_text(const GUID& guid);
+
 // The property of that name, or nullptr.
 const Property* find(const PropertySet& set, const std::string& name);
 

@@ -1,0 +1,63 @@
+// What the methods of the service do. A method that is not in the table is
+// refused, never answered with a made-up success.
+#pragma once
+
+#include "store.h"
+
+#include <string>
+#include <vector>
+
+namespace lab {
+
+inline constexpr GUID volume_manager_operations = {
+    0x61678C9A, 0x1DD2, 0x11B2, {0x96, 0x23, 0x08, 0x00, 0x20, 0x9E, 0xAD, 0x9C}};
+inline constexpr GUID cluster_service_interface = {
+    0x375EC58D, 0x475E, 0x4658, {0x3B, 0xCD, 0x61, 0xC7, 0x48, 0x3A, 0x4F, 0xC6}};
+inline constexpr GUID mount_manager_interface = {
+    0x2F0EAFCD, 0x7B86, 0x4F9B, {0xBD, 0x98, 0xD6, 0x1C, 0xE4, 0x21, 0x1F, 0x8F}};
+
+// One call of a method, under the store's lock.
+struct MethodCall {
+    Model& model;
+    Object& target;
+    const PropertySet& input;
+    PropertySet& output;
+    std::vector<std::string>& alerts;  // raised when the lock is released
+
+    // A parameter of a type; nullptr when missing or of another type.
+    template <class T> const T* parameter(const std::string& name, std::uint32_t type) const {
+        const Property* property = find(input, name);
+        if (property == nullptr || property->value.type != type ||
+            property->value.elements.empty()) {
+            return nullptr;
+        }
+        return std::get_if<T>(&property->value.elements.front());
+    }
+    const std::string* text(const std::string& name) const {
+        return parameter<std::string>(name, TYPE_STR);
+    }
+    const std::wstring* wide(const std::string& name) const {
+        return parameter<std::wstring>(name, TYPE_WSTR);
+    }
+    const std::uint32_t* number(const std::string& name) const {
+        return parameter<std::uint32_t>(name, TYPE_UINT32);
+    }
+};
+
+using MethodHandler = opal_status (*)(MethodCall& call);
+
+// The handler of a method; nullptr when the service does not offer it.
+MethodHandler find_method(const GUID& interface_id, std::uint32_t major, std::uint32_t minor);
+
+// Handlers, by what they are about.
+opal_status import_group(MethodCall& call);
+opal_status deport_group(MethodCall& call);
+opal_status get_group_guid(MethodCall& call);
+opal_status get_volume_guid(MethodCall& call);
+opal_status rescan_disks(MethodCall& call);
+
+// Narrow text of a wide one; characters outside ASCII are taken as they are in
+// Latin-1 and else as "?".
+std::string narrow(const std::wstring& text);
+
+}  // namespace lab

@@ -1,0 +1,19 @@
+// Scenarios: storage layouts in JSON (lab/scenarios/README.md tells the form).
+#pragma once
+
+#include "scenario_json.h"
+#include "store.h"
+
+#include <string>
+#include <string_view>
+
+namespace lab {
+
+// The storage that a scenario describes. Throws ScenarioError.
+Model build_scenario(std::string_view json);
+
+// The storage that a scenario file describes. Throws std::runtime_error with one
+// line, "file:line: reason", or "file: reason" when the file cannot be read.
+Model load_scenario(const wchar_t* path);
+
+}  // namespace lab

@@ -1,0 +1,182 @@
+#include "scenario_json.h"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <cstdint>
+#include <iterator>
+
+namespace lab {
+namespace {
+
+// Reads characters and counts the lines that were begun.
+class LineIterator {
+  public:
+    using iterator_category = std::input_iterator_tag;
+    using value_type = char;
+    using difference_type = std::ptrdiff_t;
+    using pointer = const char*;
+    using reference = const char&;
+
+    LineIterator(const char* position, std::size_t* line) : m_position(position), m_line(line) {}
+
+    reference operator*() const { return *m_position; }
+    LineIterator& operator++() {
+        if (*m_position == '\n') {
+            ++*m_line;
+        }
+        ++m_position;
+        return *this;
+    }
+    LineIterator operator++(int) {
+        LineIterator before = *this;
+        ++*this;
+        return before;
+    }
+    bool operator==(const LineIterator& other) const { return m_position == other.m_position; }
+
+  private:
+    const char* m_position;
+    std::size_t* m_line;
+};
+
+// Builds the tree from the parser's events.
+class TreeBuilder {
+  public:
+    using number_integer_t = nlohmann::json::number_integer_t;
+    using number_unsigned_t = nlohmann::json::number_unsigned_t;
+    using number_float_t = nlohmann::json::number_float_t;
+    using string_t = nlohmann::json::string_t;
+    using binary_t = nlohmann::json::binary_t;
+
+    explicit TreeBuilder(const std::size_t& line) : m_line(line) {}
+
+    JsonNode take() { return std::move(m_root); }
+
+    bool null() { return add(nullptr); }
+    bool boolean(bool value) { return add(value); }
+    bool number_integer(number_integer_t value) { return add(value); }
+    bool number_unsigned(number_unsigned_t value) { return add(value); }
+    bool number_float(number_float_t value, const string_t&) { return add(value); }
+    bool string(string_t& value) { return add(std::move(value)); }
+    bool binary(binary_t&) { return false; }
+    bool start_object(std::size_t) { return open(JsonNode::Members()); }
+    bool end_object() { return close(); }
+    bool start_array(std::size_t) { return open(JsonNode::Array()); }
+    bool end_array() { return close(); }
+
+    bool key(string_t& name) {
+        const auto& members = std::get<JsonNode::Members>(m_open.back()->value);
+        if (std::any_of(members.begin(), members.end(),
+                        [&name](const auto& member) { return member.first == name; })) {
+            throw ScenarioError(m_line, "the key \"" + name + "\" is given twice");
+        }
+        m_key = name;
+        return true;
+    }
+
+    bool parse_error(std::size_t, const std::string&, const nlohmann::json::exception& error) {
+        std::string reason = error.what();
+        // "[json.exception.parse_error.101] parse error at line 1, column 2: reason"
+        const std::size_t colon = reason.find(": ");
+        throw ScenarioError(m_line, colon == std::string::npos ? reason : reason.substr(colon + 2));
+    }
+
+  private:
+    template <class T> JsonNode& place(T value) {
+        JsonNode node{m_line, std::move(value)};
+        if (m_open.empty()) {
+            m_root = std::move(node);
+            return m_root;
+        }
+        if (auto* array = std::get_if<JsonNode::Array>(&m_open.back()->value)) {
+            return array->emplace_back(std::move(node));
+        }
+        return std::get<JsonNode::Members>(m_open.back()->value)
+            .emplace_back(m_key, std::move(node))
+            .second;
+    }
+    template <class T> bool add(T value) {
+        place(std::move(value));
+        return true;
+    }
+    template <class T> bool open(T value) {
+        m_open.push_back(&place(std::move(value)));
+        return true;
+    }
+    bool close() {
+        m_open.pop_back();
+        return true;
+    }
+
+    const std::size_t& m_line;
+    JsonNode m_root;
+    // Containers that are not closed. Only the innermost grows, so that none of
+    // them moves.
+    std::vector<JsonNode*> m_open;
+    std::string m_key;
+};
+
+}  // namespace
+
+const JsonNode::Members& JsonNode::members() const {
+    const auto* result = std::get_if<Members>(&value);
+    if (result == nullptr) {
+        throw ScenarioError(line, "an object is wanted here");
+    }
+    return *result;
+}
+
+const JsonNode::Array& JsonNode::array() const {
+    const auto* result = std::get_if<Array>(&value);
+    if (result == nullptr) {
+        throw ScenarioError(line, "an array is wanted here");
+    }
+    return *result;
+}
+
+const std::string& JsonNode::text() const {
+    const auto* result = std::get_if<std::string>(&value);
+    if (result == nullptr) {
+        throw ScenarioError(line, "a text is wanted here");
+    }
+    return *result;
+}
+
+bool JsonNode::boolean() const {
+    const auto* result = std::get_if<bool>(&value);
+    if (result == nullptr) {
+        throw ScenarioError(line, "true or false is wanted here");
+    }
+    return *result;
+}
+
+std::int64_t JsonNode::integer() const {
+    if (const auto* result = std::get_if<std::int64_t>(&value)) {
+        return *result;
+    }
+    const auto* result = std::get_if<std::uint64_t>(&value);
+    if (result == nullptr || *result > INT64_MAX) {
+        throw ScenarioError(line, "an integer is wanted here");
+    }
+    return static_cast<std::int64_t>(*result);
+}
+
+std::uint64_t JsonNode::unsigned_integer(std::uint64_t limit) const {
+    const auto* result = std::get_if<std::uint64_t>(&value);
+    if (result == nullptr || *result > limit) {
+        throw ScenarioError(line,
+                            "an integer from 0 to " + std::to_string(limit) + " is wanted here");
+    }
+    return *result;
+}
+
+JsonNode parse_json(std::string_view text) {
+    std::size_t line = 1;
+    TreeBuilder builder(line);
+    nlohmann::json::sax_parse(LineIterator(text.data(), &line),
+                              LineIterator(text.data() + text.size(), &line), &builder);
+    return builder.take();
+}
+
+}  // namespace lab

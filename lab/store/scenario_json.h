@@ -1,0 +1,45 @@
+// JSON as a tree that knows the line of every value, so that a scenario's errors
+// can be told by line.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace lab {
+
+// A fault of a scenario: its line and why. what() is "line: reason".
+class ScenarioError : public std::exception {
+  public:
+    ScenarioError(std::size_t line, const std::string& reason)
+        : m_text(std::to_string(line) + ": " + reason) {}
+    const char* what() const noexcept override { return m_text.c_str(); }
+
+  private:
+    std::string m_text;
+};
+
+struct JsonNode {
+    using Array = std::vector<JsonNode>;
+    using Members = std::vector<std::pair<std::string, JsonNode>>;  // in the file's order
+
+    std::size_t line = 0;
+    std::variant<std::nullptr_t, bool, std::int64_t, std::uint64_t, double, std::string, Array,
+                 Members>
+        value;
+
+    // Each throws ScenarioError when the node is something else.
+    const Members& members() const;
+    const Array& array() const;
+    const std::string& text() const;
+    bool boolean() const;
+    std::int64_t integer() const;
+    std::uint64_t unsigned_integer(std::uint64_t limit) const;
+};
+
+// Throws ScenarioError for text that is no JSON, and for a key given twice.
+JsonNode parse_json(std::string_view text);
+
+}  // namespace lab

@@ -1,0 +1,150 @@
+#include "scenario_values.h"
+
+#include <cstdint>
+#include <cstdio>
+
+namespace lab {
+namespace {
+
+const JsonNode& member(const JsonNode& node, const std::string& key) {
+    for (const auto& [name, value] : node.members()) {
+        if (name == key) {
+            return value;
+        }
+    }
+    throw ScenarioError(node.line, "\"" + key + "\" is missing");
+}
+
+Bytes read_bytes(const JsonNode& node) {
+    const std::string& text = node.text();
+    Bytes bytes;
+    for (std::size_t i = 0; i < text.size(); i += 2) {
+        unsigned byte = 0;
+        int used = 0;
+        if (std::sscanf(text.c_str() + i, "%2x%n", &byte, &used) != 1 || used != 2) {
+            throw ScenarioError(node.line, "pairs of hexadecimal digits are wanted here");
+        }
+        bytes.push_back(static_cast<std::uint8_t>(byte));
+    }
+    return bytes;
+}
+
+GUID read_guid(const JsonNode& node) {
+    unsigned long first = 0;
+    unsigned parts[10] = {};
+    int used = 0;
+    const std::string& text = node.text();
+    if (std::sscanf(text.c_str(), "{%8lx-%4x-%4x-%2x%2x-%2x%2x%2x%2x%2x%2x}%n", &first, &parts[0],
+                    &parts[1], &parts[2], &parts[3], &parts[4], &parts[5], &parts[6], &parts[7],
+                    &parts[8], &parts[9], &used) != 11 ||
+        static_cast<std::size_t>(used) != text.size()) {
+        throw ScenarioError(node.line,
+                            "a GUID as {xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx} is wanted here");
+    }
+    GUID guid{
+        first, static_cast<unsigned short>(parts[0]), static_cast<unsigned short>(parts[1]), {}};
+    for (int i = 0; i < 8; ++i) {
+        guid.Data4[i] = static_cast<unsigned char>(parts[i + 2]);
+    }
+    return guid;
+}
+
+opal_objid read_object_id(const JsonNode& node, Model& model) {
+    if (node.text() == "null") {
+        return {};
+    }
+    const Object* object = model.find_named(node.text());
+    if (object == nullptr) {
+        throw ScenarioError(node.line, "there is no object \"" + node.text() + "\"");
+    }
+    return object->id;
+}
+
+I18nFormat read_format(const JsonNode& node) {
+    I18nFormat format{member(node, "specification").text(), {}};
+    for (const JsonNode& insertion : member(node, "insertions").array()) {
+        format.insertions.emplace_back(insertion.text());
+    }
+    return format;
+}
+
+template <class T> T read_signed(const JsonNode& node) {
+    const std::int64_t value = node.integer();
+    if (value != static_cast<T>(value)) {
+        throw ScenarioError(node.line, "the number does not fit its type");
+    }
+    return static_cast<T>(value);
+}
+
+Scalar read_element(std::uint32_t type, const JsonNode& node, Model& model) {
+    switch (type) {
+    case TYPE_BOOLEAN:
+        return node.boolean();
+    case TYPE_INT32:
+        return read_signed<std::int32_t>(node);
+    case TYPE_UINT32:
+        return static_cast<std::uint32_t>(node.unsigned_integer(UINT32_MAX));
+    case TYPE_INT64:
+    case TYPE_TIME:
+        return node.integer();
+    case TYPE_UINT64:
+        return node.unsigned_integer(UINT64_MAX);
+    case TYPE_STR:
+        return node.text();
+    case TYPE_WSTR:
+        return widen(node.text());
+    case TYPE_BINARY:
+        return read_bytes(node);
+    case TYPE_GUID:
+        return read_guid(node);
+    case TYPE_PROPSET: {
+        auto set = std::make_shared<PropertySet>();
+        for (const auto& [name, value] : node.members()) {
+            set->push_back({name, read_value(value, model)});
+        }
+        return set;
+    }
+    case TYPE_ZTOBJID:
+        return read_object_id(node, model);
+    case TYPE_I18N:
+        return I18n{static_cast<std::uint32_t>(member(node, "id").unsigned_integer(UINT32_MAX)),
+                    member(node, "name").text(), member(node, "catalog").text()};
+    default:
+        return read_format(node);
+    }
+}
+
+}  // namespace
+
+std::wstring widen(const std::string& text) {
+    const int length = MultiByteToWideChar(CP_UTF8, 0, text.c_str(), -1, nullptr, 0);
+    std::wstring wide(static_cast<std::size_t>(length), L'\0');
+    MultiByteToWideChar(CP_UTF8, 0, text.c_str(), -1, wide.data(), length);
+    wide.resize(static_cast<std::size_t>(length) - 1);
+    return wide;
+}
+
+Value read_value(const JsonNode& node, Model& model) {
+    const JsonNode& type = member(node, "type");
+    const JsonNode& contents = member(node, "value");
+    for (const auto& [key, ignored] : node.members()) {
+        if (key != "type" && key != "value") {
+            throw ScenarioError(ignored.line, "nothing is known of the key \"" + key + "\"");
+        }
+    }
+    Value value;
+    value.type = type_tag(type.text());
+    if (value.type == 0) {
+        throw ScenarioError(type.line, "\"" + type.text() + "\" is no type");
+    }
+    if (!value.is_array()) {
+        value.elements.push_back(read_element(value.type, contents, model));
+        return value;
+    }
+    for (const JsonNode& element : contents.array()) {
+        value.elements.push_back(read_element(value.element_type(), element, model));
+    }
+    return value;
+}
+
+}  // namespace lab

@@ -1,0 +1,18 @@
+// Statuses that the lab's service answers of its own: facility 0x515 with bit
+// 31 set, which counts as a failure.
+#pragma once
+
+#include "ztbus3.h"
+
+namespace lab {
+
+inline constexpr opal_status status_already_started = 0xe5150047;  // the node runs already
+inline constexpr opal_status status_already_online = 0xe515007a;   // the group is imported here
+inline constexpr opal_status status_no_such_group = 0xe5150101;
+inline constexpr opal_status status_not_imported = 0xe5150102;
+inline constexpr opal_status status_no_such_volume = 0xe5150103;
+inline constexpr opal_status status_missing_parameter = 0xe5150104;  // or of another type
+inline constexpr opal_status status_name_taken = 0xe5150105;
+inline constexpr opal_status status_wrong_target = 0xe5150106;  // an object of another type
+
+}  // namespace lab

@@ -1,0 +1,217 @@
+#include "connection.h"
+
+#include "live.h"
+#include "scenario.h"
+
+#include <cstdlib>
+#include <functional>
+#include <stdexcept>
+#include <unordered_map>
+#include <vector>
+
+#if __has_include("remote_service.h")
+#include "remote_service.h"
+#endif
+
+namespace lab {
+namespace {
+
+SRWLOCK registry_lock = SRWLOCK_INIT;
+std::unordered_map<opal_connection, std::shared_ptr<Connection>> registry;
+
+SRWLOCK store_lock = SRWLOCK_INIT;
+std::shared_ptr<Store> store;
+
+std::atomic<opal_status> refusal{ZTSTATUS_OK};
+
+std::vector<std::shared_ptr<Connection>> all_connections() {
+    const Shared hold(registry_lock);
+    std::vector<std::shared_ptr<Connection>> connections;
+    for (const auto& [handle, connection] : registry) {
+        connections.push_back(connection);
+    }
+    return connections;
+}
+
+void alert_embedded(const std::string& name) {
+    for (const auto& connection : all_connections()) {
+        if (connection->is_embedded()) {
+            connection->alert(name);
+        }
+    }
+}
+
+std::shared_ptr<Store> first_store() {
+    wchar_t path[MAX_PATH];
+    const DWORD length = GetEnvironmentVariableW(L"ZTLAB_SCENARIO", path, MAX_PATH);
+    if (length != 0 && length < MAX_PATH) {
+        try {
+            return std::make_shared<Store>(load_scenario(path));
+        } catch (const std::exception& error) {
+            std::fprintf(stderr, "ztbus3: %s\n", error.what());
+        }
+    }
+    return std::make_shared<Store>(build_scenario("{}"));
+}
+
+}  // namespace
+
+Connection::Connection(std::shared_ptr<Service> remote, lab_event_sink sink, void* user)
+    : m_remote(std::move(remote)), m_sink(sink), m_user(user) {}
+
+std::shared_ptr<Service> Connection::service() const {
+    return is_embedded() ? embedded_store() : m_remote;
+}
+
+void Connection::tell(int event, const char* name) {
+    const Shared hold(m_sink_lock);
+    if (m_sink != nullptr) {
+        m_sink(m_user, event, name);
+    }
+}
+
+void Connection::drop() {
+    if (m_connected.exchange(false)) {
+        tell(LAB_EVENT_DISCONNECTED, nullptr);
+    }
+}
+
+void Connection::alert(const std::string& name) {
+    if (m_connected) {
+        tell(LAB_EVENT_ALERT, name.c_str());
+    }
+}
+
+void Connection::close_sink() {
+    const Exclusive hold(m_sink_lock);
+    m_sink = nullptr;
+}
+
+std::shared_ptr<Connection> find_connection(opal_connection handle) {
+    const Shared hold(registry_lock);
+    const auto found = registry.find(handle);
+    return found == registry.end() ? nullptr : found->second;
+}
+
+std::shared_ptr<Store> embedded_store() {
+    {
+        const Shared hold(store_lock);
+        if (store != nullptr) {
+            return store;
+        }
+    }
+    set_embedded_store(first_store());
+    const Shared hold(store_lock);
+    return store;
+}
+
+void set_embedded_store(std::shared_ptr<Store> new_store) {
+    new_store->set_alert_sink(alert_embedded);
+    const Exclusive hold(store_lock);
+    store = std::move(new_store);
+}
+
+void drop_connections() {
+    for (const auto& connection : all_connections()) {
+        connection->drop();
+    }
+}
+
+}  // namespace lab
+
+using namespace lab;
+
+opal_status LabOpenConnection(const char* service, lab_event_sink sink, void* user,
+                              opal_connection* connection, opal_context* context) {
+    if (connection == nullptr || context == nullptr) {
+        return ZTERROR_INVALID_ARGUMENT;
+    }
+    if (refusal != ZTSTATUS_OK) {
+        return refusal;
+    }
+    std::shared_ptr<Connection> made;
+    if (service == nullptr) {
+        made = std::make_shared<Connection>(nullptr, sink, user);
+    } else {
+#if __has_include("remote_service.h")
+        // The service may vanish before the connection is there: it waits here.
+        struct Late {
+            SRWLOCK lock = SRWLOCK_INIT;
+            std::weak_ptr<Connection> connection;
+            bool dropped = false;
+        };
+        const auto late = std::make_shared<Late>();
+        opal_status status = ZTSTATUS_OK;
+        std::shared_ptr<Service> remote = connect_remote(
+            service,
+            [late] {
+                std::shared_ptr<Connection> dropped;
+                {
+                    const Exclusive hold(late->lock);
+                    late->dropped = true;
+                    dropped = late->connection.lock();
+                }
+                if (dropped != nullptr) {
+                    dropped->drop();
+                }
+            },
+            status);
+        if (remote == nullptr) {
+            return status;
+        }
+        made = std::make_shared<Connection>(remote, sink, user);
+        remote->set_alert_sink([target = std::weak_ptr<Connection>(made)](const std::string& name) {
+            if (const auto alive = target.lock()) {
+                alive->alert(name);
+            }
+        });
+        bool dropped = false;
+        {
+            const Exclusive hold(late->lock);
+            late->connection = made;
+            dropped = late->dropped;
+        }
+        if (dropped) {
+            made->drop();
+        }
+#else
+        return ZTERROR_NOT_CONNECTED;
+#endif
+    }
+    {
+        const Exclusive hold(registry_lock);
+        registry[made->handle()] = made;
+    }
+    ++live.connections;
+    *connection = made->handle();
+    *context = made->context();
+    return ZTSTATUS_OK;
+}
+
+opal_status LabCloseConnection(opal_connection handle) {
+    std::shared_ptr<Connection> closed;
+    {
+        const Exclusive hold(registry_lock);
+        const auto found = registry.find(handle);
+        if (found == registry.end()) {
+            return ZTERROR_INVALID_ARGUMENT;
+        }
+        closed = found->second;
+        registry.erase(found);
+    }
+    closed->close_sink();
+    --live.connections;
+    return ZTSTATUS_OK;
+}
+
+void LabDropConnections(void) {
+    drop_connections();
+}
+
+void LabRefuseConnections(opal_status status) {
+    refusal = status;
+}
+
+void LabRaiseAlert(const char* name) {
+    embedded_store()->raise_alert(name);
+}

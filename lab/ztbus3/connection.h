@@ -1,0 +1,51 @@
+// The connections of this process, and the service embedded in it.
+#pragma once
+
+#include "lab_bus.h"
+#include "store.h"
+
+#include <atomic>
+#include <memory>
+#include <string>
+
+namespace lab {
+
+class Connection {
+  public:
+    // A connection to the embedded service when `remote` is null.
+    Connection(std::shared_ptr<Service> remote, lab_event_sink sink, void* user);
+
+    opal_connection handle() { return reinterpret_cast<opal_connection>(this); }
+    opal_context context() { return reinterpret_cast<opal_context>(&m_context); }
+
+    bool is_embedded() const { return m_remote == nullptr; }
+    bool connected() const { return m_connected; }
+    std::shared_ptr<Service> service() const;
+
+    // The connection is gone: tells the sink, once.
+    void drop();
+    void alert(const std::string& name);
+    // No call of the sink is under way when this returns, and none comes later.
+    void close_sink();
+
+  private:
+    void tell(int event, const char* name);
+
+    std::shared_ptr<Service> m_remote;
+    std::atomic<bool> m_connected{true};
+    SRWLOCK m_sink_lock = SRWLOCK_INIT;
+    lab_event_sink m_sink;
+    void* m_user;
+    char m_context = 0;
+};
+
+// Null for a handle that is no connection of this process.
+std::shared_ptr<Connection> find_connection(opal_connection handle);
+
+// The storage of this process.
+std::shared_ptr<Store> embedded_store();
+void set_embedded_store(std::shared_ptr<Store> store);
+
+void drop_connections();
+
+}  // namespace lab

@@ -1,0 +1,31 @@
+// Scenarios and counters of this process (lab_bus.h).
+#include "connection.h"
+#include "lab_bus.h"
+#include "live.h"
+#include "report_error.h"
+#include "scenario.h"
+
+#include <stdexcept>
+
+using namespace lab;
+
+int LabLoadScenarioFile(const wchar_t* path, char* error, size_t capacity) {
+    return reporting(error, capacity,
+                     [path] { set_embedded_store(std::make_shared<Store>(load_scenario(path))); });
+}
+
+int LabLoadScenarioText(const char* json, char* error, size_t capacity) {
+    return reporting(error, capacity,
+                     [json] { set_embedded_store(std::make_shared<Store>(build_scenario(json))); });
+}
+
+int LabFindObject(const char* name, opal_objid* id) {
+    return name != nullptr && id != nullptr && embedded_store()->find_named(name, *id) ? 0 : 1;
+}
+
+void LabGetLive(lab_live* counts) {
+    counts->property_sets = live.property_sets;
+    counts->properties = live.properties;
+    counts->blocks = live.blocks;
+    counts->connections = live.connections;
+}
