@@ -1,0 +1,27 @@
+/*
+ * The bus calls of an operation written by hand in C, with the checks that any
+ * caller of the bus makes and the values copied out, and nothing more: what the
+ * library's operations are measured against.
+ */
+#ifndef BARE_CALLS_H
+#define BARE_CALLS_H
+
+#include "ztcmd.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* 0 for success. `guid` is the group's GUID text. */
+opal_status bare_online(opal_handle handle, const wchar_t* name, const char* guid);
+opal_status bare_offline(opal_handle handle, const char* guid);
+/* Copies the group's GUID text, 65 bytes. */
+opal_status bare_guid(opal_handle handle, const wchar_t* name, char* guid);
+/* Lays the names of the imported cluster groups back to back; `size` in bytes. */
+opal_status bare_name_list(opal_handle handle, wchar_t* buffer, uint32_t size, uint32_t* count);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

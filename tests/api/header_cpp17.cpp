@@ -1,0 +1,8 @@
+// farlo.h stands on its own in C++17, and each pointer type is its function's.
+#include "farlo.h"
+
+#include <type_traits>
+
+#define SAME(name)                                                                                 \
+    static_assert(std::is_same_v<name##_fn, decltype(&name)>, #name "_fn is not its type");
+#include "exports.inc"
