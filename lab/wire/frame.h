@@ -1,0 +1,105 @@
+// How clients and the service talk: frames over a stream, little-endian.
+//
+// A frame is a header and a body of at most frame_limit bytes. A request and
+// its answer carry the same number. Whatever is not as it should be makes a
+// Reader throw Malformed; the connection is then of no more use.
+#pragma once
+
+#include "value.h"
+
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace lab {
+
+enum class FrameKind : std::uint32_t { request = 1, answer = 2, alert = 3 };
+
+struct FrameHeader {
+    std::uint32_t magic;
+    std::uint32_t version;
+    std::uint32_t kind;
+    std::uint32_t number;
+    std::uint32_t length;  // of the body, in bytes
+};
+static_assert(sizeof(FrameHeader) == 20);
+
+inline constexpr std::uint32_t frame_magic = 0x424c545a;  // "ZTLB"
+inline constexpr std::uint32_t frame_version = 1;
+inline constexpr std::uint32_t frame_limit = 64 * 1024 * 1024;
+
+struct Frame {
+    FrameKind kind = FrameKind::request;
+    std::uint32_t number = 0;
+    std::vector<std::uint8_t> body;
+};
+
+// What a request asks for: the first word of its body.
+enum class Operation : std::uint32_t {
+    get_property = 1,
+    set_property,
+    get_properties,
+    get_type,
+    get_children,
+    get_parents,
+    delete_object,
+    get_objects,
+    query,
+    invoke,
+    name_of,
+};
+
+class Malformed : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+class Writer {
+  public:
+    void number(std::uint32_t value) { raw(&value, sizeof value); }
+    void big_number(std::uint64_t value) { raw(&value, sizeof value); }
+    void text(const std::string& value);
+    void wide(const std::wstring& value);
+    void guid(const GUID& value) { raw(&value, sizeof value); }
+    void object(const opal_objid& value) { raw(&value, sizeof value); }
+    void objects(const std::vector<opal_objid>& values);
+    void value(const Value& value);
+    void set(const PropertySet& set);
+
+    std::vector<std::uint8_t> take() { return std::move(m_bytes); }
+
+  private:
+    void raw(const void* bytes, std::size_t size);
+
+    std::vector<std::uint8_t> m_bytes;
+};
+
+class Reader {
+  public:
+    explicit Reader(const std::vector<std::uint8_t>& bytes) : m_bytes(bytes) {}
+
+    std::uint32_t number();
+    std::uint64_t big_number();
+    std::string text();
+    std::wstring wide();
+    GUID guid();
+    opal_objid object();
+    std::vector<opal_objid> objects();
+    Value value();
+    PropertySet set();
+    // Nothing may be left over.
+    void finish() const;
+
+  private:
+    void raw(void* target, std::size_t size);
+    // A count of things that take at least `least` bytes each.
+    std::uint32_t count(std::size_t least);
+    Scalar scalar(std::uint32_t type);
+
+    const std::vector<std::uint8_t>& m_bytes;
+    std::size_t m_at = 0;
+    int m_depth = 0;  // of nested sets
+};
+
+}  // namespace lab

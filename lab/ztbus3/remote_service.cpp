@@ -1,0 +1,312 @@
+#include "remote_service.h"
+
+#include "stream.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <map>
+
+namespace lab {
+namespace {
+
+constexpr long connect_limit_s = 5;
+
+// What the calling threads and the reading thread share. The reading thread
+// keeps it alive: it may be the one that lets go of the service.
+class RemoteLink {
+  public:
+    RemoteLink(SOCKET socket, std::function<void()> on_disconnect)
+        : m_stream(socket), m_on_disconnect(std::move(on_disconnect)) {}
+
+    void shut_down() { m_stream.shut_down(); }
+
+    void set_alert_sink(Service::AlertSink sink) {
+        const Exclusive hold(m_sink_lock);
+        m_sink = std::move(sink);
+    }
+
+    // Sends a request and waits. An answer is a status and, where the call
+    // succeeded or is a method's, its results, which `read_results` reads.
+    template <class ReadResults> opal_status ask(Writer& request, ReadResults&& read_results) {
+        Waiting waiting;
+        std::uint32_t number = 0;
+        {
+            const Exclusive hold(m_lock);
+            if (m_ended) {
+                return ZTERROR_NOT_CONNECTED;
+            }
+            number = ++m_last_number;
+            m_waiting[number] = &waiting;
+        }
+        if (!m_stream.send(FrameKind::request, number, request.take())) {
+            m_stream.shut_down();
+        }
+        {
+            const Exclusive hold(m_lock);
+            while (!waiting.answered && !m_ended) {
+                SleepConditionVariableSRW(&m_changed, &m_lock, INFINITE, 0);
+            }
+            m_waiting.erase(number);
+        }
+        if (!waiting.answered) {
+            return ZTERROR_NOT_CONNECTED;
+        }
+        try {
+            Reader answer(waiting.body);
+            const opal_status status = answer.number();
+            if (answer.number() != 0) {
+                read_results(answer);
+            }
+            answer.finish();
+            return status;
+        } catch (const Malformed&) {
+            m_stream.shut_down();
+            return ZTERROR_NOT_CONNECTED;
+        }
+    }
+
+    void read() {
+        try {
+            for (Frame frame; m_stream.receive(frame);) {
+                if (frame.kind == FrameKind::answer) {
+                    take_answer(frame);
+                } else if (frame.kind == FrameKind::alert) {
+                    Reader body(frame.body);
+                    const std::string name = body.text();
+                    const Shared hold(m_sink_lock);
+                    if (m_sink) {
+                        m_sink(name);
+                    }
+                }
+            }
+        } catch (const Malformed&) {
+            m_stream.shut_down();
+        }
+        {
+            const Exclusive hold(m_lock);
+            m_ended = true;
+            WakeAllConditionVariable(&m_changed);
+        }
+        m_on_disconnect();
+    }
+
+  private:
+    // A request that waits for its answer, on its caller's stack.
+    struct Waiting {
+        bool answered = false;
+        std::vector<std::uint8_t> body;
+    };
+
+    void take_answer(Frame& frame) {
+        const Exclusive hold(m_lock);
+        const auto found = m_waiting.find(frame.number);
+        if (found != m_waiting.end()) {
+            found->second->body = std::move(frame.body);
+            found->second->answered = true;
+            WakeAllConditionVariable(&m_changed);
+        }
+    }
+
+    Stream m_stream;
+    std::function<void()> m_on_disconnect;
+    SRWLOCK m_lock = SRWLOCK_INIT;
+    CONDITION_VARIABLE m_changed = CONDITION_VARIABLE_INIT;
+    std::map<std::uint32_t, Waiting*> m_waiting;
+    std::uint32_t m_last_number = 0;
+    bool m_ended = false;
+    SRWLOCK m_sink_lock = SRWLOCK_INIT;
+    Service::AlertSink m_sink;
+};
+
+DWORD WINAPI read_link(void* argument) {
+    const std::unique_ptr<std::shared_ptr<RemoteLink>> link(
+        static_cast<std::shared_ptr<RemoteLink>*>(argument));
+    (*link)->read();
+    return 0;
+}
+
+class RemoteService : public Service {
+  public:
+    explicit RemoteService(std::shared_ptr<RemoteLink> link) : m_link(std::move(link)) {}
+
+    ~RemoteService() override {
+        m_link->shut_down();
+        if (m_reader != nullptr) {
+            if (GetThreadId(m_reader) != GetCurrentThreadId()) {
+                WaitForSingleObject(m_reader, INFINITE);
+            }
+            CloseHandle(m_reader);
+        }
+    }
+
+    bool start() {
+        auto link = std::make_unique<std::shared_ptr<RemoteLink>>(m_link);
+        m_reader = CreateThread(nullptr, 0, read_link, link.get(), 0, nullptr);
+        if (m_reader == nullptr) {
+            return false;
+        }
+        link.release();
+        return true;
+    }
+
+    opal_status get_property(const opal_objid& object, const std::string& name,
+                             Value& value) override {
+        Writer request;
+        request.number(static_cast<std::uint32_t>(Operation::get_property));
+        request.object(object);
+        request.text(name);
+        return m_link->ask(request, [&](Reader& answer) { value = answer.value(); });
+    }
+    opal_status set_property(const opal_objid& object, const Property& property) override {
+        Writer request;
+        request.number(static_cast<std::uint32_t>(Operation::set_property));
+        request.object(object);
+        request.text(property.name);
+        request.value(property.value);
+        return m_link->ask(request, [](Reader&) {});
+    }
+    opal_status get_properties(const opal_objid& object, PropertySet& properties) override {
+        Writer request;
+        request.number(static_cast<std::uint32_t>(Operation::get_properties));
+        request.object(object);
+        return m_link->ask(request, [&](Reader& answer) { properties = answer.set(); });
+    }
+    opal_status get_type(const opal_objid& object, std::string& type) override {
+        Writer request;
+        request.number(static_cast<std::uint32_t>(Operation::get_type));
+        request.object(object);
+        return m_link->ask(request, [&](Reader& answer) { type = answer.text(); });
+    }
+    opal_status get_children(const opal_objid& object, const std::string& type,
+                             std::vector<opal_objid>& ids) override {
+        return walk(Operation::get_children, object, type, ids);
+    }
+    opal_status get_parents(const opal_objid& object, const std::string& type,
+                            std::vector<opal_objid>& ids) override {
+        return walk(Operation::get_parents, object, type, ids);
+    }
+    opal_status delete_object(const opal_objid& object) override {
+        Writer request;
+        request.number(static_cast<std::uint32_t>(Operation::delete_object));
+        request.object(object);
+        return m_link->ask(request, [](Reader&) {});
+    }
+    opal_status get_objects(const std::string& type, std::vector<opal_objid>& ids) override {
+        Writer request;
+        request.number(static_cast<std::uint32_t>(Operation::get_objects));
+        request.text(type);
+        return m_link->ask(request, [&](Reader& answer) { ids = answer.objects(); });
+    }
+    opal_status query(const std::wstring& text, std::vector<opal_objid>& ids) override {
+        Writer request;
+        request.number(static_cast<std::uint32_t>(Operation::query));
+        request.wide(text);
+        return m_link->ask(request, [&](Reader& answer) { ids = answer.objects(); });
+    }
+    opal_status invoke(const opal_objid& target, const GUID& interface_id, std::uint32_t major,
+                       std::uint32_t minor, const PropertySet& input,
+                       PropertySet& output) override {
+        Writer request;
+        request.number(static_cast<std::uint32_t>(Operation::invoke));
+        request.object(target);
+        request.guid(interface_id);
+        request.number(major);
+        request.number(minor);
+        request.set(input);
+        return m_link->ask(request, [&](Reader& answer) { output = answer.set(); });
+    }
+    std::string name_of(const opal_objid& object) override {
+        Writer request;
+        request.number(static_cast<std::uint32_t>(Operation::name_of));
+        request.object(object);
+        std::string name = "?";
+        m_link->ask(request, [&](Reader& answer) { name = answer.text(); });
+        return name;
+    }
+    void set_alert_sink(AlertSink sink) override { m_link->set_alert_sink(std::move(sink)); }
+
+  private:
+    opal_status walk(Operation operation, const opal_objid& object, const std::string& type,
+                     std::vector<opal_objid>& ids) {
+        Writer request;
+        request.number(static_cast<std::uint32_t>(operation));
+        request.object(object);
+        request.text(type);
+        return m_link->ask(request, [&](Reader& answer) { ids = answer.objects(); });
+    }
+
+    std::shared_ptr<RemoteLink> m_link;
+    HANDLE m_reader = nullptr;
+};
+
+// "host:port" with a numeric address.
+bool parse_address(const char* text, sockaddr_in& address) {
+    const char* colon = std::strrchr(text, ':');
+    if (colon == nullptr) {
+        return false;
+    }
+    const std::string host(text, colon);
+    char* end = nullptr;
+    const unsigned long port = std::strtoul(colon + 1, &end, 10);
+    address = {};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<u_short>(port));
+    address.sin_addr.s_addr = inet_addr(host.c_str());
+    return *end == '\0' && port != 0 && port <= 65535 && address.sin_addr.s_addr != INADDR_NONE;
+}
+
+// Connects within the limit; INVALID_SOCKET when nobody listens.
+SOCKET connect_socket(const sockaddr_in& address) {
+    const SOCKET socket = ::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
+    if (socket == INVALID_SOCKET) {
+        return socket;
+    }
+    u_long not_blocking = 1;
+    ioctlsocket(socket, FIONBIO, &not_blocking);
+    connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address);
+    fd_set writable;
+    fd_set failed;
+    FD_ZERO(&writable);
+    FD_ZERO(&failed);
+    FD_SET(socket, &writable);
+    FD_SET(socket, &failed);
+    timeval limit{connect_limit_s, 0};
+    const bool connected =
+        select(0, nullptr, &writable, &failed, &limit) > 0 && FD_ISSET(socket, &writable);
+    not_blocking = 0;
+    ioctlsocket(socket, FIONBIO, &not_blocking);
+    if (!connected) {
+        closesocket(socket);
+        return INVALID_SOCKET;
+    }
+    const BOOL no_delay = TRUE;
+    setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&no_delay),
+               sizeof no_delay);
+    return socket;
+}
+
+}  // namespace
+
+std::unique_ptr<Service> connect_remote(const char* service, std::function<void()> on_disconnect,
+                                        opal_status& status) {
+    status = ZTERROR_NOT_CONNECTED;
+    sockaddr_in address;
+    if (!parse_address(service, address)) {
+        status = ZTERROR_INVALID_ARGUMENT;
+        return nullptr;
+    }
+    start_winsock();
+    const SOCKET socket = connect_socket(address);
+    if (socket == INVALID_SOCKET) {
+        return nullptr;
+    }
+    auto remote = std::make_unique<RemoteService>(
+        std::make_shared<RemoteLink>(socket, std::move(on_disconnect)));
+    if (!remote->start()) {
+        return nullptr;
+    }
+    status = ZTSTATUS_OK;
+    return remote;
+}
+
+}  // namespace lab

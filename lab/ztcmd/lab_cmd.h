@@ -1,0 +1,50 @@
+/*
+ * lab_cmd.h - what the lab's ZtCMD.DLL offers beside the command library, for
+ * tests. Nothing that ships uses it.
+ */
+#ifndef LAB_CMD_H
+#define LAB_CMD_H
+
+#include "ztcmd.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* The next `times` calls of InitializeZtVmW answer a status; 0 times ends it. */
+ZTCMD_API void LabCmdFailInitialize(opal_status status, uint32_t times);
+/* Until set back to 0, these calls answer that status after doing their work
+ * (UnInitializeZtVmW) or in its place (RegisterAlertCallback). */
+ZTCMD_API void LabCmdFailUnInitialize(opal_status status);
+ZTCMD_API void LabCmdFailRegister(opal_status status);
+
+/* Takes the connection of a handle away, as when the service dies: `connected`
+ * is 0 when this returns. */
+ZTCMD_API void LabCmdDisconnect(opal_handle handle);
+
+/* Calls the handler that is registered for a handle, on the calling thread; the
+ * alert may be NULL. 0, or ZTERROR_NO_EVENT when there is no handler. */
+ZTCMD_API opal_status LabCmdDeliver(opal_handle handle, const opal_alert* alert);
+
+/* Waits until every alert that was raised so far has been delivered. */
+ZTCMD_API void LabCmdFlushAlerts(void);
+
+/* What was called since the process began, and with what last. */
+typedef struct lab_cmd_calls {
+    uint32_t live_handles; /* made, not released */
+    uint32_t initialize;
+    uint32_t uninitialize;
+    uint32_t register_alerts;
+    uint32_t last_flags;
+    uint32_t last_reserved;
+    opal_handle last_released;
+    opal_handle last_registered;
+    opal_alert_handler last_handler;
+} lab_cmd_calls;
+ZTCMD_API void LabCmdGetCalls(lab_cmd_calls* calls);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,157 @@
+#include "client.h"
+
+#include <cstdio>
+
+namespace lab {
+namespace {
+
+// A status and, when it succeeded, results.
+template <class Write>
+std::vector<std::uint8_t> reply(opal_status status, bool has_results, Write&& write) {
+    Writer body;
+    body.number(status);
+    body.number(has_results ? 1 : 0);
+    if (has_results) {
+        write(body);
+    }
+    return body.take();
+}
+
+std::vector<std::uint8_t> reply_ids(opal_status status, const std::vector<opal_objid>& ids) {
+    return reply(status, status == ZTSTATUS_OK, [&](Writer& body) { body.objects(ids); });
+}
+
+std::vector<std::uint8_t> reply_status(opal_status status) {
+    return reply(status, false, [](Writer&) {});
+}
+
+}  // namespace
+
+void Client::say(const std::string& what) const {
+    if (!m_quiet) {
+        std::printf("client %u: %s\n", m_number, what.c_str());
+        std::fflush(stdout);
+    }
+}
+
+void Client::serve() {
+    say("connected");
+    try {
+        for (Frame frame; m_stream.receive(frame);) {
+            if (frame.kind != FrameKind::request) {
+                throw Malformed("a frame that is no request");
+            }
+            const std::vector<std::uint8_t> body = answer(frame);
+            if (!m_stream.send(FrameKind::answer, frame.number, body)) {
+                break;
+            }
+        }
+        say("gone");
+    } catch (const Dropped&) {
+        say("dropped, as the fault plan says");
+    } catch (const Malformed& error) {
+        say(std::string("refused: ") + error.what());
+    }
+    m_stream.shut_down();
+}
+
+void Client::alert(const std::string& name) {
+    Writer body;
+    body.text(name);
+    if (!m_stream.send(FrameKind::alert, 0, body.take())) {
+        m_stream.shut_down();
+    }
+}
+
+std::vector<std::uint8_t> Client::answer(const Frame& request) {
+    Reader body(request.body);
+    const auto operation = static_cast<Operation>(body.number());
+    switch (operation) {
+    case Operation::get_property: {
+        const opal_objid object = body.object();
+        const std::string name = body.text();
+        body.finish();
+        Value value;
+        const opal_status status = m_store.get_property(object, name, value);
+        return reply(status, status == ZTSTATUS_OK, [&](Writer& out) { out.value(value); });
+    }
+    case Operation::set_property: {
+        const opal_objid object = body.object();
+        Property property;
+        property.name = body.text();
+        property.value = body.value();
+        body.finish();
+        return reply_status(m_store.set_property(object, property));
+    }
+    case Operation::get_properties: {
+        const opal_objid object = body.object();
+        body.finish();
+        PropertySet properties;
+        const opal_status status = m_store.get_properties(object, properties);
+        return reply(status, status == ZTSTATUS_OK, [&](Writer& out) { out.set(properties); });
+    }
+    case Operation::get_type: {
+        const opal_objid object = body.object();
+        body.finish();
+        std::string type;
+        const opal_status status = m_store.get_type(object, type);
+        return reply(status, status == ZTSTATUS_OK, [&](Writer& out) { out.text(type); });
+    }
+    case Operation::get_children:
+    case Operation::get_parents: {
+        const opal_objid object = body.object();
+        const std::string type = body.text();
+        body.finish();
+        std::vector<opal_objid> ids;
+        const opal_status status = operation == Operation::get_children
+                                       ? m_store.get_children(object, type, ids)
+                                       : m_store.get_parents(object, type, ids);
+        return reply_ids(status, ids);
+    }
+    case Operation::delete_object: {
+        const opal_objid object = body.object();
+        body.finish();
+        return reply_status(m_store.delete_object(object));
+    }
+    case Operation::get_objects: {
+        const std::string type = body.text();
+        body.finish();
+        std::vector<opal_objid> ids;
+        const opal_status status = m_store.get_objects(type, ids);
+        return reply_ids(status, ids);
+    }
+    case Operation::query: {
+        const std::wstring text = body.wide();
+        body.finish();
+        std::vector<opal_objid> ids;
+        const opal_status status = m_store.query(text, ids);
+        return reply_ids(status, ids);
+    }
+    case Operation::invoke: {
+        const opal_objid target = body.object();
+        const GUID interface_id = body.guid();
+        const std::uint32_t major = body.number();
+        const std::uint32_t minor = body.number();
+        const PropertySet input = body.set();
+        body.finish();
+        PropertySet output;
+        opal_status status = ZTSTATUS_OK;
+        if (!m_faults.answers(minor, status)) {
+            status = m_store.invoke(target, interface_id, major, minor, input, output);
+        }
+        char text[64];
+        std::snprintf(text, sizeof text, "method %u -> 0x%x", minor, static_cast<unsigned>(status));
+        say(text);
+        return reply(status, true, [&](Writer& out) { out.set(output); });
+    }
+    case Operation::name_of: {
+        const opal_objid object = body.object();
+        body.finish();
+        const std::string name = m_store.name_of(object);
+        return reply(ZTSTATUS_OK, true, [&](Writer& out) { out.text(name); });
+    }
+    }
+    throw Malformed("an operation that is none");
+}
+
+}  // namespace lab

@@ -1,0 +1,34 @@
+// One client of the service: a connection and the thread that serves it.
+#pragma once
+
+#include "faults.h"
+#include "store.h"
+#include "stream.h"
+
+#include <memory>
+
+namespace lab {
+
+class Client {
+  public:
+    Client(SOCKET socket, Store& store, FaultPlan& faults, std::uint32_t number, bool quiet)
+        : m_stream(socket), m_store(store), m_faults(faults), m_number(number), m_quiet(quiet) {}
+
+    // Answers requests until the client is gone or sends what is no frame.
+    void serve();
+    // Passes an alert on. A client that does not take it is about to end.
+    void alert(const std::string& name);
+
+  private:
+    // The answer to a request. Throws Malformed.
+    std::vector<std::uint8_t> answer(const Frame& request);
+    void say(const std::string& what) const;
+
+    Stream m_stream;
+    Store& m_store;
+    FaultPlan& m_faults;
+    std::uint32_t m_number;
+    bool m_quiet;
+};
+
+}  // namespace lab

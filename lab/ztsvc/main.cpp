@@ -1,0 +1,74 @@
+// ztsvc: the lab's storage service, on a loopback port.
+#include "scenario.h"
+#include "server.h"
+
+#include <CLI/CLI.hpp>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+
+namespace {
+
+constexpr int exit_usage = 2;
+
+// Appears whole, so that whoever waits for it never reads half a number.
+void write_port_file(const std::filesystem::path& path, std::uint16_t port) {
+    std::filesystem::path unfinished = path;
+    unfinished += L".new";
+    {
+        std::ofstream file(unfinished);
+        file << port << '\n';
+        if (!file.flush()) {
+            throw std::runtime_error(path.string() + ": cannot be written");
+        }
+    }
+    std::filesystem::rename(unfinished, path);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    CLI::App app("The lab's storage service: serves a scenario to object-bus clients.", "ztsvc");
+    app.set_version_flag("--version", "ztsvc 1.0.0");
+    std::filesystem::path scenario;
+    std::filesystem::path port_file;
+    std::filesystem::path faults_file;
+    std::uint16_t port = 4711;
+    bool quiet = false;
+    app.add_option("--scenario", scenario, "the storage to serve, a JSON file")->required();
+    app.add_option("--port", port, "loopback port to listen on; 0 takes a free one")
+        ->capture_default_str();
+    app.add_option("--port-file", port_file,
+                   "file that receives the port once clients may connect");
+    app.add_option("--faults", faults_file, "a fault plan for the methods, a JSON file");
+    app.add_flag("--quiet", quiet, "no line for each client and method");
+
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? 0 : exit_usage;
+    }
+    try {
+        lab::Store store(lab::load_scenario(scenario.c_str()));
+        lab::FaultPlan no_faults;
+        std::unique_ptr<lab::FaultPlan> faults;
+        if (!faults_file.empty()) {
+            faults = std::make_unique<lab::FaultPlan>(faults_file.c_str());
+        }
+        lab::Server server(store, faults != nullptr ? *faults : no_faults, quiet);
+        port = server.listen(port);
+        if (!port_file.empty()) {
+            write_port_file(port_file, port);
+        }
+        if (!quiet) {
+            std::printf("listening on 127.0.0.1:%u\n", port);
+            std::fflush(stdout);
+        }
+        server.run();
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "ztsvc: %s\n", error.what());
+        return exit_usage;
+    }
+    return 0;
+}

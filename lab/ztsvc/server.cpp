@@ -1,0 +1,89 @@
+#include "server.h"
+
+#include <cstdio>
+#include <stdexcept>
+
+namespace lab {
+
+Server::Server(Store& store, FaultPlan& faults, bool quiet)
+    : m_store(store), m_faults(faults), m_quiet(quiet) {
+    m_store.set_alert_sink([this](const std::string& name) { alert_all(name); });
+}
+
+std::uint16_t Server::listen(std::uint16_t port) {
+    start_winsock();
+    m_socket = socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
+    // No other process may listen there too.
+    const BOOL exclusive = TRUE;
+    setsockopt(m_socket, SOL_SOCKET, SO_EXCLUSIVEADDRUSE, reinterpret_cast<const char*>(&exclusive),
+               sizeof exclusive);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    if (bind(m_socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
+        ::listen(m_socket, SOMAXCONN) != 0) {
+        const int error = WSAGetLastError();
+        throw std::runtime_error("cannot listen on port " + std::to_string(port) +
+                                 (error == WSAEADDRINUSE || error == WSAEACCES
+                                      ? ": it is taken"
+                                      : ": error " + std::to_string(error)));
+    }
+    int size = sizeof address;
+    getsockname(m_socket, reinterpret_cast<sockaddr*>(&address), &size);
+    return ntohs(address.sin_port);
+}
+
+void Server::run() {
+    for (;;) {
+        const SOCKET accepted = accept(m_socket, nullptr, nullptr);
+        if (accepted == INVALID_SOCKET) {
+            Sleep(10);
+            continue;
+        }
+        const BOOL no_delay = TRUE;
+        setsockopt(accepted, IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&no_delay),
+                   sizeof no_delay);
+        auto served = std::make_unique<Served>(Served{
+            this, std::make_shared<Client>(accepted, m_store, m_faults, ++m_last_number, m_quiet)});
+        {
+            const Exclusive hold(m_lock);
+            m_clients.push_back(served->client);
+        }
+        const HANDLE thread = CreateThread(nullptr, 256 * 1024, serve, served.get(),
+                                           STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr);
+        if (thread == nullptr) {
+            const Exclusive hold(m_lock);
+            m_clients.remove(served->client);
+            continue;
+        }
+        served.release();
+        CloseHandle(thread);
+    }
+}
+
+DWORD WINAPI Server::serve(void* argument) {
+    const std::unique_ptr<Served> served(static_cast<Served*>(argument));
+    try {
+        served->client->serve();
+    } catch (const std::exception& error) {
+        // Out of memory, at worst: this client ends, the others do not notice.
+        std::fprintf(stderr, "ztsvc: a client was dropped: %s\n", error.what());
+    }
+    const Exclusive hold(served->server->m_lock);
+    served->server->m_clients.remove(served->client);
+    return 0;
+}
+
+void Server::alert_all(const std::string& name) {
+    std::list<std::shared_ptr<Client>> clients;
+    {
+        const Exclusive hold(m_lock);
+        clients = m_clients;
+    }
+    for (const std::shared_ptr<Client>& client : clients) {
+        client->alert(name);
+    }
+}
+
+}  // namespace lab

@@ -1,0 +1,38 @@
+// Listens on the loopback interface and serves every client on a thread of its
+// own.
+#pragma once
+
+#include "client.h"
+
+#include <list>
+#include <memory>
+
+namespace lab {
+
+class Server {
+  public:
+    Server(Store& store, FaultPlan& faults, bool quiet);
+
+    // Port 0 takes any free one; returns the port. Throws std::runtime_error.
+    std::uint16_t listen(std::uint16_t port);
+    // Never returns.
+    void run();
+
+  private:
+    struct Served {
+        Server* server;
+        std::shared_ptr<Client> client;
+    };
+    static DWORD WINAPI serve(void* served);
+    void alert_all(const std::string& name);
+
+    Store& m_store;
+    FaultPlan& m_faults;
+    bool m_quiet;
+    SOCKET m_socket = INVALID_SOCKET;
+    std::uint32_t m_last_number = 0;
+    SRWLOCK m_lock = SRWLOCK_INIT;
+    std::list<std::shared_ptr<Client>> m_clients;
+};
+
+}  // namespace lab
