@@ -1,0 +1,96 @@
+#include "farlo_dll.h"
+
+#include <fstream>
+#include <stdexcept>
+
+namespace support {
+namespace {
+
+std::runtime_error failed(const std::string& what, DWORD error) {
+    return std::runtime_error(what + ": system error " + std::to_string(error));
+}
+
+}  // namespace
+
+Environment::Environment() {
+    wchar_t temp[MAX_PATH];
+    GetTempPathW(MAX_PATH, temp);
+    m_folder =
+        std::filesystem::path(temp) / (L"farlo-test-" + std::to_wstring(GetCurrentProcessId()));
+    std::filesystem::create_directories(m_folder / L"logs");
+    SetEnvironmentVariableW(L"VMPATH", (m_folder.wstring() + L"\\").c_str());
+
+    m_root = L"Software\\farlo-test\\" + std::to_wstring(GetCurrentProcessId());
+    LSTATUS status = RegCreateKeyExW(HKEY_CURRENT_USER, m_root.c_str(), 0, nullptr,
+                                     REG_OPTION_VOLATILE, KEY_ALL_ACCESS, nullptr, &m_key, nullptr);
+    if (status == ERROR_SUCCESS) {
+        status = RegOverridePredefKey(HKEY_LOCAL_MACHINE, m_key);
+    }
+    if (status != ERROR_SUCCESS) {
+        throw failed("no registry for the test", static_cast<DWORD>(status));
+    }
+}
+
+Environment::~Environment() {
+    RegOverridePredefKey(HKEY_LOCAL_MACHINE, nullptr);
+    RegCloseKey(m_key);
+    RegDeleteTreeW(HKEY_CURRENT_USER, m_root.c_str());
+    std::error_code ignored;
+    std::filesystem::remove_all(m_folder, ignored);
+}
+
+void Environment::set_registry(const wchar_t* key, const wchar_t* name, DWORD type,
+                               const void* data, DWORD size) {
+    HKEY opened = nullptr;
+    LSTATUS status = RegCreateKeyExW(HKEY_LOCAL_MACHINE, key, 0, nullptr, REG_OPTION_VOLATILE,
+                                     KEY_ALL_ACCESS, nullptr, &opened, nullptr);
+    if (status == ERROR_SUCCESS) {
+        status = RegSetValueExW(opened, name, 0, type, static_cast<const BYTE*>(data), size);
+        RegCloseKey(opened);
+    }
+    if (status != ERROR_SUCCESS) {
+        throw failed("a registry value could not be set", static_cast<DWORD>(status));
+    }
+}
+
+void Environment::set_registry(const wchar_t* key, const wchar_t* name, DWORD value) {
+    set_registry(key, name, REG_DWORD, &value, sizeof value);
+}
+
+void Environment::clear_registry(const wchar_t* key) {
+    RegDeleteTreeW(HKEY_LOCAL_MACHINE, key);
+}
+
+void Environment::set_trace_level(DWORD level) {
+    set_registry(tracing_key, L"TRACELEVEL", level);
+}
+
+void Environment::clear_trace_level() {
+    clear_registry(tracing_key);
+}
+
+void Environment::remove_logs() {
+    std::error_code ignored;
+    std::filesystem::remove(log_file(), ignored);
+    std::filesystem::remove(log_file().wstring() + L".0", ignored);
+}
+
+FarloDll::FarloDll() : m_module(LoadLibraryW(L"farlo.dll")) {
+    if (m_module == nullptr) {
+        throw failed("farlo.dll could not be loaded", GetLastError());
+    }
+}
+
+FarloDll::~FarloDll() {
+    FreeLibrary(m_module);
+}
+
+FARPROC FarloDll::address(const char* name) const {
+    const FARPROC found = GetProcAddress(m_module, name);
+    if (found == nullptr) {
+        throw std::runtime_error(std::string("farlo.dll has no entry ") + name);
+    }
+    return found;
+}
+
+}  // namespace support

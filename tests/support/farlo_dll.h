@@ -1,0 +1,70 @@
+// farlo.dll, loaded into the test with an environment of its own.
+#pragma once
+
+#include "farlo.h"
+
+#include <windows.h>
+
+#include <filesystem>
+#include <string>
+
+namespace support {
+
+// What the DLL finds when it is loaded: a folder for VMPATH with "logs" in it,
+// and a registry of this process's own in place of HKEY_LOCAL_MACHINE.
+class Environment {
+  public:
+    Environment();
+    ~Environment();
+    Environment(const Environment&) = delete;
+    Environment& operator=(const Environment&) = delete;
+
+    // Sets a value under HKEY_LOCAL_MACHINE; the key is made.
+    void set_registry(const wchar_t* key, const wchar_t* name, DWORD type, const void* data,
+                      DWORD size);
+    void set_registry(const wchar_t* key, const wchar_t* name, DWORD value);
+    // Removes the key and all below it.
+    void clear_registry(const wchar_t* key);
+
+    void set_trace_level(DWORD level);
+    void clear_trace_level();
+
+    const std::filesystem::path& folder() const { return m_folder; }
+    std::filesystem::path log_file() const { return m_folder / L"logs" / L"farlo.log"; }
+    void remove_logs();
+
+  private:
+    std::filesystem::path m_folder;
+    std::wstring m_root;  // below HKEY_CURRENT_USER
+    HKEY m_key = nullptr;
+};
+
+inline constexpr wchar_t tracing_key[] = L"SOFTWARE\\Solvane\\ZtSvc\\CurrentVersion\\Tracing\\Cmd";
+inline constexpr wchar_t volume_manager_key[] =
+    L"SOFTWARE\\Solvane\\ZtSvc\\CurrentVersion\\VolumeManager";
+
+// The DLL, loaded afresh: all its process-wide state is as after a load.
+class FarloDll {
+  public:
+    FarloDll();
+    ~FarloDll();
+    FarloDll(const FarloDll&) = delete;
+    FarloDll& operator=(const FarloDll&) = delete;
+
+    HMODULE module() const { return m_module; }
+
+    // The entry of that name: dll.entry<OnlineDgExW_fn>("OnlineDgExW").
+    template <class Function> Function entry(const char* name) const {
+        return reinterpret_cast<Function>(reinterpret_cast<void*>(address(name)));
+    }
+
+  private:
+    FARPROC address(const char* name) const;
+
+    HMODULE m_module;
+};
+
+}  // namespace support
+
+// Calls an export by its name: CALL(dll, OnlineDgW)(handle, ...).
+#define CALL(dll, name) ((dll).entry<name##_fn>(#name))
