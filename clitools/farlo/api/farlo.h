@@ -61,6 +61,7 @@ extern "C" {
 #define FARLO_UNINITIALIZE_FAILED 21u      /* the command library refused the handle */
 #define FARLO_DEVICE_SHARING_VIOLATION 23u /* a kernel control device: sharing violation */
 #define FARLO_DEVICE_FAILED 24u            /* a kernel control device: any other failure */
+#define FARLO_DEVICE_UNSUCCESSFUL 36u      /* the config device: unsuccessful */
 #define FARLO_EXCLUDED_TYPE 40u            /* the group's type excludes it */
 #define FARLO_NO_CLUSTER_SERVICE 41u       /* the service has no cluster-service object */
 #define FARLO_BUFFER_TOO_SMALL 97u         /* the size that is needed has been stored */

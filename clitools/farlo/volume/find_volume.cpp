@@ -1,0 +1,68 @@
+#include "find_volume.h"
+
+#include "connection.h"
+#include "database.h"
+#include "farlo.h"
+#include "status.h"
+#include "trace_log.h"
+
+#include <cwchar>
+#include <vector>
+
+namespace farlo {
+namespace {
+
+// Whether a property is that text. One that cannot be read is not.
+bool is_text(const CZtObject& object, const char* property, const wchar_t* wanted) {
+    WideText text;
+    try {
+        object.GetProp(property, text);
+    } catch (std::uint32_t) {
+        return false;
+    }
+    return _wcsicmp(text.c_str(), wanted) == 0;
+}
+
+}  // namespace
+
+bool FindVolObjByDevName(opal_handle handle, const wchar_t* device, CZtObject& volume) {
+    QueryText query;
+    if (!query) {
+        log(0, L"FindVolObjByDevName: failed to allocate memory");
+        return false;
+    }
+    if (!query.format(volume_type, "DEVICE NAME", device)) {
+        log(0, L"FindVolObjByDevName() failed , device name is too long, error=(0x%x)",
+            FARLO_INVALID_ARGUMENT);
+        return false;
+    }
+    std::vector<CZtObject> volumes;
+    const std::uint32_t status =
+        CZtDatabase::GetObjectsByQuery(connection_pair(handle), query.c_str(), volumes);
+    if (is_failure(status)) {
+        log(0, L"FindVolObjByDevName:DbGetObjectsByQuery failed, for %s, error = 0x%x", device,
+            status);
+        return false;
+    }
+    if (volumes.empty()) {
+        log(0, L"FindVolObjByDevName:Volume Object not found");
+        return false;
+    }
+    volume.assign(volumes.front());
+    return true;
+}
+
+bool FindVolIdByDLorDevName(opal_handle handle, CZtObject& volume, const wchar_t* name) {
+    std::vector<CZtObject> volumes;
+    CZtDatabase::GetObjects(connection_pair(handle), volume_type, volumes);
+    for (const CZtObject& candidate : volumes) {
+        if (is_text(candidate, "Name", name) || is_text(candidate, "DEVICE NAME", name) ||
+            is_text(candidate, "DRIVE LETTER", name)) {
+            volume.assign(candidate);
+            return true;
+        }
+    }
+    return false;
+}
+
+}  // namespace farlo

@@ -1,0 +1,173 @@
+#include "mount_points.h"
+
+#include "farlo.h"
+#include "guid_text.h"
+#include "method.h"
+#include "trace_log.h"
+
+#include <algorithm>
+#include <cwchar>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace farlo {
+namespace {
+
+// A letter, a colon and the terminator.
+constexpr std::size_t letter_capacity = 3;
+
+// Holders one inside the other. Each puts a character at least into the text,
+// so a longer chain has no text that fits.
+constexpr std::size_t nesting_limit = mount_text_capacity;
+
+// The caller's mount-point text, appended to within its capacity.
+class MountText {
+  public:
+    // A text without a terminator counts as full.
+    explicit MountText(wchar_t* text)
+        : m_text(text), m_length(wcsnlen(text, mount_text_capacity)) {}
+
+    bool full() const { return m_length + 1 >= mount_text_capacity; }
+
+    void append(std::wstring_view part) {
+        if (full()) {
+            return;
+        }
+        const std::size_t length = std::min(part.size(), mount_text_capacity - 1 - m_length);
+        std::copy_n(part.data(), length, m_text + m_length);
+        m_length += length;
+        m_text[m_length] = L'\0';
+    }
+
+  private:
+    wchar_t* m_text;
+    std::size_t m_length;
+};
+
+// Folders in which a volume is mounted: relative paths, and the volumes that
+// hold them.
+struct Mounts {
+    std::vector<std::wstring> paths;
+    std::vector<opal_objid> holders;
+
+    std::size_t count() const { return std::min(paths.size(), holders.size()); }
+};
+
+// A volume whose paths are being gathered, and the one that asked for them.
+struct Visit {
+    const opal_objid& volume;
+    const Visit* asked_by;
+    std::size_t depth;
+};
+
+bool is_being_visited(const opal_objid& volume, const Visit* visit) {
+    for (; visit != nullptr; visit = visit->asked_by) {
+        if (ObCompareId(&volume, &visit->volume) == 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
+std::uint32_t ask_mounts(opal_handle handle, const opal_objid& volume, Mounts& mounts) {
+    try {
+        const CZtTempPropertySet input;
+        OutputPropertySet output;
+        const std::uint32_t status =
+            CsfInvoke(handle->connection, volume, MNTOP_GET_ALL_MOUNTPOINTS, input, output);
+        if (output && status != 0) {
+            log(4, L"GetMountPoints:MNTOP_GET_ALL_MOUNTPOINTS, CsfInvoke failed with error = 0x%x.",
+                status);
+        } else if (output) {
+            std::uint32_t count = 0;
+            output.GetProp("ALL MOUNT POINTS ARRAY", mounts.paths);
+            output.GetProp("NUMBER OF MOUNT POINTS", count);
+            output.GetProp("MEMBERIDZ", mounts.holders);
+            // The number only tells that there is something: kept, the array counts.
+            if (count == 0) {
+                mounts.paths.clear();
+            }
+        }
+        return status;
+    } catch (...) {
+        log(6, L"API_TRY_CATCH_FAILED ");
+        return FARLO_EXCEPTION;
+    }
+}
+
+// The separators are kept as callers know them: two behind a nested path when a
+// lettered one follows, none in front of a nested path that follows lettered
+// ones.
+std::uint32_t append_mounts(opal_handle handle, MountText& text, const Visit& visit) {
+    Mounts mounts;
+    std::uint32_t status = ask_mounts(handle, visit.volume, mounts);
+    if (status != 0) {
+        return status;
+    }
+    bool appended_nested = false;
+    // A full text takes nothing more, so nothing more is asked.
+    for (std::size_t i = 0; i < mounts.count() && !text.full(); ++i) {
+        if (i != 0 && appended_nested) {
+            text.append(L"; ");
+        }
+        const opal_objid& holder = mounts.holders[i];
+        wchar_t letter[letter_capacity] = L"0";
+        if (GetDriveLetterFromMntMgr(handle, letter, letter_capacity, holder) != 0) {
+            appended_nested = true;
+            status = 0;
+            if (visit.depth < nesting_limit && !is_being_visited(holder, &visit)) {
+                status = append_mounts(handle, text, {holder, &visit, visit.depth + 1});
+            }
+            text.append(mounts.paths[i]);
+            continue;
+        }
+        if (i != 0) {
+            text.append(L"; ");
+        }
+        text.append(letter);
+        if (std::wcscmp(letter, L"0") != 0) {
+            text.append(L":");
+        }
+        text.append(L"\\");
+        text.append(mounts.paths[i]);
+    }
+    return status;
+}
+
+}  // namespace
+
+std::uint32_t GetMountPoints(opal_handle handle, wchar_t* text, const opal_objid& volume) {
+    MountText mount_text(text);
+    return append_mounts(handle, mount_text, {volume, nullptr, 1});
+}
+
+std::uint32_t GetDriveLetterFromMntMgr(opal_handle handle, wchar_t* letter, std::size_t capacity,
+                                       const opal_objid& volume) {
+    try {
+        CZtTempPropertySet input;
+        input.AddProperty(CZtProperty("FromMM", std::uint32_t{1}));
+        OutputPropertySet output;
+        const std::uint32_t status =
+            CsfInvoke(handle->connection, volume, MNTOP_GET_DRIVE_LETTER, input, output);
+        if (output && status != 0) {
+            // No error: a volume without a letter is normal.
+            log(6,
+                L"GetDriveLetterFromMntMgr:MNTOP_GET_DRIVE_LETTER, CsfInvoke failed with error = "
+                L"0x%x.",
+                status);
+        } else if (output) {
+            WideText text;
+            output.GetProp("DRIVE LETTER", text);
+            if (!copy_text(letter, capacity, text.c_str(), text.length())) {
+                throw FARLO_INVALID_ARGUMENT;
+            }
+        }
+        return status;
+    } catch (...) {
+        log(6, L"API_TRY_CATCH_FAILED ");
+        return FARLO_EXCEPTION;
+    }
+}
+
+}  // namespace farlo
