@@ -2,7 +2,9 @@
 // refused, never answered with a made-up success.
 #pragma once
 
-#include "store.h"
+#include "model.h"
+#include "object_types.h"
+#include "text.h"
 
 #include <string>
 #include <vector>
@@ -33,6 +35,10 @@ struct MethodCall {
         }
         return std::get_if<T>(&property->value.elements.front());
     }
+    // Whether a parameter that may be left out is absent, or is of that type.
+    template <class T> bool fits(const std::string& name, std::uint32_t type) const {
+        return find(input, name) == nullptr || parameter<T>(name, type) != nullptr;
+    }
     const std::string* text(const std::string& name) const {
         return parameter<std::string>(name, TYPE_STR);
     }
@@ -46,8 +52,10 @@ struct MethodCall {
 
 using MethodHandler = opal_status (*)(MethodCall& call);
 
-// The handler of a method; nullptr when the service does not offer it.
-MethodHandler find_method(const GUID& interface_id, std::uint32_t major, std::uint32_t minor);
+// The handler of a method of an object of that type; nullptr when such an object
+// does not offer it.
+MethodHandler find_method(const GUID& interface_id, std::uint32_t major, std::uint32_t minor,
+                          const std::string& target_type);
 
 // Handlers, by what they are about.
 opal_status import_group(MethodCall& call);
@@ -55,9 +63,5 @@ opal_status deport_group(MethodCall& call);
 opal_status get_group_guid(MethodCall& call);
 opal_status get_volume_guid(MethodCall& call);
 opal_status rescan_disks(MethodCall& call);
-
-// Narrow text of a wide one; characters outside ASCII are taken as they are in
-// Latin-1 and else as "?".
-std::string narrow(const std::wstring& text);
 
 }  // namespace lab

@@ -5,46 +5,43 @@
 namespace lab {
 namespace {
 
-constexpr char group_type[] = "tamo_ztvm_diskgroup";
-constexpr char volume_type[] = "tamo_ztvm_volume";
-constexpr char service_type[] = "solvane_cluster_service";
+constexpr std::uint32_t cluster_group = 2;
 
-// The group that "dgid" or "Dgguid" names, else the target when it is a group.
-Object* group_of(MethodCall& call) {
-    const std::string* guid = call.text("dgid");
-    if (guid == nullptr) {
-        guid = call.text("Dgguid");
-    }
-    if (guid != nullptr && !guid->empty()) {
-        return call.model.find_by_text(group_type, "dgid", *guid);
-    }
-    return call.target.type == group_type ? &call.target : nullptr;
+Object* group_by_guid(MethodCall& call, const std::string& guid) {
+    return call.model.find_by_text(group_type, "dgid", widen_ansi(guid));
 }
 
-std::string alert_name(const Object* group, const char* operation, bool succeeded) {
-    // Cluster groups report through the cluster's events, others through the
-    // volume manager's.
-    const bool cluster = group != nullptr && group->text("LDM DG TYPE") == "2";
-    return std::string("event.alert.ztvm.") + (cluster ? "cluster" : "ztvm") + ".dg." + operation +
-           (succeeded ? ".success" : ".failed");
-}
-
+// Raises the alert of an operation's end and passes its status on. Cluster
+// groups report through the cluster's events, all others through the volume
+// manager's.
 opal_status report(MethodCall& call, const Object* group, const char* operation,
                    opal_status status) {
-    call.alerts.push_back(alert_name(group, operation, status == ZTSTATUS_OK));
+    const bool cluster = group != nullptr && group->number("LDM DG TYPE") == cluster_group;
+    call.alerts.push_back(std::string("event.alert.ztvm.") + (cluster ? "cluster" : "ztvm") +
+                          ".dg." + operation + (status == ZTSTATUS_OK ? ".success" : ".failed"));
     return status;
+}
+
+// Hands an identity out as it is stored, whatever its type.
+opal_status give_identity(MethodCall& call, const Object& object, const char* property,
+                          const char* name) {
+    const Value* identity = object.get(property);
+    if (identity == nullptr) {
+        return status_no_identifier;
+    }
+    call.output.push_back({name, *identity});
+    return ZTSTATUS_OK;
 }
 
 }  // namespace
 
 opal_status import_group(MethodCall& call) {
-    if (call.target.type != service_type && call.target.type != group_type) {
-        return status_wrong_target;
-    }
-    if (call.number("Opflag") == nullptr || call.text("Dgguid") == nullptr) {
+    const std::string* guid = call.text("dgid");
+    if (guid == nullptr || call.number("Opflag") == nullptr ||
+        !call.fits<std::wstring>("Newdgname", TYPE_WSTR)) {
         return status_missing_parameter;
     }
-    Object* group = group_of(call);
+    Object* group = call.target.type == group_type ? &call.target : group_by_guid(call, *guid);
     if (group == nullptr) {
         return report(call, group, "import", status_no_such_group);
     }
@@ -53,28 +50,25 @@ opal_status import_group(MethodCall& call) {
     }
     const std::wstring* new_name = call.wide("Newdgname");
     if (new_name != nullptr && !new_name->empty()) {
-        const Object* taken = call.model.find_by_text(group_type, "Name", narrow(*new_name));
+        const Object* taken = call.model.find_by_text(group_type, "Name", *new_name);
         if (taken != nullptr && taken != group) {
             return report(call, group, "import", status_name_taken);
         }
-        group->set("Name", wide_value(*new_name));
+        call.model.set(*group, "Name", wide_value(*new_name));
     }
-    group->set("imported", boolean_value(true));
+    call.model.set(*group, "imported", boolean_value(true));
     return report(call, group, "import", ZTSTATUS_OK);
 }
 
 opal_status deport_group(MethodCall& call) {
-    if (call.target.type != group_type) {
-        return status_wrong_target;
-    }
-    if (call.number("Opflag") == nullptr || call.text("Dgguid") == nullptr) {
+    if (call.text("dgid") == nullptr || call.number("Opflag") == nullptr) {
         return status_missing_parameter;
     }
     Object& group = call.target;
     if (!group.is_true("imported")) {
         return report(call, &group, "deport", status_not_imported);
     }
-    group.set("imported", boolean_value(false));
+    call.model.set(group, "imported", boolean_value(false));
     return report(call, &group, "deport", ZTSTATUS_OK);
 }
 
@@ -83,12 +77,8 @@ opal_status get_group_guid(MethodCall& call) {
     if (name == nullptr) {
         return status_missing_parameter;
     }
-    const Object* group = call.model.find_by_text(group_type, "Name", narrow(*name));
-    if (group == nullptr) {
-        return status_no_such_group;
-    }
-    call.output.push_back({"Dgguid", text_value(group->text("dgid"))});
-    return ZTSTATUS_OK;
+    const Object* group = call.model.find_by_text(group_type, "Name", *name);
+    return group != nullptr ? give_identity(call, *group, "dgid", "Dgguid") : status_no_such_group;
 }
 
 opal_status get_volume_guid(MethodCall& call) {
@@ -97,24 +87,24 @@ opal_status get_volume_guid(MethodCall& call) {
     if (guid == nullptr || device == nullptr) {
         return status_missing_parameter;
     }
-    const Object* group = call.model.find_by_text(group_type, "dgid", *guid);
+    const Object* group = group_by_guid(call, *guid);
     if (group == nullptr) {
         return status_no_such_group;
     }
-    for (const opal_objid& id : group->children) {
-        const Object* volume = call.model.find(id);
-        if (volume->type == volume_type &&
-            _stricmp(volume->text("DEVICE NAME").c_str(), narrow(*device).c_str()) == 0) {
-            call.output.push_back({"Volguid", text_value(volume->text("volguid"))});
-            return ZTSTATUS_OK;
+    for (const opal_objid& id : call.model.matching(volume_type, "DEVICE NAME", *device)) {
+        const Object& volume = *call.model.find(id);
+        for (const opal_objid& parent : volume.parents) {
+            if (IdEqual()(parent, group->id)) {
+                return give_identity(call, volume, "volguid", "Volguid");
+            }
         }
     }
     return status_no_such_volume;
 }
 
 opal_status rescan_disks(MethodCall& call) {
-    if (call.target.type != service_type) {
-        return status_wrong_target;
+    if (!call.fits<bool>("pnp rescan only", TYPE_BOOLEAN)) {
+        return status_missing_parameter;
     }
     call.model.reveal();
     return ZTSTATUS_OK;

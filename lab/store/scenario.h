@@ -1,8 +1,8 @@
 // Scenarios: storage layouts in JSON (lab/scenarios/README.md tells the form).
 #pragma once
 
+#include "model.h"
 #include "scenario_json.h"
-#include "store.h"
 
 #include <string>
 #include <string_view>

@@ -9,6 +9,13 @@
 namespace lab {
 namespace {
 
+// Where the reading stands. A line feed counts when the character behind it is
+// read: the end of a number is known only then, and the number stands before it.
+struct Place {
+    std::size_t line = 1;
+    bool at_line_end = false;
+};
+
 // Reads characters and counts the lines that were begun.
 class LineIterator {
   public:
@@ -18,13 +25,12 @@ class LineIterator {
     using pointer = const char*;
     using reference = const char&;
 
-    LineIterator(const char* position, std::size_t* line) : m_position(position), m_line(line) {}
+    LineIterator(const char* position, Place* place) : m_position(position), m_place(place) {}
 
     reference operator*() const { return *m_position; }
     LineIterator& operator++() {
-        if (*m_position == '\n') {
-            ++*m_line;
-        }
+        m_place->line += m_place->at_line_end ? 1 : 0;
+        m_place->at_line_end = *m_position == '\n';
         ++m_position;
         return *this;
     }
@@ -37,7 +43,7 @@ class LineIterator {
 
   private:
     const char* m_position;
-    std::size_t* m_line;
+    Place* m_place;
 };
 
 // Builds the tree from the parser's events.
@@ -49,7 +55,7 @@ class TreeBuilder {
     using string_t = nlohmann::json::string_t;
     using binary_t = nlohmann::json::binary_t;
 
-    explicit TreeBuilder(const std::size_t& line) : m_line(line) {}
+    explicit TreeBuilder(const Place& place) : m_place(place) {}
 
     JsonNode take() { return std::move(m_root); }
 
@@ -69,7 +75,7 @@ class TreeBuilder {
         const auto& members = std::get<JsonNode::Members>(m_open.back()->value);
         if (std::any_of(members.begin(), members.end(),
                         [&name](const auto& member) { return member.first == name; })) {
-            throw ScenarioError(m_line, "the key \"" + name + "\" is given twice");
+            throw ScenarioError(m_place.line, "the key \"" + name + "\" is given twice");
         }
         m_key = name;
         return true;
@@ -79,12 +85,13 @@ class TreeBuilder {
         std::string reason = error.what();
         // "[json.exception.parse_error.101] parse error at line 1, column 2: reason"
         const std::size_t colon = reason.find(": ");
-        throw ScenarioError(m_line, colon == std::string::npos ? reason : reason.substr(colon + 2));
+        throw ScenarioError(m_place.line,
+                            colon == std::string::npos ? reason : reason.substr(colon + 2));
     }
 
   private:
     template <class T> JsonNode& place(T value) {
-        JsonNode node{m_line, std::move(value)};
+        JsonNode node{m_place.line, std::move(value)};
         if (m_open.empty()) {
             m_root = std::move(node);
             return m_root;
@@ -109,7 +116,7 @@ class TreeBuilder {
         return true;
     }
 
-    const std::size_t& m_line;
+    const Place& m_place;
     JsonNode m_root;
     // Containers that are not closed. Only the innermost grows, so that none of
     // them moves.
@@ -172,10 +179,10 @@ std::uint64_t JsonNode::unsigned_integer(std::uint64_t limit) const {
 }
 
 JsonNode parse_json(std::string_view text) {
-    std::size_t line = 1;
-    TreeBuilder builder(line);
-    nlohmann::json::sax_parse(LineIterator(text.data(), &line),
-                              LineIterator(text.data() + text.size(), &line), &builder);
+    Place place;
+    TreeBuilder builder(place);
+    nlohmann::json::sax_parse(LineIterator(text.data(), &place),
+                              LineIterator(text.data() + text.size(), &place), &builder);
     return builder.take();
 }
 

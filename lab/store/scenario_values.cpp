@@ -1,18 +1,16 @@
 #include "scenario_values.h"
 
+#include "scenario_members.h"
+#include "text.h"
+
 #include <cstdint>
 #include <cstdio>
 
 namespace lab {
 namespace {
 
-const JsonNode& member(const JsonNode& node, const std::string& key) {
-    for (const auto& [name, value] : node.members()) {
-        if (name == key) {
-            return value;
-        }
-    }
-    throw ScenarioError(node.line, "\"" + key + "\" is missing");
+std::string read_narrow(const JsonNode& node) {
+    return narrow_text(node, node.text());
 }
 
 Bytes read_bytes(const JsonNode& node) {
@@ -60,11 +58,28 @@ opal_objid read_object_id(const JsonNode& node, Model& model) {
     return object->id;
 }
 
+I18n read_message(const JsonNode& node) {
+    Members members(node);
+    const I18n message{members.uint32("id", 0), read_narrow(members.get("name")),
+                       read_narrow(members.get("catalog"))};
+    members.finish();
+    return message;
+}
+
 I18nFormat read_format(const JsonNode& node) {
-    I18nFormat format{member(node, "specification").text(), {}};
-    for (const JsonNode& insertion : member(node, "insertions").array()) {
-        format.insertions.emplace_back(insertion.text());
+    Members members(node);
+    I18nFormat format{read_narrow(members.get("specification")), {}};
+    for (const JsonNode& insertion : members.array("insertions")) {
+        // A text by itself is narrow; {"wide": text} is wide.
+        if (std::holds_alternative<std::string>(insertion.value)) {
+            format.insertions.emplace_back(read_narrow(insertion));
+        } else {
+            Members wide(insertion);
+            format.insertions.emplace_back(widen(wide.get("wide").text()));
+            wide.finish();
+        }
     }
+    members.finish();
     return format;
 }
 
@@ -90,7 +105,7 @@ Scalar read_element(std::uint32_t type, const JsonNode& node, Model& model) {
     case TYPE_UINT64:
         return node.unsigned_integer(UINT64_MAX);
     case TYPE_STR:
-        return node.text();
+        return read_narrow(node);
     case TYPE_WSTR:
         return widen(node.text());
     case TYPE_BINARY:
@@ -107,8 +122,7 @@ Scalar read_element(std::uint32_t type, const JsonNode& node, Model& model) {
     case TYPE_ZTOBJID:
         return read_object_id(node, model);
     case TYPE_I18N:
-        return I18n{static_cast<std::uint32_t>(member(node, "id").unsigned_integer(UINT32_MAX)),
-                    member(node, "name").text(), member(node, "catalog").text()};
+        return read_message(node);
     default:
         return read_format(node);
     }
@@ -116,22 +130,19 @@ Scalar read_element(std::uint32_t type, const JsonNode& node, Model& model) {
 
 }  // namespace
 
-std::wstring widen(const std::string& text) {
-    const int length = MultiByteToWideChar(CP_UTF8, 0, text.c_str(), -1, nullptr, 0);
-    std::wstring wide(static_cast<std::size_t>(length), L'\0');
-    MultiByteToWideChar(CP_UTF8, 0, text.c_str(), -1, wide.data(), length);
-    wide.resize(static_cast<std::size_t>(length) - 1);
-    return wide;
+std::string narrow_text(const JsonNode& node, const std::string& utf8) {
+    std::string ansi;
+    if (!to_ansi(widen(utf8), ansi)) {
+        throw ScenarioError(node.line, "the text has characters that a narrow text cannot hold");
+    }
+    return ansi;
 }
 
 Value read_value(const JsonNode& node, Model& model) {
-    const JsonNode& type = member(node, "type");
-    const JsonNode& contents = member(node, "value");
-    for (const auto& [key, ignored] : node.members()) {
-        if (key != "type" && key != "value") {
-            throw ScenarioError(ignored.line, "nothing is known of the key \"" + key + "\"");
-        }
-    }
+    Members members(node);
+    const JsonNode& type = members.get("type");
+    const JsonNode& contents = members.get("value");
+    members.finish();
     Value value;
     value.type = type_tag(type.text());
     if (value.type == 0) {

@@ -13,6 +13,6 @@ inline constexpr opal_status status_not_imported = 0xe5150102;
 inline constexpr opal_status status_no_such_volume = 0xe5150103;
 inline constexpr opal_status status_missing_parameter = 0xe5150104;  // or of another type
 inline constexpr opal_status status_name_taken = 0xe5150105;
-inline constexpr opal_status status_wrong_target = 0xe5150106;  // an object of another type
+inline constexpr opal_status status_no_identifier = 0xe5150106;  // the object has none
 
 }  // namespace lab

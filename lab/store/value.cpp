@@ -43,10 +43,6 @@ constexpr TypeName type_names[] = {
     {TYPE_TIMEZ, "TIMEZ"},
 };
 
-bool same_insertions(const std::vector<Insertion>& left, const std::vector<Insertion>& right) {
-    return left == right;
-}
-
 bool same_scalar(const Scalar& left, const Scalar& right) {
     if (left.index() != right.index()) {
         return false;
@@ -64,7 +60,7 @@ bool same_scalar(const Scalar& left, const Scalar& right) {
                        value.catalog == other.catalog;
             } else if constexpr (std::is_same_v<T, I18nFormat>) {
                 return value.specification == other.specification &&
-                       same_insertions(value.insertions, other.insertions);
+                       value.insertions == other.insertions;
             } else {
                 return value == other;
             }
@@ -72,30 +68,20 @@ bool same_scalar(const Scalar& left, const Scalar& right) {
         left);
 }
 
-std::string quoted(const std::string& text) {
+// Characters that are not printable ASCII are written with `escape`.
+template <class Char> std::string quote(const std::basic_string<Char>& text, const char* escape) {
     std::string result = "\"";
-    for (const char character : text) {
+    for (const Char character : text) {
         if (character == '"' || character == '\\') {
-            result += '\\';
-        }
-        result += character;
-    }
-    return result + '"';
-}
-
-// Characters outside ASCII are written as \uXXXX.
-std::string quoted(const std::wstring& text) {
-    std::string result = "\"";
-    for (const wchar_t character : text) {
-        if (character == L'"' || character == L'\\') {
             result += '\\';
         }
         if (character >= 0x20 && character < 0x7f) {
             result += static_cast<char>(character);
         } else {
-            char escape[8];
-            std::snprintf(escape, sizeof escape, "\\u%04x", static_cast<unsigned>(character));
-            result += escape;
+            char digits[8];
+            const auto code = static_cast<std::make_unsigned_t<Char>>(character);
+            std::snprintf(digits, sizeof digits, escape, static_cast<unsigned>(code));
+            result += digits;
         }
     }
     return result + '"';
@@ -113,13 +99,7 @@ class Renderer {
     std::string operator()(const std::string& value) const { return quoted(value); }
     std::string operator()(const std::wstring& value) const { return quoted(value); }
     std::string operator()(const Bytes& value) const {
-        std::string result;
-        for (const std::uint8_t byte : value) {
-            char digits[4];
-            std::snprintf(digits, sizeof digits, "%02x", byte);
-            result += digits;
-        }
-        return result;
+        return hex_text(value.data(), value.size());
     }
     std::string operator()(const GUID& value) const { return guid_text(value); }
     std::string operator()(const opal_objid& value) const {
@@ -154,6 +134,24 @@ std::string guid_text(const GUID& guid) {
                   guid.Data1, guid.Data2, guid.Data3, guid.Data4[0], guid.Data4[1], guid.Data4[2],
                   guid.Data4[3], guid.Data4[4], guid.Data4[5], guid.Data4[6], guid.Data4[7]);
     return text;
+}
+
+std::string hex_text(const std::uint8_t* bytes, std::size_t size) {
+    std::string text;
+    for (std::size_t i = 0; i < size; ++i) {
+        char digits[4];
+        std::snprintf(digits, sizeof digits, "%02x", bytes[i]);
+        text += digits;
+    }
+    return text;
+}
+
+std::string quoted(const std::string& text) {
+    return quote(text, "\\x%02x");
+}
+
+std::string quoted(const std::wstring& text) {
+    return quote(text, "\\u%04x");
 }
 
 const Property* find(const PropertySet& set, const std::string& name) {

@@ -52,6 +52,14 @@ struct Property {
 // "{xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx}" in lower-case hexadecimal.
 std::string guid_text(const GUID& guid);
 
+// Two lower-case hexadecimal digits a byte.
+std::string hex_text(const std::uint8_t* bytes, std::size_t size);
+
+// A text as a person reads it on one line: in double quotes, with backslash
+// escapes for these two and for what is not printable ASCII.
+std::string quoted(const std::string& text);
+std::string quoted(const std::wstring& text);
+
 // The property of that name, or nullptr.
 const Property* find(const PropertySet& set, const std::string& name);
 

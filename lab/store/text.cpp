@@ -1,0 +1,57 @@
+#include "text.h"
+
+#include <windows.h>
+
+namespace lab {
+namespace {
+
+std::wstring to_wide(UINT code_page, const std::string& text) {
+    const auto length = static_cast<int>(text.size());
+    const int needed = MultiByteToWideChar(code_page, 0, text.data(), length, nullptr, 0);
+    std::wstring wide(static_cast<std::size_t>(needed), L'\0');
+    MultiByteToWideChar(code_page, 0, text.data(), length, wide.data(), needed);
+    return wide;
+}
+
+std::string to_narrow(const std::wstring& text, BOOL* lost) {
+    const auto length = static_cast<int>(text.size());
+    const int needed =
+        WideCharToMultiByte(CP_ACP, 0, text.data(), length, nullptr, 0, nullptr, nullptr);
+    std::string result(static_cast<std::size_t>(needed), '\0');
+    // The code page UTF-8 lacks nothing, and does not allow the question.
+    WideCharToMultiByte(CP_ACP, 0, text.data(), length, result.data(), needed, nullptr,
+                        GetACP() == CP_UTF8 ? nullptr : lost);
+    return result;
+}
+
+}  // namespace
+
+std::wstring widen(const std::string& utf8) {
+    return to_wide(CP_UTF8, utf8);
+}
+
+std::wstring widen_ansi(const std::string& text) {
+    return to_wide(CP_ACP, text);
+}
+
+bool to_ansi(const std::wstring& text, std::string& ansi) {
+    BOOL lost = FALSE;
+    ansi = to_narrow(text, &lost);
+    return lost == FALSE;
+}
+
+std::string narrow(const std::wstring& text) {
+    BOOL lost = FALSE;
+    return to_narrow(text, &lost);
+}
+
+std::wstring folded(std::wstring text) {
+    const auto length = static_cast<int>(text.size());
+    if (length != 0) {
+        LCMapStringEx(LOCALE_NAME_INVARIANT, LCMAP_LOWERCASE, text.c_str(), length, text.data(),
+                      length, nullptr, nullptr, 0);
+    }
+    return text;
+}
+
+}  // namespace lab
