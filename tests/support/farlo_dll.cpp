@@ -75,6 +75,11 @@ void Environment::remove_logs() {
     std::filesystem::remove(log_file().wstring() + L".0", ignored);
 }
 
+Environment& environment() {
+    static Environment made;
+    return made;
+}
+
 FarloDll::FarloDll() : m_module(LoadLibraryW(L"farlo.dll")) {
     if (m_module == nullptr) {
         throw failed("farlo.dll could not be loaded", GetLastError());

@@ -43,6 +43,9 @@ inline constexpr wchar_t tracing_key[] = L"SOFTWARE\\Solvane\\ZtSvc\\CurrentVers
 inline constexpr wchar_t volume_manager_key[] =
     L"SOFTWARE\\Solvane\\ZtSvc\\CurrentVersion\\VolumeManager";
 
+// The environment of the process, made at its first use.
+Environment& environment();
+
 // The DLL, loaded afresh: all its process-wide state is as after a load.
 class FarloDll {
   public:

@@ -34,11 +34,6 @@ std::string comparison(const std::vector<std::string>& found,
 
 }  // namespace
 
-Environment& environment() {
-    static Environment made;
-    return made;
-}
-
 DWORD kernel_handles() {
     DWORD count = 0;
     GetProcessHandleCount(GetCurrentProcess(), &count);

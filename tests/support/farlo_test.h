@@ -31,9 +31,6 @@
 
 namespace support {
 
-// The environment of the process, made at its first use.
-Environment& environment();
-
 // Handles that this process holds now.
 DWORD kernel_handles();
 

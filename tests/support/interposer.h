@@ -4,22 +4,33 @@
 
 #include <windows.h>
 
+#include <array>
+#include <atomic>
+#include <functional>
+#include <stdexcept>
 #include <string>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 namespace support {
 
+// Replacements of one import end in the reverse order of their beginning. One
+// that outlives the DLL restores nothing.
 class Interposer {
   public:
     // Every import of that name, from whichever DLL, becomes `replacement`.
     // Throws std::runtime_error when `module` imports no such function.
     Interposer(HMODULE module, const char* function, void* replacement);
+    // Only the import from that DLL ("KERNEL32.dll", in any case).
+    Interposer(HMODULE module, const char* dll, const char* function, void* replacement);
     ~Interposer();
     Interposer(const Interposer&) = delete;
     Interposer& operator=(const Interposer&) = delete;
 
     template <class Function>
-    Interposer(HMODULE module, const char* function, Function* replacement)
+    requires std::is_function_v<Function> Interposer(HMODULE module, const char* function,
+                                                     Function* replacement)
         : Interposer(module, function, reinterpret_cast<void*>(replacement)) {}
 
     // What was imported before.
@@ -32,11 +43,114 @@ class Interposer {
         void** entry;
         void* before;
     };
+    HMODULE m_module;
     std::vector<Slot> m_slots;
     void* m_original = nullptr;
 };
 
 // Whether the module imports a function of that name.
 bool imports(HMODULE module, const char* function);
+
+// An Interposer whose replacement may capture:
+//
+//   StandIn<decltype(CreateEventA)> create(module, "CreateEventA", [&](auto...) -> HANDLE {
+//       SetLastError(ERROR_ACCESS_DENIED);
+//       return nullptr;
+//   });
+//
+// At most eight of one signature at a time. The replacement may be called on
+// any thread of the DLL.
+template <class Function> class StandIn;
+
+template <class Result, class... Arguments> class StandIn<Result(Arguments...)> {
+  public:
+    using Function = Result(Arguments...);
+
+    StandIn(HMODULE module, const char* function, std::function<Function> body)
+        : m_body(std::move(body)), m_slot(this),
+          m_interposer(module, function, thunks()[m_slot.number]) {}
+    StandIn(const StandIn&) = delete;
+    StandIn& operator=(const StandIn&) = delete;
+
+    // Calls the function that was imported before.
+    Result real(Arguments... arguments) const {
+        return m_interposer.template original<Function>()(arguments...);
+    }
+    // Calls so far.
+    unsigned calls() const { return m_calls; }
+
+  private:
+    static constexpr std::size_t slots = 8;
+    static inline std::array<std::atomic<StandIn*>, slots> s_bodies{};
+
+    template <std::size_t slot> static Result thunk(Arguments... arguments) {
+        StandIn* const current = s_bodies[slot];
+        ++current->m_calls;
+        return current->m_body(arguments...);
+    }
+    static const std::array<Function*, slots>& thunks() {
+        static constexpr auto table = []<std::size_t... slot>(std::index_sequence<slot...>) {
+            return std::array<Function*, slots>{&StandIn::template thunk<slot>...};
+        }
+        (std::make_index_sequence<slots>{});
+        return table;
+    }
+    // Held for longer than the import is replaced.
+    struct Slot {
+        explicit Slot(StandIn* owner) {
+            StandIn* none = nullptr;
+            while (!s_bodies[number].compare_exchange_strong(none, owner)) {
+                none = nullptr;
+                if (++number == slots) {
+                    throw std::runtime_error("too many stand-ins of one signature");
+                }
+            }
+        }
+        ~Slot() { s_bodies[number] = nullptr; }
+        Slot(const Slot&) = delete;
+        Slot& operator=(const Slot&) = delete;
+
+        std::size_t number = 0;
+    };
+
+    std::function<Function> m_body;
+    std::atomic<unsigned> m_calls = 0;
+    Slot m_slot;
+    Interposer m_interposer;
+};
+
+// Which calls of a function fail: from the `call`-th on (1 is the next one),
+// `times` of them.
+struct FailingCalls {
+    unsigned call = 1;
+    unsigned times = 1;
+    DWORD last_error = 0;  // set when not 0
+
+    bool selects(unsigned number) const { return number >= call && number - call < times; }
+};
+
+// Answers `result` to the failing calls of a function, which do nothing; the
+// others are the real function's.
+template <class Function> class Failure;
+
+template <class Result, class... Arguments> class Failure<Result(Arguments...)> {
+  public:
+    Failure(HMODULE module, const char* function, FailingCalls failing, Result result)
+        : m_stand_in(module, function, [this, failing, result](Arguments... arguments) -> Result {
+              if (!failing.selects(m_stand_in.calls())) {
+                  return m_stand_in.real(arguments...);
+              }
+              if (failing.last_error != 0) {
+                  SetLastError(failing.last_error);
+              }
+              return result;
+          }) {}
+
+    // Calls so far, failed ones included.
+    unsigned calls() const { return m_stand_in.calls(); }
+
+  private:
+    StandIn<Result(Arguments...)> m_stand_in;
+};
 
 }  // namespace support

@@ -1,0 +1,101 @@
+// What the tests stand on, tested: replacing imports.
+#include "farlo_dll.h"
+#include "interposer.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+namespace {
+
+using support::Failure;
+using support::Interposer;
+using support::StandIn;
+
+// This program imports functions too. Calls from functions of their own: inside
+// one, the compiler may read an import's address once for several calls.
+const HMODULE self = GetModuleHandleW(nullptr);
+
+[[gnu::noipa]] DWORD process_id() {
+    return GetCurrentProcessId();
+}
+[[gnu::noipa]] DWORD thread_id() {
+    return GetCurrentThreadId();
+}
+
+DWORD WINAPI seven() {
+    return 7;
+}
+
+TEST(Interposer, ReplacesAnImportAndRestoresIt) {
+    const DWORD real = process_id();
+    {
+        const Interposer replaced(self, "GetCurrentProcessId", &seven);
+        EXPECT_EQ(process_id(), 7u);
+        EXPECT_EQ(replaced.original<decltype(seven)>()(), real);
+    }
+    EXPECT_EQ(process_id(), real);
+}
+
+TEST(Interposer, TakesTheDllIntoAccount) {
+    auto* const replacement = reinterpret_cast<void*>(&seven);
+    {
+        const Interposer replaced(self, "kernel32.DLL", "GetCurrentProcessId", replacement);
+        EXPECT_EQ(process_id(), 7u);
+    }
+    EXPECT_THROW(Interposer(self, "ztbus3.dll", "GetCurrentProcessId", replacement),
+                 std::runtime_error);
+}
+
+TEST(Interposer, RefusesWhatIsNotImported) {
+    EXPECT_THROW(Interposer(self, "NoSuchFunction", &seven), std::runtime_error);
+    EXPECT_FALSE(support::imports(self, "NoSuchFunction"));
+    EXPECT_TRUE(support::imports(self, "GetCurrentProcessId"));
+}
+
+TEST(Interposer, MayOutliveTheDll) {
+    support::environment();
+    std::unique_ptr<Interposer> replaced;
+    {
+        const support::FarloDll dll;
+        replaced = std::make_unique<Interposer>(dll.module(), "GetCurrentProcessId", &seven);
+    }
+    ASSERT_EQ(GetModuleHandleW(L"farlo.dll"), nullptr);
+    replaced.reset();
+}
+
+TEST(StandIn, CapturesAndCallsTheRealOne) {
+    const DWORD real = process_id();
+    DWORD added = 1;
+    StandIn<decltype(GetCurrentProcessId)>* self_reference = nullptr;
+    StandIn<decltype(GetCurrentProcessId)> process(self, "GetCurrentProcessId",
+                                                   [&] { return self_reference->real() + added; });
+    self_reference = &process;
+    EXPECT_EQ(process_id(), real + 1);
+    added = 2;
+    EXPECT_EQ(process_id(), real + 2);
+    EXPECT_EQ(process.calls(), 2u);
+}
+
+TEST(StandIn, TwoOfOneSignatureStayApart) {
+    StandIn<DWORD()> process(self, "GetCurrentProcessId", [] { return 1u; });
+    StandIn<DWORD()> thread(self, "GetCurrentThreadId", [] { return 2u; });
+    EXPECT_EQ(process_id(), 1u);
+    EXPECT_EQ(thread_id(), 2u);
+}
+
+TEST(Failure, MeetsTheCallsThatItNamesAndNoOther) {
+    const DWORD real = process_id();
+    const Failure<DWORD()> fails(self, "GetCurrentProcessId",
+                                 {.call = 2, .times = 2, .last_error = ERROR_BUSY}, 0u);
+    SetLastError(ERROR_SUCCESS);
+    EXPECT_EQ(process_id(), real);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_SUCCESS));
+    EXPECT_EQ(process_id(), 0u);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_BUSY));
+    EXPECT_EQ(process_id(), 0u);
+    EXPECT_EQ(process_id(), real);
+    EXPECT_EQ(fails.calls(), 4u);
+}
+
+}  // namespace
