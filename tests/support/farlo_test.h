@@ -81,6 +81,7 @@ class FarloTest : public testing::Test {
 
   private:
     void run(const std::function<void()>& body);
+    void throw_once();
     void expect_nothing_left(DWORD handles_before, const lab_live& before, long blocks_before);
 
     DWORD m_threshold = 6;
