@@ -348,31 +348,27 @@ TEST_F(Online, NoMemoryForTheGuidText) {
     });
 }
 
-// Each parameter that cannot be added, and the set that cannot be made.
+// Each parameter that cannot be added, and the set that cannot be made. The word
+// is completed behind "Name": only then does the result line say "OfflineDg".
 TEST_F(Online, AParameterSetThatCannotBeBuilt) {
-    const char* const faults[] = {
-        R"([{"function": "PsCreatePropset", "call": 1, "status": "0xc1000102"}])",
-        R"([{"function": "PsAddProperty", "property": "Name", "status": "0xc1000102"}])",
-        R"([{"function": "PsAddProperty", "property": "Dgguid", "status": "0xc1000102"}])",
-        R"([{"function": "PsAddProperty", "property": "dgid", "status": "0xc1000102"}])",
-        R"([{"function": "PsAddProperty", "property": "Newdgname", "status": "0xc1000102"}])",
-        R"([{"function": "PsAddProperty", "property": "newname", "status": "0xc1000102"}])",
-        R"([{"function": "PsAddProperty", "property": "Opflag", "status": "0xc1000102"}])",
-        R"([{"function": "PsAddProperty", "property": "OnlineFlag", "status": "0xc1000102"}])",
-        R"([{"function": "PsAddProperty", "property": "clearhostid", "status": "0xc1000102"}])",
-        R"([{"function": "PsAddProperty", "property": "shared", "status": "0xc1000102"}])",
-        R"([{"function": "PsAddProperty", "property": "clustershared", "status": "0xc1000102"}])"};
+    const auto failing = [this](const std::string& fault, const std::string& line) {
+        SCOPED_TRACE(fault);
+        set_faults("[{" + fault + ", \"status\": \"0xc1000102\"}]");
+        start_watching();
+        EXPECT_EQ(online(L"shared", "guid-8", nullptr, 0x200801), 18u);
+        EXPECT_EQ(calls_of("PrCallDispatch"), Lines{});
+        expect_log({{0, "OnlineDg shared is called with flag 0x200801"},
+                    {6, "API_TRY_CATCH_FAILED "},
+                    {0, line + " shared failed with res  0x12"},
+                    {2, "Exiting OnlineDgExW"}});
+    };
     at_every_threshold([&] {
-        for (const char* fault : faults) {
-            SCOPED_TRACE(fault);
-            set_faults(fault);
-            start_watching();
-            EXPECT_EQ(online(L"shared", "guid-8", nullptr, 0x200801), 18u);
-            EXPECT_EQ(calls_of("PrCallDispatch"), Lines{});
-            expect_log({{0, "OnlineDg shared is called with flag 0x200801"},
-                        {6, "API_TRY_CATCH_FAILED "},
-                        {0, "OfflineDg shared failed with res  0x12"},
-                        {2, "Exiting OnlineDgExW"}});
+        failing(R"("function": "PsCreatePropset", "call": 1)", "OnlineDg");
+        failing(R"("function": "PsAddProperty", "property": "Name")", "OnlineDg");
+        for (const char* name : {"Dgguid", "dgid", "Newdgname", "newname", "Opflag", "OnlineFlag",
+                                 "clearhostid", "shared", "clustershared"}) {
+            failing(std::string(R"("function": "PsAddProperty", "property": ")") + name + "\"",
+                    "OfflineDg");
         }
     });
 }

@@ -1,0 +1,208 @@
+// RegisterForAlerts and what happens when alerts come.
+#include "farlo_test.h"
+
+#include <atomic>
+
+namespace {
+
+using namespace support;
+
+std::atomic<int> resets{0};
+void reset_timeout() {
+    ++resets;
+}
+
+constexpr const char* names[] = {
+    "event.alert.ztvm.ztvm.dg.import.success",
+    "event.alert.ztvm.cluster.dg.deport.readonly.success",
+    "event.alert.ztvm.ztvm.dg.import.failed",
+    "event.alert.ztvm.ztvm.dg.deport.success",
+    "event.alert.ztvm.ztvm.dg.deport.failed",
+    "event.alert.ztvm.ztvm.dg.force.import.success",
+    "event.alert.ztvm.ztvm.dg.force.import.failed",
+    "event.alert.ztvm.ztvm.dg.force.deport.success",
+    "event.alert.ztvm.ztvm.dg.force.deport.failed",
+    "event.alert.ztvm.cluster.dg.import.success",
+    "event.alert.ztvm.cluster.dg.import.failed",
+    "event.alert.ztvm.cluster.dg.deport.success",
+    "event.alert.ztvm.cluster.dg.deport.failed",
+};
+
+class Alerts : public FarloTest {
+  protected:
+    // Delivers an alert on this thread; how often the callback ran.
+    int deliver(const std::string& name) {
+        resets = 0;
+        const opal_alert alert{name.c_str()};
+        EXPECT_EQ(LabCmdDeliver(handle, &alert), ZTSTATUS_OK);
+        return resets;
+    }
+    void watch() {
+        ASSERT_EQ(FARLO(RegisterForAlerts)(handle, reset_timeout), 0u);
+        start_watching();
+    }
+};
+
+TEST_F(Alerts, EveryListedNameRunsTheCallback) {
+    at_every_threshold([&] {
+        watch();
+        for (const std::string name : names) {
+            SCOPED_TRACE(name);
+            start_watching();
+            EXPECT_EQ(deliver(name), 1);
+            expect_log({{6, "OpalEventHandler : Received alert " + name},
+                        {6, "OpalEventHandler : Reset time"}});
+        }
+    });
+}
+
+TEST_F(Alerts, LetterCaseAndFurtherCharactersDoNotMatter) {
+    once([&] {
+        watch();
+        for (std::string name : names) {
+            std::string upper = name;
+            for (char& character : upper) {
+                character = static_cast<char>(toupper(character));
+            }
+            EXPECT_EQ(deliver(upper), 1) << upper;
+            EXPECT_EQ(deliver(name + ".again"), 1) << name;
+        }
+    });
+}
+
+TEST_F(Alerts, AShorterNameIsIgnored) {
+    once([&] {
+        watch();
+        for (const std::string name : names) {
+            EXPECT_EQ(deliver(name.substr(0, name.size() - 1)), 0) << name;
+        }
+    });
+}
+
+TEST_F(Alerts, AnotherNameIsLoggedAsReceivedOnly) {
+    at_every_threshold([&] {
+        watch();
+        EXPECT_EQ(deliver("event.alert.ztvm.ztvm.dg.rename.success"), 0);
+        expect_log(
+            {{6, "OpalEventHandler : Received alert event.alert.ztvm.ztvm.dg.rename.success"}});
+    });
+}
+
+TEST_F(Alerts, ANullAlert) {
+    at_every_threshold([&] {
+        watch();
+        resets = 0;
+        EXPECT_EQ(LabCmdDeliver(handle, nullptr), ZTSTATUS_OK);
+        EXPECT_EQ(resets, 0);
+        expect_log({{0, "Null alert event, exit OpalEventHandler"}});
+    });
+}
+
+TEST_F(Alerts, AnAlertWithoutAName) {
+    once([&] {
+        watch();
+        resets = 0;
+        const opal_alert alert{nullptr};
+        EXPECT_EQ(LabCmdDeliver(handle, &alert), ZTSTATUS_OK);
+        EXPECT_EQ(resets, 0);
+    });
+}
+
+TEST_F(Alerts, ANullCallbackClearsTheOneBefore) {
+    at_every_threshold([&] {
+        watch();
+        EXPECT_EQ(FARLO(RegisterForAlerts)(handle, nullptr), 0u);
+        expect_log({{0, "RegisterForAlerts() Failed"}});
+        start_watching();
+        EXPECT_EQ(deliver(names[0]), 0);
+        expect_log({{0, "OpalEventHandler : Reset time out callback is NULL"}});
+    });
+}
+
+TEST_F(Alerts, ANullHandleStoresTheCallbackAndRegistersNothing) {
+    at_every_threshold([&] {
+        lab_cmd_calls before;
+        lab_cmd_calls after;
+        LabCmdGetCalls(&before);
+        EXPECT_EQ(FARLO(RegisterForAlerts)(nullptr, reset_timeout), 0u);
+        LabCmdGetCalls(&after);
+        EXPECT_EQ(after.register_alerts, before.register_alerts);
+        expect_log({{0, "RegisterForAlerts() Failed"}});
+        // The next fresh connection registers the callback that was stored.
+        disconnect();
+        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
+        EXPECT_EQ(deliver(names[0]), 1);
+    });
+}
+
+TEST_F(Alerts, TheHandlesStatusIsReturnedAndClassified) {
+    const struct {
+        opal_status status;
+        bool fails;
+    } rows[] = {{0xc1000101, true}, {0x41000012, false}, {0x81000001, false}, {0x00000001, true},
+                {0x40000001, true}, {0x80070005, true},  {0x40070005, false}, {0x00070005, false},
+                {0xe5150001, true}, {0x00000000, false}};
+    at_every_threshold([&] {
+        for (const auto& row : rows) {
+            SCOPED_TRACE(row.status);
+            LabCmdFailRegister(row.status);
+            start_watching();
+            EXPECT_EQ(FARLO(RegisterForAlerts)(handle, reset_timeout), row.status);
+            char line[64];
+            snprintf(line, sizeof line, "RegisterForAlerts() Failed hr=%X", row.status);
+            expect_log(row.fails ? std::vector<Expected>{{0, line}} : std::vector<Expected>{});
+        }
+        LabCmdFailRegister(0);
+    });
+}
+
+// A callback that is cleared while an alert is on its way is not called.
+Interposer* release_lock;
+RegisterForAlerts_fn register_for_alerts;
+int releases;
+void WINAPI clear_then_leave(SRWLOCK* lock) {
+    release_lock->original<void WINAPI(SRWLOCK*)>()(lock);
+    // After the line that tells of the alert.
+    if (++releases == 1) {
+        register_for_alerts(nullptr, nullptr);
+    }
+}
+
+TEST_F(Alerts, ACallbackClearedInBetweenIsNotCalled) {
+    once([&] {
+        watch();
+        register_for_alerts = dll().entry<RegisterForAlerts_fn>("RegisterForAlerts");
+        releases = 0;
+        Interposer interposer(dll().module(), "ReleaseSRWLockExclusive", clear_then_leave);
+        release_lock = &interposer;
+        EXPECT_EQ(deliver(names[0]), 0);
+        expect_log({{6, std::string("OpalEventHandler : Received alert ") + names[0]},
+                    {0, "RegisterForAlerts() Failed"}});
+    });
+}
+
+// The road from an import to the callback.
+TEST_F(Alerts, AnImportIsTold) {
+    scenario = R"({"disk_groups": [{"name": "dg1", "dgid": "guid-1"}]})";
+    once([&] {
+        watch();
+        resets = 0;
+        EXPECT_EQ(FARLO(OnlineDgW)(handle, L"dg1", "guid-1", nullptr, 0), 0u);
+        LabCmdFlushAlerts();
+        EXPECT_EQ(resets, 1);
+    });
+}
+
+TEST_F(Alerts, NoAlertComesAfterTheHandleIsReleased) {
+    once([&] {
+        watch();
+        resets = 0;
+        EXPECT_EQ(FARLO(UnInitializeClusterW)(handle), 0u);
+        handle = nullptr;
+        LabRaiseAlert(names[0]);
+        LabCmdFlushAlerts();
+        EXPECT_EQ(resets, 0);
+    });
+}
+
+}  // namespace

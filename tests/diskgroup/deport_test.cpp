@@ -1,0 +1,306 @@
+// OfflineDg, DeportDg.
+#include "bus_lines.h"
+#include "farlo_test.h"
+
+namespace {
+
+using namespace support;
+
+std::string deport(const std::string& target, const std::string& guid, const std::string& flag,
+                   std::uint32_t word, const std::string& status) {
+    return invoke(target, volume_manager_methods, 2001,
+                  "\"Dgguid\": " + str(guid) + ", \"dgid\": " + str(guid) +
+                      ", \"Opflag\": " + uint32(word) + ", \"" + flag + "\": " + uint32(word),
+                  status);
+}
+
+// The lookup by GUID up to the group that matches.
+Lines lookup(std::size_t read_groups) {
+    const std::string names[] = {"dg1", "shared", "local"};
+    const std::string guids[] = {"guid-1", "guid-8", "guid-3"};
+    const std::uint32_t types[] = {2, 8, 1};
+    Lines lines{groups("@dg1 @shared @local")};
+    for (std::size_t i = 0; i < read_groups; ++i) {
+        lines.push_back(read(names[i], "LDM DG TYPE", uint32(types[i])));
+        lines.push_back(read(names[i], "dgid", str(guids[i])));
+    }
+    return lines;
+}
+
+class Deport : public FarloTest {
+  protected:
+    Deport() {
+        scenario = R"({"disk_groups": [
+            {"name": "dg1", "dgid": "guid-1", "type": 2, "imported": true},
+            {"name": "shared", "dgid": "guid-8", "type": 8, "imported": true},
+            {"name": "local", "dgid": "guid-3", "type": 1, "imported": true}]})";
+    }
+};
+
+// ------------------------------------------------------------------ OfflineDg
+
+TEST_F(Deport, OfflineSendsTheAdjustedWord) {
+    at_every_threshold([&] {
+        EXPECT_EQ(FARLO(OfflineDgW)(handle, L"dg1", "GUID-1", 0), 0u);
+        expect_calls(Lines{cluster_service()} + lookup(1) +
+                     Lines{deport("dg1", "GUID-1", "OfflineFlag", 0x4040, "0x0")});
+        expect_log({{2, "Entering OfflineDgW - dg1"}, {2, "Exiting OfflineDgW"}});
+    });
+}
+
+TEST_F(Deport, OfflineOptionBits) {
+    once([&] {
+        EXPECT_EQ(FARLO(OfflineDgW)(handle, L"", "guid-1", 1), 0u);
+        EXPECT_EQ(calls_of("PrCallDispatch"),
+                  (Lines{deport("dg1", "guid-1", "OfflineFlag", 0x4001, "0x0")}));
+        start_watching();
+        EXPECT_EQ(FARLO(OfflineDgW)(handle, L"", "guid-8", 0x801), 0u);
+        EXPECT_EQ(calls_of("PrCallDispatch"),
+                  (Lines{deport("shared", "guid-8", "OfflineFlag", 0x5801, "0x0")}));
+        start_watching();
+        // Any other bit goes through.
+        EXPECT_EQ(FARLO(OfflineDgW)(handle, L"", "guid-1", 0x80000002), 0xe5150102u);
+        EXPECT_EQ(calls_of("PrCallDispatch"),
+                  (Lines{deport("dg1", "guid-1", "OfflineFlag", 0x80004042, "0xe5150102")}));
+    });
+}
+
+// Bit 0x800 lets both lookups take a group of any type.
+TEST_F(Deport, OfflineOfASharedGroupByName) {
+    once([&] {
+        EXPECT_EQ(FARLO(OfflineDgW)(handle, L"local", nullptr, 0x800), 0u);
+        EXPECT_EQ(calls_of("PrCallDispatch"),
+                  (Lines{deport("local", "guid-3", "OfflineFlag", 0x5840, "0x0")}));
+    });
+}
+
+// Without it a group that is no cluster group is not found: the deport is sent
+// to the null group all the same.
+TEST_F(Deport, OfflineGoesOnWithoutAGroup) {
+    at_every_threshold([&] {
+        EXPECT_EQ(FARLO(OfflineDgW)(handle, L"x", "guid-3", 0), ZTERROR_UNKNOWN_OBJECT);
+        expect_calls(Lines{cluster_service()} + lookup(3) +
+                     Lines{deport("null", "guid-3", "OfflineFlag", 0x4040, "0xc1000104")});
+        expect_log({{2, "Entering OfflineDgW - x"},
+                    {0, "GetDgObjIdByGuid() failed , DG_TYPENAME not found in OPAL, error=(0x28)"},
+                    {0, "OfflineDgW():GetDgObjIdByGuid() failed, error=(0x28) "},
+                    {4, "OfflineDgW: DGOP_DEPORT, CsfInvoke failed with error = 0xc1000104."},
+                    {0, "OfflineDgW() failed, error=(0xc1000104) "},
+                    {2, "Exiting OfflineDgW"}});
+    });
+}
+
+// The result is then the service's, a success too.
+TEST_F(Deport, OfflineWithoutAGroupSucceedsWhenTheServiceDoes) {
+    once([&] {
+        set_faults(R"([{"minor": 2001, "status": 0}])");
+        EXPECT_EQ(FARLO(OfflineDgW)(handle, L"x", "nowhere", 0), 0u);
+    });
+}
+
+TEST_F(Deport, OfflineChecksItsHandle) {
+    at_every_threshold([&] {
+        EXPECT_EQ(FARLO(OfflineDgW)(nullptr, L"dg1", "guid-1", 0), 100u);
+        expect_log({{2, "Entering OfflineDgW - dg1"},
+                    {0, "OfflineDgW() failed , NULL opal_handle, error=(0x64)"}});
+        start_watching();
+        disconnect();
+        EXPECT_EQ(FARLO(OfflineDgW)(handle, L"dg1", "guid-1", 0), 20u);
+        expect_calls({});
+        expect_log({{2, "Entering OfflineDgW - dg1"},
+                    {0, "OfflineDgW() failed , opal_handle not connected, error=(0x14)"}});
+    });
+}
+
+TEST_F(Deport, OfflineWithoutNameAndGuid) {
+    at_every_threshold([&] {
+        EXPECT_EQ(FARLO(OfflineDgW)(handle, L"", nullptr, 0), 0x13u);
+        expect_calls({});
+        expect_log({{2, "Entering OfflineDgW - "},
+                    {0, "OfflineDgW():SetDgGuidParam() failed, error=(0x13) "},
+                    {0, "OfflineDgW() failed, error=(0x13) "},
+                    {2, "Exiting OfflineDgW"}});
+    });
+}
+
+TEST_F(Deport, OfflineWithoutClusterService) {
+    at_every_threshold([&] {
+        set_faults(R"([{"type": "solvane_cluster_service", "status": "0xc1000001"}])");
+        EXPECT_EQ(FARLO(OfflineDgW)(handle, L"dg1", "guid-1", 0), 41u);
+        expect_log({{2, "Entering OfflineDgW - dg1"},
+                    {0, "OfflineDgW():GetClusSvcId() failed, error=(0x29) "},
+                    {0, "OfflineDgW() failed, error=(0x29) "},
+                    {2, "Exiting OfflineDgW"}});
+    });
+}
+
+TEST_F(Deport, OfflineParameterSetThatCannotBeBuilt) {
+    at_every_threshold([&] {
+        for (const char* name : {"Dgguid", "dgid", "Opflag", "OfflineFlag"}) {
+            SCOPED_TRACE(name);
+            set_faults(std::string(R"([{"function": "PsAddProperty", "property": ")") + name +
+                       R"(", "status": "0xc1000102"}])");
+            start_watching();
+            EXPECT_EQ(FARLO(OfflineDgW)(handle, L"dg1", "guid-1", 0), 18u);
+            EXPECT_EQ(calls_of("PrCallDispatch"), Lines{});
+            expect_log({{2, "Entering OfflineDgW - dg1"},
+                        {6, "API_TRY_CATCH_FAILED "},
+                        {0, "OfflineDgW() failed, error=(0x12) "},
+                        {2, "Exiting OfflineDgW"}});
+        }
+    });
+}
+
+TEST_F(Deport, OfflineNoMemory) {
+    at_every_threshold([&] {
+        heap().fail(1);
+        EXPECT_EQ(FARLO(OfflineDgW)(handle, L"dg1", "guid-1", 0), 17u);
+        expect_log({{2, "Entering OfflineDgW - dg1"},
+                    {0, "OfflineDgW():SetDgGuidParam() failed, error=(0x11) "},
+                    {0, "OfflineDgW() failed, error=(0x11) "},
+                    {2, "Exiting OfflineDgW"}});
+    });
+}
+
+TEST_F(Deport, OfflineAConnectionThatDropsMeanwhile) {
+    at_every_threshold([&] {
+        set_faults(R"([{"function": "PrCallDispatch", "drop": true}])");
+        EXPECT_EQ(FARLO(OfflineDgW)(handle, L"dg1", "guid-1", 0), 20u);
+        expect_log({{2, "Entering OfflineDgW - dg1"},
+                    {0, "OfflineDgW() failed, error=(0x14) "},
+                    {2, "Exiting OfflineDgW"}});
+    });
+}
+
+TEST_F(Deport, OfflineNarrowForm) {
+    at_every_threshold([&] {
+        EXPECT_EQ(FARLO(OfflineDgA)(handle, "dg1", nullptr, 0), 0u);
+        EXPECT_EQ(calls_of("PrCallDispatch"),
+                  (Lines{deport("dg1", "guid-1", "OfflineFlag", 0x4040, "0x0")}));
+        start_watching();
+        EXPECT_EQ(FARLO(OfflineDgA)(handle, std::string(32, 'n').c_str(), "guid-1", 0),
+                  0x80070057u);
+        expect_calls({});
+        expect_log({{0, "OfflineDgA() failed , text of more than 31 characters or invalid, "
+                        "error=(0x80070057)"}});
+    });
+}
+
+// ------------------------------------------------------------------- DeportDg
+
+TEST_F(Deport, DeportSendsItsOwnWord) {
+    at_every_threshold([&] {
+        EXPECT_EQ(FARLO(DeportDgW)(handle, L"dg1", "guid-1"), 0u);
+        expect_calls(Lines{cluster_service()} + lookup(1) +
+                     Lines{deport("dg1", "guid-1", "OfflineFlag", 0x4042, "0x0")});
+        expect_log({{6, "Entering DeportDgW"}, {6, "Exiting DeportDgW"}});
+    });
+}
+
+TEST_F(Deport, DeportStopsWithoutAGroup) {
+    at_every_threshold([&] {
+        EXPECT_EQ(FARLO(DeportDgW)(handle, L"x", "guid-3"), 40u);
+        expect_calls(Lines{cluster_service()} + lookup(3));
+        expect_log({{6, "Entering DeportDgW"},
+                    {0, "GetDgObjIdByGuid() failed , DG_TYPENAME not found in OPAL, error=(0x28)"},
+                    {0, "DeportDgW():GetDgObjIdByGuid() failed, error=(0x28)"},
+                    {0, "DeportDgW() failed, error=(0x28)"},
+                    {6, "Exiting DeportDgW"}});
+    });
+}
+
+TEST_F(Deport, DeportTakesAClusterSharedGroup) {
+    once([&] {
+        EXPECT_EQ(FARLO(DeportDgW)(handle, L"", "guid-8"), 0u);
+        EXPECT_EQ(calls_of("PrCallDispatch"),
+                  (Lines{deport("shared", "guid-8", "OfflineFlag", 0x4042, "0x0")}));
+    });
+}
+
+TEST_F(Deport, DeportChecksItsHandle) {
+    at_every_threshold([&] {
+        EXPECT_EQ(FARLO(DeportDgW)(nullptr, L"dg1", "guid-1"), 100u);
+        expect_log({{6, "Entering DeportDgW"},
+                    {0, "DeportDgW() failed , NULL opal_handle, error=(0x64)"}});
+        start_watching();
+        disconnect();
+        EXPECT_EQ(FARLO(DeportDgW)(handle, L"dg1", "guid-1"), 20u);
+        expect_calls({});
+        expect_log({{6, "Entering DeportDgW"},
+                    {0, "DeportDgW() failed , opal_handle not connected, error=(0x14)"}});
+    });
+}
+
+TEST_F(Deport, DeportWithoutNameAndGuid) {
+    at_every_threshold([&] {
+        EXPECT_EQ(FARLO(DeportDgW)(handle, nullptr, nullptr), 0x13u);
+        expect_log({{6, "Entering DeportDgW"},
+                    {0, "DeportDgW():SetDgGuidParam() failed, error=(0x13)"},
+                    {0, "DeportDgW() failed, error=(0x13)"},
+                    {6, "Exiting DeportDgW"}});
+    });
+}
+
+TEST_F(Deport, DeportWithoutClusterService) {
+    at_every_threshold([&] {
+        set_faults(R"([{"type": "solvane_cluster_service", "status": "0xc1000001"}])");
+        EXPECT_EQ(FARLO(DeportDgW)(handle, L"dg1", "guid-1"), 41u);
+        expect_log({{6, "Entering DeportDgW"},
+                    {0, "DeportDgW():GetClusSvcId() failed, error=(0x29)"},
+                    {0, "DeportDgW() failed, error=(0x29)"},
+                    {6, "Exiting DeportDgW"}});
+    });
+}
+
+TEST_F(Deport, DeportServiceStatus) {
+    at_every_threshold([&] {
+        set_faults(R"([{"minor": 2001, "status": "0xe5150102"}])");
+        EXPECT_EQ(FARLO(DeportDgW)(handle, L"dg1", "guid-1"), 0xe5150102u);
+        expect_log({{6, "Entering DeportDgW"},
+                    {4, "DeportDgW: DGOP_DEPORT, CsfInvoke failed with error = 0xe5150102."},
+                    {0, "DeportDgW() failed, error=(0xe5150102)"},
+                    {6, "Exiting DeportDgW"}});
+    });
+}
+
+TEST_F(Deport, DeportParameterSetThatCannotBeBuilt) {
+    at_every_threshold([&] {
+        for (const char* name : {"Dgguid", "dgid", "Opflag", "OfflineFlag"}) {
+            SCOPED_TRACE(name);
+            set_faults(std::string(R"([{"function": "PsAddProperty", "property": ")") + name +
+                       R"(", "status": "0xc1000102"}])");
+            start_watching();
+            EXPECT_EQ(FARLO(DeportDgW)(handle, L"dg1", "guid-1"), 18u);
+            EXPECT_EQ(calls_of("PrCallDispatch"), Lines{});
+            expect_log({{6, "Entering DeportDgW"},
+                        {6, "API_TRY_CATCH_FAILED "},
+                        {0, "DeportDgW() failed, error=(0x12)"},
+                        {6, "Exiting DeportDgW"}});
+        }
+    });
+}
+
+TEST_F(Deport, DeportAConnectionThatDropsMeanwhile) {
+    at_every_threshold([&] {
+        set_faults(R"([{"function": "PrCallDispatch", "drop": true}])");
+        EXPECT_EQ(FARLO(DeportDgW)(handle, L"dg1", "guid-1"), 20u);
+        expect_log({{6, "Entering DeportDgW"},
+                    {0, "DeportDgW() failed, error=(0x14)"},
+                    {6, "Exiting DeportDgW"}});
+    });
+}
+
+TEST_F(Deport, DeportNarrowForm) {
+    at_every_threshold([&] {
+        EXPECT_EQ(FARLO(DeportDgA)(handle, "dg1", "guid-1"), 0u);
+        EXPECT_EQ(calls_of("PrCallDispatch"),
+                  (Lines{deport("dg1", "guid-1", "OfflineFlag", 0x4042, "0x0")}));
+        start_watching();
+        EXPECT_EQ(FARLO(DeportDgA)(handle, std::string(32, 'n').c_str(), "guid-1"), 0x80070057u);
+        expect_calls({});
+        expect_log({{0, "DeportDgA() failed , text of more than 31 characters or invalid, "
+                        "error=(0x80070057)"}});
+    });
+}
+
+}  // namespace
