@@ -1,38 +1,40 @@
 #include "virtual_clock.h"
 
+#include "exclusive.h"
+
 #include <ostream>
+#include <stdexcept>
+#include <type_traits>
 
 namespace support {
 namespace {
 VirtualClock* current = nullptr;
-CRITICAL_SECTION* guard() {
-    static CRITICAL_SECTION section = [] {
-        CRITICAL_SECTION made;
-        InitializeCriticalSection(&made);
-        return made;
-    }();
-    return &section;
-}
+SRWLOCK guard = SRWLOCK_INIT;
 }  // namespace
 
 void PrintTo(const Pause& pause, std::ostream* out) {
     *out << pause.function << " " << pause.milliseconds << " ms";
 }
 
+void PrintTo(const Wait& wait, std::ostream* out) {
+    *out << "wait of " << wait.milliseconds << " ms, result " << wait.result;
+}
+
 VirtualClock::VirtualClock(HMODULE module) {
+    if (current != nullptr) {
+        throw std::logic_error("there is a virtual clock already");
+    }
     current = this;
-    if (imports(module, "Sleep")) {
-        m_interposers.push_back(
-            std::make_unique<Interposer>(module, "Sleep", &VirtualClock::sleep));
-    }
-    if (imports(module, "ZtSleep")) {
-        m_interposers.push_back(
-            std::make_unique<Interposer>(module, "ZtSleep", &VirtualClock::zt_sleep));
-    }
-    if (imports(module, "WaitForSingleObject")) {
-        m_interposers.push_back(
-            std::make_unique<Interposer>(module, "WaitForSingleObject", &VirtualClock::wait));
-    }
+    const auto replace = [&](const char* name, auto* function) {
+        if (imports(module, name)) {
+            m_interposers.push_back(std::make_unique<Interposer>(module, name, function));
+            return m_interposers.back()->original<std::remove_pointer_t<decltype(function)>>();
+        }
+        return function;
+    };
+    replace("Sleep", &VirtualClock::sleep);
+    replace("ZtSleep", &VirtualClock::zt_sleep);
+    m_real_wait = replace("WaitForSingleObject", &VirtualClock::wait);
 }
 
 VirtualClock::~VirtualClock() {
@@ -40,12 +42,26 @@ VirtualClock::~VirtualClock() {
     current = nullptr;
 }
 
+std::uint64_t VirtualClock::elapsed() const {
+    std::uint64_t sum = 0;
+    for (const Pause& pause : m_pauses) {
+        sum += pause.milliseconds;
+    }
+    return sum;
+}
+
+void VirtualClock::forget() {
+    m_pauses.clear();
+    m_waits.clear();
+}
+
 void VirtualClock::pause(const char* function, DWORD milliseconds) {
     int number = 0;
-    EnterCriticalSection(guard());
-    current->m_pauses.push_back({function, milliseconds});
-    number = static_cast<int>(current->m_pauses.size());
-    LeaveCriticalSection(guard());
+    {
+        const Exclusive hold(guard);
+        current->m_pauses.push_back({function, milliseconds});
+        number = static_cast<int>(current->m_pauses.size());
+    }
     if (current->on_pause) {
         current->on_pause(number);
     }
@@ -60,15 +76,18 @@ void VirtualClock::zt_sleep(UINT milliseconds) {
 }
 
 DWORD WINAPI VirtualClock::wait(HANDLE object, DWORD milliseconds) {
-    // Without end: whatever it waits for runs in real time.
-    if (milliseconds == 0 || milliseconds == INFINITE) {
-        return WaitForSingleObject(object, milliseconds);
-    }
-    DWORD result = WaitForSingleObject(object, 0);
-    if (result == WAIT_TIMEOUT) {
+    const bool passes = milliseconds != 0 && milliseconds != INFINITE;
+    DWORD result = current->m_real_wait(object, passes ? 0 : milliseconds);
+    if (passes && result == WAIT_TIMEOUT) {
         pause("Wait", milliseconds);
-        result = WaitForSingleObject(object, 0);
+        result = current->m_real_wait(object, 0);
     }
+    const DWORD error = GetLastError();
+    {
+        const Exclusive hold(guard);
+        current->m_waits.push_back({milliseconds, result});
+    }
+    SetLastError(error);
     return result;
 }
 

@@ -5,7 +5,9 @@
 
 #include "interposer.h"
 
+#include <cstdint>
 #include <functional>
+#include <iosfwd>
 #include <memory>
 #include <string>
 #include <vector>
@@ -20,7 +22,18 @@ struct Pause {
 };
 void PrintTo(const Pause& pause, std::ostream* out);
 
-// One at a time in a process.
+// One call of WaitForSingleObject.
+struct Wait {
+    DWORD milliseconds;
+    DWORD result;
+
+    bool operator==(const Wait&) const = default;
+};
+void PrintTo(const Wait& wait, std::ostream* out);
+
+// One at a time in a process. A wait for an object that is signalled takes it;
+// otherwise the time-out is over at once, and the object is looked at once more.
+// A wait without end is a real one: whatever it waits for runs in real time.
 class VirtualClock {
   public:
     explicit VirtualClock(HMODULE module);
@@ -31,10 +44,14 @@ class VirtualClock {
     // Every sleep, and every wait with a time-out that is neither 0 nor passed
     // over by an object that was signalled, in order.
     const std::vector<Pause>& pauses() const { return m_pauses; }
-    void forget() { m_pauses.clear(); }
+    // Every wait, those that took no time included, in order of their end.
+    const std::vector<Wait>& waits() const { return m_waits; }
+    // Milliseconds that the pauses took together.
+    std::uint64_t elapsed() const;
+    void forget();
 
     // Called at every pause, in virtual time, with its number from 1: things
-    // that happen while the library sleeps.
+    // that happen while the library sleeps. On the thread that pauses.
     std::function<void(int number)> on_pause;
 
   private:
@@ -43,7 +60,9 @@ class VirtualClock {
     static DWORD WINAPI wait(HANDLE object, DWORD milliseconds);
     static void pause(const char* function, DWORD milliseconds);
 
+    DWORD(WINAPI* m_real_wait)(HANDLE object, DWORD milliseconds) = nullptr;
     std::vector<Pause> m_pauses;
+    std::vector<Wait> m_waits;
     std::vector<std::unique_ptr<Interposer>> m_interposers;
 };
 
