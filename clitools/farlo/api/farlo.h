@@ -444,7 +444,41 @@ uint32_t GetDgDiskAvailabilityW(opal_handle handle, const wchar_t* name, const c
 typedef uint32_t (*GetDgDiskAvailabilityW_fn)(opal_handle handle, const wchar_t* name,
                                               const char* guid, uint32_t* total, uint32_t* live);
 
-/* ---------------------------- fast-failover flag and state of the cluster service */
+/* One plex of a volume. 68 bytes; records lie back to back. */
+typedef struct farlo_plex_state {
+    wchar_t name[32]; /* NUL-terminated */
+    uint32_t state;   /* in the service's own numbers */
+} farlo_plex_state;
+
+/*
+ * The states of a volume's plexes.
+ *
+ *   name, guid   name the volume's group, of any kind
+ *   device       the volume's device name; required. Name and device may be of
+ *                any length in the A form, too.
+ *   count        receives the number of plexes
+ *   plexes       receives one record a plex. NULL asks for the number
+ *                (FARLO_BUFFER_TOO_SMALL). The array must have room for as many
+ *                records as the volume has plexes: its size cannot be given, and
+ *                is not checked. A name of more than 31 characters, and what the
+ *                service does not name, leaves its field as it was.
+ *
+ * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, 0xC1000001 (no device name),
+ * FARLO_MISSING_ARGUMENT, FARLO_NOT_FOUND (the group), FARLO_INVALID_ARGUMENT
+ * (no such volume), FARLO_BUFFER_TOO_SMALL, FARLO_EXCEPTION.
+ */
+uint32_t GetDgVolPlexStatesA(opal_handle handle, const char* name, const char* guid,
+                             const char* device, uint32_t* count, farlo_plex_state* plexes);
+typedef uint32_t (*GetDgVolPlexStatesA_fn)(opal_handle handle, const char* name, const char* guid,
+                                           const char* device, uint32_t* count,
+                                           farlo_plex_state* plexes);
+uint32_t GetDgVolPlexStatesW(opal_handle handle, const wchar_t* name, const char* guid,
+                             const wchar_t* device, uint32_t* count, farlo_plex_state* plexes);
+typedef uint32_t (*GetDgVolPlexStatesW_fn)(opal_handle handle, const wchar_t* name,
+                                           const char* guid, const wchar_t* device, uint32_t* count,
+                                           farlo_plex_state* plexes);
+
+/* ------------------------- fast-failover flag, state of the cluster service */
 
 /*
  * Sets the fast-failover flag of a disk group of any kind. The values are the

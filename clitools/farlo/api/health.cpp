@@ -4,8 +4,37 @@
 
 #include "../diskgroup/health.h"
 
+#include <cstring>
+#include <memory>
+
 using farlo::guarded;
 using farlo::WidenedGroupName;
+
+namespace {
+
+// A narrow argument of any length as a wide copy. A text that is none in the
+// code page is refused.
+class WidenedCopy {
+  public:
+    explicit WidenedCopy(const char* narrow) {
+        if (narrow == nullptr) {
+            return;
+        }
+        const std::size_t capacity = std::strlen(narrow) + 1;
+        m_text = std::make_unique<wchar_t[]>(capacity);
+        m_valid = _snwprintf(m_text.get(), capacity, L"%S", narrow) >= 0;
+    }
+
+    bool valid() const { return m_valid; }
+    // NULL for a NULL argument.
+    const wchar_t* get() const { return m_text.get(); }
+
+  private:
+    std::unique_ptr<wchar_t[]> m_text;
+    bool m_valid = true;
+};
+
+}  // namespace
 
 extern "C" {
 
@@ -46,6 +75,26 @@ uint32_t GetDgDiskAvailabilityA(opal_handle handle, const char* name, const char
     const WidenedGroupName wide_name(L"GetDgDiskAvailabilityA", name);
     return wide_name.fits() ? GetDgDiskAvailabilityW(handle, wide_name.get(), guid, total, live)
                             : FARLO_INVALID_ARGUMENT;
+}
+
+uint32_t GetDgVolPlexStatesW(opal_handle handle, const wchar_t* name, const char* guid,
+                             const wchar_t* device, uint32_t* count, farlo_plex_state* plexes) {
+    return guarded(
+        [&] { return farlo::GetDgVolPlexStatesW(handle, name, guid, device, count, plexes); });
+}
+
+uint32_t GetDgVolPlexStatesA(opal_handle handle, const char* name, const char* guid,
+                             const char* device, uint32_t* count, farlo_plex_state* plexes) {
+    return guarded([&] {
+        const WidenedCopy wide_name(name);
+        const WidenedCopy wide_device(device);
+        if (!wide_name.valid() || !wide_device.valid()) {
+            farlo::log(0, L"GetDgVolPlexStatesA() failed , invalid text, error=(0x%x)",
+                       FARLO_INVALID_ARGUMENT);
+            return FARLO_INVALID_ARGUMENT;
+        }
+        return GetDgVolPlexStatesW(handle, wide_name.get(), guid, wide_device.get(), count, plexes);
+    });
 }
 
 }  // extern "C"

@@ -1,13 +1,15 @@
-// What the agent's monitors ask about disk groups and disks.
+// What the agent's monitors ask about disk groups, disks and plexes.
 #pragma once
 
+#include "farlo.h"
 #include "ztcmd.h"
 
 #include <cstdint>
 
 namespace farlo {
 
-// farlo.h, GetDgState, GetDgStateExW, GetDiskState, GetDgDiskAvailability.
+// farlo.h, GetDgState, GetDgStateExW, GetDiskState, GetDgDiskAvailability,
+// GetDgVolPlexStates.
 std::uint32_t GetDgStateW(opal_handle handle, const wchar_t* name, const char* guid,
                           std::uint8_t* imported);
 std::uint32_t GetDgStateExW(opal_handle handle, const wchar_t* name, const char* guid,
@@ -15,5 +17,8 @@ std::uint32_t GetDgStateExW(opal_handle handle, const wchar_t* name, const char*
 std::uint32_t GetDiskStateW(opal_handle handle, const wchar_t* disk, std::uint32_t* state);
 std::uint32_t GetDgDiskAvailabilityW(opal_handle handle, const wchar_t* name, const char* guid,
                                      std::uint32_t* total, std::uint32_t* live);
+std::uint32_t GetDgVolPlexStatesW(opal_handle handle, const wchar_t* name, const char* guid,
+                                  const wchar_t* device, std::uint32_t* count,
+                                  farlo_plex_state* plexes);
 
 }  // namespace farlo

@@ -1,0 +1,93 @@
+#include "health.h"
+
+#include "connection.h"
+#include "database.h"
+#include "farlo.h"
+#include "guid_text.h"
+#include "lookup.h"
+#include "trace_log.h"
+
+#include "../volume/find_volume.h"
+
+#include <cstddef>
+#include <iterator>
+#include <vector>
+
+static_assert(sizeof(wchar_t) == 2);
+static_assert(sizeof(farlo_plex_state) == 68);
+static_assert(offsetof(farlo_plex_state, name) == 0);
+static_assert(offsetof(farlo_plex_state, state) == 64);
+
+namespace farlo {
+namespace {
+
+// What cannot be read, or does not fit, leaves its field as it was.
+void fill_record(const CZtObject& plex, farlo_plex_state& record) {
+    try {
+        WideText name;
+        plex.GetProp("Name", name);
+        copy_text(record.name, std::size(record.name), name.c_str(), name.length());
+    } catch (...) {
+    }
+    try {
+        plex.GetProp("ztvmstate", record.state);
+    } catch (...) {
+    }
+}
+
+std::uint32_t plex_states(const CZtObject& volume, std::uint32_t* count,
+                          farlo_plex_state* records) {
+    try {
+        std::vector<CZtObject> plexes;
+        volume.GetChildObjects(plexes, plex_type);
+        *count = static_cast<std::uint32_t>(plexes.size());
+        if (records == nullptr) {
+            return FARLO_BUFFER_TOO_SMALL;
+        }
+        // Kept: the array's capacity is the caller's affair (farlo.h).
+        for (std::size_t i = 0; i < plexes.size(); ++i) {
+            fill_record(plexes[i], records[i]);
+        }
+        return FARLO_SUCCESS;
+    } catch (...) {
+        log(6, L"API_TRY_CATCH_FAILED ");
+        return FARLO_EXCEPTION;
+    }
+}
+
+}  // namespace
+
+std::uint32_t GetDgVolPlexStatesW(opal_handle handle, const wchar_t* name, const char* guid,
+                                  const wchar_t* device, std::uint32_t* count,
+                                  farlo_plex_state* plexes) {
+    log(6, L"Entering GetDgVolPlexStatesW");
+    if (handle == nullptr) {
+        return FARLO_NULL_HANDLE;
+    }
+    if (!is_connected(handle)) {
+        return FARLO_NOT_CONNECTED;
+    }
+    if (device == nullptr) {
+        return ZTERROR_PROVIDER;
+    }
+    if (count == nullptr) {
+        log(0, L"GetDgVolPlexStatesW() failed , pCount == NULL, error=(0x%x) ",
+            FARLO_MISSING_ARGUMENT);
+        return FARLO_MISSING_ARGUMENT;
+    }
+    CZtObject group;
+    std::uint32_t status = GetDgObjId(handle, name, guid, group, false);
+    if (status != FARLO_SUCCESS) {
+        log(0, L"GetDgVolPlexStatesW::GetDgObjId failed, error=(0x%x) ", status);
+        return status;
+    }
+    CZtObject volume;
+    status = FindVolObjByDevName(handle, device, volume) ? plex_states(volume, count, plexes)
+                                                         : FARLO_INVALID_ARGUMENT;
+    // The entry line once more in place of an exit line: kept, administrators
+    // search for it.
+    log(6, L"Entering GetDgVolPlexStatesW");
+    return status;
+}
+
+}  // namespace farlo
