@@ -1,7 +1,10 @@
 #include "farlo_dll.h"
 
-#include <fstream>
+#include "before_attach.h"
+
+#include <optional>
 #include <stdexcept>
+#include <utility>
 
 namespace support {
 namespace {
@@ -17,10 +20,13 @@ Environment::Environment() {
     GetTempPathW(MAX_PATH, temp);
     m_folder =
         std::filesystem::path(temp) / (L"farlo-test-" + std::to_wstring(GetCurrentProcessId()));
+    // A process of the same id may have crashed before.
+    std::filesystem::remove_all(m_folder);
     std::filesystem::create_directories(m_folder / L"logs");
     SetEnvironmentVariableW(L"VMPATH", (m_folder.wstring() + L"\\").c_str());
 
     m_root = L"Software\\farlo-test\\" + std::to_wstring(GetCurrentProcessId());
+    RegDeleteTreeW(HKEY_CURRENT_USER, m_root.c_str());
     LSTATUS status = RegCreateKeyExW(HKEY_CURRENT_USER, m_root.c_str(), 0, nullptr,
                                      REG_OPTION_VOLATILE, KEY_ALL_ACCESS, nullptr, &m_key, nullptr);
     if (status == ERROR_SUCCESS) {
@@ -57,6 +63,11 @@ void Environment::set_registry(const wchar_t* key, const wchar_t* name, DWORD va
     set_registry(key, name, REG_DWORD, &value, sizeof value);
 }
 
+void Environment::set_registry(const wchar_t* key, const wchar_t* name, const std::wstring& text) {
+    set_registry(key, name, REG_SZ, text.c_str(),
+                 static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)));
+}
+
 void Environment::clear_registry(const wchar_t* key) {
     RegDeleteTreeW(HKEY_LOCAL_MACHINE, key);
 }
@@ -80,9 +91,26 @@ Environment& environment() {
     return made;
 }
 
-FarloDll::FarloDll() : m_module(LoadLibraryW(L"farlo.dll")) {
+FarloDll::FarloDll(std::function<void(HMODULE module)> before_attach) {
+    constexpr wchar_t name[] = L"farlo.dll";
+    if (GetModuleHandleW(name) != nullptr) {
+        throw std::runtime_error("farlo.dll is loaded already: its state would not be fresh");
+    }
+    std::optional<BeforeAttach> notification;
+    if (before_attach) {
+        notification.emplace(name, std::move(before_attach));
+    }
+    m_module = LoadLibraryW(name);
     if (m_module == nullptr) {
         throw failed("farlo.dll could not be loaded", GetLastError());
+    }
+    try {
+        if (notification) {
+            notification->rethrow();
+        }
+    } catch (...) {
+        FreeLibrary(m_module);
+        throw;
     }
 }
 

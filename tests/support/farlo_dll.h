@@ -6,12 +6,14 @@
 #include <windows.h>
 
 #include <filesystem>
+#include <functional>
 #include <string>
 
 namespace support {
 
 // What the DLL finds when it is loaded: a folder for VMPATH with "logs" in it,
-// and a registry of this process's own in place of HKEY_LOCAL_MACHINE.
+// and a registry of this process's own in place of HKEY_LOCAL_MACHINE. Both are
+// empty at first and gone at the end.
 class Environment {
   public:
     Environment();
@@ -23,6 +25,7 @@ class Environment {
     void set_registry(const wchar_t* key, const wchar_t* name, DWORD type, const void* data,
                       DWORD size);
     void set_registry(const wchar_t* key, const wchar_t* name, DWORD value);
+    void set_registry(const wchar_t* key, const wchar_t* name, const std::wstring& text);
     // Removes the key and all below it.
     void clear_registry(const wchar_t* key);
 
@@ -49,7 +52,11 @@ Environment& environment();
 // The DLL, loaded afresh: all its process-wide state is as after a load.
 class FarloDll {
   public:
-    FarloDll();
+    // `before_attach` is called when the DLL is mapped and its imports are
+    // resolved, before any of its code has run: the place to replace what
+    // process attach calls. Throws std::runtime_error when the DLL cannot be
+    // loaded, or is loaded already.
+    explicit FarloDll(std::function<void(HMODULE module)> before_attach = nullptr);
     ~FarloDll();
     FarloDll(const FarloDll&) = delete;
     FarloDll& operator=(const FarloDll&) = delete;
