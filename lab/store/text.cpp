@@ -14,13 +14,15 @@ std::wstring to_wide(UINT code_page, const std::string& text) {
 }
 
 std::string to_narrow(const std::wstring& text, BOOL* lost) {
+    // The code page UTF-8 lacks nothing, and does not allow the question.
+    const bool lacks = GetACP() != CP_UTF8;
+    const DWORD flags = lacks ? WC_NO_BEST_FIT_CHARS : 0;
     const auto length = static_cast<int>(text.size());
     const int needed =
-        WideCharToMultiByte(CP_ACP, 0, text.data(), length, nullptr, 0, nullptr, nullptr);
+        WideCharToMultiByte(CP_ACP, flags, text.data(), length, nullptr, 0, nullptr, nullptr);
     std::string result(static_cast<std::size_t>(needed), '\0');
-    // The code page UTF-8 lacks nothing, and does not allow the question.
-    WideCharToMultiByte(CP_ACP, 0, text.data(), length, result.data(), needed, nullptr,
-                        GetACP() == CP_UTF8 ? nullptr : lost);
+    WideCharToMultiByte(CP_ACP, flags, text.data(), length, result.data(), needed, nullptr,
+                        lacks ? lost : nullptr);
     return result;
 }
 

@@ -24,6 +24,11 @@ std::shared_ptr<Store> store;
 
 std::atomic<opal_status> refusal{ZTSTATUS_OK};
 
+std::shared_ptr<Store> existing_store() {
+    const Shared hold(store_lock);
+    return store;
+}
+
 std::vector<std::shared_ptr<Connection>> all_connections() {
     const Shared hold(registry_lock);
     std::vector<std::shared_ptr<Connection>> connections;
@@ -94,14 +99,14 @@ std::shared_ptr<Connection> find_connection(opal_connection handle) {
 }
 
 std::shared_ptr<Store> embedded_store() {
-    {
-        const Shared hold(store_lock);
-        if (store != nullptr) {
-            return store;
-        }
+    if (std::shared_ptr<Store> there = existing_store()) {
+        return there;
     }
-    set_embedded_store(first_store());
-    const Shared hold(store_lock);
+    const Exclusive hold(store_lock);
+    if (store == nullptr) {
+        store = first_store();
+        store->set_alert_sink(alert_embedded);
+    }
     return store;
 }
 
@@ -115,6 +120,28 @@ void drop_connections() {
     for (const auto& connection : all_connections()) {
         connection->drop();
     }
+}
+
+std::string name_of_object(const opal_objid& id) {
+    if (IdEqual()(id, opal_objid{})) {
+        return "null";
+    }
+    const std::string unknown = hex_text(id.bytes, sizeof id.bytes);
+    if (const std::shared_ptr<Store> embedded = existing_store()) {
+        const std::string name = embedded->name_of(id);
+        if (name != unknown) {
+            return name;
+        }
+    }
+    for (const auto& connection : all_connections()) {
+        if (!connection->is_embedded() && connection->connected()) {
+            const std::string name = connection->service()->name_of(id);
+            if (name != unknown && name != "?") {
+                return name;
+            }
+        }
+    }
+    return unknown;
 }
 
 }  // namespace lab

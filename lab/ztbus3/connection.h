@@ -48,4 +48,8 @@ void set_embedded_store(std::shared_ptr<Store> store);
 
 void drop_connections();
 
+// An object's name as its scenario has it, whichever service of this process's
+// connections knows it; "null" for the null id, hexadecimal for an unknown one.
+std::string name_of_object(const opal_objid& id);
+
 }  // namespace lab

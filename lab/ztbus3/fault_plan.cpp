@@ -1,15 +1,12 @@
 #include "fault_plan.h"
 
-#include "call.h"
 #include "lab_bus.h"
 #include "locks.h"
 #include "marshal.h"
 #include "report_error.h"
-
-#include <nlohmann/json.hpp>
+#include "scenario_members.h"
 
 #include <atomic>
-#include <optional>
 #include <stdexcept>
 #include <vector>
 
@@ -17,7 +14,7 @@ namespace lab {
 namespace {
 
 struct Rule {
-    std::optional<std::string> function;
+    std::optional<Function> function;
     std::optional<std::string> object;
     std::optional<std::string> property;
     std::optional<std::string> type;
@@ -25,13 +22,20 @@ struct Rule {
     std::uint64_t first = 1;
     std::uint64_t last = UINT64_MAX;
     Fault fault;
-    std::uint64_t matched = 0;
+    std::uint64_t selected = 0;  // calls so far
 
-    bool selects(Function called, const Subject& subject) const {
-        if (function ? *function != function_name(called) : !reaches_service(called)) {
-            return false;
+    bool reads() const { return fault.as_type != 0 || fault.lie != Lie::none; }
+
+    bool concerns(Function called) const {
+        if (function) {
+            return *function == called;
         }
-        return (!object || *object == subject.object) &&
+        // A property is read from an object, or from a set.
+        return reads() ? called == Function::ObGetProperty || called == Function::PsFindProperty
+                       : reaches_service(called);
+    }
+    bool selects(Function called, const Subject& subject) const {
+        return concerns(called) && (!object || *object == subject.object) &&
                (!property || *property == subject.property) && (!type || *type == subject.type) &&
                (!minor || *minor == subject.minor);
     }
@@ -41,87 +45,140 @@ SRWLOCK plan_lock = SRWLOCK_INIT;
 std::vector<Rule> plan;
 std::atomic<bool> planned{false};
 
-opal_status read_status(const nlohmann::json& value) {
-    if (value.is_number_unsigned()) {
-        return value.get<opal_status>();
+opal_status read_status(const JsonNode& node) {
+    if (const auto* number = std::get_if<std::uint64_t>(&node.value);
+        number != nullptr && *number <= UINT32_MAX) {
+        return static_cast<opal_status>(*number);
     }
-    std::size_t used = 0;
-    const std::string text = value.get<std::string>();
-    const unsigned long status = std::stoul(text, &used, 0);
-    if (used != text.size()) {
-        throw std::invalid_argument("\"" + text + "\" is no status");
+    const std::string& text = node.text();
+    char* end = nullptr;
+    const unsigned long long status = std::strtoull(text.c_str(), &end, 0);
+    if (text.empty() || *end != '\0' || status > UINT32_MAX) {
+        throw ScenarioError(node.line, "\"" + text + "\" is no status");
     }
     return static_cast<opal_status>(status);
 }
 
-Lie read_lie(const std::string& text) {
+std::uint32_t read_type(const JsonNode& node) {
+    const std::uint32_t type = type_tag(node.text());
+    if (type == 0) {
+        throw ScenarioError(node.line, "\"" + node.text() + "\" is no type");
+    }
+    return type;
+}
+
+Lie read_lie(const JsonNode& node) {
     constexpr std::pair<const char*, Lie> lies[] = {{"empty", Lie::empty},
                                                     {"long", Lie::longer},
                                                     {"unterminated", Lie::unterminated},
                                                     {"short", Lie::shorter},
                                                     {"null", Lie::null}};
     for (const auto& [name, lie] : lies) {
-        if (text == name) {
+        if (node.text() == name) {
             return lie;
         }
     }
-    throw std::invalid_argument("\"" + text + "\" is no lie");
+    throw ScenarioError(node.line, "\"" + node.text() + "\" is no lie");
 }
 
-Rule read_rule(const nlohmann::json& json) {
-    Rule rule;
-    bool has_times = false;
-    std::uint64_t times = 0;
-    bool has_call = false;
-    for (const auto& [key, value] : json.items()) {
-        if (key == "function") {
-            rule.function = value.get<std::string>();
-        } else if (key == "object") {
-            rule.object = value.get<std::string>();
-        } else if (key == "property") {
-            rule.property = value.get<std::string>();
-        } else if (key == "type") {
-            rule.type = value.get<std::string>();
-        } else if (key == "minor") {
-            rule.minor = value.get<std::uint32_t>();
-        } else if (key == "call") {
-            rule.first = value.get<std::uint64_t>();
-            has_call = true;
-        } else if (key == "times") {
-            times = value.get<std::uint64_t>();
-            has_times = true;
-        } else if (key == "status") {
-            rule.fault.answers = true;
-            rule.fault.status = read_status(value);
-        } else if (key == "after") {
-            rule.fault.after = true;
-            rule.fault.status = read_status(value);
-        } else if (key == "nothing") {
-            rule.fault.nothing = value.get<bool>();
-        } else if (key == "drop") {
-            rule.fault.drop = value.get<bool>();
-        } else if (key == "delay") {
-            rule.fault.delay_ms = value.get<std::uint32_t>();
-        } else if (key == "as") {
-            rule.fault.as_type = type_tag(value.get<std::string>());
-            if (rule.fault.as_type == 0) {
-                throw std::invalid_argument("\"" + value.get<std::string>() + "\" is no type");
-            }
-        } else if (key == "lie") {
-            rule.fault.lie = read_lie(value.get<std::string>());
-        } else {
-            throw std::invalid_argument("nothing is known of the key \"" + key + "\"");
+Function read_function(const JsonNode& node) {
+    const std::optional<Function> function = function_named(node.text());
+    if (!function) {
+        throw ScenarioError(node.line, "\"" + node.text() + "\" is no function of the bus");
+    }
+    return *function;
+}
+
+void read_selection(Members& members, Rule& rule) {
+    if (const JsonNode* node = members.find("function")) {
+        rule.function = read_function(*node);
+    }
+    if (const JsonNode* node = members.find("object")) {
+        rule.object = node->text();
+    }
+    if (const JsonNode* node = members.find("property")) {
+        rule.property = node->text();
+    }
+    if (const JsonNode* node = members.find("type")) {
+        rule.type = node->text();
+    }
+    if (const JsonNode* node = members.find("minor")) {
+        rule.minor = static_cast<std::uint32_t>(node->unsigned_integer(UINT32_MAX));
+    }
+    const JsonNode* call = members.find("call");
+    if (call != nullptr) {
+        rule.first = call->unsigned_integer(UINT32_MAX);
+        if (rule.first == 0) {
+            throw ScenarioError(call->line, "calls are counted from 1");
         }
     }
-    if (!has_times) {
-        times = has_call ? 1 : UINT64_MAX;
-    }
+    const std::uint64_t times = members.uint64("times", call != nullptr ? 1 : UINT64_MAX);
     rule.last = times > UINT64_MAX - rule.first ? UINT64_MAX : rule.first + times - 1;
+}
+
+void read_fault(Members& members, Fault& fault) {
+    if (const JsonNode* node = members.find("status")) {
+        fault.answers = true;
+        fault.status = read_status(*node);
+    }
+    if (const JsonNode* node = members.find("after")) {
+        fault.after = true;
+        fault.status = read_status(*node);
+    }
+    fault.nothing = members.boolean("nothing", false);
+    fault.drop = members.boolean("drop", false);
+    fault.delay_ms = members.uint32("delay", 0);
+    if (const JsonNode* node = members.find("as")) {
+        fault.as_type = read_type(*node);
+    }
+    if (const JsonNode* node = members.find("lie")) {
+        fault.lie = read_lie(*node);
+    }
+}
+
+// What a rule asks of its function that the function cannot do.
+const char* contradiction(const Rule& rule) {
+    const Fault& fault = rule.fault;
+    const bool works = fault.after || fault.nothing || fault.drop || rule.reads();
+    if (fault.answers && works) {
+        return "\"status\" does not do the work; the rule asks for both";
+    }
+    if (!fault.answers && !works && fault.delay_ms == 0) {
+        return "the rule does nothing";
+    }
+    if (!rule.function) {
+        return nullptr;
+    }
+    const Function function = *rule.function;
+    if (rule.reads() && function != Function::ObGetProperty &&
+        function != Function::PsFindProperty && function != Function::PsFindNextProperty) {
+        return "the function hands out no property";
+    }
+    const bool has_status = reaches_service(function) || works_on_sets(function) ||
+                            function == Function::I18nAddInsertionString ||
+                            function == Function::I18nAddInsertionWideString;
+    const bool hands_out = function == Function::ZtAlloc || function == Function::ZtGUIDToString;
+    if (!has_status && (!hands_out || fault.answers || fault.after || fault.drop)) {
+        return "the function cannot do that";
+    }
+    return nullptr;
+}
+
+Rule read_rule(const JsonNode& node) {
+    Members members(node);
+    Rule rule;
+    read_selection(members, rule);
+    read_fault(members, rule.fault);
+    members.finish();
+    if (const char* reason = contradiction(rule)) {
+        throw ScenarioError(node.line, reason);
+    }
     return rule;
 }
 
-// A value with fewer or more characters or elements.
-void resize(Value& value, Lie lie) {
+// Makes a value have fewer or more characters or elements. False when it has
+// none to begin with, as a number.
+bool resize(Value& value, Lie lie) {
     const auto change = [lie](auto& sequence) {
         if (lie == Lie::empty) {
             sequence.clear();
@@ -135,20 +192,20 @@ void resize(Value& value, Lie lie) {
                 sequence.insert(sequence.end(), once.begin(), once.end());
             }
         }
+        return true;
     };
     if (value.is_array()) {
-        change(value.elements);
-        return;
+        return change(value.elements);
     }
-    for (Scalar& element : value.elements) {
-        if (auto* text = std::get_if<std::string>(&element)) {
-            change(*text);
-        } else if (auto* wide = std::get_if<std::wstring>(&element)) {
-            change(*wide);
-        } else if (auto* bytes = std::get_if<Bytes>(&element)) {
-            change(*bytes);
-        }
+    Scalar& element = value.elements.front();
+    if (auto* text = std::get_if<std::string>(&element)) {
+        return change(*text);
     }
+    if (auto* wide = std::get_if<std::wstring>(&element)) {
+        return change(*wide);
+    }
+    auto* bytes = std::get_if<Bytes>(&element);
+    return bytes != nullptr && change(*bytes);
 }
 
 }  // namespace
@@ -158,27 +215,39 @@ bool has_fault_plan() {
 }
 
 Fault next_fault(Function function, const Subject& subject) {
-    const Exclusive hold(plan_lock);
-    for (Rule& rule : plan) {
-        if (rule.selects(function, subject)) {
-            ++rule.matched;
-            if (rule.matched >= rule.first && rule.matched <= rule.last) {
-                return rule.fault;
+    Fault fault;
+    {
+        const Exclusive hold(plan_lock);
+        bool is_due = false;
+        for (Rule& rule : plan) {
+            if (!rule.selects(function, subject)) {
+                continue;
+            }
+            ++rule.selected;
+            if (!is_due && rule.selected >= rule.first && rule.selected <= rule.last) {
+                fault = rule.fault;
+                is_due = true;
             }
         }
     }
-    return {};
+    if (fault.delay_ms != 0) {
+        Sleep(fault.delay_ms);
+    }
+    return fault;
 }
 
 void hand_out_with(const Fault& fault, const std::string& name, Value value,
                    opal_property& property) {
-    if (fault.lie == Lie::empty || fault.lie == Lie::longer || fault.lie == Lie::shorter) {
-        resize(value, fault.lie);
-    }
+    const bool resizes =
+        fault.lie == Lie::empty || fault.lie == Lie::longer || fault.lie == Lie::shorter;
+    const bool resized = resizes && resize(value, fault.lie);
     if (fault.lie == Lie::unterminated) {
         hand_out_unterminated(name, value, property);
     } else {
         hand_out(name, value, property);
+    }
+    if (resizes && !resized && fault.lie != Lie::longer) {
+        property.size = 0;  // a number, one element fewer
     }
     if (fault.lie == Lie::null) {
         property.value = nullptr;
@@ -197,12 +266,9 @@ int LabSetFaultPlan(const char* json, char* error, size_t capacity) {
     return reporting(error, capacity, [json] {
         std::vector<Rule> rules;
         if (json != nullptr) {
-            const nlohmann::json parsed = nlohmann::json::parse(json);
-            if (!parsed.is_array()) {
-                throw std::invalid_argument("a fault plan is an array of rules");
-            }
-            for (const nlohmann::json& rule : parsed) {
-                rules.push_back(read_rule(rule));
+            const JsonNode root = parse_json(json);
+            for (const JsonNode& node : root.array()) {
+                rules.push_back(read_rule(node));
             }
         }
         const Exclusive hold(plan_lock);

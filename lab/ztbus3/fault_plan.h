@@ -1,6 +1,8 @@
 // Faults that calls are to meet (lab_bus.h, LabSetFaultPlan).
 #pragma once
 
+#include "bus_status.h"
+#include "function.h"
 #include "value.h"
 #include "ztbus3.h"
 
@@ -8,11 +10,6 @@
 #include <string>
 
 namespace lab {
-
-enum class Function;
-
-// Whether a call of the function goes to the service.
-bool reaches_service(Function function);
 
 // What a call is about; empty or 0 where it is about no such thing.
 struct Subject {
@@ -33,12 +30,16 @@ struct Fault {
     std::uint32_t delay_ms = 0;
     std::uint32_t as_type = 0;
     Lie lie = Lie::none;
+
+    // Whether the caller gets to see a failure: nothing is handed out then.
+    bool fails_after() const { return after && is_failure(status); }
 };
 
 // False, at the cost of one load, when there is no plan.
 bool has_fault_plan();
 
-// What the plan has for this call; counts the call for the rules it matches.
+// What the plan has for this call; counts the call for the rules that select it.
+// Waits as the plan says before it returns.
 Fault next_fault(Function function, const Subject& subject);
 
 // Hands a property out as the fault wants it.

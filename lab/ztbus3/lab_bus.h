@@ -80,6 +80,8 @@ ZTBUS3_API void LabRaiseAlert(const char* name);
  *   PsCopyPropset #1 -> 0x0 #2, PsDestroyPropset #1 -> 0x0
  *   ZtTrace 4 "clusapiprov: ERROR: ..." (the formatted text), ZtSleep 50
  *
+ * Texts have backslash escapes for quotes, backslashes and what is not printable
+ * ASCII. A client's property that is none is written as "name" malformed.
  * Objects are written as "@" and the scenario's name ("@null", or "@" and
  * hexadecimal when it has none). A call with an unknown connection, or with a
  * connection and context that do not belong together, ends in " !connection".
@@ -96,8 +98,10 @@ ZTBUS3_API size_t LabRecorderText(char* buffer, size_t capacity);
 /* -------------------------------------------------------------- fault plan */
 
 /*
- * Replaces the plan by a JSON array of rules; NULL or "[]" ends it. A rule
- * selects calls by all of the keys that it gives:
+ * Replaces the plan by a JSON array of rules; NULL or "[]" ends it. A refused
+ * plan leaves the one before in force. Every rule counts the calls that it
+ * selects; of those that are due for a call the first acts. A rule selects calls
+ * by all of the keys that it gives:
  *
  *   "function": "PrCallDispatch"    the function; without it, any function that
  *                                   reaches the service
@@ -108,12 +112,14 @@ ZTBUS3_API size_t LabRecorderText(char* buffer, size_t capacity);
  *   "object": "dg1", "property": "Name", "type": "tamo_ztvm_volume",
  *   "minor": 2003                   what the call is about
  *
- * and does one of these:
+ * and does one of these, or several that do not exclude each other:
  *
  *   "status": "0xc1000001"          answers that status, does nothing
  *   "after": "0xc1000001"           does the work, then answers that status
- *   "nothing": true                 succeeds and hands out nothing: NULL, count 0,
- *                                   an empty set
+ *   "nothing": true                 does the work, succeeds whatever came of it and
+ *                                   hands out nothing: NULL, a cleared property,
+ *                                   count 0; an empty set from ObGetProperties and
+ *                                   PrCallDispatch
  *   "drop": true                    does the work and drops every connection
  *   "delay": 200                    waits that many milliseconds, then goes on
  *   "as": "UINT32"                  hands out the property with that tag, the
@@ -123,7 +129,11 @@ ZTBUS3_API size_t LabRecorderText(char* buffer, size_t capacity);
  *                                   many; "unterminated" no NUL within its size;
  *                                   "short" one element fewer; "null" value NULL, size 0
  *
- * Rules for reading a property hold for ObGetProperty and PsFindProperty. */
+ * Rules for reading a property ("as", "lie") hold for ObGetProperty and
+ * PsFindProperty, and for PsFindNextProperty when they name it. A number that is
+ * made "empty" or "short" has the size 0. Of the functions that answer no status
+ * _ZtAlloc and ZtGUIDToString can be made to hand out nothing, and be delayed.
+ * A rule that could not do what it says is refused. */
 ZTBUS3_API int LabSetFaultPlan(const char* json, char* error, size_t capacity);
 
 /* ---------------------------------------------------------------- counters */

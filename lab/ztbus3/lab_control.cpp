@@ -10,13 +10,21 @@
 using namespace lab;
 
 int LabLoadScenarioFile(const wchar_t* path, char* error, size_t capacity) {
-    return reporting(error, capacity,
-                     [path] { set_embedded_store(std::make_shared<Store>(load_scenario(path))); });
+    return reporting(error, capacity, [path] {
+        if (path == nullptr) {
+            throw std::invalid_argument("no scenario is given");
+        }
+        set_embedded_store(std::make_shared<Store>(load_scenario(path)));
+    });
 }
 
 int LabLoadScenarioText(const char* json, char* error, size_t capacity) {
-    return reporting(error, capacity,
-                     [json] { set_embedded_store(std::make_shared<Store>(build_scenario(json))); });
+    return reporting(error, capacity, [json] {
+        if (json == nullptr) {
+            throw std::invalid_argument("no scenario is given");
+        }
+        set_embedded_store(std::make_shared<Store>(build_scenario(json)));
+    });
 }
 
 int LabFindObject(const char* name, opal_objid* id) {

@@ -56,31 +56,34 @@ std::size_t raw_size(std::uint32_t element_type) {
 
 class RawWriter {
   public:
-    RawWriter(char* to, Pointees& pointees) : m_to(to), m_pointees(pointees) {}
+    // `pointees` may be null for a type that has none.
+    RawWriter(char* to, Pointees* pointees) : m_to(to), m_pointees(pointees) {}
 
     void operator()(bool value) { put(static_cast<opal_bool>(value ? opal_true : opal_false)); }
     template <class T>
     requires std::is_trivially_copyable_v<T>
     void operator()(const T& value) { put(value); }
-    void operator()(const std::string& value) { put(m_pointees.texts.emplace_back(value).c_str()); }
+    void operator()(const std::string& value) {
+        put(m_pointees->texts.emplace_back(value).c_str());
+    }
     void operator()(const std::wstring& value) {
-        put(m_pointees.wide_texts.emplace_back(value).c_str());
+        put(m_pointees->wide_texts.emplace_back(value).c_str());
     }
     void operator()(const Bytes&) {}  // never an element
     void operator()(const std::shared_ptr<PropertySet>& value) {
-        put(m_pointees.sets.emplace_back(new_propset(*value)));
+        put(m_pointees->sets.emplace_back(new_propset(*value)));
     }
     void operator()(const I18n& value) {
         put(opal_i18n{value.message_id, keep(value.name), keep(value.catalog)});
     }
     void operator()(const I18nFormat& value) {
-        std::vector<opal_insertion>& insertions = m_pointees.insertions.emplace_back();
+        std::vector<opal_insertion>& insertions = m_pointees->insertions.emplace_back();
         for (const Insertion& insertion : value.insertions) {
             if (const auto* text = std::get_if<std::string>(&insertion)) {
                 insertions.push_back({keep(*text), nullptr});
             } else {
                 insertions.push_back(
-                    {nullptr, m_pointees.wide_texts.emplace_back(std::get<std::wstring>(insertion))
+                    {nullptr, m_pointees->wide_texts.emplace_back(std::get<std::wstring>(insertion))
                                   .c_str()});
             }
         }
@@ -95,11 +98,11 @@ class RawWriter {
         m_to += sizeof value;
     }
     const char* keep(const std::string& text) {
-        return m_pointees.texts.emplace_back(text).c_str();
+        return m_pointees->texts.emplace_back(text).c_str();
     }
 
     char* m_to;
-    Pointees& m_pointees;
+    Pointees* m_pointees;
 };
 
 // The bytes of a scalar whose value is the characters or bytes themselves.
@@ -121,6 +124,11 @@ bool own_bytes(const Value& value, const void*& bytes, std::size_t& size) {
         return false;
     }
     return true;
+}
+
+// Whether the value is characters or bytes themselves.
+bool holds_own_bytes(std::uint32_t type) {
+    return type == TYPE_STR || type == TYPE_WSTR || type == TYPE_BINARY;
 }
 
 bool has_pointees(std::uint32_t element_type) {
@@ -147,16 +155,17 @@ void fill(const std::string& name, const Value& value, std::size_t slack, opal_p
             std::memcpy(block + value_at, bytes, size);
         }
     } else {
-        pointees = std::make_unique<Pointees>();
-        RawWriter writer(block + value_at, *pointees);
+        if (has_pointees(value.element_type())) {
+            pointees = std::make_unique<Pointees>();
+        }
+        RawWriter writer(block + value_at, pointees.get());
         for (const Scalar& element : value.elements) {
             std::visit(writer, element);
         }
-        if (!has_pointees(value.element_type())) {
-            pointees.reset();
-        }
     }
-    std::memset(block + value_at + size, 'X', slack);
+    if (slack != 0) {
+        std::memset(block + value_at + size, 'X', slack);
+    }
     const Head head{Head::alive, pointees.release()};
     std::memcpy(block, &head, sizeof head);
     std::memcpy(block + sizeof head, name.c_str(), name.size() + 1);
@@ -344,7 +353,14 @@ bool take_in(const opal_property& property, Property& result) {
     result.value.type = property.type;
     result.value.elements.clear();
     const std::uint32_t type = result.value.element_type();
-    const std::size_t count = result.value.is_array() ? property.count : 1;
+    const std::size_t count = property.count;
+    if (!result.value.is_array() && count != 1) {
+        return false;
+    }
+    if (!holds_own_bytes(property.type) && property.size != count * raw_size(type)) {
+        return false;
+    }
+    result.value.elements.reserve(count);
     for (std::size_t index = 0; index < count; ++index) {
         Scalar element;
         if (!take_element(property, type, index, element)) {

@@ -1,30 +1,38 @@
 // The bus's objects, database and methods: what goes to the service.
-#include "call.h"
+#include "bus_status.h"
 #include "connection.h"
+#include "fault_plan.h"
+#include "function.h"
 #include "live.h"
 #include "marshal.h"
 #include "propset.h"
+#include "recorder.h"
 
+#include <cstdlib>
 #include <cstring>
+#include <new>
 
 namespace lab {
 namespace {
 
-std::string name_of_subject(Service& service, const opal_objid* object) {
-    return object != nullptr ? service.name_of(*object) : std::string();
+std::string text_or_empty(const char* text) {
+    return text != nullptr ? text : "";
 }
 
-// What a call did: its status, and whether it is to hand out nothing.
-struct Outcome {
-    opal_status status = ZTSTATUS_OK;
-    Fault fault;
+// What a call is about, as fault plans select it.
+struct About {
+    const opal_objid* object = nullptr;
+    const char* property = nullptr;
+    const char* type = nullptr;
+    std::uint32_t minor = 0;
 
-    // Whether results are to be handed out.
-    bool delivers() const { return status == ZTSTATUS_OK && !fault.nothing; }
+    Subject subject() const {
+        return {object != nullptr ? name_of_object(*object) : "", text_or_empty(property),
+                text_or_empty(type), minor};
+    }
 };
 
-// One call that goes to the service on a connection. `context` is not looked at
-// where the function does not take it.
+// One call that goes to the service on a connection.
 class ServiceCall {
   public:
     ServiceCall(Function function, opal_connection connection)
@@ -37,107 +45,125 @@ class ServiceCall {
         m_known = m_known && m_connection->context() == context;
     }
 
-    // `work` takes the Service and returns a status.
-    template <class Work>
-    Outcome run(const opal_objid* object, const char* property, const char* type,
-                std::uint32_t minor, Work&& work) {
-        Outcome outcome;
-        if (!m_known || !m_connection->connected()) {
-            outcome.status = ZTERROR_NOT_CONNECTED;
-            return outcome;
+    // `work` takes the Service and returns a status; `deliver` takes the fault and
+    // hands out what came of it, after a success only.
+    template <class Work, class Deliver>
+    opal_status run(const About& about, Work&& work, Deliver&& deliver) {
+        try {
+            return m_status = try_run(about, work, deliver);
+        } catch (const std::bad_alloc&) {
+            return m_status = ZTERROR_NO_MEMORY;
         }
-        const std::shared_ptr<Service> service = m_connection->service();
-        if (has_fault_plan()) {
-            outcome.fault = next_fault(m_function, {name_of_subject(*service, object),
-                                                    property != nullptr ? property : "",
-                                                    type != nullptr ? type : "", minor});
-            if (outcome.fault.delay_ms != 0) {
-                Sleep(outcome.fault.delay_ms);
-            }
-            if (outcome.fault.answers) {
-                outcome.status = outcome.fault.status;
-                return outcome;
-            }
-        }
-        outcome.status = work(*service);
-        if (outcome.fault.drop) {
-            drop_connections();
-        }
-        if (outcome.fault.after) {
-            outcome.status = outcome.fault.status;
-        } else if (outcome.fault.nothing) {
-            outcome.status = ZTSTATUS_OK;
-        }
-        return outcome;
     }
+    // Arguments that are none.
+    opal_status refuse() { return m_status = ZTERROR_INVALID_ARGUMENT; }
 
-    // Writes the call down; `text` makes what stands behind the function's name.
-    template <class Text> void write_down(Text&& text) const {
+    // Whether results were handed out.
+    bool delivered() const { return m_delivered; }
+
+    // Writes the call down: `arguments` and `results` make the texts in front of
+    // and behind the status.
+    template <class Arguments, class Results>
+    void write_down(Arguments&& arguments, Results&& results) const {
         if (is_recorded(m_function)) {
-            record(m_function, text() + (m_known ? "" : " !connection"));
+            record(m_function, " " + arguments() + status_text(m_status) + results() +
+                                   (m_known ? "" : " !connection"));
         }
+    }
+    template <class Arguments> void write_down(Arguments&& arguments) const {
+        write_down(arguments, [] { return ""; });
     }
 
   private:
+    template <class Work, class Deliver>
+    opal_status try_run(const About& about, Work&& work, Deliver&& deliver) {
+        if (!m_known || !m_connection->connected()) {
+            return ZTERROR_NOT_CONNECTED;
+        }
+        Fault fault;
+        if (has_fault_plan()) {
+            fault = next_fault(m_function, about.subject());
+        }
+        opal_status status = fault.status;
+        if (fault.answers) {
+            fault.nothing = true;
+        } else {
+            status = work(*m_connection->service());
+            if (fault.nothing) {
+                status = ZTSTATUS_OK;
+            }
+        }
+        if (fault.drop) {
+            drop_connections();
+        }
+        if (fault.after) {
+            status = fault.status;
+        }
+        if (!is_failure(status)) {
+            deliver(fault);
+            m_delivered = !fault.nothing;
+        }
+        return status;
+    }
+
     Function m_function;
     std::shared_ptr<Connection> m_connection;
     bool m_known;
+    opal_status m_status = ZTSTATUS_OK;
+    bool m_delivered = false;
 };
 
-// An id array of the client's; NULL for none.
-opal_objid* hand_out_ids(const std::vector<opal_objid>& ids) {
-    if (ids.empty()) {
+// Memory that the client frees with _ZtFree; NULL for no bytes.
+void* hand_out_block(const void* bytes, std::size_t size) {
+    if (size == 0) {
         return nullptr;
     }
-    auto* array = static_cast<opal_objid*>(std::malloc(ids.size() * sizeof(opal_objid)));
-    if (array == nullptr) {
+    void* block = std::malloc(size);
+    if (block == nullptr) {
         throw std::bad_alloc();
     }
-    std::memcpy(array, ids.data(), ids.size() * sizeof(opal_objid));
+    std::memcpy(block, bytes, size);
     ++live.blocks;
-    return array;
+    return block;
 }
 
-std::string ids_text(const std::vector<opal_objid>& ids) {
-    std::string text = " [";
-    for (const opal_objid& id : ids) {
-        text += (text.size() == 2 ? "" : " ") + object_text(&id);
-    }
-    return text + "]";
-}
-
-// Hands ids out, or none.
-void deliver_ids(const Outcome& outcome, std::vector<opal_objid>& found, opal_objid** ids,
-                 std::uint32_t* count) {
-    if (outcome.status != ZTSTATUS_OK) {
-        return;
-    }
-    if (!outcome.delivers()) {
-        found.clear();
-    }
-    *ids = hand_out_ids(found);
-    *count = static_cast<std::uint32_t>(found.size());
-}
-
-template <class Walk>
-opal_status walk_objects(Function function, opal_connection connection, opal_context context,
-                         const opal_objid* object, const char* type, opal_objid** ids,
-                         std::uint32_t* count, Walk&& walk) {
-    ServiceCall call(function, connection, context);
+// A call that hands out ids; `find` takes the Service and the ids.
+template <class Find, class Arguments>
+opal_status find_objects(ServiceCall& call, const About& about, bool valid, opal_objid** ids,
+                         std::uint32_t* count, Find&& find, Arguments&& arguments) {
     std::vector<opal_objid> found;
-    Outcome outcome;
-    if (object == nullptr || ids == nullptr || count == nullptr) {
-        outcome.status = ZTERROR_INVALID_ARGUMENT;
-    } else {
-        outcome = call.run(object, nullptr, type, 0,
-                           [&](Service& service) { return walk(service, found); });
-        deliver_ids(outcome, found, ids, count);
+    const opal_status status =
+        !valid || ids == nullptr || count == nullptr
+            ? call.refuse()
+            : call.run(
+                  about, [&](Service& service) { return find(service, found); },
+                  [&](const Fault& fault) {
+                      if (fault.nothing) {
+                          found.clear();
+                      }
+                      *ids = static_cast<opal_objid*>(
+                          hand_out_block(found.data(), found.size() * sizeof(opal_objid)));
+                      *count = static_cast<std::uint32_t>(found.size());
+                  });
+    call.write_down(arguments, [&] { return is_failure(status) ? "" : " " + objects_text(found); });
+    return status;
+}
+
+// Results of a method take the place of what the caller's set has of that name.
+void put_results(PropertySet& set, PropertySet&& results) {
+    for (Property& result : results) {
+        bool replaced = false;
+        for (Property& existing : set) {
+            if (existing.name == result.name) {
+                existing.value = std::move(result.value);
+                replaced = true;
+                break;
+            }
+        }
+        if (!replaced) {
+            set.push_back(std::move(result));
+        }
     }
-    call.write_down([&] {
-        return " " + object_text(object) + " " + (type != nullptr ? type : "*") +
-               status_text(outcome.status) + (outcome.status == ZTSTATUS_OK ? ids_text(found) : "");
-    });
-    return outcome.status;
 }
 
 }  // namespace
@@ -149,173 +175,145 @@ opal_status ObGetProperty(opal_connection connection, opal_context context,
                           const opal_objid* object, const char* name, opal_property* property) {
     ServiceCall call(Function::ObGetProperty, connection, context);
     Value value;
-    Outcome outcome;
-    if (object == nullptr || name == nullptr || property == nullptr) {
-        outcome.status = ZTERROR_INVALID_ARGUMENT;
-    } else {
-        outcome = call.run(object, name, nullptr, 0, [&](Service& service) {
-            return service.get_property(*object, name, value);
-        });
-        if (outcome.delivers()) {
-            hand_out_with(outcome.fault, name, value, *property);
-        } else if (outcome.status == ZTSTATUS_OK) {
-            *property = {};
-        }
-    }
-    call.write_down([&] {
-        return " " + object_text(object) + " " + quote(name) + status_text(outcome.status) +
-               (outcome.delivers() ? " " + value_text(value) : "");
-    });
-    return outcome.status;
+    const opal_status status =
+        object == nullptr || name == nullptr || property == nullptr
+            ? call.refuse()
+            : call.run(
+                  {.object = object, .property = name},
+                  [&](Service& service) { return service.get_property(*object, name, value); },
+                  [&](const Fault& fault) {
+                      if (fault.nothing) {
+                          *property = {};
+                      } else {
+                          hand_out_with(fault, name, value, *property);
+                      }
+                  });
+    call.write_down([&] { return object_text(object) + " " + name_text(name); },
+                    [&] { return call.delivered() ? " " + value_text(value) : ""; });
+    return status;
 }
 
 opal_status ObSetProperty(opal_connection connection, opal_context context,
                           const opal_objid* object, const opal_property* property) {
     ServiceCall call(Function::ObSetProperty, connection, context);
     Property taken;
-    Outcome outcome;
-    if (object == nullptr || property == nullptr || !take_in(*property, taken)) {
-        outcome.status = ZTERROR_INVALID_ARGUMENT;
-    } else {
-        outcome = call.run(object, taken.name.c_str(), nullptr, 0,
-                           [&](Service& service) { return service.set_property(*object, taken); });
-    }
-    call.write_down([&] {
-        return " " + object_text(object) + " " + quote(taken.name.c_str()) + " " +
-               value_text(taken.value) + status_text(outcome.status);
-    });
-    return outcome.status;
+    const opal_status status =
+        object == nullptr || property == nullptr || !take_in(*property, taken)
+            ? call.refuse()
+            : call.run(
+                  {.object = object, .property = taken.name.c_str()},
+                  [&](Service& service) { return service.set_property(*object, taken); },
+                  [](const Fault&) {});
+    call.write_down([&] { return object_text(object) + " " + client_property_text(property); });
+    return status;
 }
 
 opal_status ObGetProperties(opal_connection connection, opal_context context,
                             const opal_objid* object, opal_propset* set) {
     ServiceCall call(Function::ObGetProperties, connection, context);
     PropertySet properties;
-    Outcome outcome;
-    if (object == nullptr || set == nullptr) {
-        outcome.status = ZTERROR_INVALID_ARGUMENT;
-    } else {
-        outcome = call.run(object, nullptr, nullptr, 0, [&](Service& service) {
-            return service.get_properties(*object, properties);
-        });
-        if (outcome.status == ZTSTATUS_OK) {
-            *set = outcome.fault.nothing ? nullptr : new_propset(properties);
-        }
-    }
-    call.write_down([&] {
-        return " " + object_text(object) + status_text(outcome.status) +
-               (outcome.delivers() ? " " + set_text(properties) : "");
-    });
-    return outcome.status;
+    const opal_status status =
+        object == nullptr || set == nullptr
+            ? call.refuse()
+            : call.run(
+                  {.object = object},
+                  [&](Service& service) { return service.get_properties(*object, properties); },
+                  [&](const Fault& fault) {
+                      *set = new_propset(fault.nothing ? PropertySet() : properties);
+                  });
+    call.write_down([&] { return object_text(object); },
+                    [&] { return is_failure(status) ? "" : " " + set_text(*set); });
+    return status;
 }
 
 opal_status ObGetObjectType(opal_connection connection, opal_context context,
                             const opal_objid* object, char** type) {
     ServiceCall call(Function::ObGetObjectType, connection, context);
     std::string found;
-    Outcome outcome;
-    if (object == nullptr || type == nullptr) {
-        outcome.status = ZTERROR_INVALID_ARGUMENT;
-    } else {
-        outcome = call.run(object, nullptr, nullptr, 0,
-                           [&](Service& service) { return service.get_type(*object, found); });
-        if (outcome.delivers()) {
-            char* text = static_cast<char*>(std::malloc(found.size() + 1));
-            if (text == nullptr) {
-                outcome.status = ZTERROR_NO_MEMORY;
-            } else {
-                std::memcpy(text, found.c_str(), found.size() + 1);
-                ++live.blocks;
-                *type = text;
-            }
-        } else if (outcome.status == ZTSTATUS_OK) {
-            *type = nullptr;
-        }
-    }
-    call.write_down([&] {
-        return " " + object_text(object) + status_text(outcome.status) +
-               (outcome.delivers() ? " " + found : "");
-    });
-    return outcome.status;
+    const opal_status status =
+        object == nullptr || type == nullptr
+            ? call.refuse()
+            : call.run(
+                  {.object = object},
+                  [&](Service& service) { return service.get_type(*object, found); },
+                  [&](const Fault& fault) {
+                      *type =
+                          fault.nothing
+                              ? nullptr
+                              : static_cast<char*>(hand_out_block(found.c_str(), found.size() + 1));
+                  });
+    call.write_down([&] { return object_text(object); },
+                    [&] { return call.delivered() ? " " + found : ""; });
+    return status;
 }
 
 opal_status ObGetChildObjects(opal_connection connection, opal_context context,
                               const opal_objid* object, const char* type, opal_objid** ids,
                               uint32_t* count) {
-    return walk_objects(Function::ObGetChildObjects, connection, context, object, type, ids, count,
-                        [&](Service& service, std::vector<opal_objid>& found) {
-                            return service.get_children(*object, type != nullptr ? type : "",
-                                                        found);
-                        });
+    ServiceCall call(Function::ObGetChildObjects, connection, context);
+    return find_objects(
+        call, {.object = object, .type = type}, object != nullptr, ids, count,
+        [&](Service& service, std::vector<opal_objid>& found) {
+            return service.get_children(*object, text_or_empty(type), found);
+        },
+        [&] { return object_text(object) + " " + (type != nullptr ? type : "*"); });
 }
 
 opal_status ObGetParentObjects(opal_connection connection, opal_context context,
                                const opal_objid* object, const char* type, opal_objid** ids,
                                uint32_t* count) {
-    return walk_objects(Function::ObGetParentObjects, connection, context, object, type, ids, count,
-                        [&](Service& service, std::vector<opal_objid>& found) {
-                            return service.get_parents(*object, type != nullptr ? type : "", found);
-                        });
+    ServiceCall call(Function::ObGetParentObjects, connection, context);
+    return find_objects(
+        call, {.object = object, .type = type}, object != nullptr, ids, count,
+        [&](Service& service, std::vector<opal_objid>& found) {
+            return service.get_parents(*object, text_or_empty(type), found);
+        },
+        [&] { return object_text(object) + " " + (type != nullptr ? type : "*"); });
 }
 
 opal_status ObDeleteObject(opal_connection connection, opal_context context,
                            const opal_objid* object) {
     ServiceCall call(Function::ObDeleteObject, connection, context);
-    // Written down before: afterwards the object has no name.
+    // Made before: afterwards the object has no name.
     const std::string text = is_recorded(Function::ObDeleteObject) ? object_text(object) : "";
-    Outcome outcome;
-    if (object == nullptr) {
-        outcome.status = ZTERROR_INVALID_ARGUMENT;
-    } else {
-        outcome = call.run(object, nullptr, nullptr, 0,
-                           [&](Service& service) { return service.delete_object(*object); });
-    }
-    call.write_down([&] { return " " + text + status_text(outcome.status); });
-    return outcome.status;
+    const opal_status status =
+        object == nullptr ? call.refuse()
+                          : call.run(
+                                {.object = object},
+                                [&](Service& service) { return service.delete_object(*object); },
+                                [](const Fault&) {});
+    call.write_down([&] { return text; });
+    return status;
 }
 
 int32_t ObCompareId(const opal_objid* left, const opal_objid* right) {
     count_call(Function::ObCompareId);
+    if (left == nullptr || right == nullptr) {
+        return left == right ? 0 : 1;
+    }
     return std::memcmp(left, right, sizeof *left);
 }
 
 opal_status DbGetObjects(opal_connection connection, opal_context context, const char* type,
                          opal_objid** ids, uint32_t* count) {
     ServiceCall call(Function::DbGetObjects, connection, context);
-    std::vector<opal_objid> found;
-    Outcome outcome;
-    if (type == nullptr || ids == nullptr || count == nullptr) {
-        outcome.status = ZTERROR_INVALID_ARGUMENT;
-    } else {
-        outcome = call.run(nullptr, nullptr, type, 0,
-                           [&](Service& service) { return service.get_objects(type, found); });
-        deliver_ids(outcome, found, ids, count);
-    }
-    call.write_down([&] {
-        return " " + std::string(type != nullptr ? type : "NULL") + status_text(outcome.status) +
-               (outcome.status == ZTSTATUS_OK ? ids_text(found) : "");
-    });
-    return outcome.status;
+    return find_objects(
+        call, {.type = type}, type != nullptr, ids, count,
+        [&](Service& service, std::vector<opal_objid>& found) {
+            return service.get_objects(type, found);
+        },
+        [&] { return std::string(type != nullptr ? type : "NULL"); });
 }
 
 opal_status DbGetObjectsByQuery(opal_connection connection, opal_context context,
                                 const wchar_t* query, opal_objid** ids, uint32_t* count) {
     ServiceCall call(Function::DbGetObjectsByQuery, connection, context);
-    std::vector<opal_objid> found;
-    Outcome outcome;
-    if (query == nullptr || ids == nullptr || count == nullptr) {
-        outcome.status = ZTERROR_INVALID_ARGUMENT;
-    } else {
-        outcome = call.run(nullptr, nullptr, nullptr, 0,
-                           [&](Service& service) { return service.query(query, found); });
-        deliver_ids(outcome, found, ids, count);
-    }
-    call.write_down([&] {
-        const Value text = wide_value(query != nullptr ? query : L"");
-        return " " + value_text(text).substr(sizeof "WSTR") + status_text(outcome.status) +
-               (outcome.status == ZTSTATUS_OK ? ids_text(found) : "");
-    });
-    return outcome.status;
+    return find_objects(
+        call, {}, query != nullptr, ids, count,
+        [&](Service& service, std::vector<opal_objid>& found) {
+            return service.query(query, found);
+        },
+        [&] { return query != nullptr ? quoted(std::wstring(query)) : "NULL"; });
 }
 
 opal_status PrCallDispatch(opal_connection connection, const opal_objid* target,
@@ -325,39 +323,44 @@ opal_status PrCallDispatch(opal_connection connection, const opal_objid* target,
                            uint64_t* task, uint64_t* result) {
     static std::atomic<std::uint64_t> last_task{0};
     ServiceCall call(Function::PrCallDispatch, connection);
-    const PropertySet no_parameters;
     PropertySet results;
-    Outcome outcome;
-    if (target == nullptr || interface_id == nullptr || (input != nullptr && !is_propset(input)) ||
-        (output != nullptr && !is_propset(output))) {
-        outcome.status = ZTERROR_INVALID_ARGUMENT;
+    const bool valid = target != nullptr && interface_id != nullptr &&
+                       (input == nullptr || is_propset(input)) &&
+                       (output == nullptr || is_propset(output));
+    opal_status status = ZTSTATUS_OK;
+    if (valid) {
+        status = call.run(
+            {.object = target, .minor = minor},
+            [&](Service& service) {
+                return service.invoke(*target, *interface_id, major, minor,
+                                      input != nullptr ? input->properties : PropertySet(),
+                                      results);
+            },
+            [&](const Fault& fault) {
+                if (fault.nothing) {
+                    results.clear();
+                }
+            });
+        if (output != nullptr) {
+            put_results(output->properties, std::move(results));
+        }
     } else {
-        outcome = call.run(target, nullptr, nullptr, minor, [&](Service& service) {
-            return service.invoke(*target, *interface_id, major, minor,
-                                  input != nullptr ? input->properties : no_parameters, results);
-        });
-        if (output != nullptr && !outcome.fault.nothing) {
-            for (Property& property : results) {
-                output->properties.push_back(property);
-            }
-        }
-        if (task != nullptr) {
-            *task = ++last_task;
-        }
-        if (result != nullptr) {
-            *result = outcome.status;
-        }
+        status = call.refuse();
     }
-    call.write_down([&] {
-        const auto text_of = [](opal_propset set) {
-            return is_propset(set) ? set_text(set->properties) : std::string("NULL");
-        };
-        return " " + object_text(target) + " " +
-               (interface_id != nullptr ? guid_text(*interface_id) : "NULL") + " " +
-               std::to_string(major) + "." + std::to_string(minor) + " " + text_of(input) + " " +
-               std::to_string(reserved1) + "," + std::to_string(reserved2) + "," +
-               std::to_string(reserved3) + "," + std::to_string(reserved4) +
-               status_text(outcome.status) + " " + text_of(output);
-    });
-    return outcome.status;
+    if (task != nullptr) {
+        *task = ++last_task;
+    }
+    if (result != nullptr) {
+        *result = status;
+    }
+    call.write_down(
+        [&] {
+            return object_text(target) + " " +
+                   (interface_id != nullptr ? guid_text(*interface_id) : "NULL") + " " +
+                   std::to_string(major) + "." + std::to_string(minor) + " " + set_text(input) +
+                   " " + std::to_string(reserved1) + "," + std::to_string(reserved2) + "," +
+                   std::to_string(reserved3) + "," + std::to_string(reserved4);
+        },
+        [&] { return " " + set_text(output); });
+    return status;
 }

@@ -1,5 +1,5 @@
 // The bus's property sets: Ps functions.
-#include "call.h"
+#include "faulty_call.h"
 #include "live.h"
 #include "marshal.h"
 #include "propset.h"
@@ -13,15 +13,13 @@ namespace {
 std::atomic<std::uint32_t> last_number{0};
 
 std::string set_name(opal_propset set) {
-    return is_propset(set) ? " #" + std::to_string(set->number) : " NULL";
-}
-
-std::string property_text(const opal_property* property) {
-    Property taken;
-    if (property == nullptr || !take_in(*property, taken)) {
+    if (!is_propset(set)) {
         return " NULL";
     }
-    return " " + quote(taken.name.c_str()) + " " + value_text(taken.value);
+    if (set->number == 0) {
+        set->number = ++last_number;
+    }
+    return " #" + std::to_string(set->number);
 }
 
 Property* find_in(opal_propset set, const std::string& name) {
@@ -31,36 +29,51 @@ Property* find_in(opal_propset set, const std::string& name) {
     return found == set->properties.end() ? nullptr : &*found;
 }
 
-// Runs the work of a function on sets unless the plan answers in its place.
-template <class Work, class Text>
-opal_status client_call(Function function, const Subject& subject, Work&& work, Text&& text) {
-    count_call(function);
-    opal_status status = ZTSTATUS_OK;
-    Fault fault;
-    if (has_fault_plan()) {
-        fault = next_fault(function, subject);
+// PsAddProperty and PsSetProperty: `put` takes a copy of a well-formed property.
+template <class Put>
+opal_status put_property(Function function, opal_propset set, const opal_property* property,
+                         Put&& put) {
+    return client_call(
+        function, property != nullptr ? property->name : nullptr,
+        [&](const Fault&) -> opal_status {
+            Property taken;
+            if (!is_propset(set) || property == nullptr || !take_in(*property, taken)) {
+                return ZTERROR_INVALID_ARGUMENT;
+            }
+            return put(std::move(taken));
+        },
+        [&](opal_status status) {
+            return set_name(set) + " " + client_property_text(property) + status_text(status);
+        });
+}
+
+// Hands a property of a set out as the fault wants it.
+opal_status give_property(const Fault& fault, const Property& found, opal_property& property) {
+    if (!fault.fails_after()) {
+        hand_out_with(fault, found.name, found.value, property);
     }
-    if (fault.delay_ms != 0) {
-        Sleep(fault.delay_ms);
+    return ZTSTATUS_OK;
+}
+
+// Hands a new set out, or what the fault makes of it.
+opal_status give_set(const Fault& fault, PropertySet properties, opal_propset& set) {
+    if (!fault.fails_after()) {
+        set = fault.nothing ? nullptr : new_propset(std::move(properties));
     }
-    status = fault.answers ? fault.status : work(fault);
-    if (fault.after) {
-        status = fault.status;
-    }
-    if (is_recorded(function)) {
-        record(function, text(status));
-    }
-    return status;
+    return ZTSTATUS_OK;
+}
+
+std::string found_text(const Property* found) {
+    return found != nullptr ? " " + quoted(found->name) + " " + value_text(found->value) : "";
 }
 
 }  // namespace
 
 opal_propset new_propset(PropertySet properties) {
-    auto* set = new opal_propset_s;
-    set->number = ++last_number;
+    auto set = std::make_unique<opal_propset_s>();
     set->properties = std::move(properties);
     ++live.property_sets;
-    return set;
+    return set.release();
 }
 
 bool is_propset(opal_propset set) {
@@ -71,8 +84,8 @@ bool delete_propset(opal_propset set) {
     if (!is_propset(set)) {
         return false;
     }
-    set->magic = 0;
-    delete set;
+    const std::unique_ptr<opal_propset_s> owner(set);
+    set->magic = 0;  // found by a second call, as long as the memory is not used again
     --live.property_sets;
     return true;
 }
@@ -87,23 +100,22 @@ using namespace lab;
 
 opal_status PsCreatePropset(opal_propset* set) {
     return client_call(
-        Function::PsCreatePropset, {},
+        Function::PsCreatePropset, nullptr,
         [set](const Fault& fault) -> opal_status {
             if (set == nullptr) {
                 return ZTERROR_INVALID_ARGUMENT;
             }
-            *set = fault.nothing ? nullptr : new_propset({});
-            return ZTSTATUS_OK;
+            return give_set(fault, {}, *set);
         },
         [set](opal_status status) {
-            return status_text(status) + (status == ZTSTATUS_OK ? set_name(*set) : "");
+            return status_text(status) + (!is_failure(status) ? set_name(*set) : "");
         });
 }
 
 opal_status PsDestroyPropset(opal_propset set) {
     const std::string name = is_recorded(Function::PsDestroyPropset) ? set_name(set) : "";
     return client_call(
-        Function::PsDestroyPropset, {},
+        Function::PsDestroyPropset, nullptr,
         [set](const Fault&) {
             return delete_propset(set) ? ZTSTATUS_OK : ZTERROR_INVALID_ARGUMENT;
         },
@@ -111,64 +123,35 @@ opal_status PsDestroyPropset(opal_propset set) {
 }
 
 opal_status PsAddProperty(opal_propset set, const opal_property* property) {
-    Subject subject;
-    if (has_fault_plan() && property != nullptr && property->name != nullptr) {
-        subject.property = property->name;
-    }
-    return client_call(
-        Function::PsAddProperty, subject,
-        [set, property](const Fault&) -> opal_status {
-            Property taken;
-            if (!is_propset(set) || property == nullptr || !take_in(*property, taken)) {
-                return ZTERROR_INVALID_ARGUMENT;
-            }
-            if (find_in(set, taken.name) != nullptr) {
-                return ZTERROR_DUPLICATE;
-            }
-            set->properties.push_back(std::move(taken));
-            return ZTSTATUS_OK;
-        },
-        [set, property](opal_status status) {
-            return set_name(set) + property_text(property) + status_text(status);
-        });
+    return put_property(Function::PsAddProperty, set, property, [set](Property taken) {
+        if (find_in(set, taken.name) != nullptr) {
+            return ZTERROR_DUPLICATE;
+        }
+        set->properties.push_back(std::move(taken));
+        return ZTSTATUS_OK;
+    });
 }
 
 opal_status PsSetProperty(opal_propset set, const opal_property* property) {
-    Subject subject;
-    if (has_fault_plan() && property != nullptr && property->name != nullptr) {
-        subject.property = property->name;
-    }
-    return client_call(
-        Function::PsSetProperty, subject,
-        [set, property](const Fault&) -> opal_status {
-            Property taken;
-            if (!is_propset(set) || property == nullptr || !take_in(*property, taken)) {
-                return ZTERROR_INVALID_ARGUMENT;
-            }
-            Property* existing = find_in(set, taken.name);
-            if (existing == nullptr) {
-                set->properties.push_back(std::move(taken));
-                return ZTSTATUS_OK;
-            }
-            if (same(existing->value, taken.value)) {
-                return ZTSTATUS_SAME_VALUE;
-            }
-            existing->value = std::move(taken.value);
+    return put_property(Function::PsSetProperty, set, property, [set](Property taken) {
+        Property* existing = find_in(set, taken.name);
+        if (existing == nullptr) {
+            set->properties.push_back(std::move(taken));
             return ZTSTATUS_OK;
-        },
-        [set, property](opal_status status) {
-            return set_name(set) + property_text(property) + status_text(status);
-        });
+        }
+        if (same(existing->value, taken.value)) {
+            return ZTSTATUS_SAME_VALUE;
+        }
+        existing->value = std::move(taken.value);
+        return ZTSTATUS_OK;
+    });
 }
 
 opal_status PsFindProperty(opal_propset set, const char* name, opal_property* property) {
-    Subject subject;
-    if (has_fault_plan() && name != nullptr) {
-        subject.property = name;
-    }
+    const Property* found = nullptr;
     return client_call(
-        Function::PsFindProperty, subject,
-        [set, name, property](const Fault& fault) -> opal_status {
+        Function::PsFindProperty, name,
+        [&](const Fault& fault) -> opal_status {
             if (!is_propset(set) || name == nullptr || property == nullptr) {
                 return ZTERROR_INVALID_ARGUMENT;
             }
@@ -176,22 +159,18 @@ opal_status PsFindProperty(opal_propset set, const char* name, opal_property* pr
                 *property = {};
                 return ZTSTATUS_OK;
             }
-            const Property* found = find_in(set, name);
-            if (found == nullptr) {
-                return ZTERROR_PROPERTY;
-            }
-            hand_out_with(fault, found->name, found->value, *property);
-            return ZTSTATUS_OK;
+            found = find_in(set, name);
+            return found != nullptr ? give_property(fault, *found, *property) : ZTERROR_PROPERTY;
         },
-        [set, name, property](opal_status status) {
-            return set_name(set) + " " + quote(name) + status_text(status) +
-                   (status == ZTSTATUS_OK ? property_text(property) : "");
+        [&](opal_status status) {
+            return set_name(set) + " " + name_text(name) + status_text(status) +
+                   found_text(is_failure(status) ? nullptr : found);
         });
 }
 
 opal_status PsOpenPropset(opal_propset set) {
     return client_call(
-        Function::PsOpenPropset, {},
+        Function::PsOpenPropset, nullptr,
         [set](const Fault&) -> opal_status {
             if (!is_propset(set)) {
                 return ZTERROR_INVALID_ARGUMENT;
@@ -203,31 +182,34 @@ opal_status PsOpenPropset(opal_propset set) {
 }
 
 opal_status PsFindNextProperty(opal_propset set, opal_property* property) {
+    const Property* found = nullptr;
     return client_call(
-        Function::PsFindNextProperty, {},
-        [set, property](const Fault& fault) -> opal_status {
+        Function::PsFindNextProperty, nullptr,
+        [&](const Fault& fault) -> opal_status {
             if (!is_propset(set) || property == nullptr) {
                 return ZTERROR_INVALID_ARGUMENT;
             }
             if (set->walk >= set->properties.size()) {
                 return ZTERROR_END_OF_SET;
             }
-            const Property& next = set->properties[set->walk++];
-            hand_out_with(fault, next.name, next.value, *property);
-            return ZTSTATUS_OK;
+            found = &set->properties[set->walk++];
+            if (fault.nothing) {
+                *property = {};
+                return ZTSTATUS_OK;
+            }
+            return give_property(fault, *found, *property);
         },
-        [set, property](opal_status status) {
+        [&](opal_status status) {
             return set_name(set) + status_text(status) +
-                   (status == ZTSTATUS_OK ? property_text(property) : "");
+                   found_text(is_failure(status) ? nullptr : found);
         });
 }
 
 opal_status PsFreeProperty(opal_property* property) {
-    const std::string name = is_recorded(Function::PsFreeProperty) && property != nullptr
-                                 ? " " + quote(property->name)
-                                 : "";
+    const char* given = property != nullptr ? property->name : nullptr;
+    const std::string name = is_recorded(Function::PsFreeProperty) ? name_text(given) : "";
     return client_call(
-        Function::PsFreeProperty, {},
+        Function::PsFreeProperty, given,
         [property](const Fault&) -> opal_status {
             if (property == nullptr) {
                 return ZTERROR_INVALID_ARGUMENT;
@@ -237,21 +219,20 @@ opal_status PsFreeProperty(opal_property* property) {
             }
             return free_property(*property) ? ZTSTATUS_OK : ZTERROR_INVALID_ARGUMENT;
         },
-        [&name](opal_status status) { return name + status_text(status); });
+        [&name](opal_status status) { return " " + name + status_text(status); });
 }
 
 opal_status PsCopyPropset(opal_propset set, opal_propset* copy) {
     return client_call(
-        Function::PsCopyPropset, {},
+        Function::PsCopyPropset, nullptr,
         [set, copy](const Fault& fault) -> opal_status {
             if (!is_propset(set) || copy == nullptr) {
                 return ZTERROR_INVALID_ARGUMENT;
             }
-            *copy = fault.nothing ? nullptr : new_propset(set->properties);
-            return ZTSTATUS_OK;
+            return give_set(fault, set->properties, *copy);
         },
         [set, copy](opal_status status) {
             return set_name(set) + status_text(status) +
-                   (status == ZTSTATUS_OK ? set_name(*copy) : "");
+                   (!is_failure(status) ? set_name(*copy) : "");
         });
 }

@@ -1,7 +1,8 @@
 // The bus's alerts, messages and utilities.
-#include "call.h"
+#include "faulty_call.h"
 #include "live.h"
 #include "locks.h"
+#include "text.h"
 #include "value.h"
 
 #include <cctype>
@@ -79,6 +80,21 @@ opal_status append(opal_i18n_format& format, const opal_insertion& insertion) {
     return ZTSTATUS_OK;
 }
 
+template <class Char, class Make>
+opal_status add_insertion(Function function, opal_i18n_format* format, const Char* text,
+                          Make&& make) {
+    return client_call(
+        function, nullptr,
+        [&](const Fault&) -> opal_status {
+            if (format == nullptr || text == nullptr) {
+                return ZTERROR_INVALID_ARGUMENT;
+            }
+            const Char* copy = copy_of(text);
+            return copy != nullptr ? append(*format, make(copy)) : ZTERROR_NO_MEMORY;
+        },
+        [](opal_status) { return std::string(); });
+}
+
 SRWLOCK trace_lock = SRWLOCK_INIT;
 lab_trace_sink trace_sink = nullptr;
 
@@ -105,21 +121,16 @@ opal_bool EvMatch(const char* pattern, const char* name) {
 }
 
 opal_status I18nAddInsertionString(opal_i18n_format* format, const char* text) {
-    count_call(Function::I18nAddInsertionString);
-    if (format == nullptr || text == nullptr) {
-        return ZTERROR_INVALID_ARGUMENT;
-    }
-    const char* copy = copy_of(text);
-    return copy != nullptr ? append(*format, {copy, nullptr}) : ZTERROR_NO_MEMORY;
+    return add_insertion(Function::I18nAddInsertionString, format, text, [](const char* copy) {
+        return opal_insertion{copy, nullptr};
+    });
 }
 
 opal_status I18nAddInsertionWideString(opal_i18n_format* format, const wchar_t* text) {
-    count_call(Function::I18nAddInsertionWideString);
-    if (format == nullptr || text == nullptr) {
-        return ZTERROR_INVALID_ARGUMENT;
-    }
-    const wchar_t* copy = copy_of(text);
-    return copy != nullptr ? append(*format, {nullptr, copy}) : ZTERROR_NO_MEMORY;
+    return add_insertion(Function::I18nAddInsertionWideString, format, text,
+                         [](const wchar_t* copy) {
+                             return opal_insertion{nullptr, copy};
+                         });
 }
 
 void ZtTrace(uint32_t level, const char* format, ...) {
@@ -132,7 +143,7 @@ void ZtTrace(uint32_t level, const char* format, ...) {
     va_end(arguments);
     text[length < 0 ? static_cast<int>(sizeof text - 1) : length] = '\0';
     if (is_recorded(Function::ZtTrace)) {
-        record(Function::ZtTrace, " " + std::to_string(level) + " " + quote(text));
+        record(Function::ZtTrace, " " + std::to_string(level) + " " + name_text(text));
     }
     const Shared hold(trace_lock);
     if (trace_sink != nullptr) {
@@ -143,19 +154,14 @@ void ZtTrace(uint32_t level, const char* format, ...) {
 }
 
 char* ZtGUIDToString(const GUID* guid) {
-    count_call(Function::ZtGUIDToString);
-    if (guid == nullptr) {
-        return nullptr;
-    }
-    if (has_fault_plan() && next_fault(Function::ZtGUIDToString, {}).nothing) {
+    if (is_withheld(Function::ZtGUIDToString) || guid == nullptr) {
         return nullptr;
     }
     return copy_of(guid_text(*guid).c_str());
 }
 
 void* _ZtAlloc(size_t size) {
-    count_call(Function::ZtAlloc);
-    if (has_fault_plan() && next_fault(Function::ZtAlloc, {}).nothing) {
+    if (is_withheld(Function::ZtAlloc)) {
         return nullptr;
     }
     return counted(std::calloc(1, size != 0 ? size : 1));
@@ -223,22 +229,18 @@ size_t Ztwcstombs(char* target, const wchar_t* source, size_t capacity) {
     if (target != nullptr && capacity != 0) {
         target[0] = '\0';
     }
-    BOOL lost = FALSE;
-    const int needed = source != nullptr
-                           ? WideCharToMultiByte(CP_ACP, 0, source, -1, nullptr, 0, nullptr, &lost)
-                           : 0;
-    if (needed == 0 || lost) {
+    std::string text;
+    if (source == nullptr || !to_ansi(source, text)) {
         return failed;
     }
-    const auto length = static_cast<std::size_t>(needed) - 1;
     if (target == nullptr) {
-        return length;
+        return text.size();
     }
-    if (length >= capacity) {
+    if (text.size() >= capacity) {
         return failed;
     }
-    WideCharToMultiByte(CP_ACP, 0, source, -1, target, needed, nullptr, nullptr);
-    return length;
+    std::memcpy(target, text.c_str(), text.size() + 1);
+    return text.size();
 }
 
 BOOL ZtCloseHandle(HANDLE handle) {

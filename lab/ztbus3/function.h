@@ -1,18 +1,12 @@
-// One call of a function of the bus: counted, recorded, and subject to the fault
-// plan.
+// The functions of the bus: their names, and how often each was called.
 #pragma once
 
-#include "fault_plan.h"
-#include "lab_bus.h"
-#include "value.h"
-
-#include <atomic>
-#include <cstdint>
+#include <optional>
 #include <string>
 
 namespace lab {
 
-// Every exported function of the bus, in the order of the .def file.
+// Every exported function, in the order of the .def file.
 enum class Function {
     PsCreatePropset,
     PsDestroyPropset,
@@ -53,20 +47,13 @@ enum class Function {
 };
 
 const char* function_name(Function function);
+std::optional<Function> function_named(const std::string& name);
 
-// Whether calls of a function are written down now.
-bool is_recorded(Function function);
-// Writes one line, the function's name in front.
-void record(Function function, const std::string& rest);
+// Whether calls of the function go to the service.
+bool reaches_service(Function function);
+// Whether it works on a property set, or on a property that the bus handed out.
+bool works_on_sets(Function function);
 
-// Counts the call.
 void count_call(Function function);
-
-// How the recorder writes things.
-std::string object_text(const opal_objid* object);
-std::string value_text(const Value& value);
-std::string set_text(const PropertySet& set);
-std::string status_text(opal_status status);  // " -> 0x0"
-std::string quote(const char* text);          // NULL for NULL
 
 }  // namespace lab

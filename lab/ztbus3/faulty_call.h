@@ -1,0 +1,51 @@
+// Calls that stay in this process, as the fault plan wants them.
+#pragma once
+
+#include "bus_status.h"
+#include "connection.h"
+#include "fault_plan.h"
+#include "function.h"
+#include "recorder.h"
+
+#include <new>
+
+namespace lab {
+
+// Counts a call and runs it: `work` takes the fault that it meets and returns a
+// status, `text` takes the status and makes what the recorder writes behind the
+// function's name.
+template <class Work, class Text>
+opal_status client_call(Function function, const char* property, Work&& work, Text&& text) {
+    count_call(function);
+    Fault fault;
+    if (has_fault_plan()) {
+        fault = next_fault(function, {"", property != nullptr ? property : "", "", 0});
+    }
+    opal_status status = fault.status;
+    if (!fault.answers) {
+        try {
+            status = work(fault);
+        } catch (const std::bad_alloc&) {
+            status = ZTERROR_NO_MEMORY;
+        }
+    }
+    if (fault.drop) {
+        drop_connections();
+    }
+    if (fault.after) {
+        status = fault.status;
+    }
+    if (is_recorded(function)) {
+        record(function, text(status));
+    }
+    return status;
+}
+
+// For functions that answer no status: whether the plan makes this call hand out
+// nothing. Counts the call.
+inline bool is_withheld(Function function) {
+    count_call(function);
+    return has_fault_plan() && next_fault(function, {}).nothing;
+}
+
+}  // namespace lab

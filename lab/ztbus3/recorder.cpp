@@ -1,0 +1,110 @@
+#include "recorder.h"
+
+#include "connection.h"
+#include "lab_bus.h"
+#include "locks.h"
+#include "marshal.h"
+#include "propset.h"
+
+#include <atomic>
+#include <cstdio>
+#include <cstring>
+
+namespace lab {
+namespace {
+
+std::atomic<int> recording{0};
+SRWLOCK lines_lock = SRWLOCK_INIT;
+std::string lines;
+
+bool is_client_side(Function function) {
+    return works_on_sets(function) || function == Function::ZtTrace ||
+           function == Function::ZtSleep;
+}
+
+std::string name_of(const opal_objid& id, const void* /*context*/) {
+    return name_of_object(id);
+}
+
+}  // namespace
+
+bool is_recorded(Function function) {
+    const int what = recording.load(std::memory_order_relaxed);
+    return what != 0 &&
+           (reaches_service(function) || (what == LAB_RECORD_ALL && is_client_side(function)));
+}
+
+void record(Function function, const std::string& rest) {
+    const Exclusive hold(lines_lock);
+    lines += function_name(function);
+    lines += rest;
+    lines += '\n';
+}
+
+std::string object_text(const opal_objid* object) {
+    return object == nullptr ? "NULL" : "@" + name_of_object(*object);
+}
+
+std::string objects_text(const std::vector<opal_objid>& objects) {
+    std::string text = "[";
+    for (const opal_objid& object : objects) {
+        text += (text.size() == 1 ? "" : " ") + object_text(&object);
+    }
+    return text + "]";
+}
+
+std::string value_text(const Value& value) {
+    return std::string(type_name(value.type)) + " " + to_text(value, name_of, nullptr);
+}
+
+std::string set_text(const PropertySet& set) {
+    return to_text(set, name_of, nullptr);
+}
+
+std::string set_text(opal_propset set) {
+    return is_propset(set) ? set_text(set->properties) : "NULL";
+}
+
+std::string client_property_text(const opal_property* property) {
+    if (property == nullptr) {
+        return "NULL";
+    }
+    Property taken;
+    return name_text(property->name) + " " +
+           (take_in(*property, taken) ? value_text(taken.value) : "malformed");
+}
+
+std::string status_text(opal_status status) {
+    char text[24];
+    std::snprintf(text, sizeof text, " -> 0x%x", static_cast<unsigned>(status));
+    return text;
+}
+
+std::string name_text(const char* text) {
+    return text == nullptr ? "NULL" : quoted(std::string(text));
+}
+
+}  // namespace lab
+
+using namespace lab;
+
+void LabRecorderStart(int what) {
+    const Exclusive hold(lines_lock);
+    lines.clear();
+    restart_set_numbers();
+    recording = what;
+}
+
+void LabRecorderStop(void) {
+    recording = 0;
+}
+
+size_t LabRecorderText(char* buffer, size_t capacity) {
+    const Shared hold(lines_lock);
+    if (buffer != nullptr && capacity != 0) {
+        const std::size_t length = lines.size() < capacity ? lines.size() : capacity - 1;
+        std::memcpy(buffer, lines.data(), length);
+        buffer[length] = '\0';
+    }
+    return lines.size() + 1;
+}
