@@ -1,17 +1,37 @@
 #include "trace_lines.h"
 
+#include <windows.h>
+
 #include <cstdio>
 #include <fstream>
 #include <iterator>
+#include <utility>
 
 namespace support {
+namespace {
+
+constexpr char ids_begin[] = "[PID:";
+
+std::string in_code_page(const wchar_t* text) {
+    const int size = WideCharToMultiByte(CP_ACP, 0, text, -1, nullptr, 0, nullptr, nullptr);
+    std::string result(static_cast<std::size_t>(size), '\0');
+    WideCharToMultiByte(CP_ACP, 0, text, -1, result.data(), size, nullptr, nullptr);
+    result.pop_back();
+    return result;
+}
+
+}  // namespace
+
+Expected::Expected(unsigned line_level, const wchar_t* line)
+    : level(line_level), text(in_code_page(line)) {}
 
 bool parse_line(const std::string& line, LogLine& parsed) {
     unsigned month, day, year, hour, minute, second;
     int used = 0;
-    if (std::sscanf(line.c_str(), "%2u/%2u/%2u %2u:%2u:%2u [PID:%u,TID:%u] %n", &month, &day, &year,
+    if (std::sscanf(line.c_str(), "%2u/%2u/%2u %2u:%2u:%2u [PID:%u,TID:%u]%n", &month, &day, &year,
                     &hour, &minute, &second, &parsed.process, &parsed.thread, &used) != 8 ||
-        used == 0) {
+        used == 0 || month < 1 || month > 12 || day < 1 || day > 31 || hour > 23 || minute > 59 ||
+        second > 60) {
         return false;
     }
     // Written again as the log writes it: no blank or digit may differ.
@@ -23,7 +43,8 @@ bool parse_line(const std::string& line, LogLine& parsed) {
         return false;
     }
     parsed.text = line.substr(front.size());
-    return true;
+    return parsed.text.find(ids_begin) == std::string::npos &&
+           parsed.text.find('\0') == std::string::npos;
 }
 
 std::vector<LogLine> read_log(const std::filesystem::path& path, std::string& error) {
@@ -33,10 +54,12 @@ std::vector<LogLine> read_log(const std::filesystem::path& path, std::string& er
     std::vector<LogLine> lines;
     for (std::size_t at = 0; at < contents.size();) {
         const std::size_t end = contents.find("\r\n", at);
+        const std::string text = contents.substr(at, end - at);
         LogLine line;
-        if (end == std::string::npos || !parse_line(contents.substr(at, end - at), line)) {
-            error = "line " + std::to_string(lines.size() + 1) + " is not whole: " +
-                    contents.substr(at, end == std::string::npos ? end : end - at);
+        if (end == std::string::npos || !parse_line(text, line)) {
+            error = "line " + std::to_string(lines.size() + 1) +
+                    (end == std::string::npos ? " has no end: \"" : " is not whole: \"") + text +
+                    "\"";
             return lines;
         }
         lines.push_back(line);
