@@ -70,7 +70,9 @@ extern "C" {
 #define FARLO_NULL_HANDLE 100u             /* the handle is NULL */
 #define FARLO_INVALID_ARGUMENT 0x80070057u
 #define FARLO_OUT_OF_MEMORY 0x8007000Eu
+#define FARLO_PROVIDER_FAILED 0xC1000001u      /* a provider failed, or an object is missing */
 #define FARLO_NODE_ALREADY_STARTED 0xE5150047u /* the cluster volume manager runs already */
+#define FARLO_ALREADY_ONLINE 0xE515007Au       /* the disk group is online already */
 
 /* ------------------------------------------------------------------ limits */
 
@@ -529,6 +531,275 @@ typedef uint32_t (*StopCVMClusterW_fn)(opal_handle handle);
  */
 uint32_t GetCVMClusterNodeStateW(opal_handle handle, uint32_t* state);
 typedef uint32_t (*GetCVMClusterNodeStateW_fn)(opal_handle handle, uint32_t* state);
+
+/* ------------------------------------------------ volumes: online and offline */
+
+/*
+ * Brings one volume of a shared disk group online on this node. First starts the
+ * cluster volume manager when it does not run, and imports the volume's disk
+ * group when it is not imported.
+ *
+ *   guid         the disk group's GUID text; required
+ *   device       the volume's device name; required
+ *   flags        the service's own bits; bit 0x1 is always added
+ *   timeout_ms   while the cluster volume manager starts, the callback of
+ *                RegisterForAlerts is run on this thread whenever so many
+ *                milliseconds have passed, and once more at the end. It limits
+ *                nothing: the wait goes on until the node has started or failed.
+ *                With 0 the callback is run without pause, with 0xFFFFFFFF at the
+ *                end only.
+ *
+ * A connection that is lost during the call. When the disk group is not found,
+ * OnlineVol validates the connection as ValidateClusterW does, but cannot reach
+ * the caller's slot. If the connection had dropped, the caller's handle has then
+ * been released and, when reconnecting succeeded, a new connection made that
+ * carries the rest of this call, the alerts and the provider runtime. No status
+ * tells of it; the trace log does (level 6: "OnlineVolW() Entering
+ * ValidateCluster"). The caller's handle is void then and must be passed to one
+ * function only: UnInitializeClusterW, which answers FARLO_UNINITIALIZE_FAILED
+ * for a handle that was released. So an agent that cannot rule out that its
+ * connection was lost (its connection did drop before, or the result is
+ * FARLO_NOT_CONNECTED) gives the handle back with UnInitializeClusterW, whatever
+ * that answers, sets its slot to NULL and connects anew with InitializeClusterW;
+ * it must not call ValidateClusterW on the old one. The new connection that
+ * OnlineVol made stays open for the life of the process. A released handle may be
+ * given out again: where another slot of the agent holds the same value by then,
+ * leave it to that slot.
+ *
+ * Statuses: FARLO_INVALID_ARGUMENT (NULL, a text that is too long, no such
+ * volume), FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_PROVIDER_FAILED (no misc
+ * object, or the node reports a failed start), FARLO_EXCEPTION (a property cannot
+ * be read; no thread or mutex), FARLO_NOT_FOUND, FARLO_EXCLUDED_TYPE,
+ * FARLO_NO_CLUSTER_SERVICE, those of StartCVMClusterW and OnlineDgEx, the
+ * system's error of a failed wait, the service's. FARLO_ALREADY_ONLINE of the disk
+ * group counts as success.
+ */
+uint32_t OnlineVolA(opal_handle handle, const char* guid, const char* device, uint32_t flags,
+                    uint32_t timeout_ms);
+typedef uint32_t (*OnlineVolA_fn)(opal_handle handle, const char* guid, const char* device,
+                                  uint32_t flags, uint32_t timeout_ms);
+uint32_t OnlineVolW(opal_handle handle, const char* guid, const wchar_t* device, uint32_t flags,
+                    uint32_t timeout_ms);
+typedef uint32_t (*OnlineVolW_fn)(opal_handle handle, const char* guid, const wchar_t* device,
+                                  uint32_t flags, uint32_t timeout_ms);
+
+/*
+ * Takes one volume of a shared disk group offline on this node. Where the cluster
+ * volume manager does not run there is nothing to do: 0. The disk group must be a
+ * cluster or a cluster-shared one.
+ *
+ *   guid     the disk group's GUID text; required
+ *   device   the volume's device name; required
+ *   flags    the service's own bits; bit 0x1 is always added
+ *
+ * Statuses: FARLO_INVALID_ARGUMENT (NULL, a text that is too long, no such
+ * volume), FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_PROVIDER_FAILED (no misc
+ * object), FARLO_EXCEPTION, FARLO_NOT_FOUND, FARLO_EXCLUDED_TYPE,
+ * FARLO_NO_CLUSTER_SERVICE, the service's.
+ */
+uint32_t OfflineVolA(opal_handle handle, const char* guid, const char* device, uint32_t flags);
+typedef uint32_t (*OfflineVolA_fn)(opal_handle handle, const char* guid, const char* device,
+                                   uint32_t flags);
+uint32_t OfflineVolW(opal_handle handle, const char* guid, const wchar_t* device, uint32_t flags);
+typedef uint32_t (*OfflineVolW_fn)(opal_handle handle, const char* guid, const wchar_t* device,
+                                   uint32_t flags);
+
+/*
+ * Flushes and dismounts the file system of a volume, then tells the driver that
+ * the volume goes offline. Neither handle nor service is needed. What failed is
+ * the end: a volume that cannot be opened or flushed is not dismounted, and the
+ * driver is told of a dismounted volume only.
+ *
+ *   name         the volume's name, narrow in both forms, at most 64 characters;
+ *                required
+ *   path         a path that opens the volume, with or without a backslash at
+ *                its end, at most 259 characters; required
+ *   group_guid   the disk group's GUID, 16 bytes, which go to the driver as they
+ *                are; required
+ *
+ * Statuses: FARLO_INVALID_ARGUMENT (NULL, or a text that is too long); the
+ * system's error of opening, flushing or dismounting; of the driver
+ * FARLO_DEVICE_SHARING_VIOLATION, FARLO_DEVICE_UNSUCCESSFUL, FARLO_NOT_FOUND (no
+ * driver), FARLO_MISSING_ARGUMENT (a request that it does not take),
+ * FARLO_DEVICE_FAILED.
+ */
+uint32_t OfflineVolumeA(const char* name, const char* path, const void* group_guid);
+typedef uint32_t (*OfflineVolumeA_fn)(const char* name, const char* path, const void* group_guid);
+uint32_t OfflineVolumeW(const char* name, const wchar_t* path, const void* group_guid);
+typedef uint32_t (*OfflineVolumeW_fn)(const char* name, const wchar_t* path,
+                                      const void* group_guid);
+
+/* ----------------------------------- volumes: mount points and volume names */
+
+/*
+ * Asks the service to refresh the mount path of a volume.
+ *
+ *   name   the volume's name, device name or drive letter, compared without
+ *          regard to case; the first volume that has it in any of the three is
+ *          taken
+ *
+ * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_PROVIDER_FAILED (NULL, or
+ * no such volume), FARLO_EXCEPTION, the service's.
+ */
+uint32_t FFUpdateMountPathA(opal_handle handle, const char* name);
+typedef uint32_t (*FFUpdateMountPathA_fn)(opal_handle handle, const char* name);
+uint32_t FFUpdateMountPathW(opal_handle handle, const wchar_t* name);
+typedef uint32_t (*FFUpdateMountPathW_fn)(opal_handle handle, const wchar_t* name);
+
+/* The buffer of GetVolumeNameForSerialNumber, in bytes. */
+#define FARLO_VOLUME_NAME_BUFFER_SIZE 1656u
+
+/*
+ * The name of the volume of a cluster disk group whose file system has a serial
+ * number.
+ *
+ *   name, guid      name the group; the GUID is its text, as everywhere, not 16
+ *                   bytes
+ *   serial_number   the volume serial number of the file system
+ *   volume_name     receives the volume's name with a backslash behind it, wide
+ *                   in both forms
+ *   size            in: the buffer's size in bytes; out: with
+ *                   FARLO_BUFFER_TOO_SMALL the size that is needed, which is
+ *                   FARLO_VOLUME_NAME_BUFFER_SIZE always, else left alone.
+ *                   Tested before the buffer is
+ *
+ * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_MISSING_ARGUMENT,
+ * FARLO_NOT_FOUND (no such group), FARLO_BUFFER_TOO_SMALL, FARLO_VOLUME_NOT_FOUND,
+ * FARLO_EXCEPTION (a volume's name cannot be read, or is longer than the buffer).
+ */
+uint32_t GetVolumeNameForSerialNumberA(opal_handle handle, const char* name, const char* guid,
+                                       uint32_t serial_number, wchar_t* volume_name,
+                                       uint32_t* size);
+typedef uint32_t (*GetVolumeNameForSerialNumberA_fn)(opal_handle handle, const char* name,
+                                                     const char* guid, uint32_t serial_number,
+                                                     wchar_t* volume_name, uint32_t* size);
+uint32_t GetVolumeNameForSerialNumberW(opal_handle handle, const wchar_t* name, const char* guid,
+                                       uint32_t serial_number, wchar_t* volume_name,
+                                       uint32_t* size);
+typedef uint32_t (*GetVolumeNameForSerialNumberW_fn)(opal_handle handle, const wchar_t* name,
+                                                     const char* guid, uint32_t serial_number,
+                                                     wchar_t* volume_name, uint32_t* size);
+
+/* ------------------------------------------------------------- disk layout */
+
+/* Partition styles. */
+#define FARLO_PARTITION_STYLE_MBR 0u
+#define FARLO_PARTITION_STYLE_GPT 1u
+#define FARLO_PARTITION_STYLE_RAW 2u
+
+/* A GUID in binary form, in bytes, laid out as Windows' GUID. */
+#define FARLO_GUID_SIZE 16
+
+/*
+ * The partition style and the identity of the disk behind a device. No handle is
+ * needed. A disk of more than 129 partition entries is not read.
+ *
+ *   path        a disk's or a volume's device path, which must open; required
+ *   signature   receives an MBR disk's signature; else left alone
+ *   disk_guid   receives a GPT disk's GUID, FARLO_GUID_SIZE bytes; else left alone
+ *   style       receives the partition style
+ *
+ * Statuses: FARLO_INVALID_ARGUMENT (NULL), FARLO_OUT_OF_MEMORY, the system's error
+ * of opening the device or of reading its layout.
+ */
+uint32_t GetDiskTypeAndSignatureA(const char* path, uint32_t* signature, uint8_t* disk_guid,
+                                  uint32_t* style);
+typedef uint32_t (*GetDiskTypeAndSignatureA_fn)(const char* path, uint32_t* signature,
+                                                uint8_t* disk_guid, uint32_t* style);
+uint32_t GetDiskTypeAndSignatureW(const wchar_t* path, uint32_t* signature, uint8_t* disk_guid,
+                                  uint32_t* style);
+typedef uint32_t (*GetDiskTypeAndSignatureW_fn)(const wchar_t* path, uint32_t* signature,
+                                                uint8_t* disk_guid, uint32_t* style);
+
+/*
+ * The disk identity of a cluster disk group: that of its first volume. A group
+ * without volumes has none: 0, and nothing is written.
+ *
+ *   name      the group's name (the A form takes up to 259 characters); required
+ *   disk_id   receives the signature of an MBR disk; else left alone
+ *   style     receives the partition style
+ *
+ * Statuses: FARLO_NOT_FOUND (no such group; NULL), FARLO_NULL_HANDLE,
+ * FARLO_NOT_CONNECTED, FARLO_EXCLUDED_TYPE, FARLO_EXCEPTION, those of
+ * GetDiskTypeAndSignature.
+ */
+uint32_t GetFirstVolumesDiskIDA(opal_handle handle, const char* name, uint32_t* disk_id,
+                                uint32_t* style);
+typedef uint32_t (*GetFirstVolumesDiskIDA_fn)(opal_handle handle, const char* name,
+                                              uint32_t* disk_id, uint32_t* style);
+uint32_t GetFirstVolumesDiskIDW(opal_handle handle, const wchar_t* name, uint32_t* disk_id,
+                                uint32_t* style);
+typedef uint32_t (*GetFirstVolumesDiskIDW_fn)(opal_handle handle, const wchar_t* name,
+                                              uint32_t* disk_id, uint32_t* style);
+
+/* ---------------------------------------------------------- clusterability */
+
+/*
+ * Whether a disk may be put under cluster control: its disk group is a cluster
+ * group (type 2) and a cluster resource. 1 or 0; every failure is 0.
+ *
+ *   style       FARLO_PARTITION_STYLE_MBR or FARLO_PARTITION_STYLE_GPT
+ *   signature   identifies an MBR disk
+ *   disk_guid   identifies a GPT disk; FARLO_GUID_SIZE bytes
+ */
+uint8_t IsStorageClusterable(opal_handle handle, uint32_t style, uint32_t signature,
+                             const uint8_t* disk_guid);
+typedef uint8_t (*IsStorageClusterable_fn)(opal_handle handle, uint32_t style, uint32_t signature,
+                                           const uint8_t* disk_guid);
+
+/* Whether the disk group of a volume is of a type, in the service's own numbers.
+ * 1 or 0; every failure is 0. */
+uint8_t IsVolumeOfSpecifiedDgType(opal_handle handle, const wchar_t* volume_name, uint32_t type);
+typedef uint8_t (*IsVolumeOfSpecifiedDgType_fn)(opal_handle handle, const wchar_t* volume_name,
+                                                uint32_t type);
+
+/* Whether the disk group of a volume is a cluster-shared one (type 8) that is
+ * shared. 1 or 0; every failure is 0. */
+uint8_t IsVolumeClusterable(opal_handle handle, const wchar_t* volume_name);
+typedef uint8_t (*IsVolumeClusterable_fn)(opal_handle handle, const wchar_t* volume_name);
+
+/*
+ * The GUID text of the cluster-shared disk group (type 8) that a volume belongs
+ * to.
+ *
+ *   device   the volume's device name; required
+ *   guid     receives the text; FARLO_GUID_TEXT_SIZE bytes
+ *
+ * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_INVALID_ARGUMENT (NULL,
+ * too long, or a group of another type), FARLO_OUT_OF_MEMORY,
+ * FARLO_PROVIDER_FAILED (no such volume, no group, a text longer than the buffer),
+ * FARLO_EXCEPTION, the service's.
+ */
+uint32_t GetClusterSharedDgGuidA(opal_handle handle, const char* device, char* guid);
+typedef uint32_t (*GetClusterSharedDgGuidA_fn)(opal_handle handle, const char* device, char* guid);
+uint32_t GetClusterSharedDgGuidW(opal_handle handle, const wchar_t* device, char* guid);
+typedef uint32_t (*GetClusterSharedDgGuidW_fn)(opal_handle handle, const wchar_t* device,
+                                               char* guid);
+
+/* ----------------------------------------- clean-up of virtual-machine folders */
+
+/*
+ * Whether DeleteVMMSFolder is wanted on this machine: 0 when the system's version
+ * is 6.3 and the registry value VMMSFolderDelete is 1; FARLO_PROVIDER_FAILED when
+ * not; the system's error as 0x8007xxxx when a value cannot be read.
+ */
+uint32_t CheckOSVersionAndReg(void);
+typedef uint32_t (*CheckOSVersionAndReg_fn)(void);
+
+/*
+ * Removes the empty subfolders of a folder, and theirs. The folder itself stays,
+ * and so does every folder whose name begins with a dot, with all that is in it.
+ * Files are never deleted: the first folder that cannot be removed ends the call,
+ * and what was removed before stays removed. Paths of more than 259 characters
+ * are not walked.
+ *
+ *   folder   must end in a backslash; required
+ *
+ * Statuses: FARLO_INVALID_ARGUMENT (NULL or empty; a path that is too long, below
+ * the folder too), the system's error as 0x8007xxxx.
+ */
+uint32_t DeleteVMMSFolder(const wchar_t* folder);
+typedef uint32_t (*DeleteVMMSFolder_fn)(const wchar_t* folder);
 
 #ifdef __cplusplus
 }

@@ -1,0 +1,19 @@
+// Exported entries: clean-up of virtual-machine folders.
+#include "farlo.h"
+#include "guard.h"
+
+#include "../volume/vmms_folder.h"
+
+using farlo::guarded;
+
+extern "C" {
+
+uint32_t CheckOSVersionAndReg(void) {
+    return guarded([] { return farlo::CheckOSVersionAndReg(); });
+}
+
+uint32_t DeleteVMMSFolder(const wchar_t* folder) {
+    return guarded([&] { return farlo::DeleteVMMSFolder(folder); });
+}
+
+}  // extern "C"

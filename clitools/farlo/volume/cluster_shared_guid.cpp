@@ -1,0 +1,100 @@
+#include "cluster_shared_guid.h"
+
+#include "connection.h"
+#include "database.h"
+#include "dg_type.h"
+#include "farlo.h"
+#include "guid_text.h"
+#include "status.h"
+#include "trace_log.h"
+
+#include <cerrno>
+#include <cwchar>
+#include <vector>
+
+namespace farlo {
+namespace {
+
+std::uint32_t find_guid(opal_handle handle, const wchar_t* device, char* guid) {
+    if (device == nullptr) {
+        log(0, L"GetClusterSharedDgGuidW() failed , NULL Volume Device Name");
+        return FARLO_INVALID_ARGUMENT;
+    }
+    if (guid == nullptr) {
+        log(0, L"GetClusterSharedDgGuidW() failed , NULL DG GUID");
+        return FARLO_INVALID_ARGUMENT;
+    }
+    QueryText query;
+    if (!query) {
+        log(0, L"GetClusterSharedDgGuidW: failed to allocate memory");
+        return FARLO_OUT_OF_MEMORY;
+    }
+    if (!query.format(volume_type, "DEVICE NAME", device)) {
+        log(0, L"GetClusterSharedDgGuidW() failed , Volume Device Name is too long, error=(0x%x)",
+            FARLO_INVALID_ARGUMENT);
+        return FARLO_INVALID_ARGUMENT;
+    }
+    // Two blanks in front of "- %s" in some of these lines and one in others: kept,
+    // administrators search for this wording.
+    std::vector<CZtObject> volumes;
+    const std::uint32_t status =
+        CZtDatabase::GetObjectsByQuery(connection_pair(handle), query.c_str(), volumes);
+    if (is_failure(status)) {
+        log(0, L"GetClusterSharedDgGuidW:DbGetObjectsByQuery failed for volume  - %s, error = 0x%x",
+            device, status);
+        return status;
+    }
+    if (volumes.empty()) {
+        log(0, L"GetClusterSharedDgGuidW:Volume Object not found for volume  - %s", device);
+        return FARLO_PROVIDER_FAILED;
+    }
+    std::vector<CZtObject> groups;
+    volumes.front().GetParentObjects(disk_group_type, groups);
+    if (groups.empty()) {
+        log(0, L"GetClusterSharedDgGuidW: Dg object not found for volume  - %s", device);
+        return FARLO_PROVIDER_FAILED;
+    }
+    std::uint32_t type = 0;
+    groups.front().GetProp("LDM DG TYPE", type);
+    if (type != cluster_shared_dg_type) {
+        log(0, L"GetClusterSharedDgGuidW: DgType is not Cluster Shared for volume - %s", device);
+        return FARLO_INVALID_ARGUMENT;
+    }
+    NarrowText dgid;
+    groups.front().GetProp("dgid", dgid);
+    if (!copy_text(guid, guid_text_capacity, dgid.c_str(), dgid.length())) {
+        log(0, L"GetClusterSharedDgGuidW: secure string copy failed for volume  - %s, error = %s",
+            device, _wcserror(ERANGE));
+        return FARLO_PROVIDER_FAILED;
+    }
+    return FARLO_SUCCESS;
+}
+
+}  // namespace
+
+std::uint32_t GetClusterSharedDgGuidW(opal_handle handle, const wchar_t* device, char* guid) {
+    log(2, L"Entering GetClusterSharedDgGuidW");
+    if (handle == nullptr) {
+        log(0, L"GetClusterSharedDgGuidW() failed , NULL opal_handle");
+        return FARLO_NULL_HANDLE;
+    }
+    if (!is_connected(handle)) {
+        log(0, L"GetClusterSharedDgGuidW() failed , opal_handle not connected");
+        return FARLO_NOT_CONNECTED;
+    }
+    std::uint32_t status = FARLO_EXCEPTION;
+    try {
+        status = find_guid(handle, device, guid);
+    } catch (...) {
+        log(6, L"API_TRY_CATCH_FAILED ");
+    }
+    if (!is_connected(handle)) {
+        status = FARLO_NOT_CONNECTED;
+    }
+    if (status != 0) {
+        log(0, L"GetClusterSharedDgGuidW() failed, error=(0x%x) ", status);
+    }
+    return status;
+}
+
+}  // namespace farlo

@@ -1,0 +1,13 @@
+// The GUID text of the cluster-shared disk group that a volume belongs to.
+#pragma once
+
+#include "ztcmd.h"
+
+#include <cstdint>
+
+namespace farlo {
+
+// farlo.h, GetClusterSharedDgGuid.
+std::uint32_t GetClusterSharedDgGuidW(opal_handle handle, const wchar_t* device, char* guid);
+
+}  // namespace farlo

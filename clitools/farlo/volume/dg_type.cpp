@@ -1,0 +1,77 @@
+#include "dg_type.h"
+
+#include "connection.h"
+#include "database.h"
+#include "farlo.h"
+#include "status.h"
+#include "trace_log.h"
+
+#include <vector>
+
+namespace farlo {
+namespace {
+
+bool is_of_type(opal_handle handle, const QueryText& query, const wchar_t* volume_name,
+                std::uint32_t type, CZtObject& group) {
+    std::vector<CZtObject> volumes;
+    const std::uint32_t status =
+        CZtDatabase::GetObjectsByQuery(connection_pair(handle), query.c_str(), volumes);
+    if (is_failure(status)) {
+        log(0,
+            L"IsVolumeOfSpecifiedDgType: DbGetObjectsByQuery failed for volume - %s, error = 0x%x",
+            volume_name, status);
+        return false;
+    }
+    if (volumes.empty()) {
+        return false;
+    }
+    std::vector<CZtObject> groups;
+    volumes.front().GetParentObjects(disk_group_type, groups);
+    if (groups.empty()) {
+        return false;
+    }
+    group.assign(groups.front());
+    std::uint32_t actual = 0;
+    group.GetProp("LDM DG TYPE", actual);
+    log(6, L"IsVolumeOfSpecifiedDgType: input type = %d, actual type = %d", type, actual);
+    return actual == type;
+}
+
+}  // namespace
+
+bool IsVolumeOfSpecifiedDgType(opal_handle handle, const wchar_t* volume_name, std::uint32_t type,
+                               CZtObject& group) {
+    log(2, L"Entering IsVolumeOfSpecifiedDgType");
+    if (handle == nullptr) {
+        log(0, L"IsVolumeOfSpecifiedDgType , NULL opal_handle");
+        return false;
+    }
+    if (!is_connected(handle)) {
+        log(0, L"IsVolumeOfSpecifiedDgType failed , opal_handle not connected");
+        return false;
+    }
+    if (volume_name == nullptr) {
+        log(0, L"IsVolumeOfSpecifiedDgType() failed , NULL Volume Name");
+        return false;
+    }
+    QueryText query;
+    if (!query) {
+        log(0, L"IsVolumeOfSpecifiedDgType: failed to allocate memory");
+        return false;
+    }
+    if (!query.format(volume_type, "volumename", volume_name)) {
+        log(0, L"IsVolumeOfSpecifiedDgType() failed , Volume Name is too long, error=(0x%x)",
+            FARLO_INVALID_ARGUMENT);
+        return false;
+    }
+    bool answer = false;
+    try {
+        answer = is_of_type(handle, query, volume_name, type, group);
+    } catch (...) {
+        log(6, L"API_TRY_CATCH_FAILED ");
+    }
+    log(0, L"Exiting IsVolumeOfSpecifiedDgType");
+    return answer;
+}
+
+}  // namespace farlo

@@ -1,0 +1,80 @@
+#include "dismount.h"
+
+#include "config_device.h"
+#include "dmcontrol.h"
+#include "farlo.h"
+#include "guid_text.h"
+#include "trace_log.h"
+#include "windows_handle.h"
+
+#include <winioctl.h>
+
+#include <cstring>
+#include <cwchar>
+
+namespace farlo {
+namespace {
+
+constexpr std::size_t path_capacity = 260;
+
+std::uint32_t dismount(const char* name, const wchar_t* path, const void* group_guid) {
+    if (name == nullptr || path == nullptr || group_guid == nullptr) {
+        log(0, L"OfflineVolumeW() failed , NULL Volume GUID/Name/DG GUID");
+        return FARLO_INVALID_ARGUMENT;
+    }
+    // An entry line at the level of errors: kept, administrators want it always.
+    log(0, L"Entering OfflineVolumeW - %s", path);
+    // Both texts are tested before the volume is touched: one that is dismounted
+    // without the driver being told would be worse than one left alone.
+    wchar_t device[path_capacity];
+    std::size_t length = std::wcslen(path);
+    dm_volume_request request{};
+    if (!copy_text(device, path_capacity, path, length) ||
+        !copy_text(request.name, sizeof request.name, name, std::strlen(name))) {
+        log(0, L"OfflineVolumeW() failed , Volume GUID/Name is too long, error=(0x%x)",
+            FARLO_INVALID_ARGUMENT);
+        return FARLO_INVALID_ARGUMENT;
+    }
+    std::memcpy(request.guid, group_guid, sizeof request.guid);
+    // With its backslash the path names the volume's root folder.
+    if (length != 0 && device[length - 1] == L'\\') {
+        device[length - 1] = L'\0';
+    }
+
+    const Handle volume(CreateFileW(device, GENERIC_READ | GENERIC_WRITE,
+                                    FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
+                                    FILE_ATTRIBUTE_SYSTEM, nullptr));
+    if (!volume) {
+        const DWORD error = GetLastError();
+        log(0, L"OfflineVolumeW:CreateFileW for %S failed 0x%x", name, error);
+        return error;
+    }
+    if (!FlushFileBuffers(volume.get())) {
+        const DWORD error = GetLastError();
+        log(0, L"OfflineVolumeW: FlushFileBuffers for %s failed 0x%x", path, error);
+        return error;
+    }
+    DWORD returned = 0;
+    if (!DeviceIoControl(volume.get(), FSCTL_DISMOUNT_VOLUME, nullptr, 0, nullptr, 0, &returned,
+                         nullptr)) {
+        const DWORD error = GetLastError();
+        log(0, L"OfflineVolumeW: FSCTL_DISMOUNT_VOLUME  for %S failed 0x%x", name, error);
+        return error;
+    }
+    return SendDmConfigRequest(DM_CONFIG_VOLUME_OFFLINE, &request);
+}
+
+}  // namespace
+
+std::uint32_t OfflineVolumeW(const char* name, const wchar_t* path, const void* group_guid) {
+    const std::uint32_t status = dismount(name, path, group_guid);
+    if (status != 0) {
+        log(0, L"OfflineVolumeW() failed for volume %s, error=(0x%x) ", path, status);
+    } else {
+        log(0, L"OfflineVolumeW() succeeded for volume %s, error=(0x%x) ", path, status);
+    }
+    log(2, L"Exiting OfflineVolumeW");
+    return status;
+}
+
+}  // namespace farlo

@@ -1,0 +1,11 @@
+// Dismounting a volume below the service.
+#pragma once
+
+#include <cstdint>
+
+namespace farlo {
+
+// farlo.h, OfflineVolume.
+std::uint32_t OfflineVolumeW(const char* name, const wchar_t* path, const void* group_guid);
+
+}  // namespace farlo

@@ -1,0 +1,76 @@
+#include "first_volume_disk.h"
+
+#include "connection.h"
+#include "database.h"
+#include "disk_layout.h"
+#include "farlo.h"
+#include "lookup.h"
+#include "trace_log.h"
+
+#include <vector>
+
+namespace farlo {
+namespace {
+
+std::uint32_t read_disk_id(opal_handle handle, const wchar_t* group_name, std::uint32_t* disk_id,
+                           std::uint32_t* style) {
+    if (group_name == nullptr || disk_id == nullptr || style == nullptr) {
+        return FARLO_NOT_FOUND;
+    }
+    if (handle == nullptr) {
+        log(0, L"GetFirstVolumesDiskIDW , NULL opal_handle");
+        return FARLO_NULL_HANDLE;
+    }
+    if (!is_connected(handle)) {
+        log(0, L"GetFirstVolumesDiskIDW failed , opal_handle not connected");
+        return FARLO_NOT_CONNECTED;
+    }
+    CZtObject group;
+    std::uint32_t status = GetDgObjIdByName(handle, group_name, group, true);
+    if (status == FARLO_NOT_FOUND) {
+        log(0, L"GetFirstVolumesDiskIDW:GetDiskTypeAndSignatureW DG Not Found %s", group_name);
+    }
+    if (status != FARLO_SUCCESS) {
+        return status;
+    }
+    std::vector<CZtObject> volumes;
+    group.GetChildObjects(volumes, volume_type);
+    if (volumes.empty()) {
+        // Success all the same: kept, agents ask for groups that are still empty.
+        log(0, L"GetFirstVolumesDiskIDW:GetDiskTypeAndSignatureW volumes does not exists in DG");
+        return status;
+    }
+    WideText volume_name;
+    volumes.front().GetProp("volumename", volume_name);
+    std::uint32_t signature = 0;
+    std::uint8_t disk_guid[FARLO_GUID_SIZE];
+    status = GetDiskTypeAndSignatureW(volume_name.c_str(), &signature, disk_guid, style);
+    if (status != FARLO_SUCCESS) {
+        log(0, L"GetFirstVolumesDiskIDW:GetDiskTypeAndSignatureW failed with error = 0x%x", status);
+        return status;
+    }
+    if (*style == FARLO_PARTITION_STYLE_MBR) {
+        *disk_id = signature;
+    }
+    log(0, L"Exiting GetFirstVolumesDiskIDW 0x%x", *disk_id);
+    return FARLO_SUCCESS;
+}
+
+}  // namespace
+
+// The bare name is the entry and the exit line: kept, administrators search for
+// it.
+std::uint32_t GetFirstVolumesDiskIDW(opal_handle handle, const wchar_t* group_name,
+                                     std::uint32_t* disk_id, std::uint32_t* style) {
+    log(6, L"GetFirstVolumesDiskIDW");
+    std::uint32_t status = FARLO_EXCEPTION;
+    try {
+        status = read_disk_id(handle, group_name, disk_id, style);
+    } catch (...) {
+        log(6, L"API_TRY_CATCH_FAILED ");
+    }
+    log(6, L"GetFirstVolumesDiskIDW");
+    return status;
+}
+
+}  // namespace farlo

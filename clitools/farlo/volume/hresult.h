@@ -1,0 +1,16 @@
+// Errors of the system as statuses.
+#pragma once
+
+#include <windows.h>
+
+#include <cstdint>
+
+namespace farlo {
+
+// A value below 1 stays as it is.
+constexpr std::uint32_t hresult_of(LONG error) {
+    const auto value = static_cast<std::uint32_t>(error);
+    return error <= 0 ? value : (value & 0xFFFF) | 0x80070000;
+}
+
+}  // namespace farlo

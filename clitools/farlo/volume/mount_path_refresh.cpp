@@ -1,0 +1,56 @@
+#include "mount_path_refresh.h"
+
+#include "connection.h"
+#include "farlo.h"
+#include "find_volume.h"
+#include "method.h"
+#include "trace_log.h"
+
+namespace farlo {
+namespace {
+
+std::uint32_t refresh(opal_handle handle, const wchar_t* name) {
+    if (handle == nullptr) {
+        log(0, L"FFUpdateMountPath() failed , NULL opal_handle, error=(0x%x)", FARLO_NULL_HANDLE);
+        return FARLO_NULL_HANDLE;
+    }
+    if (!is_connected(handle)) {
+        return FARLO_NOT_CONNECTED;
+    }
+    if (name == nullptr) {
+        return FARLO_PROVIDER_FAILED;
+    }
+    CZtObject volume;
+    if (!FindVolIdByDLorDevName(handle, volume, name)) {
+        log(0, L"FFUpdateMountPath: FindVolIdByDLorDevName - failed to find volume  %s", name);
+        return FARLO_PROVIDER_FAILED;
+    }
+    CZtTempPropertySet input;
+    input.AddProperty(CZtProperty("UpdateMountPath", std::uint32_t{1}));
+    OutputPropertySet output;
+    const std::uint32_t status =
+        CsfInvoke(handle->connection, volume.id(), MISCOP_UPDATE_MOUNTPATH, input, output);
+    if (output && status != 0) {
+        log(0,
+            L"FFUpdateMountPath: MISCOP_UPDATE_MOUNTPATH, PrCallDispatch failed with error = "
+            L"0x%x.",
+            status);
+    }
+    return is_connected(handle) ? status : FARLO_NOT_CONNECTED;
+}
+
+}  // namespace
+
+std::uint32_t FFUpdateMountPathW(opal_handle handle, const wchar_t* name) {
+    log(6, L"Entering FFUpdateMountPath");
+    std::uint32_t status = FARLO_EXCEPTION;
+    try {
+        status = refresh(handle, name);
+    } catch (...) {
+        log(6, L"API_TRY_CATCH_FAILED ");
+    }
+    log(6, L"Exiting FFUpdateMountPath");
+    return status;
+}
+
+}  // namespace farlo

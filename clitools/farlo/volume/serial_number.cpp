@@ -1,0 +1,103 @@
+#include "serial_number.h"
+
+#include "connection.h"
+#include "database.h"
+#include "farlo.h"
+#include "guid_text.h"
+#include "lookup.h"
+#include "trace_log.h"
+
+#include <string>
+#include <vector>
+
+namespace farlo {
+namespace {
+
+constexpr std::size_t file_system_name_capacity = 260;
+
+// Asks the file system behind a root folder; false when it does not answer.
+bool read_serial_number(const std::wstring& root, DWORD& serial_number) {
+    wchar_t file_system[file_system_name_capacity];
+    return GetVolumeInformationW(root.c_str(), nullptr, 0, &serial_number, nullptr, nullptr,
+                                 file_system, file_system_name_capacity) != FALSE;
+}
+
+std::uint32_t find_serial_number(const CZtObject& group, std::uint32_t wanted, wchar_t* volume_name,
+                                 std::uint32_t* size) {
+    std::vector<CZtObject> volumes;
+    group.GetChildObjects(volumes, volume_type);
+    if (size == nullptr) {
+        log(0, L"GetVolumeNameForSerialNumberW() failed , pSize == NULL");
+        return FARLO_MISSING_ARGUMENT;
+    }
+    // The size first: kept, callers ask for it without a buffer.
+    if (*size < FARLO_VOLUME_NAME_BUFFER_SIZE) {
+        *size = FARLO_VOLUME_NAME_BUFFER_SIZE;
+        return FARLO_BUFFER_TOO_SMALL;
+    }
+    if (volume_name == nullptr) {
+        log(0, L"GetVolumeNameForSerialNumberW() failed , pVolumeInfo == NULL");
+        return FARLO_MISSING_ARGUMENT;
+    }
+    for (const CZtObject& volume : volumes) {
+        std::wstring root;
+        volume.GetProp("volumename", root);
+        root += L'\\';
+        DWORD serial_number = 0;
+        if (!read_serial_number(root, serial_number)) {
+            log(0,
+                L"GetVolumeNameForSerialNumberW: GetVolumeInformation failed , wcVolumeGuid %s, "
+                L"error=(0x%x)",
+                root.c_str(), GetLastError());
+            continue;
+        }
+        if (serial_number == wanted) {
+            if (!copy_text(volume_name, *size / sizeof *volume_name, root.c_str(), root.size())) {
+                throw FARLO_INVALID_ARGUMENT;
+            }
+            return FARLO_SUCCESS;
+        }
+    }
+    return FARLO_VOLUME_NOT_FOUND;
+}
+
+}  // namespace
+
+std::uint32_t GetVolumeNameForSerialNumberW(opal_handle handle, const wchar_t* group_name,
+                                            const char* guid, std::uint32_t serial_number,
+                                            wchar_t* volume_name, std::uint32_t* size) {
+    // The serial number goes by another name here: kept, administrators search
+    // for this wording.
+    log(4, L"Entering GetVolumeNameForSerialNumberW - %s partition number %d", group_name,
+        serial_number);
+    if (handle == nullptr) {
+        log(0, L"GetVolumeNameForSerialNumberW() failed , NULL opal_handle");
+        return FARLO_NULL_HANDLE;
+    }
+    if (!is_connected(handle)) {
+        log(0, L"GetVolumeNameForSerialNumberW() failed , opal_handle not connected");
+        return FARLO_NOT_CONNECTED;
+    }
+    CZtObject group;
+    std::uint32_t status = GetDgObjId(handle, group_name, guid, group, true);
+    if (status != FARLO_SUCCESS) {
+        log(0, L"GetVolumeNameForSerialNumberW():GetDgObjId() failed, error=(0x%x)", status);
+        return status;
+    }
+    try {
+        status = find_serial_number(group, serial_number, volume_name, size);
+    } catch (...) {
+        log(6, L"API_TRY_CATCH_FAILED ");
+        status = FARLO_EXCEPTION;
+    }
+    if (!is_connected(handle)) {
+        status = FARLO_NOT_CONNECTED;
+    }
+    if (status != FARLO_SUCCESS && status != FARLO_BUFFER_TOO_SMALL) {
+        log(0, L"GetVolumeNameForSerialNumberW() failed, error=(0x%x) ", status);
+    }
+    log(4, L"Exiting GetVolumeNameForSerialNumberW");
+    return status;
+}
+
+}  // namespace farlo

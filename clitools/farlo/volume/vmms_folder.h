@@ -1,0 +1,13 @@
+// Removing the empty folders that the virtual-machine management service leaves
+// on a volume.
+#pragma once
+
+#include <cstdint>
+
+namespace farlo {
+
+// farlo.h, CheckOSVersionAndReg, DeleteVMMSFolder.
+std::uint32_t CheckOSVersionAndReg();
+std::uint32_t DeleteVMMSFolder(const wchar_t* folder);
+
+}  // namespace farlo

@@ -1,0 +1,217 @@
+#include "volume_online.h"
+
+#include "connection.h"
+#include "database.h"
+#include "farlo.h"
+#include "find_volume.h"
+#include "guid_text.h"
+#include "lookup.h"
+#include "method.h"
+#include "node_start.h"
+#include "trace_log.h"
+#include "validate.h"
+#include "windows_handle.h"
+
+#include "../diskgroup/alerts.h"
+#include "../diskgroup/online.h"
+
+#include <vector>
+
+namespace farlo {
+namespace {
+
+// Always set in the flag word that is sent.
+constexpr std::uint32_t always_bit = 0x1;
+
+// How the volume's disk group is imported: 0x80 is the service's own.
+constexpr std::uint32_t import_options =
+    FARLO_ONLINE_CLUSTER_SHARED | FARLO_ONLINE_SHARED | 0x80 | FARLO_ONLINE_NO_NAME_CHECK;
+
+constexpr std::size_t group_name_capacity = 259;
+
+struct Request {
+    const char* guid;
+    const wchar_t* device;
+    std::uint32_t flags;
+    std::uint32_t timeout_ms;
+};
+
+// Waits for the thread without a limit, in intervals after each of which the
+// agent may reset its own time-out.
+std::uint32_t wait_for_start(HANDLE thread, std::uint32_t interval_ms) {
+    DWORD result = WAIT_TIMEOUT;
+    DWORD error = 0;
+    while (result == WAIT_TIMEOUT) {
+        log(6, L"OnlineVolW() - Waiting for CVM Cluster to start");
+        result = WaitForSingleObject(thread, interval_ms);
+        error = GetLastError();
+        const AlertTimeoutCallback reset_timeout = alert_timeout_callback();
+        if (reset_timeout != nullptr) {
+            log(6, L"OnlineVolW : Reset time");
+            reset_timeout();
+        }
+    }
+    if (result != WAIT_OBJECT_0) {
+        log(0, L"OnlineVolW(): WaitForSingleObject failed! error=(0x%x) ", error);
+        return error;
+    }
+    DWORD exit_code = 0;
+    if (!GetExitCodeThread(thread, &exit_code)) {
+        error = GetLastError();
+        log(0, L"OnlineVolW(): GetExitCodeThread failed! error=(0x%x) ", error);
+        return error;
+    }
+    if (exit_code != 0) {
+        log(0, L"OnlineVolW():Could not start CVM Cluster");
+    }
+    return exit_code;
+}
+
+// Brings the cluster volume manager up on this node unless it runs.
+std::uint32_t start_cluster(opal_handle handle, std::uint32_t interval_ms) {
+    std::vector<CZtObject> misc;
+    CZtDatabase::GetObjects(connection_pair(handle), misc_type, misc);
+    if (misc.empty()) {
+        log(0, L"OnlineVolW()::misc object not present");
+        return FARLO_PROVIDER_FAILED;
+    }
+    std::uint32_t role = 0;
+    misc.front().GetProp("nodeRole", role);
+    if (role != 0) {
+        return FARLO_SUCCESS;
+    }
+    const Handle thread(CreateThread(nullptr, 0, CVMClusterStart, handle, 0, nullptr));
+    if (!thread) {
+        log(0, L"OnlineVolW():CreateThread failed error=(0x%x) ", GetLastError());
+        return FARLO_EXCEPTION;
+    }
+    return wait_for_start(thread.get(), interval_ms);
+}
+
+// Finds the disk group; where there is none, perhaps because the connection
+// dropped, once more with the handle validated, which may renew it.
+std::uint32_t find_group(opal_handle& handle, const char* guid, CZtObject& group) {
+    std::uint32_t status = GetDgObjIdByGuid(handle, guid, group, false);
+    if (status == FARLO_NOT_FOUND) {
+        log(6, L"OnlineVolW() Entering ValidateCluster");
+        status = farlo::ValidateClusterW(&handle);
+        log(6, L"OnlineVolW() Exiting ValidateCluster");
+        if (status != FARLO_SUCCESS) {
+            log(0, L"OnlineVolW() ValidateCluster failed, error=(0x%x) ", status);
+            return status;
+        }
+        status = GetDgObjIdByGuid(handle, guid, group, false);
+    }
+    if (status != FARLO_SUCCESS) {
+        log(0, L"OnlineVolW():GetDgObjIdByGuid1()  failed, error=(0x%x) ", status);
+    }
+    return status;
+}
+
+// Imports the disk group unless it is imported.
+std::uint32_t import_group(opal_handle handle, const char* guid, const CZtObject& group) {
+    bool imported = false;
+    group.GetProp("imported", imported);
+    if (imported) {
+        return FARLO_SUCCESS;
+    }
+    wchar_t name[group_name_capacity] = {};
+    WideText text;
+    group.GetProp("Name", text);
+    if (!copy_text(name, group_name_capacity, text.c_str(), text.length())) {
+        throw FARLO_INVALID_ARGUMENT;
+    }
+    const std::uint32_t status =
+        farlo::OnlineDgExW(handle, name, guid, L"", import_options, online_default_reserved);
+    if (status != FARLO_SUCCESS && status != FARLO_ALREADY_ONLINE) {
+        log(0, L"OnlineVolW():OnlineDg()  failed, error=(0x%x) ", status);
+        return status;
+    }
+    return FARLO_SUCCESS;
+}
+
+std::uint32_t send_online(opal_handle handle, const Request& request) {
+    CZtObject volume;
+    if (!FindVolObjByDevName(handle, request.device, volume)) {
+        return FARLO_INVALID_ARGUMENT;
+    }
+    opal_objid service{};
+    std::uint32_t status = GetClusSvcId(handle, service);
+    if (status != FARLO_SUCCESS) {
+        log(0, L"OnlineVolW():GetClusSvcId() failed, error=(0x%x) ", status);
+        return status;
+    }
+    CZtTempPropertySet input;
+    input.AddProperty(CZtProperty("volume", volume.id()));
+    input.AddProperty(CZtProperty("OnlineFlag", request.flags | always_bit));
+    OutputPropertySet output;
+    status = CsfInvoke(handle->connection, service, MISCOP_VOLUMEONLINE, input, output);
+    if (output && status != 0) {
+        log(4, L"OnlineVolW: MISCOP_VOLUMEONLINE, CsfInvoke failed with error = 0x%x.", status);
+    }
+    return status;
+}
+
+// `handle` is NULL or another one afterwards when the connection was remade.
+std::uint32_t online_volume(opal_handle& handle, const Request& request) {
+    if (request.device == nullptr) {
+        log(0, L"OnlineVolW() failed , NULL Volume Device Name");
+        return FARLO_INVALID_ARGUMENT;
+    }
+    // An entry line at the level of errors: kept, administrators want it always.
+    log(0, L"Entering OnlineVolW - %s", request.device);
+    if (handle == nullptr) {
+        log(0, L"OnlineVolW() failed , NULL opal_handle");
+        return FARLO_NULL_HANDLE;
+    }
+    if (!is_connected(handle)) {
+        log(0, L"OnlineVolW() failed , opal_handle not connected");
+        return FARLO_NOT_CONNECTED;
+    }
+    std::uint32_t status = start_cluster(handle, request.timeout_ms);
+    if (status != FARLO_SUCCESS) {
+        return status;
+    }
+    if (request.guid == nullptr) {
+        log(0, L"OnlineVolW() failed , NULL DG GUID");
+        return FARLO_INVALID_ARGUMENT;
+    }
+    CZtObject group;
+    status = find_group(handle, request.guid, group);
+    if (status != FARLO_SUCCESS) {
+        return status;
+    }
+    status = import_group(handle, request.guid, group);
+    if (status != FARLO_SUCCESS) {
+        return status;
+    }
+    return send_online(handle, request);
+}
+
+}  // namespace
+
+// The handle is this call's own copy: one that was renewed on the way serves the
+// steps that follow and stays connected when the call is over, as the provider
+// runtime and the alerts have been started on it.
+std::uint32_t OnlineVolW(opal_handle handle, const char* guid, const wchar_t* device,
+                         std::uint32_t flags, std::uint32_t timeout_ms) {
+    std::uint32_t status = FARLO_EXCEPTION;
+    try {
+        status = online_volume(handle, {guid, device, flags, timeout_ms});
+    } catch (...) {
+        log(6, L"API_TRY_CATCH_FAILED ");
+    }
+    if (handle != nullptr && !is_connected(handle)) {
+        status = FARLO_NOT_CONNECTED;
+    }
+    const wchar_t* name = device != nullptr ? device : L"NULL Volume Device Name";
+    if (status != 0) {
+        log(0, L"OnlineVolW() failed for volume %s, error=(0x%x) ", name, status);
+    } else {
+        log(0, L"OnlineVolW() succeeded for volume %s, error=(0x%x) ", name, status);
+    }
+    log(2, L"Exiting OnlineVolW");
+    return status;
+}
+
+}  // namespace farlo
