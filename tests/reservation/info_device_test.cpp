@@ -1,0 +1,160 @@
+// The info device: its opening, and what its native statuses become. Looked at
+// through ReleaseDgW, which asks once more only for 23 and 24.
+#include "farlo_test.h"
+#include "kernel_journal.h"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace {
+
+using namespace support;
+
+using Lines = std::vector<std::string>;
+
+std::string opened(const std::string& result) {
+    return "ZwOpenFile \\Device\\DmControl\\DmInfo 0x40 0x100003 0x3 0x10 -> " + result;
+}
+std::string control(const std::string& result) {
+    return "control 0xd903f034 \"g\" 1 -> " + result;
+}
+const std::string allocate = "VirtualAlloc 308 0x1000 0x4 -> page";
+
+class InfoDevice : public FarloTest {
+  protected:
+    InfoDevice() { connects = false; }
+
+    // One request whose status is not retried.
+    std::uint32_t request(KernelJournal& journal) {
+        journal.lines.clear();
+        const std::uint32_t status = FARLO(ReleaseDgW)("g");
+        EXPECT_EQ(journal.faults(), Lines{});
+        return status;
+    }
+};
+
+TEST_F(InfoDevice, IsOpenedOnce) {
+    once([&] {
+        KernelJournal journal(dll().module(), clock());
+        EXPECT_EQ(request(journal), 0u);
+        EXPECT_EQ(journal.lines, (Lines{allocate, opened("0x0 0x0"), control("0x0 0x0")}));
+        EXPECT_EQ(request(journal), 0u);
+        EXPECT_EQ(journal.lines, (Lines{allocate, control("0x0 0x0")}));
+    });
+}
+
+TEST_F(InfoDevice, IsTriedThreeTimes) {
+    once([&] {
+        KernelJournal journal(dll().module(), clock());
+        journal.opens = {{0xC0000001}, {0xC0000043}, {0}};
+        EXPECT_EQ(request(journal), 0u);
+        EXPECT_EQ(journal.lines,
+                  (Lines{allocate, opened("0xc0000001 0x0"), "Sleep 1000", opened("0xc0000043 0x0"),
+                         "Sleep 1000", opened("0x0 0x0"), control("0x0 0x0")}));
+    });
+}
+
+TEST_F(InfoDevice, IsNotFoundAfterThreeTries) {
+    once([&] {
+        KernelJournal journal(dll().module(), clock());
+        journal.opens = {{0xC0000034}};
+        EXPECT_EQ(request(journal), 1u);
+        Lines wanted = {allocate};
+        for (int i = 0; i < 3; ++i) {
+            wanted.push_back(opened("0xc0000034 0x0"));
+            wanted.push_back("Sleep 1000");
+        }
+        EXPECT_EQ(journal.lines, wanted);
+        // And is tried again by the next request.
+        journal.opens = {{0}};
+        EXPECT_EQ(request(journal), 0u);
+        EXPECT_EQ(journal.lines, (Lines{allocate, opened("0x0 0x0"), control("0x0 0x0")}));
+    });
+}
+
+TEST_F(InfoDevice, AnswersByTheLastTry) {
+    once([&] {
+        KernelJournal journal(dll().module(), clock());
+        journal.opens = {{0xC0000001}, {0xC0000043}, {0xC0000034}};
+        EXPECT_EQ(request(journal), 1u);
+    });
+}
+
+// The six tries of the release, each with three of the open.
+TEST_F(InfoDevice, TellsWhyItCouldNotBeOpened) {
+    const std::pair<std::uint32_t, std::uint32_t> statuses[] = {
+        {0xC0000043, 23}, {0xC0000001, 24}, {0xC000000D, 24}, {0xC000000E, 24}, {0x80000005, 24}};
+    for (const auto& [native, wanted] : statuses) {
+        once([&] {
+            KernelJournal journal(dll().module(), clock());
+            journal.opens = {{native}};
+            EXPECT_EQ(request(journal), wanted);
+            EXPECT_EQ(std::count(journal.lines.begin(), journal.lines.end(), "Sleep 1000"), 24);
+            EXPECT_EQ(journal.lines.size(), 1u + 18 + 24);
+        });
+    }
+}
+
+// A good open with a failed I/O status is a failed one, and its handle is closed.
+TEST_F(InfoDevice, IsNotOpenWithAFailedIoStatus) {
+    const std::pair<std::uint32_t, std::uint32_t> statuses[] = {
+        {0xC0000034, 1}, {0xC0000043, 23}, {0xC0000001, 24}, {0x80000005, 24}};
+    for (const auto& [native, wanted] : statuses) {
+        once([&] {
+            KernelJournal journal(dll().module(), clock());
+            journal.opens = {{0, native}};
+            EXPECT_EQ(request(journal), wanted);
+            char text[16];
+            std::snprintf(text, sizeof text, "0x0 0x%x", native);
+            EXPECT_EQ(Lines(journal.lines.begin(), journal.lines.begin() + 4),
+                      (Lines{allocate, opened(text), "CloseHandle device", "Sleep 1000"}));
+            const auto opens = std::count(journal.lines.begin(), journal.lines.end(), opened(text));
+            EXPECT_EQ(opens, wanted == 1 ? 3 : 18);
+            EXPECT_EQ(std::count(journal.lines.begin(), journal.lines.end(), "CloseHandle device"),
+                      opens);
+        });
+    }
+}
+
+TEST_F(InfoDevice, IsOpenWithAnInformationalIoStatus) {
+    once([&] {
+        KernelJournal journal(dll().module(), clock());
+        journal.opens = {{0, 0x40000000}};
+        EXPECT_EQ(request(journal), 0u);
+        EXPECT_EQ(journal.lines, (Lines{allocate, opened("0x0 0x40000000"), control("0x0 0x0")}));
+    });
+}
+
+TEST_F(InfoDevice, TakesTheIoStatusBeforeTheCallsOwn) {
+    struct Row {
+        std::uint32_t returned;
+        std::uint32_t io_status;
+        std::uint32_t wanted;
+    };
+    const Row rows[] = {
+        {0, 0, 0},
+        {0xC0000034, 0, 1},
+        {0xC0000034, 0xC0000043, 1},  // the call's own "not found" wins
+        {0, 0xC0000034, 1},
+        {0xC0000001, 0xC0000034, 1},
+        {0, 0xC0000043, 23},
+        {0xC0000043, 0, 23},
+        {0xC0000001, 0xC0000043, 23},
+        {0xC0000043, 0xC0000001, 24},
+        {0xC0000001, 0, 24},
+        {0, 0xC000000D, 24},
+        {0, 0xC000000E, 24},
+        {0, 0x00000103, 24},  // not an error, but not done
+        {0x40000000, 0, 24},
+    };
+    for (const Row& row : rows) {
+        once([&] {
+            KernelJournal journal(dll().module(), clock());
+            journal.controls = {{row.returned, row.io_status}};
+            EXPECT_EQ(request(journal), row.wanted)
+                << std::hex << row.returned << " " << row.io_status;
+        });
+    }
+}
+
+}  // namespace

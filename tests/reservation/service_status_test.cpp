@@ -1,0 +1,218 @@
+// GetDgReservationStatus on a node that reserves through the service.
+#include "call_lines.h"
+#include "farlo_test.h"
+#include "method_results.h"
+
+namespace {
+
+using namespace support;
+
+class ServiceStatus : public FarloTest {
+  protected:
+    ServiceStatus() {
+        scenario = R"({"disk_groups": [{"name": "local", "dgid": "guid-1", "type": 1},
+                                       {"name": "dg1", "dgid": "guid-2", "type": 2}]})";
+        support_scsi3 = 2;
+    }
+
+    static std::string query(const std::string& status) {
+        return dispatch("service", cluster_service, 5,
+                        R"("Dgguid": STR "guid-2", "Opflag": UINT32 0, "otl trace": BOOLEAN false)",
+                        status);
+    }
+
+    GuardedBuffer state{4};
+    std::uint32_t ask() {
+        return FARLO(GetDgReservationStatusW)(handle, L"dg1", "guid-2", state.as<std::uint32_t>());
+    }
+};
+
+const char service_answers[] = R"([{"function": "PrCallDispatch", "nothing": true}])";
+const Expected enabled{0, "=====Enabled NGC====="};
+
+TEST_F(ServiceStatus, HandsOutTheServicesState) {
+    at_every_threshold([&] {
+        set_faults(service_answers);
+        const MethodResults results(dll().module(),
+                                    [](opal_propset set) { add_number(set, "Dgstate", 77); });
+        EXPECT_EQ(ask(), 0u);
+        EXPECT_EQ(*state.as<std::uint32_t>(), 77u);
+        expect_calls({find_service, query("0x0")});
+        expect_log({enabled,
+                    {4, "Entering GetNgcDgReservationStatusW - dg1"},
+                    {4, "Exiting GetNgcDgReservationStatusW"}});
+    });
+}
+
+TEST_F(ServiceStatus, ReadsTheSettingOnce) {
+    at_every_threshold([&] {
+        set_faults(service_answers);
+        const MethodResults results(dll().module(),
+                                    [](opal_propset set) { add_number(set, "Dgstate", 5); });
+        EXPECT_EQ(ask(), 0u);
+        environment().set_registry(volume_manager_key, L"SupportSCSI3", 1);
+        start_watching();
+        EXPECT_EQ(
+            FARLO(GetDgReservationStatusA)(handle, "dg1", "guid-2", state.as<std::uint32_t>()), 0u);
+        expect_calls({find_service, query("0x0")});
+        expect_log({{4, "Entering GetNgcDgReservationStatusW - dg1"},
+                    {4, "Exiting GetNgcDgReservationStatusW"}});
+    });
+}
+
+TEST_F(ServiceStatus, WantsAHandle) {
+    at_every_threshold([&] {
+        EXPECT_EQ(
+            FARLO(GetDgReservationStatusW)(nullptr, L"dg1", "guid-2", state.as<std::uint32_t>()),
+            100u);
+        EXPECT_TRUE(state.untouched());
+        expect_calls({});
+        expect_log({enabled,
+                    {4, "Entering GetNgcDgReservationStatusW - dg1"},
+                    {0, "GetNgcDgReservationStatusW() failed , NULL opal_handle, error=(0x64)"}});
+    });
+}
+
+TEST_F(ServiceStatus, WantsRoomForTheState) {
+    at_every_threshold([&] {
+        EXPECT_EQ(FARLO(GetDgReservationStatusW)(handle, L"dg1", "guid-2", nullptr), 19u);
+        expect_calls({});
+        expect_log({enabled,
+                    {4, "Entering GetNgcDgReservationStatusW - dg1"},
+                    {0, "GetNgcDgReservationStatusW() failed , pStatus == NULL, error=(0x13) "}});
+    });
+}
+
+TEST_F(ServiceStatus, DoesNotLookAtTheConnection) {
+    at_every_threshold([&] {
+        disconnect();
+        set_faults(service_answers);
+        const MethodResults results(dll().module(),
+                                    [](opal_propset set) { add_number(set, "Dgstate", 4); });
+        EXPECT_EQ(ask(), 0u);
+        EXPECT_EQ(*state.as<std::uint32_t>(), 4u);
+        expect_calls({find_service, query("0x0")});
+        expect_log({enabled,
+                    {4, "Entering GetNgcDgReservationStatusW - dg1"},
+                    {4, "Exiting GetNgcDgReservationStatusW"}});
+    });
+}
+
+TEST_F(ServiceStatus, EndsWithoutAClusterService) {
+    at_every_threshold([&] {
+        set_faults(R"([{"function": "DbGetObjects", "status": "0xc1000103"}])");
+        EXPECT_EQ(ask(), 41u);
+        EXPECT_TRUE(state.untouched());
+        expect_calls({"DbGetObjects solvane_cluster_service -> 0xc1000103"});
+        expect_log({enabled,
+                    {4, "Entering GetNgcDgReservationStatusW - dg1"},
+                    {0, "GetNgcDgReservationStatusW():GetClusSvcId() failed, error=(0x29) "},
+                    {0, "GetNgcDgReservationStatusW() failed, error=(0x29) "},
+                    {4, "Exiting GetNgcDgReservationStatusW"}});
+    });
+}
+
+TEST_F(ServiceStatus, HandsTheStateOutWhenTheConnectionDrops) {
+    at_every_threshold([&] {
+        set_faults(R"([{"function": "PrCallDispatch", "nothing": true, "drop": true}])");
+        const MethodResults results(dll().module(),
+                                    [](opal_propset set) { add_number(set, "Dgstate", 3); });
+        EXPECT_EQ(ask(), 0u);
+        EXPECT_EQ(*state.as<std::uint32_t>(), 3u);
+        expect_log({enabled,
+                    {4, "Entering GetNgcDgReservationStatusW - dg1"},
+                    {4, "Exiting GetNgcDgReservationStatusW"}});
+    });
+}
+
+TEST_F(ServiceStatus, FindsOnlyAClusterGroupByName) {
+    at_every_threshold([&] {
+        EXPECT_EQ(
+            FARLO(GetDgReservationStatusA)(handle, "local", nullptr, state.as<std::uint32_t>()),
+            40u);
+        EXPECT_TRUE(state.untouched());
+        expect_log({enabled,
+                    {4, "Entering GetNgcDgReservationStatusW - local"},
+                    {0, "GetDgObjIdByName() failed , DG_TYPENAME not found in OPAL, error=(0x28)"},
+                    {0, "GetDgGuidCommon() failed , error=(0x28)"},
+                    {0, "GetDgGuidCommon() failed, error=(0x28)"},
+                    {0, "GetNgcDgReservationStatusW():SetDgGuidParam() failed, error=(0x28) "},
+                    {0, "GetNgcDgReservationStatusW() failed, error=(0x28) "},
+                    {4, "Exiting GetNgcDgReservationStatusW"}});
+    });
+}
+
+TEST_F(ServiceStatus, PassesTheServicesFailureOn) {
+    at_every_threshold([&] {
+        set_faults(R"([{"function": "PrCallDispatch", "status": "0xc1000001"}])");
+        const MethodResults results(dll().module(),
+                                    [](opal_propset set) { add_number(set, "Dgstate", 3); });
+        EXPECT_EQ(ask(), 0xc1000001u);
+        EXPECT_TRUE(state.untouched());
+        expect_calls({find_service, query("0xc1000001")});
+        expect_log({enabled,
+                    {4, "Entering GetNgcDgReservationStatusW - dg1"},
+                    {4, "GetNgcDgReservationStatusW: CLUSTER_MTHD_CLUSSVCOP_GETDGSTATUS, CsfInvoke "
+                        "failed with error = 0xc1000001."},
+                    {0, "GetNgcDgReservationStatusW() failed, error=(0xc1000001) "},
+                    {4, "Exiting GetNgcDgReservationStatusW"}});
+    });
+}
+
+// An informational status: the state is read, the status returned and logged.
+TEST_F(ServiceStatus, ReadsTheStateOfAnInformationalAnswer) {
+    at_every_threshold([&] {
+        set_faults(R"([{"function": "PrCallDispatch", "status": "0x41000012"}])");
+        const MethodResults results(dll().module(),
+                                    [](opal_propset set) { add_number(set, "Dgstate", 8); });
+        EXPECT_EQ(ask(), 0x41000012u);
+        EXPECT_EQ(*state.as<std::uint32_t>(), 8u);
+        expect_log({enabled,
+                    {4, "Entering GetNgcDgReservationStatusW - dg1"},
+                    {0, "GetNgcDgReservationStatusW() failed, error=(0x41000012) "},
+                    {4, "Exiting GetNgcDgReservationStatusW"}});
+    });
+}
+
+TEST_F(ServiceStatus, LeavesTheStateAloneWithoutOne) {
+    at_every_threshold([&] {
+        set_faults(service_answers);
+        EXPECT_EQ(ask(), 0u);
+        EXPECT_TRUE(state.untouched());
+        expect_log({enabled,
+                    {4, "Entering GetNgcDgReservationStatusW - dg1"},
+                    {6, "API_TRY_CATCH_FAILED "},
+                    {4, "Exiting GetNgcDgReservationStatusW"}});
+    });
+}
+
+TEST_F(ServiceStatus, AsksAllTheSameWhenAParameterCannotBeAdded) {
+    at_every_threshold([&] {
+        set_faults(R"([{"function": "PsAddProperty", "call": 2, "status": "0xc1000102"},
+                       {"function": "PrCallDispatch", "nothing": true}])");
+        const MethodResults results(dll().module(),
+                                    [](opal_propset set) { add_number(set, "Dgstate", 9); });
+        EXPECT_EQ(ask(), 0u);
+        EXPECT_EQ(*state.as<std::uint32_t>(), 9u);
+        expect_calls({find_service,
+                      dispatch("service", cluster_service, 5, R"("Dgguid": STR "guid-2")", "0x0")});
+        expect_log({enabled,
+                    {4, "Entering GetNgcDgReservationStatusW - dg1"},
+                    {6, "API_TRY_CATCH_FAILED "},
+                    {4, "Exiting GetNgcDgReservationStatusW"}});
+    });
+}
+
+TEST_F(ServiceStatus, ReadsNothingWithoutAnOutputSet) {
+    at_every_threshold([&] {
+        set_faults(R"([{"function": "PsCreatePropset", "call": 2, "status": "0xc1000102"},
+                       {"function": "PrCallDispatch", "nothing": true}])");
+        EXPECT_EQ(ask(), 0u);
+        EXPECT_TRUE(state.untouched());
+        expect_log({enabled,
+                    {4, "Entering GetNgcDgReservationStatusW - dg1"},
+                    {4, "Exiting GetNgcDgReservationStatusW"}});
+    });
+}
+
+}  // namespace

@@ -1,0 +1,213 @@
+#include "kernel_journal.h"
+
+#include "dmcontrol.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+
+namespace support {
+namespace {
+
+KernelJournal* current = nullptr;
+
+std::string hex(std::uint64_t value) {
+    char text[24];
+    std::snprintf(text, sizeof text, "0x%llx", static_cast<unsigned long long>(value));
+    return text;
+}
+
+std::string narrow(const UNICODE_STRING& text) {
+    std::string result;
+    for (USHORT i = 0; i < text.Length / sizeof(wchar_t); ++i) {
+        result += static_cast<char>(text.Buffer[i]);
+    }
+    return result;
+}
+
+KernelJournal::Answer take(std::deque<KernelJournal::Answer>& answers) {
+    const KernelJournal::Answer answer = answers.front();
+    if (answers.size() > 1) {
+        answers.pop_front();
+    }
+    return answer;
+}
+
+}  // namespace
+
+template <class Function> void KernelJournal::replace(const char* name, Function* function) {
+    m_interposers.push_back(std::make_unique<Interposer>(m_module, name, function));
+}
+
+KernelJournal::KernelJournal(HMODULE module, VirtualClock& clock)
+    : m_module(module), m_clock(clock) {
+    current = this;
+    replace("CreateMutexA", &KernelJournal::create_mutex);
+    replace("WaitForSingleObject", &KernelJournal::wait);
+    m_clocks_wait = m_interposers.back()->original<DWORD WINAPI(HANDLE, DWORD)>();
+    replace("ReleaseMutex", &KernelJournal::release_mutex);
+    replace("CloseHandle", &KernelJournal::close);
+    replace("VirtualAlloc", &KernelJournal::allocate);
+    replace("VirtualFree", &KernelJournal::release_page);
+    replace("ZwOpenFile", &KernelJournal::open);
+    replace("ZwDeviceIoControlFile", &KernelJournal::control);
+    clock.on_pause = [this](int number) {
+        const Pause& pause = m_clock.pauses()[static_cast<std::size_t>(number) - 1];
+        lines.push_back(pause.function + " " + std::to_string(pause.milliseconds));
+    };
+}
+
+KernelJournal::~KernelJournal() {
+    m_clock.on_pause = nullptr;
+    while (!m_interposers.empty()) {
+        m_interposers.pop_back();
+    }
+    free_pages();
+    current = nullptr;
+}
+
+void KernelJournal::free_pages() {
+    for (const auto& [page, size] : m_pages) {
+        VirtualFree(page, 0, MEM_RELEASE);
+    }
+    m_pages.clear();
+}
+
+HANDLE WINAPI KernelJournal::create_mutex(SECURITY_ATTRIBUTES* security, BOOL owned,
+                                          const char* name) {
+    std::string line = "CreateMutexA " + std::string(name) + (owned ? " owned" : " not owned") +
+                       (security != nullptr ? " secured" : "");
+    HANDLE mutex = nullptr;
+    if (current->create_mutex_error) {
+        SetLastError(*current->create_mutex_error);
+    } else {
+        mutex = CreateMutexA(security, owned, name);
+    }
+    const DWORD error = GetLastError();
+    if (mutex != nullptr) {
+        current->m_handles[mutex] = "mutex";
+        line += " -> mutex";
+    } else {
+        line += " -> none";
+    }
+    current->lines.push_back(line);
+    SetLastError(error);
+    return mutex;
+}
+
+DWORD WINAPI KernelJournal::wait(HANDLE object, DWORD milliseconds) {
+    const auto known = current->m_handles.find(object);
+    if (known == current->m_handles.end()) {
+        return current->m_clocks_wait(object, milliseconds);
+    }
+    const DWORD result =
+        current->wait_result ? *current->wait_result : current->m_clocks_wait(object, milliseconds);
+    current->lines.push_back("WaitForSingleObject " + known->second + " " +
+                             std::to_string(milliseconds) + " -> " + std::to_string(result));
+    return result;
+}
+
+BOOL WINAPI KernelJournal::release_mutex(HANDLE mutex) {
+    current->lines.push_back("ReleaseMutex " + current->m_handles[mutex]);
+    return ReleaseMutex(mutex);
+}
+
+BOOL WINAPI KernelJournal::close(HANDLE handle) {
+    const auto known = current->m_handles.find(handle);
+    if (known == current->m_handles.end()) {
+        return CloseHandle(handle);
+    }
+    const bool device = known->second == "device";
+    current->lines.push_back("CloseHandle " + known->second);
+    current->m_handles.erase(known);
+    return device ? TRUE : CloseHandle(handle);
+}
+
+void* WINAPI KernelJournal::allocate(void* address, SIZE_T size, DWORD type, DWORD protection) {
+    void* page = current->pages_fail ? nullptr : VirtualAlloc(address, size, type, protection);
+    if (page != nullptr) {
+        current->m_pages[page] = size;
+    }
+    current->lines.push_back("VirtualAlloc " + std::to_string(size) + " " + hex(type) + " " +
+                             hex(protection) + (page != nullptr ? " -> page" : " -> none"));
+    return page;
+}
+
+BOOL WINAPI KernelJournal::release_page(void* address, SIZE_T size, DWORD type) {
+    if (size != 0 || type != MEM_RELEASE || current->m_pages.erase(address) != 1) {
+        current->m_faults.push_back("VirtualFree of what is no page, or not whole");
+    }
+    current->lines.push_back("VirtualFree page");
+    return VirtualFree(address, size, type);
+}
+
+NTSTATUS NTAPI KernelJournal::open(HANDLE* file, ACCESS_MASK access, OBJECT_ATTRIBUTES* attributes,
+                                   IO_STATUS_BLOCK* io_status, ULONG share, ULONG options) {
+    const Answer answer = take(current->opens);
+    if (attributes->Length != sizeof *attributes || attributes->RootDirectory != nullptr ||
+        attributes->SecurityDescriptor != nullptr ||
+        attributes->SecurityQualityOfService != nullptr) {
+        current->m_faults.push_back("object attributes of the open");
+    }
+    current->lines.push_back("ZwOpenFile " + narrow(*attributes->ObjectName) + " " +
+                             hex(attributes->Attributes) + " " + hex(access) + " " + hex(share) +
+                             " " + hex(options) + " -> " + hex(answer.returned) + " " +
+                             hex(answer.io_status));
+    io_status->Status = static_cast<NTSTATUS>(answer.io_status);
+    if (static_cast<NTSTATUS>(answer.returned) >= 0) {
+        // No handle of this process: the library keeps it for good.
+        current->m_device =
+            reinterpret_cast<HANDLE>(std::uintptr_t{0x70000} + 4 * ++current->m_devices);
+        current->m_handles[current->m_device] = "device";
+        *file = current->m_device;
+    }
+    return static_cast<NTSTATUS>(answer.returned);
+}
+
+void KernelJournal::check_request(const void* input, ULONG input_size, const void* output,
+                                  ULONG output_size, HANDLE file, const void* event,
+                                  const void* apc_routine, const void* apc_context) {
+    if (file != m_device) {
+        m_faults.push_back("a request on another handle");
+    }
+    if (event != nullptr || apc_routine != nullptr || apc_context != nullptr) {
+        m_faults.push_back("a request with an event or an APC");
+    }
+    if (input != output || input_size != 16 || output_size != 16) {
+        m_faults.push_back("the block is not input and output, 16 bytes");
+    }
+    dm_control_block block;
+    std::memcpy(&block, input, sizeof block);
+    if (block.zero != 0) {
+        m_faults.push_back("the block's second word is not zero");
+    }
+    if (block.record % 4096 != 0) {
+        m_faults.push_back("the record does not begin a page");
+    }
+}
+
+NTSTATUS NTAPI KernelJournal::control(HANDLE file, HANDLE event, void* apc_routine,
+                                      void* apc_context, IO_STATUS_BLOCK* io_status, ULONG code,
+                                      void* input, ULONG input_size, void* output,
+                                      ULONG output_size) {
+    current->check_request(input, input_size, output, output_size, file, event, apc_routine,
+                           apc_context);
+    const Answer answer = take(current->controls);
+    auto* record = reinterpret_cast<dm_reservation_request*>(
+        static_cast<std::uintptr_t>(static_cast<dm_control_block*>(input)->record));
+    const auto is_zero = [](auto byte) { return byte == 0; };
+    const std::size_t length = strnlen(record->group_guid, sizeof record->group_guid);
+    if (!std::all_of(record->group_guid + length, std::end(record->group_guid), is_zero) ||
+        !std::all_of(std::begin(record->zero1), std::end(record->zero1), is_zero) ||
+        !std::all_of(std::begin(record->zero2), std::end(record->zero2), is_zero)) {
+        current->m_faults.push_back("a byte of the record that is not zero");
+    }
+    current->lines.push_back("control " + hex(code) + " \"" + record->group_guid + "\" " +
+                             std::to_string(record->reservation) + " -> " + hex(answer.returned) +
+                             " " + hex(answer.io_status));
+    record->reply = answer.reply;
+    io_status->Status = static_cast<NTSTATUS>(answer.io_status);
+    return static_cast<NTSTATUS>(answer.returned);
+}
+
+}  // namespace support
