@@ -1,15 +1,12 @@
 #include "scenario.h"
 
+#include "json_file.h"
 #include "object_types.h"
 #include "scenario_members.h"
 #include "scenario_values.h"
 #include "text.h"
 
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
 #include <functional>
-#include <memory>
 #include <stdexcept>
 
 namespace lab {
@@ -303,19 +300,6 @@ class Builder {
     std::vector<std::function<void()>> m_last_steps;
 };
 
-std::string read_file(const wchar_t* path, const std::string& name) {
-    const std::unique_ptr<FILE, int (*)(FILE*)> file(_wfopen(path, L"rb"), fclose);
-    if (file == nullptr) {
-        throw std::runtime_error(name + ": " + std::strerror(errno));
-    }
-    std::string text;
-    char block[16384];
-    for (std::size_t got; (got = std::fread(block, 1, sizeof block, file.get())) != 0;) {
-        text.append(block, got);
-    }
-    return text;
-}
-
 }  // namespace
 
 Model build_scenario(std::string_view json) {
@@ -324,13 +308,9 @@ Model build_scenario(std::string_view json) {
 }
 
 Model load_scenario(const wchar_t* path) {
-    const std::string name = narrow(path);
-    const std::string text = read_file(path, name);
-    try {
-        return build_scenario(text);
-    } catch (const ScenarioError& error) {
-        throw std::runtime_error(name + ":" + error.what());
-    }
+    Model model;
+    use_json_file(path, [&model](const std::string& text) { model = build_scenario(text); });
+    return model;
 }
 
 }  // namespace lab

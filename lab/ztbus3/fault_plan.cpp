@@ -1,13 +1,12 @@
 #include "fault_plan.h"
 
+#include "fault_turn.h"
 #include "lab_bus.h"
 #include "locks.h"
 #include "marshal.h"
 #include "report_error.h"
-#include "scenario_members.h"
 
 #include <atomic>
-#include <stdexcept>
 #include <vector>
 
 namespace lab {
@@ -19,10 +18,8 @@ struct Rule {
     std::optional<std::string> property;
     std::optional<std::string> type;
     std::optional<std::uint32_t> minor;
-    std::uint64_t first = 1;
-    std::uint64_t last = UINT64_MAX;
+    FaultTurn turn;
     Fault fault;
-    std::uint64_t selected = 0;  // calls so far
 
     bool reads() const { return fault.as_type != 0 || fault.lie != Lie::none; }
 
@@ -44,20 +41,6 @@ struct Rule {
 SRWLOCK plan_lock = SRWLOCK_INIT;
 std::vector<Rule> plan;
 std::atomic<bool> planned{false};
-
-opal_status read_status(const JsonNode& node) {
-    if (const auto* number = std::get_if<std::uint64_t>(&node.value);
-        number != nullptr && *number <= UINT32_MAX) {
-        return static_cast<opal_status>(*number);
-    }
-    const std::string& text = node.text();
-    char* end = nullptr;
-    const unsigned long long status = std::strtoull(text.c_str(), &end, 0);
-    if (text.empty() || *end != '\0' || status > UINT32_MAX) {
-        throw ScenarioError(node.line, "\"" + text + "\" is no status");
-    }
-    return static_cast<opal_status>(status);
-}
 
 std::uint32_t read_type(const JsonNode& node) {
     const std::uint32_t type = type_tag(node.text());
@@ -105,15 +88,7 @@ void read_selection(Members& members, Rule& rule) {
     if (const JsonNode* node = members.find("minor")) {
         rule.minor = static_cast<std::uint32_t>(node->unsigned_integer(UINT32_MAX));
     }
-    const JsonNode* call = members.find("call");
-    if (call != nullptr) {
-        rule.first = call->unsigned_integer(UINT32_MAX);
-        if (rule.first == 0) {
-            throw ScenarioError(call->line, "calls are counted from 1");
-        }
-    }
-    const std::uint64_t times = members.uint64("times", call != nullptr ? 1 : UINT64_MAX);
-    rule.last = times > UINT64_MAX - rule.first ? UINT64_MAX : rule.first + times - 1;
+    rule.turn = FaultTurn(members);
 }
 
 void read_fault(Members& members, Fault& fault) {
@@ -223,8 +198,7 @@ Fault next_fault(Function function, const Subject& subject) {
             if (!rule.selects(function, subject)) {
                 continue;
             }
-            ++rule.selected;
-            if (!is_due && rule.selected >= rule.first && rule.selected <= rule.last) {
+            if (rule.turn.is_due() && !is_due) {
                 fault = rule.fault;
                 is_due = true;
             }
