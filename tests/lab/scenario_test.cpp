@@ -1,0 +1,363 @@
+// Scenarios: what each key makes, and how faults in them are told.
+#include "store_fixture.h"
+
+#include <windows.h>
+
+#include <cstdio>
+#include <filesystem>
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+using Scenario = lab_tests::StoreTest;
+
+// What is said of a faulty scenario: "line: reason".
+std::string fault_of(const std::string& json) {
+    try {
+        lab::build_scenario(json);
+    } catch (const std::exception& error) {
+        return error.what();
+    }
+    return "accepted";
+}
+
+TEST_F(Scenario, OfNothingHasTheServiceAndTheMiscObject) {
+    load("{}");
+    EXPECT_THAT(of_type("solvane_cluster_service"), ElementsAre("service"));
+    EXPECT_EQ(property("service", "node"), "WSTR \"node1\"");
+    EXPECT_EQ(property("misc", "nodeRole"), "UINT32 0");
+    EXPECT_EQ(property("misc", "nodeStatus"), "UINT32 0");
+    EXPECT_THAT(of_type("tamo_ztvm_diskgroup"), IsEmpty());
+}
+
+TEST_F(Scenario, DescribesTheNode) {
+    load(R"({"node": {"name": "n7", "role": 2, "status": 3, "start_seconds": 4,
+                      "start_fails": true, "without": ["nodeStatus"],
+                      "cluster_service": {"properties": {"x": {"type": "STR", "value": "y"}}}}})");
+    EXPECT_EQ(property("service", "node"), "WSTR \"n7\"");
+    EXPECT_EQ(property("service", "x"), "STR \"y\"");
+    EXPECT_EQ(property("misc", "nodeRole"), "UINT32 2");
+    EXPECT_EQ(property("misc", "nodeStatus"), "");
+    EXPECT_EQ(property("misc", "startSeconds"), "UINT32 4");
+    EXPECT_EQ(property("misc", "startFails"), "BOOLEAN true");
+
+    load(R"({"node": {"cluster_service": false, "misc": false}})");
+    EXPECT_THAT(of_type("solvane_cluster_service"), IsEmpty());
+    EXPECT_THAT(of_type("tamo_ztvm_misc"), IsEmpty());
+}
+
+TEST_F(Scenario, DescribesDiskGroups) {
+    load(R"({"disk_groups": [
+        {"name": "a", "dgid": "id-a"},
+        {"name": "Same", "id": "b", "dgid": "id-b", "type": 8, "imported": true},
+        {"name": "Same", "id": "c", "dgid": "id-c", "type": 1, "cluster_resource": true,
+         "cluster_shared": true}]})");
+    EXPECT_EQ(property("a", "Name"), "WSTR \"a\"");
+    EXPECT_EQ(property("a", "dgid"), "STR \"id-a\"");
+    EXPECT_EQ(property("a", "LDM DG TYPE"), "UINT32 2");
+    EXPECT_EQ(property("a", "imported"), "BOOLEAN false");
+    EXPECT_EQ(property("a", "cluster resource"), "BOOLEAN true");
+    EXPECT_EQ(property("a", "cluster shared"), "BOOLEAN false");
+    EXPECT_EQ(property("b", "Name"), "WSTR \"Same\"");
+    EXPECT_EQ(property("b", "LDM DG TYPE"), "UINT32 8");
+    EXPECT_EQ(property("b", "imported"), "BOOLEAN true");
+    EXPECT_EQ(property("b", "cluster resource"), "BOOLEAN false");
+    EXPECT_EQ(property("b", "cluster shared"), "BOOLEAN true");
+    EXPECT_EQ(property("c", "cluster resource"), "BOOLEAN true");
+    EXPECT_EQ(property("c", "cluster shared"), "BOOLEAN true");
+}
+
+TEST_F(Scenario, DescribesDisksAndVolumes) {
+    load(R"({"disk_groups": [{"name": "dg", "dgid": "g",
+        "disks": [{"name": "d", "device": "\\D", "signature": 4294967295, "disk_id": "1a-2",
+                   "disk_guid": "{0}", "port": 1, "target": 2, "lun": 3, "state": 4}],
+        "volumes": [{"name": "v", "device": "\\V", "volume_name": "\\\\?\\Volume{1}\\",
+                     "drive_letter": "E:", "guid": "vg", "type": 3, "state": 5,
+                     "size": 18446744073709551615, "data_change_object": true,
+                     "file_system": {"label": "Data"},
+                     "mount_points": [{"path": "mnt", "volume": "w"}],
+                     "plexes": [{"name": "p", "state": 6}]},
+                    {"name": "w", "device": "\\W"}]}]})");
+    EXPECT_EQ(property("d", "Name"), "WSTR \"d\"");
+    EXPECT_EQ(property("d", "DEVICE NAME"), "WSTR \"\\\\D\"");
+    EXPECT_EQ(property("d", "SIGNATURE"), "UINT32 4294967295");
+    EXPECT_EQ(property("d", "DISKID"), "STR \"1a-2\"");
+    EXPECT_EQ(property("d", "DISKGUID"), "STR \"{0}\"");
+    EXPECT_EQ(property("d", "PORT"), "UINT32 1");
+    EXPECT_EQ(property("d", "DISK TARGET ID"), "UINT32 2");
+    EXPECT_EQ(property("d", "LUN ID"), "UINT32 3");
+    EXPECT_EQ(property("d", "ztvmstate"), "UINT32 4");
+    EXPECT_EQ(property("v", "DEVICE NAME"), "WSTR \"\\\\V\"");
+    EXPECT_EQ(property("v", "volumename"), "WSTR \"\\\\\\\\?\\\\Volume{1}\\\\\"");
+    EXPECT_EQ(property("v", "DRIVE LETTER"), "WSTR \"E:\"");
+    EXPECT_EQ(property("v", "volguid"), "STR \"vg\"");
+    EXPECT_EQ(property("v", "type"), "UINT32 3");
+    EXPECT_EQ(property("v", "ztvmstate"), "UINT32 5");
+    EXPECT_EQ(property("v", "size"), "UINT64 18446744073709551615");
+    EXPECT_EQ(property("v", "isdco"), "BOOLEAN true");
+    EXPECT_EQ(property("v", "mount paths"), "WSTRZ [\"mnt\"]");
+    EXPECT_EQ(property("v", "mount holders"), "ZTOBJIDZ [@w]");
+    EXPECT_EQ(property("v file system", "type of file system"), "WSTR \"NTFS\"");
+    EXPECT_EQ(property("v file system", "label"), "WSTR \"Data\"");
+    EXPECT_EQ(property("p", "ztvmstate"), "UINT32 6");
+    EXPECT_EQ(property("w", "volguid"), "");
+    EXPECT_EQ(property("w", "isdco"), "BOOLEAN false");
+}
+
+TEST_F(Scenario, SetsPropertiesOfEveryType) {
+    load(R"({"objects": [
+        {"name": "other", "type": "thing"},
+        {"name": "o", "type": "thing", "parents": ["other"], "properties": {
+            "1": {"type": "BOOLEAN", "value": true},
+            "2": {"type": "INT32", "value": -2147483648},
+            "3": {"type": "UINT32", "value": 4294967295},
+            "4": {"type": "INT64", "value": -9223372036854775808},
+            "5": {"type": "UINT64", "value": 18446744073709551615},
+            "6": {"type": "STR", "value": "a\"b\\c\n"},
+            "7": {"type": "WSTR", "value": "\u00e9\u65e5"},
+            "8": {"type": "BINARY", "value": "00fF7e"},
+            "9": {"type": "GUID", "value": "{00112233-4455-6677-8899-AABBCCDDEEFF}"},
+            "10": {"type": "PROPSET", "value": {"in": {"type": "PROPSET", "value": {}}}},
+            "11": {"type": "ZTOBJID", "value": "other"},
+            "16": {"type": "I18N", "value": {"id": 7, "name": "n", "catalog": "c"}},
+            "17": {"type": "I18NFORMATSTRING",
+                   "value": {"specification": "%s", "insertions": ["n", {"wide": "w"}]}},
+            "18": {"type": "TIME", "value": 132000000000000000},
+            "1Z": {"type": "BOOLEANZ", "value": [true, false]},
+            "2Z": {"type": "INT32Z", "value": [-1]},
+            "3Z": {"type": "UINT32Z", "value": []},
+            "4Z": {"type": "INT64Z", "value": [1, -1]},
+            "5Z": {"type": "UINT64Z", "value": [5]},
+            "6Z": {"type": "STRZ", "value": ["", "b"]},
+            "7Z": {"type": "WSTRZ", "value": ["w"]},
+            "9Z": {"type": "GUIDZ", "value": ["{00000000-0000-0000-0000-000000000001}"]},
+            "10Z": {"type": "PROPSETZ", "value": [{"a": {"type": "INT32", "value": 1}}, {}]},
+            "11Z": {"type": "ZTOBJIDZ", "value": ["null", "o"]},
+            "16Z": {"type": "I18NZ", "value": [{"id": 1, "name": "", "catalog": ""}]},
+            "17Z": {"type": "I18NFORMATSTRINGZ", "value": [{"specification": "s"}]},
+            "18Z": {"type": "TIMEZ", "value": [0, 1]}}}]})");
+    EXPECT_EQ(property("o", "1"), "BOOLEAN true");
+    EXPECT_EQ(property("o", "2"), "INT32 -2147483648");
+    EXPECT_EQ(property("o", "3"), "UINT32 4294967295");
+    EXPECT_EQ(property("o", "4"), "INT64 -9223372036854775808");
+    EXPECT_EQ(property("o", "5"), "UINT64 18446744073709551615");
+    EXPECT_EQ(property("o", "6"), R"(STR "a\"b\\c\x0a")");
+    EXPECT_EQ(property("o", "7"), R"(WSTR "\u00e9\u65e5")");
+    EXPECT_EQ(property("o", "8"), "BINARY 00ff7e");
+    EXPECT_EQ(property("o", "9"), "GUID {00112233-4455-6677-8899-aabbccddeeff}");
+    EXPECT_EQ(property("o", "10"), "PROPSET {\"in\": PROPSET {}}");
+    EXPECT_EQ(property("o", "11"), "ZTOBJID @other");
+    EXPECT_EQ(property("o", "16"), "I18N message 7 \"n\" \"c\"");
+    EXPECT_EQ(property("o", "17"), "I18NFORMATSTRING format \"%s\" [\"n\" \"w\"]");
+    EXPECT_EQ(property("o", "18"), "TIME 132000000000000000");
+    EXPECT_EQ(property("o", "1Z"), "BOOLEANZ [true false]");
+    EXPECT_EQ(property("o", "2Z"), "INT32Z [-1]");
+    EXPECT_EQ(property("o", "3Z"), "UINT32Z []");
+    EXPECT_EQ(property("o", "4Z"), "INT64Z [1 -1]");
+    EXPECT_EQ(property("o", "5Z"), "UINT64Z [5]");
+    EXPECT_EQ(property("o", "6Z"), "STRZ [\"\" \"b\"]");
+    EXPECT_EQ(property("o", "7Z"), "WSTRZ [\"w\"]");
+    EXPECT_EQ(property("o", "9Z"), "GUIDZ [{00000000-0000-0000-0000-000000000001}]");
+    EXPECT_EQ(property("o", "10Z"), "PROPSETZ [{\"a\": INT32 1} {}]");
+    EXPECT_EQ(property("o", "11Z"), "ZTOBJIDZ [@null @o]");
+    EXPECT_EQ(property("o", "16Z"), "I18NZ [message 1 \"\" \"\"]");
+    EXPECT_EQ(property("o", "17Z"), "I18NFORMATSTRINGZ [format \"s\" []]");
+    EXPECT_EQ(property("o", "18Z"), "TIMEZ [0 1]");
+    EXPECT_THAT(parents("o"), ElementsAre("other"));
+}
+
+TEST_F(Scenario, OverridesAndLeavesOutUsualProperties) {
+    load(R"({"disk_groups": [{"name": "dg", "dgid": "g",
+        "properties": {"imported": {"type": "UINT32", "value": 1}},
+        "without": ["dgid", "LDM DG TYPE"]}]})");
+    EXPECT_EQ(property("dg", "imported"), "UINT32 1");
+    EXPECT_EQ(property("dg", "dgid"), "");
+    EXPECT_EQ(property("dg", "LDM DG TYPE"), "");
+    lab::PropertySet all;
+    store->get_properties(id("dg"), all);
+    EXPECT_EQ(all[1].name, "imported");  // in its place
+}
+
+TEST_F(Scenario, MakesManyGroupsOfOnePattern) {
+    load(R"({"disk_groups": [{"name": "dg#", "dgid": "x-####", "count": 12,
+        "disks": [{"name": "d#"}],
+        "volumes": [{"name": "v#", "device": "\\V#", "guid": "##", "volume_name": "n#n",
+                     "plexes": [{"name": "p#", "subdisks": [{"name": "s#", "disk": "d#"}]}]}]}]})");
+    EXPECT_EQ(of_type("tamo_ztvm_diskgroup").size(), 12u);
+    EXPECT_EQ(of_type("tamo_ztvm_subdisk").size(), 12u);
+    EXPECT_EQ(property("dg7", "dgid"), "STR \"x-0007\"");
+    EXPECT_EQ(property("dg12", "dgid"), "STR \"x-0012\"");
+    EXPECT_EQ(property("v7", "volguid"), "STR \"07\"");
+    EXPECT_EQ(property("v12", "volumename"), "WSTR \"n12n\"");
+    EXPECT_THAT(children("dg12"), ElementsAre("d12", "v12"));
+    EXPECT_THAT(parents("s12"), ElementsAre("p12", "d12"));
+
+    load(R"({"disk_groups": [{"name": "a#b", "dgid": "#"}]})");
+    EXPECT_EQ(property("a#b", "dgid"), "STR \"#\"");
+}
+
+TEST(ScenarioFault, OfJsonTellsItsLine) {
+    EXPECT_THAT(fault_of("{\n\"node\": {\n}\n,,\n}"), testing::StartsWith("4: syntax error"));
+    EXPECT_THAT(fault_of(""), testing::StartsWith("1: syntax error"));
+    EXPECT_THAT(fault_of("{\n\n"), testing::StartsWith("2: syntax error"));
+    EXPECT_THAT(fault_of("{\n\"a\nb\": 1}"), testing::StartsWith("2: syntax error"));
+    EXPECT_EQ(fault_of("{\n\"node\": {},\n\"node\": {}}"), "3: the key \"node\" is given twice");
+}
+
+TEST(ScenarioFault, OfMeaningTellsItsLine) {
+    EXPECT_EQ(fault_of("[]"), "1: an object is wanted here");
+    EXPECT_EQ(fault_of("{\n\"diskgroups\": []}"), "2: nothing is known of the key \"diskgroups\"");
+    EXPECT_EQ(fault_of("{\"node\": {\n\"roll\":\n1}}"), "3: nothing is known of the key \"roll\"");
+    EXPECT_EQ(fault_of("{\"disk_groups\": {}}"), "1: an array is wanted here");
+    EXPECT_EQ(fault_of("{\"disk_groups\": [\n\n{\"name\": \"a\"}]}"), "3: \"dgid\" is missing");
+    EXPECT_EQ(fault_of("{\"disk_groups\": [\n{\"dgid\": \"a\"}]}"), "2: \"name\" is missing");
+    EXPECT_EQ(fault_of("{\"disk_groups\": [{\"name\": \"a\",\n\"dgid\": 5\n}]}"),
+              "2: a text is wanted here");
+    EXPECT_EQ(fault_of("{\"disk_groups\": [{\"name\": \"a\", \"dgid\": \"\",\n\"type\": -1\n}]}"),
+              "2: an integer from 0 to 4294967295 is wanted here");
+    EXPECT_EQ(fault_of("{\"disk_groups\": [{\"name\": \"a\", \"dgid\": \"\",\n\"hidden\": 1\n}]}"),
+              "2: true or false is wanted here");
+    EXPECT_EQ(fault_of("{\"node\": {\"role\":\n4294967296\n}}"),
+              "2: an integer from 0 to 4294967295 is wanted here");
+    EXPECT_EQ(fault_of("{\"node\": {\"role\":\n1.5}}"),
+              "2: an integer from 0 to 4294967295 is wanted here");
+}
+
+TEST(ScenarioFault, OfNamesTellsItsLine) {
+    const std::string twice = "{\"disk_groups\": [{\"name\": \"a\", \"dgid\": \"1\"},\n"
+                              "{\"dgid\": \"2\",\n\"name\": \"a\"}]}";
+    EXPECT_EQ(fault_of(twice), "3: the name \"a\" is taken; give the object an \"id\" of its own");
+    EXPECT_EQ(
+        fault_of("{\"disk_groups\": [{\"id\":\n\"null\", \"name\": \"a\", \"dgid\": \"1\"}]}"),
+        "2: \"null\" cannot stand for an object; give it an \"id\"");
+    EXPECT_EQ(
+        fault_of("{\"objects\": [{\"name\": \"a\", \"type\": \"t\",\n\"parents\":\n[\"b\"]}]}"),
+        "3: there is no object \"b\"");
+    EXPECT_EQ(fault_of("{\"disk_groups\": [{\"name\": \"a\", \"dgid\": \"1\", \"volumes\": [\n"
+                       "{\"name\": \"v\", \"device\": \"\", \"plexes\": [{\"name\": \"p\",\n"
+                       "\"subdisks\": [{\"name\": \"s\", \"disk\":\n\"v\"}]}]}]}]}"),
+              "4: \"v\" is no disk");
+    EXPECT_EQ(fault_of("{\"disk_groups\": [{\"name\": \"a\", \"dgid\": \"1\",\n"
+                       "\"without\": [\"dgid\",\n\"size\"]}]}"),
+              "3: the object has no property \"size\" to leave out");
+}
+
+// A scenario with one property, whose value begins on line 2.
+std::string with_property(const std::string& type, const std::string& value) {
+    return "{\"objects\": [{\"name\": \"o\", \"type\": \"t\", \"properties\": {\"p\": "
+           "{\"type\": \"" +
+           type + "\", \"value\":\n" + value + "}}}]}";
+}
+
+TEST(ScenarioFault, OfValuesTellsItsLine) {
+    EXPECT_EQ(fault_of(with_property("INT", "1")), "1: \"INT\" is no type");
+    EXPECT_EQ(fault_of(with_property("BINARYZ", "[]")), "1: \"BINARYZ\" is no type");
+    EXPECT_EQ(fault_of(with_property("INT32", "2147483648")),
+              "2: the number does not fit its type");
+    EXPECT_EQ(fault_of(with_property("UINT32", "-1")),
+              "2: an integer from 0 to 4294967295 is wanted here");
+    EXPECT_EQ(fault_of(with_property("INT64", "9223372036854775808")),
+              "2: an integer is wanted here");
+    EXPECT_EQ(fault_of(with_property("BOOLEAN", "0")), "2: true or false is wanted here");
+    EXPECT_EQ(fault_of(with_property("BOOLEANZ", "true")), "2: an array is wanted here");
+    EXPECT_EQ(fault_of(with_property("BINARY", "\"0\"")),
+              "2: pairs of hexadecimal digits are wanted here");
+    EXPECT_EQ(fault_of(with_property("BINARY", "\"zz\"")),
+              "2: pairs of hexadecimal digits are wanted here");
+    EXPECT_EQ(fault_of(with_property("GUID", "\"{1}\"")),
+              "2: a GUID as {xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx} is wanted here");
+    EXPECT_EQ(fault_of(with_property("ZTOBJID", "\"x\"")), "2: there is no object \"x\"");
+    EXPECT_EQ(fault_of(with_property("I18N", "{\"id\": 1, \"name\": \"n\"}")),
+              "2: \"catalog\" is missing");
+    EXPECT_EQ(fault_of(with_property("I18NFORMATSTRING", "{\"insertions\": []}")),
+              "2: \"specification\" is missing");
+    EXPECT_EQ(fault_of(with_property("I18NFORMATSTRING",
+                                     "{\"specification\": \"\", \"insertions\": [5]}")),
+              "2: an object is wanted here");
+    EXPECT_EQ(fault_of(with_property("PROPSET", "{\"a\": {\"type\": \"STR\", \"value\": 1}}")),
+              "2: a text is wanted here");
+    EXPECT_EQ(fault_of("{\"objects\": [{\"name\": \"o\", \"type\": \"t\", \"properties\": {\"p\":\n"
+                       "{\"type\": \"INT32\", \"value\": 1, \"x\": 1}}}]}"),
+              "2: nothing is known of the key \"x\"");
+}
+
+TEST(ScenarioFault, OfNarrowTextIsRefused) {
+    if (GetACP() == CP_UTF8) {
+        GTEST_SKIP() << "the code page of this node holds every character";
+    }
+    EXPECT_EQ(fault_of(with_property("STR", "\"\\u65e5\"")),
+              "2: the text has characters that a narrow text cannot hold");
+}
+
+class ScenarioFile : public lab_tests::StoreTest {
+  protected:
+    static std::string fault_of_file(const std::wstring& path) {
+        try {
+            lab::load_scenario(path.c_str());
+        } catch (const std::exception& error) {
+            return error.what();
+        }
+        return "accepted";
+    }
+    void load_shipped(const char* name) {
+        const std::filesystem::path path = std::string(LAB_SCENARIOS) + name;
+        store = std::make_unique<lab::Store>(lab::load_scenario(path.c_str()));
+    }
+};
+
+TEST_F(ScenarioFile, FaultsTellFileAndLine) {
+    wchar_t folder[MAX_PATH];
+    ASSERT_NE(GetTempPathW(MAX_PATH, folder), 0u);
+    const std::filesystem::path path = std::filesystem::path(folder) / L"faulty.json";
+    FILE* file = _wfopen(path.c_str(), L"wb");
+    ASSERT_NE(file, nullptr);
+    std::fputs("{\r\n\"node\": {\r\n\"role\": true\r\n}}\r\n", file);
+    std::fclose(file);
+    EXPECT_EQ(fault_of_file(path),
+              path.string() + ":3: an integer from 0 to 4294967295 is wanted here");
+    std::filesystem::remove(path);
+    EXPECT_EQ(fault_of_file(path), path.string() + ": No such file or directory");
+}
+
+TEST_F(ScenarioFile, SmallIsTheDemo) {
+    load_shipped("small.json");
+    EXPECT_THAT(of_type("tamo_ztvm_diskgroup"), ElementsAre("dg_data", "dg_quorum", "dg_local"));
+    opal_objid late;
+    EXPECT_TRUE(store->find_named("dg_late", late));
+    EXPECT_EQ(property("dg_local", "LDM DG TYPE"), "UINT32 1");
+    EXPECT_EQ(property("dg_quorum", "imported"), "BOOLEAN true");
+    EXPECT_THAT(children("vol_data", "tamo_ztvm_plex"), ElementsAre("vol_data-01", "vol_data-02"));
+}
+
+TEST_F(ScenarioFile, LargeHasTenThousandGroups) {
+    load_shipped("large.json");
+    EXPECT_EQ(of_type("tamo_ztvm_diskgroup").size(), 10'000u);
+    EXPECT_EQ(property("dg_in5000", "dgid"), "STR \"11111111-0000-0000-0000-000000005000\"");
+    EXPECT_EQ(property("dg_in5000", "imported"), "BOOLEAN true");
+    EXPECT_EQ(property("dg_out1", "imported"), "BOOLEAN false");
+    EXPECT_THAT(query(L"SELECT FROM tamo_ztvm_volume where \"DEVICE NAME\" EQ "
+                      L"\\device\\harddiskdmvolumes\\dg_out77\\VOL"),
+                ElementsAre("vol_out77"));
+}
+
+TEST_F(ScenarioFile, EmptyHasNoStorage) {
+    load_shipped("empty.json");
+    EXPECT_THAT(of_type("tamo_ztvm_diskgroup"), IsEmpty());
+    EXPECT_THAT(of_type("solvane_cluster_service"), ElementsAre("service"));
+}
+
+TEST_F(ScenarioFile, AwkwardHasWhatAgentsDoNotExpect) {
+    load_shipped("awkward.json");
+    EXPECT_EQ(property("dg_type0", "LDM DG TYPE"), "UINT32 0");
+    EXPECT_EQ(property("dg_type7", "LDM DG TYPE"), "UINT32 7");
+    EXPECT_EQ(property("dg_shared", "LDM DG TYPE"), "UINT32 8");
+    EXPECT_EQ(property("dg_nodgid", "dgid"), "");
+    EXPECT_EQ(property("dg_notype", "LDM DG TYPE"), "");
+    EXPECT_EQ(property("dg_wrongtypes", "imported"), "UINT32 1");
+    EXPECT_THAT(query(L"SELECT FROM tamo_ztvm_diskgroup where \"Name\" EQ dg_mixed"),
+                ElementsAre("DG_Mixed"));
+}
+
+}  // namespace
