@@ -11,7 +11,7 @@ class ScalarWriter {
   public:
     explicit ScalarWriter(Writer& writer) : m_writer(writer) {}
 
-    void operator()(bool value) const { m_writer.number(value ? 1 : 0); }
+    void operator()(bool value) const { m_writer.flag(value); }
     void operator()(std::int32_t value) const {
         m_writer.number(static_cast<std::uint32_t>(value));
     }
@@ -38,7 +38,7 @@ class ScalarWriter {
         m_writer.number(static_cast<std::uint32_t>(value.insertions.size()));
         for (const Insertion& insertion : value.insertions) {
             const auto* text = std::get_if<std::string>(&insertion);
-            m_writer.number(text != nullptr ? 0 : 1);
+            m_writer.flag(text == nullptr);
             text != nullptr ? m_writer.text(*text)
                             : m_writer.wide(std::get<std::wstring>(insertion));
         }
@@ -120,6 +120,14 @@ std::uint32_t Reader::count(std::size_t least) {
     return value;
 }
 
+bool Reader::flag() {
+    const std::uint32_t value = number();
+    if (value > 1) {
+        throw Malformed("a flag that is neither 0 nor 1");
+    }
+    return value != 0;
+}
+
 std::string Reader::text() {
     std::string value(count(sizeof(char)), '\0');
     raw(value.data(), value.size());
@@ -153,7 +161,7 @@ std::vector<opal_objid> Reader::objects() {
 Scalar Reader::scalar(std::uint32_t type) {
     switch (type) {
     case TYPE_BOOLEAN:
-        return number() != 0;
+        return flag();
     case TYPE_INT32:
         return static_cast<std::int32_t>(number());
     case TYPE_UINT32:
@@ -188,10 +196,10 @@ Scalar Reader::scalar(std::uint32_t type) {
         I18nFormat format;
         format.specification = text();
         for (std::uint32_t left = count(2 * sizeof(std::uint32_t)); left != 0; --left) {
-            if (number() == 0) {
-                format.insertions.emplace_back(text());
-            } else {
+            if (flag()) {
                 format.insertions.emplace_back(wide());
+            } else {
+                format.insertions.emplace_back(text());
             }
         }
         return format;

@@ -27,7 +27,7 @@ static_assert(sizeof(FrameHeader) == 20);
 
 inline constexpr std::uint32_t frame_magic = 0x424c545a;  // "ZTLB"
 inline constexpr std::uint32_t frame_version = 1;
-inline constexpr std::uint32_t frame_limit = 64 * 1024 * 1024;
+inline constexpr std::uint32_t frame_limit = 16 * 1024 * 1024;
 
 struct Frame {
     FrameKind kind = FrameKind::request;
@@ -59,6 +59,7 @@ class Writer {
   public:
     void number(std::uint32_t value) { raw(&value, sizeof value); }
     void big_number(std::uint64_t value) { raw(&value, sizeof value); }
+    void flag(bool value) { number(value ? 1 : 0); }
     void text(const std::string& value);
     void wide(const std::wstring& value);
     void guid(const GUID& value) { raw(&value, sizeof value); }
@@ -81,6 +82,7 @@ class Reader {
 
     std::uint32_t number();
     std::uint64_t big_number();
+    bool flag();
     std::string text();
     std::wstring wide();
     GUID guid();

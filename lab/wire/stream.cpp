@@ -1,8 +1,22 @@
 #include "stream.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace lab {
+namespace {
+
+// How much memory a header alone can claim.
+constexpr std::size_t receive_step = 64 * 1024;
+
+bool is_header(const FrameHeader& header) {
+    return header.magic == frame_magic && header.version == frame_version &&
+           header.kind >= static_cast<std::uint32_t>(FrameKind::request) &&
+           header.kind <= static_cast<std::uint32_t>(FrameKind::alert) &&
+           header.length <= frame_limit;
+}
+
+}  // namespace
 
 void start_winsock() {
     static const int error = [] {
@@ -19,6 +33,9 @@ Stream::~Stream() {
 }
 
 bool Stream::send(FrameKind kind, std::uint32_t number, const std::vector<std::uint8_t>& body) {
+    if (body.size() > frame_limit) {
+        throw Malformed("a body beyond the limit");
+    }
     const FrameHeader header{frame_magic, frame_version, static_cast<std::uint32_t>(kind), number,
                              static_cast<std::uint32_t>(body.size())};
     std::vector<char> bytes(sizeof header + body.size());
@@ -55,14 +72,21 @@ bool Stream::receive(Frame& frame) {
     if (!receive_bytes(&header, sizeof header)) {
         return false;
     }
-    if (header.magic != frame_magic || header.version != frame_version ||
-        header.length > frame_limit) {
+    if (!is_header(header)) {
         throw Malformed("a header that is none");
     }
     frame.kind = static_cast<FrameKind>(header.kind);
     frame.number = header.number;
-    frame.body.resize(header.length);
-    return receive_bytes(frame.body.data(), frame.body.size());
+    frame.body.clear();
+    while (frame.body.size() < header.length) {
+        const std::size_t at = frame.body.size();
+        const std::size_t step = std::min(receive_step, header.length - at);
+        frame.body.resize(at + step);
+        if (!receive_bytes(frame.body.data() + at, step)) {
+            return false;
+        }
+    }
+    return true;
 }
 
 void Stream::shut_down() {

@@ -20,7 +20,8 @@ class Stream {
     Stream(const Stream&) = delete;
     Stream& operator=(const Stream&) = delete;
 
-    // False when the other side is gone. Frames of several threads do not mix.
+    // False when the other side is gone, or does not take the frame. Frames of
+    // several threads do not mix. Throws Malformed for a body beyond frame_limit.
     bool send(FrameKind kind, std::uint32_t number, const std::vector<std::uint8_t>& body);
     // False when the other side is gone. Throws Malformed.
     bool receive(Frame& frame);

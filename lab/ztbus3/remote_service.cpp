@@ -28,34 +28,24 @@ class RemoteLink {
     // Sends a request and waits. An answer is a status and, where the call
     // succeeded or is a method's, its results, which `read_results` reads.
     template <class ReadResults> opal_status ask(Writer& request, ReadResults&& read_results) {
-        Waiting waiting;
-        std::uint32_t number = 0;
-        {
-            const Exclusive hold(m_lock);
-            if (m_ended) {
-                return ZTERROR_NOT_CONNECTED;
-            }
-            number = ++m_last_number;
-            m_waiting[number] = &waiting;
+        const std::vector<std::uint8_t> question = request.take();
+        if (question.size() > frame_limit) {
+            return ZTERROR_INVALID_ARGUMENT;
         }
-        if (!m_stream.send(FrameKind::request, number, request.take())) {
+        Waiting waiting(*this);
+        if (!m_stream.send(FrameKind::request, waiting.number(), question)) {
             m_stream.shut_down();
         }
-        {
-            const Exclusive hold(m_lock);
-            while (!waiting.answered && !m_ended) {
-                SleepConditionVariableSRW(&m_changed, &m_lock, INFINITE, 0);
-            }
-            m_waiting.erase(number);
-        }
-        if (!waiting.answered) {
+        if (!waiting.wait()) {
             return ZTERROR_NOT_CONNECTED;
         }
         try {
-            Reader answer(waiting.body);
+            Reader answer(waiting.body());
             const opal_status status = answer.number();
-            if (answer.number() != 0) {
+            if (answer.flag()) {
                 read_results(answer);
+            } else if (status == ZTSTATUS_OK) {
+                throw Malformed("a success without its results");
             }
             answer.finish();
             return status;
@@ -68,18 +58,10 @@ class RemoteLink {
     void read() {
         try {
             for (Frame frame; m_stream.receive(frame);) {
-                if (frame.kind == FrameKind::answer) {
-                    take_answer(frame);
-                } else if (frame.kind == FrameKind::alert) {
-                    Reader body(frame.body);
-                    const std::string name = body.text();
-                    const Shared hold(m_sink_lock);
-                    if (m_sink) {
-                        m_sink(name);
-                    }
-                }
+                take(frame);
             }
-        } catch (const Malformed&) {
+        } catch (const std::exception&) {
+            // No frame, or no memory for it: what follows makes no sense.
             m_stream.shut_down();
         }
         {
@@ -92,18 +74,76 @@ class RemoteLink {
 
   private:
     // A request that waits for its answer, on its caller's stack.
-    struct Waiting {
-        bool answered = false;
-        std::vector<std::uint8_t> body;
+    class Waiting {
+      public:
+        explicit Waiting(RemoteLink& link) : m_link(link) {
+            const Exclusive hold(m_link.m_lock);
+            m_number = ++m_link.m_last_number;
+            m_link.m_waiting[m_number] = this;
+        }
+        ~Waiting() {
+            const Exclusive hold(m_link.m_lock);
+            m_link.m_waiting.erase(m_number);
+        }
+        Waiting(const Waiting&) = delete;
+        Waiting& operator=(const Waiting&) = delete;
+
+        std::uint32_t number() const { return m_number; }
+        const std::vector<std::uint8_t>& body() const { return m_body; }
+
+        // False when the connection ended first.
+        bool wait() {
+            const Exclusive hold(m_link.m_lock);
+            while (!m_answered && !m_link.m_ended) {
+                SleepConditionVariableSRW(&m_link.m_changed, &m_link.m_lock, INFINITE, 0);
+            }
+            return m_answered;
+        }
+        // Under the link's lock.
+        void answer(std::vector<std::uint8_t> body) {
+            m_body = std::move(body);
+            m_answered = true;
+        }
+
+      private:
+        RemoteLink& m_link;
+        std::uint32_t m_number = 0;
+        bool m_answered = false;
+        std::vector<std::uint8_t> m_body;
     };
+
+    void take(Frame& frame) {
+        switch (frame.kind) {
+        case FrameKind::answer:
+            take_answer(frame);
+            break;
+        case FrameKind::alert:
+            take_alert(frame);
+            break;
+        case FrameKind::request:
+            throw Malformed("a request from the service");
+        }
+    }
 
     void take_answer(Frame& frame) {
         const Exclusive hold(m_lock);
         const auto found = m_waiting.find(frame.number);
-        if (found != m_waiting.end()) {
-            found->second->body = std::move(frame.body);
-            found->second->answered = true;
-            WakeAllConditionVariable(&m_changed);
+        if (found == m_waiting.end()) {
+            throw Malformed("an answer that nobody waits for");
+        }
+        Waiting& waiting = *found->second;
+        m_waiting.erase(found);
+        waiting.answer(std::move(frame.body));
+        WakeAllConditionVariable(&m_changed);
+    }
+
+    void take_alert(const Frame& frame) {
+        Reader body(frame.body);
+        const std::string name = body.text();
+        body.finish();
+        const Shared hold(m_sink_lock);
+        if (m_sink) {
+            m_sink(name);
         }
     }
 

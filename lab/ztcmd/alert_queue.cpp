@@ -9,7 +9,7 @@ namespace lab {
 namespace {
 
 struct Alert {
-    opal_handle handle;
+    std::weak_ptr<Session> session;
     std::string name;
 };
 
@@ -33,7 +33,7 @@ DWORD WINAPI deliver_alerts(void* /*unused*/) {
             queue.pop_front();
             delivering = true;
         }
-        if (const std::shared_ptr<Session> session = find_session(alert.handle)) {
+        if (const std::shared_ptr<Session> session = alert.session.lock()) {
             const opal_alert record{alert.name.c_str()};
             session->deliver(&record);
         }
@@ -42,7 +42,7 @@ DWORD WINAPI deliver_alerts(void* /*unused*/) {
 
 }  // namespace
 
-void queue_alert(opal_handle handle, const std::string& name) {
+void queue_alert(std::weak_ptr<Session> session, const std::string& name) {
     const Exclusive hold(queue_lock);
     if (!thread_runs) {
         // The thread never ends: the code it runs must stay.
@@ -56,7 +56,7 @@ void queue_alert(opal_handle handle, const std::string& name) {
         CloseHandle(thread);
         thread_runs = true;
     }
-    queue.push_back({handle, name});
+    queue.push_back({std::move(session), name});
     WakeAllConditionVariable(&queue_changed);
 }
 

@@ -3,6 +3,8 @@
 #include "alert_queue.h"
 #include "locks.h"
 
+#include <algorithm>
+
 namespace lab {
 
 Session::Session() {
@@ -37,33 +39,42 @@ bool Session::is_connected() {
     return connected;
 }
 
-void Session::set_handler(opal_alert_handler handler) {
+bool Session::set_handler(opal_alert_handler handler) {
     const Exclusive hold(m_handler_lock);
-    m_handler = handler;
+    if (!m_retired) {
+        m_handler = handler;
+    }
+    return !m_retired;
 }
 
 bool Session::deliver(const opal_alert* alert) {
     opal_alert_handler handler = nullptr;
     {
         const Exclusive hold(m_handler_lock);
+        if (m_handler == nullptr) {
+            return false;
+        }
         handler = m_handler;
-        m_delivering_thread = handler != nullptr ? GetCurrentThreadId() : 0;
-    }
-    if (handler == nullptr) {
-        return false;
+        m_delivering.push_back(GetCurrentThreadId());
     }
     handler(alert, m_record.connection, nullptr, nullptr);
     const Exclusive hold(m_handler_lock);
-    m_delivering_thread = 0;
+    m_delivering.erase(std::find(m_delivering.begin(), m_delivering.end(), GetCurrentThreadId()));
     WakeAllConditionVariable(&m_delivered);
     return true;
 }
 
+bool Session::others_deliver() const {
+    // A handler may release its own handle: it does not wait for itself.
+    return std::any_of(m_delivering.begin(), m_delivering.end(),
+                       [](DWORD thread) { return thread != GetCurrentThreadId(); });
+}
+
 void Session::retire() {
     const Exclusive hold(m_handler_lock);
+    m_retired = true;
     m_handler = nullptr;
-    // A handler may release its own handle: it does not wait for itself.
-    while (m_delivering_thread != 0 && m_delivering_thread != GetCurrentThreadId()) {
+    while (others_deliver()) {
         SleepConditionVariableSRW(&m_delivered, &m_handler_lock, INFINITE, 0);
     }
 }
@@ -73,7 +84,7 @@ void Session::on_event(void* user, int event, const char* name) {
     if (event == LAB_EVENT_DISCONNECTED) {
         session->set_connected(false);
     } else {
-        queue_alert(session->handle(), name);
+        queue_alert(session->weak_from_this(), name);
     }
 }
 

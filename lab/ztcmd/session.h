@@ -5,10 +5,11 @@
 #include "ztcmd.h"
 
 #include <memory>
+#include <vector>
 
 namespace lab {
 
-class Session {
+class Session : public std::enable_shared_from_this<Session> {
   public:
     Session();
     ~Session();
@@ -24,23 +25,24 @@ class Session {
     void set_connected(bool connected);
     bool is_connected();
 
-    void set_handler(opal_alert_handler handler);
-    // Calls the handler, if there is one. Once `retire` returned it is not
-    // called again.
+    // False once the session is retired.
+    bool set_handler(opal_alert_handler handler);
+    // Calls the handler, if there is one.
     bool deliver(const opal_alert* alert);
+    // When this returns no other thread is in the handler, and it is not called
+    // again.
     void retire();
 
   private:
     static void on_event(void* user, int event, const char* name);
+    bool others_deliver() const;
 
     opal_session m_record{};
-    SRWLOCK m_handler_lock = SRWLOCK_INIT;  // guards the handler, not its calls
+    SRWLOCK m_handler_lock = SRWLOCK_INIT;  // not held while the handler runs
     opal_alert_handler m_handler = nullptr;
-    DWORD m_delivering_thread = 0;
+    bool m_retired = false;
+    std::vector<DWORD> m_delivering;  // threads that are in the handler
     CONDITION_VARIABLE m_delivered = CONDITION_VARIABLE_INIT;
 };
-
-// Null for a handle that is not live.
-std::shared_ptr<Session> find_session(opal_handle handle);
 
 }  // namespace lab

@@ -36,19 +36,20 @@ bool take_initialize_failure() {
 
 // The address of the service; empty for the embedded one.
 std::string service_address() {
-    char text[256];
-    const DWORD length = GetEnvironmentVariableA("ZTLAB_SERVICE", text, sizeof text);
-    return length != 0 && length < sizeof text ? text : "";
+    const DWORD size = GetEnvironmentVariableA("ZTLAB_SERVICE", nullptr, 0);
+    std::string text(size, '\0');
+    text.resize(GetEnvironmentVariableA("ZTLAB_SERVICE", text.data(), size));
+    return text;
 }
 
-}  // namespace
-
+// Null for a handle that is not live.
 std::shared_ptr<Session> find_session(opal_handle handle) {
     const Shared hold(sessions_lock);
     const auto found = sessions.find(handle);
     return found == sessions.end() ? nullptr : found->second;
 }
 
+}  // namespace
 }  // namespace lab
 
 using namespace lab;
@@ -68,17 +69,13 @@ opal_status InitializeZtVmW(uint32_t flags, uint32_t reserved, opal_handle* slot
         return initialize_failure;
     }
     const auto session = std::make_shared<Session>();
-    {
-        const Exclusive hold(sessions_lock);
-        sessions[session->handle()] = session;
-    }
     const std::string service = service_address();
     const opal_status status = session->open(service.empty() ? nullptr : service.c_str());
     if (status != ZTSTATUS_OK) {
-        const Exclusive hold(sessions_lock);
-        sessions.erase(session->handle());
         return status;
     }
+    const Exclusive hold(sessions_lock);
+    sessions[session->handle()] = session;
     *slot = session->handle();
     return ZTSTATUS_OK;
 }
@@ -121,8 +118,7 @@ opal_status RegisterAlertCallback(opal_handle handle, opal_alert_handler handler
     if (!session->is_connected()) {
         return ZTERROR_NOT_CONNECTED;
     }
-    session->set_handler(handler);
-    return ZTSTATUS_OK;
+    return session->set_handler(handler) ? ZTSTATUS_OK : ZTERROR_INVALID_ARGUMENT;
 }
 
 void LabCmdFailInitialize(opal_status status, uint32_t times) {

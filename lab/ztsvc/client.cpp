@@ -5,12 +5,15 @@
 namespace lab {
 namespace {
 
+// Thrown where the fault plan closes the client's connection.
+struct Dropped {};
+
 // A status and, when it succeeded, results.
 template <class Write>
 std::vector<std::uint8_t> reply(opal_status status, bool has_results, Write&& write) {
     Writer body;
     body.number(status);
-    body.number(has_results ? 1 : 0);
+    body.flag(has_results);
     if (has_results) {
         write(body);
     }
@@ -22,7 +25,7 @@ std::vector<std::uint8_t> reply_ids(opal_status status, const std::vector<opal_o
 }
 
 std::vector<std::uint8_t> reply_status(opal_status status) {
-    return reply(status, false, [](Writer&) {});
+    return reply(status, status == ZTSTATUS_OK, [](Writer&) {});
 }
 
 }  // namespace
@@ -63,6 +66,19 @@ void Client::alert(const std::string& name) {
     }
 }
 
+template <class Work>
+opal_status Client::faulty(Operation operation, Work&& work, std::uint32_t minor) {
+    const ServiceFault fault = m_faults.next(operation, minor);
+    if (fault.delay_ms != 0) {
+        Sleep(fault.delay_ms);
+    }
+    const opal_status status = fault.status ? *fault.status : work();
+    if (fault.drop) {
+        throw Dropped();
+    }
+    return status;
+}
+
 std::vector<std::uint8_t> Client::answer(const Frame& request) {
     Reader body(request.body);
     const auto operation = static_cast<Operation>(body.number());
@@ -72,7 +88,8 @@ std::vector<std::uint8_t> Client::answer(const Frame& request) {
         const std::string name = body.text();
         body.finish();
         Value value;
-        const opal_status status = m_store.get_property(object, name, value);
+        const opal_status status =
+            faulty(operation, [&] { return m_store.get_property(object, name, value); });
         return reply(status, status == ZTSTATUS_OK, [&](Writer& out) { out.value(value); });
     }
     case Operation::set_property: {
@@ -81,20 +98,23 @@ std::vector<std::uint8_t> Client::answer(const Frame& request) {
         property.name = body.text();
         property.value = body.value();
         body.finish();
-        return reply_status(m_store.set_property(object, property));
+        return reply_status(
+            faulty(operation, [&] { return m_store.set_property(object, property); }));
     }
     case Operation::get_properties: {
         const opal_objid object = body.object();
         body.finish();
         PropertySet properties;
-        const opal_status status = m_store.get_properties(object, properties);
+        const opal_status status =
+            faulty(operation, [&] { return m_store.get_properties(object, properties); });
         return reply(status, status == ZTSTATUS_OK, [&](Writer& out) { out.set(properties); });
     }
     case Operation::get_type: {
         const opal_objid object = body.object();
         body.finish();
         std::string type;
-        const opal_status status = m_store.get_type(object, type);
+        const opal_status status =
+            faulty(operation, [&] { return m_store.get_type(object, type); });
         return reply(status, status == ZTSTATUS_OK, [&](Writer& out) { out.text(type); });
     }
     case Operation::get_children:
@@ -103,28 +123,30 @@ std::vector<std::uint8_t> Client::answer(const Frame& request) {
         const std::string type = body.text();
         body.finish();
         std::vector<opal_objid> ids;
-        const opal_status status = operation == Operation::get_children
-                                       ? m_store.get_children(object, type, ids)
-                                       : m_store.get_parents(object, type, ids);
+        const opal_status status = faulty(operation, [&] {
+            return operation == Operation::get_children ? m_store.get_children(object, type, ids)
+                                                        : m_store.get_parents(object, type, ids);
+        });
         return reply_ids(status, ids);
     }
     case Operation::delete_object: {
         const opal_objid object = body.object();
         body.finish();
-        return reply_status(m_store.delete_object(object));
+        return reply_status(faulty(operation, [&] { return m_store.delete_object(object); }));
     }
     case Operation::get_objects: {
         const std::string type = body.text();
         body.finish();
         std::vector<opal_objid> ids;
-        const opal_status status = m_store.get_objects(type, ids);
+        const opal_status status =
+            faulty(operation, [&] { return m_store.get_objects(type, ids); });
         return reply_ids(status, ids);
     }
     case Operation::query: {
         const std::wstring text = body.wide();
         body.finish();
         std::vector<opal_objid> ids;
-        const opal_status status = m_store.query(text, ids);
+        const opal_status status = faulty(operation, [&] { return m_store.query(text, ids); });
         return reply_ids(status, ids);
     }
     case Operation::invoke: {
@@ -135,10 +157,10 @@ std::vector<std::uint8_t> Client::answer(const Frame& request) {
         const PropertySet input = body.set();
         body.finish();
         PropertySet output;
-        opal_status status = ZTSTATUS_OK;
-        if (!m_faults.answers(minor, status)) {
-            status = m_store.invoke(target, interface_id, major, minor, input, output);
-        }
+        const opal_status status = faulty(
+            operation,
+            [&] { return m_store.invoke(target, interface_id, major, minor, input, output); },
+            minor);
         char text[64];
         std::snprintf(text, sizeof text, "method %u -> 0x%x", minor, static_cast<unsigned>(status));
         say(text);

@@ -20,8 +20,11 @@ class Client {
     void alert(const std::string& name);
 
   private:
-    // The answer to a request. Throws Malformed.
+    // The answer to a request. Throws Malformed and Dropped.
     std::vector<std::uint8_t> answer(const Frame& request);
+    // Does the work of a request as the fault plan has it. Throws Dropped.
+    template <class Work>
+    opal_status faulty(Operation operation, Work&& work, std::uint32_t minor = 0);
     void say(const std::string& what) const;
 
     Stream m_stream;

@@ -1,88 +1,94 @@
 #include "faults.h"
 
-#include "methods.h"
+#include "json_file.h"
 
-#include <nlohmann/json.hpp>
-
-#include <cstring>
-#include <fstream>
-#include <stdexcept>
+#include <algorithm>
+#include <iterator>
 
 namespace lab {
+namespace {
 
-FaultPlan::FaultPlan(const wchar_t* path) {
-    const std::string name = narrow(path);
-    const std::unique_ptr<FILE, int (*)(FILE*)> file(_wfopen(path, L"rb"), fclose);
-    if (file == nullptr) {
-        throw std::runtime_error(name + ": " + std::strerror(errno));
+struct FunctionName {
+    const char* function;
+    Operation operation;
+};
+
+constexpr FunctionName functions[] = {
+    {"ObGetProperty", Operation::get_property},     {"ObSetProperty", Operation::set_property},
+    {"ObGetProperties", Operation::get_properties}, {"ObGetObjectType", Operation::get_type},
+    {"ObGetChildObjects", Operation::get_children}, {"ObGetParentObjects", Operation::get_parents},
+    {"ObDeleteObject", Operation::delete_object},   {"DbGetObjects", Operation::get_objects},
+    {"DbGetObjectsByQuery", Operation::query},      {"PrCallDispatch", Operation::invoke},
+};
+
+Operation read_operation(const JsonNode& node) {
+    const auto* found =
+        std::find_if(std::begin(functions), std::end(functions),
+                     [&node](const FunctionName& row) { return node.text() == row.function; });
+    if (found == std::end(functions)) {
+        throw ScenarioError(node.line,
+                            "\"" + node.text() + "\" is no function that reaches the service");
     }
-    try {
-        for (const nlohmann::json& json : nlohmann::json::parse(file.get())) {
-            Rule rule;
-            bool has_call = false;
-            std::uint64_t times = 0;
-            for (const auto& [key, value] : json.items()) {
-                if (key == "minor") {
-                    rule.any_method = false;
-                    rule.minor = value.get<std::uint32_t>();
-                } else if (key == "call") {
-                    has_call = true;
-                    rule.first = value.get<std::uint64_t>();
-                } else if (key == "times") {
-                    times = value.get<std::uint64_t>();
-                } else if (key == "delay") {
-                    rule.delay_ms = value.get<std::uint32_t>();
-                } else if (key == "drop") {
-                    rule.drop = value.get<bool>();
-                } else if (key == "status") {
-                    rule.has_status = true;
-                    rule.status =
-                        static_cast<opal_status>(std::stoul(value.get<std::string>(), nullptr, 0));
-                } else {
-                    throw std::invalid_argument("nothing is known of the key \"" + key + "\"");
-                }
-            }
-            if (times == 0 && has_call) {
-                times = 1;
-            }
-            if (times != 0) {
-                rule.last = rule.first + times - 1;
-            }
-            m_rules.push_back(rule);
-        }
-    } catch (const std::exception& error) {
-        throw std::runtime_error(name + ": " + error.what());
-    }
+    return found->operation;
 }
 
-bool FaultPlan::answers(std::uint32_t minor, opal_status& status) {
-    Rule due;
+}  // namespace
+
+FaultPlan::Rule FaultPlan::read_rule(const JsonNode& node) {
+    Members members(node);
+    Rule rule;
+    if (const JsonNode* function = members.find("function")) {
+        rule.operation = read_operation(*function);
+    }
+    if (const JsonNode* minor = members.find("minor")) {
+        rule.minor = static_cast<std::uint32_t>(minor->unsigned_integer(UINT32_MAX));
+        if (rule.operation.value_or(Operation::invoke) != Operation::invoke) {
+            throw ScenarioError(minor->line, "only a call of PrCallDispatch has a \"minor\"");
+        }
+        rule.operation = Operation::invoke;
+    }
+    rule.turn = FaultTurn(members);
+    rule.fault.delay_ms = members.uint32("delay", 0);
+    if (const JsonNode* status = members.find("status")) {
+        rule.fault.status = read_status(*status);
+    }
+    rule.fault.drop = members.boolean("drop", false);
+    members.finish();
+    if (rule.fault.status && rule.fault.drop) {
+        throw ScenarioError(node.line, "\"status\" does not do the work; the rule asks for both");
+    }
+    if (!rule.fault.status && !rule.fault.drop && rule.fault.delay_ms == 0) {
+        throw ScenarioError(node.line, "the rule does nothing");
+    }
+    if (rule.fault.status == ZTSTATUS_OK &&
+        rule.operation.value_or(Operation::get_property) == Operation::get_property) {
+        throw ScenarioError(node.line, "a property is not read successfully without a value");
+    }
+    return rule;
+}
+
+FaultPlan::FaultPlan(const wchar_t* path) {
+    use_json_file(path, [this](const std::string& text) {
+        const JsonNode root = parse_json(text);
+        for (const JsonNode& node : root.array()) {
+            m_rules.push_back(read_rule(node));
+        }
+    });
+}
+
+ServiceFault FaultPlan::next(Operation operation, std::uint32_t minor) {
+    const Exclusive hold(m_lock);
+    ServiceFault fault;
     bool is_due = false;
-    {
-        const Exclusive hold(m_lock);
-        for (Rule& rule : m_rules) {
-            if (!rule.any_method && rule.minor != minor) {
-                continue;
-            }
-            ++rule.matched;
-            if (rule.matched >= rule.first && rule.matched <= rule.last) {
-                due = rule;
-                is_due = true;
-                break;
-            }
+    for (Rule& rule : m_rules) {
+        const bool selected =
+            rule.operation.value_or(operation) == operation && rule.minor.value_or(minor) == minor;
+        if (selected && rule.turn.is_due() && !is_due) {
+            fault = rule.fault;
+            is_due = true;
         }
     }
-    if (!is_due) {
-        return false;
-    }
-    if (due.delay_ms != 0) {
-        Sleep(due.delay_ms);
-    }
-    if (due.drop) {
-        throw Dropped();
-    }
-    status = due.status;
-    return due.has_status;
+    return fault;
 }
 
 }  // namespace lab

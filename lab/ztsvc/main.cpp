@@ -1,6 +1,7 @@
 // ztsvc: the lab's storage service, on a loopback port.
 #include "scenario.h"
 #include "server.h"
+#include "text.h"
 
 #include <CLI/CLI.hpp>
 
@@ -31,9 +32,12 @@ void write_port_file(const std::filesystem::path& path, std::uint16_t port) {
 int main(int argc, char** argv) {
     CLI::App app("The lab's storage service: serves a scenario to object-bus clients.", "ztsvc");
     app.set_version_flag("--version", "ztsvc 1.0.0");
-    std::filesystem::path scenario;
-    std::filesystem::path port_file;
-    std::filesystem::path faults_file;
+    // One line tells what is wrong; --help is asked for when it is wanted.
+    app.failure_message(
+        [](const CLI::App*, const CLI::Error& error) { return std::string(error.what()) + '\n'; });
+    std::string scenario;
+    std::string port_file;
+    std::string faults_file;
     std::uint16_t port = 4711;
     bool quiet = false;
     app.add_option("--scenario", scenario, "the storage to serve, a JSON file")->required();
@@ -41,7 +45,7 @@ int main(int argc, char** argv) {
         ->capture_default_str();
     app.add_option("--port-file", port_file,
                    "file that receives the port once clients may connect");
-    app.add_option("--faults", faults_file, "a fault plan for the methods, a JSON file");
+    app.add_option("--faults", faults_file, "faults that requests are to meet, a JSON file");
     app.add_flag("--quiet", quiet, "no line for each client and method");
 
     try {
@@ -50,16 +54,14 @@ int main(int argc, char** argv) {
         return app.exit(error) == 0 ? 0 : exit_usage;
     }
     try {
-        lab::Store store(lab::load_scenario(scenario.c_str()));
-        lab::FaultPlan no_faults;
-        std::unique_ptr<lab::FaultPlan> faults;
-        if (!faults_file.empty()) {
-            faults = std::make_unique<lab::FaultPlan>(faults_file.c_str());
-        }
-        lab::Server server(store, faults != nullptr ? *faults : no_faults, quiet);
+        lab::Store store(lab::load_scenario(lab::widen_ansi(scenario).c_str()));
+        lab::FaultPlan faults = faults_file.empty()
+                                    ? lab::FaultPlan()
+                                    : lab::FaultPlan(lab::widen_ansi(faults_file).c_str());
+        lab::Server server(store, faults, quiet);
         port = server.listen(port);
         if (!port_file.empty()) {
-            write_port_file(port_file, port);
+            write_port_file(lab::widen_ansi(port_file), port);
         }
         if (!quiet) {
             std::printf("listening on 127.0.0.1:%u\n", port);
@@ -67,7 +69,7 @@ int main(int argc, char** argv) {
         }
         server.run();
     } catch (const std::exception& error) {
-        std::fprintf(stderr, "ztsvc: %s\n", error.what());
+        std::fprintf(stderr, "%s\n", error.what());
         return exit_usage;
     }
     return 0;

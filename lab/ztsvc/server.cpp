@@ -4,6 +4,21 @@
 #include <stdexcept>
 
 namespace lab {
+namespace {
+
+// A client that takes nothing for so long is given up: alerts for the others
+// wait behind it.
+constexpr DWORD send_limit_ms = 5000;
+
+void set_up(SOCKET accepted) {
+    const BOOL no_delay = TRUE;
+    setsockopt(accepted, IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&no_delay),
+               sizeof no_delay);
+    setsockopt(accepted, SOL_SOCKET, SO_SNDTIMEO, reinterpret_cast<const char*>(&send_limit_ms),
+               sizeof send_limit_ms);
+}
+
+}  // namespace
 
 Server::Server(Store& store, FaultPlan& faults, bool quiet)
     : m_store(store), m_faults(faults), m_quiet(quiet) {
@@ -24,10 +39,10 @@ std::uint16_t Server::listen(std::uint16_t port) {
     if (bind(m_socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
         ::listen(m_socket, SOMAXCONN) != 0) {
         const int error = WSAGetLastError();
-        throw std::runtime_error("cannot listen on port " + std::to_string(port) +
+        throw std::runtime_error("port " + std::to_string(port) +
                                  (error == WSAEADDRINUSE || error == WSAEACCES
-                                      ? ": it is taken"
-                                      : ": error " + std::to_string(error)));
+                                      ? ": taken by another program"
+                                      : ": Winsock error " + std::to_string(error)));
     }
     int size = sizeof address;
     getsockname(m_socket, reinterpret_cast<sockaddr*>(&address), &size);
@@ -41,9 +56,7 @@ void Server::run() {
             Sleep(10);
             continue;
         }
-        const BOOL no_delay = TRUE;
-        setsockopt(accepted, IPPROTO_TCP, TCP_NODELAY, reinterpret_cast<const char*>(&no_delay),
-                   sizeof no_delay);
+        set_up(accepted);
         auto served = std::make_unique<Served>(Served{
             this, std::make_shared<Client>(accepted, m_store, m_faults, ++m_last_number, m_quiet)});
         {
