@@ -40,7 +40,9 @@
 #ifndef FARLO_H
 #define FARLO_H
 
+#include <stddef.h>
 #include <stdint.h>
+#include <string.h>
 #include <wchar.h>
 
 #ifdef __cplusplus
@@ -800,6 +802,467 @@ typedef uint32_t (*CheckOSVersionAndReg_fn)(void);
  */
 uint32_t DeleteVMMSFolder(const wchar_t* folder);
 typedef uint32_t (*DeleteVMMSFolder_fn)(const wchar_t* folder);
+
+/* ----------------------------------------------------------------- records */
+
+/*
+ * What disk groups, disks and volumes are, as records in a buffer of the
+ * caller's. They are packed and may stand at any address.
+ *
+ * Texts are wide and NUL-terminated; one that is too long for its field is cut
+ * short. A call writes what the service names, and nothing else: a field that
+ * could not be read, a reserved one and the bytes behind a text's terminator keep
+ * what the buffer held. Zero a buffer before it is filled.
+ *
+ * Sizes. A call with a buffer that is too small writes nothing there, stores the
+ * size that is needed and answers FARLO_BUFFER_TOO_SMALL. The group may change
+ * between two calls: ask again then. With so many objects that a 32-bit size
+ * cannot tell them, no buffer is enough: FARLO_BUFFER_TOO_SMALL or
+ * FARLO_EXCEPTION. The functions farlo_... below compute sizes and find the parts
+ * of a record within the bytes that the buffer really has; they answer NULL, or
+ * 0, for what is not there.
+ */
+#pragma pack(push, 1)
+
+/* One disk. 56 bytes. */
+typedef struct DgDiskInfo {
+    wchar_t name[16];    /* at most 15 characters of the disk's "Name" */
+    uint32_t signature;  /* "SIGNATURE", or formed from "DISKID" (see each call) */
+    uint32_t lun;        /* "LUN ID" */
+    uint32_t target;     /* "DISK TARGET ID" */
+    uint32_t port;       /* "PORT" */
+    uint8_t reserved[8]; /* never written */
+} DgDiskInfo;
+
+/* One volume. 1,656 bytes. In the light form only the device name, the drive
+ * letter, the type and the size are written. */
+typedef struct VolInfo {
+    wchar_t device_name[260]; /* "DEVICE NAME" */
+    /* A letter and a colon ("F:"), or empty: always written. It is what the
+     * service says, in the light form what the system's mount-point manager says:
+     * the two may disagree. */
+    wchar_t drive_letter[3];
+    /* "type of file system" and "label" of the volume's file system; not written
+     * for a volume that has none. */
+    wchar_t file_system[32];
+    wchar_t label[260];
+    /* The folders in which the volume is mounted, separated by "; ", or empty:
+     * always written, but in the light form. */
+    wchar_t mount_points[261];
+    uint32_t type;       /* "type", in the service's own numbers */
+    uint8_t reserved[4]; /* never written */
+    /* "ztvmstate", the service's own 32 bits, sign-extended. In lists of unusable
+     * volumes with the bit FARLO_VOLUME_UNUSABLE; there that bit is set in what
+     * the buffer held, too, when the state could not be read. */
+    int64_t state;
+    uint64_t size; /* "size": bytes */
+} VolInfo;
+
+/* Begin of a disk group's record: that many DgDiskInfo follow, and behind them
+ * that many VolInfo. */
+typedef struct DgInfo {
+    uint32_t disk_count;
+    uint32_t volume_count;
+} DgInfo;
+
+/* Begin of a volume's record: that many DgDiskInfo follow, and behind them one
+ * VolInfo. */
+typedef struct VolPropInfo {
+    uint32_t disk_count;   /* a disk counts once for each subdisk that lies on it */
+    uint32_t volume_count; /* always 1 */
+} VolPropInfo;
+
+/* Begin of a disk group's light record. What follows depends on the group: with
+ * a disk, the signature of the first one (32 bits) and then that many light
+ * VolInfo; without a disk, the VolInfo at once. Take it apart with
+ * farlo_dg_vol_info_signature and farlo_dg_vol_info_volume. */
+typedef struct DgVolInfo {
+    uint32_t volume_count;
+} DgVolInfo;
+
+/* Begin of a disk group's list of disks: that many DgDiskInfo follow. */
+typedef struct DgDiskList {
+    uint32_t disk_count;
+} DgDiskList;
+
+#pragma pack(pop)
+
+#ifdef __cplusplus
+#define FARLO_STATIC_ASSERT static_assert
+#else
+#define FARLO_STATIC_ASSERT _Static_assert
+#endif
+#define FARLO_FIELD_AT(record, field, offset)                                                      \
+    FARLO_STATIC_ASSERT(offsetof(record, field) == (offset), #record ": " #field)
+
+FARLO_STATIC_ASSERT(sizeof(wchar_t) == 2, "wide characters are UTF-16");
+FARLO_STATIC_ASSERT(sizeof(DgDiskInfo) == 56, "DgDiskInfo");
+FARLO_FIELD_AT(DgDiskInfo, name, 0);
+FARLO_FIELD_AT(DgDiskInfo, signature, 32);
+FARLO_FIELD_AT(DgDiskInfo, lun, 36);
+FARLO_FIELD_AT(DgDiskInfo, target, 40);
+FARLO_FIELD_AT(DgDiskInfo, port, 44);
+FARLO_FIELD_AT(DgDiskInfo, reserved, 48);
+FARLO_STATIC_ASSERT(sizeof(VolInfo) == 1656, "VolInfo");
+FARLO_FIELD_AT(VolInfo, device_name, 0);
+FARLO_FIELD_AT(VolInfo, drive_letter, 520);
+FARLO_FIELD_AT(VolInfo, file_system, 526);
+FARLO_FIELD_AT(VolInfo, label, 590);
+FARLO_FIELD_AT(VolInfo, mount_points, 1110);
+FARLO_FIELD_AT(VolInfo, type, 1632);
+FARLO_FIELD_AT(VolInfo, reserved, 1636);
+FARLO_FIELD_AT(VolInfo, state, 1640);
+FARLO_FIELD_AT(VolInfo, size, 1648);
+FARLO_STATIC_ASSERT(sizeof(DgInfo) == 8, "DgInfo");
+FARLO_FIELD_AT(DgInfo, disk_count, 0);
+FARLO_FIELD_AT(DgInfo, volume_count, 4);
+FARLO_STATIC_ASSERT(sizeof(VolPropInfo) == 8, "VolPropInfo");
+FARLO_FIELD_AT(VolPropInfo, disk_count, 0);
+FARLO_FIELD_AT(VolPropInfo, volume_count, 4);
+FARLO_STATIC_ASSERT(sizeof(DgVolInfo) == 4, "DgVolInfo");
+FARLO_FIELD_AT(DgVolInfo, volume_count, 0);
+FARLO_STATIC_ASSERT(sizeof(DgDiskList) == 4, "DgDiskList");
+FARLO_FIELD_AT(DgDiskList, disk_count, 0);
+
+/* For the functions below: 32 bits of a record, 0 outside of it. */
+static inline uint32_t farlo_record_word(const void* record, size_t size, size_t offset) {
+    uint32_t word = 0;
+    if (record != NULL && size >= sizeof word && size - sizeof word >= offset) {
+        memcpy(&word, (const uint8_t*)record + offset, sizeof word);
+    }
+    return word;
+}
+
+/* For the functions below: one of `count` entries that begin at an offset, NULL
+ * outside of the record. */
+static inline const void* farlo_record_entry(const void* record, size_t size, uint64_t offset,
+                                             uint32_t count, uint32_t index, size_t entry_size) {
+    if (record == NULL || index >= count || offset > size ||
+        (size - offset) / entry_size <= index) {
+        return NULL;
+    }
+    return (const uint8_t*)record + offset + (size_t)index * entry_size;
+}
+
+/* Bytes of so many VolInfo back to back (GetUnusableVolumesInfo). */
+static inline uint64_t farlo_vol_info_list_size(uint32_t volumes) {
+    return (uint64_t)sizeof(VolInfo) * volumes;
+}
+
+/*
+ * The record of a disk group: its disks and its volumes.
+ *
+ *   name, guid   name the group, of any kind
+ *   record       receives the record; NULL asks for the size
+ *   size         in: the buffer's size in bytes; out: with
+ *                FARLO_BUFFER_TOO_SMALL the size that is needed, else left alone
+ *
+ * The signature of a disk that has none, or 0, is the hexadecimal number in front
+ * of the first "-" of its "DISKID"; 0xFFFFFFFF when it has more than 32 bits.
+ *
+ * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_MISSING_ARGUMENT (also:
+ * the size is enough and there is no buffer), FARLO_NOT_FOUND (every failed search
+ * for the group), FARLO_BUFFER_TOO_SMALL, FARLO_EXCEPTION.
+ */
+uint32_t GetDgPropertiesA(opal_handle handle, const char* name, const char* guid, DgInfo* record,
+                          uint32_t* size);
+typedef uint32_t (*GetDgPropertiesA_fn)(opal_handle handle, const char* name, const char* guid,
+                                        DgInfo* record, uint32_t* size);
+uint32_t GetDgPropertiesW(opal_handle handle, const wchar_t* name, const char* guid, DgInfo* record,
+                          uint32_t* size);
+typedef uint32_t (*GetDgPropertiesW_fn)(opal_handle handle, const wchar_t* name, const char* guid,
+                                        DgInfo* record, uint32_t* size);
+
+/* Bytes of a record of so many disks and volumes. */
+static inline uint64_t farlo_dg_info_size(uint32_t disks, uint32_t volumes) {
+    return sizeof(DgInfo) + (uint64_t)sizeof(DgDiskInfo) * disks +
+           (uint64_t)sizeof(VolInfo) * volumes;
+}
+/* A disk, a volume of a record in a buffer of `size` bytes. */
+static inline const DgDiskInfo* farlo_dg_info_disk(const DgInfo* record, size_t size,
+                                                   uint32_t index) {
+    return (const DgDiskInfo*)farlo_record_entry(record, size, sizeof(DgInfo),
+                                                 farlo_record_word(record, size, 0), index,
+                                                 sizeof(DgDiskInfo));
+}
+static inline const VolInfo* farlo_dg_info_volume(const DgInfo* record, size_t size,
+                                                  uint32_t index) {
+    const uint32_t disks = farlo_record_word(record, size, 0);
+    return (const VolInfo*)farlo_record_entry(record, size, farlo_dg_info_size(disks, 0),
+                                              farlo_record_word(record, size, 4), index,
+                                              sizeof(VolInfo));
+}
+
+/*
+ * The record of a volume: the disks that its subdisks lie on, and itself.
+ *
+ *   device   the volume's device name; required
+ *   record   receives the record; required also where only the size is asked
+ *   size     as for GetDgProperties, but: FOUR BYTES MORE than this size are
+ *            written. Get the size to pass from farlo_vol_prop_info_prepare and
+ *            the bytes to allocate from farlo_vol_prop_info_allocation.
+ *
+ * Signatures are formed as by GetDgProperties.
+ *
+ *   uint32_t size = 0;
+ *   VolPropInfo none;
+ *   if (GetVolPropertiesW(handle, device, &none, &size) == FARLO_BUFFER_TOO_SMALL) {
+ *       size_t allocated = (size_t)farlo_vol_prop_info_allocation(size);
+ *       VolPropInfo* record = malloc(allocated);
+ *       size = farlo_vol_prop_info_prepare(record, allocated);
+ *       GetVolPropertiesW(handle, device, record, &size) ...
+ *
+ * Statuses: FARLO_INVALID_ARGUMENT (no device name; no such volume; in the A form
+ * any NULL but the handle), FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED,
+ * FARLO_MISSING_ARGUMENT, FARLO_BUFFER_TOO_SMALL, FARLO_EXCEPTION.
+ */
+uint32_t GetVolPropertiesA(opal_handle handle, const char* device, VolPropInfo* record,
+                           uint32_t* size);
+typedef uint32_t (*GetVolPropertiesA_fn)(opal_handle handle, const char* device,
+                                         VolPropInfo* record, uint32_t* size);
+uint32_t GetVolPropertiesW(opal_handle handle, const wchar_t* device, VolPropInfo* record,
+                           uint32_t* size);
+typedef uint32_t (*GetVolPropertiesW_fn)(opal_handle handle, const wchar_t* device,
+                                         VolPropInfo* record, uint32_t* size);
+
+/* Bytes that are written beyond the size that is asked for and passed. */
+#define FARLO_VOL_PROP_INFO_BEYOND 4u
+/* Bytes to allocate when that size was asked for. */
+static inline uint64_t farlo_vol_prop_info_allocation(uint32_t asked) {
+    return (uint64_t)asked + FARLO_VOL_PROP_INFO_BEYOND;
+}
+/* Zeroes a buffer of so many bytes and returns the size to pass for it. */
+static inline uint32_t farlo_vol_prop_info_prepare(void* buffer, size_t allocated) {
+    size_t size = 0;
+    if (buffer != NULL && allocated > FARLO_VOL_PROP_INFO_BEYOND) {
+        memset(buffer, 0, allocated);
+        size = allocated - FARLO_VOL_PROP_INFO_BEYOND;
+    }
+    return size > UINT32_MAX ? UINT32_MAX : (uint32_t)size;
+}
+/* A disk, the volume of a record in a buffer of `allocated` bytes. */
+static inline const DgDiskInfo* farlo_vol_prop_info_disk(const VolPropInfo* record,
+                                                         size_t allocated, uint32_t index) {
+    return (const DgDiskInfo*)farlo_record_entry(record, allocated, sizeof(VolPropInfo),
+                                                 farlo_record_word(record, allocated, 0), index,
+                                                 sizeof(DgDiskInfo));
+}
+static inline const VolInfo* farlo_vol_prop_info_volume(const VolPropInfo* record,
+                                                        size_t allocated) {
+    const uint32_t disks = farlo_record_word(record, allocated, 0);
+    return (const VolInfo*)farlo_record_entry(record, allocated, farlo_dg_info_size(disks, 0),
+                                              farlo_record_word(record, allocated, 4), 0,
+                                              sizeof(VolInfo));
+}
+
+/*
+ * The light record of a cluster disk group: the signature of its first disk, and
+ * its volumes in the light form.
+ *
+ *   record   receives the record; NULL asks for the size. Make it ready with
+ *            farlo_dg_vol_info_prepare before each call.
+ *   size     as for GetDgProperties. It is the same whether or not the group has
+ *            a disk.
+ *
+ * Statuses as GetDgProperties.
+ */
+uint32_t GetDgVolPropertiesA(opal_handle handle, const char* name, const char* guid,
+                             DgVolInfo* record, uint32_t* size);
+typedef uint32_t (*GetDgVolPropertiesA_fn)(opal_handle handle, const char* name, const char* guid,
+                                           DgVolInfo* record, uint32_t* size);
+uint32_t GetDgVolPropertiesW(opal_handle handle, const wchar_t* name, const char* guid,
+                             DgVolInfo* record, uint32_t* size);
+typedef uint32_t (*GetDgVolPropertiesW_fn)(opal_handle handle, const wchar_t* name,
+                                           const char* guid, DgVolInfo* record, uint32_t* size);
+
+/* Where the drive letter of the first volume stands when there is no signature;
+ * with a signature its first character is the third of these. */
+#define FARLO_DG_VOL_INFO_MARK (sizeof(DgVolInfo) + offsetof(VolInfo, drive_letter))
+#define FARLO_DG_VOL_INFO_MARK_SIZE (3 * sizeof(wchar_t))
+/*
+ * Makes a buffer of so many bytes ready for GetDgVolProperties and returns the
+ * size to pass for it. The buffer is zeroed, but for a mark by which the functions
+ * below tell whether a signature was written: the record itself does not say. They
+ * hold for a buffer that was made ready and then filled.
+ */
+static inline uint32_t farlo_dg_vol_info_prepare(void* buffer, size_t size) {
+    if (buffer == NULL) {
+        return 0;
+    }
+    memset(buffer, 0, size);
+    if (size >= FARLO_DG_VOL_INFO_MARK + FARLO_DG_VOL_INFO_MARK_SIZE) {
+        memset((uint8_t*)buffer + FARLO_DG_VOL_INFO_MARK, 0xFF, FARLO_DG_VOL_INFO_MARK_SIZE);
+    }
+    return size > UINT32_MAX ? UINT32_MAX : (uint32_t)size;
+}
+/* Whether there is a signature in front of the volumes. A drive letter is always
+ * written: an empty one is one character, any other a letter, a colon and the
+ * terminator. A device name that reaches into the mark ends before the colon. */
+static inline int farlo_dg_vol_info_has_signature(const DgVolInfo* record, size_t size) {
+    uint16_t mark[3];
+    if (farlo_record_word(record, size, 0) == 0) {
+        return size >= sizeof(DgVolInfo) + sizeof(uint32_t);
+    }
+    if (size < FARLO_DG_VOL_INFO_MARK + sizeof mark) {
+        return 0;
+    }
+    memcpy(mark, (const uint8_t*)record + FARLO_DG_VOL_INFO_MARK, sizeof mark);
+    return mark[2] != 0xFFFF && mark[1] != L':';
+}
+/* The signature; 0 when the group has no disk, or its first disk none. */
+static inline uint32_t farlo_dg_vol_info_signature(const DgVolInfo* record, size_t size) {
+    return farlo_dg_vol_info_has_signature(record, size)
+               ? farlo_record_word(record, size, sizeof(DgVolInfo))
+               : 0;
+}
+/* A volume of a record in a buffer of `size` bytes. */
+static inline const VolInfo* farlo_dg_vol_info_volume(const DgVolInfo* record, size_t size,
+                                                      uint32_t index) {
+    const size_t signature = farlo_dg_vol_info_has_signature(record, size) ? sizeof(uint32_t) : 0;
+    return (const VolInfo*)farlo_record_entry(record, size, sizeof(DgVolInfo) + signature,
+                                              farlo_record_word(record, size, 0), index,
+                                              sizeof(VolInfo));
+}
+
+/*
+ * The record of one volume of a cluster disk group.
+ *
+ *   device   the volume's device name, compared without regard to case; required
+ *            (the A form takes at most 31 characters)
+ *   record   receives the record; NULL asks for the size
+ *   size     as for GetDgProperties; sizeof(VolInfo) is needed
+ *
+ * Statuses as GetDgProperties, and FARLO_VOLUME_NOT_FOUND.
+ */
+uint32_t GetDgVolumePropertiesA(opal_handle handle, const char* name, const char* guid,
+                                const char* device, VolInfo* record, uint32_t* size);
+typedef uint32_t (*GetDgVolumePropertiesA_fn)(opal_handle handle, const char* name,
+                                              const char* guid, const char* device, VolInfo* record,
+                                              uint32_t* size);
+uint32_t GetDgVolumePropertiesW(opal_handle handle, const wchar_t* name, const char* guid,
+                                const wchar_t* device, VolInfo* record, uint32_t* size);
+typedef uint32_t (*GetDgVolumePropertiesW_fn)(opal_handle handle, const wchar_t* name,
+                                              const char* guid, const wchar_t* device,
+                                              VolInfo* record, uint32_t* size);
+
+/*
+ * The disks of a disk group, of any kind. Signatures are those of the disks: none
+ * is formed.
+ *
+ *   record   receives the list; NULL asks for the size
+ *   size     as for GetDgProperties
+ *
+ * Statuses as GetDgProperties.
+ */
+uint32_t GetDgDiskPropertiesA(opal_handle handle, const char* name, const char* guid,
+                              DgDiskList* record, uint32_t* size);
+typedef uint32_t (*GetDgDiskPropertiesA_fn)(opal_handle handle, const char* name, const char* guid,
+                                            DgDiskList* record, uint32_t* size);
+uint32_t GetDgDiskPropertiesW(opal_handle handle, const wchar_t* name, const char* guid,
+                              DgDiskList* record, uint32_t* size);
+typedef uint32_t (*GetDgDiskPropertiesW_fn)(opal_handle handle, const wchar_t* name,
+                                            const char* guid, DgDiskList* record, uint32_t* size);
+
+/* A disk of a list in a buffer of `size` bytes. */
+static inline const DgDiskInfo* farlo_dg_disk_list_disk(const DgDiskList* record, size_t size,
+                                                        uint32_t index) {
+    return (const DgDiskInfo*)farlo_record_entry(record, size, sizeof(DgDiskList),
+                                                 farlo_record_word(record, size, 0), index,
+                                                 sizeof(DgDiskInfo));
+}
+
+/*
+ * The state of one volume of a cluster disk group, in the service's own bits.
+ *
+ *   device   as for GetDgVolumeProperties
+ *   state    receives the state; 0 when the service names none
+ *
+ * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_MISSING_ARGUMENT,
+ * FARLO_NOT_FOUND (every failed search for the group), FARLO_VOLUME_NOT_FOUND,
+ * FARLO_EXCEPTION.
+ */
+uint32_t GetDgVolumeStateA(opal_handle handle, const char* name, const char* guid,
+                           const char* device, uint32_t* state);
+typedef uint32_t (*GetDgVolumeStateA_fn)(opal_handle handle, const char* name, const char* guid,
+                                         const char* device, uint32_t* state);
+uint32_t GetDgVolumeStateW(opal_handle handle, const wchar_t* name, const char* guid,
+                           const wchar_t* device, uint32_t* state);
+typedef uint32_t (*GetDgVolumeStateW_fn)(opal_handle handle, const wchar_t* name, const char* guid,
+                                         const wchar_t* device, uint32_t* state);
+
+/* What GetDgVolumeStatus stores. */
+#define FARLO_VOLUME_STATUS_HEALTHY 36u
+#define FARLO_VOLUME_STATUS_OTHER 35u
+
+/*
+ * The status of one volume as the volume manager's driver sees it. Both names are
+ * one function.
+ *
+ *   handle        looked at when the driver has answered: without a connected one
+ *                 the status is stored all the same and the result is
+ *                 FARLO_NOT_CONNECTED
+ *   guid          the disk group's GUID text; required
+ *   volume_guid   the volume's GUID, FARLO_GUID_SIZE bytes; required
+ *   status        receives FARLO_VOLUME_STATUS_HEALTHY when the volume is healthy,
+ *                 else FARLO_VOLUME_STATUS_OTHER. Test this, not the result.
+ *
+ * The result is the driver's answer, NOT 0 for a healthy volume but
+ * FARLO_DEVICE_UNSUCCESSFUL (36). Others: 0, FARLO_DEVICE_SHARING_VIOLATION,
+ * FARLO_NOT_FOUND (no driver), FARLO_MISSING_ARGUMENT (also: a request that the
+ * driver does not take), FARLO_DEVICE_FAILED, FARLO_INVALID_ARGUMENT (no volume
+ * GUID; the GUID text is longer than 64 characters), FARLO_NOT_CONNECTED (also:
+ * NULL).
+ */
+uint32_t GetDgVolumeStatusA(opal_handle handle, const char* guid, const uint8_t* volume_guid,
+                            uint32_t* status);
+typedef uint32_t (*GetDgVolumeStatusA_fn)(opal_handle handle, const char* guid,
+                                          const uint8_t* volume_guid, uint32_t* status);
+uint32_t GetDgVolumeStatusW(opal_handle handle, const char* guid, const uint8_t* volume_guid,
+                            uint32_t* status);
+typedef uint32_t (*GetDgVolumeStatusW_fn)(opal_handle handle, const char* guid,
+                                          const uint8_t* volume_guid, uint32_t* status);
+
+/* ------------------------------------------------ volume information lists */
+
+/* Set in the state of a record of a volume that cannot be used: one in whose state
+ * one of the bits 0x4, 0x10, 0x20, 0x100 is set, or to which the operating system
+ * has given no volume GUID name. */
+#define FARLO_VOLUME_UNUSABLE 0x20
+
+/*
+ * The volumes of a cluster disk group that cannot be used, one VolInfo behind the
+ * other. Volumes of data change objects are passed over.
+ *
+ *   records   room for `count` records (farlo_vol_info_list_size); required also
+ *             where only their number is asked
+ *   count     in: how many RECORDS, not bytes, the buffer holds; out: the number
+ *             of unusable volumes, also with FARLO_BUFFER_TOO_SMALL
+ *
+ * Statuses: FARLO_NULL_HANDLE, FARLO_MISSING_ARGUMENT, FARLO_NOT_CONNECTED,
+ * FARLO_NOT_FOUND (every failed search for the group), FARLO_VOLUME_NOT_FOUND (the
+ * group has no volume at all), FARLO_BUFFER_TOO_SMALL, FARLO_EXCEPTION.
+ */
+uint32_t GetUnusableVolumesInfo(opal_handle handle, const wchar_t* name, const char* guid,
+                                VolInfo* records, uint32_t* count);
+typedef uint32_t (*GetUnusableVolumesInfo_fn)(opal_handle handle, const wchar_t* name,
+                                              const char* guid, VolInfo* records, uint32_t* count);
+
+/*
+ * The record of one volume of a cluster disk group, with FARLO_VOLUME_UNUSABLE in
+ * its state when the operating system has given it no volume GUID name.
+ *
+ *   device   the volume's device name, compared without regard to case; required
+ *   record   receives the record; required also where only the size is asked
+ *   size     in: the buffer's size in BYTES; out: with FARLO_BUFFER_TOO_SMALL the
+ *            size that is needed, sizeof(VolInfo), else left alone
+ *
+ * Statuses as GetUnusableVolumesInfo; FARLO_VOLUME_NOT_FOUND: the group has no such
+ * volume.
+ */
+uint32_t GetVolumeInfo(opal_handle handle, const wchar_t* name, const char* guid,
+                       const wchar_t* device, VolInfo* record, uint32_t* size);
+typedef uint32_t (*GetVolumeInfo_fn)(opal_handle handle, const wchar_t* name, const char* guid,
+                                     const wchar_t* device, VolInfo* record, uint32_t* size);
 
 #ifdef __cplusplus
 }

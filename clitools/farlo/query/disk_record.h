@@ -1,0 +1,20 @@
+// The record of one disk.
+#pragma once
+
+#include "farlo.h"
+#include "object.h"
+
+#include <vector>
+
+namespace farlo {
+
+// Writes what can be read of a disk; the signature is the disk's own, even 0.
+void FillDiskRecord(const CZtObject& disk, DgDiskInfo& record);
+
+// Writes one record a disk, in order. A signature that is missing, or 0, is formed
+// from the disk's "DISKID"; `formed` is the line that tells so: it takes the text
+// that was converted ("%S") and the number twice.
+void FillDiskRecords(const std::vector<CZtObject>& disks, const wchar_t* formed,
+                     DgDiskInfo* records);
+
+}  // namespace farlo

@@ -1,0 +1,78 @@
+#include "group_disks.h"
+
+#include "connection.h"
+#include "database.h"
+#include "disk_record.h"
+#include "lookup.h"
+#include "record_fields.h"
+#include "trace_log.h"
+
+#include <vector>
+
+namespace farlo {
+namespace {
+
+void fill_list(const std::vector<CZtObject>& disks, DgDiskList* record) {
+    record->disk_count = static_cast<std::uint32_t>(disks.size());
+    auto* disk_record = reinterpret_cast<DgDiskInfo*>(record + 1);
+    for (const CZtObject& disk : disks) {
+        FillDiskRecord(disk, *disk_record++);
+    }
+}
+
+}  // namespace
+
+std::uint32_t GetDgDiskPropertiesW(opal_handle handle, const wchar_t* name, const char* guid,
+                                   DgDiskList* record, std::uint32_t* size) {
+    log(6, L"Entering GetDgDiskPropertiesW");
+    if (handle == nullptr) {
+        log(0, L"GetDgDiskPropertiesW() failed , NULL opal_handle, error=(0x%x)",
+            FARLO_NULL_HANDLE);
+        return FARLO_NULL_HANDLE;
+    }
+    if (!is_connected(handle)) {
+        log(0, L"GetDgDiskPropertiesW() failed , opal_handle not connected, error=(0x%x)",
+            FARLO_NOT_CONNECTED);
+        return FARLO_NOT_CONNECTED;
+    }
+    CZtObject group;
+    std::uint32_t status = GetDgObjId(handle, name, guid, group, false);
+    if (status != FARLO_SUCCESS) {
+        log(0, L"GetDgDiskPropertiesW():GetDgObjId() failed, error=(0x%x) ", status);
+        return status;
+    }
+    try {
+        // Only proves that the group can be read.
+        WideText group_name;
+        group.GetProp("Name", group_name);
+        std::vector<CZtObject> disks;
+        group.GetChildObjects(disks, disk_type);
+        if (size == nullptr) {
+            log(0, L"GetDgDiskPropertiesW() failed , pInfoSize == NULL, error=(0x%x) ",
+                FARLO_MISSING_ARGUMENT);
+            return FARLO_MISSING_ARGUMENT;
+        }
+        status = check_record_size(sizeof(DgDiskList) + sizeof(DgDiskInfo) * disks.size(), *size);
+        if (status == FARLO_SUCCESS) {
+            if (record == nullptr) {
+                log(0, L"GetDgDiskPropertiesW() failed , pDgDiskInfo == NULL, error=(0x%x) ",
+                    FARLO_MISSING_ARGUMENT);
+                return FARLO_MISSING_ARGUMENT;
+            }
+            fill_list(disks, record);
+        }
+    } catch (...) {
+        log(6, L"API_TRY_CATCH_FAILED ");
+        status = FARLO_EXCEPTION;
+    }
+    if (!is_connected(handle)) {
+        status = FARLO_NOT_CONNECTED;
+    }
+    if (status != FARLO_SUCCESS && status != FARLO_BUFFER_TOO_SMALL) {
+        log(0, L"GetDgDiskPropertiesW() failed, error=(0x%x) ", status);
+    }
+    log(6, L"Exiting GetDgDiskPropertiesW");
+    return status;
+}
+
+}  // namespace farlo

@@ -1,0 +1,89 @@
+#include "group_volume.h"
+
+#include "connection.h"
+#include "database.h"
+#include "fill_volume_info.h"
+#include "lookup.h"
+#include "named_volume.h"
+#include "trace_log.h"
+
+#include <vector>
+
+namespace farlo {
+namespace {
+
+std::uint32_t fill_record(opal_handle handle, const CZtObject& group, const wchar_t* device,
+                          VolInfo& record) {
+    try {
+        std::vector<CZtObject> volumes;
+        group.GetChildObjects(volumes, volume_type);
+        log(6, L"GetDgVolumePropertiesW(), Total volume objects = %d",
+            static_cast<std::uint32_t>(volumes.size()));
+        const CZtObject* const volume = find_by_device_name(volumes, device);
+        if (volume == nullptr) {
+            return FARLO_VOLUME_NOT_FOUND;
+        }
+        FillVolInfo(handle, *volume, record);
+        return FARLO_SUCCESS;
+    } catch (...) {
+        log(6, L"API_TRY_CATCH_FAILED ");
+        return FARLO_EXCEPTION;
+    }
+}
+
+}  // namespace
+
+std::uint32_t GetDgVolumePropertiesW(opal_handle handle, const wchar_t* name, const char* guid,
+                                     const wchar_t* device, VolInfo* record, std::uint32_t* size) {
+    log(4, L"Entering GetDgVolumePropertiesW - %s", name);
+    if (handle == nullptr) {
+        log(0, L"GetDgVolumePropertiesW() failed , NULL opal_handle, error=(0x%x)",
+            FARLO_NULL_HANDLE);
+        return FARLO_NULL_HANDLE;
+    }
+    if (!is_connected(handle)) {
+        log(0, L"GetDgVolumePropertiesW() failed , opal_handle not connected, error=(0x%x)",
+            FARLO_NOT_CONNECTED);
+        return FARLO_NOT_CONNECTED;
+    }
+    CZtObject group;
+    std::uint32_t status = GetDgObjId(handle, name, guid, group, true);
+    if (status != FARLO_SUCCESS) {
+        log(0, L"GetDgVolumePropertiesW():GetDgObjId() failed, error=(0x%x) ", status);
+        return status;
+    }
+    if (size == nullptr) {
+        log(0, L"GetDgVolumePropertiesW() failed, pInfoSize==NULL, error=(0x%x) ",
+            FARLO_MISSING_ARGUMENT);
+        return FARLO_MISSING_ARGUMENT;
+    }
+    // Logged, unlike the other records: kept, administrators know the line.
+    if (*size < sizeof(VolInfo)) {
+        *size = sizeof(VolInfo);
+        log(0, L"GetDgVolumePropertiesW(): not enough buffer size, error=(0x%x) ",
+            FARLO_BUFFER_TOO_SMALL);
+        return FARLO_BUFFER_TOO_SMALL;
+    }
+    if (record == nullptr) {
+        log(0, L"GetDgVolumePropertiesW() failed, pDgInfo==NULL, error=(0x%x) ",
+            FARLO_MISSING_ARGUMENT);
+        return FARLO_MISSING_ARGUMENT;
+    }
+    if (device == nullptr) {
+        log(0, L"GetDgVolumePropertiesW() failed, pwVolName==NULL, error=(0x%x) ",
+            FARLO_MISSING_ARGUMENT);
+        return FARLO_MISSING_ARGUMENT;
+    }
+
+    status = fill_record(handle, group, device, *record);
+    if (!is_connected(handle)) {
+        status = FARLO_NOT_CONNECTED;
+    }
+    if (status != FARLO_SUCCESS) {
+        log(0, L"GetDgVolumePropertiesW() failed, error=(0x%x)", status);
+    }
+    log(4, L"Exiting GetDgVolumePropertiesW");
+    return status;
+}
+
+}  // namespace farlo

@@ -1,0 +1,87 @@
+#include "light_record.h"
+
+#include "connection.h"
+#include "database.h"
+#include "fill_volume_info.h"
+#include "lookup.h"
+#include "record_fields.h"
+#include "trace_log.h"
+
+#include <vector>
+
+namespace farlo {
+namespace {
+
+void fill_record(const std::vector<CZtObject>& disks, const std::vector<CZtObject>& volumes,
+                 DgVolInfo* record) {
+    record->volume_count = static_cast<std::uint32_t>(volumes.size());
+    void* behind = record + 1;
+    // Kept: without a disk the volumes move to the signature's place.
+    if (!disks.empty()) {
+        if (const auto signature = read_optional<std::uint32_t>(disks.front(), "SIGNATURE")) {
+            std::memcpy(behind, &*signature, sizeof *signature);
+        }
+        behind = static_cast<std::uint8_t*>(behind) + sizeof(std::uint32_t);
+    }
+    auto* volume_record = static_cast<VolInfo*>(behind);
+    for (const CZtObject& volume : volumes) {
+        FillDgVolInfo(volume, *volume_record++);
+    }
+}
+
+}  // namespace
+
+std::uint32_t GetDgVolPropertiesW(opal_handle handle, const wchar_t* name, const char* guid,
+                                  DgVolInfo* record, std::uint32_t* size) {
+    log(4, L"Entering GetDgVolPropertiesW - %s", name);
+    if (handle == nullptr) {
+        log(0, L"GetDgVolPropertiesW() failed , NULL opal_handle, error=(0x%x)", FARLO_NULL_HANDLE);
+        return FARLO_NULL_HANDLE;
+    }
+    if (!is_connected(handle)) {
+        log(0, L"GetDgVolPropertiesW() failed , opal_handle not connected, error=(0x%x)",
+            FARLO_NOT_CONNECTED);
+        return FARLO_NOT_CONNECTED;
+    }
+    CZtObject group;
+    std::uint32_t status = GetDgObjId(handle, name, guid, group, true);
+    if (status != FARLO_SUCCESS) {
+        log(0, L"GetDgVolPropertiesW():GetDgObjId() failed, error=(0x%x)", status);
+        return status;
+    }
+    try {
+        std::vector<CZtObject> disks;
+        group.GetChildObjects(disks, disk_type);
+        std::vector<CZtObject> volumes;
+        group.GetChildObjects(volumes, volume_type);
+        if (size == nullptr) {
+            log(0, L"GetDgVolPropertiesW() failed , pInfoSize == NULL, error=(0x%x)",
+                FARLO_MISSING_ARGUMENT);
+            return FARLO_MISSING_ARGUMENT;
+        }
+        // Kept: the size is that with a signature, also where there is none.
+        status = check_record_size(
+            sizeof(DgVolInfo) + sizeof(std::uint32_t) + sizeof(VolInfo) * volumes.size(), *size);
+        if (status == FARLO_SUCCESS) {
+            if (record == nullptr) {
+                log(0, L"GetDgVolPropertiesW() failed , pDgInfo == NULL, error=(0x%x)",
+                    FARLO_MISSING_ARGUMENT);
+                return FARLO_MISSING_ARGUMENT;
+            }
+            fill_record(disks, volumes, record);
+        }
+    } catch (...) {
+        log(6, L"API_TRY_CATCH_FAILED ");
+        status = FARLO_EXCEPTION;
+    }
+    if (!is_connected(handle)) {
+        status = FARLO_NOT_CONNECTED;
+    }
+    if (status != FARLO_SUCCESS && status != FARLO_BUFFER_TOO_SMALL) {
+        log(0, L"GetDgVolPropertiesW() failed, error=(0x%x) ", status);
+    }
+    log(4, L"Exiting GetDgVolPropertiesW");
+    return status;
+}
+
+}  // namespace farlo

@@ -1,0 +1,68 @@
+// What the writers of records share: reading properties that may be missing, and
+// the size protocol.
+#pragma once
+
+#include "farlo.h"
+#include "object.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <optional>
+
+namespace farlo {
+
+// A property's value, or nothing when it cannot be read.
+template <class T> std::optional<T> read_optional(const CZtObject& object, const char* name) {
+    try {
+        T value{};
+        object.GetProp(name, value);
+        return value;
+    } catch (...) {
+        return std::nullopt;
+    }
+}
+
+// Reads a text in place; false when it cannot be read.
+inline bool read_text(const CZtObject& object, const char* name, WideText& text) {
+    try {
+        return object.GetProp(name, text);
+    } catch (...) {
+        return false;
+    }
+}
+
+// Copies a text into a field of so many bytes, at any address, cut short to fit.
+// Bytes behind the terminator stay.
+inline void put_text(void* field, std::size_t field_size, const wchar_t* text, std::size_t length) {
+    constexpr wchar_t terminator = L'\0';
+    const std::size_t size = std::min(length * sizeof *text, field_size - sizeof terminator);
+    std::memcpy(field, text, size);
+    std::memcpy(static_cast<char*>(field) + size, &terminator, sizeof terminator);
+}
+
+// The same with a property; one that cannot be read leaves the field as it was.
+inline void copy_property(const CZtObject& object, const char* name, void* field,
+                          std::size_t field_size) {
+    WideText text;
+    if (read_text(object, name, text)) {
+        put_text(field, field_size, text.c_str(), text.length());
+    }
+}
+
+// Whether a caller's size is enough for `needed` bytes: 0, or 97 and the size that
+// is needed. Callers are told 32 bits of it; where these hide that the buffer is
+// too small, 97 is thrown.
+inline std::uint32_t check_record_size(std::uint64_t needed, std::uint32_t& size) {
+    const auto told = static_cast<std::uint32_t>(needed);
+    if (told > size) {
+        size = told;
+        return FARLO_BUFFER_TOO_SMALL;
+    }
+    if (needed > size) {
+        throw FARLO_BUFFER_TOO_SMALL;
+    }
+    return FARLO_SUCCESS;
+}
+
+}  // namespace farlo

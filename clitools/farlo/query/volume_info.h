@@ -1,0 +1,14 @@
+// The record of one volume, and whether it can be used.
+#pragma once
+
+#include "farlo.h"
+#include "ztcmd.h"
+
+#include <cstdint>
+
+namespace farlo {
+
+std::uint32_t GetVolumeInfo(opal_handle handle, const wchar_t* name, const char* guid,
+                            const wchar_t* device, VolInfo* record, std::uint32_t* size);
+
+}  // namespace farlo

@@ -1,0 +1,112 @@
+#include "volume_record.h"
+
+#include "connection.h"
+#include "database.h"
+#include "disk_record.h"
+#include "fill_volume_info.h"
+#include "record_fields.h"
+#include "trace_log.h"
+
+#include "../volume/find_volume.h"
+
+#include <vector>
+
+namespace farlo {
+namespace {
+
+// Four bytes less than the record: kept, callers allocate by this figure. farlo.h
+// tells them how much more they need.
+constexpr std::uint64_t told_size =
+    sizeof(VolPropInfo) + sizeof(VolInfo) - FARLO_VOL_PROP_INFO_BEYOND;
+static_assert(told_size == 1660);
+
+// The disk of each subdisk. Kept: one that carries several is there several times.
+std::vector<CZtObject> disks_under(const CZtObject& volume) {
+    std::vector<CZtObject> disks;
+    std::vector<CZtObject> plexes;
+    volume.GetChildObjects(plexes, plex_type);
+    for (const CZtObject& plex : plexes) {
+        std::vector<CZtObject> subdisks;
+        plex.GetChildObjects(subdisks, subdisk_type);
+        for (const CZtObject& subdisk : subdisks) {
+            std::vector<CZtObject> found;
+            subdisk.GetParentObjects(disk_type, found);
+            if (!found.empty()) {
+                disks.push_back(std::move(found.front()));
+            }
+        }
+    }
+    return disks;
+}
+
+void fill_record(opal_handle handle, const std::vector<CZtObject>& disks, const CZtObject& volume,
+                 VolPropInfo* record) {
+    record->disk_count = static_cast<std::uint32_t>(disks.size());
+    record->volume_count = 1;
+    auto* const disk_records = reinterpret_cast<DgDiskInfo*>(record + 1);
+    // "%ul" puts a letter behind the number: kept, administrators search for it.
+    FillDiskRecords(disks,
+                    L"farlo: GetVolPropertiesW: No signature property on disk..so forming it..Id = "
+                    L"%S, guidToNumString = %ul, signature = %u",
+                    disk_records);
+    FillVolInfo(handle, volume, *reinterpret_cast<VolInfo*>(disk_records + disks.size()));
+}
+
+}  // namespace
+
+std::uint32_t GetVolPropertiesW(opal_handle handle, const wchar_t* device, VolPropInfo* record,
+                                std::uint32_t* size) {
+    log(4, L"Entering GetVolPropertiesW");
+    if (device == nullptr) {
+        log(0, L"GetVolPropertiesW() failed , NULL Volume Device Name");
+        return FARLO_INVALID_ARGUMENT;
+    }
+    if (handle == nullptr) {
+        log(0, L"GetVolPropertiesW() failed , NULL opal_handle, error=(0x%x)", FARLO_NULL_HANDLE);
+        return FARLO_NULL_HANDLE;
+    }
+    if (!is_connected(handle)) {
+        log(0, L"GetVolPropertiesW() failed , opal_handle not connected, error=(0x%x)",
+            FARLO_NOT_CONNECTED);
+        return FARLO_NOT_CONNECTED;
+    }
+    // Before the size is looked at: kept, unlike the records of groups.
+    if (record == nullptr) {
+        log(0, L"GetVolPropertiesW() failed , pVolInfo == NULL, error=(0x%x)",
+            FARLO_MISSING_ARGUMENT);
+        return FARLO_MISSING_ARGUMENT;
+    }
+    if (size == nullptr) {
+        log(0, L"GetVolPropertiesW() failed , pInfoSize == NULL, error=(0x%x)",
+            FARLO_MISSING_ARGUMENT);
+        return FARLO_MISSING_ARGUMENT;
+    }
+
+    std::uint32_t status = FARLO_SUCCESS;
+    try {
+        CZtObject volume;
+        if (!FindVolObjByDevName(handle, device, volume)) {
+            log(0, L"GetVolPropertiesW - FindVolObjByDevName failed for %s", device);
+            status = FARLO_INVALID_ARGUMENT;
+        } else {
+            const std::vector<CZtObject> disks = disks_under(volume);
+            status = check_record_size(told_size + sizeof(DgDiskInfo) * disks.size(), *size);
+            if (status == FARLO_SUCCESS) {
+                fill_record(handle, disks, volume, record);
+            }
+        }
+    } catch (...) {
+        log(6, L"API_TRY_CATCH_FAILED ");
+        status = FARLO_EXCEPTION;
+    }
+    if (!is_connected(handle)) {
+        status = FARLO_NOT_CONNECTED;
+    }
+    if (status != FARLO_SUCCESS && status != FARLO_BUFFER_TOO_SMALL) {
+        log(0, L"GetVolPropertiesW() failed, error=(0x%x) ", status);
+    }
+    log(4, L"Exiting GetVolPropertiesW");
+    return status;
+}
+
+}  // namespace farlo

@@ -1,0 +1,14 @@
+// The record of a volume: the disks under it, and itself.
+#pragma once
+
+#include "farlo.h"
+#include "ztcmd.h"
+
+#include <cstdint>
+
+namespace farlo {
+
+std::uint32_t GetVolPropertiesW(opal_handle handle, const wchar_t* device, VolPropInfo* record,
+                                std::uint32_t* size);
+
+}  // namespace farlo

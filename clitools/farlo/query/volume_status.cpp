@@ -1,0 +1,65 @@
+#include "volume_status.h"
+
+#include "connection.h"
+#include "dmcontrol.h"
+#include "farlo.h"
+#include "guid_text.h"
+#include "lookup.h"
+#include "trace_log.h"
+
+#include "../volume/config_device.h"
+
+#include <cstring>
+
+namespace farlo {
+namespace {
+
+// Asks the driver and stores the status that its answer stands for.
+std::uint32_t ask_driver(const char* guid, const std::uint8_t* volume_guid, std::uint32_t* status) {
+    if (volume_guid == nullptr) {
+        log(0, L"GetDgVolumeStatusW() failed , NULL Volume GUID");
+        return FARLO_INVALID_ARGUMENT;
+    }
+    if (!UseDgGuid(guid)) {
+        log(0, L"GetDgVolumeStatusW():UseDgGuid()  failed");
+        return FARLO_MISSING_ARGUMENT;
+    }
+    if (status == nullptr) {
+        log(0, L"GetDgVolumeStatusW() failed , pVolStatus == NULL");
+        return FARLO_MISSING_ARGUMENT;
+    }
+    dm_volume_request request{};
+    if (!copy_text(request.name, sizeof request.name, guid, std::strlen(guid))) {
+        log(0, L"GetDgVolumeStatusW() failed , pDgGuid is too long");
+        return FARLO_INVALID_ARGUMENT;
+    }
+    std::memcpy(request.guid, volume_guid, sizeof request.guid);
+    const std::uint32_t answer = SendDmConfigRequest(DM_CONFIG_GET_VOLUME_STATUS, &request);
+    *status = answer == FARLO_DEVICE_UNSUCCESSFUL ? FARLO_VOLUME_STATUS_HEALTHY
+                                                  : FARLO_VOLUME_STATUS_OTHER;
+    return answer;
+}
+
+}  // namespace
+
+// Kept: 36, no success anywhere else, is the answer for a healthy volume, and the
+// handle is looked at last. Callers test the stored status.
+std::uint32_t GetDgVolumeStatusW(opal_handle handle, const char* guid,
+                                 const std::uint8_t* volume_guid, std::uint32_t* status) {
+    log(4, L"Entering GetDgVolumeStatusW");
+    std::uint32_t result = ask_driver(guid, volume_guid, status);
+    if (result != FARLO_DEVICE_UNSUCCESSFUL) {
+        log(0, L"GetDgVolumeStatusW() failed, error=(0x%x) ", result);
+    }
+    if (handle == nullptr) {
+        log(0, L"GetDgVolumeStatusW() opal_handle is null");
+        result = FARLO_NOT_CONNECTED;
+    } else if (!is_connected(handle)) {
+        log(0, L"GetDgVolumeStatusW() opal_handle not connected");
+        result = FARLO_NOT_CONNECTED;
+    }
+    log(4, L"Exiting GetDgVolumeStatusW");
+    return result;
+}
+
+}  // namespace farlo
