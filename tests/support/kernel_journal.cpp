@@ -5,6 +5,9 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <stdexcept>
+
+extern "C" NTSTATUS NTAPI NtCompareObjects(HANDLE first, HANDLE second);
 
 namespace support {
 namespace {
@@ -46,6 +49,7 @@ KernelJournal::KernelJournal(HMODULE module, VirtualClock& clock)
     replace("WaitForSingleObject", &KernelJournal::wait);
     m_clocks_wait = m_interposers.back()->original<DWORD WINAPI(HANDLE, DWORD)>();
     replace("ReleaseMutex", &KernelJournal::release_mutex);
+    replace("SetEvent", &KernelJournal::set_event);
     replace("CloseHandle", &KernelJournal::close);
     replace("VirtualAlloc", &KernelJournal::allocate);
     replace("VirtualFree", &KernelJournal::release_page);
@@ -54,6 +58,9 @@ KernelJournal::KernelJournal(HMODULE module, VirtualClock& clock)
     clock.on_pause = [this](int number) {
         const Pause& pause = m_clock.pauses()[static_cast<std::size_t>(number) - 1];
         lines.push_back(pause.function + " " + std::to_string(pause.milliseconds));
+        if (on_pause) {
+            on_pause(number);
+        }
     };
 }
 
@@ -63,7 +70,26 @@ KernelJournal::~KernelJournal() {
         m_interposers.pop_back();
     }
     free_pages();
+    if (m_event != nullptr) {
+        CloseHandle(m_event);
+    }
     current = nullptr;
+}
+
+void KernelJournal::watch_event(const char* event, const std::string& as) {
+    m_event = OpenEventA(EVENT_ALL_ACCESS, FALSE, event);
+    if (m_event == nullptr) {
+        throw std::runtime_error(std::string("there is no event ") + event);
+    }
+    m_event_name = as;
+}
+
+std::string KernelJournal::name_of(HANDLE handle) const {
+    const auto known = m_handles.find(handle);
+    if (known != m_handles.end()) {
+        return known->second;
+    }
+    return m_event != nullptr && NtCompareObjects(handle, m_event) == 0 ? m_event_name : "";
 }
 
 void KernelJournal::free_pages() {
@@ -96,20 +122,29 @@ HANDLE WINAPI KernelJournal::create_mutex(SECURITY_ATTRIBUTES* security, BOOL ow
 }
 
 DWORD WINAPI KernelJournal::wait(HANDLE object, DWORD milliseconds) {
-    const auto known = current->m_handles.find(object);
-    if (known == current->m_handles.end()) {
+    const std::string name = current->name_of(object);
+    if (name.empty()) {
         return current->m_clocks_wait(object, milliseconds);
     }
-    const DWORD result =
-        current->wait_result ? *current->wait_result : current->m_clocks_wait(object, milliseconds);
-    current->lines.push_back("WaitForSingleObject " + known->second + " " +
-                             std::to_string(milliseconds) + " -> " + std::to_string(result));
+    const DWORD result = name == "mutex" && current->wait_result
+                             ? *current->wait_result
+                             : current->m_clocks_wait(object, milliseconds);
+    current->lines.push_back("WaitForSingleObject " + name + " " + std::to_string(milliseconds) +
+                             " -> " + std::to_string(result));
     return result;
 }
 
 BOOL WINAPI KernelJournal::release_mutex(HANDLE mutex) {
-    current->lines.push_back("ReleaseMutex " + current->m_handles[mutex]);
+    current->lines.push_back("ReleaseMutex " + current->name_of(mutex));
     return ReleaseMutex(mutex);
+}
+
+BOOL WINAPI KernelJournal::set_event(HANDLE event) {
+    const std::string name = current->name_of(event);
+    if (!name.empty()) {
+        current->lines.push_back("SetEvent " + name);
+    }
+    return SetEvent(event);
 }
 
 BOOL WINAPI KernelJournal::close(HANDLE handle) {

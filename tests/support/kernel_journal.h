@@ -5,6 +5,7 @@
 //   WaitForSingleObject mutex 0 -> 0
 //   ReleaseMutex mutex
 //   CloseHandle mutex                    only handles that the journal knows
+//   SetEvent token                       only an event that the journal watches
 //   VirtualAlloc 308 0x1000 0x4 -> page
 //   VirtualFree page
 //   ZwOpenFile \Device\DmControl\DmInfo 0x40 0x100003 0x3 0x10 -> 0x0 0x0
@@ -22,6 +23,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -39,6 +41,11 @@ class KernelJournal {
     KernelJournal& operator=(const KernelJournal&) = delete;
 
     std::vector<std::string> lines;
+
+    // Takes down what is done with that named event, which must exist.
+    void watch_event(const char* event, const std::string& as);
+    // Called at every pause, behind its line, with its number from 1.
+    std::function<void(int number)> on_pause;
 
     // What the driver answers: the call's own status, the I/O status, and for a
     // request the reply flags. The first in the list is taken, the last stays.
@@ -65,6 +72,7 @@ class KernelJournal {
     static HANDLE WINAPI create_mutex(SECURITY_ATTRIBUTES* security, BOOL owned, const char* name);
     static DWORD WINAPI wait(HANDLE object, DWORD milliseconds);
     static BOOL WINAPI release_mutex(HANDLE mutex);
+    static BOOL WINAPI set_event(HANDLE event);
     static BOOL WINAPI close(HANDLE handle);
     static void* WINAPI allocate(void* address, SIZE_T size, DWORD type, DWORD protection);
     static BOOL WINAPI release_page(void* address, SIZE_T size, DWORD type);
@@ -74,6 +82,8 @@ class KernelJournal {
                                   IO_STATUS_BLOCK* io_status, ULONG code, void* input,
                                   ULONG input_size, void* output, ULONG output_size);
 
+    // The journal's word for a handle; empty for one that it does not know.
+    std::string name_of(HANDLE handle) const;
     template <class Function> void replace(const char* name, Function* function);
     void check_request(const void* input, ULONG input_size, const void* output, ULONG output_size,
                        HANDLE file, const void* event, const void* apc_routine,
@@ -84,6 +94,8 @@ class KernelJournal {
     std::vector<std::unique_ptr<Interposer>> m_interposers;
     DWORD(WINAPI* m_clocks_wait)(HANDLE object, DWORD milliseconds) = nullptr;
     std::map<HANDLE, std::string> m_handles;
+    HANDLE m_event = nullptr;
+    std::string m_event_name;
     std::map<void*, SIZE_T> m_pages;
     std::vector<std::string> m_faults;
     HANDLE m_device = nullptr;

@@ -68,7 +68,7 @@ std::uint32_t GetDgVolPlexStatesW(opal_handle handle, const wchar_t* name, const
         return FARLO_NOT_CONNECTED;
     }
     if (device == nullptr) {
-        return ZTERROR_PROVIDER;
+        return FARLO_PROVIDER_FAILED;
     }
     if (count == nullptr) {
         log(0, L"GetDgVolPlexStatesW() failed , pCount == NULL, error=(0x%x) ",

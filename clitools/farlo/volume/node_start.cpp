@@ -108,7 +108,7 @@ std::uint32_t wait_for_node(const CZtObject& misc) {
         }
         if (failure != 0) {
             log(0, L"CVMClusterStart:StartCVMCluster failed due to some reason");
-            return ZTERROR_PROVIDER;
+            return FARLO_PROVIDER_FAILED;
         }
         Sleep(poll_pause_ms);
     }
@@ -118,7 +118,7 @@ std::uint32_t start_cluster(opal_handle handle, std::vector<CZtObject>& misc, No
     CZtDatabase::GetObjects(connection_pair(handle), misc_type, misc);
     if (misc.empty()) {
         log(0, L"CVMClusterStart::misc object not present");
-        return ZTERROR_PROVIDER;
+        return FARLO_PROVIDER_FAILED;
     }
     if (!mutex.create()) {
         log(0, L"CVMClusterStart: CreateMutexA failed, error=(0x%x) ", GetLastError());

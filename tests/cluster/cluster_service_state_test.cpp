@@ -1,0 +1,102 @@
+// ClusterServiceState.
+#include "call_lines.h"
+#include "farlo_test.h"
+
+namespace {
+
+using namespace support;
+
+using Lines = std::vector<std::string>;
+
+class ClusterServiceState : public FarloTest {
+  protected:
+    static std::string send(const std::string& state, const std::string& status) {
+        return dispatch("service", volume_manager_operations, 2028,
+                        "\"ServiceState\": UINT32 " + state, status);
+    }
+};
+
+const Expected entering{4, "Entering ClusterServiceState"};
+const Expected exiting{4, "Exiting ClusterServiceState"};
+
+TEST_F(ClusterServiceState, SendsTheStateToTheClusterService) {
+    const std::pair<std::uint32_t, std::string> states[] = {{0, "0"}, {0x80000001, "2147483649"}};
+    for (const auto& [state, text] : states) {
+        at_every_threshold([&, state = state, text = text] {
+            set_faults(R"([{"function": "PrCallDispatch", "nothing": true}])");
+            EXPECT_EQ(FARLO(ClusterServiceStateW)(handle, state), 0u);
+            expect_calls({find_service, send(text, "0x0")});
+            expect_log({entering, exiting});
+        });
+    }
+}
+
+TEST_F(ClusterServiceState, IsOneEntryWithTwoNames) {
+    once([&] {
+        EXPECT_EQ(dll().entry<ClusterServiceStateA_fn>("ClusterServiceStateA"),
+                  dll().entry<ClusterServiceStateW_fn>("ClusterServiceStateW"));
+    });
+}
+
+TEST_F(ClusterServiceState, WantsAConnectedHandle) {
+    at_every_threshold([&] {
+        EXPECT_EQ(FARLO(ClusterServiceStateW)(nullptr, 1), 100u);
+        disconnect();
+        EXPECT_EQ(FARLO(ClusterServiceStateA)(handle, 1), 20u);
+        expect_calls({});
+        expect_log({entering,
+                    {0, "ClusterServiceState() failed , opal_handle==NULL, error=(0x64)"},
+                    entering,
+                    {0, "ClusterServiceState() failed , opal_handle not connected, error=(0x14)"}});
+    });
+}
+
+TEST_F(ClusterServiceState, FailsWithoutAClusterService) {
+    at_every_threshold([&] {
+        set_faults(R"([{"function": "DbGetObjects", "status": "0xc1000001"}])");
+        EXPECT_EQ(FARLO(ClusterServiceStateW)(handle, 1), 41u);
+        expect_log({entering,
+                    {0, "ClusterServiceState: GetClusSvcId failed with error = 0x29"},
+                    {0, "ClusterServiceState() failed, error=(0x29) "},
+                    exiting});
+    });
+}
+
+TEST_F(ClusterServiceState, PassesTheServicesStatusOn) {
+    for (const std::string status : {"0x2a", "0x41000012"}) {
+        at_every_threshold([&] {
+            set_faults(R"([{"function": "PrCallDispatch", "status": ")" + status + R"("}])");
+            EXPECT_EQ(FARLO(ClusterServiceStateW)(handle, 7), std::stoul(status, nullptr, 0));
+            expect_calls({find_service, send("7", status)});
+            expect_log({entering,
+                        {4, "ClusterServiceState: DGOP_CLUSTERSERVICESTATE, CsfInvoke failed with "
+                            "error = " +
+                                status + "."},
+                        {0, "ClusterServiceState() failed, error=(" + status + ") "},
+                        exiting});
+        });
+    }
+}
+
+TEST_F(ClusterServiceState, FailsWhenTheParameterCannotBeAdded) {
+    at_every_threshold([&] {
+        set_faults(R"([{"function": "PsAddProperty", "status": "0xc1000102"}])");
+        EXPECT_EQ(FARLO(ClusterServiceStateW)(handle, 7), 18u);
+        expect_calls({find_service});
+        expect_log({entering,
+                    {6, "API_TRY_CATCH_FAILED "},
+                    {0, "ClusterServiceState() failed, error=(0x12) "},
+                    exiting});
+    });
+}
+
+// The connection is not looked at again.
+TEST_F(ClusterServiceState, SucceedsWhenTheConnectionDrops) {
+    at_every_threshold([&] {
+        set_faults(R"([{"function": "PrCallDispatch", "nothing": true, "drop": true}])");
+        EXPECT_EQ(FARLO(ClusterServiceStateW)(handle, 7), 0u);
+        expect_log({entering, exiting});
+    });
+}
+
+}  // namespace
