@@ -15,7 +15,6 @@ using farlo::WidenedGroupName;
 namespace {
 
 constexpr bool cluster = true;
-constexpr bool wide = true;
 
 // Both kinds of buffer go to one routine as bytes.
 template <class Char>
