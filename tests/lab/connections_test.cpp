@@ -1,0 +1,170 @@
+// Connections, alerts and scenarios of the embedded service.
+#include "bus_fixture.h"
+
+#include <filesystem>
+
+using namespace lab_tests;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+const GUID volume_manager = {
+    0x61678C9A, 0x1DD2, 0x11B2, {0x96, 0x23, 0x08, 0x00, 0x20, 0x9E, 0xAD, 0x9C}};
+
+using Event = std::pair<int, std::string>;
+
+class Connections : public BusTest {
+  protected:
+    opal_status use(opal_connection of, opal_context its_context) {
+        opal_objid* ids = nullptr;
+        std::uint32_t count = 0;
+        const opal_status status =
+            DbGetObjects(of, its_context, "solvane_cluster_service", &ids, &count);
+        _ZtFree(ids);
+        return status;
+    }
+    opal_status import(const char* guid) {
+        const std::uint32_t one = 1;
+        const opal_property dgid = text_property("dgid", guid);
+        const opal_property options = number_property("Opflag", one);
+        opal_propset input;
+        PsCreatePropset(&input);
+        PsAddProperty(input, &dgid);
+        PsAddProperty(input, &options);
+        const opal_objid service = object("service");
+        const opal_status status = PrCallDispatch(connection, &service, &volume_manager, 0, 2003,
+                                                  input, nullptr, 0, 0, 0, 0, nullptr, nullptr);
+        PsDestroyPropset(input);
+        return status;
+    }
+    static void keep(void* user, int event, const char* name) {
+        static_cast<std::vector<Event>*>(user)->emplace_back(event,
+                                                             name != nullptr ? name : "NULL");
+    }
+};
+
+TEST_F(Connections, AreCountedAndEndWhenClosed) {
+    EXPECT_EQ(live().connections, 1u);
+    opal_connection other;
+    opal_context other_context;
+    ASSERT_EQ(LabOpenConnection(nullptr, nullptr, nullptr, &other, &other_context), ZTSTATUS_OK);
+    EXPECT_EQ(live().connections, 2u);
+    EXPECT_NE(other, connection);
+    EXPECT_EQ(use(other, other_context), ZTSTATUS_OK);
+    EXPECT_EQ(LabCloseConnection(other), ZTSTATUS_OK);
+    EXPECT_EQ(live().connections, 1u);
+    EXPECT_EQ(LabCloseConnection(other), ZTERROR_INVALID_ARGUMENT);
+    EXPECT_EQ(use(other, other_context), ZTERROR_NOT_CONNECTED);
+    EXPECT_EQ(use(connection, context), ZTSTATUS_OK);
+}
+
+TEST_F(Connections, NeedRoomForTheirHandles) {
+    opal_connection other;
+    opal_context other_context;
+    EXPECT_EQ(LabOpenConnection(nullptr, nullptr, nullptr, nullptr, &other_context),
+              ZTERROR_INVALID_ARGUMENT);
+    EXPECT_EQ(LabOpenConnection(nullptr, nullptr, nullptr, &other, nullptr),
+              ZTERROR_INVALID_ARGUMENT);
+}
+
+TEST_F(Connections, AreRefusedUntilAllowedAgain) {
+    LabRefuseConnections(0xc1000001);
+    opal_connection other;
+    opal_context other_context;
+    EXPECT_EQ(LabOpenConnection(nullptr, nullptr, nullptr, &other, &other_context), 0xc1000001u);
+    EXPECT_EQ(use(connection, context), ZTSTATUS_OK);
+    LabRefuseConnections(ZTSTATUS_OK);
+    ASSERT_EQ(LabOpenConnection(nullptr, nullptr, nullptr, &other, &other_context), ZTSTATUS_OK);
+    EXPECT_EQ(LabCloseConnection(other), ZTSTATUS_OK);
+}
+
+TEST_F(Connections, ToNoServiceFail) {
+    opal_connection other;
+    opal_context other_context;
+    EXPECT_EQ(LabOpenConnection("no address", nullptr, nullptr, &other, &other_context),
+              ZTERROR_INVALID_ARGUMENT);
+}
+
+TEST_F(Connections, TellOnceThatTheyAreGone) {
+    std::vector<Event> others;
+    opal_connection other;
+    opal_context other_context;
+    ASSERT_EQ(LabOpenConnection(nullptr, keep, &others, &other, &other_context), ZTSTATUS_OK);
+    LabDropConnections();
+    LabDropConnections();
+    EXPECT_THAT(events, ElementsAre(Event(LAB_EVENT_DISCONNECTED, "NULL")));
+    EXPECT_THAT(others, ElementsAre(Event(LAB_EVENT_DISCONNECTED, "NULL")));
+    EXPECT_EQ(use(connection, context), ZTERROR_NOT_CONNECTED);
+    EXPECT_EQ(use(other, other_context), ZTERROR_NOT_CONNECTED);
+    LabRaiseAlert("late");
+    EXPECT_EQ(others.size(), 1u);
+    EXPECT_EQ(LabCloseConnection(other), ZTSTATUS_OK);
+    ASSERT_EQ(LabOpenConnection(nullptr, keep, &others, &other, &other_context), ZTSTATUS_OK);
+    EXPECT_EQ(use(other, other_context), ZTSTATUS_OK);
+    EXPECT_EQ(LabCloseConnection(other), ZTSTATUS_OK);
+}
+
+TEST_F(Connections, BringAlertsToEverySink) {
+    std::vector<Event> others;
+    opal_connection other;
+    opal_context other_context;
+    ASSERT_EQ(LabOpenConnection(nullptr, keep, &others, &other, &other_context), ZTSTATUS_OK);
+    LabRaiseAlert("one");
+    EXPECT_EQ(LabCloseConnection(other), ZTSTATUS_OK);
+    LabRaiseAlert("two");
+    EXPECT_THAT(others, ElementsAre(Event(LAB_EVENT_ALERT, "one")));
+    EXPECT_THAT(events, ElementsAre(Event(LAB_EVENT_ALERT, "one"), Event(LAB_EVENT_ALERT, "two")));
+}
+
+TEST_F(Connections, BringTheAlertsOfMethods) {
+    load_scenario(R"({"disk_groups": [{"name": "dg1", "dgid": "id-1", "type": 2}]})");
+    EXPECT_EQ(import("id-1"), ZTSTATUS_OK);
+    EXPECT_EQ(import("id-1"), 0xe515007au);
+    EXPECT_THAT(events,
+                ElementsAre(Event(LAB_EVENT_ALERT, "event.alert.ztvm.cluster.dg.import.success"),
+                            Event(LAB_EVENT_ALERT, "event.alert.ztvm.cluster.dg.import.failed")));
+}
+
+TEST_F(Connections, SeeAnotherScenarioOnceItIsLoaded) {
+    load_scenario(R"({"disk_groups": [{"name": "dg1", "dgid": "id-1"}]})");
+    const opal_objid before = object("dg1");
+    load_scenario(R"({"disk_groups": [{"name": "dg1", "dgid": "id-1"}]})");
+    char* type;
+    EXPECT_EQ(ObGetObjectType(connection, context, &before, &type), ZTERROR_UNKNOWN_OBJECT);
+    const opal_objid after = object("dg1");
+    ASSERT_EQ(ObGetObjectType(connection, context, &after, &type), ZTSTATUS_OK);
+    _ZtFree(type);
+}
+
+TEST_F(Connections, KeepTheScenarioWhenAnotherIsRefused) {
+    load_scenario(R"({"disk_groups": [{"name": "dg1", "dgid": "id-1"}]})");
+    const opal_objid dg1 = object("dg1");
+    char error[100];
+    EXPECT_NE(LabLoadScenarioText("{\n\"x\": 1}", error, sizeof error), 0);
+    EXPECT_STREQ(error, "2: nothing is known of the key \"x\"");
+    EXPECT_NE(LabLoadScenarioText(nullptr, error, sizeof error), 0);
+    EXPECT_NE(LabLoadScenarioFile(nullptr, error, sizeof error), 0);
+    EXPECT_NE(LabLoadScenarioText("{\n\"x\": 1}", nullptr, 0), 0);
+    char small[4] = "zzz";
+    EXPECT_NE(LabLoadScenarioText("{\n\"x\": 1}", small, 3), 0);
+    EXPECT_STREQ(small, "2:");
+    char* type;
+    ASSERT_EQ(ObGetObjectType(connection, context, &dg1, &type), ZTSTATUS_OK);
+    _ZtFree(type);
+}
+
+TEST_F(Connections, LoadScenarioFiles) {
+    char error[300] = "x";
+    const std::filesystem::path small = LAB_SCENARIOS "small.json";
+    EXPECT_EQ(LabLoadScenarioFile(small.c_str(), error, sizeof error), 0);
+    EXPECT_STREQ(error, "");
+    opal_objid id;
+    EXPECT_EQ(LabFindObject("dg_late", &id), 0);  // hidden, but there
+    EXPECT_NE(LabFindObject("nobody", &id), 0);
+    EXPECT_NE(LabFindObject(nullptr, &id), 0);
+    EXPECT_NE(LabLoadScenarioFile(L"no such file.json", error, sizeof error), 0);
+    EXPECT_STREQ(error, "no such file.json: No such file or directory");
+}
+
+}  // namespace

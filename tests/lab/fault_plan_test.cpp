@@ -1,0 +1,405 @@
+// The fault plan: which calls a rule selects, and what it does to them.
+#include "bus_fixture.h"
+#include "every_type.h"
+
+using namespace lab_tests;
+using testing::ElementsAre;
+
+namespace {
+
+const GUID cluster_service = {
+    0x375EC58D, 0x475E, 0x4658, {0x3B, 0xCD, 0x61, 0xC7, 0x48, 0x3A, 0x4F, 0xC6}};
+
+class FaultPlan : public BusTest {
+  protected:
+    void SetUp() override {
+        BusTest::SetUp();
+        load_scenario(R"({"disk_groups": [{"name": "dg1", "dgid": "id-1"},
+                                          {"name": "dg2", "dgid": "id-2"}],
+            "objects": [{"name": "o", "type": "thing", "properties": {
+                "text": {"type": "STR", "value": "abc"},
+                "wide": {"type": "WSTR", "value": "abc"},
+                "bytes": {"type": "BINARY", "value": "010203"},
+                "number": {"type": "UINT32", "value": 5},
+                "texts": {"type": "STRZ", "value": ["a", "b"]},
+                "guid": {"type": "GUID", "value": "{00112233-4455-6677-8899-aabbccddeeff}"}}}]})");
+        dg1 = object("dg1");
+        dg2 = object("dg2");
+        o = object("o");
+        service = object("service");
+    }
+
+    opal_status get(const opal_objid& of, const char* name) {
+        opal_property property;
+        const opal_status status = ObGetProperty(connection, context, &of, name, &property);
+        if (status == ZTSTATUS_OK) {
+            PsFreeProperty(&property);
+        }
+        return status;
+    }
+    opal_status get_type(const opal_objid& of) {
+        char* type = nullptr;
+        const opal_status status = ObGetObjectType(connection, context, &of, &type);
+        _ZtFree(type);
+        return status;
+    }
+    opal_status of_type(const char* type) {
+        opal_objid* ids = nullptr;
+        std::uint32_t count = 0;
+        const opal_status status = DbGetObjects(connection, context, type, &ids, &count);
+        _ZtFree(ids);
+        return status;
+    }
+    opal_status dispatch(std::uint32_t minor, opal_propset output = nullptr) {
+        opal_propset input;
+        PsCreatePropset(&input);
+        const opal_property name = wide_property("Dgname", L"dg1");
+        PsAddProperty(input, &name);
+        const opal_status status = PrCallDispatch(connection, &service, &cluster_service, 0, minor,
+                                                  input, output, 0, 0, 0, 0, nullptr, nullptr);
+        PsDestroyPropset(input);
+        return status;
+    }
+    // A property of "o" as a lying service hands it out; look and free.
+    opal_property lied(const char* name, const std::string& fault) {
+        plan(R"([{"property": ")" + std::string(name) + "\", " + fault + "}]");
+        opal_property property{};
+        EXPECT_EQ(ObGetProperty(connection, context, &o, name, &property), ZTSTATUS_OK);
+        return property;
+    }
+    static std::string fault_of(const char* rules) {
+        char error[200];
+        return LabSetFaultPlan(rules, error, sizeof error) == 0 ? "accepted" : error;
+    }
+
+    opal_objid dg1{};
+    opal_objid dg2{};
+    opal_objid o{};
+    opal_objid service{};
+};
+
+TEST_F(FaultPlan, SelectsByFunction) {
+    plan(R"([{"function": "ObGetObjectType", "status": "0xc1000001"}])");
+    EXPECT_EQ(get_type(dg1), 0xc1000001u);
+    EXPECT_EQ(get_type(dg2), 0xc1000001u);
+    EXPECT_EQ(get(dg1, "Name"), ZTSTATUS_OK);
+    plan("[]");
+    EXPECT_EQ(get_type(dg1), ZTSTATUS_OK);
+}
+
+TEST_F(FaultPlan, SelectsWhatReachesTheServiceWithoutAFunction) {
+    plan(R"([{"status": 3238002689}])");
+    EXPECT_EQ(get_type(dg1), 0xc1000001u);
+    EXPECT_EQ(of_type("tamo_ztvm_disk"), 0xc1000001u);
+    opal_propset set;
+    EXPECT_EQ(PsCreatePropset(&set), ZTSTATUS_OK);
+    EXPECT_EQ(PsDestroyPropset(set), ZTSTATUS_OK);
+}
+
+TEST_F(FaultPlan, SelectsTheNthCall) {
+    plan(R"([{"function": "ObGetProperty", "call": 2, "status": "7"}])");
+    EXPECT_EQ(get(dg1, "Name"), ZTSTATUS_OK);
+    EXPECT_EQ(get_type(dg1), ZTSTATUS_OK);  // not counted
+    EXPECT_EQ(get(dg1, "Name"), 7u);
+    EXPECT_EQ(get(dg1, "Name"), ZTSTATUS_OK);
+    plan(R"([{"function": "ObGetProperty", "call": 2, "times": 2, "status": "7"}])");
+    EXPECT_EQ(get(dg1, "Name"), ZTSTATUS_OK);
+    EXPECT_EQ(get(dg1, "Name"), 7u);
+    EXPECT_EQ(get(dg1, "Name"), 7u);
+    EXPECT_EQ(get(dg1, "Name"), ZTSTATUS_OK);
+    plan(R"([{"function": "ObGetProperty", "times": 1, "status": "7"}])");
+    EXPECT_EQ(get(dg1, "Name"), 7u);
+    EXPECT_EQ(get(dg1, "Name"), ZTSTATUS_OK);
+}
+
+TEST_F(FaultPlan, SelectsByWhatTheCallIsAbout) {
+    plan(R"([{"object": "dg2", "property": "Name", "status": "1"},
+             {"type": "tamo_ztvm_volume", "status": "2"},
+             {"minor": 11, "status": "3"},
+             {"function": "PsAddProperty", "property": "x", "status": "4"}])");
+    EXPECT_EQ(get(dg1, "Name"), ZTSTATUS_OK);
+    EXPECT_EQ(get(dg2, "dgid"), ZTSTATUS_OK);
+    EXPECT_EQ(get(dg2, "Name"), 1u);
+    EXPECT_EQ(of_type("tamo_ztvm_disk"), ZTSTATUS_OK);
+    EXPECT_EQ(of_type("tamo_ztvm_volume"), 2u);
+    EXPECT_EQ(dispatch(1), ZTSTATUS_OK);
+    EXPECT_EQ(dispatch(11), 3u);
+    const std::uint32_t one = 1;
+    const opal_property x = number_property("x", one);
+    const opal_property y = number_property("y", one);
+    opal_propset set;
+    PsCreatePropset(&set);
+    EXPECT_EQ(PsAddProperty(set, &x), 4u);
+    EXPECT_EQ(PsAddProperty(set, &y), ZTSTATUS_OK);
+    PsDestroyPropset(set);
+}
+
+TEST_F(FaultPlan, CountsCallsForEveryRule) {
+    plan(R"([{"function": "ObGetProperty", "call": 1, "status": "1"},
+             {"function": "ObGetProperty", "call": 2, "status": "2"},
+             {"function": "ObGetProperty", "call": 2, "status": "3"}])");
+    EXPECT_EQ(get(dg1, "Name"), 1u);
+    EXPECT_EQ(get(dg1, "Name"), 2u);  // the first that is due
+    EXPECT_EQ(get(dg1, "Name"), ZTSTATUS_OK);
+}
+
+TEST_F(FaultPlan, AnswersInPlaceOfTheWork) {
+    const std::uint32_t one = 1;
+    const opal_property written = number_property("new", one);
+    plan(R"([{"function": "ObSetProperty", "status": "5"}])");
+    EXPECT_EQ(ObSetProperty(connection, context, &dg1, &written), 5u);
+    plan(R"([{"function": "ObSetProperty", "after": "5"}])");
+    EXPECT_EQ(get(dg1, "new"), ZTERROR_PROPERTY);
+    EXPECT_EQ(ObSetProperty(connection, context, &dg1, &written), 5u);
+    EXPECT_EQ(get(dg1, "new"), ZTSTATUS_OK);
+}
+
+// What a client does not learn of it cannot free.
+TEST_F(FaultPlan, HandsNothingOutBehindAFailure) {
+    plan(
+        R"([{"function": "ObGetProperty", "after": "5"}, {"function": "DbGetObjects", "after": "5"},
+             {"function": "ObGetProperties", "after": "5"},
+             {"function": "PsCreatePropset", "after": "5"},
+             {"function": "PsFindProperty", "property": "x", "after": "5"}])");
+    const lab_live before = live();
+    opal_propset set = nullptr;
+    EXPECT_EQ(get(dg1, "Name"), 5u);
+    EXPECT_EQ(of_type("tamo_ztvm_diskgroup"), 5u);
+    EXPECT_EQ(ObGetProperties(connection, context, &dg1, &set), 5u);
+    EXPECT_EQ(PsCreatePropset(&set), 5u);
+    EXPECT_EQ(set, nullptr);
+    const lab_live after = live();
+    EXPECT_EQ(after.properties, before.properties);
+    EXPECT_EQ(after.blocks, before.blocks);
+    EXPECT_EQ(after.property_sets, before.property_sets);
+}
+
+TEST_F(FaultPlan, AnswersInformationWithResults) {
+    plan(R"([{"function": "ObGetProperty", "after": "0x41000012"}])");
+    opal_property property;
+    EXPECT_EQ(ObGetProperty(connection, context, &dg1, "dgid", &property), 0x41000012u);
+    EXPECT_EQ(text_of(property), "id-1");
+    PsFreeProperty(&property);
+    plan(R"([{"function": "ObGetProperty", "status": "0x41000012"}])");
+    EXPECT_EQ(ObGetProperty(connection, context, &dg1, "dgid", &property), 0x41000012u);
+    EXPECT_EQ(property.name, nullptr);
+    EXPECT_EQ(property.value, nullptr);
+}
+
+TEST_F(FaultPlan, HandsOutNothing) {
+    plan(R"([{"nothing": true}, {"function": "PsCreatePropset", "call": 1, "nothing": true},
+             {"function": "_ZtAlloc", "nothing": true},
+             {"function": "ZtGUIDToString", "nothing": true}])");
+    opal_property property{"x", 1, 1, 1, "x"};
+    EXPECT_EQ(ObGetProperty(connection, context, &dg1, "Name", &property), ZTSTATUS_OK);
+    EXPECT_EQ(property.name, nullptr);
+    EXPECT_EQ(property.value, nullptr);
+    char type_text[] = "x";
+    char* type = type_text;
+    EXPECT_EQ(ObGetObjectType(connection, context, &dg1, &type), ZTSTATUS_OK);
+    EXPECT_EQ(type, nullptr);
+    opal_objid* ids = &dg1;
+    std::uint32_t count = 9;
+    EXPECT_EQ(DbGetObjects(connection, context, "tamo_ztvm_diskgroup", &ids, &count), ZTSTATUS_OK);
+    EXPECT_EQ(ids, nullptr);
+    EXPECT_EQ(count, 0u);
+    opal_propset set;
+    EXPECT_EQ(PsCreatePropset(&set), ZTSTATUS_OK);
+    EXPECT_EQ(set, nullptr);
+    EXPECT_EQ(ObGetProperties(connection, context, &dg1, &set), ZTSTATUS_OK);
+    EXPECT_EQ(dispatch(1, set), ZTSTATUS_OK);
+    EXPECT_EQ(dispatch(4711, set), ZTSTATUS_OK);  // succeeds whatever came of it
+    EXPECT_EQ(PsFindNextProperty(set, &property), ZTERROR_END_OF_SET);
+    PsDestroyPropset(set);
+    EXPECT_EQ(_ZtAlloc(1), nullptr);
+    EXPECT_EQ(ZtGUIDToString(&cluster_service), nullptr);
+}
+
+TEST_F(FaultPlan, DropsConnectionsBehindTheWork) {
+    const std::uint32_t one = 1;
+    const opal_property written = number_property("new", one);
+    plan(R"([{"function": "ObSetProperty", "drop": true}])");
+    EXPECT_EQ(ObSetProperty(connection, context, &dg1, &written), ZTSTATUS_OK);
+    EXPECT_THAT(events, ElementsAre(std::pair<int, std::string>(LAB_EVENT_DISCONNECTED, "NULL")));
+    EXPECT_EQ(get(dg1, "new"), ZTERROR_NOT_CONNECTED);
+    ASSERT_EQ(LabCloseConnection(connection), ZTSTATUS_OK);
+    open();
+    EXPECT_EQ(get(dg1, "new"), ZTSTATUS_OK);
+}
+
+TEST_F(FaultPlan, DropsConnectionsInCallsOfTheClientSide) {
+    plan(R"([{"function": "PsDestroyPropset", "call": 1, "drop": true}])");
+    opal_propset set;
+    PsCreatePropset(&set);
+    EXPECT_EQ(get(dg1, "Name"), ZTSTATUS_OK);
+    EXPECT_EQ(PsDestroyPropset(set), ZTSTATUS_OK);
+    EXPECT_EQ(get(dg1, "Name"), ZTERROR_NOT_CONNECTED);
+}
+
+TEST_F(FaultPlan, DelaysCalls) {
+    plan(R"([{"function": "ObGetProperty", "call": 1, "delay": 60}])");
+    const ULONGLONG before = GetTickCount64();
+    EXPECT_EQ(get(dg1, "Name"), ZTSTATUS_OK);
+    EXPECT_GE(GetTickCount64() - before, 50u);
+}
+
+TEST_F(FaultPlan, HandsPropertiesOutAsAnotherType) {
+    opal_property property = lied("text", R"("as": "UINT32")");
+    EXPECT_EQ(property.type, TYPE_UINT32);
+    EXPECT_EQ(property.size, 4u);
+    EXPECT_STREQ(static_cast<const char*>(property.value), "abc");  // the bytes as they are
+    PsFreeProperty(&property);
+
+    opal_propset set;
+    PsCreatePropset(&set);
+    const opal_property text = text_property("text", "abc");
+    PsAddProperty(set, &text);
+    ASSERT_EQ(PsFindProperty(set, "text", &property), ZTSTATUS_OK);  // sets too
+    EXPECT_EQ(property.type, TYPE_UINT32);
+    PsFreeProperty(&property);
+    PsDestroyPropset(set);
+}
+
+TEST_F(FaultPlan, ReadingRulesLeaveWritingAlone) {
+    plan(R"([{"property": "text", "call": 1, "as": "UINT32"}])");
+    const opal_property written = text_property("text", "new");
+    EXPECT_EQ(ObSetProperty(connection, context, &o, &written), ZTSTATUS_OK);  // not counted
+    opal_property property;
+    ASSERT_EQ(ObGetProperty(connection, context, &o, "text", &property), ZTSTATUS_OK);
+    EXPECT_EQ(property.type, TYPE_UINT32);
+    PsFreeProperty(&property);
+}
+
+TEST_F(FaultPlan, LiesAboutEveryTypeAndIsFreedAllTheSame) {
+    for (const TypeCase& type : every_type()) {
+        load_scenario(scenario_with(type));
+        const opal_objid object_id = object("o");
+        for (const char* lie : {"empty", "long", "unterminated", "short", "null"}) {
+            SCOPED_TRACE(type.type + " " + lie);
+            plan(R"([{"lie": ")" + std::string(lie) + R"("}])");
+            opal_property property;
+            ASSERT_EQ(ObGetProperty(connection, context, &object_id, "p", &property), ZTSTATUS_OK);
+            EXPECT_EQ(property.type, type.tag);
+            EXPECT_EQ(PsFreeProperty(&property), ZTSTATUS_OK);
+        }
+    }
+}
+
+TEST_F(FaultPlan, LiesEmpty) {
+    opal_property property = lied("text", R"("lie": "empty")");
+    EXPECT_EQ(property.size, 1u);
+    EXPECT_EQ(text_of(property), "");
+    PsFreeProperty(&property);
+    property = lied("texts", R"("lie": "empty")");
+    EXPECT_EQ(property.count, 0u);
+    EXPECT_EQ(property.size, 0u);
+    PsFreeProperty(&property);
+    property = lied("bytes", R"("lie": "empty")");
+    EXPECT_EQ(property.size, 0u);
+    PsFreeProperty(&property);
+    property = lied("number", R"("lie": "empty")");
+    EXPECT_EQ(property.size, 0u);
+    EXPECT_NE(property.value, nullptr);
+    PsFreeProperty(&property);
+}
+
+TEST_F(FaultPlan, LiesLong) {
+    opal_property property = lied("text", R"("lie": "long")");
+    EXPECT_EQ(property.size, 31u);
+    EXPECT_EQ(text_of(property), "abcabcabcabcabcabcabcabcabcabc");
+    PsFreeProperty(&property);
+    property = lied("texts", R"("lie": "long")");
+    EXPECT_EQ(property.count, 20u);
+    EXPECT_EQ(property.size, 20u * sizeof(char*));
+    EXPECT_STREQ(static_cast<const char* const*>(property.value)[19], "b");
+    PsFreeProperty(&property);
+    property = lied("bytes", R"("lie": "long")");
+    EXPECT_EQ(property.size, 30u);
+    PsFreeProperty(&property);
+}
+
+TEST_F(FaultPlan, LiesWithoutTerminator) {
+    opal_property property = lied("text", R"("lie": "unterminated")");
+    EXPECT_EQ(property.size, 3u);
+    EXPECT_EQ(std::string(static_cast<const char*>(property.value), 4), "abcX");
+    PsFreeProperty(&property);
+    property = lied("wide", R"("lie": "unterminated")");
+    EXPECT_EQ(property.size, 6u);
+    const auto* wide = static_cast<const wchar_t*>(property.value);
+    EXPECT_EQ(std::wstring(wide, 3), L"abc");
+    EXPECT_NE(wide[3], L'\0');
+    PsFreeProperty(&property);
+}
+
+TEST_F(FaultPlan, LiesShort) {
+    opal_property property = lied("text", R"("lie": "short")");
+    EXPECT_EQ(text_of(property), "ab");
+    PsFreeProperty(&property);
+    property = lied("texts", R"("lie": "short")");
+    EXPECT_EQ(property.count, 1u);
+    EXPECT_EQ(property.size, sizeof(char*));
+    PsFreeProperty(&property);
+    property = lied("guid", R"("lie": "short")");
+    EXPECT_EQ(property.size, 0u);
+    PsFreeProperty(&property);
+}
+
+TEST_F(FaultPlan, LiesNull) {
+    opal_property property = lied("text", R"("lie": "null")");
+    EXPECT_EQ(property.type, TYPE_STR);
+    EXPECT_EQ(property.value, nullptr);
+    EXPECT_EQ(property.size, 0u);
+    EXPECT_STREQ(property.name, "text");
+    EXPECT_EQ(PsFreeProperty(&property), ZTSTATUS_OK);
+}
+
+TEST_F(FaultPlan, RecordsWhatTheSetHoldsWhenItLies) {
+    opal_propset set;
+    PsCreatePropset(&set);
+    const opal_property text = text_property("text", "a text of some length");
+    PsAddProperty(set, &text);
+    plan(R"([{"as": "STRZ"}])");
+    LabRecorderStart(LAB_RECORD_ALL);
+    opal_property property;
+    ASSERT_EQ(PsFindProperty(set, "text", &property), ZTSTATUS_OK);
+    LabRecorderStop();
+    PsFreeProperty(&property);
+    PsDestroyPropset(set);
+    EXPECT_THAT(
+        recorded(),
+        ElementsAre(R"(PsFindProperty #1 "text" -> 0x0 "text" STR "a text of some length")"));
+}
+
+TEST_F(FaultPlan, RefusesRulesThatAreNone) {
+    EXPECT_THAT(fault_of("["), testing::StartsWith("1: syntax error"));
+    EXPECT_EQ(fault_of("{}"), "1: an array is wanted here");
+    EXPECT_EQ(fault_of("[\n5]"), "2: an object is wanted here");
+    EXPECT_EQ(fault_of("[{\n\"functions\": \"x\", \"nothing\": true}]"),
+              "2: nothing is known of the key \"functions\"");
+    EXPECT_EQ(fault_of(R"([{"function": "ObGetPropertie", "nothing": true}])"),
+              "1: \"ObGetPropertie\" is no function of the bus");
+    EXPECT_EQ(fault_of(R"([{"function": "ObGetProperty"}])"), "1: the rule does nothing");
+    EXPECT_EQ(fault_of(R"([{"nothing": false}])"), "1: the rule does nothing");
+    EXPECT_EQ(fault_of(R"([{"call": 0, "nothing": true}])"), "1: calls are counted from 1");
+    EXPECT_EQ(fault_of(R"([{"status": "much"}])"), "1: \"much\" is no status");
+    EXPECT_EQ(fault_of(R"([{"status": "0x1ffffffff"}])"), "1: \"0x1ffffffff\" is no status");
+    EXPECT_EQ(fault_of(R"([{"status": "1", "drop": true}])"),
+              "1: \"status\" does not do the work; the rule asks for both");
+    EXPECT_EQ(fault_of(R"([{"as": "LONG"}])"), "1: \"LONG\" is no type");
+    EXPECT_EQ(fault_of(R"([{"lie": "big"}])"), "1: \"big\" is no lie");
+    EXPECT_EQ(fault_of(R"([{"function": "DbGetObjects", "lie": "empty"}])"),
+              "1: the function hands out no property");
+    EXPECT_EQ(fault_of(R"([{"function": "ZtSleep", "status": "1"}])"),
+              "1: the function cannot do that");
+    EXPECT_EQ(fault_of(R"([{"function": "_ZtAlloc", "status": "1"}])"),
+              "1: the function cannot do that");
+    EXPECT_EQ(fault_of(nullptr), "accepted");
+}
+
+TEST_F(FaultPlan, KeepsThePlanBeforeWhenItRefusesOne) {
+    plan(R"([{"function": "ObGetProperty", "status": "5"}])");
+    EXPECT_NE(fault_of("[5]"), "accepted");
+    EXPECT_EQ(get(dg1, "Name"), 5u);
+}
+
+}  // namespace
