@@ -74,7 +74,7 @@ class TreeBuilder {
     bool key(string_t& name) {
         const auto& members = std::get<JsonNode::Members>(m_open.back()->value);
         if (std::any_of(members.begin(), members.end(),
-                        [&name](const auto& member) { return member.first == name; })) {
+                        [&name](const auto& member) { return member.name == name; })) {
             throw ScenarioError(m_place.line, "the key \"" + name + "\" is given twice");
         }
         m_key = name;
@@ -99,9 +99,9 @@ class TreeBuilder {
         if (auto* array = std::get_if<JsonNode::Array>(&m_open.back()->value)) {
             return array->emplace_back(std::move(node));
         }
-        return std::get<JsonNode::Members>(m_open.back()->value)
-            .emplace_back(m_key, std::move(node))
-            .second;
+        auto& members = std::get<JsonNode::Members>(m_open.back()->value);
+        members.push_back({m_key, std::move(node)});
+        return members.back().value;
     }
     template <class T> bool add(T value) {
         place(std::move(value));

@@ -4,7 +4,6 @@
 
 #include <string>
 #include <string_view>
-#include <utility>
 #include <variant>
 #include <vector>
 
@@ -23,7 +22,8 @@ class ScenarioError : public std::exception {
 
 struct JsonNode {
     using Array = std::vector<JsonNode>;
-    using Members = std::vector<std::pair<std::string, JsonNode>>;  // in the file's order
+    struct Member;
+    using Members = std::vector<Member>;  // in the file's order
 
     std::size_t line = 0;
     std::variant<std::nullptr_t, bool, std::int64_t, std::uint64_t, double, std::string, Array,
@@ -37,6 +37,11 @@ struct JsonNode {
     bool boolean() const;
     std::int64_t integer() const;
     std::uint64_t unsigned_integer(std::uint64_t limit) const;
+};
+
+struct JsonNode::Member {
+    std::string name;
+    JsonNode value;
 };
 
 // Throws ScenarioError for text that is no JSON, and for a key given twice.

@@ -302,7 +302,7 @@ SOCKET connect_socket(const sockaddr_in& address) {
         return socket;
     }
     u_long not_blocking = 1;
-    ioctlsocket(socket, FIONBIO, &not_blocking);
+    ioctlsocket(socket, static_cast<long>(FIONBIO), &not_blocking);
     connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address);
     fd_set writable;
     fd_set failed;
@@ -314,7 +314,7 @@ SOCKET connect_socket(const sockaddr_in& address) {
     const bool connected =
         select(0, nullptr, &writable, &failed, &limit) > 0 && FD_ISSET(socket, &writable);
     not_blocking = 0;
-    ioctlsocket(socket, FIONBIO, &not_blocking);
+    ioctlsocket(socket, static_cast<long>(FIONBIO), &not_blocking);
     if (!connected) {
         closesocket(socket);
         return INVALID_SOCKET;
