@@ -78,14 +78,14 @@ TEST_F(Deport, OfflineOfASharedGroupByName) {
 // to the null group all the same.
 TEST_F(Deport, OfflineGoesOnWithoutAGroup) {
     at_every_threshold([&] {
-        EXPECT_EQ(FARLO(OfflineDgW)(handle, L"x", "guid-3", 0), ZTERROR_UNKNOWN_OBJECT);
+        EXPECT_EQ(FARLO(OfflineDgW)(handle, L"x", "guid-3", 0), ZTERROR_NULL_OBJECT);
         expect_calls(Lines{cluster_service()} + lookup(3) +
-                     Lines{deport("null", "guid-3", "OfflineFlag", 0x4040, "0xc1000104")});
+                     Lines{deport("null", "guid-3", "OfflineFlag", 0x4040, "0xc1000010")});
         expect_log({{2, "Entering OfflineDgW - x"},
                     {0, "GetDgObjIdByGuid() failed , DG_TYPENAME not found in OPAL, error=(0x28)"},
                     {0, "OfflineDgW():GetDgObjIdByGuid() failed, error=(0x28) "},
-                    {4, "OfflineDgW: DGOP_DEPORT, CsfInvoke failed with error = 0xc1000104."},
-                    {0, "OfflineDgW() failed, error=(0xc1000104) "},
+                    {4, "OfflineDgW: DGOP_DEPORT, CsfInvoke failed with error = 0xc1000010."},
+                    {0, "OfflineDgW() failed, error=(0xc1000010) "},
                     {2, "Exiting OfflineDgW"}});
     });
 }

@@ -172,16 +172,16 @@ TEST_F(Online, Bit20000IsLoggedAsOffline) {
 // bits but 0x2 are set, and the result line says "OfflineDg".
 TEST_F(Online, ClusterSharedAloneGoesToTheNullGroup) {
     at_every_threshold([&] {
-        EXPECT_EQ(online(L"dg1", "guid-1", nullptr, 0x200001), ZTERROR_UNKNOWN_OBJECT);
+        EXPECT_EQ(online(L"dg1", "guid-1", nullptr, 0x200001), ZTERROR_NULL_OBJECT);
         expect_calls({cluster_service(),
                       import_on("null",
                                 parameters("dg1", "guid-1", "", 0xFFFFFFFD) +
                                     ", \"clearhostid\": BOOLEAN true, \"shared\": BOOLEAN false, "
                                     "\"clustershared\": BOOLEAN true",
-                                "0xc1000104")});
+                                "0xc1000010")});
         expect_log({{0, "OnlineDg dg1 is called with flag 0x200001"},
-                    {4, "OnlineDgExW: DGOP_IMPORT, CsfInvoke failed with error = 0xc1000104."},
-                    {0, "OfflineDg dg1 failed with res  0xc1000104"},
+                    {4, "OnlineDgExW: DGOP_IMPORT, CsfInvoke failed with error = 0xc1000010."},
+                    {0, "OfflineDg dg1 failed with res  0xc1000010"},
                     {2, "Exiting OnlineDgExW"}});
     });
 }

@@ -1,0 +1,274 @@
+// Making, remaking and giving back connections.
+#include "farlo_test.h"
+
+namespace {
+
+using namespace support;
+
+void reset_timeout() {}
+
+class Validate : public FarloTest {
+  protected:
+    Validate() { connects = false; }
+
+    // What the command library was called for since the last question.
+    struct Made {
+        unsigned initialize, uninitialize, register_alerts;
+        bool operator==(const Made&) const = default;
+        friend void PrintTo(const Made& made, std::ostream* out) {
+            *out << made.initialize << " initialize, " << made.uninitialize << " uninitialize, "
+                 << made.register_alerts << " register";
+        }
+    };
+    Made made() {
+        const lab_cmd_calls before = m_calls;
+        LabCmdGetCalls(&m_calls);
+        return {m_calls.initialize - before.initialize, m_calls.uninitialize - before.uninitialize,
+                m_calls.register_alerts - before.register_alerts};
+    }
+    const lab_cmd_calls& last() const { return m_calls; }
+    // Ends a run: the fixture looks at what is left.
+    void release() {
+        EXPECT_EQ(FARLO(UnInitializeClusterW)(handle), 0u);
+        handle = nullptr;
+    }
+
+  private:
+    lab_cmd_calls m_calls{};
+};
+
+TEST_F(Validate, ConnectsAnEmptySlot) {
+    at_every_threshold([&] {
+        made();
+        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
+        EXPECT_NE(handle, nullptr);
+        EXPECT_EQ(made(), (Made{1, 0, 0}));
+        EXPECT_EQ(last().last_flags, 0u);
+        EXPECT_EQ(last().last_reserved, 0u);
+        // Nothing is registered yet: the first registration finds no callback.
+        expect_log({{0, "RegisterForAlerts() Failed"}});
+        start_watching();
+        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
+        EXPECT_EQ(made(), (Made{0, 0, 0}));
+        expect_log({});
+        release();
+    });
+}
+
+TEST_F(Validate, TheNameOfInitializeClusterAHasNoEffect) {
+    once([&] {
+        EXPECT_EQ(FARLO(InitializeClusterA)("a name", 7, &handle), 0u);
+        release();
+        EXPECT_EQ(FARLO(InitializeClusterA)(std::string(1000, 'n').c_str(), 0, &handle), 0u);
+        release();
+        EXPECT_EQ(FARLO(InitializeClusterA)(nullptr, 0, &handle), 0u);
+        EXPECT_NE(handle, nullptr);
+        release();
+    });
+}
+
+// Made by somebody else: the first validation starts the provider and registers
+// alerts all the same.
+TEST_F(Validate, TheFirstValidationStartsTheProviderForAnyHandle) {
+    at_every_threshold([&] {
+        ASSERT_EQ(InitializeZtVmW(0, 0, &handle), 0u);
+        EXPECT_EQ(FARLO(RegisterForAlerts)(nullptr, reset_timeout), 0u);
+        made();
+        start_watching();
+        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
+        EXPECT_EQ(made(), (Made{0, 0, 1}));
+        EXPECT_EQ(last().last_registered, handle);
+        expect_log({});
+        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
+        EXPECT_EQ(made(), (Made{0, 0, 0}));
+        release();
+    });
+}
+
+TEST_F(Validate, ReconnectsADroppedHandleInItsSlot) {
+    at_every_threshold([&] {
+        ASSERT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
+        ASSERT_EQ(FARLO(RegisterForAlerts)(handle, reset_timeout), 0u);
+        const opal_handle before = handle;
+        disconnect();
+        made();
+        start_watching();
+        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
+        EXPECT_EQ(made(), (Made{1, 1, 1}));
+        EXPECT_EQ(last().last_released, before);
+        EXPECT_EQ(last().last_registered, handle);
+        expect_pauses({});
+        expect_log({});
+        release();
+    });
+}
+
+TEST_F(Validate, TheResultOfTheReleaseIsIgnored) {
+    once([&] {
+        ASSERT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
+        disconnect();
+        LabCmdFailUnInitialize(0xc1000001);
+        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
+        LabCmdFailUnInitialize(0);
+        release();
+    });
+}
+
+TEST_F(Validate, ThreeTriesHalfASecondApart) {
+    at_every_threshold([&] {
+        ASSERT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
+        disconnect();
+        LabCmdFailInitialize(0xc1000103, 100);
+        made();
+        start_watching();
+        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), 20u);
+        EXPECT_EQ(handle, nullptr);
+        EXPECT_EQ(made(), (Made{3, 1, 0}));
+        expect_pauses({{"Sleep", 500}, {"Sleep", 500}, {"Sleep", 500}});
+        expect_log({{6, "ValidateClusterW: Sleeping for 0.5 secs"},
+                    {6, "ValidateClusterW: Sleeping for 0.5 secs"},
+                    {6, "ValidateClusterW: Sleeping for 0.5 secs"},
+                    {0, "ValidateClusterW() failed, error=(0xc1000103)"}});
+        LabCmdFailInitialize(0, 0);
+    });
+}
+
+TEST_F(Validate, TheThirdTryMaySucceed) {
+    at_every_threshold([&] {
+        ASSERT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
+        ASSERT_EQ(FARLO(RegisterForAlerts)(handle, reset_timeout), 0u);
+        disconnect();
+        LabCmdFailInitialize(0xc1000103, 2);
+        made();
+        start_watching();
+        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
+        EXPECT_EQ(made(), (Made{3, 1, 1}));
+        expect_pauses({{"Sleep", 500}, {"Sleep", 500}});
+        expect_log({{6, "ValidateClusterW: Sleeping for 0.5 secs"},
+                    {6, "ValidateClusterW: Sleeping for 0.5 secs"}});
+        release();
+    });
+}
+
+// An empty slot is tried once, without a pause.
+TEST_F(Validate, AnEmptySlotIsTriedOnce) {
+    at_every_threshold([&] {
+        LabCmdFailInitialize(0xc1000001, 1);
+        made();
+        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), 20u);
+        EXPECT_EQ(handle, nullptr);
+        EXPECT_EQ(made(), (Made{1, 0, 0}));
+        expect_pauses({});
+        expect_log({{0, "ValidateClusterW() failed, error=(0xc1000001)"}});
+    });
+}
+
+// The provider and the alerts are still due after a validation that failed.
+TEST_F(Validate, AFailureLeavesTheFirstStartDue) {
+    once([&] {
+        LabCmdFailInitialize(0xc1000001, 1);
+        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), 20u);
+        EXPECT_EQ(FARLO(RegisterForAlerts)(nullptr, reset_timeout), 0u);
+        made();
+        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
+        EXPECT_EQ(made(), (Made{1, 0, 1}));
+        release();
+    });
+}
+
+TEST_F(Validate, AFailedRegistrationDoesNotFailTheValidation) {
+    at_every_threshold([&] {
+        EXPECT_EQ(FARLO(RegisterForAlerts)(nullptr, reset_timeout), 0u);
+        LabCmdFailRegister(0xc1000101);
+        start_watching();
+        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
+        expect_log({{0, "RegisterForAlerts() Failed hr=C1000101"}});
+        LabCmdFailRegister(0);
+        release();
+    });
+}
+
+TEST_F(Validate, ANullSlot) {
+    at_every_threshold([&] {
+        EXPECT_EQ(FARLO(ValidateClusterW)(nullptr), 20u);
+        expect_log({{0, "ValidateClusterW() failed, error=(0x80070057)"}});
+    });
+}
+
+TEST_F(Validate, GivingBackAHandleThatIsRefused) {
+    at_every_threshold([&] {
+        ASSERT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
+        start_watching();
+        LabCmdFailUnInitialize(0xc1000001);
+        EXPECT_EQ(FARLO(UnInitializeClusterA)(handle), 21u);
+        LabCmdFailUnInitialize(0);
+        expect_log({});
+        // Released a second time: the command library does not know it any more.
+        EXPECT_EQ(FARLO(UnInitializeClusterW)(handle), 21u);
+        EXPECT_EQ(last().live_handles, 0u);
+        EXPECT_EQ(FARLO(UnInitializeClusterW)(nullptr), 21u);
+        handle = nullptr;
+    });
+}
+
+TEST_F(Validate, TheSlotIsNotCleared) {
+    once([&] {
+        ASSERT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
+        const opal_handle before = handle;
+        EXPECT_EQ(FARLO(UnInitializeClusterW)(handle), 0u);
+        EXPECT_EQ(handle, before);
+        handle = nullptr;
+    });
+}
+
+opal_status WINAPI succeed_without_a_handle(uint32_t, uint32_t, opal_handle*) {
+    return 0;
+}
+
+TEST_F(Validate, ASuccessWithoutAHandleIsNone) {
+    once([&] {
+        const Interposer interposer(dll().module(), "InitializeZtVmW", succeed_without_a_handle);
+        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), 20u);
+        expect_log({{0, "ValidateClusterW() failed, error=(0xc1000001)"}});
+    });
+}
+
+// ------------------------------------------------------- the provider runtime
+
+std::vector<std::string> traces;
+void take_trace(std::uint32_t level, const char* text) {
+    traces.push_back(std::to_string(level) + " " + text);
+}
+
+TEST_F(Validate, TheProviderIsShutDownInItsOrderWhenTheLibraryIsUnloaded) {
+    traces.clear();
+    once([&] {
+        ASSERT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
+        release();
+        LabSetTraceSink(take_trace);
+    });
+    LabSetTraceSink(nullptr);
+    EXPECT_EQ(traces,
+              (std::vector<std::string>{
+                  "6 clusapiprov::__ZtApiShutdown(), CZtThreadContainer shutdown completed.",
+                  "6 clusapiprov::__ZtApiShutdown(), CZtCustomObjectContainer shutdown completed.",
+                  "6 clusapiprov::__ZtApiShutdown(), CZtControlManager shutdown completed.",
+                  "6 clusapiprov::__ZtApiShutdown(), CZtEventManager shutdown completed."}));
+}
+
+TEST_F(Validate, AProviderThatCannotStartIsTracedAndIgnored) {
+    once([&] {
+        traces.clear();
+        LabSetTraceSink(take_trace);
+        heap().fail(1);
+        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
+        heap().fail_no_more();
+        LabSetTraceSink(nullptr);
+        EXPECT_EQ(traces, (std::vector<std::string>{
+                              "6 clusapiprov: ERROR: An exception was thrown in [clusapiprov] "
+                              "CZtProvider::Initialize()"}));
+        release();
+    });
+}
+
+}  // namespace
