@@ -1,0 +1,72 @@
+// Calls over a connection handle, as the library makes them.
+#pragma once
+
+#include "lab_cmd.h"
+
+#include <windows.h>
+
+#include <cstring>
+#include <vector>
+
+namespace support {
+
+inline constexpr GUID volume_manager_interface = {
+    0x61678C9A, 0x1DD2, 0x11B2, {0x96, 0x23, 0x08, 0x00, 0x20, 0x9E, 0xAD, 0x9C}};
+inline constexpr uint32_t import_method = 2003;
+inline constexpr uint32_t deport_method = 2001;
+
+inline uint8_t connected_of(opal_handle handle) {
+    EnterCriticalSection(&handle->lock);
+    const uint8_t connected = handle->connected;
+    LeaveCriticalSection(&handle->lock);
+    return connected;
+}
+
+// All objects of a type.
+inline opal_status list(opal_handle handle, const char* type, std::vector<opal_objid>& objects) {
+    opal_objid* ids = nullptr;
+    uint32_t count = 0;
+    const opal_status status =
+        DbGetObjects(handle->connection, handle->connection_context, type, &ids, &count);
+    if (status == ZTSTATUS_OK) {
+        objects.assign(ids, ids + count);
+        _ZtFree(ids);
+    }
+    return status;
+}
+
+// Calls the method that imports or deports a disk group, on the group itself.
+inline opal_status call_group_method(opal_handle handle, const opal_objid& group, uint32_t method) {
+    opal_propset input = nullptr;
+    opal_status status = PsCreatePropset(&input);
+    if (status != ZTSTATUS_OK) {
+        return status;
+    }
+    const char guid[] = "g1";
+    const uint32_t flags = 0;
+    const opal_property properties[] = {{"dgid", TYPE_STR, 1, sizeof guid, guid},
+                                        {"Opflag", TYPE_UINT32, 1, sizeof flags, &flags}};
+    for (const opal_property& property : properties) {
+        if (status == ZTSTATUS_OK) {
+            status = PsAddProperty(input, &property);
+        }
+    }
+    if (status == ZTSTATUS_OK) {
+        status = PrCallDispatch(handle->connection, &group, &volume_manager_interface, 0, method,
+                                input, nullptr, 0, 0, 0, 0, nullptr, nullptr);
+    }
+    PsDestroyPropset(input);
+    return status;
+}
+
+// The same on the first disk group that the service has.
+inline opal_status call_group_method(opal_handle handle, uint32_t method) {
+    std::vector<opal_objid> groups;
+    const opal_status status = list(handle, "tamo_ztvm_diskgroup", groups);
+    if (status != ZTSTATUS_OK || groups.empty()) {
+        return status != ZTSTATUS_OK ? status : ZTERROR_UNKNOWN_OBJECT;
+    }
+    return call_group_method(handle, groups.front(), method);
+}
+
+}  // namespace support
