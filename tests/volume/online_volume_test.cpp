@@ -1,0 +1,715 @@
+// OnlineVol.
+#include "bus_lines.h"
+#include "farlo_test.h"
+
+namespace {
+
+using namespace support;
+
+constexpr std::uint32_t import_method = 2003;
+constexpr std::uint32_t online_method = 6063;
+constexpr wchar_t device[] = L"\\Device\\one two";
+
+// The import of the volume's group: all option bits but 0x2.
+const std::string import_input =
+    R"("Name": WSTR "dg1", "Dgguid": STR "guid-1", "dgid": STR "guid-1", "Newdgname": WSTR "", )"
+    R"("newname": WSTR "dg1", "Opflag": UINT32 4294967293, "OnlineFlag": UINT32 4294967293, )"
+    R"("clearhostid": BOOLEAN true, "shared": BOOLEAN false, "clustershared": BOOLEAN true)";
+
+Lines node_role(std::uint32_t role) {
+    return {objects("tamo_ztvm_misc", "@misc"), read("misc", "nodeRole", uint32(role))};
+}
+
+Lines find_group() {
+    return {groups("@dg1"), read("dg1", "LDM DG TYPE", "UINT32 8"),
+            read("dg1", "dgid", str("guid-1"))};
+}
+
+Lines is_imported(bool imported) {
+    return {read("dg1", "imported", imported ? "BOOLEAN true" : "BOOLEAN false")};
+}
+
+// The device name stands in the query as it is given.
+const std::string find_volume =
+    R"(DbGetObjectsByQuery "SELECT FROM tamo_ztvm_volume where \"DEVICE NAME\" EQ )"
+    R"(\\Device\\one two" -> 0x0 [@vol1])";
+
+std::string online_call(std::uint32_t flags, const std::string& status) {
+    return invoke("service", volume_manager_methods, online_method,
+                  R"("volume": ZTOBJID @vol1, "OnlineFlag": )" + uint32(flags), status);
+}
+
+Lines found_and_sent(std::uint32_t flags, const std::string& status) {
+    return {find_volume, cluster_service(), online_call(flags, status)};
+}
+
+std::vector<Expected> result_lines(const std::string& status) {
+    const std::string outcome = status == "0x0" ? "succeeded" : "failed";
+    return {
+        {0, "OnlineVolW() " + outcome + " for volume \\Device\\one two, error=(" + status + ") "},
+        {2, "Exiting OnlineVolW"}};
+}
+
+unsigned resets = 0;
+void reset_timeout() {
+    ++resets;
+}
+
+class OnlineVolume : public FarloTest {
+  protected:
+    OnlineVolume() { set_node(R"("role": 1)", true); }
+
+    void set_node(const std::string& node, bool imported) {
+        scenario =
+            "{\"node\": {" + node +
+            R"(}, "disk_groups": [{"name": "dg1", "dgid": "guid-1", "type": 8, "imported": )" +
+            (imported ? "true" : "false") +
+            R"(, "volumes": [{"name": "vol1", "device": "\\Device\\one two"}]}]})";
+    }
+
+    std::uint32_t online(std::uint32_t flags = 0x6, std::uint32_t timeout_ms = 1000) {
+        return FARLO(OnlineVolW)(handle, "guid-1", device, flags, timeout_ms);
+    }
+
+    // The service does what the lab's would, or not, and says that it succeeded.
+    void accept_online(const std::string& more = "") {
+        set_faults(R"([{"minor": 6063, "status": "0x0"})" + more + "]");
+    }
+
+    // Exactly these lines between the entry line and the two of the result.
+    void expect_lines(const std::vector<Expected>& lines, const std::string& status) {
+        std::vector<Expected> all{{0, "Entering OnlineVolW - \\Device\\one two"}};
+        all.insert(all.end(), lines.begin(), lines.end());
+        const std::vector<Expected> result = result_lines(status);
+        all.insert(all.end(), result.begin(), result.end());
+        expect_log(all);
+    }
+};
+
+TEST_F(OnlineVolume, OnARunningNodeWithItsGroupImported) {
+    at_every_threshold([&] {
+        accept_online();
+        EXPECT_EQ(online(0x6), 0u);
+        expect_calls(node_role(1) + find_group() + is_imported(true) + found_and_sent(7, "0x0"));
+        expect_lines({}, "0x0");
+        EXPECT_TRUE(clock().waits().empty());
+    });
+}
+
+TEST_F(OnlineVolume, BitZeroIsAlwaysSet) {
+    once([&] {
+        for (const auto& [flags, sent] :
+             {std::pair{0u, 1u}, {1u, 1u}, {0xFFFFFFFEu, 0xFFFFFFFFu}}) {
+            accept_online();
+            start_watching();
+            EXPECT_EQ(online(flags), 0u);
+            EXPECT_EQ(calls_of("PrCallDispatch"), (Lines{online_call(sent, "0x0")}));
+        }
+    });
+}
+
+TEST_F(OnlineVolume, TheGroupIsImportedFirst) {
+    set_node(R"("role": 1)", false);
+    at_every_threshold([&] {
+        accept_online();
+        EXPECT_EQ(online(), 0u);
+        expect_calls(node_role(1) + find_group() + is_imported(false) +
+                     Lines{read("dg1", "Name", wstr("dg1"))} + find_group() +
+                     Lines{cluster_service(), invoke("dg1", volume_manager_methods, import_method,
+                                                     import_input, "0x0")} +
+                     found_and_sent(7, "0x0"));
+        expect_lines({{0, "OnlineDg dg1 is called with flag 0x200881"},
+                      {0, "OfflineDg dg1 succeeded with res  0x0"},
+                      {2, "Exiting OnlineDgExW"}},
+                     "0x0");
+    });
+}
+
+TEST_F(OnlineVolume, AGroupThatIsOnlineAlreadyIsNoFailure) {
+    set_node(R"("role": 1)", false);
+    at_every_threshold([&] {
+        accept_online(R"(, {"minor": 2003, "status": "0xe515007a"})");
+        EXPECT_EQ(online(), 0u);
+        EXPECT_EQ(
+            calls_of("PrCallDispatch"),
+            (Lines{invoke("dg1", volume_manager_methods, import_method, import_input, "0xe515007a"),
+                   online_call(7, "0x0")}));
+        expect_lines({{0, "OnlineDg dg1 is called with flag 0x200881"},
+                      {4, "OnlineDgExW: DGOP_IMPORT, CsfInvoke failed with error = 0xe515007a."},
+                      {0, "OfflineDg dg1 failed with res  0xe515007a"},
+                      {2, "Exiting OnlineDgExW"}},
+                     "0x0");
+    });
+}
+
+TEST_F(OnlineVolume, AFailedImportEndsTheCall) {
+    set_node(R"("role": 1)", false);
+    at_every_threshold([&] {
+        accept_online(R"(, {"minor": 2003, "status": "0xe5150105"})");
+        EXPECT_EQ(online(), 0xe5150105u);
+        EXPECT_EQ(calls_of("DbGetObjectsByQuery"), Lines{});
+        expect_lines({{0, "OnlineDg dg1 is called with flag 0x200881"},
+                      {4, "OnlineDgExW: DGOP_IMPORT, CsfInvoke failed with error = 0xe5150105."},
+                      {0, "OfflineDg dg1 failed with res  0xe5150105"},
+                      {2, "Exiting OnlineDgExW"},
+                      {0, "OnlineVolW():OnlineDg()  failed, error=(0xe5150105) "}},
+                     "0xe5150105");
+    });
+}
+
+TEST_F(OnlineVolume, AGroupNameOf258CharactersFitsAndOneMoreDoesNot) {
+    set_node(R"("role": 1)", false);
+    const auto set_name = [this](std::size_t length) {
+        scenario = R"({"node": {"role": 1}, "disk_groups": [{"name": ")" +
+                   std::string(length, 'n') +
+                   R"(", "id": "dg1", "dgid": "guid-1", "type": 8, "volumes": [
+                       {"name": "vol1", "device": "\\Device\\one two"}]}]})";
+    };
+    set_name(258);
+    once([&] {
+        accept_online(R"(, {"minor": 2003, "status": "0x0"})");
+        EXPECT_EQ(online(), 0u);
+        EXPECT_EQ(calls_of("PrCallDispatch").size(), 2u);
+    });
+    set_name(259);
+    at_every_threshold([&] {
+        EXPECT_EQ(online(), 18u);
+        EXPECT_EQ(calls_of("PrCallDispatch"), Lines{});
+        expect_lines({{6, "API_TRY_CATCH_FAILED "}}, "0x12");
+    });
+}
+
+TEST_F(OnlineVolume, NullDeviceComesFirst) {
+    at_every_threshold([&] {
+        for (const opal_handle each : {handle, opal_handle{}}) {
+            start_watching();
+            EXPECT_EQ(FARLO(OnlineVolW)(each, "guid-1", nullptr, 0, 0), 0x80070057u);
+            expect_calls({});
+            expect_log({{0, "OnlineVolW() failed , NULL Volume Device Name"},
+                        {0, "OnlineVolW() failed for volume NULL Volume Device Name, "
+                            "error=(0x80070057) "},
+                        {2, "Exiting OnlineVolW"}});
+        }
+    });
+}
+
+TEST_F(OnlineVolume, NullDeviceOnADroppedHandleIsNotConnected) {
+    at_every_threshold([&] {
+        disconnect();
+        EXPECT_EQ(FARLO(OnlineVolW)(handle, "guid-1", nullptr, 0, 0), 20u);
+        expect_log({{0, "OnlineVolW() failed , NULL Volume Device Name"},
+                    {0, "OnlineVolW() failed for volume NULL Volume Device Name, error=(0x14) "},
+                    {2, "Exiting OnlineVolW"}});
+    });
+}
+
+TEST_F(OnlineVolume, NullHandle) {
+    at_every_threshold([&] {
+        EXPECT_EQ(FARLO(OnlineVolW)(nullptr, "guid-1", device, 0, 0), 100u);
+        expect_calls({});
+        expect_lines({{0, "OnlineVolW() failed , NULL opal_handle"}}, "0x64");
+    });
+}
+
+TEST_F(OnlineVolume, NotConnected) {
+    at_every_threshold([&] {
+        disconnect();
+        EXPECT_EQ(online(), 20u);
+        expect_calls({});
+        expect_lines({{0, "OnlineVolW() failed , opal_handle not connected"}}, "0x14");
+    });
+}
+
+TEST_F(OnlineVolume, NullGuid) {
+    at_every_threshold([&] {
+        EXPECT_EQ(FARLO(OnlineVolW)(handle, nullptr, device, 0, 0), 0x80070057u);
+        expect_calls(node_role(1));
+        expect_lines({{0, "OnlineVolW() failed , NULL DG GUID"}}, "0x80070057");
+    });
+}
+
+TEST_F(OnlineVolume, NoMiscObject) {
+    set_node(R"("misc": false)", true);
+    at_every_threshold([&] {
+        EXPECT_EQ(online(), 0xc1000001u);
+        expect_calls({objects("tamo_ztvm_misc", "")});
+        expect_lines({{0, "OnlineVolW()::misc object not present"}}, "0xc1000001");
+    });
+}
+
+TEST_F(OnlineVolume, AFailedQueryOfTheMiscObjectIsNone) {
+    at_every_threshold([&] {
+        set_faults(R"([{"type": "tamo_ztvm_misc", "status": "0xc1000102"}])");
+        EXPECT_EQ(online(), 0xc1000001u);
+        expect_calls({"DbGetObjects tamo_ztvm_misc -> 0xc1000102"});
+        expect_lines({{0, "OnlineVolW()::misc object not present"}}, "0xc1000001");
+    });
+}
+
+TEST_F(OnlineVolume, WhatCannotBeReadIsAnException) {
+    const auto failing = [this](const std::string& fault) {
+        SCOPED_TRACE(fault);
+        accept_online(", " + fault);
+        start_watching();
+        EXPECT_EQ(online(), 18u);
+        EXPECT_EQ(calls_of("PrCallDispatch"), Lines{});
+        expect_lines({{6, "API_TRY_CATCH_FAILED "}}, "0x12");
+    };
+    set_node(R"("role": 1)", false);
+    at_every_threshold([&] {
+        failing(R"({"object": "misc", "property": "nodeRole", "as": "INT32"})");
+        failing(R"({"object": "dg1", "property": "imported", "as": "UINT32"})");
+        failing(R"({"object": "dg1", "property": "Name", "status": "0xc100003a"})");
+    });
+}
+
+TEST_F(OnlineVolume, AParameterSetThatCannotBeBuilt) {
+    at_every_threshold([&] {
+        for (const char* fault : {R"({"function": "PsCreatePropset", "call": 1)",
+                                  R"({"function": "PsAddProperty", "property": "volume")",
+                                  R"({"function": "PsAddProperty", "property": "OnlineFlag")"}) {
+            SCOPED_TRACE(fault);
+            set_faults("[" + std::string(fault) + R"(, "status": "0xc1000102"}])");
+            start_watching();
+            EXPECT_EQ(online(), 18u);
+            EXPECT_EQ(calls_of("PrCallDispatch"), Lines{});
+            expect_lines({{6, "API_TRY_CATCH_FAILED "}}, "0x12");
+        }
+    });
+}
+
+TEST_F(OnlineVolume, AGroupOfAnExcludedTypeIsNotValidatedFor) {
+    scenario = R"({"node": {"role": 1}, "disk_groups": [
+        {"name": "dg1", "dgid": "guid-1", "type": 7}]})";
+    at_every_threshold([&] {
+        EXPECT_EQ(online(), 40u);
+        expect_lines(
+            {{0, "GetDgObjIdByGuid() failed , DG_TYPENAME not found in OPAL, error=(0x28)"},
+             {0, "OnlineVolW():GetDgObjIdByGuid1()  failed, error=(0x28) "}},
+            "0x28");
+    });
+}
+
+// Groups of any type but 0 and 7 are taken: the lookup is not for cluster groups.
+TEST_F(OnlineVolume, AGroupOfAnyOtherTypeIsFound) {
+    scenario = R"({"node": {"role": 1}, "disk_groups": [
+        {"name": "dg1", "dgid": "guid-1", "type": 1, "imported": true, "volumes": [
+            {"name": "vol1", "device": "\\Device\\one two"}]}]})";
+    once([&] {
+        accept_online();
+        EXPECT_EQ(online(), 0u);
+    });
+}
+
+const Expected unknown_group{0, "GetDgObjIdByGuid() failed , DG_TYPENAME not found in OPAL, "
+                                "error=(0x1)"};
+const Expected entering_validate{6, "OnlineVolW() Entering ValidateCluster"};
+const Expected exiting_validate{6, "OnlineVolW() Exiting ValidateCluster"};
+
+TEST_F(OnlineVolume, AnUnknownGroupIsLookedForTwice) {
+    at_every_threshold([&] {
+        EXPECT_EQ(FARLO(OnlineVolW)(handle, "elsewhere", device, 0, 0), 1u);
+        expect_calls(node_role(1) + find_group() + find_group());
+        expect_lines({unknown_group,
+                      entering_validate,
+                      exiting_validate,
+                      unknown_group,
+                      {0, "OnlineVolW():GetDgObjIdByGuid1()  failed, error=(0x1) "}},
+                     "0x1");
+    });
+}
+
+// The handle is renewed on the way and serves the steps that follow; the
+// caller's own was released.
+TEST_F(OnlineVolume, AConnectionThatIsRenewedServesTheRest) {
+    set_node(R"("role": 1)", false);
+    at_every_threshold([&] {
+        FARLO(RegisterForAlerts)(handle, reset_timeout);
+        lab_cmd_calls before;
+        LabCmdGetCalls(&before);
+        accept_online(R"(, {"minor": 2003, "status": "0x0"},
+                          {"type": "tamo_ztvm_diskgroup", "call": 1, "drop": true})");
+        EXPECT_EQ(online(), 0u);
+        // The first lookup does not get beyond the list.
+        const std::vector<std::string> made = calls();
+        const Lines renewed = find_group() + is_imported(false) +
+                              Lines{read("dg1", "Name", wstr("dg1"))} + find_group() +
+                              Lines{cluster_service(), invoke("dg1", volume_manager_methods,
+                                                              import_method, import_input, "0x0")} +
+                              found_and_sent(7, "0x0");
+        ASSERT_GT(made.size(), renewed.size());
+        EXPECT_EQ(Lines(made.end() - static_cast<std::ptrdiff_t>(renewed.size()), made.end()),
+                  renewed);
+        expect_lines({unknown_group,
+                      entering_validate,
+                      exiting_validate,
+                      {0, "OnlineDg dg1 is called with flag 0x200881"},
+                      {0, "OfflineDg dg1 succeeded with res  0x0"},
+                      {2, "Exiting OnlineDgExW"}},
+                     "0x0");
+        lab_cmd_calls after;
+        LabCmdGetCalls(&after);
+        EXPECT_EQ(after.uninitialize, before.uninitialize + 1);
+        EXPECT_EQ(after.last_released, handle);
+        EXPECT_EQ(after.initialize, before.initialize + 1);
+        EXPECT_EQ(after.live_handles, before.live_handles);
+        ASSERT_NE(after.last_registered, nullptr);
+        EXPECT_NE(after.last_registered->connected, 0);
+        // What the header tells callers to do with the old one.
+        if (after.last_registered != handle) {
+            EXPECT_EQ(FARLO(UnInitializeClusterW)(handle), 21u);
+        }
+        handle = after.last_registered;
+    });
+}
+
+TEST_F(OnlineVolume, AConnectionThatCannotBeRenewedEndsTheCall) {
+    at_every_threshold([&] {
+        accept_online(R"(, {"type": "tamo_ztvm_diskgroup", "call": 1, "drop": true})");
+        LabCmdFailInitialize(0xc1000103, 3);
+        EXPECT_EQ(online(), 20u);
+        handle = nullptr;
+        EXPECT_EQ(calls_of("PrCallDispatch"), Lines{});
+        const Expected sleeping{6, "ValidateClusterW: Sleeping for 0.5 secs"};
+        expect_lines({unknown_group,
+                      entering_validate,
+                      sleeping,
+                      sleeping,
+                      sleeping,
+                      {0, "ValidateClusterW() failed, error=(0xc1000103)"},
+                      exiting_validate,
+                      {0, "OnlineVolW() ValidateCluster failed, error=(0x14) "}},
+                     "0x14");
+        expect_pauses({{"Sleep", 500}, {"Sleep", 500}, {"Sleep", 500}});
+    });
+}
+
+TEST_F(OnlineVolume, AnUnknownVolume) {
+    at_every_threshold([&] {
+        EXPECT_EQ(FARLO(OnlineVolW)(handle, "guid-1", L"none", 0, 0), 0x80070057u);
+        expect_calls(
+            node_role(1) + find_group() + is_imported(true) +
+            Lines{R"(DbGetObjectsByQuery "SELECT FROM tamo_ztvm_volume where \"DEVICE NAME\" EQ )"
+                  R"(none" -> 0x0 [])"});
+        expect_log({{0, "Entering OnlineVolW - none"},
+                    {0, "FindVolObjByDevName:Volume Object not found"},
+                    {0, "OnlineVolW() failed for volume none, error=(0x80070057) "},
+                    {2, "Exiting OnlineVolW"}});
+    });
+}
+
+TEST_F(OnlineVolume, AFailedVolumeQuery) {
+    at_every_threshold([&] {
+        set_faults(R"([{"function": "DbGetObjectsByQuery", "status": "0xc1000106"}])");
+        EXPECT_EQ(online(), 0x80070057u);
+        EXPECT_EQ(calls_of("PrCallDispatch"), Lines{});
+        expect_lines({{0, "FindVolObjByDevName:DbGetObjectsByQuery failed, for \\Device\\one two, "
+                          "error = 0xc1000106"}},
+                     "0x80070057");
+    });
+}
+
+TEST_F(OnlineVolume, NoMemoryForTheVolumeQuery) {
+    at_every_threshold([&] {
+        set_faults(R"([{"function": "_ZtAlloc", "nothing": true}])");
+        EXPECT_EQ(online(), 0x80070057u);
+        EXPECT_EQ(calls_of("DbGetObjectsByQuery"), Lines{});
+        expect_lines({{0, "FindVolObjByDevName: failed to allocate memory"}}, "0x80070057");
+    });
+}
+
+// The text of the query, its terminator included, has 2048 characters.
+TEST_F(OnlineVolume, ADeviceNameThatFitsIntoTheQueryAndOneThatDoesNot) {
+    const std::wstring frame = L"SELECT FROM tamo_ztvm_volume where \"DEVICE NAME\" EQ ";
+    const std::wstring fits(2047 - frame.size(), L'd');
+    once([&] {
+        EXPECT_EQ(FARLO(OnlineVolW)(handle, "guid-1", fits.c_str(), 0, 0), 0x80070057u);
+        EXPECT_EQ(calls_of("DbGetObjectsByQuery").size(), 1u);
+        start_watching();
+        const std::wstring too_long = fits + L"d";
+        EXPECT_EQ(FARLO(OnlineVolW)(handle, "guid-1", too_long.c_str(), 0, 0), 0x80070057u);
+        EXPECT_EQ(calls_of("DbGetObjectsByQuery"), Lines{});
+        std::string error;
+        const std::vector<LogLine> lines = read_log(environment().log_file(), error);
+        ASSERT_EQ(lines.size(), 4u);
+        EXPECT_EQ(lines[1].text,
+                  "FindVolObjByDevName() failed , device name is too long, error=(0x80070057)");
+    });
+}
+
+TEST_F(OnlineVolume, TheFirstOfSeveralVolumesIsTaken) {
+    scenario = R"({"node": {"role": 1}, "disk_groups": [
+        {"name": "dg1", "dgid": "guid-1", "type": 8, "imported": true, "volumes": [
+            {"name": "vol1", "device": "\\Device\\one two"},
+            {"name": "vol2", "device": "\\Device\\one two"}]}]})";
+    once([&] {
+        accept_online();
+        EXPECT_EQ(online(), 0u);
+        EXPECT_EQ(calls_of("PrCallDispatch"), (Lines{online_call(7, "0x0")}));
+    });
+}
+
+TEST_F(OnlineVolume, NoClusterService) {
+    set_node(R"("role": 1, "cluster_service": false)", true);
+    at_every_threshold([&] {
+        EXPECT_EQ(online(), 41u);
+        const Expected sleeping{6, "GetClusSvcId: Sleeping for 5 secs"};
+        expect_lines({sleeping,
+                      sleeping,
+                      sleeping,
+                      sleeping,
+                      sleeping,
+                      {0, "OnlineVolW():GetClusSvcId() failed, error=(0x29) "}},
+                     "0x29");
+    });
+}
+
+TEST_F(OnlineVolume, TheServicesStatusIsPassedOn) {
+    at_every_threshold([&] {
+        set_faults(R"([{"minor": 6063, "status": "0xe5150103"}])");
+        EXPECT_EQ(online(), 0xe5150103u);
+        expect_lines(
+            {{4, "OnlineVolW: MISCOP_VOLUMEONLINE, CsfInvoke failed with error = 0xe5150103."}},
+            "0xe5150103");
+    });
+}
+
+TEST_F(OnlineVolume, NoOutputSet) {
+    at_every_threshold([&] {
+        set_faults(R"([{"function": "PsCreatePropset", "call": 2, "status": "0xc1000102"},
+                       {"minor": 6063, "status": "0xe5150103"}])");
+        EXPECT_EQ(online(), 0xe5150103u);
+        expect_lines({}, "0xe5150103");
+    });
+}
+
+TEST_F(OnlineVolume, AConnectionThatDropsMeanwhileVoidsTheResult) {
+    at_every_threshold([&] {
+        set_faults(R"([{"minor": 6063, "call": 1, "status": "0x0"},
+                       {"minor": 6063, "drop": true}])");
+        const StandIn<decltype(PrCallDispatch)> dispatch(
+            dll().module(), "PrCallDispatch", [&](auto... arguments) -> opal_status {
+                const opal_status status = dispatch.real(arguments...);
+                disconnect();
+                return status;
+            });
+        EXPECT_EQ(online(), 20u);
+        expect_lines({}, "0x14");
+    });
+}
+
+// The start of the cluster volume manager, on a "thread" that a test ends.
+class StartingNode : public OnlineVolume {
+  protected:
+    StartingNode() { set_node(R"("role": 0)", true); }
+
+    // Ends the thread at the n-th interval, with an exit code.
+    struct Thread {
+        HANDLE handle = nullptr;
+        DWORD exit_code = 0;
+    };
+
+    // The body runs with CreateThread making `thread`.
+    void with_thread(Thread& thread, const std::function<void()>& body) {
+        const StandIn<decltype(CreateThread)> create(
+            dll().module(), "CreateThread",
+            [&](SECURITY_ATTRIBUTES* security, SIZE_T stack, LPTHREAD_START_ROUTINE routine,
+                void* argument, DWORD flags, DWORD* id) -> HANDLE {
+                EXPECT_EQ(security, nullptr);
+                EXPECT_EQ(stack, 0u);
+                EXPECT_NE(routine, nullptr);
+                EXPECT_EQ(argument, handle);
+                EXPECT_EQ(flags, 0u);
+                EXPECT_EQ(id, nullptr);
+                thread.handle = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+                return thread.handle;
+            });
+        const StandIn<decltype(GetExitCodeThread)> exit_code(
+            dll().module(), "GetExitCodeThread", [&](HANDLE which, DWORD* code) -> BOOL {
+                EXPECT_EQ(which, thread.handle);
+                *code = thread.exit_code;
+                return TRUE;
+            });
+        resets = 0;
+        body();
+        EXPECT_EQ(create.calls(), 1u);
+    }
+};
+
+const Expected waiting{6, "OnlineVolW() - Waiting for CVM Cluster to start"};
+const Expected reset{6, "OnlineVolW : Reset time"};
+
+TEST_F(StartingNode, TheWaitRepeatsAtTheInterval) {
+    at_every_threshold([&] {
+        accept_online();
+        Thread thread;
+        with_thread(thread, [&] {
+            clock().on_pause = [&](int number) {
+                if (number == 40) {
+                    SetEvent(thread.handle);
+                }
+            };
+            EXPECT_EQ(online(0x6, 5), 0u);
+        });
+        expect_calls(node_role(0) + find_group() + is_imported(true) + found_and_sent(7, "0x0"));
+        expect_pauses(std::vector<Pause>(40, Pause{"Wait", 5}));
+        expect_lines(std::vector<Expected>(40, waiting), "0x0");
+        EXPECT_EQ(resets, 0u);
+        clock().on_pause = nullptr;
+    });
+}
+
+// After every interval, the last one included, at which the thread was done.
+TEST_F(StartingNode, TheCallbackRunsAfterEachInterval) {
+    at_every_threshold([&] {
+        accept_online();
+        FARLO(RegisterForAlerts)(handle, reset_timeout);
+        start_watching();
+        Thread thread;
+        with_thread(thread, [&] {
+            clock().on_pause = [&](int number) {
+                EXPECT_EQ(resets, static_cast<unsigned>(number) - 1);
+                if (number == 3) {
+                    SetEvent(thread.handle);
+                }
+            };
+            EXPECT_EQ(online(0x6, 250), 0u);
+        });
+        EXPECT_EQ(resets, 3u);
+        expect_lines({waiting, reset, waiting, reset, waiting, reset}, "0x0");
+        clock().on_pause = nullptr;
+    });
+}
+
+TEST_F(StartingNode, AThreadThatIsDoneAtOnceIsWaitedForOnce) {
+    at_every_threshold([&] {
+        accept_online();
+        FARLO(RegisterForAlerts)(handle, reset_timeout);
+        start_watching();
+        Thread thread;
+        with_thread(thread, [&] {
+            const StandIn<decltype(WaitForSingleObject)> wait(
+                dll().module(), "WaitForSingleObject", [&](HANDLE object, DWORD milliseconds) {
+                    EXPECT_EQ(object, thread.handle);
+                    EXPECT_EQ(milliseconds, 77u);
+                    return DWORD{WAIT_OBJECT_0};
+                });
+            EXPECT_EQ(online(0x6, 77), 0u);
+            EXPECT_EQ(wait.calls(), 1u);
+        });
+        EXPECT_EQ(resets, 1u);
+        expect_lines({waiting, reset}, "0x0");
+    });
+}
+
+TEST_F(StartingNode, AFailedWait) {
+    at_every_threshold([&] {
+        FARLO(RegisterForAlerts)(handle, reset_timeout);
+        start_watching();
+        Thread thread;
+        with_thread(thread, [&] {
+            const Failure<decltype(WaitForSingleObject)> wait(dll().module(), "WaitForSingleObject",
+                                                              {.last_error = ERROR_INVALID_HANDLE},
+                                                              WAIT_FAILED);
+            EXPECT_EQ(online(), 6u);
+        });
+        EXPECT_EQ(resets, 1u);
+        expect_calls(node_role(0));
+        expect_lines(
+            {waiting, reset, {0, "OnlineVolW(): WaitForSingleObject failed! error=(0x6) "}}, "0x6");
+    });
+}
+
+TEST_F(StartingNode, AnExitCodeThatCannotBeRead) {
+    at_every_threshold([&] {
+        Thread thread;
+        with_thread(thread, [&] {
+            SetLastError(0);
+            clock().on_pause = [&](int) { SetEvent(thread.handle); };
+            const Failure<decltype(GetExitCodeThread)> exit_code(
+                dll().module(), "GetExitCodeThread", {.last_error = ERROR_ACCESS_DENIED}, FALSE);
+            EXPECT_EQ(online(), 5u);
+        });
+        expect_calls(node_role(0));
+        expect_lines({waiting, {0, "OnlineVolW(): GetExitCodeThread failed! error=(0x5) "}}, "0x5");
+        clock().on_pause = nullptr;
+    });
+}
+
+TEST_F(StartingNode, AFailedStart) {
+    at_every_threshold([&] {
+        Thread thread;
+        thread.exit_code = 0xe5150109;
+        with_thread(thread, [&] {
+            clock().on_pause = [&](int) { SetEvent(thread.handle); };
+            EXPECT_EQ(online(), 0xe5150109u);
+        });
+        expect_calls(node_role(0));
+        expect_lines({waiting, {0, "OnlineVolW():Could not start CVM Cluster"}}, "0xe5150109");
+        clock().on_pause = nullptr;
+    });
+}
+
+TEST_F(StartingNode, NoThread) {
+    at_every_threshold([&] {
+        const Failure<decltype(CreateThread)> create(
+            dll().module(), "CreateThread", {.last_error = ERROR_NOT_ENOUGH_MEMORY}, nullptr);
+        EXPECT_EQ(online(), 18u);
+        expect_calls(node_role(0));
+        expect_lines({{0, "OnlineVolW():CreateThread failed error=(0x8) "}}, "0x12");
+    });
+}
+
+// The routine that the thread runs is the start of the cluster volume manager,
+// on the handle of the call.
+TEST_F(StartingNode, TheThreadStartsTheCluster) {
+    at_every_threshold([&] {
+        accept_online(R"(, {"minor": 6058, "status": "0xe5150109"})");
+        DWORD exit_code = 0;
+        const StandIn<decltype(CreateThread)> create(
+            dll().module(), "CreateThread",
+            [&](SECURITY_ATTRIBUTES*, SIZE_T, LPTHREAD_START_ROUTINE routine, void* argument, DWORD,
+                DWORD*) -> HANDLE {
+                exit_code = routine(argument);
+                return CreateEventW(nullptr, TRUE, TRUE, nullptr);
+            });
+        const StandIn<decltype(GetExitCodeThread)> read_exit_code(
+            dll().module(), "GetExitCodeThread", [&](HANDLE, DWORD* code) -> BOOL {
+                *code = exit_code;
+                return TRUE;
+            });
+        EXPECT_EQ(online(), 0xe5150109u);
+        EXPECT_EQ(calls_of("PrCallDispatch"),
+                  (Lines{invoke("service", volume_manager_methods, 6058, "", "0xe5150109")}));
+    });
+}
+
+TEST_F(OnlineVolume, TheNarrowFormWidensTheDeviceName) {
+    at_every_threshold([&] {
+        accept_online();
+        EXPECT_EQ(FARLO(OnlineVolA)(handle, "guid-1", "\\Device\\one two", 0x6, 1000), 0u);
+        expect_calls(node_role(1) + find_group() + is_imported(true) + found_and_sent(7, "0x0"));
+        expect_lines({}, "0x0");
+    });
+}
+
+TEST_F(OnlineVolume, TheNarrowFormKeepsNullAndRefusesWhatDoesNotFit) {
+    at_every_threshold([&] {
+        EXPECT_EQ(FARLO(OnlineVolA)(handle, "guid-1", nullptr, 0, 0), 0x80070057u);
+        expect_log({{0, "OnlineVolW() failed , NULL Volume Device Name"},
+                    {0, "OnlineVolW() failed for volume NULL Volume Device Name, "
+                        "error=(0x80070057) "},
+                    {2, "Exiting OnlineVolW"}});
+        const std::string fits(259, 'd');
+        start_watching();
+        EXPECT_EQ(FARLO(OnlineVolA)(handle, "guid-1", fits.c_str(), 0, 0), 0x80070057u);
+        EXPECT_EQ(calls_of("DbGetObjectsByQuery").size(), 1u);
+        start_watching();
+        EXPECT_EQ(FARLO(OnlineVolA)(handle, "guid-1", (fits + "d").c_str(), 0, 0), 0x80070057u);
+        expect_calls({});
+        expect_log({{0, "OnlineVolA() failed , text of more than 259 characters or invalid, "
+                        "error=(0x80070057)"}});
+    });
+}
+
+}  // namespace
