@@ -1,0 +1,425 @@
+// CheckOSVersionAndReg, DeleteVMMSFolder: on the test's own registry and on real
+// folders.
+#include "farlo_test.h"
+
+#include <algorithm>
+#include <fstream>
+
+namespace {
+
+using namespace support;
+
+constexpr wchar_t version_key[] = L"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion";
+constexpr wchar_t switch_name[] = L"VMMSFolderDelete";
+
+class OsVersion : public FarloTest {
+  protected:
+    OsVersion() { connects = false; }
+
+    // What a run finds; the fixture clears the volume manager's key before it.
+    void set(const std::wstring& version, std::optional<DWORD> clean_up) {
+        environment().clear_registry(version_key);
+        environment().set_registry(version_key, L"CurrentVersion", version);
+        if (clean_up) {
+            environment().set_registry(volume_manager_key, switch_name, *clean_up);
+        } else {
+            environment().set_registry(volume_manager_key, L"other", DWORD{1});
+        }
+    }
+
+    void TearDown() override {
+        environment().clear_registry(version_key);
+        environment().clear_registry(volume_manager_key);
+        FarloTest::TearDown();
+    }
+
+    std::uint32_t check() {
+        start_watching();
+        return FARLO(CheckOSVersionAndReg)();
+    }
+
+    // Texts end in a line feed of their own.
+    void expect_lines(const std::vector<Expected>& lines) {
+        std::vector<Expected> all{{6, "Entering CheckOSVersionAndReg"}};
+        all.insert(all.end(), lines.begin(), lines.end());
+        all.push_back({0, "Exiting CheckOSVersionAndReg"});
+        expect_log(all);
+    }
+};
+
+const Expected other_version{0, "CheckOSVersionAndReg: OS version is not 6.3 \n"};
+const Expected not_set{0, "CheckOSVersionAndReg: Registry VMMSFolderDelete is not set\n"};
+
+TEST_F(OsVersion, TheRightOneWithTheSwitchOn) {
+    at_every_threshold([&] {
+        set(L"6.3", 1);
+        EXPECT_EQ(check(), 0u);
+        expect_lines({});
+    });
+}
+
+TEST_F(OsVersion, TheSwitchIsOnOnlyWhenItIsOne) {
+    at_every_threshold([&] {
+        for (const DWORD value : {0u, 2u, 0x101u}) {
+            set(L"6.3", value);
+            EXPECT_EQ(check(), 0xc1000001u);
+            expect_lines({not_set});
+        }
+    });
+}
+
+TEST_F(OsVersion, AnotherVersionIsNotAskedForTheSwitch) {
+    at_every_threshold([&] {
+        for (const wchar_t* version : {L"6.2", L"6.30", L"6.3.9600", L"6.", L"", L"10.0"}) {
+            set(version, 1);
+            EXPECT_EQ(check(), 0xc1000001u);
+            expect_lines({other_version});
+        }
+    });
+}
+
+// 520 bytes are read, and no more.
+TEST_F(OsVersion, AVersionTextThatFillsTheBufferAndOneThatDoesNotFit) {
+    once([&] {
+        set(L"", 1);
+        const std::wstring text(261, L'6');
+        environment().set_registry(version_key, L"CurrentVersion", REG_SZ, text.data(), 520);
+        EXPECT_EQ(check(), 0xc1000001u);
+        expect_lines({other_version});
+        environment().set_registry(version_key, L"CurrentVersion", REG_SZ, text.data(), 522);
+        EXPECT_EQ(check(), 0x800700eau);
+        expect_lines(
+            {{0, "CheckOSVersionAndReg: RegQueryValueEx for OS Version check Error 0xea.\n"}});
+    });
+}
+
+TEST_F(OsVersion, NoVersionKey) {
+    at_every_threshold([&] {
+        environment().clear_registry(version_key);
+        EXPECT_EQ(check(), 0x80070002u);
+        expect_lines({{0, "CheckOSVersionAndReg: RegOpenKeyEx for OS Version check failed Error "
+                          "0x2.\n"}});
+    });
+}
+
+TEST_F(OsVersion, NoVersionValue) {
+    at_every_threshold([&] {
+        environment().clear_registry(version_key);
+        environment().set_registry(version_key, L"other", DWORD{1});
+        EXPECT_EQ(check(), 0x80070002u);
+        expect_lines(
+            {{0, "CheckOSVersionAndReg: RegQueryValueEx for OS Version check Error 0x2.\n"}});
+    });
+}
+
+TEST_F(OsVersion, NoSwitchKey) {
+    at_every_threshold([&] {
+        set(L"6.3", 1);
+        environment().clear_registry(volume_manager_key);
+        EXPECT_EQ(check(), 0x80070002u);
+        expect_lines({{0, "CheckOSVersionAndReg: RegOpenKeyEx Error 0x2.\n"}});
+    });
+}
+
+TEST_F(OsVersion, NoSwitchValue) {
+    at_every_threshold([&] {
+        set(L"6.3", std::nullopt);
+        EXPECT_EQ(check(), 0x80070002u);
+        expect_lines({{0, "CheckOSVersionAndReg: RegQueryValueEx Error 0x2.\n"}});
+    });
+}
+
+// Four bytes are read.
+TEST_F(OsVersion, ASwitchOfMoreBytes) {
+    once([&] {
+        set(L"6.3", 1);
+        const std::uint64_t one = 1;
+        environment().set_registry(volume_manager_key, switch_name, REG_QWORD, &one, 8);
+        EXPECT_EQ(check(), 0x800700eau);
+        expect_lines({{0, "CheckOSVersionAndReg: RegQueryValueEx Error 0xea.\n"}});
+    });
+}
+
+TEST_F(OsVersion, KeysAreOpenedForReading) {
+    once([&] {
+        set(L"6.3", 1);
+        std::vector<std::wstring> opened;
+        const StandIn<decltype(RegOpenKeyExW)> open(
+            dll().module(), "RegOpenKeyExW",
+            [&](HKEY root, const wchar_t* key, DWORD options, REGSAM access, HKEY* result) {
+                EXPECT_EQ(root, HKEY_LOCAL_MACHINE);
+                EXPECT_EQ(options, 0u);
+                EXPECT_EQ(access, 0x20019u);
+                opened.push_back(key);
+                return open.real(root, key, options, access, result);
+            });
+        EXPECT_EQ(check(), 0u);
+        EXPECT_EQ(opened, (std::vector<std::wstring>{
+                              L"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion\\",
+                              L"SOFTWARE\\SOLVANE\\ZtSvc\\CurrentVersion\\VolumeManager\\"}));
+    });
+}
+
+// A system error that is below 1 stays as it is.
+TEST_F(OsVersion, AnErrorThatIsNoErrorNumber) {
+    once([&] {
+        const Failure<decltype(RegOpenKeyExW)> open(dll().module(), "RegOpenKeyExW", {},
+                                                    static_cast<LSTATUS>(0x80090001));
+        EXPECT_EQ(check(), 0x80090001u);
+        expect_lines({{0, "CheckOSVersionAndReg: RegOpenKeyEx for OS Version check failed Error "
+                          "0x80090001.\n"}});
+    });
+}
+
+class VmmsFolder : public FarloTest {
+  protected:
+    VmmsFolder() { connects = false; }
+
+    // A fresh folder for one run, with its backslash.
+    std::wstring make_root() {
+        const std::filesystem::path folder = environment().folder() / L"vmms";
+        std::filesystem::remove_all(folder);
+        std::filesystem::create_directory(folder);
+        return folder.wstring() + L"\\";
+    }
+
+    static void make(const std::wstring& folder) { std::filesystem::create_directories(folder); }
+    static void make_file(const std::wstring& path) {
+        std::ofstream(std::filesystem::path(path)) << "x";
+    }
+    static bool exists(const std::wstring& path) {
+        return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+    }
+
+    // The folders in a folder, in the order in which the system lists them.
+    static std::vector<std::wstring> listed(const std::wstring& folder) {
+        std::vector<std::wstring> names;
+        WIN32_FIND_DATAW entry;
+        const HANDLE find = FindFirstFileW((folder + L"*").c_str(), &entry);
+        do {
+            if ((entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0 &&
+                entry.cFileName[0] != L'.') {
+                names.push_back(entry.cFileName);
+            }
+        } while (FindNextFileW(find, &entry));
+        FindClose(find);
+        return names;
+    }
+
+    std::uint32_t clean(const std::wstring& folder) {
+        start_watching();
+        return FARLO(DeleteVMMSFolder)(folder.c_str());
+    }
+};
+
+const Expected entering{6, "Entering DeleteVMMSFolder"};
+const Expected exiting{0, "Exiting DeleteVMMSFolder"};
+
+std::string text(const std::wstring& path) {
+    return {path.begin(), path.end()};
+}
+
+TEST_F(VmmsFolder, EmptySubfoldersGoAndTheFolderStays) {
+    at_every_threshold([&] {
+        const std::wstring root = make_root();
+        make(root + L"a\\b");
+        make(root + L"c");
+        EXPECT_EQ(clean(root), 0u);
+        EXPECT_TRUE(exists(root));
+        EXPECT_TRUE(std::filesystem::is_empty(root));
+        // Four folders, each entered before and left after those below it.
+        expect_log({entering, entering, entering, exiting, exiting, entering, exiting, exiting});
+    });
+}
+
+TEST_F(VmmsFolder, AnEmptyFolder) {
+    at_every_threshold([&] {
+        const std::wstring root = make_root();
+        EXPECT_EQ(clean(root), 0u);
+        EXPECT_TRUE(exists(root));
+        expect_log({entering, exiting});
+    });
+}
+
+TEST_F(VmmsFolder, FilesBesideFoldersAreLeft) {
+    once([&] {
+        const std::wstring root = make_root();
+        make(root + L"a");
+        make_file(root + L"file");
+        EXPECT_EQ(clean(root), 0u);
+        EXPECT_FALSE(exists(root + L"a"));
+        EXPECT_TRUE(exists(root + L"file"));
+    });
+}
+
+TEST_F(VmmsFolder, FoldersThatBeginWithADotAreLeftWithAllInThem) {
+    at_every_threshold([&] {
+        const std::wstring root = make_root();
+        make(root + L".hidden\\below");
+        make(root + L"..double");
+        make(root + L"a.b");
+        EXPECT_EQ(clean(root), 0u);
+        EXPECT_TRUE(exists(root + L".hidden\\below"));
+        EXPECT_TRUE(exists(root + L"..double"));
+        EXPECT_FALSE(exists(root + L"a.b"));
+        expect_log({entering, entering, exiting, exiting});
+    });
+}
+
+// A file in the second of three folders: the first is gone, the third is left,
+// and no folder above writes its exit line.
+TEST_F(VmmsFolder, TheFirstFolderThatCannotBeRemovedEndsTheWalk) {
+    at_every_threshold([&] {
+        const std::wstring root = make_root();
+        for (const wchar_t* name : {L"one", L"two", L"three"}) {
+            make(root + L"top\\" + name);
+        }
+        const std::wstring top = root + L"top\\";
+        const std::vector<std::wstring> order = listed(top);
+        ASSERT_EQ(order.size(), 3u);
+        make_file(top + order[1] + L"\\file");
+        EXPECT_EQ(clean(root), 0x80070091u);
+        EXPECT_FALSE(exists(top + order[0]));
+        EXPECT_TRUE(exists(top + order[1] + L"\\file"));
+        EXPECT_TRUE(exists(top + order[2]));
+        expect_log({entering,
+                    entering,
+                    entering,
+                    exiting,
+                    entering,
+                    exiting,
+                    {0, "DeleteVMMSFolder:RemoveDirectory failed for " + text(top + order[1]) +
+                            "\\ Error: 0x91.\n"},
+                    {0, "DeleteVMMSFolder failed for " + text(top) + " Error: 0x0.\n"}});
+    });
+}
+
+TEST_F(VmmsFolder, AFolderThatIsNotThere) {
+    at_every_threshold([&] {
+        const std::wstring path = make_root() + L"none\\";
+        EXPECT_EQ(clean(path), 0x80070003u);
+        expect_log(
+            {entering,
+             {0, "DeleteVMMSFolder: FindFirstFile failed for " + text(path) + "* Error: 0x3.\n"},
+             exiting});
+    });
+}
+
+// One that cannot be listed below the folder: its own lines, then its parent's.
+TEST_F(VmmsFolder, ASubfolderThatCannotBeListed) {
+    at_every_threshold([&] {
+        const std::wstring root = make_root();
+        make(root + L"a");
+        const Failure<decltype(FindFirstFileW)> find(dll().module(), "FindFirstFileW",
+                                                     {.call = 2, .last_error = ERROR_ACCESS_DENIED},
+                                                     INVALID_HANDLE_VALUE);
+        EXPECT_EQ(clean(root), 0x80070005u);
+        EXPECT_TRUE(exists(root + L"a"));
+        expect_log(
+            {entering,
+             entering,
+             {0, "DeleteVMMSFolder: FindFirstFile failed for " + text(root) + "a\\* Error: 0x5.\n"},
+             exiting,
+             {0, "DeleteVMMSFolder failed for " + text(root) + "a\\ Error: 0x0.\n"}});
+    });
+}
+
+TEST_F(VmmsFolder, EveryListingIsClosed) {
+    once([&] {
+        const std::wstring root = make_root();
+        make(root + L"a\\b");
+        make_file(root + L"a\\b\\file");
+        unsigned open = 0;
+        const StandIn<decltype(FindFirstFileW)> first(
+            dll().module(), "FindFirstFileW",
+            [&](const wchar_t* pattern, WIN32_FIND_DATAW* entry) -> HANDLE {
+                ++open;
+                return first.real(pattern, entry);
+            });
+        const StandIn<decltype(FindClose)> close(dll().module(), "FindClose",
+                                                 [&](HANDLE find) -> BOOL {
+                                                     --open;
+                                                     return close.real(find);
+                                                 });
+        EXPECT_EQ(clean(root), 0x80070091u);
+        EXPECT_EQ(open, 0u);
+        EXPECT_EQ(first.calls(), 3u);
+    });
+}
+
+TEST_F(VmmsFolder, NullAndEmptyPathsNameNoFolder) {
+    at_every_threshold([&] {
+        const Expected refused{0,
+                               "DeleteVMMSFolder() failed , NULL folder path, error=(0x80070057)"};
+        EXPECT_EQ(FARLO(DeleteVMMSFolder)(nullptr), 0x80070057u);
+        expect_log({entering, refused});
+        EXPECT_EQ(clean(L""), 0x80070057u);
+        expect_log({entering, refused});
+    });
+}
+
+const Expected too_long{0,
+                        "DeleteVMMSFolder() failed , folder path is too long, error=(0x80070057)"};
+
+TEST_F(VmmsFolder, APathThatDoesNotFit) {
+    at_every_threshold([&] {
+        EXPECT_EQ(clean(L"C:\\" + std::wstring(300, L'p') + L"\\"), 0x80070057u);
+        expect_log({entering, too_long});
+    });
+}
+
+TEST_F(VmmsFolder, ATreeOf60Folders) {
+    once([&] {
+        const std::wstring root = make_root();
+        std::wstring deepest = root;
+        for (int depth = 0; depth < 60; ++depth) {
+            deepest += L"d\\";
+        }
+        make(deepest);
+        ASSERT_TRUE(exists(deepest));
+        EXPECT_EQ(clean(root), 0u);
+        EXPECT_TRUE(std::filesystem::is_empty(root));
+        std::vector<Expected> lines(61, entering);
+        lines.insert(lines.end(), 61, exiting);
+        expect_log(lines);
+    });
+}
+
+// Folders of one character, down beyond what a path of 259 characters can name:
+// the walk goes down to the last that it can, and removes nothing.
+TEST_F(VmmsFolder, ATreePastThePathLimit) {
+    once([&] {
+        const std::wstring root = make_root();
+        std::wstring deepest = L"\\\\?\\" + root;
+        std::vector<std::wstring> made;
+        while (deepest.size() < 4 + 270) {
+            deepest += L"d";
+            ASSERT_TRUE(CreateDirectoryW(deepest.c_str(), nullptr)) << GetLastError();
+            made.push_back(deepest);
+            deepest += L"\\";
+        }
+        EXPECT_EQ(clean(root), 0x80070057u);
+        EXPECT_TRUE(exists(made.back()));
+
+        // The folder and each subfolder whose path fits are entered; the last is
+        // refused for its pattern or for the path of the one below it.
+        const std::size_t below = (259 - root.size()) / 2;
+        std::vector<Expected> lines(below + 1, entering);
+        lines.push_back(too_long);
+        std::wstring path = root + std::wstring(2 * below, L'd');
+        for (std::size_t i = 0; i < below; ++i) {
+            path[root.size() + 2 * i + 1] = L'\\';
+        }
+        for (std::size_t depth = below; depth > 0; --depth) {
+            lines.push_back({0, "DeleteVMMSFolder failed for " +
+                                    text(path.substr(0, root.size() + 2 * depth)) +
+                                    " Error: 0x0.\n"});
+        }
+        expect_log(lines);
+        for (auto folder = made.rbegin(); folder != made.rend(); ++folder) {
+            EXPECT_TRUE(RemoveDirectoryW(folder->c_str()));
+        }
+    });
+}
+
+}  // namespace
