@@ -40,9 +40,7 @@ void print_groups(const char* title, const std::vector<std::wstring>& names) {
     }
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
     CLI::App app("A small cluster agent: manages disk groups through farlo.dll.", "farlo-agent");
     app.require_subcommand(1);
     std::string service;
@@ -145,9 +143,17 @@ int main(int argc, char** argv) {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : exit_usage;
+    }
+    return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    try {
+        return run(argc, argv);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "farlo-agent: %s\n", error.what());
         return exit_failed;
     }
-    return 0;
 }

@@ -27,9 +27,7 @@ void write_port_file(const std::filesystem::path& path, std::uint16_t port) {
     std::filesystem::rename(unfinished, path);
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
     CLI::App app("The lab's storage service: serves a scenario to object-bus clients.", "ztsvc");
     app.set_version_flag("--version", "ztsvc 1.0.0");
     // One line tells what is wrong; --help is asked for when it is wanted.
@@ -53,24 +51,30 @@ int main(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : exit_usage;
     }
+    lab::Store store(lab::load_scenario(lab::widen_ansi(scenario).c_str()));
+    lab::FaultPlan faults = faults_file.empty()
+                                ? lab::FaultPlan()
+                                : lab::FaultPlan(lab::widen_ansi(faults_file).c_str());
+    lab::Server server(store, faults, quiet);
+    port = server.listen(port);
+    if (!port_file.empty()) {
+        write_port_file(lab::widen_ansi(port_file), port);
+    }
+    if (!quiet) {
+        std::printf("listening on 127.0.0.1:%u\n", port);
+        std::fflush(stdout);
+    }
+    server.run();
+    return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
     try {
-        lab::Store store(lab::load_scenario(lab::widen_ansi(scenario).c_str()));
-        lab::FaultPlan faults = faults_file.empty()
-                                    ? lab::FaultPlan()
-                                    : lab::FaultPlan(lab::widen_ansi(faults_file).c_str());
-        lab::Server server(store, faults, quiet);
-        port = server.listen(port);
-        if (!port_file.empty()) {
-            write_port_file(lab::widen_ansi(port_file), port);
-        }
-        if (!quiet) {
-            std::printf("listening on 127.0.0.1:%u\n", port);
-            std::fflush(stdout);
-        }
-        server.run();
+        return run(argc, argv);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "%s\n", error.what());
         return exit_usage;
     }
-    return 0;
 }
