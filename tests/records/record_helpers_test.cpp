@@ -1,0 +1,121 @@
+// The functions of farlo.h that take records apart.
+#include "farlo.h"
+#include "guarded_buffer.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using support::GuardedBuffer;
+
+// `words` at the begin of a buffer of zeros.
+template <class Record> Record* begin(GuardedBuffer& buffer, std::vector<std::uint32_t> words) {
+    std::memset(buffer.data(), 0, buffer.size());
+    std::memcpy(buffer.data(), words.data(), words.size() * sizeof words[0]);
+    return buffer.as<Record>();
+}
+
+std::ptrdiff_t offset(const void* part, GuardedBuffer& buffer) {
+    return static_cast<const std::uint8_t*>(part) - buffer.data();
+}
+
+TEST(RecordHelpers, Sizes) {
+    EXPECT_EQ(farlo_dg_info_size(0, 0), 8u);
+    EXPECT_EQ(farlo_dg_info_size(2, 3), 8u + 112u + 4968u);
+    EXPECT_EQ(farlo_dg_info_size(0xFFFFFFFF, 0xFFFFFFFF), 8u + 1712u * 0xFFFFFFFFull);
+    EXPECT_EQ(farlo_vol_info_list_size(0xFFFFFFFF), 1656u * 0xFFFFFFFFull);
+    EXPECT_EQ(farlo_vol_prop_info_allocation(1660), 1664u);
+    EXPECT_EQ(farlo_vol_prop_info_allocation(0xFFFFFFFF), 0x100000003u);
+}
+
+TEST(RecordHelpers, PartsOfAGroup) {
+    GuardedBuffer buffer(8 + 2 * 56 + 1656);
+    const auto* const record = begin<DgInfo>(buffer, {2, 1});
+    const std::size_t size = buffer.size();
+    EXPECT_EQ(offset(farlo_dg_info_disk(record, size, 0), buffer), 8);
+    EXPECT_EQ(offset(farlo_dg_info_disk(record, size, 1), buffer), 64);
+    EXPECT_EQ(farlo_dg_info_disk(record, size, 2), nullptr);
+    EXPECT_EQ(offset(farlo_dg_info_volume(record, size, 0), buffer), 120);
+    EXPECT_EQ(farlo_dg_info_volume(record, size, 1), nullptr);
+    // Of a buffer that ends too early.
+    EXPECT_EQ(farlo_dg_info_volume(record, size - 1, 0), nullptr);
+    EXPECT_EQ(farlo_dg_info_disk(record, 8 + 112 - 1, 1), nullptr);
+    EXPECT_NE(farlo_dg_info_disk(record, 8 + 112, 1), nullptr);
+    EXPECT_EQ(farlo_dg_info_disk(record, 3, 0), nullptr);
+    EXPECT_EQ(farlo_dg_info_disk(nullptr, size, 0), nullptr);
+    EXPECT_EQ(farlo_dg_info_volume(nullptr, size, 0), nullptr);
+}
+
+// Counts that no buffer holds lead nowhere.
+TEST(RecordHelpers, CountsAreNotBelieved) {
+    GuardedBuffer buffer(8 + 56 + 1656);
+    const std::size_t size = buffer.size();
+    const auto* record = begin<DgInfo>(buffer, {0xFFFFFFFF, 0xFFFFFFFF});
+    EXPECT_EQ(farlo_dg_info_disk(record, size, 0xFFFFFFFE), nullptr);
+    EXPECT_EQ(farlo_dg_info_volume(record, size, 0), nullptr);
+    EXPECT_EQ(farlo_dg_info_volume(record, size, 0xFFFFFFFE), nullptr);
+    const auto* const list = begin<DgDiskList>(buffer, {0xFFFFFFFF});
+    EXPECT_EQ(farlo_dg_disk_list_disk(list, size, 0x04924925), nullptr);
+    const auto* const light = begin<DgVolInfo>(buffer, {0xFFFFFFFF});
+    EXPECT_EQ(farlo_dg_vol_info_volume(light, size, 0x80000000), nullptr);
+}
+
+TEST(RecordHelpers, PartsOfAVolume) {
+    GuardedBuffer buffer(8 + 2 * 56 + 1656);
+    const std::size_t size = buffer.size();
+    std::memset(buffer.data(), 1, size);
+    EXPECT_EQ(farlo_vol_prop_info_prepare(buffer.data(), size), size - 4);
+    EXPECT_EQ(buffer.difference(std::vector<std::uint8_t>(size, 0)), "");
+    const auto* const record = begin<VolPropInfo>(buffer, {2, 1});
+    EXPECT_EQ(offset(farlo_vol_prop_info_disk(record, size, 1), buffer), 64);
+    EXPECT_EQ(farlo_vol_prop_info_disk(record, size, 2), nullptr);
+    EXPECT_EQ(offset(farlo_vol_prop_info_volume(record, size), buffer), 120);
+    // The size that was passed is four bytes short of the record.
+    EXPECT_EQ(farlo_vol_prop_info_volume(record, size - 4), nullptr);
+    EXPECT_EQ(farlo_vol_prop_info_volume(begin<VolPropInfo>(buffer, {2, 0}), size), nullptr);
+}
+
+TEST(RecordHelpers, ABufferOfFourBytesHasNoRoom) {
+    for (const std::size_t size : {0u, 3u, 4u}) {
+        GuardedBuffer buffer(size);
+        EXPECT_EQ(farlo_vol_prop_info_prepare(buffer.data(), size), 0u);
+    }
+    EXPECT_EQ(farlo_vol_prop_info_prepare(nullptr, 1664), 0u);
+    EXPECT_EQ(farlo_dg_vol_info_prepare(nullptr, 1664), 0u);
+}
+
+// The mark stands within the buffer, or is left out.
+TEST(RecordHelpers, ALightRecordIsMadeReadyWithinItsBuffer) {
+    for (const std::size_t size : {0u, 4u, 8u, 523u, 529u, 530u, 1664u}) {
+        SCOPED_TRACE(size);
+        GuardedBuffer buffer(size);
+        EXPECT_EQ(farlo_dg_vol_info_prepare(buffer.data(), size), size);
+        std::vector<std::uint8_t> wanted(size, 0);
+        if (size >= 530) {
+            std::fill_n(wanted.begin() + 524, 6, std::uint8_t{0xFF});
+        }
+        EXPECT_EQ(buffer.difference(wanted), "");
+        const auto* const record = buffer.as<DgVolInfo>();
+        EXPECT_EQ(farlo_dg_vol_info_volume(record, size, 0), nullptr);
+        EXPECT_EQ(farlo_dg_vol_info_signature(record, size), 0u);
+    }
+}
+
+TEST(RecordHelpers, ALightRecordWithoutVolumesMayHaveASignature) {
+    GuardedBuffer buffer(8);
+    const auto* const record = begin<DgVolInfo>(buffer, {0, 4660});
+    EXPECT_EQ(farlo_dg_vol_info_signature(record, 8), 4660u);
+    EXPECT_EQ(farlo_dg_vol_info_signature(record, 7), 0u);
+    EXPECT_EQ(farlo_dg_vol_info_signature(nullptr, 8), 0u);
+    EXPECT_EQ(farlo_dg_vol_info_volume(record, 8, 0), nullptr);
+}
+
+TEST(RecordHelpers, PartsOfAListOfDisks) {
+    GuardedBuffer buffer(4 + 2 * 56);
+    const auto* const record = begin<DgDiskList>(buffer, {2});
+    EXPECT_EQ(offset(farlo_dg_disk_list_disk(record, buffer.size(), 1), buffer), 60);
+    EXPECT_EQ(farlo_dg_disk_list_disk(record, buffer.size(), 2), nullptr);
+    EXPECT_EQ(farlo_dg_disk_list_disk(record, buffer.size() - 1, 1), nullptr);
+}
+
+}  // namespace
