@@ -795,7 +795,8 @@ typedef uint32_t (*CheckOSVersionAndReg_fn)(void);
  * and what was removed before stays removed. Paths of more than 259 characters
  * are not walked.
  *
- *   folder   must end in a backslash; required
+ *   folder   must end in a backslash, as the names of subfolders are put right
+ *            behind it; required
  *
  * Statuses: FARLO_INVALID_ARGUMENT (NULL or empty; a path that is too long, below
  * the folder too), the system's error as 0x8007xxxx.
@@ -847,7 +848,10 @@ typedef struct VolInfo {
     wchar_t file_system[32];
     wchar_t label[260];
     /* The folders in which the volume is mounted, separated by "; ", or empty:
-     * always written, but in the light form. */
+     * always written, but in the light form. Next to a folder of a volume that has
+     * no letter of its own there may be two separators, or none. What does not fit
+     * is cut off. A volume that is mounted inside itself, through whichever others,
+     * is followed once: the text then holds what was gathered up to there. */
     wchar_t mount_points[261];
     uint32_t type;       /* "type", in the service's own numbers */
     uint8_t reserved[4]; /* never written */
