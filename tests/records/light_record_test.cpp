@@ -2,6 +2,8 @@
 #include "mount_manager.h"
 #include "record_test.h"
 
+#include <algorithm>
+
 namespace {
 
 using namespace records;

@@ -4,6 +4,8 @@
 
 #include <winternl.h>
 
+#include <algorithm>
+#include <cstdio>
 #include <numeric>
 
 namespace {
