@@ -1,0 +1,96 @@
+#include "process.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+namespace support {
+
+TemporaryFolder::TemporaryFolder() {
+    static int last_number = 0;
+    wchar_t base[MAX_PATH];
+    GetTempPathW(MAX_PATH, base);
+    m_path = std::wstring(base) + L"farlo-" + std::to_wstring(GetCurrentProcessId()) + L"-" +
+             std::to_wstring(++last_number);
+    std::filesystem::create_directories(m_path);
+}
+
+TemporaryFolder::~TemporaryFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(m_path, ignored);
+}
+
+std::wstring TemporaryFolder::write(const std::wstring& name, const std::string& text) const {
+    std::ofstream stream(std::filesystem::path(file(name)), std::ios::binary);
+    stream << text;
+    EXPECT_TRUE(stream.flush().good());
+    return file(name);
+}
+
+std::string read_text(const std::wstring& path) {
+    std::ifstream stream(std::filesystem::path(path), std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+std::wstring in_quotes(const std::wstring& path) {
+    return L"\"" + path + L"\"";
+}
+
+std::wstring beside_this_program(const wchar_t* name) {
+    wchar_t path[MAX_PATH];
+    GetModuleFileNameW(nullptr, path, MAX_PATH);
+    return in_quotes(std::filesystem::path(path).replace_filename(name).wstring());
+}
+
+Process::Process(const std::wstring& command_line) {
+    SECURITY_ATTRIBUTES inheritable{sizeof inheritable, nullptr, TRUE};
+    const auto open = [&inheritable](const std::wstring& path) {
+        return CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_DELETE,
+                           &inheritable, CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+    };
+    STARTUPINFOW start{};
+    start.cb = sizeof start;
+    start.dwFlags = STARTF_USESTDHANDLES;
+    start.hStdOutput = open(m_folder.file(L"out"));
+    start.hStdError = open(m_folder.file(L"err"));
+    std::wstring line = command_line;  // CreateProcessW writes into it
+    PROCESS_INFORMATION process{};
+    if (CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &start,
+                       &process) == FALSE) {
+        ADD_FAILURE() << "a process was not started, error " << GetLastError();
+    } else {
+        CloseHandle(process.hThread);
+        m_process = process.hProcess;
+    }
+    CloseHandle(start.hStdOutput);
+    CloseHandle(start.hStdError);
+}
+
+Process::~Process() {
+    if (m_process != nullptr) {
+        kill();
+        CloseHandle(m_process);
+    }
+}
+
+bool Process::runs() const {
+    return WaitForSingleObject(m_process, 0) == WAIT_TIMEOUT;
+}
+
+void Process::kill() {
+    TerminateProcess(m_process, 99);
+    WaitForSingleObject(m_process, INFINITE);
+}
+
+std::optional<DWORD> Process::wait(DWORD limit_ms) const {
+    DWORD code = 0;
+    if (WaitForSingleObject(m_process, limit_ms) != WAIT_OBJECT_0 ||
+        GetExitCodeProcess(m_process, &code) == FALSE) {
+        return std::nullopt;
+    }
+    return code;
+}
+
+}  // namespace support

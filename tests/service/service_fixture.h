@@ -1,0 +1,73 @@
+// Tests of the service process: real processes, real connections.
+#pragma once
+
+#include "process.h"
+#include "session_calls.h"
+
+#include "lab_bus.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace support {
+
+constexpr DWORD hang_ms = 60'000;
+
+// ztsvc.exe, once it listens.
+class Service {
+  public:
+    // Port 0 takes a free one.
+    Service(const std::string& scenario, const std::string& faults, std::uint16_t port);
+
+    std::uint16_t port() const { return m_port; }
+    std::string log() const { return m_process->output(); }
+    bool runs() const { return m_process->runs(); }
+    void kill() { m_process->kill(); }
+
+  private:
+    TemporaryFolder m_folder;
+    std::unique_ptr<Process> m_process;
+    std::uint16_t m_port = 0;
+};
+
+// service_client.exe.
+class ClientProcess {
+  public:
+    explicit ClientProcess(const std::wstring& task, int connections = 1);
+    ~ClientProcess();
+    ClientProcess(const ClientProcess&) = delete;
+    ClientProcess& operator=(const ClientProcess&) = delete;
+
+    // Waits until it is connected.
+    void await_ready();
+    void let_go() { SetEvent(m_go); }
+    Process& process() { return *m_process; }
+
+  private:
+    HANDLE m_ready;
+    HANDLE m_go;
+    std::unique_ptr<Process> m_process;
+};
+
+class ServiceTest : public testing::Test {
+  protected:
+    void TearDown() override;
+
+    // Starts the service and makes it this process's, and that of the clients
+    // which are started from here on.
+    void start(const std::string& scenario, const std::string& faults = "[]",
+               std::uint16_t port = 0);
+    opal_handle connect();
+    static void release(opal_handle handle) { EXPECT_EQ(UnInitializeZtVmW(handle), ZTSTATUS_OK); }
+    // The service answers a connection of its own.
+    void expect_alive();
+
+    static constexpr char one_group[] = R"({"disk_groups": [{"name": "dg1", "dgid": "g1"}]})";
+    std::unique_ptr<Service> service;
+};
+
+}  // namespace support

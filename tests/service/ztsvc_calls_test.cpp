@@ -1,0 +1,245 @@
+// Every call of the bus, over a connection to the service.
+#include "../lab/every_type.h"
+#include "service_fixture.h"
+
+#include <functional>
+
+namespace {
+
+using namespace support;
+using lab_tests::every_type;
+using lab_tests::TypeCase;
+
+using Lines = std::vector<std::string>;
+
+Lines recorded() {
+    std::string text(LabRecorderText(nullptr, 0), '\0');
+    LabRecorderText(text.data(), text.size());
+    Lines lines;
+    for (std::size_t begin = 0, end; (end = text.find('\n', begin)) != std::string::npos;
+         begin = end + 1) {
+        lines.push_back(text.substr(begin, end - begin));
+    }
+    return lines;
+}
+
+class ServiceCalls : public ServiceTest {
+  protected:
+    void connect_to(const std::string& scenario) {
+        start(scenario);
+        handle = connect();
+        ASSERT_NE(handle, nullptr);
+    }
+    void TearDown() override {
+        release(handle);
+        ServiceTest::TearDown();
+    }
+
+    opal_objid only(const char* type) {
+        std::vector<opal_objid> objects;
+        EXPECT_EQ(list(handle, type, objects), ZTSTATUS_OK);
+        EXPECT_EQ(objects.size(), 1u) << type;
+        return objects.empty() ? opal_objid{} : objects.front();
+    }
+    void read_ids(const std::function<opal_status(opal_objid**, uint32_t*)>& call) {
+        opal_objid* ids = nullptr;
+        uint32_t count = 0;
+        EXPECT_EQ(call(&ids, &count), ZTSTATUS_OK);
+        _ZtFree(ids);
+    }
+
+    opal_handle handle = nullptr;
+};
+
+// An object whose properties are called like their types.
+std::string scenario_of_every_type() {
+    std::string properties;
+    for (const TypeCase& type : every_type()) {
+        properties += (properties.empty() ? "\"" : ", \"") + type.type + R"(": {"type": ")" +
+                      type.type + R"(", "value": )" + type.json + "}";
+    }
+    return R"({"objects": [{"name": "o", "type": "sample", "properties": {)" + properties +
+           R"(}}, {"name": "copy", "type": "copy"}]})";
+}
+
+TEST_F(ServiceCalls, ReadPropertiesOfEveryType) {
+    connect_to(scenario_of_every_type());
+    const opal_objid object = only("sample");
+    for (const TypeCase& type : every_type()) {
+        SCOPED_TRACE(type.type);
+        opal_property property;
+        ASSERT_EQ(ObGetProperty(handle->connection, handle->connection_context, &object,
+                                type.type.c_str(), &property),
+                  ZTSTATUS_OK);
+        EXPECT_EQ(property.name, type.type);
+        EXPECT_EQ(property.type, type.tag);
+        EXPECT_EQ(property.count, type.count);
+        EXPECT_EQ(property.size, type.size);
+        type.expect_value(property.value);
+        EXPECT_EQ(PsFreeProperty(&property), ZTSTATUS_OK);
+    }
+}
+
+TEST_F(ServiceCalls, WritePropertiesOfEveryType) {
+    connect_to(scenario_of_every_type());
+    const opal_objid object = only("sample");
+    const opal_objid copy = only("copy");
+    std::string all;
+    for (const TypeCase& type : every_type()) {
+        SCOPED_TRACE(type.type);
+        all += (all.empty() ? "\"" : ", \"") + type.type + "\": " + type.type + " " + type.recorded;
+        opal_property property;
+        ASSERT_EQ(ObGetProperty(handle->connection, handle->connection_context, &object,
+                                type.type.c_str(), &property),
+                  ZTSTATUS_OK);
+        EXPECT_EQ(ObSetProperty(handle->connection, handle->connection_context, &copy, &property),
+                  ZTSTATUS_OK);
+        EXPECT_EQ(PsFreeProperty(&property), ZTSTATUS_OK);
+    }
+    LabRecorderStart(LAB_RECORD_SERVICE);
+    opal_propset set = nullptr;
+    ASSERT_EQ(ObGetProperties(handle->connection, handle->connection_context, &copy, &set),
+              ZTSTATUS_OK);
+    EXPECT_EQ(PsDestroyPropset(set), ZTSTATUS_OK);
+    EXPECT_EQ(recorded(), Lines{"ObGetProperties @copy -> 0x0 {" + all + "}"});
+}
+
+TEST_F(ServiceCalls, FindObjects) {
+    connect_to(R"({"disk_groups": [
+        {"name": "dg1", "dgid": "g1", "disks": [{"name": "d1"}, {"name": "d2"}],
+         "volumes": [{"name": "v1", "device": "dev1"}]},
+        {"name": "dg2", "dgid": "g2"}]})");
+    const opal_connection connection = handle->connection;
+    const opal_context context = handle->connection_context;
+    std::vector<opal_objid> groups;
+    ASSERT_EQ(list(handle, "tamo_ztvm_diskgroup", groups), ZTSTATUS_OK);
+    ASSERT_EQ(groups.size(), 2u);
+    const opal_objid volume = only("tamo_ztvm_volume");
+    LabRecorderStart(LAB_RECORD_SERVICE);
+    read_ids([&](opal_objid** ids, uint32_t* count) {
+        return DbGetObjects(connection, context, "tamo_ztvm_diskgroup", ids, count);
+    });
+    read_ids([&](opal_objid** ids, uint32_t* count) {
+        return DbGetObjects(connection, context, "nothing", ids, count);
+    });
+    read_ids([&](opal_objid** ids, uint32_t* count) {
+        return DbGetObjectsByQuery(connection, context,
+                                   L"SELECT FROM tamo_ztvm_diskgroup where \"Name\" EQ dg2", ids,
+                                   count);
+    });
+    read_ids([&](opal_objid** ids, uint32_t* count) {
+        return ObGetChildObjects(connection, context, &groups[0], "tamo_ztvm_disk", ids, count);
+    });
+    read_ids([&](opal_objid** ids, uint32_t* count) {
+        return ObGetParentObjects(connection, context, &volume, "tamo_ztvm_diskgroup", ids, count);
+    });
+    char* type = nullptr;
+    EXPECT_EQ(ObGetObjectType(connection, context, &volume, &type), ZTSTATUS_OK);
+    EXPECT_STREQ(type, "tamo_ztvm_volume");
+    _ZtFree(type);
+    EXPECT_EQ(
+        recorded(),
+        (Lines{"DbGetObjects tamo_ztvm_diskgroup -> 0x0 [@dg1 @dg2]",
+               "DbGetObjects nothing -> 0x0 []",
+               "DbGetObjectsByQuery \"SELECT FROM tamo_ztvm_diskgroup where \\\"Name\\\" EQ dg2\""
+               " -> 0x0 [@dg2]",
+               "ObGetChildObjects @dg1 tamo_ztvm_disk -> 0x0 [@d1 @d2]",
+               "ObGetParentObjects @v1 tamo_ztvm_diskgroup -> 0x0 [@dg1]",
+               "ObGetObjectType @v1 -> 0x0 tamo_ztvm_volume"}));
+}
+
+TEST_F(ServiceCalls, CallMethods) {
+    connect_to(one_group);
+    const opal_objid group = only("tamo_ztvm_diskgroup");
+    LabRecorderStart(LAB_RECORD_SERVICE);
+    EXPECT_EQ(call_group_method(handle, group, import_method), ZTSTATUS_OK);
+    opal_property imported;
+    ASSERT_EQ(ObGetProperty(handle->connection, handle->connection_context, &group, "imported",
+                            &imported),
+              ZTSTATUS_OK);
+    EXPECT_EQ(PsFreeProperty(&imported), ZTSTATUS_OK);
+    // A failure of the method's own comes back as it is.
+    EXPECT_EQ(call_group_method(handle, group, import_method), 0xe515007au);
+    EXPECT_EQ(call_group_method(handle, group, 9999), ZTERROR_UNKNOWN_METHOD);
+    const std::string call = "PrCallDispatch @dg1 {61678c9a-1dd2-11b2-9623-0800209ead9c} 0.";
+    const std::string input = " {\"dgid\": STR \"g1\", \"Opflag\": UINT32 0} 0,0,0,0 -> ";
+    EXPECT_EQ(recorded(), (Lines{call + "2003" + input + "0x0 NULL",
+                                 "ObGetProperty @dg1 \"imported\" -> 0x0 BOOLEAN true",
+                                 call + "2003" + input + "0xe515007a NULL",
+                                 call + "9999" + input + "0xc1000105 NULL"}));
+}
+
+TEST_F(ServiceCalls, PassRefusalsOn) {
+    connect_to(one_group);
+    const opal_connection connection = handle->connection;
+    const opal_context context = handle->connection_context;
+    const opal_objid group = only("tamo_ztvm_diskgroup");
+    const opal_objid stranger{{0xee}};
+    opal_property property;
+    EXPECT_EQ(ObGetProperty(connection, context, &group, "nothing", &property), ZTERROR_PROPERTY);
+    EXPECT_EQ(ObGetProperty(connection, context, &stranger, "Name", &property),
+              ZTERROR_UNKNOWN_OBJECT);
+    opal_objid* ids = nullptr;
+    uint32_t count = 0;
+    EXPECT_EQ(DbGetObjectsByQuery(connection, context, L"SELECT nonsense", &ids, &count),
+              ZTERROR_BAD_QUERY);
+    EXPECT_EQ(ObDeleteObject(connection, context, &group), ZTSTATUS_OK);
+    EXPECT_EQ(ObDeleteObject(connection, context, &group), ZTERROR_UNKNOWN_OBJECT);
+    std::vector<opal_objid> groups;
+    EXPECT_EQ(list(handle, "tamo_ztvm_diskgroup", groups), ZTSTATUS_OK);
+    EXPECT_TRUE(groups.empty());
+}
+
+TEST_F(ServiceCalls, CarryLargeAnswers) {
+    connect_to(R"({"disk_groups": [{"name": "dg#", "dgid": "g#", "count": 20000}]})");
+    std::vector<opal_objid> groups;
+    EXPECT_EQ(list(handle, "tamo_ztvm_diskgroup", groups), ZTSTATUS_OK);
+    EXPECT_EQ(groups.size(), 20000u);
+}
+
+// Threads that share a connection get each the answer to its own question.
+struct Asker {
+    opal_handle handle;
+    opal_objid group;
+    std::string name;
+};
+DWORD WINAPI ask_often(void* argument) {
+    const auto& asker = *static_cast<const Asker*>(argument);
+    for (int i = 0; i < 100; ++i) {
+        opal_property property;
+        if (ObGetProperty(asker.handle->connection, asker.handle->connection_context, &asker.group,
+                          "dgid", &property) != ZTSTATUS_OK) {
+            return 1;
+        }
+        const bool mine = asker.name == static_cast<const char*>(property.value);
+        PsFreeProperty(&property);
+        if (!mine) {
+            return 2;
+        }
+    }
+    return 0;
+}
+
+TEST_F(ServiceCalls, OfSeveralThreadsAreToldApart) {
+    connect_to(R"({"disk_groups": [{"name": "dg#", "dgid": "g#", "count": 8}]})");
+    std::vector<opal_objid> groups;
+    ASSERT_EQ(list(handle, "tamo_ztvm_diskgroup", groups), ZTSTATUS_OK);
+    ASSERT_EQ(groups.size(), 8u);
+    std::vector<Asker> askers;
+    for (std::size_t i = 0; i < groups.size(); ++i) {
+        askers.push_back({handle, groups[i], "g" + std::to_string(i + 1)});
+    }
+    std::vector<HANDLE> threads;
+    for (Asker& asker : askers) {
+        threads.push_back(CreateThread(nullptr, 0, ask_often, &asker, 0, nullptr));
+    }
+    for (const HANDLE thread : threads) {
+        EXPECT_EQ(WaitForSingleObject(thread, hang_ms), WAIT_OBJECT_0);
+        DWORD code = ~0u;
+        GetExitCodeThread(thread, &code);
+        EXPECT_EQ(code, 0u);
+        CloseHandle(thread);
+    }
+}
+
+}  // namespace

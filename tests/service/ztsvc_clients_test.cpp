@@ -1,0 +1,100 @@
+// Many clients, and clients that behave badly.
+#include "service_fixture.h"
+
+#include "frame.h"
+#include "loopback.h"
+
+namespace {
+
+using namespace support;
+
+using Clients = ServiceTest;
+
+std::size_t lines_with(const std::string& log, const std::string& text) {
+    std::size_t count = 0;
+    for (std::size_t at = 0; (at = log.find(text, at)) != std::string::npos; at += text.size()) {
+        ++count;
+    }
+    return count;
+}
+
+TEST_F(Clients, SixtyFourAtOnce) {
+    start(one_group);
+    std::vector<std::unique_ptr<ClientProcess>> clients;
+    for (int i = 0; i < 4; ++i) {
+        clients.push_back(std::make_unique<ClientProcess>(L"work", 16));
+    }
+    for (const auto& client : clients) {
+        client->await_ready();
+    }
+    // All of them are connected at once; one more is served beside them.
+    EXPECT_TRUE(eventually([&] { return lines_with(service->log(), ": connected") == 64; }))
+        << service->log();
+    EXPECT_EQ(lines_with(service->log(), ": gone"), 0u);
+    expect_alive();
+    for (const auto& client : clients) {
+        client->let_go();
+    }
+    for (const auto& client : clients) {
+        EXPECT_EQ(client->process().wait(hang_ms), 0u);
+    }
+    EXPECT_TRUE(eventually([&] { return lines_with(service->log(), ": gone") == 65; }))
+        << service->log();
+}
+
+TEST_F(Clients, OneThatIsKilledInTheMiddleOfACall) {
+    start(one_group, R"([{"minor": 2003, "delay": 3000}])");
+    const opal_handle bystander = connect();
+    ClientProcess client(L"import");
+    client.await_ready();
+    client.let_go();
+    Sleep(1500);  // into the call, which takes 3 s
+    EXPECT_TRUE(client.process().runs());
+    client.process().kill();
+    expect_alive();
+    // The service finishes what was asked, finds nobody to tell it and goes on.
+    EXPECT_TRUE(eventually([&] { return lines_with(service->log(), "client 2: gone") == 1; }))
+        << service->log();
+    EXPECT_EQ(lines_with(service->log(), "client 2: method 2003 -> 0x0"), 1u) << service->log();
+    EXPECT_EQ(call_group_method(bystander, deport_method), ZTSTATUS_OK);
+    EXPECT_EQ(connected_of(bystander), 1);
+    release(bystander);
+}
+
+TEST_F(Clients, OneThatEndsWithItsConnectionOpen) {
+    start(one_group);
+    ClientProcess client(L"leave");
+    client.await_ready();
+    client.let_go();
+    EXPECT_EQ(client.process().wait(hang_ms), 0u);
+    EXPECT_TRUE(eventually([&] { return lines_with(service->log(), "client 1: gone") == 1; }));
+    expect_alive();
+}
+
+// Answers that nobody takes fill the connection; the next alert waits behind
+// them, but not for ever.
+TEST_F(Clients, OneThatTakesNothing) {
+    start(R"({"disk_groups": [{"name": "dg#", "dgid": "g#", "count": 20000}]})");
+    const opal_handle caller = connect();
+    const SOCKET socket = connect_to(service->port());
+    ASSERT_NE(socket, INVALID_SOCKET);
+    lab::Writer body;
+    body.number(static_cast<std::uint32_t>(lab::Operation::get_objects));
+    body.text("tamo_ztvm_diskgroup");
+    const std::vector<std::uint8_t> question = body.take();
+    for (std::uint32_t i = 0; i < 60; ++i) {  // 320,000 bytes each
+        const lab::FrameHeader header{lab::frame_magic, lab::frame_version, 1, i,
+                                      static_cast<std::uint32_t>(question.size())};
+        send_bytes(socket, &header, sizeof header);
+        send_bytes(socket, question.data(), question.size());
+    }
+    Sleep(500);
+    EXPECT_EQ(call_group_method(caller, import_method), ZTSTATUS_OK);
+    EXPECT_TRUE(eventually([&] { return lines_with(service->log(), "client 2: gone") == 1; }))
+        << service->log();
+    EXPECT_EQ(connected_of(caller), 1);
+    closesocket(socket);
+    release(caller);
+}
+
+}  // namespace

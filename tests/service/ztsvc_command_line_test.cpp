@@ -1,0 +1,139 @@
+// What ztsvc.exe says to a command line, and how it ends.
+#include "service_fixture.h"
+
+#include <gmock/gmock.h>
+
+namespace {
+
+using namespace support;
+using testing::HasSubstr;
+
+class CommandLine : public testing::Test {
+  protected:
+    struct Ended {
+        DWORD code;
+        std::string out;
+        std::string err;
+    };
+    static Ended run(const std::wstring& arguments) {
+        const Process process(L"ztsvc.exe " + arguments);
+        const std::optional<DWORD> code = process.wait(hang_ms);
+        EXPECT_TRUE(code.has_value()) << "it still runs";
+        return {code.value_or(~0u), process.output(), process.errors()};
+    }
+    // Exit code 2 and that one line.
+    static void expect_refused(const std::wstring& arguments, const std::string& line) {
+        const Ended ended = run(arguments);
+        EXPECT_EQ(ended.code, 2u);
+        EXPECT_EQ(ended.out, "");
+        EXPECT_EQ(ended.err, line + "\r\n");
+    }
+    // A path as it appears in a message.
+    static std::string shown(const std::wstring& path) { return {path.begin(), path.end()}; }
+
+    std::wstring scenario_option() const {
+        return L"--scenario " + in_quotes(m_folder.write(L"good.json", "{}")) + L" ";
+    }
+
+    TemporaryFolder m_folder;
+};
+
+TEST_F(CommandLine, HelpAndVersion) {
+    const Ended help = run(L"--help");
+    EXPECT_EQ(help.code, 0u);
+    EXPECT_EQ(help.err, "");
+    for (const char* option :
+         {"--scenario", "--port", "--port-file", "--faults", "--quiet", "--help", "--version"}) {
+        EXPECT_THAT(help.out, HasSubstr(option));
+    }
+    const Ended version = run(L"--version");
+    EXPECT_EQ(version.code, 0u);
+    EXPECT_EQ(version.err, "");
+    EXPECT_EQ(version.out, "ztsvc 1.0.0\r\n");
+}
+
+TEST_F(CommandLine, OptionsThatAreNone) {
+    for (const wchar_t* arguments : {L"", L"--port 70000", L"--port -1", L"--port x", L"--nonsense",
+                                     L"--scenario", L"stray"}) {
+        SCOPED_TRACE(shown(arguments));
+        const Ended ended = run(arguments[0] == L'\0' || std::wstring(arguments) == L"--scenario"
+                                    ? arguments
+                                    : scenario_option() + arguments);
+        EXPECT_EQ(ended.code, 2u);
+        EXPECT_EQ(ended.out, "");
+        // One line, and not an empty one.
+        EXPECT_GT(ended.err.find('\n'), 5u);
+        EXPECT_EQ(ended.err.find('\n'), ended.err.size() - 1) << ended.err;
+    }
+}
+
+TEST_F(CommandLine, AScenarioThatIsNotThere) {
+    const std::wstring path = m_folder.file(L"nowhere.json");
+    expect_refused(L"--scenario " + in_quotes(path), shown(path) + ": No such file or directory");
+}
+
+TEST_F(CommandLine, AFaultInAScenarioHasALine) {
+    const std::wstring path =
+        m_folder.write(L"bad.json", "{\n  \"node\": {\"name\": \"n1\"},\n  \"oops\": 1\n}\n");
+    expect_refused(L"--scenario " + in_quotes(path),
+                   shown(path) + ":3: nothing is known of the key \"oops\"");
+}
+
+TEST_F(CommandLine, AScenarioThatIsNoJson) {
+    const std::wstring path = m_folder.write(L"bad.json", "{\n\n  nonsense\n}\n");
+    const Ended ended = run(L"--scenario " + in_quotes(path));
+    EXPECT_EQ(ended.code, 2u);
+    EXPECT_EQ(ended.err.find(shown(path) + ":3: "), 0u) << ended.err;
+    EXPECT_EQ(ended.err.find('\n'), ended.err.size() - 1) << ended.err;
+}
+
+TEST_F(CommandLine, FaultsInAFaultPlanHaveALine) {
+    const struct {
+        const char* json;
+        const char* reason;
+    } rows[] = {
+        {R"({"drop": true})", "1: an array is wanted here"},
+        {"[\n{\"minor\": 1}]", "2: the rule does nothing"},
+        {"[{\"drop\": true,\n\"whatever\": 1}]", "2: nothing is known of the key \"whatever\""},
+        {R"([{"status": "zero"}])", "1: \"zero\" is no status"},
+        {R"([{"status": "0xc1000001", "drop": true}])",
+         "1: \"status\" does not do the work; the rule asks for both"},
+        {R"([{"function": "PsCreatePropset", "drop": true}])",
+         "1: \"PsCreatePropset\" is no function that reaches the service"},
+        {R"([{"function": "DbGetObjects", "minor": 1, "drop": true}])",
+         "1: only a call of PrCallDispatch has a \"minor\""},
+        {R"([{"call": 0, "drop": true}])", "1: calls are counted from 1"},
+        {R"([{"status": 0}])", "1: a property is not read successfully without a value"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.json);
+        const std::wstring path = m_folder.write(L"faults.json", row.json);
+        expect_refused(scenario_option() + L"--faults " + in_quotes(path),
+                       shown(path) + ":" + row.reason);
+    }
+    const std::wstring nowhere = m_folder.file(L"nowhere.json");
+    expect_refused(scenario_option() + L"--faults " + in_quotes(nowhere),
+                   shown(nowhere) + ": No such file or directory");
+}
+
+TEST_F(CommandLine, APortThatIsTaken) {
+    const Service first("{}", "[]", 0);
+    expect_refused(scenario_option() + L"--port " + std::to_wstring(first.port()),
+                   "port " + std::to_string(first.port()) + ": taken by another program");
+    EXPECT_TRUE(first.runs());
+}
+
+TEST_F(CommandLine, APortFileThatCannotBeWritten) {
+    const std::wstring path = m_folder.file(L"no folder\\port");
+    expect_refused(scenario_option() + L"--port 0 --port-file " + in_quotes(path),
+                   shown(path) + ": cannot be written");
+}
+
+TEST_F(CommandLine, AFileNameBeyondAscii) {
+    const std::wstring path = m_folder.write(L"sz\u00e9nario.json", "{\"oops\": 1}");
+    const Ended ended = run(L"--scenario " + in_quotes(path));
+    EXPECT_EQ(ended.code, 2u);
+    EXPECT_THAT(ended.err, HasSubstr("nario.json:1: nothing is known of the key \"oops\""));
+}
+
+}  // namespace

@@ -1,0 +1,92 @@
+// The service's fault plan.
+#include "service_fixture.h"
+
+#include <gmock/gmock.h>
+
+namespace {
+
+using namespace support;
+
+using ServiceFaults = ServiceTest;
+
+opal_status list_groups(opal_handle handle) {
+    std::vector<opal_objid> groups;
+    return list(handle, "tamo_ztvm_diskgroup", groups);
+}
+
+bool is_imported(opal_handle handle) {
+    std::vector<opal_objid> groups;
+    EXPECT_EQ(list(handle, "tamo_ztvm_diskgroup", groups), ZTSTATUS_OK);
+    opal_property property;
+    EXPECT_EQ(ObGetProperty(handle->connection, handle->connection_context, &groups.front(),
+                            "imported", &property),
+              ZTSTATUS_OK);
+    const bool imported = *static_cast<const opal_bool*>(property.value) == opal_true;
+    EXPECT_EQ(PsFreeProperty(&property), ZTSTATUS_OK);
+    return imported;
+}
+
+TEST_F(ServiceFaults, AStatusInPlaceOfAMethodsWork) {
+    start(one_group, R"([{"minor": 2003, "call": 2, "times": 2, "status": "0xc1000001"}])");
+    const opal_handle handle = connect();
+    EXPECT_EQ(call_group_method(handle, import_method), ZTSTATUS_OK);
+    EXPECT_EQ(call_group_method(handle, deport_method), ZTSTATUS_OK);  // not counted
+    EXPECT_EQ(call_group_method(handle, import_method), 0xc1000001u);
+    EXPECT_FALSE(is_imported(handle));
+    EXPECT_EQ(call_group_method(handle, import_method), 0xc1000001u);
+    EXPECT_EQ(call_group_method(handle, import_method), ZTSTATUS_OK);
+    EXPECT_TRUE(is_imported(handle));
+    release(handle);
+}
+
+TEST_F(ServiceFaults, AStatusOfAFunction) {
+    start(one_group, R"([{"function": "DbGetObjects", "call": 3, "status": "0xc1000102"}])");
+    const opal_handle handle = connect();
+    EXPECT_EQ(list_groups(handle), ZTSTATUS_OK);
+    EXPECT_EQ(call_group_method(handle, import_method), ZTSTATUS_OK);  // looks for the group first
+    EXPECT_EQ(list_groups(handle), ZTERROR_NO_MEMORY);
+    EXPECT_EQ(list_groups(handle), ZTSTATUS_OK);
+    release(handle);
+}
+
+TEST_F(ServiceFaults, AStatusOfWhateverComes) {
+    start(one_group, R"([{"call": 1, "status": "0xc1000001"}])");
+    const opal_handle handle = connect();
+    EXPECT_EQ(list_groups(handle), ZTERROR_PROVIDER);
+    EXPECT_EQ(list_groups(handle), ZTSTATUS_OK);
+    release(handle);
+}
+
+TEST_F(ServiceFaults, TheFirstRuleAppliesAndAllCount) {
+    start(one_group, R"([{"minor": 2003, "call": 1, "status": "0xc1000001"},
+                         {"minor": 2003, "call": 2, "status": "0xc1000102"}])");
+    const opal_handle handle = connect();
+    EXPECT_EQ(call_group_method(handle, import_method), 0xc1000001u);
+    EXPECT_EQ(call_group_method(handle, import_method), 0xc1000102u);
+    EXPECT_EQ(call_group_method(handle, import_method), ZTSTATUS_OK);
+    release(handle);
+}
+
+TEST_F(ServiceFaults, ADelay) {
+    start(one_group, R"([{"minor": 2003, "delay": 700}])");
+    const opal_handle handle = connect();
+    const ULONGLONG begin = GetTickCount64();
+    EXPECT_EQ(call_group_method(handle, import_method), ZTSTATUS_OK);
+    EXPECT_GE(GetTickCount64() - begin, 650u);
+    release(handle);
+}
+
+TEST_F(ServiceFaults, ADropComesAfterTheWork) {
+    start(one_group, R"([{"minor": 2003, "drop": true}])");
+    const opal_handle handle = connect();
+    const opal_handle bystander = connect();
+    EXPECT_EQ(call_group_method(handle, import_method), ZTERROR_NOT_CONNECTED);
+    EXPECT_TRUE(eventually([&] { return connected_of(handle) == 0; }));
+    EXPECT_EQ(connected_of(bystander), 1);
+    EXPECT_TRUE(is_imported(bystander));
+    EXPECT_THAT(service->log(), testing::HasSubstr("client 1: dropped, as the fault plan says"));
+    release(handle);
+    release(bystander);
+}
+
+}  // namespace
