@@ -46,6 +46,15 @@ inline std::string text_of(const opal_property& property) {
     return static_cast<const char*>(property.value);
 }
 
+// Time that passed since some moment, by the clock that does not go in ticks.
+inline std::int64_t microseconds() {
+    LARGE_INTEGER now;
+    LARGE_INTEGER frequency;
+    QueryPerformanceCounter(&now);
+    QueryPerformanceFrequency(&frequency);
+    return now.QuadPart / (frequency.QuadPart / 1'000'000);
+}
+
 class BusTest : public testing::Test {
   protected:
     void SetUp() override {

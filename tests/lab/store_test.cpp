@@ -66,6 +66,16 @@ TEST_F(StoreObjects, ThatAreHiddenAreUnknownToClients) {
     EXPECT_THAT(query(L"SELECT FROM tamo_ztvm_volume where \"Name\" EQ v3"), IsEmpty());
 }
 
+TEST_F(StoreObjects, ThatAreHiddenAreNobodysRelatives) {
+    load(R"({"objects": [{"name": "top", "type": "t"},
+                         {"name": "ghost", "type": "t", "hidden": true},
+                         {"name": "child", "type": "t", "parents": ["top", "ghost"]},
+                         {"name": "hidden child", "type": "t", "hidden": true,
+                          "parents": ["top"]}]})");
+    EXPECT_THAT(children("top"), ElementsAre("child"));
+    EXPECT_THAT(parents("child"), ElementsAre("top"));
+}
+
 TEST_F(StoreObjects, AreToldApartFromTheNullObject) {
     const opal_objid null_id{};
     opal_objid unknown{};
