@@ -1,50 +1,24 @@
 #include "farlo_test.h"
 
+#include "line_difference.h"
+
 #include <algorithm>
 #include <sstream>
 
 namespace support {
 namespace {
 
-// The last threshold first: the DLL's first load makes what lasts for the
-// process, which is not to be taken for a leak.
-constexpr DWORD thresholds[] = {6, 0, 1, 2, 3, 4, 5};
-
-std::string joined(const std::vector<std::string>& lines) {
-    std::string text;
-    for (const std::string& line : lines) {
-        text += "  " + line + "\n";
+// What the system and the lab make at their first use and keep for the process
+// is no leak of a test: it is made before the first one.
+void warm_up() {
+    const FarloDll dll;
+    opal_handle handle = nullptr;
+    if (CALL(dll, InitializeClusterW)(&handle) == FARLO_SUCCESS) {
+        CALL(dll, UnInitializeClusterW)(handle);
     }
-    return text;
 }
 
-// Both lists whole, with a mark where they part.
-std::string comparison(const std::vector<std::string>& found,
-                       const std::vector<std::string>& wanted) {
-    std::size_t same = 0;
-    while (same < found.size() && same < wanted.size() && found[same] == wanted[same]) {
-        ++same;
-    }
-    std::ostringstream text;
-    text << "they part at number " << same + 1 << "\nfound:\n"
-         << joined(found) << "wanted:\n"
-         << joined(wanted);
-    return text.str();
-}
-
-}  // namespace
-
-DWORD kernel_handles() {
-    DWORD count = 0;
-    GetProcessHandleCount(GetCurrentProcess(), &count);
-    return count;
-}
-
-void FarloTest::SetUp() {
-    environment();
-}
-
-void FarloTest::TearDown() {
+void reset_lab() {
     LabSetFaultPlan(nullptr, nullptr, 0);
     LabRecorderStop();
     LabRefuseConnections(ZTSTATUS_OK);
@@ -53,12 +27,37 @@ void FarloTest::TearDown() {
     LabCmdFailRegister(0);
 }
 
+// What is wrong with a scenario, "" when it was loaded.
+std::string load(const std::string& json) {
+    char error[512];
+    LabLoadScenarioText(json.c_str(), error, sizeof error);
+    return error;
+}
+
+}  // namespace
+
+void FarloTest::SetUp() {
+    environment().set_trace_level(6);
+    [[maybe_unused]] static const bool warm = (warm_up(), true);
+}
+
+void FarloTest::TearDown() {
+    // Only when an exception ended a run.
+    m_interposed.clear();
+    m_clock.reset();
+    m_dll.reset();
+    m_heap.reset();
+    m_locks.reset();
+    reset_lab();
+}
+
 void FarloTest::at_every_threshold(const std::function<void()>& body) {
-    for (const DWORD threshold : thresholds) {
+    // The whole log first: its failures tell most.
+    for (const DWORD threshold : {6u, 0u, 1u, 2u, 3u, 4u, 5u}) {
         SCOPED_TRACE("at threshold " + std::to_string(threshold));
         m_threshold = threshold;
         run(body);
-        if (HasFatalFailure() || HasNonfatalFailure()) {
+        if (HasFailure()) {
             return;
         }
     }
@@ -69,76 +68,133 @@ void FarloTest::once(const std::function<void()>& body) {
     run(body);
 }
 
+void FarloTest::at_every_allocation(const std::function<void()>& body) {
+    constexpr long limit = 10'000;
+    once([&] {
+        body();
+        bool failed = true;
+        for (long n = 1; failed && !HasFailure(); ++n) {
+            SCOPED_TRACE("allocation " + std::to_string(n) + " fails");
+            ASSERT_LT(n, limit) << "allocations fail without end";
+            load_scenario(scenario);
+            start_watching();
+            heap().fail(n);
+            body();
+            failed = heap().has_failed();
+            heap().fail_no_more();
+            expect_nothing_of_the_bus_left();
+        }
+    });
+}
+
 void FarloTest::run(const std::function<void()>& body) {
+    if (const std::string error = load(scenario); !error.empty()) {
+        ADD_FAILURE() << "the scenario: " << error;
+        return;
+    }
+    if (begin_run()) {
+        body();
+    }
+    end_run();
+}
+
+bool FarloTest::begin_run() {
     environment().set_trace_level(m_threshold);
     environment().clear_registry(volume_manager_key);
     if (support_scsi3) {
         environment().set_registry(volume_manager_key, L"SupportSCSI3", *support_scsi3);
     }
-    m_dll = std::make_unique<FarloDll>();
+
+    LabGetLive(&m_live_before);
+    LabCmdGetCalls(&m_commands_before);
+    m_handles_before = kernel_handles();
+
+    m_locks = std::make_unique<RuntimeLocks>();
+    m_dll = std::make_unique<FarloDll>([this](HMODULE module) {
+        m_locks->watch(module);
+        if (before_attach) {
+            before_attach(module);
+        }
+    });
     m_heap = std::make_unique<HeapWatch>(m_dll->module());
     if (virtual_time) {
         m_clock = std::make_unique<VirtualClock>(m_dll->module());
     }
     handle = nullptr;
-    if (connects) {
-        ASSERT_EQ(FARLO(InitializeClusterW)(&handle), FARLO_SUCCESS);
-        throw_once();
-    }
-    load_scenario(scenario);
-    set_faults("[]");
-    lab_live before;
-    LabGetLive(&before);
-    const DWORD handles_before = kernel_handles();
-    const long blocks_before = m_heap->live_blocks();
+    const std::uint32_t status = connects ? FARLO(InitializeClusterW)(&handle) : FARLO_SUCCESS;
+    EXPECT_EQ(status, FARLO_SUCCESS) << "no connection";
+    LabGetLive(&m_live_connected);
     start_watching();
+    return status == FARLO_SUCCESS;
+}
 
-    body();
-
-    LabRecorderStop();
-    set_faults("[]");
+void FarloTest::end_run() {
+    // What replaces and watches may hold on to the body's variables.
+    while (!m_interposed.empty()) {
+        m_interposed.pop_back();
+    }
+    heap().fail_no_more();
+    if (m_clock != nullptr) {
+        clock().on_pause = nullptr;
+    }
+    reset_lab();
     LabCmdFlushAlerts();
-    expect_nothing_left(handles_before, before, blocks_before);
+
+    expect_nothing_of_the_bus_left();
     if (handle != nullptr) {
         FARLO(UnInitializeClusterW)(handle);
         handle = nullptr;
     }
     m_clock.reset();
-    m_heap.reset();
     m_dll.reset();
+
+    EXPECT_EQ(heap().live_blocks(), 0) << "heap blocks were left over: " << heap().live_text();
+    EXPECT_EQ(heap().double_frees(), 0) << "blocks were freed twice";
+    m_heap.reset();
+    m_locks.reset();
+
+    lab_live live;
+    LabGetLive(&live);
+    EXPECT_EQ(live.connections, m_live_before.connections) << "connections were left over";
+    lab_cmd_calls commands;
+    LabCmdGetCalls(&commands);
+    EXPECT_EQ(commands.live_handles, m_commands_before.live_handles)
+        << "connection handles were left over";
+
+    const auto handles = new_kernel_handles(m_handles_before);
+    if (handles.size() != kept_handles) {
+        for (const unsigned long long added : handles) {
+            ADD_FAILURE() << "a kernel handle was left over: " << describe_handle(added);
+        }
+        EXPECT_EQ(handles.size(), kept_handles) << "kernel handles left over";
+    }
 }
 
-// The first exception in a DLL makes the C++ runtime allocate what it keeps.
-void FarloTest::throw_once() {
-    load_scenario("{}");
-    set_faults(R"([{"function": "PsCreatePropset", "status": "0xc1000102"}])");
-    ASSERT_EQ(FARLO(ImportDgW)(handle, nullptr, "g", nullptr, 0), FARLO_EXCEPTION);
-}
-
-void FarloTest::expect_nothing_left(DWORD handles_before, const lab_live& before,
-                                    long blocks_before) {
-    lab_live after;
-    LabGetLive(&after);
-    EXPECT_EQ(after.property_sets, before.property_sets) << "property sets were left over";
-    EXPECT_EQ(after.properties, before.properties) << "properties were left over";
-    EXPECT_EQ(after.blocks, before.blocks) << "blocks of the bus were left over";
-    EXPECT_EQ(m_heap->live_blocks(), blocks_before) << "heap blocks were left over";
-    EXPECT_EQ(kernel_handles(), handles_before) << "kernel handles were left over";
+void FarloTest::expect_nothing_of_the_bus_left() const {
+    lab_live live;
+    LabGetLive(&live);
+    EXPECT_EQ(live.property_sets, m_live_connected.property_sets) << "property sets were left over";
+    EXPECT_EQ(live.properties, m_live_connected.properties) << "properties were left over";
+    EXPECT_EQ(live.blocks, m_live_connected.blocks) << "blocks of the bus were left over";
 }
 
 void FarloTest::load_scenario(const std::string& json) {
-    char error[256];
-    ASSERT_EQ(LabLoadScenarioText(json.c_str(), error, sizeof error), 0) << error;
+    ASSERT_EQ(load(json), "") << "the scenario";
+}
+
+void FarloTest::load_scenario_file(const std::filesystem::path& path) {
+    char error[512];
+    ASSERT_EQ(LabLoadScenarioFile(path.c_str(), error, sizeof error), 0) << error;
 }
 
 void FarloTest::set_faults(const std::string& json) {
-    char error[256];
+    char error[512];
     ASSERT_EQ(LabSetFaultPlan(json.c_str(), error, sizeof error), 0) << error;
 }
 
 void FarloTest::start_watching() {
     environment().remove_logs();
-    LabRecorderStart(LAB_RECORD_SERVICE);
+    LabRecorderStart(recorded);
     if (m_clock != nullptr) {
         m_clock->forget();
     }
@@ -148,16 +204,17 @@ void FarloTest::expect_log(const std::vector<Expected>& lines) {
     std::string error;
     std::vector<std::string> found;
     for (const LogLine& line : read_log(environment().log_file(), error)) {
+        EXPECT_EQ(line.process, GetCurrentProcessId()) << line.text;
         found.push_back(line.text);
     }
-    EXPECT_EQ(error, "");
+    EXPECT_EQ(error, "") << "in the log";
     std::vector<std::string> wanted;
     for (const Expected& line : lines) {
         if (line.level <= m_threshold) {
             wanted.push_back(line.text);
         }
     }
-    EXPECT_TRUE(found == wanted) << "log lines: " << comparison(found, wanted);
+    EXPECT_TRUE(same_lines("log lines", found, wanted));
 }
 
 std::vector<std::string> FarloTest::calls() const {
@@ -173,20 +230,36 @@ std::vector<std::string> FarloTest::calls() const {
 }
 
 void FarloTest::expect_calls(const std::vector<std::string>& wanted) {
-    const std::vector<std::string> found = calls();
-    EXPECT_TRUE(found == wanted) << "bus calls: " << comparison(found, wanted);
+    EXPECT_TRUE(same_lines("bus calls", calls(), wanted));
 }
 
 std::vector<std::string> FarloTest::calls_of(const std::string& function) const {
+    return calls_of(std::vector{function});
+}
+
+std::vector<std::string> FarloTest::calls_of(const std::vector<std::string>& functions) const {
     std::vector<std::string> lines = calls();
-    std::erase_if(lines, [&function](const std::string& line) {
-        return line.compare(0, function.size() + 1, function + " ") != 0;
+    std::erase_if(lines, [&functions](const std::string& line) {
+        const std::string function = line.substr(0, line.find(' '));
+        return std::find(functions.begin(), functions.end(), function) == functions.end();
     });
     return lines;
 }
 
+void FarloTest::expect_calls_of(const std::vector<std::string>& functions,
+                                const std::vector<std::string>& wanted) {
+    EXPECT_TRUE(same_lines("bus calls", calls_of(functions), wanted));
+}
+
 void FarloTest::expect_pauses(const std::vector<Pause>& wanted) {
-    EXPECT_EQ(m_clock->pauses(), wanted);
+    const auto texts = [](const std::vector<Pause>& pauses) {
+        std::vector<std::string> lines;
+        for (const Pause& pause : pauses) {
+            lines.push_back(pause.function + " " + std::to_string(pause.milliseconds) + " ms");
+        }
+        return lines;
+    };
+    EXPECT_TRUE(same_lines("pauses", texts(m_clock->pauses()), texts(wanted)));
 }
 
 }  // namespace support

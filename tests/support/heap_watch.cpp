@@ -1,77 +1,188 @@
 #include "heap_watch.h"
 
-#include <atomic>
+#include "exclusive.h"
+#include "ztbus3.h"
+
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
+#include <cwchar>
+#include <optional>
+#include <stdexcept>
+#include <unordered_map>
+#include <unordered_set>
 
 namespace support {
 namespace {
-std::atomic<long> live{0};
-std::atomic<long> count{0};
-std::atomic<long> first_failure{0};
-std::atomic<long> last_failure{0};
+
+struct Block {
+    std::size_t size;
+    long number;
+};
+
+struct State {
+    std::unordered_map<const void*, Block> live;
+    std::unordered_set<const void*> freed;  // and not handed out again
+    long double_frees = 0;
+    long allocations = 0;
+    long first_failure = 1;
+    long last_failure = 0;
+    bool failed = false;
+};
+
+SRWLOCK guard = SRWLOCK_INIT;
+std::optional<State> state;
+
+// Counts an allocation; whether it is to fail.
+bool fails() {
+    const Exclusive hold(guard);
+    const long number = ++state->allocations;
+    const bool result = number >= state->first_failure && number <= state->last_failure;
+    state->failed = state->failed || result;
+    return result;
+}
+
+void* remember(void* block, std::size_t size) {
+    if (block != nullptr) {
+        const Exclusive hold(guard);
+        state->freed.erase(block);
+        state->live[block] = {size, state->allocations};
+    }
+    return block;
+}
+
+// False when the block was freed before.
+bool forget(void* block) {
+    const Exclusive hold(guard);
+    if (state->freed.contains(block)) {
+        ++state->double_frees;
+        return false;
+    }
+    // Blocks from before the watch are not known, and freed as they are.
+    state->live.erase(block);
+    state->freed.insert(block);
+    return true;
+}
+
+void* no_memory() {
+    errno = ENOMEM;
+    SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+    return nullptr;
+}
+
+void* allocate(std::size_t size) {
+    return fails() ? no_memory() : remember(std::malloc(size), size);
+}
+
+void* allocate_zeroed(std::size_t count, std::size_t size) {
+    return fails() ? no_memory() : remember(std::calloc(count, size), count * size);
+}
+
+void release(void* block) {
+    if (block != nullptr && forget(block)) {
+        std::free(block);
+    }
+}
+
+void* reallocate(void* block, std::size_t size) {
+    if (block != nullptr && size == 0) {
+        release(block);
+        return nullptr;
+    }
+    if (fails()) {
+        return no_memory();
+    }
+    if (block != nullptr && !forget(block)) {
+        return nullptr;
+    }
+    void* const moved = std::realloc(block, size);
+    // One that could not be moved stays where it is.
+    remember(moved != nullptr ? moved : block, size);
+    return moved;
+}
+
+char* copy_text(const char* text) {
+    const std::size_t size = std::strlen(text) + 1;
+    void* const copy = allocate(size);
+    return static_cast<char*>(copy == nullptr ? nullptr : std::memcpy(copy, text, size));
+}
+
+wchar_t* copy_wide_text(const wchar_t* text) {
+    const std::size_t size = (std::wcslen(text) + 1) * sizeof *text;
+    void* const copy = allocate(size);
+    return static_cast<wchar_t*>(copy == nullptr ? nullptr : std::memcpy(copy, text, size));
+}
+
+void* WINAPI allocate_pages(void* address, SIZE_T size, DWORD type, DWORD protection) {
+    return fails() ? no_memory() : VirtualAlloc(address, size, type, protection);
+}
+
+void* allocate_from_bus(size_t size) {
+    return fails() ? nullptr : _ZtAlloc(size);
+}
+
 }  // namespace
 
 HeapWatch::HeapWatch(HMODULE module) {
-    live = 0;
-    count = 0;
-    fail_no_more();
+    if (state) {
+        throw std::logic_error("there is a heap watch already");
+    }
+    state.emplace();
     const auto replace = [&](const char* name, auto* function) {
         if (imports(module, name)) {
             m_interposers.push_back(std::make_unique<Interposer>(module, name, function));
         }
     };
-    replace("malloc", &HeapWatch::allocate);
-    replace("calloc", &HeapWatch::allocate_zeroed);
-    replace("realloc", &HeapWatch::reallocate);
-    replace("free", &HeapWatch::release);
+    replace("malloc", &allocate);
+    replace("calloc", &allocate_zeroed);
+    replace("realloc", &reallocate);
+    replace("free", &release);
+    replace("_strdup", &copy_text);
+    replace("_wcsdup", &copy_wide_text);
+    replace("VirtualAlloc", &allocate_pages);
+    replace("_ZtAlloc", &allocate_from_bus);
 }
 
 HeapWatch::~HeapWatch() {
-    fail_no_more();
+    m_interposers.clear();
+    state.reset();
 }
 
 long HeapWatch::live_blocks() const {
-    return live;
+    const Exclusive hold(guard);
+    return static_cast<long>(state->live.size());
+}
+
+std::string HeapWatch::live_text() const {
+    const Exclusive hold(guard);
+    std::string text;
+    for (const auto& [block, known] : state->live) {
+        text += (text.empty() ? "" : ", ") + std::to_string(known.size) + " bytes of allocation " +
+                std::to_string(known.number);
+    }
+    return text;
+}
+
+long HeapWatch::double_frees() const {
+    const Exclusive hold(guard);
+    return state->double_frees;
 }
 
 long HeapWatch::allocations() const {
-    return count;
+    const Exclusive hold(guard);
+    return state->allocations;
+}
+
+bool HeapWatch::has_failed() const {
+    const Exclusive hold(guard);
+    return state->failed;
 }
 
 void HeapWatch::fail(long n, long times) {
-    first_failure = n == 0 ? 0 : count + n;
-    last_failure = n == 0 ? 0 : count + n + times - 1;
-}
-
-bool HeapWatch::fails() {
-    const long number = ++count;
-    return first_failure != 0 && number >= first_failure && number <= last_failure;
-}
-
-void* HeapWatch::allocate(std::size_t size) {
-    void* block = fails() ? nullptr : std::malloc(size);
-    live += block != nullptr ? 1 : 0;
-    return block;
-}
-
-void* HeapWatch::allocate_zeroed(std::size_t number, std::size_t size) {
-    void* block = fails() ? nullptr : std::calloc(number, size);
-    live += block != nullptr ? 1 : 0;
-    return block;
-}
-
-void* HeapWatch::reallocate(void* block, std::size_t size) {
-    if (fails()) {
-        return nullptr;
-    }
-    void* moved = std::realloc(block, size);
-    live += block == nullptr && moved != nullptr ? 1 : 0;
-    return moved;
-}
-
-void HeapWatch::release(void* block) {
-    live -= block != nullptr ? 1 : 0;
-    std::free(block);
+    const Exclusive hold(guard);
+    state->failed = false;
+    state->first_failure = n == 0 ? 1 : state->allocations + n;
+    state->last_failure = n == 0 ? 0 : state->first_failure + times - 1;
 }
 
 }  // namespace support

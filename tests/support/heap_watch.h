@@ -1,15 +1,20 @@
-// The heap of the DLL: counts its blocks, and makes an allocation fail.
+// The memory of the DLL: which blocks it holds, and allocations that fail.
 #pragma once
 
 #include "interposer.h"
 
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace support {
 
-// Counts what the DLL allocates through malloc, calloc and realloc and has not
-// freed, from now on. One at a time in a process.
+// Follows what the DLL allocates through malloc, calloc and realloc (and so
+// through new) and frees, from now on. One at a time in a process.
+//
+// A C++ runtime keeps a few blocks for each thread that raised an exception, and
+// gives them back when the DLL is unloaded: look for leaks after that. The
+// object may outlive the DLL.
 class HeapWatch {
   public:
     explicit HeapWatch(HMODULE module);
@@ -17,21 +22,23 @@ class HeapWatch {
     HeapWatch(const HeapWatch&) = delete;
     HeapWatch& operator=(const HeapWatch&) = delete;
 
+    // Blocks allocated since the watch began that were not freed.
     long live_blocks() const;
-    // Allocations so far, failed ones included.
+    // Their sizes and the numbers of their allocations, for a failure's message.
+    std::string live_text() const;
+    // Frees of a block that the DLL had freed already. They are not carried out.
+    long double_frees() const;
+    // Allocations so far, failed ones included: those above, VirtualAlloc and
+    // _ZtAlloc.
     long allocations() const;
 
     // From the n-th allocation on from now (1 is the next), `times` fail.
     void fail(long n, long times = 1);
+    // Whether one has failed since then.
+    bool has_failed() const;
     void fail_no_more() { fail(0, 0); }
 
   private:
-    static void* allocate(std::size_t size);
-    static void* allocate_zeroed(std::size_t count, std::size_t size);
-    static void* reallocate(void* block, std::size_t size);
-    static void release(void* block);
-    static bool fails();
-
     std::vector<std::unique_ptr<Interposer>> m_interposers;
 };
 

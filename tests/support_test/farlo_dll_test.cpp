@@ -14,8 +14,10 @@ using support::FarloDll;
 
 class Loading : public testing::Test {
   protected:
-    Loading() { environment().remove_logs(); }
-    ~Loading() override {
+    Loading() { forget(); }
+    ~Loading() override { forget(); }
+
+    static void forget() {
         environment().clear_trace_level();
         environment().clear_registry(support::volume_manager_key);
         environment().remove_logs();

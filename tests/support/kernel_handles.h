@@ -1,0 +1,20 @@
+// The kernel handles of this process.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace support {
+
+// One handle: its value, what it is and its name, as in
+// "0x54 Mutant \BaseNamedObjects\x".
+std::string describe_handle(unsigned long long handle);
+
+// The values of all handles that this process holds, in ascending order.
+// (GetProcessHandleCount is not asked: it answers 0 in the lab node.)
+std::vector<unsigned long long> kernel_handles();
+
+// Those that are new since `before`.
+std::vector<unsigned long long> new_kernel_handles(const std::vector<unsigned long long>& before);
+
+}  // namespace support

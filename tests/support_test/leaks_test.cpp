@@ -1,0 +1,134 @@
+// What the tests stand on, tested: memory, handles and allocations that fail.
+#include "heap_watch.h"
+#include "kernel_handles.h"
+#include "misdeeds_dll.h"
+#include "ztbus3.h"
+
+#include <gmock/gmock.h>
+
+#include <memory>
+#include <optional>
+
+namespace {
+
+using support::HeapWatch;
+using testing::HasSubstr;
+
+class Heap : public testing::Test {
+  protected:
+    std::optional<Misdeeds> misdeeds{std::in_place};
+    HeapWatch heap{misdeeds->module()};
+};
+
+TEST_F(Heap, EveryWayToAllocateIsFollowed) {
+    void* const blocks[] = {misdeeds->allocate(10), misdeeds->allocate_zeroed(20),
+                            misdeeds->reallocate(nullptr, 30), misdeeds->allocate_by_new(40)};
+    EXPECT_EQ(heap.live_blocks(), 4);
+    EXPECT_EQ(heap.allocations(), 4);
+    EXPECT_THAT(heap.live_text(), HasSubstr("20 bytes of allocation 2"));
+    for (void* block : blocks) {
+        misdeeds->release(block);
+    }
+    EXPECT_EQ(heap.live_blocks(), 0);
+    EXPECT_EQ(heap.live_text(), "");
+}
+
+TEST_F(Heap, AMovedBlockIsOneBlock) {
+    void* block = misdeeds->allocate(10);
+    block = misdeeds->reallocate(block, 100'000);
+    EXPECT_EQ(heap.live_blocks(), 1);
+    EXPECT_EQ(misdeeds->reallocate(block, 0), nullptr);
+    EXPECT_EQ(heap.live_blocks(), 0);
+}
+
+TEST_F(Heap, BlocksFromBeforeDoNotCount) {
+    void* const block = std::malloc(10);
+    misdeeds->release(block);
+    misdeeds->release(nullptr);
+    EXPECT_EQ(heap.live_blocks(), 0);
+    EXPECT_EQ(heap.double_frees(), 0);
+}
+
+TEST_F(Heap, ADoubleFreeIsToldAndNotCarriedOut) {
+    void* const block = misdeeds->allocate(10);
+    misdeeds->release(block);
+    misdeeds->release(block);
+    EXPECT_EQ(heap.double_frees(), 1);
+}
+
+TEST_F(Heap, WhatTheRuntimeKeepsForExceptionsIsGivenBackAtUnload) {
+    EXPECT_EQ(misdeeds->raise_and_catch(3), 3);
+    misdeeds.reset();
+    ASSERT_EQ(GetModuleHandleW(L"misdeeds.dll"), nullptr);
+    EXPECT_EQ(heap.live_blocks(), 0) << heap.live_text();
+}
+
+TEST_F(Heap, ALeakIsStillThereAfterUnload) {
+    void* const block = misdeeds->allocate(77);
+    misdeeds.reset();
+    EXPECT_EQ(heap.live_blocks(), 1);
+    EXPECT_THAT(heap.live_text(), HasSubstr("77 bytes"));
+    std::free(block);
+}
+
+TEST_F(Heap, TheNthAllocationFailsAndNoOther) {
+    heap.fail(2);
+    void* const first = misdeeds->allocate(1);
+    EXPECT_NE(first, nullptr);
+    EXPECT_FALSE(heap.has_failed());
+    EXPECT_EQ(misdeeds->allocate(1), nullptr);
+    EXPECT_TRUE(heap.has_failed());
+    void* const third = misdeeds->allocate(1);
+    EXPECT_NE(third, nullptr);
+    misdeeds->release(first);
+    misdeeds->release(third);
+}
+
+TEST_F(Heap, EveryWayToAllocateCanFail) {
+    heap.fail(1, 6);
+    EXPECT_EQ(misdeeds->allocate(1), nullptr);
+    EXPECT_EQ(misdeeds->allocate_zeroed(1), nullptr);
+    EXPECT_EQ(misdeeds->reallocate(nullptr, 1), nullptr);
+    EXPECT_EQ(misdeeds->allocate_pages(1), nullptr);
+    EXPECT_EQ(misdeeds->allocate_from_bus(1), nullptr);
+    heap.fail_no_more();
+    void* const block = misdeeds->allocate_from_bus(1);
+    EXPECT_NE(block, nullptr);
+    EXPECT_FALSE(heap.has_failed());
+    _ZtFree(block);
+    EXPECT_EQ(heap.live_blocks(), 0);
+}
+
+TEST_F(Heap, AFailedNewRaises) {
+    heap.fail(1);
+    EXPECT_EQ(misdeeds->allocate_by_new(1), nullptr);
+}
+
+TEST_F(Heap, AFailedMoveKeepsTheBlock) {
+    void* const block = misdeeds->allocate(1);
+    heap.fail(1);
+    EXPECT_EQ(misdeeds->reallocate(block, 100), nullptr);
+    EXPECT_EQ(heap.live_blocks(), 1);
+    misdeeds->release(block);
+    EXPECT_EQ(heap.double_frees(), 0);
+}
+
+TEST(KernelHandles, ANewOneIsFoundAndDescribed) {
+    const Misdeeds misdeeds;
+    CloseHandle(misdeeds.make_event());  // the system's own first steps are no leak
+    const auto before = support::kernel_handles();
+    EXPECT_FALSE(before.empty());
+    EXPECT_TRUE(support::new_kernel_handles(before).empty());
+
+    const HANDLE event = misdeeds.make_event();
+    const auto added = support::new_kernel_handles(before);
+    ASSERT_EQ(added.size(), 1u);
+    EXPECT_EQ(added[0], reinterpret_cast<unsigned long long>(event));
+    EXPECT_THAT(support::describe_handle(added[0]), HasSubstr("Event"));
+    EXPECT_THAT(support::describe_handle(added[0]), HasSubstr("misdeed"));
+
+    CloseHandle(event);
+    EXPECT_TRUE(support::new_kernel_handles(before).empty());
+}
+
+}  // namespace
