@@ -217,9 +217,11 @@ typedef uint32_t (*GetDgNameW_fn)(opal_handle handle, const char* guid, wchar_t*
  *   volume_guid   receives the text; FARLO_GUID_TEXT_SIZE bytes
  *
  * Statuses of the W form: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED,
- * FARLO_NO_GUID_MEMORY, FARLO_MISSING_ARGUMENT, FARLO_NOT_FOUND (the group is
- * not there, or not imported), FARLO_VOLUME_NOT_FOUND, FARLO_EXCEPTION. The A
- * form answers FARLO_NO_VOLUME_GUID for all of them.
+ * FARLO_NO_GUID_MEMORY, FARLO_MISSING_ARGUMENT, FARLO_INVALID_ARGUMENT (the
+ * GUID text is longer than 64 characters), FARLO_NOT_FOUND (the group is not
+ * there, or not imported), FARLO_VOLUME_NOT_FOUND, FARLO_EXCEPTION. The A form
+ * answers FARLO_NO_VOLUME_GUID for all of them, and FARLO_INVALID_ARGUMENT for
+ * a name or device name of its own that is too long.
  */
 uint32_t GetDgVolumeGuidA(opal_handle handle, const char* name, const char* guid,
                           const char* device, char* volume_guid);

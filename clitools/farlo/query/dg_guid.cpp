@@ -37,6 +37,19 @@ void rescan_and_wait(opal_handle handle) {
     Sleep(rescan_pause_ms);
 }
 
+// Gives the rescan mutex back whatever happens. Where it was not obtained the
+// system refuses, and that is all.
+class RescanMutexRelease {
+  public:
+    explicit RescanMutexRelease(const Handle& mutex) : m_mutex(mutex) {}
+    ~RescanMutexRelease() { ReleaseMutex(m_mutex.get()); }
+    RescanMutexRelease(const RescanMutexRelease&) = delete;
+    RescanMutexRelease& operator=(const RescanMutexRelease&) = delete;
+
+  private:
+    const Handle& m_mutex;
+};
+
 // Rescans the machine's disks, or waits for whoever is doing so, and looks the
 // group up again. The lookup's status; 1 when there was no mutex.
 std::uint32_t look_again_after_rescan(opal_handle handle, const wchar_t* name, CZtObject& group,
@@ -49,18 +62,19 @@ std::uint32_t look_again_after_rescan(opal_handle handle, const wchar_t* name, C
         return FARLO_NOT_FOUND;
     }
     if (WaitForMutex(mutex.get(), 0) != 0) {
-        rescan_and_wait(handle);
-        ReleaseMutex(mutex.get());
+        {
+            const RescanMutexRelease release(mutex);
+            rescan_and_wait(handle);
+        }
         return GetDgObjIdByName(handle, name, group, cluster);
     }
     WaitForMutex(mutex.get(), rescan_wait_ms);
+    const RescanMutexRelease release(mutex);
     std::uint32_t status = GetDgObjIdByName(handle, name, group, cluster);
     if (status == FARLO_NOT_FOUND) {
         rescan_and_wait(handle);
         status = GetDgObjIdByName(handle, name, group, cluster);
     }
-    // Also where the wait did not obtain it: the system refuses, and that is all.
-    ReleaseMutex(mutex.get());
     return status;
 }
 
