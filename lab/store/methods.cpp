@@ -15,9 +15,14 @@ constexpr Row methods[] = {
     {&volume_manager_operations, 2001, group_type, deport_group},
     {&volume_manager_operations, 2003, service_type, import_group},
     {&volume_manager_operations, 2003, group_type, import_group},
+    {&volume_manager_operations, 3041, volume_type, refresh_mount_path},
     {&volume_manager_operations, 6054, service_type, rescan_disks},
+    {&volume_manager_operations, 6063, service_type, online_volume},
+    {&volume_manager_operations, 6064, service_type, offline_volume},
     {&cluster_service_interface, 1, service_type, get_group_guid},
     {&cluster_service_interface, 11, service_type, get_volume_guid},
+    {&mount_manager_interface, 8006, volume_type, get_mount_points},
+    {&mount_manager_interface, 8007, volume_type, get_drive_letter},
 };
 
 }  // namespace

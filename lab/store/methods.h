@@ -64,4 +64,11 @@ opal_status get_group_guid(MethodCall& call);
 opal_status get_volume_guid(MethodCall& call);
 opal_status rescan_disks(MethodCall& call);
 
+opal_status online_volume(MethodCall& call);
+opal_status offline_volume(MethodCall& call);
+
+opal_status get_mount_points(MethodCall& call);
+opal_status get_drive_letter(MethodCall& call);
+opal_status refresh_mount_path(MethodCall& call);
+
 }  // namespace lab

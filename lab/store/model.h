@@ -32,6 +32,13 @@ Value uint64_value(std::uint64_t value);
 Value text_value(std::string value);
 Value wide_value(std::wstring value);
 
+// A folder of another volume in which a volume is mounted.
+struct Mount {
+    std::wstring path;  // from the root of the volume that holds it
+    opal_objid holder{};
+    bool hidden = false;  // unknown until the next refresh of mount paths
+};
+
 struct Object {
     opal_objid id{};
     std::string name;  // the scenario's
@@ -39,7 +46,8 @@ struct Object {
     PropertySet properties;            // changed through Model only
     std::vector<opal_objid> children;  // in the order of the scenario
     std::vector<opal_objid> parents;
-    bool hidden = false;  // unknown to clients until the next rescan of disks
+    std::vector<Mount> mounts;  // of a volume
+    bool hidden = false;        // unknown to clients until the next rescan of disks
 
     // nullptr when there is none.
     const Value* get(const std::string& property) const;

@@ -226,20 +226,18 @@ class Builder {
         members.finish();
     }
 
-    // Folders of other volumes in which this one is mounted: kept for the mount
-    // manager's methods as paths and the volumes that hold them.
     void add_mount_points(const JsonNode& mounts, Object& volume, const std::string& number) {
-        Value paths{TYPE_WSTRZ, {}};
-        Value holders{TYPE_ZTOBJIDZ, {}};
         for (const JsonNode& node : mounts.array()) {
             Members mount(node, number);
-            paths.elements.emplace_back(widen(mount.text(mount.get("path"))));
-            const JsonNode& holder = mount.get("volume");
-            holders.elements.emplace_back(find_object(holder, mount.text(holder)).id);
+            const JsonNode& holder_name = mount.get("volume");
+            const Object& holder = find_object(holder_name, mount.text(holder_name));
+            if (holder.type != volume_type) {
+                throw ScenarioError(holder_name.line, "\"" + holder.name + "\" is no volume");
+            }
+            volume.mounts.push_back(
+                {widen(mount.text(mount.get("path"))), holder.id, mount.boolean("hidden", false)});
             mount.finish();
         }
-        m_model.set(volume, "mount paths", std::move(paths));
-        m_model.set(volume, "mount holders", std::move(holders));
     }
 
     void add_file_system(const JsonNode& node, Object& volume, const std::string& number) {

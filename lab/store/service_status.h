@@ -14,5 +14,8 @@ inline constexpr opal_status status_no_such_volume = 0xe5150103;
 inline constexpr opal_status status_missing_parameter = 0xe5150104;  // or of another type
 inline constexpr opal_status status_name_taken = 0xe5150105;
 inline constexpr opal_status status_no_identifier = 0xe5150106;  // the object has none
+inline constexpr opal_status status_node_not_running = 0xe5150107;
+inline constexpr opal_status status_volume_broken = 0xe5150108;  // cannot go online
+inline constexpr opal_status status_no_drive_letter = 0xe5150109;
 
 }  // namespace lab

@@ -21,11 +21,6 @@ class Methods : public lab_tests::StoreTest {
             {"name": "nameless", "dgid": "", "without": ["dgid"]}]})");
     }
 
-    opal_status call(const std::string& target, const GUID& interface_id, std::uint32_t minor,
-                     const lab::PropertySet& input) {
-        output.clear();
-        return store->invoke(id(target), interface_id, 0, minor, input, output);
-    }
     opal_status import(const std::string& target, const std::string& guid,
                        const std::wstring& new_name = L"") {
         return call(target, lab::volume_manager_operations, 2003,
@@ -55,8 +50,6 @@ class Methods : public lab_tests::StoreTest {
                    ? std::get<std::string>(found->value.elements.at(0))
                    : "?";
     }
-
-    lab::PropertySet output;
 };
 
 TEST_F(Methods, ImportByIdentifierOnTheClusterService) {

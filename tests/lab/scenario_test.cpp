@@ -77,7 +77,6 @@ TEST_F(Scenario, DescribesDisksAndVolumes) {
                      "drive_letter": "E:", "guid": "vg", "type": 3, "state": 5,
                      "size": 18446744073709551615, "data_change_object": true,
                      "file_system": {"label": "Data"},
-                     "mount_points": [{"path": "mnt", "volume": "w"}],
                      "plexes": [{"name": "p", "state": 6}]},
                     {"name": "w", "device": "\\W"}]}]})");
     EXPECT_EQ(property("d", "Name"), "WSTR \"d\"");
@@ -97,8 +96,6 @@ TEST_F(Scenario, DescribesDisksAndVolumes) {
     EXPECT_EQ(property("v", "ztvmstate"), "UINT32 5");
     EXPECT_EQ(property("v", "size"), "UINT64 18446744073709551615");
     EXPECT_EQ(property("v", "isdco"), "BOOLEAN true");
-    EXPECT_EQ(property("v", "mount paths"), "WSTRZ [\"mnt\"]");
-    EXPECT_EQ(property("v", "mount holders"), "ZTOBJIDZ [@w]");
     EXPECT_EQ(property("v file system", "type of file system"), "WSTR \"NTFS\"");
     EXPECT_EQ(property("v file system", "label"), "WSTR \"Data\"");
     EXPECT_EQ(property("p", "ztvmstate"), "UINT32 6");
@@ -239,6 +236,14 @@ TEST(ScenarioFault, OfNamesTellsItsLine) {
                        "{\"name\": \"v\", \"device\": \"\", \"plexes\": [{\"name\": \"p\",\n"
                        "\"subdisks\": [{\"name\": \"s\", \"disk\":\n\"v\"}]}]}]}]}"),
               "4: \"v\" is no disk");
+    EXPECT_EQ(fault_of("{\"disk_groups\": [{\"name\": \"a\", \"dgid\": \"1\", \"volumes\": [\n"
+                       "{\"name\": \"v\", \"device\": \"\", \"mount_points\": [\n"
+                       "{\"path\": \"p\", \"volume\":\n\"a\"}]}]}]}"),
+              "4: \"a\" is no volume");
+    EXPECT_EQ(fault_of("{\"disk_groups\": [{\"name\": \"a\", \"dgid\": \"1\", \"volumes\": [\n"
+                       "{\"name\": \"v\", \"device\": \"\", \"mount_points\": [\n"
+                       "{\"volume\": \"v\"}]}]}]}"),
+              "3: \"path\" is missing");
     EXPECT_EQ(fault_of("{\"disk_groups\": [{\"name\": \"a\", \"dgid\": \"1\",\n"
                        "\"without\": [\"dgid\",\n\"size\"]}]}"),
               "3: the object has no property \"size\" to leave out");

@@ -64,7 +64,17 @@ class StoreTest : public testing::Test {
                lab::to_text(value, name_object, store.get());
     }
 
+    // Invokes a method of an object; its results are in `output`.
+    opal_status call(const std::string& target, const GUID& interface_id, std::uint32_t minor,
+                     const lab::PropertySet& input) {
+        output.clear();
+        return store->invoke(id(target), interface_id, 0, minor, input, output);
+    }
+    // The results of the last call: "{name: TYPE value, ...}".
+    std::string results() { return lab::to_text(output, name_object, store.get()); }
+
     std::unique_ptr<lab::Store> store;
+    lab::PropertySet output;
     std::vector<std::string> alerts;
 
   private:

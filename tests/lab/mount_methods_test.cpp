@@ -1,0 +1,110 @@
+// What the lab's storage tells of drive letters and mount points.
+#include "methods.h"
+#include "store_fixture.h"
+
+using testing::IsEmpty;
+
+namespace {
+
+class MountMethods : public lab_tests::StoreTest {
+  protected:
+    void SetUp() override {
+        load(R"({"disk_groups": [{"name": "dg", "dgid": "id-1", "volumes": [
+            {"name": "data", "device": "\\Device\\Data", "drive_letter": "E"},
+            {"name": "logs", "device": "\\Device\\Logs", "drive_letter": "0", "mount_points": [
+                {"path": "logs\\new", "volume": "data"},
+                {"path": "soon", "volume": "data", "hidden": true},
+                {"path": "deep", "volume": "nested"}]},
+            {"name": "nested", "device": "\\Device\\Nested", "without": ["DRIVE LETTER"],
+             "mount_points": [{"path": "later", "volume": "logs", "hidden": true}]},
+            {"name": "odd", "device": "\\Device\\Odd",
+             "properties": {"DRIVE LETTER": {"type": "UINT32", "value": 7}}}]}]})");
+    }
+
+    opal_status mounts(const std::string& volume) {
+        return call(volume, lab::mount_manager_interface, 8006, {});
+    }
+    opal_status letter(const std::string& volume) {
+        return call(volume, lab::mount_manager_interface, 8007, {{"FromMM", lab::uint32_value(1)}});
+    }
+    opal_status refresh(const std::string& volume) {
+        return call(volume, lab::volume_manager_operations, 3041,
+                    {{"UpdateMountPath", lab::uint32_value(1)}});
+    }
+};
+
+constexpr char nothing[] = R"({"ALL MOUNT POINTS ARRAY": WSTRZ [], )"
+                           R"("NUMBER OF MOUNT POINTS": UINT32 0, "MEMBERIDZ": ZTOBJIDZ []})";
+
+TEST_F(MountMethods, GiveThePathsAndTheirHolders) {
+    EXPECT_EQ(mounts("logs"), ZTSTATUS_OK);
+    EXPECT_EQ(results(),
+              R"({"ALL MOUNT POINTS ARRAY": WSTRZ ["logs\\new" "deep"], )"
+              R"("NUMBER OF MOUNT POINTS": UINT32 2, "MEMBERIDZ": ZTOBJIDZ [@data @nested]})");
+    EXPECT_EQ(mounts("data"), ZTSTATUS_OK);
+    EXPECT_EQ(results(), nothing);
+}
+
+TEST_F(MountMethods, ARefreshShowsHiddenPathsOfItsVolume) {
+    EXPECT_EQ(mounts("nested"), ZTSTATUS_OK);
+    EXPECT_EQ(results(), nothing);
+    EXPECT_EQ(refresh("nested"), ZTSTATUS_OK);
+    EXPECT_THAT(output, IsEmpty());
+    EXPECT_EQ(mounts("nested"), ZTSTATUS_OK);
+    EXPECT_EQ(results(), R"({"ALL MOUNT POINTS ARRAY": WSTRZ ["later"], )"
+                         R"("NUMBER OF MOUNT POINTS": UINT32 1, "MEMBERIDZ": ZTOBJIDZ [@logs]})");
+
+    EXPECT_EQ(mounts("logs"), ZTSTATUS_OK);
+    EXPECT_EQ(
+        std::get<std::uint32_t>(lab::find(output, "NUMBER OF MOUNT POINTS")->value.elements.at(0)),
+        2u);
+    EXPECT_EQ(refresh("logs"), ZTSTATUS_OK);
+    EXPECT_EQ(mounts("logs"), ZTSTATUS_OK);
+    EXPECT_EQ(
+        results(),
+        R"({"ALL MOUNT POINTS ARRAY": WSTRZ ["logs\\new" "soon" "deep"], )"
+        R"("NUMBER OF MOUNT POINTS": UINT32 3, "MEMBERIDZ": ZTOBJIDZ [@data @data @nested]})");
+    EXPECT_EQ(refresh("data"), ZTSTATUS_OK);
+    EXPECT_THAT(alerts, IsEmpty());
+}
+
+TEST_F(MountMethods, GiveTheDriveLetter) {
+    EXPECT_EQ(letter("data"), ZTSTATUS_OK);
+    EXPECT_EQ(results(), R"({"DRIVE LETTER": WSTR "E"})");
+    EXPECT_EQ(letter("logs"), ZTSTATUS_OK);
+    EXPECT_EQ(results(), R"({"DRIVE LETTER": WSTR "0"})");
+    EXPECT_EQ(letter("nested"), 0xe5150109u);
+    EXPECT_THAT(output, IsEmpty());
+    // As it is stored, whatever its type.
+    EXPECT_EQ(letter("odd"), ZTSTATUS_OK);
+    EXPECT_EQ(results(), R"({"DRIVE LETTER": UINT32 7})");
+}
+
+TEST_F(MountMethods, AVolumeWithoutALetterHasNone) {
+    load(R"({"disk_groups": [{"name": "dg", "dgid": "g", "volumes": [
+        {"name": "v", "device": "\\V"}]}]})");
+    EXPECT_EQ(letter("v"), 0xe5150109u);
+    EXPECT_THAT(output, IsEmpty());
+}
+
+TEST_F(MountMethods, ParametersAreWanted) {
+    EXPECT_EQ(call("data", lab::mount_manager_interface, 8007, {}), 0xe5150104u);
+    EXPECT_EQ(
+        call("data", lab::mount_manager_interface, 8007, {{"FromMM", lab::boolean_value(true)}}),
+        0xe5150104u);
+    EXPECT_EQ(call("logs", lab::volume_manager_operations, 3041, {}), 0xe5150104u);
+    EXPECT_EQ(call("logs", lab::volume_manager_operations, 3041,
+                   {{"UpdateMountPath", lab::text_value("1")}}),
+              0xe5150104u);
+    EXPECT_EQ(mounts("logs"), ZTSTATUS_OK);
+    EXPECT_EQ(lab::find(output, "MEMBERIDZ")->value.elements.size(), 2u);
+}
+
+TEST_F(MountMethods, VolumesAloneOfferThem) {
+    EXPECT_EQ(mounts("dg"), ZTERROR_UNKNOWN_METHOD);
+    EXPECT_EQ(letter("service"), ZTERROR_UNKNOWN_METHOD);
+    EXPECT_EQ(refresh("service"), ZTERROR_UNKNOWN_METHOD);
+    EXPECT_EQ(call("data", lab::volume_manager_operations, 8006, {}), ZTERROR_UNKNOWN_METHOD);
+}
+
+}  // namespace
