@@ -1,5 +1,7 @@
 #include "driver_service.h"
 
+#include "locks.h"
+
 #include <windows.h>
 
 #include <memory>
@@ -9,6 +11,7 @@
 namespace lab {
 namespace {
 
+constexpr wchar_t drivers_lock[] = L"Global\\farlo lab drivers";
 constexpr DWORD stop_limit_ms = 20'000;
 constexpr DWORD stop_poll_ms = 20;
 
@@ -21,26 +24,6 @@ using ServiceHandle = std::unique_ptr<SC_HANDLE, CloseService>;
 [[noreturn]] void fail(DWORD error, const char* what) {
     throw std::system_error(static_cast<int>(error), std::system_category(), what);
 }
-
-// Lets one process at a time install and remove drivers.
-class OneAtATime {
-  public:
-    OneAtATime() : m_mutex(CreateMutexW(nullptr, FALSE, L"Global\\farlo lab drivers")) {
-        if (m_mutex == nullptr) {
-            fail(GetLastError(), "the drivers' mutex");
-        }
-        WaitForSingleObject(m_mutex, INFINITE);
-    }
-    ~OneAtATime() {
-        ReleaseMutex(m_mutex);
-        CloseHandle(m_mutex);
-    }
-    OneAtATime(const OneAtATime&) = delete;
-    OneAtATime& operator=(const OneAtATime&) = delete;
-
-  private:
-    HANDLE m_mutex;
-};
 
 ServiceHandle open_manager() {
     ServiceHandle manager(OpenSCManagerW(nullptr, nullptr, SC_MANAGER_ALL_ACCESS));
@@ -112,7 +95,7 @@ ServiceHandle create_service(SC_HANDLE manager, const std::wstring& name,
 
 void start_driver(const std::wstring& name, const std::filesystem::path& file) {
     const std::wstring full_path = std::filesystem::absolute(file).wstring();
-    const OneAtATime hold;
+    const MachineLock hold(drivers_lock);
     const ServiceHandle manager = open_manager();
     ServiceHandle service = open_service(manager.get(), name);
     if (service == nullptr) {
@@ -132,7 +115,7 @@ void start_driver(const std::wstring& name, const std::filesystem::path& file) {
 }
 
 void stop_driver(const std::wstring& name) {
-    const OneAtATime hold;
+    const MachineLock hold(drivers_lock);
     const ServiceHandle manager = open_manager();
     const ServiceHandle service = open_service(manager.get(), name);
     if (service == nullptr) {

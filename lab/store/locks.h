@@ -4,6 +4,8 @@
 
 #include <windows.h>
 
+#include <system_error>
+
 namespace lab {
 
 class Shared {
@@ -26,6 +28,28 @@ class Exclusive {
 
   private:
     SRWLOCK& m_lock;
+};
+
+// A hold of what one process of the machine does at a time. Throws
+// std::system_error.
+class MachineLock {
+  public:
+    explicit MachineLock(const wchar_t* name) : m_mutex(CreateMutexW(nullptr, FALSE, name)) {
+        if (m_mutex == nullptr) {
+            throw std::system_error(static_cast<int>(GetLastError()), std::system_category(),
+                                    "a lock of the machine");
+        }
+        WaitForSingleObject(m_mutex, INFINITE);
+    }
+    ~MachineLock() {
+        ReleaseMutex(m_mutex);
+        CloseHandle(m_mutex);
+    }
+    MachineLock(const MachineLock&) = delete;
+    MachineLock& operator=(const MachineLock&) = delete;
+
+  private:
+    HANDLE m_mutex;
 };
 
 }  // namespace lab

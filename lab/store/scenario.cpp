@@ -1,6 +1,7 @@
 #include "scenario.h"
 
 #include "json_file.h"
+#include "node_drive.h"
 #include "object_types.h"
 #include "scenario_members.h"
 #include "scenario_values.h"
@@ -202,9 +203,7 @@ class Builder {
     void add_volume(const JsonNode& node, Object& group, const std::string& number) {
         Members members(node, number);
         Object& volume = add_named(members, volume_type, &group);
-        m_model.set(volume, "DEVICE NAME", wide_value(widen(members.text(members.get("device")))));
-        m_model.set(volume, "volumename", wide_value(widen(members.text("volume_name", ""))));
-        m_model.set(volume, "DRIVE LETTER", wide_value(widen(members.text("drive_letter", ""))));
+        add_volume_names(members, volume);
         if (const JsonNode* guid = members.find("guid")) {
             m_model.set(volume, "volguid", narrow_value(members, *guid));
         }
@@ -226,6 +225,53 @@ class Builder {
         members.finish();
     }
 
+    // The names of a volume that is a drive of the machine are the machine's,
+    // unless others are given.
+    void add_volume_names(Members& members, Object& volume) {
+        const JsonNode* drive = members.find("drive");
+        const JsonNode* device = drive != nullptr ? members.find("device") : &members.get("device");
+        NodeDriveNames names;
+        std::wstring letter;
+        if (drive != nullptr) {
+            const NodeDrive wanted = read_drive(*drive, members.number());
+            letter = wanted.letter;
+            try {
+                names = provide_drive(wanted);
+            } catch (const std::runtime_error& error) {
+                throw ScenarioError(drive->line, error.what());
+            }
+        }
+        if (device != nullptr) {
+            names.device = widen(members.text(*device));
+        }
+        if (const JsonNode* volume_name = members.find("volume_name")) {
+            names.volume_name = widen(members.text(*volume_name));
+        }
+        if (const JsonNode* drive_letter = members.find("drive_letter")) {
+            letter = widen(members.text(*drive_letter));
+        }
+        m_model.set(volume, "DEVICE NAME", wide_value(std::move(names.device)));
+        m_model.set(volume, "volumename", wide_value(std::move(names.volume_name)));
+        m_model.set(volume, "DRIVE LETTER", wide_value(std::move(letter)));
+    }
+
+    static NodeDrive read_drive(const JsonNode& node, const std::string& number) {
+        Members members(node, number);
+        const JsonNode& letter = members.get("letter");
+        const std::string text = members.text(letter);
+        if (text.size() != 1 || text.front() < 'A' || text.front() > 'Z') {
+            throw ScenarioError(letter.line, "a letter from \"A\" to \"Z\" is wanted here");
+        }
+        const JsonNode& serial_number = members.get("serial");
+        const NodeDrive drive{
+            static_cast<wchar_t>(text.front()),
+            static_cast<std::uint32_t>(serial_number.unsigned_integer(UINT32_MAX)),
+            members.text("label", "")};
+        members.finish();
+        return drive;
+    }
+
+    // Folders of other volumes in which this one is mounted.
     void add_mount_points(const JsonNode& mounts, Object& volume, const std::string& number) {
         for (const JsonNode& node : mounts.array()) {
             Members mount(node, number);
