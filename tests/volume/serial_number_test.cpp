@@ -2,6 +2,7 @@
 #include "bus_lines.h"
 #include "farlo_test.h"
 
+#include <cstring>
 #include <map>
 
 namespace {
