@@ -13,7 +13,7 @@
 namespace lab {
 namespace {
 
-constexpr std::uint64_t most_groups_of_a_pattern = 1'000'000;
+constexpr std::uint64_t most_of_a_pattern = 1'000'000;
 
 constexpr std::uint32_t cluster_type = 2;
 constexpr std::uint32_t cluster_shared_type = 8;
@@ -24,7 +24,7 @@ class Builder {
         Members scenario(root);
         add_node(scenario.find("node"));
         for (const JsonNode& group : scenario.array("disk_groups")) {
-            add_groups(group);
+            repeat(group, "", [&](const std::string& number) { add_group(group, number); });
         }
         for (const JsonNode& object : scenario.array("objects")) {
             add_object(object);
@@ -149,16 +149,22 @@ class Builder {
 
     // ------------------------------------------------------------ disk groups
 
-    // "count" makes that many groups, numbered from 1.
-    void add_groups(const JsonNode& node) {
+    // "count" makes that many of one description, numbered from 1. All that is
+    // below them has their number.
+    template <class Add>
+    static void repeat(const JsonNode& node, const std::string& number, Add&& add) {
         const JsonNode* count = Members(node).find("count");
         if (count == nullptr) {
-            add_group(node, "");
+            add(number);
             return;
         }
-        const std::uint64_t groups = count->unsigned_integer(most_groups_of_a_pattern);
-        for (std::uint64_t number = 1; number <= groups; ++number) {
-            add_group(node, std::to_string(number));
+        if (!number.empty()) {
+            throw ScenarioError(count->line,
+                                "a pattern inside a pattern; their texts have one number only");
+        }
+        const std::uint64_t copies = count->unsigned_integer(most_of_a_pattern);
+        for (std::uint64_t copy = 1; copy <= copies; ++copy) {
+            add(std::to_string(copy));
         }
     }
 
@@ -177,16 +183,17 @@ class Builder {
                     boolean_value(members.boolean("cluster_shared", type == cluster_shared_type)));
         override_properties(members, group);
         for (const JsonNode& disk : members.array("disks")) {
-            add_disk(disk, group, number);
+            repeat(disk, number, [&](const std::string& own) { add_disk(disk, group, own); });
         }
         for (const JsonNode& volume : members.array("volumes")) {
-            add_volume(volume, group, number);
+            repeat(volume, number, [&](const std::string& own) { add_volume(volume, group, own); });
         }
         members.finish();
     }
 
     void add_disk(const JsonNode& node, Object& group, const std::string& number) {
         Members members(node, number);
+        members.find("count");
         Object& disk = add_named(members, disk_type, &group);
         m_model.set(disk, "DEVICE NAME", wide_value(widen(members.text("device", ""))));
         m_model.set(disk, "SIGNATURE", uint32_value(members.uint32("signature", 0)));
@@ -202,6 +209,7 @@ class Builder {
 
     void add_volume(const JsonNode& node, Object& group, const std::string& number) {
         Members members(node, number);
+        members.find("count");
         Object& volume = add_named(members, volume_type, &group);
         add_volume_names(members, volume);
         if (const JsonNode* guid = members.find("guid")) {

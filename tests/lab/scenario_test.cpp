@@ -195,6 +195,31 @@ TEST_F(Scenario, MakesManyGroupsOfOnePattern) {
     EXPECT_EQ(property("a#b", "dgid"), "STR \"#\"");
 }
 
+TEST_F(Scenario, MakesManyDisksAndVolumesOfOnePattern) {
+    load(R"({"disk_groups": [{"name": "dg#", "dgid": "#",
+        "disks": [{"name": "d##", "count": 3, "signature": 7}, {"name": "d#"}],
+        "volumes": [{"name": "none", "count": 0, "device": ""},
+                    {"name": "v#", "count": 2, "device": "\\V#", "file_system": {"label": "L#"},
+                     "plexes": [{"name": "p#", "subdisks": [{"name": "s#", "disk": "d0#"}]}]}]}]})");
+    EXPECT_THAT(children("dg#"), ElementsAre("d01", "d02", "d03", "d#", "v1", "v2"));
+    EXPECT_EQ(property("d03", "SIGNATURE"), "UINT32 7");
+    EXPECT_EQ(property("v2", "DEVICE NAME"), "WSTR \"\\\\V2\"");
+    EXPECT_EQ(property("v2 file system", "label"), "WSTR \"L2\"");
+    EXPECT_THAT(parents("s2"), ElementsAre("p2", "d02"));
+}
+
+TEST(ScenarioFault, OfAPatternTellsItsLine) {
+    EXPECT_EQ(fault_of("{\"disk_groups\": [{\"name\": \"g#\", \"dgid\": \"1\", \"count\": 2,\n"
+                       "\"disks\": [{\"name\": \"d#\",\n\"count\": 2}]}]}"),
+              "3: a pattern inside a pattern; their texts have one number only");
+    EXPECT_EQ(fault_of("{\"disk_groups\": [{\"name\": \"g#\", \"dgid\": \"1\", \"volumes\": [\n"
+                       "{\"name\": \"v#\", \"device\": \"\",\n\"count\": 1000001}]}]}"),
+              "3: an integer from 0 to 1000000 is wanted here");
+    EXPECT_EQ(fault_of("{\"disk_groups\": [{\"name\": \"g\", \"dgid\": \"1\", \"disks\": [\n"
+                       "{\"count\": 2,\n\"name\": \"d\"}]}]}"),
+              "3: the name \"d\" is taken; give the object an \"id\" of its own");
+}
+
 TEST(ScenarioFault, OfJsonTellsItsLine) {
     EXPECT_THAT(fault_of("{\n\"node\": {\n}\n,,\n}"), testing::StartsWith("4: syntax error"));
     EXPECT_THAT(fault_of(""), testing::StartsWith("1: syntax error"));
@@ -345,6 +370,30 @@ TEST_F(ScenarioFile, LargeHasTenThousandGroups) {
     EXPECT_THAT(query(L"SELECT FROM tamo_ztvm_volume where \"DEVICE NAME\" EQ "
                       L"\\device\\harddiskdmvolumes\\dg_out77\\VOL"),
                 ElementsAre("vol_out77"));
+}
+
+TEST_F(ScenarioFile, LargeGroupHasManyDisksAndVolumes) {
+    load_shipped("large_group.json");
+    EXPECT_THAT(of_type("tamo_ztvm_diskgroup"), ElementsAre("dg_large"));
+    EXPECT_EQ(children("dg_large", "tamo_ztvm_disk").size(), 500u);
+    EXPECT_EQ(children("dg_large", "tamo_ztvm_volume").size(), 2000u);
+    EXPECT_EQ(property("vol0042", "volguid"), "STR \"c0000000-0000-0000-0001-000000000042\"");
+    EXPECT_EQ(property("vol2000 file system", "label"), "WSTR \"Volume 2000\"");
+    EXPECT_EQ(property("Harddisk007", "DISKID"), "STR \"c0000007-5e6f\"");
+}
+
+TEST_F(ScenarioFile, RecordsHaveDrivesMirrorsAndSubdisks) {
+    load_shipped("records.json");
+    EXPECT_THAT(children("vol_mirror", "tamo_ztvm_plex"),
+                ElementsAre("vol_mirror-01", "vol_mirror-02"));
+    EXPECT_THAT(children("Harddisk2", "tamo_ztvm_subdisk"), ElementsAre("Harddisk2-01"));
+    EXPECT_THAT(children("vol_spanned-01"), ElementsAre("Harddisk3-01", "Harddisk3-02"));
+    EXPECT_THAT(parents("Harddisk3-02", "tamo_ztvm_disk"), ElementsAre("Harddisk3"));
+    EXPECT_THAT(children("dg_nodisks"), ElementsAre("vol_raw", "vol_bare"));
+    EXPECT_THAT(children("vol_raw"), IsEmpty());
+    EXPECT_THAT(children("dg_novolumes"), ElementsAre("Harddisk4"));
+    EXPECT_THAT(children("dg_empty"), IsEmpty());
+    EXPECT_EQ(property("vol_spanned", "DRIVE LETTER"), "WSTR \"N\"");
 }
 
 TEST_F(ScenarioFile, EmptyHasNoStorage) {
