@@ -1,0 +1,60 @@
+// labdriver: loads and unloads the lab's drivers.
+#include "driver_service.h"
+
+#include <windows.h>
+
+#include <CLI/CLI.hpp>
+
+#include <cstdio>
+
+namespace {
+
+constexpr int exit_failed = 1;
+constexpr int exit_usage = 2;
+
+// The driver's file, beside this program.
+std::filesystem::path file_of(const std::string& name) {
+    wchar_t program[MAX_PATH];
+    GetModuleFileNameW(nullptr, program, MAX_PATH);
+    std::filesystem::path file = std::filesystem::path(program).replace_filename(name + ".sys");
+    if (!std::filesystem::exists(file)) {
+        throw std::runtime_error(file.string() + ": there is no such driver");
+    }
+    return file;
+}
+
+int run(int argc, char** argv) {
+    CLI::App app("Loads and unloads the lab's drivers.", "labdriver");
+    app.failure_message(
+        [](const CLI::App*, const CLI::Error& error) { return std::string(error.what()) + '\n'; });
+    app.require_subcommand(1);
+    std::string name;
+    CLI::App* const start = app.add_subcommand("start", "loads a driver unless it is loaded");
+    CLI::App* const stop = app.add_subcommand("stop", "unloads a driver");
+    for (CLI::App* command : {start, stop}) {
+        command->add_option("driver", name, "its name: labdisk, for one")->required();
+    }
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? 0 : exit_usage;
+    }
+    const std::wstring service(name.begin(), name.end());
+    if (start->parsed()) {
+        lab::start_driver(service, file_of(name));
+    } else {
+        lab::stop_driver(service);
+    }
+    return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    try {
+        return run(argc, argv);
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "%s\n", error.what());
+        return exit_failed;
+    }
+}

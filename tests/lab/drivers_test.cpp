@@ -1,0 +1,91 @@
+// How the lab's drivers get into the system, shown with its disks.
+#include "driver_service.h"
+#include "lab_disks.h"
+
+#include "../service/process.h"
+
+#include <gtest/gtest.h>
+
+#include <system_error>
+
+namespace {
+
+using namespace support;
+
+constexpr DWORD hang_ms = 60'000;
+
+std::filesystem::path labdisk_file() {
+    wchar_t path[MAX_PATH] = L"";
+    SearchPathW(nullptr, L"labdisk.sys", nullptr, MAX_PATH, path, nullptr);
+    return path;
+}
+
+bool disk_is_there() {
+    const HANDLE disk =
+        CreateFileW(L"\\\\.\\" LAB_DISK_MBR, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                    nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (disk == INVALID_HANDLE_VALUE) {
+        EXPECT_EQ(GetLastError(), DWORD{ERROR_FILE_NOT_FOUND});
+        return false;
+    }
+    CloseHandle(disk);
+    return true;
+}
+
+class Drivers : public testing::Test {
+  protected:
+    void SetUp() override { lab::stop_driver(L"labdisk"); }
+    void TearDown() override { lab::stop_driver(L"labdisk"); }
+
+    // The program's exit code; its messages go to `errors`.
+    std::optional<DWORD> labdriver(const std::wstring& arguments) {
+        const Process process(L"labdriver.exe " + arguments);
+        const std::optional<DWORD> code = process.wait(hang_ms);
+        errors = process.errors();
+        return code;
+    }
+    std::string errors;
+};
+
+TEST_F(Drivers, AreLoadedOnceAndUnloaded) {
+    EXPECT_FALSE(disk_is_there());
+    lab::start_driver(L"labdisk", labdisk_file());
+    EXPECT_TRUE(disk_is_there());
+    lab::start_driver(L"labdisk", labdisk_file());
+    EXPECT_TRUE(disk_is_there());
+    lab::stop_driver(L"labdisk");
+    EXPECT_FALSE(disk_is_there());
+    lab::stop_driver(L"labdisk");
+    lab::start_driver(L"labdisk", labdisk_file());
+    EXPECT_TRUE(disk_is_there());
+}
+
+TEST_F(Drivers, TakeTheFileThatIsNamedLast) {
+    const TemporaryFolder folder;
+    const std::filesystem::path other = folder.file(L"other.sys");
+    std::filesystem::copy_file(labdisk_file(), other);
+    lab::start_driver(L"labdisk", labdisk_file());
+    lab::start_driver(L"labdisk", other);
+    EXPECT_TRUE(disk_is_there());
+    lab::stop_driver(L"labdisk");
+    std::filesystem::remove(other);
+    EXPECT_THROW(lab::start_driver(L"labdisk", other), std::system_error);
+    EXPECT_FALSE(disk_is_there());
+    lab::start_driver(L"labdisk", labdisk_file());
+    EXPECT_TRUE(disk_is_there());
+}
+
+TEST_F(Drivers, AreLoadedFromTheCommandLine) {
+    EXPECT_EQ(labdriver(L"start labdisk"), 0u);
+    EXPECT_TRUE(disk_is_there());
+    EXPECT_EQ(labdriver(L"stop labdisk"), 0u);
+    EXPECT_FALSE(disk_is_there());
+    EXPECT_EQ(errors, "");
+    EXPECT_EQ(labdriver(L"start nothing"), 1u);
+    EXPECT_NE(errors.find("nothing.sys: there is no such driver"), std::string::npos) << errors;
+    EXPECT_EQ(labdriver(L"start"), 2u);
+    EXPECT_EQ(labdriver(L"load labdisk"), 2u);
+    EXPECT_EQ(labdriver(L""), 2u);
+}
+
+}  // namespace
