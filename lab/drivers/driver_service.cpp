@@ -13,7 +13,8 @@ namespace {
 
 constexpr wchar_t drivers_lock[] = L"Global\\farlo lab drivers";
 constexpr DWORD stop_limit_ms = 20'000;
-constexpr DWORD stop_poll_ms = 20;
+constexpr DWORD start_limit_ms = 60'000;
+constexpr DWORD poll_ms = 20;
 
 struct CloseService {
     using pointer = SC_HANDLE;
@@ -64,7 +65,22 @@ void stop(SC_HANDLE service) {
         if (GetTickCount64() - begin > stop_limit_ms) {
             fail(ERROR_SERVICE_REQUEST_TIMEOUT, "unloading the driver");
         }
-        Sleep(stop_poll_ms);
+        Sleep(poll_ms);
+    }
+}
+
+// A system that has just come up is busy with its own services for a while.
+void start(SC_HANDLE service) {
+    const ULONGLONG begin = GetTickCount64();
+    while (StartServiceW(service, 0, nullptr) == FALSE) {
+        const DWORD error = GetLastError();
+        if (error == ERROR_SERVICE_ALREADY_RUNNING) {
+            return;
+        }
+        if (error != ERROR_SERVICE_DATABASE_LOCKED || GetTickCount64() - begin > start_limit_ms) {
+            fail(error, "loading the driver");
+        }
+        Sleep(poll_ms);
     }
 }
 
@@ -108,10 +124,7 @@ void start_driver(const std::wstring& name, const std::filesystem::path& file) {
             fail(GetLastError(), "changing the driver's file");
         }
     }
-    if (StartServiceW(service.get(), 0, nullptr) == FALSE &&
-        GetLastError() != ERROR_SERVICE_ALREADY_RUNNING) {
-        fail(GetLastError(), "loading the driver");
-    }
+    start(service.get());
 }
 
 void stop_driver(const std::wstring& name) {
