@@ -1,0 +1,117 @@
+// Agents in processes of their own bring volumes online at once.
+#include "../service/service_fixture.h"
+#include "farlo_dll.h"
+
+#include <gmock/gmock.h>
+
+#include <sstream>
+
+namespace {
+
+using namespace support;
+using testing::Each;
+using testing::IsEmpty;
+using testing::Optional;
+
+constexpr int agents = 8;
+constexpr char group[] = "d0000000-0000-0000-0000-000000000001";
+
+std::string volume_device(int number) {
+    return "\\\\Device\\\\V" + std::to_string(number);
+}
+
+// A group that is not imported, and volumes that are offline.
+std::string scenario(const std::string& node) {
+    std::string volumes;
+    for (int number = 1; number <= agents; ++number) {
+        volumes += (number > 1 ? "," : "") + std::string(R"({"name": "v)") +
+                   std::to_string(number) + R"(", "device": ")" + volume_device(number) +
+                   R"(", "state": 32})";
+    }
+    return R"({"node": {)" + node + R"(}, "disk_groups": [{"name": "dg", "type": 8, "dgid": ")" +
+           group + R"(", "volumes": [)" + volumes + "]}]}";
+}
+
+class OnlineTogether : public ServiceTest {
+  protected:
+    void SetUp() override {
+        environment().remove_logs();
+        m_ready = CreateSemaphoreW(nullptr, 0, agents, (m_name + L".ready").c_str());
+        m_go = CreateEventW(nullptr, TRUE, FALSE, (m_name + L".go").c_str());
+    }
+    void TearDown() override {
+        CloseHandle(m_ready);
+        CloseHandle(m_go);
+        ServiceTest::TearDown();
+    }
+
+    // Connects the agents, lets them go at once and gathers what they end with.
+    std::vector<std::optional<DWORD>> online_all() {
+        std::vector<std::unique_ptr<Process>> processes;
+        for (int number = 1; number <= agents; ++number) {
+            processes.push_back(std::make_unique<Process>(
+                beside_this_program(L"online_client.exe") + L" " + m_name + L" " +
+                std::wstring(group, group + sizeof group - 1) + L" \\Device\\V" +
+                std::to_wstring(number)));
+        }
+        for (int number = 1; number <= agents; ++number) {
+            EXPECT_EQ(WaitForSingleObject(m_ready, hang_ms), WAIT_OBJECT_0);
+        }
+        SetEvent(m_go);
+        std::vector<std::optional<DWORD>> codes;
+        for (const auto& process : processes) {
+            codes.push_back(process->wait(hang_ms));
+            EXPECT_EQ(process->errors(), "");
+        }
+        return codes;
+    }
+    // What the service answered to a method, in order.
+    std::vector<std::string> answers(const std::string& minor) const {
+        std::vector<std::string> found;
+        std::istringstream log(service->log());
+        for (std::string line; std::getline(log, line);) {
+            const std::string begin = "method " + minor + " -> ";
+            const std::size_t at = line.find(begin);
+            if (at != std::string::npos) {
+                line.erase(line.find_last_not_of('\r') + 1);
+                found.push_back(line.substr(at + begin.size()));
+            }
+        }
+        return found;
+    }
+    std::vector<std::uint32_t> volume_states() {
+        std::vector<std::uint32_t> states;
+        const opal_handle handle = connect();
+        std::vector<opal_objid> volumes;
+        EXPECT_EQ(list(handle, "tamo_ztvm_volume", volumes), ZTSTATUS_OK);
+        for (const opal_objid& volume : volumes) {
+            opal_property state;
+            EXPECT_EQ(ObGetProperty(handle->connection, handle->connection_context, &volume,
+                                    "ztvmstate", &state),
+                      ZTSTATUS_OK);
+            states.push_back(*static_cast<const std::uint32_t*>(state.value));
+            PsFreeProperty(&state);
+        }
+        release(handle);
+        return states;
+    }
+
+  private:
+    const std::wstring m_name = L"online-client-" + std::to_wstring(GetCurrentProcessId());
+    HANDLE m_ready = nullptr;
+    HANDLE m_go = nullptr;
+};
+
+TEST_F(OnlineTogether, ANodeThatRunsIsNotStarted) {
+    start(scenario(R"("role": 1)"));
+    EXPECT_THAT(online_all(), Each(Optional(0u)));
+    EXPECT_THAT(answers("6058"), IsEmpty());
+    EXPECT_EQ(answers("6063"), std::vector<std::string>(agents, "0x0"));
+    EXPECT_EQ(volume_states(), std::vector<std::uint32_t>(agents, 0));
+    // One imports the group; who came too late for it goes on.
+    std::vector<std::string> imports = answers("2003");
+    EXPECT_EQ(std::erase(imports, "0x0"), 1u);
+    EXPECT_THAT(imports, Each("0xe515007a"));
+}
+
+}  // namespace
