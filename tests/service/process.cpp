@@ -14,6 +14,8 @@ TemporaryFolder::TemporaryFolder() {
     GetTempPathW(MAX_PATH, base);
     m_path = std::wstring(base) + L"farlo-" + std::to_wstring(GetCurrentProcessId()) + L"-" +
              std::to_wstring(++last_number);
+    // A process that crashed under the same number left its own.
+    std::filesystem::remove_all(m_path);
     std::filesystem::create_directories(m_path);
 }
 
