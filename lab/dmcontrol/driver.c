@@ -1,0 +1,108 @@
+/* dmcontrol.sys: the volume manager's control devices. */
+#include "lab_dmcontrol.h"
+#include "requests.h"
+#include "state.h"
+#include "told_answers.h"
+
+#define DEVICE_FOLDER L"\\Device\\DmControl"
+
+/* Reasons for which a DLL's entry is called are 0 to 3. */
+enum { last_dll_reason = 3 };
+
+static HANDLE device_folder;
+
+static NTSTATUS complete(IRP* irp, NTSTATUS status, ULONG size) {
+    irp->IoStatus.Status = status;
+    irp->IoStatus.Information = size;
+    IoCompleteRequest(irp, IO_NO_INCREMENT);
+    return status;
+}
+
+static NTSTATUS WINAPI open_or_close(DEVICE_OBJECT* device, IRP* irp) {
+    (void)device;
+    return complete(irp, STATUS_SUCCESS, 0);
+}
+
+static NTSTATUS WINAPI control(DEVICE_OBJECT* device, IRP* irp) {
+    const IO_STACK_LOCATION* stack = IoGetCurrentIrpStackLocation(irp);
+    struct request request = {
+        .code = stack->Parameters.DeviceIoControl.IoControlCode,
+        .buffer = irp->AssociatedIrp.SystemBuffer,
+        .input_size = stack->Parameters.DeviceIoControl.InputBufferLength,
+        .output_size = stack->Parameters.DeviceIoControl.OutputBufferLength,
+    };
+    const NTSTATUS status =
+        handle_request(*(const enum device_kind*)device->DeviceExtension, &request);
+    return complete(irp, status, request.written);
+}
+
+/* The folder of both devices. */
+static NTSTATUS make_device_folder(void) {
+    UNICODE_STRING name;
+    OBJECT_ATTRIBUTES attributes;
+    RtlInitUnicodeString(&name, DEVICE_FOLDER);
+    InitializeObjectAttributes(&attributes, &name,
+                               OBJ_CASE_INSENSITIVE | OBJ_OPENIF | OBJ_PERMANENT, NULL, NULL);
+    const NTSTATUS status =
+        ZwCreateDirectoryObject(&device_folder, DIRECTORY_ALL_ACCESS, &attributes);
+    return status == STATUS_OBJECT_NAME_EXISTS ? STATUS_SUCCESS : status;
+}
+
+static NTSTATUS make_device(DRIVER_OBJECT* driver, const wchar_t* device_name,
+                            enum device_kind kind) {
+    UNICODE_STRING name;
+    DEVICE_OBJECT* device = NULL;
+    RtlInitUnicodeString(&name, device_name);
+    const NTSTATUS status =
+        IoCreateDevice(driver, sizeof kind, &name, FILE_DEVICE_UNKNOWN, 0, FALSE, &device);
+    if (NT_SUCCESS(status)) {
+        *(enum device_kind*)device->DeviceExtension = kind;
+        device->Flags &= ~(ULONG)DO_DEVICE_INITIALIZING;
+    }
+    return status;
+}
+
+static NTSTATUS make_devices(DRIVER_OBJECT* driver) {
+    NTSTATUS status = make_device_folder();
+    if (NT_SUCCESS(status)) {
+        status = make_device(driver, DM_INFO_DEVICE, info_device);
+    }
+    if (NT_SUCCESS(status)) {
+        status = make_device(driver, DM_CONFIG_DEVICE, config_device);
+    }
+    return status;
+}
+
+static void WINAPI unload(DRIVER_OBJECT* driver) {
+    while (driver->DeviceObject != NULL) {
+        IoDeleteDevice(driver->DeviceObject);
+    }
+    if (device_folder != NULL) {
+        ZwClose(device_folder);
+        device_folder = NULL;
+    }
+    state_free();
+}
+
+NTSTATUS WINAPI DriverEntry(DRIVER_OBJECT* driver, UNICODE_STRING* registry_path);
+
+NTSTATUS WINAPI DriverEntry(DRIVER_OBJECT* driver, UNICODE_STRING* registry_path) {
+    /* Wine takes a driver that imports ntdll for a DLL, too, and calls this as
+     * its entry. */
+    if ((ULONG_PTR)registry_path <= last_dll_reason) {
+        return TRUE;
+    }
+    driver->MajorFunction[IRP_MJ_CREATE] = open_or_close;
+    driver->MajorFunction[IRP_MJ_CLOSE] = open_or_close;
+    driver->MajorFunction[IRP_MJ_DEVICE_CONTROL] = control;
+    driver->DriverUnload = unload;
+    told_answers_init();
+    NTSTATUS status = state_init();
+    if (NT_SUCCESS(status)) {
+        status = make_devices(driver);
+    }
+    if (!NT_SUCCESS(status)) {
+        unload(driver);
+    }
+    return status;
+}
