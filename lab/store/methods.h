@@ -25,6 +25,7 @@ struct MethodCall {
     const PropertySet& input;
     PropertySet& output;
     std::vector<std::string>& alerts;  // raised when the lock is released
+    std::uint64_t now_ms;              // on the store's clock
 
     // A parameter of a type; nullptr when missing or of another type.
     template <class T> const T* parameter(const std::string& name, std::uint32_t type) const {
@@ -57,6 +58,9 @@ using MethodHandler = opal_status (*)(MethodCall& call);
 MethodHandler find_method(const GUID& interface_id, std::uint32_t major, std::uint32_t minor,
                           const std::string& target_type);
 
+// The visible disk group of that GUID text, or nullptr.
+Object* group_by_guid(MethodCall& call, const std::string& guid);
+
 // Handlers, by what they are about.
 opal_status import_group(MethodCall& call);
 opal_status deport_group(MethodCall& call);
@@ -66,6 +70,19 @@ opal_status rescan_disks(MethodCall& call);
 
 opal_status online_volume(MethodCall& call);
 opal_status offline_volume(MethodCall& call);
+
+opal_status arbitrate(MethodCall& call);
+opal_status stop_reservation(MethodCall& call);
+opal_status get_reservation(MethodCall& call);
+
+opal_status count_disks(MethodCall& call);
+
+opal_status set_fast_failover(MethodCall& call);
+opal_status set_cluster_service_state(MethodCall& call);
+
+opal_status start_node(MethodCall& call);
+opal_status stop_node(MethodCall& call);
+opal_status get_node_state(MethodCall& call);
 
 opal_status get_mount_points(MethodCall& call);
 opal_status get_drive_letter(MethodCall& call);

@@ -7,10 +7,6 @@ namespace {
 
 constexpr std::uint32_t cluster_group = 2;
 
-Object* group_by_guid(MethodCall& call, const std::string& guid) {
-    return call.model.find_by_text(group_type, "dgid", widen_ansi(guid));
-}
-
 // Raises the alert of an operation's end and passes its status on. Cluster
 // groups report through the cluster's events, all others through the volume
 // manager's.
@@ -34,6 +30,10 @@ opal_status give_identity(MethodCall& call, const Object& object, const char* pr
 }
 
 }  // namespace
+
+Object* group_by_guid(MethodCall& call, const std::string& guid) {
+    return call.model.find_by_text(group_type, "dgid", widen_ansi(guid));
+}
 
 opal_status import_group(MethodCall& call) {
     const std::string* guid = call.text("dgid");

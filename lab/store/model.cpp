@@ -145,6 +145,7 @@ void Model::remove(const opal_objid& id) {
         return;
     }
     const auto is_it = [&id](const opal_objid& other) { return IdEqual()(id, other); };
+    touch(*object);
     for (const opal_objid& parent : object->parents) {
         std::erase_if(find(parent)->children, is_it);
     }
@@ -162,6 +163,7 @@ void Model::remove(const opal_objid& id) {
 }
 
 void Model::set(Object& object, const std::string& property, Value value) {
+    touch(object);
     Index* index = existing_index(object, property);
     if (index != nullptr) {
         leave(*index, object, property);
@@ -180,6 +182,7 @@ void Model::set(Object& object, const std::string& property, Value value) {
 }
 
 bool Model::unset(Object& object, const std::string& property) {
+    touch(object);
     if (Index* index = existing_index(object, property)) {
         leave(*index, object, property);
     }
@@ -232,10 +235,19 @@ Object* Model::find_by_text(const std::string& type, const std::string& property
 std::size_t Model::reveal() {
     std::size_t count = 0;
     for (auto& [id, object] : m_objects) {
-        count += object.hidden ? 1 : 0;
-        object.hidden = false;
+        if (object.hidden) {
+            object.hidden = false;
+            touch(object);
+            ++count;
+        }
     }
     return count;
+}
+
+void Model::touch(const Object& object) {
+    if (m_tracks) {
+        m_changes.push_back(object.id);
+    }
 }
 
 Model::Index& Model::index_of(const std::string& type, const std::string& property) {

@@ -1,6 +1,7 @@
 // The objects of a node: typed, with properties, parents and children.
 #pragma once
 
+#include "node_transition.h"
 #include "value.h"
 
 #include <cstring>
@@ -90,6 +91,15 @@ class Model {
     // Makes hidden objects visible; how many.
     std::size_t reveal();
 
+    // The start or stop that is under way.
+    NodeTransition node;
+
+    // From then on changed objects are remembered: those that appear or are
+    // removed, and those with a property that is set or left out.
+    void track_changes() { m_tracks = true; }
+    // The objects that changed since the last call.
+    std::vector<opal_objid> take_changes() { return std::exchange(m_changes, {}); }
+
   private:
     // The objects of a type by the folded text of one property, each text's in
     // the order in which they were added. Made when first asked for.
@@ -101,6 +111,10 @@ class Model {
     static void enter(Index& index, const Object& object, const std::string& property);
     static void leave(Index& index, const Object& object, const std::string& property);
 
+    void touch(const Object& object);
+
+    bool m_tracks = false;
+    std::vector<opal_objid> m_changes;
     std::unordered_map<opal_objid, Object, IdHash, IdEqual> m_objects;
     std::unordered_map<std::string, opal_objid> m_names;
     std::map<std::string, std::vector<opal_objid>> m_types;

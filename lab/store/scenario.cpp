@@ -3,6 +3,7 @@
 #include "json_file.h"
 #include "node_drive.h"
 #include "object_types.h"
+#include "reservation.h"
 #include "scenario_members.h"
 #include "scenario_values.h"
 #include "text.h"
@@ -14,6 +15,9 @@ namespace lab {
 namespace {
 
 constexpr std::uint64_t most_of_a_pattern = 1'000'000;
+
+constexpr std::uint32_t usual_start_role = 1;
+constexpr std::uint64_t usual_reservation_key = 1;
 
 constexpr std::uint32_t cluster_type = 2;
 constexpr std::uint32_t cluster_shared_type = 8;
@@ -122,15 +126,30 @@ class Builder {
             m_model.set(misc, "nodeRole", uint32_value(members.uint32("role", 0)));
             m_model.set(misc, "nodeStatus", uint32_value(members.uint32("status", 0)));
             m_model.set(misc, "startSeconds", uint32_value(members.uint32("start_seconds", 0)));
+            m_model.set(misc, "startRole", uint32_value(start_role(members)));
+            m_model.set(misc, "stopSeconds", uint32_value(members.uint32("stop_seconds", 0)));
             m_model.set(misc, "startFails", boolean_value(members.boolean("start_fails", false)));
             override_properties(members, misc);
         }
         members.finish();
     }
 
+    // The role of a node that started: one of 0 would be none.
+    static std::uint32_t start_role(Members& node) {
+        const JsonNode* given = node.find("start_role");
+        const auto role = given != nullptr
+                              ? static_cast<std::uint32_t>(given->unsigned_integer(UINT32_MAX))
+                              : usual_start_role;
+        if (role == 0) {
+            throw ScenarioError(given->line, "a node that runs has a role other than 0");
+        }
+        return role;
+    }
+
     // "cluster_service": false leaves it out, an object overrides its properties.
     void add_cluster_service(Members& node) {
         const std::string node_name = node.text("name", "node1");
+        const std::uint64_t key = node.uint64("reservation_key", usual_reservation_key);
         const JsonNode* given = node.find("cluster_service");
         const bool overrides =
             given != nullptr && std::holds_alternative<JsonNode::Members>(given->value);
@@ -140,6 +159,7 @@ class Builder {
         Object& service = add("service", service_type, node.line());
         m_model.set(service, "Name", wide_value(L"cluster service"));
         m_model.set(service, "node", wide_value(widen(node_name)));
+        m_model.set(service, reservation_key, uint64_value(key));
         if (overrides) {
             Members members(*given);
             override_properties(members, service);
@@ -181,6 +201,9 @@ class Builder {
                     boolean_value(members.boolean("cluster_resource", type == cluster_type)));
         m_model.set(group, "cluster shared",
                     boolean_value(members.boolean("cluster_shared", type == cluster_shared_type)));
+        if (const JsonNode* reservation = members.find("reservation")) {
+            add_reservation(*reservation, group, number);
+        }
         override_properties(members, group);
         for (const JsonNode& disk : members.array("disks")) {
             repeat(disk, number, [&](const std::string& own) { add_disk(disk, group, own); });
@@ -188,6 +211,17 @@ class Builder {
         for (const JsonNode& volume : members.array("volumes")) {
             repeat(volume, number, [&](const std::string& own) { add_volume(volume, group, own); });
         }
+        members.finish();
+    }
+
+    void add_reservation(const JsonNode& node, Object& group, const std::string& number) {
+        Members members(node, number);
+        const JsonNode& owner = members.get("owner");
+        const std::wstring name = widen(members.text(owner));
+        if (name.empty()) {
+            throw ScenarioError(owner.line, "a reservation's owner is a node's name");
+        }
+        reserve(m_model, group, name, members.uint64("key", 0), members.boolean("defended", true));
         members.finish();
     }
 

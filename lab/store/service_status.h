@@ -17,5 +17,9 @@ inline constexpr opal_status status_no_identifier = 0xe5150106;  // the object h
 inline constexpr opal_status status_node_not_running = 0xe5150107;
 inline constexpr opal_status status_volume_broken = 0xe5150108;  // cannot go online
 inline constexpr opal_status status_no_drive_letter = 0xe5150109;
+inline constexpr opal_status status_reservation_conflict = 0xe515010a;  // another node has it
+inline constexpr opal_status status_not_reserved = 0xe515010b;          // by this node
+inline constexpr opal_status status_node_busy = 0xe515010c;             // starting or stopping
+inline constexpr opal_status status_no_node = 0xe515010d;               // no misc object
 
 }  // namespace lab

@@ -53,7 +53,27 @@ Object* Store::locate(const opal_objid& id, opal_status& status) {
     return nullptr;
 }
 
+void Store::settle() {
+    const ULONGLONG now = m_clock();
+    {
+        const Shared hold(m_lock);
+        if (!m_model.node.is_due(now)) {
+            return;
+        }
+    }
+    const Exclusive hold(m_lock);
+    settle_node(m_model, now);
+    report_changes();
+}
+
+void Store::report_changes() {
+    if (m_change_sink) {
+        m_change_sink(m_model, m_model.take_changes());
+    }
+}
+
 opal_status Store::get_property(const opal_objid& id, const std::string& name, Value& value) {
+    settle();
     const Shared hold(m_lock);
     opal_status status = ZTSTATUS_OK;
     const Object* object = locate(id, status);
@@ -73,11 +93,13 @@ opal_status Store::set_property(const opal_objid& id, const Property& property) 
     opal_status status = ZTSTATUS_OK;
     if (Object* object = locate(id, status)) {
         m_model.set(*object, property.name, property.value);
+        report_changes();
     }
     return status;
 }
 
 opal_status Store::get_properties(const opal_objid& id, PropertySet& properties) {
+    settle();
     const Shared hold(m_lock);
     opal_status status = ZTSTATUS_OK;
     if (const Object* object = locate(id, status)) {
@@ -128,6 +150,7 @@ opal_status Store::delete_object(const opal_objid& id) {
     opal_status status = ZTSTATUS_OK;
     if (locate(id, status) != nullptr) {
         m_model.remove(id);
+        report_changes();
     }
     return status;
 }
@@ -144,6 +167,7 @@ opal_status Store::get_objects(const std::string& type, std::vector<opal_objid>&
 }
 
 opal_status Store::query(const std::wstring& text, std::vector<opal_objid>& ids) {
+    settle();
     Query query;
     if (!parse_query(text, query)) {
         return ZTERROR_BAD_QUERY;
@@ -156,14 +180,16 @@ opal_status Store::query(const std::wstring& text, std::vector<opal_objid>& ids)
 opal_status Store::invoke(const opal_objid& target_id, const GUID& interface_id,
                           std::uint32_t major, std::uint32_t minor, const PropertySet& input,
                           PropertySet& output) {
+    settle();
     std::vector<std::string> alerts;
     opal_status status = ZTSTATUS_OK;
     {
         const Exclusive hold(m_lock);
         if (Object* target = locate(target_id, status)) {
             const MethodHandler handler = find_method(interface_id, major, minor, target->type);
-            MethodCall call{m_model, *target, input, output, alerts};
+            MethodCall call{m_model, *target, input, output, alerts, m_clock()};
             status = handler != nullptr ? handler(call) : ZTERROR_UNKNOWN_METHOD;
+            report_changes();
         }
     }
     for (const std::string& alert : alerts) {
@@ -196,6 +222,23 @@ bool Store::find_named(const std::string& name, opal_objid& id) {
     }
     id = object->id;
     return true;
+}
+
+void Store::set_change_sink(ChangeSink sink) {
+    const Exclusive hold(m_lock);
+    m_change_sink = std::move(sink);
+    m_model.track_changes();
+    m_model.take_changes();
+    std::vector<opal_objid> all = m_model.of_type(group_type);
+    const std::vector<opal_objid>& volumes = m_model.of_type(volume_type);
+    all.insert(all.end(), volumes.begin(), volumes.end());
+    m_change_sink(m_model, all);
+}
+
+void Store::change(const std::function<void(Model& model)>& work) {
+    const Exclusive hold(m_lock);
+    work(m_model);
+    report_changes();
 }
 
 void Store::raise_alert(const std::string& name) {

@@ -13,7 +13,11 @@ namespace lab {
 
 class Store : public Service {
   public:
-    explicit Store(Model model) : m_model(std::move(model)) {}
+    // Milliseconds, from any beginning.
+    using Clock = ULONGLONG(WINAPI*)();
+
+    explicit Store(Model model, Clock clock = GetTickCount64)
+        : m_model(std::move(model)), m_clock(clock) {}
 
     opal_status get_property(const opal_objid& object, const std::string& name,
                              Value& value) override;
@@ -38,7 +42,17 @@ class Store : public Service {
     // Sends an alert to the sink.
     void raise_alert(const std::string& name);
 
+    // Is told of every change, in order, under the store's lock: it must not call
+    // the store. First it is told of all disk groups and volumes that there are.
+    using ChangeSink = std::function<void(Model& model, const std::vector<opal_objid>& changed)>;
+    void set_change_sink(ChangeSink sink);
+    // Changes the storage as no client does.
+    void change(const std::function<void(Model& model)>& work);
+
   private:
+    // Ends what the node was at, when its time has come.
+    void settle();
+    void report_changes();
     // The object that clients know by that id; nullptr and a status otherwise.
     Object* locate(const opal_objid& id, opal_status& status);
     opal_status related(const opal_objid& object, std::vector<opal_objid> Object::*relation,
@@ -46,6 +60,8 @@ class Store : public Service {
 
     SRWLOCK m_lock = SRWLOCK_INIT;
     Model m_model;
+    Clock m_clock;
+    ChangeSink m_change_sink;
     SRWLOCK m_sink_lock = SRWLOCK_INIT;  // held while an alert is delivered
     AlertSink m_sink;
 };

@@ -53,14 +53,14 @@ std::vector<Expected> operator+(std::vector<Expected> left, const std::vector<Ex
 class NodeStart : public FarloTest {
   protected:
     // A run's body with the procedure, the token signalled, the start answered
-    // with success.
+    // with success and not done.
     using Body = std::function<void(LPTHREAD_START_ROUTINE procedure, KernelJournal& journal)>;
     void starting_at_every_threshold(const std::string& node, const Body& body) {
         scenario = "{}";
         at_every_threshold([&] {
             const LPTHREAD_START_ROUTINE procedure = take_procedure();
             load_scenario(node);
-            set_faults(R"([{"function": "PrCallDispatch", "nothing": true}])");
+            set_faults(R"([{"function": "PrCallDispatch", "status": "0x0"}])");
             KernelJournal journal(dll().module(), clock());
             journal.watch_event(token_name, "token");
             start_watching();
@@ -353,7 +353,7 @@ TEST_F(NodeStart, StartsTheNodeOnceWhateverTheNumberOfStarters) {
     for (int round = 0; round < 20; ++round) {
         once([&] {
             const LPTHREAD_START_ROUTINE procedure = take_procedure();
-            set_faults(R"([{"function": "PrCallDispatch", "nothing": true}])");
+            set_faults(R"([{"function": "PrCallDispatch", "status": "0x0"}])");
             std::atomic<bool> role_set{false};
             clock().on_pause = [&](int number) {
                 Sleep(1);

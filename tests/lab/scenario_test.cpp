@@ -42,6 +42,9 @@ TEST_F(Scenario, DescribesTheNode) {
     EXPECT_EQ(property("misc", "nodeStatus"), "");
     EXPECT_EQ(property("misc", "startSeconds"), "UINT32 4");
     EXPECT_EQ(property("misc", "startFails"), "BOOLEAN true");
+    EXPECT_EQ(property("misc", "startRole"), "UINT32 1");
+    EXPECT_EQ(property("misc", "stopSeconds"), "UINT32 0");
+    EXPECT_EQ(property("service", "reservation key"), "UINT64 1");
 
     load(R"({"node": {"cluster_service": false, "misc": false}})");
     EXPECT_THAT(of_type("solvane_cluster_service"), IsEmpty());

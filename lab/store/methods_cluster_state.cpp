@@ -1,0 +1,27 @@
+// What the cluster tells the service of itself: kept on its objects.
+#include "methods.h"
+#include "service_status.h"
+
+namespace lab {
+namespace {
+
+opal_status keep(MethodCall& call, const char* name) {
+    const std::uint32_t* value = call.number(name);
+    if (value == nullptr) {
+        return status_missing_parameter;
+    }
+    call.model.set(call.target, name, uint32_value(*value));
+    return ZTSTATUS_OK;
+}
+
+}  // namespace
+
+opal_status set_fast_failover(MethodCall& call) {
+    return keep(call, "FastFailoverFlag");
+}
+
+opal_status set_cluster_service_state(MethodCall& call) {
+    return keep(call, "ServiceState");
+}
+
+}  // namespace lab

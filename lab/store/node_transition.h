@@ -1,0 +1,21 @@
+// A start or stop of the node that takes its time.
+#pragma once
+
+#include <cstdint>
+
+namespace lab {
+
+class Model;
+
+struct NodeTransition {
+    enum class To { none, running, stopped };
+    To to = To::none;
+    std::uint64_t due_ms = 0;  // on the store's clock
+
+    bool is_due(std::uint64_t now_ms) const { return to != To::none && now_ms >= due_ms; }
+};
+
+// Ends a transition that is due.
+void settle_node(Model& model, std::uint64_t now_ms);
+
+}  // namespace lab

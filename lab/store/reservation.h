@@ -1,0 +1,27 @@
+// The reservation of a disk group: properties of the group, which it has only
+// while somebody holds it.
+#pragma once
+
+#include "model.h"
+
+#include <string>
+
+namespace lab {
+
+inline constexpr char reservation_owner[] = "reservation owner";  // the node's name
+inline constexpr char reservation_key[] = "reservation key";      // also of the service object
+inline constexpr char reservation_defended[] = "reservation defended";  // against other nodes
+
+inline bool is_reserved(const Object& group) {
+    return group.get(reservation_owner) != nullptr;
+}
+
+inline bool is_reserved_by(const Object& group, const std::wstring& node) {
+    return is_reserved(group) && group.text(reservation_owner) == node;
+}
+
+void reserve(Model& model, Object& group, const std::wstring& node, std::uint64_t key,
+             bool defended);
+void release_reservation(Model& model, Object& group);
+
+}  // namespace lab

@@ -1,0 +1,94 @@
+// The node's start and stop, with a clock that the test turns.
+#include "methods.h"
+#include "store_fixture.h"
+
+namespace {
+
+ULONGLONG now_ms;
+ULONGLONG WINAPI clock_of_the_test() {
+    return now_ms;
+}
+
+class NodeMethods : public lab_tests::StoreTest {
+  protected:
+    void load_node(const std::string& node) {
+        store = std::make_unique<lab::Store>(lab::build_scenario(R"({"node": {)" + node + "}}"),
+                                             clock_of_the_test);
+        now_ms = 5000;
+    }
+    opal_status start() { return call("service", lab::volume_manager_operations, 6058, {}); }
+    opal_status stop() { return call("service", lab::volume_manager_operations, 6059, {}); }
+    // The state that the service tells; its status must be 0.
+    std::string state() {
+        EXPECT_EQ(call("service", lab::volume_manager_operations, 6060, {}), ZTSTATUS_OK);
+        return results();
+    }
+    std::string role() { return property("misc", "nodeRole"); }
+    std::string failure() { return property("misc", "nodeStatus"); }
+};
+
+TEST_F(NodeMethods, AStartTakesItsTime) {
+    load_node(R"("start_seconds": 3, "start_role": 7)");
+    EXPECT_EQ(state(), R"({"nodeState": UINT32 0})");
+    EXPECT_EQ(start(), ZTSTATUS_OK);
+    EXPECT_EQ(role(), "UINT32 0");
+    EXPECT_EQ(state(), R"({"nodeState": UINT32 1})");
+    EXPECT_EQ(start(), 0xe5150047u);
+    EXPECT_EQ(stop(), 0xe515010cu);
+    now_ms += 2999;
+    EXPECT_EQ(role(), "UINT32 0");
+    now_ms += 1;
+    EXPECT_EQ(role(), "UINT32 7");
+    EXPECT_EQ(failure(), "UINT32 0");
+    EXPECT_EQ(state(), R"({"nodeState": UINT32 2})");
+    EXPECT_EQ(start(), 0xe5150047u);
+    EXPECT_EQ(role(), "UINT32 7");
+}
+
+TEST_F(NodeMethods, AStartWithoutATimeIsOverAtOnce) {
+    load_node("");
+    EXPECT_EQ(start(), ZTSTATUS_OK);
+    EXPECT_EQ(results(), "{}");
+    EXPECT_EQ(role(), "UINT32 1");
+    EXPECT_EQ(state(), R"({"nodeState": UINT32 2})");
+}
+
+TEST_F(NodeMethods, AStartThatFails) {
+    load_node(R"("start_seconds": 1, "start_fails": true)");
+    EXPECT_EQ(start(), ZTSTATUS_OK);
+    EXPECT_EQ(failure(), "UINT32 0");
+    now_ms += 1000;
+    EXPECT_EQ(failure(), "UINT32 1");
+    EXPECT_EQ(role(), "UINT32 0");
+    EXPECT_EQ(state(), R"({"nodeState": UINT32 4})");
+    // Another try forgets the failure until it fails as well.
+    EXPECT_EQ(start(), ZTSTATUS_OK);
+    EXPECT_EQ(failure(), "UINT32 0");
+    now_ms += 1000;
+    EXPECT_EQ(failure(), "UINT32 1");
+    EXPECT_EQ(stop(), 0xe5150107u);
+}
+
+TEST_F(NodeMethods, AStopTakesItsTime) {
+    load_node(R"("role": 2, "stop_seconds": 1)");
+    EXPECT_EQ(stop(), ZTSTATUS_OK);
+    EXPECT_EQ(role(), "UINT32 2");
+    EXPECT_EQ(state(), R"({"nodeState": UINT32 3})");
+    EXPECT_EQ(start(), 0xe515010cu);
+    EXPECT_EQ(stop(), 0xe515010cu);
+    now_ms += 1000;
+    EXPECT_EQ(state(), R"({"nodeState": UINT32 0})");
+    EXPECT_EQ(role(), "UINT32 0");
+    EXPECT_EQ(stop(), 0xe5150107u);
+    EXPECT_EQ(start(), ZTSTATUS_OK);
+    EXPECT_EQ(role(), "UINT32 1");
+}
+
+TEST_F(NodeMethods, NeedAMiscObject) {
+    load_node(R"("misc": false)");
+    EXPECT_EQ(start(), 0xe515010du);
+    EXPECT_EQ(stop(), 0xe515010du);
+    EXPECT_EQ(call("service", lab::volume_manager_operations, 6060, {}), 0xe515010du);
+}
+
+}  // namespace

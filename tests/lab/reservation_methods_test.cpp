@@ -1,0 +1,191 @@
+// Reservations, the health of disks, and what the cluster tells of itself.
+#include "methods.h"
+#include "store_fixture.h"
+
+namespace {
+
+class Reservations : public lab_tests::StoreTest {
+  protected:
+    void SetUp() override {
+        load(R"({"node": {"name": "here", "reservation_key": 77}, "disk_groups": [
+            {"name": "free", "dgid": "id-1"},
+            {"name": "defended", "dgid": "id-2", "reservation": {"owner": "there", "key": 5}},
+            {"name": "given up", "dgid": "id-3",
+             "reservation": {"owner": "there", "key": 6, "defended": false}},
+            {"name": "ours", "dgid": "id-4", "reservation": {"owner": "here", "key": 77}},
+            {"name": "late", "dgid": "id-5", "hidden": true}]})");
+    }
+    opal_status arbitrate(const std::string& guid) {
+        return call("service", lab::cluster_service_interface, 2,
+                    {{"Dgguid", lab::text_value(guid)}});
+    }
+    opal_status stop(const std::string& guid) {
+        return call("service", lab::cluster_service_interface, 4,
+                    {{"Dgguid", lab::text_value(guid)}, {"Opflag", lab::uint32_value(1)}});
+    }
+    // The results of asking for the state.
+    std::string state(const std::string& guid) {
+        EXPECT_EQ(call("service", lab::cluster_service_interface, 5,
+                       {{"Dgguid", lab::text_value(guid)},
+                        {"Opflag", lab::uint32_value(0)},
+                        {"otl trace", lab::boolean_value(false)}}),
+                  ZTSTATUS_OK);
+        return results();
+    }
+    void expect_owner(const std::string& group, const std::string& owner, const std::string& key) {
+        EXPECT_EQ(property(group, "reservation owner"), owner);
+        EXPECT_EQ(property(group, "reservation key"), key);
+    }
+};
+
+TEST_F(Reservations, AFreeGroupIsTaken) {
+    EXPECT_EQ(state("id-1"), R"({"Dgstate": UINT32 33})");
+    EXPECT_EQ(arbitrate("ID-1"), ZTSTATUS_OK);
+    expect_owner("free", "WSTR \"here\"", "UINT64 77");
+    EXPECT_EQ(state("id-1"), R"({"Dgstate": UINT32 34})");
+    EXPECT_EQ(arbitrate("id-1"), ZTSTATUS_OK);  // again
+    expect_owner("free", "WSTR \"here\"", "UINT64 77");
+}
+
+TEST_F(Reservations, OneThatIsDefendedIsLost) {
+    EXPECT_EQ(arbitrate("id-2"), 0xe515010au);
+    expect_owner("defended", "WSTR \"there\"", "UINT64 5");
+    EXPECT_EQ(state("id-2"), R"({"Dgstate": UINT32 33})");
+    EXPECT_EQ(stop("id-2"), 0xe515010bu);
+    expect_owner("defended", "WSTR \"there\"", "UINT64 5");
+}
+
+TEST_F(Reservations, OneThatIsNotDefendedIsWon) {
+    EXPECT_EQ(arbitrate("id-3"), ZTSTATUS_OK);
+    expect_owner("given up", "WSTR \"here\"", "UINT64 77");
+    EXPECT_EQ(state("id-3"), R"({"Dgstate": UINT32 34})");
+}
+
+TEST_F(Reservations, Stop) {
+    EXPECT_EQ(state("id-4"), R"({"Dgstate": UINT32 34})");
+    EXPECT_EQ(stop("id-4"), ZTSTATUS_OK);
+    expect_owner("ours", "", "");
+    EXPECT_EQ(state("id-4"), R"({"Dgstate": UINT32 33})");
+    EXPECT_EQ(stop("id-4"), 0xe515010bu);
+}
+
+TEST_F(Reservations, OfGroupsThatAreNone) {
+    for (const char* guid : {"id-5", "id-9", ""}) {
+        EXPECT_EQ(arbitrate(guid), 0xe5150101u);
+        EXPECT_EQ(stop(guid), 0xe5150101u);
+    }
+    const lab::Property guid{"Dgguid", lab::text_value("id-4")};
+    const lab::Property wide_guid{"Dgguid", lab::wide_value(L"id-4")};
+    for (const std::uint32_t minor : {2u, 4u, 5u, 13u}) {
+        EXPECT_EQ(call("service", lab::cluster_service_interface, minor, {}), 0xe5150104u);
+        EXPECT_EQ(call("service", lab::cluster_service_interface, minor, {wide_guid}), 0xe5150104u);
+        EXPECT_EQ(call("ours", lab::cluster_service_interface, minor, {guid}),
+                  ZTERROR_UNKNOWN_METHOD);
+    }
+    EXPECT_EQ(call("service", lab::cluster_service_interface, 4, {guid}), 0xe5150104u);
+    EXPECT_EQ(call("service", lab::cluster_service_interface, 5, {guid}), 0xe5150104u);
+    expect_owner("ours", "WSTR \"here\"", "UINT64 77");
+}
+
+TEST_F(Reservations, ChangesAreTold) {
+    std::vector<std::vector<std::string>> told;
+    store->set_change_sink([&](lab::Model& model, const std::vector<opal_objid>& changed) {
+        std::vector<std::string> names;
+        for (const opal_objid& id : changed) {
+            const lab::Object* object = model.find(id);
+            const std::string name = object != nullptr ? object->name : "gone";
+            if (names.empty() || names.back() != name) {
+                names.push_back(name);
+            }
+        }
+        told.push_back(names);
+    });
+    EXPECT_EQ(arbitrate("id-1"), ZTSTATUS_OK);
+    EXPECT_EQ(store->delete_object(id("ours")), ZTSTATUS_OK);
+    store->change([](lab::Model& model) { model.reveal(); });
+    using Told = std::vector<std::vector<std::string>>;
+    EXPECT_EQ(
+        told,
+        (Told{{"free", "defended", "given up", "ours", "late"}, {"free"}, {"gone"}, {"late"}}));
+}
+
+class DiskHealth : public lab_tests::StoreTest {
+  protected:
+    opal_status count(const std::string& guid) {
+        return call(
+            "service", lab::cluster_service_interface, 13,
+            {{"Dgname", lab::wide_value(L"not looked at")}, {"Dgguid", lab::text_value(guid)}});
+    }
+};
+
+TEST_F(DiskHealth, CountsThoseThatAreAlive) {
+    load(R"({"disk_groups": [
+        {"name": "dg1", "dgid": "id-1", "disks": [
+            {"name": "good"}, {"name": "missing", "state": 1}, {"name": "failed", "state": 2},
+            {"name": "both", "state": 3}, {"name": "odd", "state": 4}]},
+        {"name": "dg2", "dgid": "id-2"},
+        {"name": "dg3", "dgid": "id-3", "disks": [{"name": "other"}]}]})");
+    EXPECT_EQ(count("ID-1"), ZTSTATUS_OK);
+    EXPECT_EQ(results(), R"({"total_disks": UINT32 5, "live_disks": UINT32 2})");
+    EXPECT_EQ(count("id-2"), ZTSTATUS_OK);
+    EXPECT_EQ(results(), R"({"total_disks": UINT32 0, "live_disks": UINT32 0})");
+    EXPECT_EQ(count("id-9"), 0xe5150101u);
+    EXPECT_EQ(store->set_property(id("good"), {"ztvmstate", lab::uint32_value(2)}), ZTSTATUS_OK);
+    EXPECT_EQ(count("id-1"), ZTSTATUS_OK);
+    EXPECT_EQ(results(), R"({"total_disks": UINT32 5, "live_disks": UINT32 1})");
+}
+
+using ClusterState = lab_tests::StoreTest;
+
+TEST_F(ClusterState, IsKeptOnItsObjects) {
+    load(R"({"disk_groups": [{"name": "dg1", "dgid": "id-1"}]})");
+    EXPECT_EQ(property("dg1", "FastFailoverFlag"), "");
+    EXPECT_EQ(call("dg1", lab::volume_manager_operations, 2027,
+                   {{"FastFailoverFlag", lab::uint32_value(9)}}),
+              ZTSTATUS_OK);
+    EXPECT_EQ(property("dg1", "FastFailoverFlag"), "UINT32 9");
+    EXPECT_EQ(call("service", lab::volume_manager_operations, 2028,
+                   {{"ServiceState", lab::uint32_value(4)}}),
+              ZTSTATUS_OK);
+    EXPECT_EQ(property("service", "ServiceState"), "UINT32 4");
+    EXPECT_EQ(call("dg1", lab::volume_manager_operations, 2027,
+                   {{"FastFailoverFlag", lab::boolean_value(true)}}),
+              0xe5150104u);
+    EXPECT_EQ(call("service", lab::volume_manager_operations, 2028, {}), 0xe5150104u);
+    EXPECT_EQ(property("dg1", "FastFailoverFlag"), "UINT32 9");
+}
+
+using ScenarioFaults = lab_tests::StoreTest;
+
+TEST_F(ScenarioFaults, OfNodesAndReservationsAreToldByLine) {
+    const struct {
+        const char* json;
+        const char* reason;
+    } rows[] = {
+        {"{\"node\": {\n\"start_role\": 0}}", "2: a node that runs has a role other than 0"},
+        {"{\"node\": {\n\"stop_seconds\": -1}}", nullptr},
+        {"{\"node\": {\n\"reservation_key\": \"x\"}}", nullptr},
+        {"{\"disk_groups\": [{\"name\": \"d\", \"dgid\": \"g\",\n\"reservation\": {}}]}",
+         "2: \"owner\" is missing"},
+        {"{\"disk_groups\": [{\"name\": \"d\", \"dgid\": \"g\",\n\"reservation\": {\"owner\": "
+         "\"\"}}]}",
+         "2: a reservation's owner is a node's name"},
+        {"{\"disk_groups\": [{\"name\": \"d\", \"dgid\": \"g\",\n\"reservation\": {\"owner\": "
+         "\"n\", \"lost\": true}}]}",
+         "2: nothing is known of the key \"lost\""},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.json);
+        try {
+            load(row.json);
+            ADD_FAILURE() << "it was taken";
+        } catch (const lab::ScenarioError& error) {
+            EXPECT_EQ(std::string(error.what()).substr(0, 3), "2: ");
+            if (row.reason != nullptr) {
+                EXPECT_STREQ(error.what(), row.reason);
+            }
+        }
+    }
+}
+
+}  // namespace
