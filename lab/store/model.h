@@ -94,9 +94,9 @@ class Model {
     // The start or stop that is under way.
     NodeTransition node;
 
-    // From then on changed objects are remembered: those that appear or are
-    // removed, and those with a property that is set or left out.
-    void track_changes() { m_tracks = true; }
+    // Whether changed objects are remembered: those that appear or are removed,
+    // and those with a property that is set or left out.
+    void track_changes(bool tracks) { m_tracks = tracks; }
     // The objects that changed since the last call.
     std::vector<opal_objid> take_changes() { return std::exchange(m_changes, {}); }
 

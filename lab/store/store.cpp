@@ -227,8 +227,11 @@ bool Store::find_named(const std::string& name, opal_objid& id) {
 void Store::set_change_sink(ChangeSink sink) {
     const Exclusive hold(m_lock);
     m_change_sink = std::move(sink);
-    m_model.track_changes();
+    m_model.track_changes(static_cast<bool>(m_change_sink));
     m_model.take_changes();
+    if (!m_change_sink) {
+        return;
+    }
     std::vector<opal_objid> all = m_model.of_type(group_type);
     const std::vector<opal_objid>& volumes = m_model.of_type(volume_type);
     all.insert(all.end(), volumes.begin(), volumes.end());

@@ -44,6 +44,7 @@ class Store : public Service {
 
     // Is told of every change, in order, under the store's lock: it must not call
     // the store. First it is told of all disk groups and volumes that there are.
+    // An empty function ends it.
     using ChangeSink = std::function<void(Model& model, const std::vector<opal_objid>& changed)>;
     void set_change_sink(ChangeSink sink);
     // Changes the storage as no client does.

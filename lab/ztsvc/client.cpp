@@ -72,6 +72,7 @@ opal_status Client::faulty(Operation operation, Work&& work, std::uint32_t minor
     if (fault.delay_ms != 0) {
         Sleep(fault.delay_ms);
     }
+    m_kernel.collect();
     const opal_status status = fault.status ? *fault.status : work();
     if (fault.drop) {
         throw Dropped();

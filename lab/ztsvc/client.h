@@ -2,6 +2,7 @@
 #pragma once
 
 #include "faults.h"
+#include "kernel_feed.h"
 #include "store.h"
 #include "stream.h"
 
@@ -11,8 +12,10 @@ namespace lab {
 
 class Client {
   public:
-    Client(SOCKET socket, Store& store, FaultPlan& faults, std::uint32_t number, bool quiet)
-        : m_stream(socket), m_store(store), m_faults(faults), m_number(number), m_quiet(quiet) {}
+    Client(SOCKET socket, Store& store, FaultPlan& faults, KernelFeed& kernel, std::uint32_t number,
+           bool quiet)
+        : m_stream(socket), m_store(store), m_faults(faults), m_kernel(kernel), m_number(number),
+          m_quiet(quiet) {}
 
     // Answers requests until the client is gone or sends what is no frame.
     void serve();
@@ -30,6 +33,7 @@ class Client {
     Stream m_stream;
     Store& m_store;
     FaultPlan& m_faults;
+    KernelFeed& m_kernel;
     std::uint32_t m_number;
     bool m_quiet;
 };

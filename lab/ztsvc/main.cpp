@@ -1,4 +1,6 @@
 // ztsvc: the lab's storage service, on a loopback port.
+#include "driver_service.h"
+#include "kernel_feed.h"
 #include "scenario.h"
 #include "server.h"
 #include "text.h"
@@ -12,6 +14,14 @@
 namespace {
 
 constexpr int exit_usage = 2;
+
+// Loads the driver that lies beside this program.
+void load_driver() {
+    wchar_t program[MAX_PATH];
+    GetModuleFileNameW(nullptr, program, MAX_PATH);
+    lab::start_driver(LAB_DM_DRIVER,
+                      std::filesystem::path(program).replace_filename(LAB_DM_DRIVER L".sys"));
+}
 
 // Appears whole, so that whoever waits for it never reads half a number.
 void write_port_file(const std::filesystem::path& path, std::uint16_t port) {
@@ -38,12 +48,14 @@ int run(int argc, char** argv) {
     std::string faults_file;
     std::uint16_t port = 4711;
     bool quiet = false;
+    bool driver = false;
     app.add_option("--scenario", scenario, "the storage to serve, a JSON file")->required();
     app.add_option("--port", port, "loopback port to listen on; 0 takes a free one")
         ->capture_default_str();
     app.add_option("--port-file", port_file,
                    "file that receives the port once clients may connect");
     app.add_option("--faults", faults_file, "faults that requests are to meet, a JSON file");
+    app.add_flag("--driver", driver, "load dmcontrol.sys, which is fed whenever it is loaded");
     app.add_flag("--quiet", quiet, "no line for each client and method");
 
     try {
@@ -55,7 +67,14 @@ int run(int argc, char** argv) {
     lab::FaultPlan faults = faults_file.empty()
                                 ? lab::FaultPlan()
                                 : lab::FaultPlan(lab::widen_ansi(faults_file).c_str());
-    lab::Server server(store, faults, quiet);
+    if (driver) {
+        load_driver();
+    }
+    lab::KernelFeed kernel(store);
+    if (!kernel.has_driver() && !quiet) {
+        std::printf("dmcontrol.sys is not loaded: no kernel device answers\n");
+    }
+    lab::Server server(store, faults, kernel, quiet);
     port = server.listen(port);
     if (!port_file.empty()) {
         write_port_file(lab::widen_ansi(port_file), port);

@@ -11,7 +11,7 @@ namespace lab {
 
 class Server {
   public:
-    Server(Store& store, FaultPlan& faults, bool quiet);
+    Server(Store& store, FaultPlan& faults, KernelFeed& kernel, bool quiet);
 
     // Port 0 takes any free one; returns the port. Throws std::runtime_error.
     std::uint16_t listen(std::uint16_t port);
@@ -28,6 +28,7 @@ class Server {
 
     Store& m_store;
     FaultPlan& m_faults;
+    KernelFeed& m_kernel;
     bool m_quiet;
     SOCKET m_socket = INVALID_SOCKET;
     std::uint32_t m_last_number = 0;

@@ -2,12 +2,13 @@
 
 namespace support {
 
-Service::Service(const std::string& scenario, const std::string& faults, std::uint16_t port) {
+Service::Service(const std::string& scenario, const std::string& faults, std::uint16_t port,
+                 const std::wstring& options) {
     const std::wstring port_file = m_folder.file(L"port");
     m_process = std::make_unique<Process>(
         L"ztsvc.exe --scenario " + in_quotes(m_folder.write(L"scenario.json", scenario)) +
         L" --faults " + in_quotes(m_folder.write(L"faults.json", faults)) + L" --port " +
-        std::to_wstring(port) + L" --port-file " + in_quotes(port_file));
+        std::to_wstring(port) + L" --port-file " + in_quotes(port_file) + options);
     EXPECT_TRUE(
         eventually([&] { return !read_text(port_file).empty() || !m_process->runs(); }, hang_ms));
     EXPECT_TRUE(m_process->runs()) << m_process->errors();
@@ -36,9 +37,9 @@ void ClientProcess::await_ready() {
         << "the client ended with " << m_process->wait(0).value_or(0);
 }
 
-void ServiceTest::start(const std::string& scenario, const std::string& faults,
-                        std::uint16_t port) {
-    service = std::make_unique<Service>(scenario, faults, port);
+void ServiceTest::start(const std::string& scenario, const std::string& faults, std::uint16_t port,
+                        const std::wstring& options) {
+    service = std::make_unique<Service>(scenario, faults, port, options);
     SetEnvironmentVariableA("ZTLAB_SERVICE",
                             ("127.0.0.1:" + std::to_string(service->port())).c_str());
 }

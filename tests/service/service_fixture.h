@@ -21,7 +21,8 @@ constexpr DWORD hang_ms = 60'000;
 class Service {
   public:
     // Port 0 takes a free one.
-    Service(const std::string& scenario, const std::string& faults, std::uint16_t port);
+    Service(const std::string& scenario, const std::string& faults, std::uint16_t port,
+            const std::wstring& options = L"");
 
     std::uint16_t port() const { return m_port; }
     std::string log() const { return m_process->output(); }
@@ -60,7 +61,7 @@ class ServiceTest : public testing::Test {
     // Starts the service and makes it this process's, and that of the clients
     // which are started from here on.
     void start(const std::string& scenario, const std::string& faults = "[]",
-               std::uint16_t port = 0);
+               std::uint16_t port = 0, const std::wstring& options = L"");
     opal_handle connect();
     static void release(opal_handle handle) { EXPECT_EQ(UnInitializeZtVmW(handle), ZTSTATUS_OK); }
     // The service answers a connection of its own.

@@ -59,6 +59,17 @@ inline opal_status call_group_method(opal_handle handle, const opal_objid& group
     return status;
 }
 
+// Calls a method without parameters of the cluster-service object.
+inline opal_status call_service_method(opal_handle handle, uint32_t method) {
+    std::vector<opal_objid> services;
+    const opal_status status = list(handle, "solvane_cluster_service", services);
+    if (status != ZTSTATUS_OK || services.empty()) {
+        return status != ZTSTATUS_OK ? status : ZTERROR_UNKNOWN_OBJECT;
+    }
+    return PrCallDispatch(handle->connection, &services.front(), &volume_manager_interface, 0,
+                          method, nullptr, nullptr, 0, 0, 0, 0, nullptr, nullptr);
+}
+
 // The same on the first disk group that the service has.
 inline opal_status call_group_method(opal_handle handle, uint32_t method) {
     std::vector<opal_objid> groups;

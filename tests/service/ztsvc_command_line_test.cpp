@@ -42,8 +42,8 @@ TEST_F(CommandLine, HelpAndVersion) {
     const Ended help = run(L"--help");
     EXPECT_EQ(help.code, 0u);
     EXPECT_EQ(help.err, "");
-    for (const char* option :
-         {"--scenario", "--port", "--port-file", "--faults", "--quiet", "--help", "--version"}) {
+    for (const char* option : {"--scenario", "--port", "--port-file", "--faults", "--driver",
+                               "--quiet", "--help", "--version"}) {
         EXPECT_THAT(help.out, HasSubstr(option));
     }
     const Ended version = run(L"--version");

@@ -1,0 +1,134 @@
+// The driver fed by the service process, and the library that asks it.
+#include "../service/service_fixture.h"
+#include "control_device.h"
+#include "driver_service.h"
+#include "farlo_dll.h"
+
+namespace {
+
+using namespace support;
+
+constexpr char group_guid[] = "d0000000-0000-0000-0000-00000000000a";
+constexpr std::uint8_t volume_guid[16] = {0x01, 0x00, 0x00, 0xd1, 0x00, 0x00, 0x00, 0x00,
+                                          0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x0b};
+constexpr std::uint8_t binary_group_guid[16] = {0x00, 0x00, 0x00, 0xd0, 0x00, 0x00, 0x00, 0x00,
+                                                0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x0a};
+constexpr char scenario[] = R"({"node": {"name": "here"}, "disk_groups": [
+    {"name": "dg", "dgid": "d0000000-0000-0000-0000-00000000000a", "volumes": [
+        {"name": "vol", "device": "\\Device\\V", "guid": "d1000001-0000-0000-0000-00000000000b"}]},
+    {"name": "other", "dgid": "other", "imported": true,
+     "reservation": {"owner": "here", "key": 1}},
+    {"name": "late", "dgid": "late", "hidden": true}]})";
+
+class FedDriver : public ServiceTest {
+  protected:
+    void SetUp() override {
+        lab::stop_driver(LAB_DM_DRIVER);
+        start(scenario, "[]", 0, L" --driver");
+        farlo = std::make_unique<FarloDll>();
+        ASSERT_EQ(CALL(*farlo, InitializeClusterW)(&handle), 0u);
+    }
+    void TearDown() override {
+        EXPECT_EQ(CALL(*farlo, UnInitializeClusterW)(handle), 0u);
+        farlo.reset();
+        ServiceTest::TearDown();
+        service.reset();
+        lab::stop_driver(LAB_DM_DRIVER);
+    }
+
+    // What the library tells, its status being 0.
+    int state(const char* guid) {
+        std::uint8_t imported = 0xC5;
+        EXPECT_EQ(CALL(*farlo, GetDgStateW)(handle, L"", guid, &imported), 0u);
+        return imported;
+    }
+    std::uint32_t reservation(const char* guid) {
+        std::uint32_t status = 0xC5C5C5C5;
+        EXPECT_EQ(CALL(*farlo, GetDgReservationStatusW)(handle, L"", guid, &status), 0u);
+        return status;
+    }
+    std::uint32_t volume_status() {
+        std::uint32_t status = 0;
+        CALL(*farlo, GetDgVolumeStatusW)(handle, group_guid, volume_guid, &status);
+        return status;
+    }
+
+    std::unique_ptr<FarloDll> farlo;
+    opal_handle handle = nullptr;
+};
+
+TEST_F(FedDriver, TellsOfImports) {
+    EXPECT_EQ(state(group_guid), 0);
+    EXPECT_EQ(state("other"), 1);
+    ASSERT_EQ(CALL(*farlo, ImportDgW)(handle, L"dg", group_guid, nullptr, 0), 0u);
+    EXPECT_EQ(state(group_guid), 1);
+    ASSERT_EQ(CALL(*farlo, DeportDgW)(handle, L"dg", group_guid), 0u);
+    EXPECT_EQ(state(group_guid), 0);
+}
+
+TEST_F(FedDriver, TellsOfReservationsAndReleasesThem) {
+    EXPECT_EQ(reservation(group_guid), 33u);
+    EXPECT_EQ(reservation("other"), 34u);
+    ASSERT_EQ(CALL(*farlo, ArbitrateDgW)(handle, L"dg", group_guid), 0u);
+    EXPECT_EQ(reservation(group_guid), 34u);
+    ASSERT_EQ(CALL(*farlo, StopDgReservationW)(handle, L"dg", group_guid), 0u);
+    EXPECT_EQ(reservation(group_guid), 33u);
+    // Released through the driver: the service knows of it.
+    ASSERT_EQ(CALL(*farlo, ArbitrateDgW)(handle, L"dg", group_guid), 0u);
+    ASSERT_EQ(CALL(*farlo, ReleaseDgW)(group_guid), 0u);
+    EXPECT_EQ(reservation(group_guid), 33u);
+    EXPECT_EQ(CALL(*farlo, StopDgReservationW)(handle, L"dg", group_guid), 0xe515010bu);
+    EXPECT_EQ(reservation("other"), 34u);
+}
+
+TEST_F(FedDriver, TellsOfVolumes) {
+    EXPECT_EQ(volume_status(), 35u);
+    ASSERT_EQ(CALL(*farlo, ImportDgW)(handle, L"dg", group_guid, nullptr, 0), 0u);
+    EXPECT_EQ(volume_status(), 36u);
+    // What the library sends when it has dismounted a volume.
+    dm_volume_request record{};
+    std::strcpy(record.name, "vol");
+    std::memcpy(record.guid, binary_group_guid, sizeof record.guid);
+    dm_control_block block{reinterpret_cast<std::uintptr_t>(&record), 0};
+    const lab::WindowsHandle config = lab::open_device(DM_CONFIG_DEVICE);
+    ASSERT_EQ(lab::send_request(config.get(), DM_CONFIG_VOLUME_OFFLINE, &block, sizeof block,
+                                &block, sizeof block),
+              0u);
+    EXPECT_EQ(volume_status(), 35u);
+    std::uint32_t state = 0;
+    ASSERT_EQ(CALL(*farlo, GetDgVolumeStateW)(handle, L"dg", group_guid, L"\\Device\\V", &state),
+              0u);
+    EXPECT_EQ(state, 0x20u);
+}
+
+TEST_F(FedDriver, IsNotToldOfHiddenGroupsUntilARescan) {
+    lab::ControlDevice control;
+    dm_reservation_request record{};
+    std::strcpy(record.group_guid, "late");
+    dm_control_block block{reinterpret_cast<std::uintptr_t>(&record), 0};
+    const lab::WindowsHandle info = lab::open_device(DM_INFO_DEVICE);
+    const auto ask = [&] {
+        return lab::send_request(info.get(), DM_INFO_GET_IMPORTED, &block, sizeof block, &block,
+                                 sizeof block);
+    };
+    EXPECT_EQ(ask(), 0xC0000034u);
+    ASSERT_EQ(call_service_method(handle, 6054), 0u);
+    EXPECT_EQ(ask(), 0u);
+    EXPECT_EQ(record.reply, 1);
+}
+
+TEST_F(FedDriver, FailsAsItIsTold) {
+    lab::ControlDevice control;
+    ASSERT_EQ(control.set_answer(DM_INFO_GET_IMPORTED, 0xC0000043, 1), 0u);
+    std::uint8_t imported = 0xC5;
+    EXPECT_EQ(CALL(*farlo, GetDgStateW)(handle, L"", group_guid, &imported), 23u);
+    EXPECT_EQ(imported, 0xC5);
+    ASSERT_EQ(control.set_answer(DM_INFO_GET_IMPORTED, 0xC0000001, 1), 0u);
+    EXPECT_EQ(CALL(*farlo, GetDgStateW)(handle, L"", group_guid, &imported), 24u);
+    // Not known to the driver: the service is asked.
+    ASSERT_EQ(control.set_answer(DM_INFO_GET_IMPORTED, 0xC0000034, 1), 0u);
+    EXPECT_EQ(CALL(*farlo, GetDgStateW)(handle, L"", "other", &imported), 0u);
+    EXPECT_EQ(imported, 1);
+}
+
+}  // namespace
