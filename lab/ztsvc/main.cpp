@@ -71,9 +71,6 @@ int run(int argc, char** argv) {
         load_driver();
     }
     lab::KernelFeed kernel(store);
-    if (!kernel.has_driver() && !quiet) {
-        std::printf("dmcontrol.sys is not loaded: no kernel device answers\n");
-    }
     lab::Server server(store, faults, kernel, quiet);
     port = server.listen(port);
     if (!port_file.empty()) {
@@ -81,6 +78,9 @@ int run(int argc, char** argv) {
     }
     if (!quiet) {
         std::printf("listening on 127.0.0.1:%u\n", port);
+        if (!kernel.has_driver()) {
+            std::printf("dmcontrol.sys is not loaded: no kernel device answers\n");
+        }
         std::fflush(stdout);
     }
     server.run();
