@@ -1,0 +1,143 @@
+// A cluster agent that brings a volume online, again and again, and on that road
+// starts the node:
+//
+//   node_starter NAME NUMBER GROUP DEVICE STEP
+//
+// The event NAME.go.NUMBER sends it off; the semaphore NAME.done is released when
+// it is connected, and after each online. It ends behind an online that failed,
+// with its status.
+//
+// At STEP it stops for good and releases the semaphore NAME.reached:
+//   before    the node's mutex is not yet there
+//   holding   it holds the mutex
+//   token     it holds the mutex and the start token
+//   answered  the same, and the start is answered
+//   waiting   it waits for the node, and holds the token only
+// At "at-mutex" it releases the semaphore, too, but goes on and waits for the mutex;
+// at "-" it stops nowhere.
+#include "../support/interposer.h"
+#include "farlo.h"
+#include "ztbus3.h"
+
+#include <cstdio>
+#include <memory>
+
+namespace {
+
+using support::StandIn;
+
+constexpr DWORD hang_ms = 60'000;
+constexpr DWORD poll_pause_ms = 1000;
+constexpr int could_not_begin = 0x10000;
+constexpr std::uint32_t start_node_method = 6058;
+constexpr char node_mutex[] = "Global\\cvmclusternodeMutex";
+
+std::wstring step;
+HANDLE reached;
+
+void tell() {
+    ReleaseSemaphore(reached, 1, nullptr);
+}
+
+[[noreturn]] void stop_here() {
+    tell();
+    for (;;) {
+        Sleep(INFINITE);
+    }
+}
+
+// What the library calls on its road, for the life of the process.
+class Road {
+  public:
+    explicit Road(HMODULE farlo)
+        : m_create_mutex(farlo, "CreateMutexA",
+                         [this](SECURITY_ATTRIBUTES* security, BOOL owned, const char* name) {
+                             if (std::string(name) != node_mutex) {
+                                 return m_create_mutex.real(security, owned, name);
+                             }
+                             if (step == L"before") {
+                                 stop_here();
+                             }
+                             m_mutex = m_create_mutex.real(security, owned, name);
+                             return m_mutex.load();
+                         }),
+          m_wait(farlo, "WaitForSingleObject",
+                 [this](HANDLE object, DWORD limit_ms) {
+                     const bool is_mutex = object == m_mutex.load();
+                     if (is_mutex && step == L"at-mutex") {
+                         tell();
+                     }
+                     const DWORD result = m_wait.real(object, limit_ms);
+                     if (is_mutex && step == L"holding") {
+                         stop_here();
+                     }
+                     return result;
+                 }),
+          m_dispatch(farlo, "PrCallDispatch",
+                     [this](auto connection, auto target, auto interface_id, auto major,
+                            std::uint32_t minor, auto... rest) {
+                         if (minor == start_node_method && step == L"token") {
+                             stop_here();
+                         }
+                         const opal_status status = m_dispatch.real(
+                             connection, target, interface_id, major, minor, rest...);
+                         if (minor == start_node_method && step == L"answered") {
+                             stop_here();
+                         }
+                         return status;
+                     }),
+          m_sleep(farlo, "Sleep", [this](DWORD time_ms) {
+              if (time_ms == poll_pause_ms && step == L"waiting") {
+                  stop_here();
+              }
+              m_sleep.real(time_ms);
+          }) {}
+
+  private:
+    std::atomic<HANDLE> m_mutex{nullptr};
+    StandIn<decltype(CreateMutexA)> m_create_mutex;
+    StandIn<decltype(WaitForSingleObject)> m_wait;
+    StandIn<decltype(PrCallDispatch)> m_dispatch;
+    StandIn<decltype(Sleep)> m_sleep;
+};
+
+template <class Function> Function find(HMODULE farlo, const char* name) {
+    return reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(farlo, name)));
+}
+
+}  // namespace
+
+int wmain(int argc, wchar_t** argv) {
+    if (argc != 6) {
+        std::fputs("usage: node_starter NAME NUMBER GROUP DEVICE STEP\n", stderr);
+        return could_not_begin;
+    }
+    const std::wstring name = argv[1];
+    const std::wstring wide_guid = argv[3];
+    const std::string guid(wide_guid.begin(), wide_guid.end());
+    step = argv[5];
+    const HANDLE go = OpenEventW(SYNCHRONIZE, FALSE, (name + L".go." + argv[2]).c_str());
+    const HANDLE done = OpenSemaphoreW(SEMAPHORE_MODIFY_STATE, FALSE, (name + L".done").c_str());
+    reached = OpenSemaphoreW(SEMAPHORE_MODIFY_STATE, FALSE, (name + L".reached").c_str());
+    const HMODULE farlo = LoadLibraryW(L"farlo.dll");
+    if (farlo == nullptr || go == nullptr || done == nullptr || reached == nullptr) {
+        std::fprintf(stderr, "nothing to begin with, error %lu\n", GetLastError());
+        return could_not_begin;
+    }
+    const Road road(farlo);
+    opal_handle handle = nullptr;
+    const std::uint32_t connected =
+        find<InitializeClusterW_fn>(farlo, "InitializeClusterW")(&handle);
+    if (connected != 0) {
+        std::fprintf(stderr, "not connected: 0x%x\n", connected);
+        return could_not_begin;
+    }
+    const auto online = find<OnlineVolW_fn>(farlo, "OnlineVolW");
+    std::uint32_t status = 0;
+    ReleaseSemaphore(done, 1, nullptr);
+    while (status == 0 && WaitForSingleObject(go, hang_ms) == WAIT_OBJECT_0) {
+        status = online(handle, guid.c_str(), argv[4], 0, INFINITE);
+        ReleaseSemaphore(done, 1, nullptr);
+    }
+    return static_cast<int>(status);
+}

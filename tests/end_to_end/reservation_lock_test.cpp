@@ -1,0 +1,98 @@
+// The reservation status while another process holds the group's lock: real driver,
+// service and processes.
+#include "../service/service_fixture.h"
+#include "control_device.h"
+#include "driver_service.h"
+#include "farlo_dll.h"
+
+namespace {
+
+using namespace support;
+
+constexpr char guid[] = "e0000000-0000-0000-0000-000000000001";
+
+class ReservationLock : public ServiceTest {
+  protected:
+    void SetUp() override {
+        environment().remove_logs();
+        m_ready = CreateSemaphoreW(nullptr, 0, 1, (m_name + L".ready").c_str());
+        m_go = CreateEventW(nullptr, TRUE, FALSE, (m_name + L".go").c_str());
+        lab::stop_driver(LAB_DM_DRIVER);
+        start(R"({"node": {"name": "here"}, "disk_groups": [
+                  {"name": "dg", "dgid": "e0000000-0000-0000-0000-000000000001",
+                   "reservation": {"owner": "here", "key": 1}}]})",
+              "[]", 0, L" --driver");
+        m_farlo = std::make_unique<FarloDll>();
+        ASSERT_EQ(CALL(*m_farlo, InitializeClusterW)(&m_handle), 0u);
+    }
+    void TearDown() override {
+        m_holder.reset();
+        EXPECT_EQ(CALL(*m_farlo, UnInitializeClusterW)(m_handle), 0u);
+        m_farlo.reset();
+        ServiceTest::TearDown();
+        service.reset();
+        lab::stop_driver(LAB_DM_DRIVER);
+        CloseHandle(m_ready);
+        CloseHandle(m_go);
+    }
+
+    void hold_the_lock() {
+        m_holder =
+            std::make_unique<Process>(beside_this_program(L"mutex_holder.exe") + L" " + m_name +
+                                      L" Global\\" + std::wstring(guid, guid + sizeof guid - 1));
+        ASSERT_EQ(WaitForSingleObject(m_ready, hang_ms), WAIT_OBJECT_0);
+    }
+    void give_it_back() {
+        SetEvent(m_go);
+        EXPECT_EQ(m_holder->wait(hang_ms), 0u);
+    }
+    // The status that the library tells.
+    std::uint32_t ask(std::uint32_t wanted_result) {
+        std::uint32_t status = 0xC5C5C5C5;
+        EXPECT_EQ(CALL(*m_farlo, GetDgReservationStatusW)(m_handle, L"dg", guid, &status),
+                  wanted_result);
+        return status;
+    }
+
+    std::unique_ptr<Process> m_holder;
+
+  private:
+    const std::wstring m_name = L"mutex-holder-" + std::to_wstring(GetCurrentProcessId());
+    HANDLE m_ready = nullptr;
+    HANDLE m_go = nullptr;
+    std::unique_ptr<FarloDll> m_farlo;
+    opal_handle m_handle = nullptr;
+};
+
+TEST_F(ReservationLock, IsBusyWhileItIsHeldElsewhere) {
+    EXPECT_EQ(ask(0), 34u);
+    hold_the_lock();
+    // The next that reaches the driver takes this answer.
+    lab::ControlDevice control;
+    ASSERT_EQ(control.set_answer(DM_INFO_GET_RESERVATION, 0xC0000034, 1), 0u);
+    EXPECT_EQ(ask(0), 39u);
+    EXPECT_EQ(ask(0), 39u);
+    give_it_back();
+    EXPECT_EQ(ask(1), 35u) << "the driver was asked while the lock was held elsewhere";
+    EXPECT_EQ(ask(0), 34u);
+}
+
+TEST_F(ReservationLock, OfAKilledHolderIsGoneWithIt) {
+    hold_the_lock();
+    EXPECT_EQ(ask(0), 39u);
+    m_holder->kill();
+    EXPECT_EQ(ask(0), 34u);
+}
+
+// Somebody else has it open, so that it outlives its owner: the first query learns
+// that the owner died and leaves the lock owned.
+TEST_F(ReservationLock, ThatWasAbandonedIsBusy) {
+    hold_the_lock();
+    const lab::WindowsHandle open(
+        OpenMutexA(SYNCHRONIZE, FALSE, (std::string("Global\\") + guid).c_str()));
+    ASSERT_TRUE(open != nullptr);
+    m_holder->kill();
+    EXPECT_EQ(ask(0), 39u);
+}
+
+}  // namespace
