@@ -1,6 +1,7 @@
 #include "cluster_agent.h"
 
 #include <cstdio>
+#include <cstring>
 
 namespace agent {
 namespace {
@@ -50,6 +51,18 @@ std::string describe(uint32_t status) {
         return "no handle";
     case FARLO_INVALID_ARGUMENT:
         return "an argument is invalid";
+    case FARLO_DEVICE_SHARING_VIOLATION:
+    case FARLO_DEVICE_FAILED:
+    case FARLO_DEVICE_UNSUCCESSFUL:
+        return "the volume manager's driver refused";
+    case FARLO_RESERVATION_BUSY:
+        return "the reservation is being updated";
+    case FARLO_PROVIDER_FAILED:
+        return "an object of the service is missing, or the node's start failed";
+    case FARLO_NODE_ALREADY_STARTED:
+        return "the cluster volume manager runs already";
+    case FARLO_ALREADY_ONLINE:
+        return "the disk group is online already";
     default:
         return "a status of the storage service";
     }
@@ -143,6 +156,105 @@ void ClusterAgent::online(const std::wstring& name, const std::string& guid, uin
 
 void ClusterAgent::offline(const std::wstring& name, const std::string& guid, uint32_t options) {
     require("OfflineDgW", m_farlo.OfflineDgW(m_handle, name.c_str(), guid.c_str(), options));
+}
+
+void ClusterAgent::arbitrate(const std::string& guid) {
+    require("ArbitrateDgW", m_farlo.ArbitrateDgW(m_handle, nullptr, guid.c_str()));
+}
+
+void ClusterAgent::stop_reservation(const std::string& guid) {
+    require("StopDgReservationW", m_farlo.StopDgReservationW(m_handle, nullptr, guid.c_str()));
+}
+
+uint32_t ClusterAgent::reservation(const std::string& guid) {
+    uint32_t state = FARLO_RESERVATION_UNKNOWN;
+    require("GetDgReservationStatusW",
+            m_farlo.GetDgReservationStatusW(m_handle, nullptr, guid.c_str(), &state));
+    return state;
+}
+
+bool ClusterAgent::is_imported(const std::string& guid) {
+    uint8_t imported = 0;
+    require("GetDgStateW", m_farlo.GetDgStateW(m_handle, nullptr, guid.c_str(), &imported));
+    return imported != 0;
+}
+
+DiskAvailability ClusterAgent::disk_availability(const std::string& guid) {
+    DiskAvailability disks{};
+    require(
+        "GetDgDiskAvailabilityW",
+        m_farlo.GetDgDiskAvailabilityW(m_handle, nullptr, guid.c_str(), &disks.total, &disks.live));
+    return disks;
+}
+
+// The number of plexes cannot be given with the array: one that is added between
+// the two calls would not fit. An agent lists them while it alone changes volumes.
+std::vector<farlo_plex_state> ClusterAgent::plex_states(const std::string& guid,
+                                                        const std::wstring& device) {
+    uint32_t count = 0;
+    uint32_t status = m_farlo.GetDgVolPlexStatesW(m_handle, nullptr, guid.c_str(), device.c_str(),
+                                                  &count, nullptr);
+    std::vector<farlo_plex_state> plexes(count);
+    if (status == FARLO_BUFFER_TOO_SMALL && count != 0) {
+        status = m_farlo.GetDgVolPlexStatesW(m_handle, nullptr, guid.c_str(), device.c_str(),
+                                             &count, plexes.data());
+    } else if (status == FARLO_BUFFER_TOO_SMALL) {
+        status = FARLO_SUCCESS;
+    }
+    require("GetDgVolPlexStatesW", status);
+    return plexes;
+}
+
+// Asks for the size, then for the record; again when the group grew in between.
+GroupRecord ClusterAgent::record(const std::string& guid) {
+    std::vector<uint64_t> buffer;
+    uint32_t size = 0;
+    uint32_t status = FARLO_BUFFER_TOO_SMALL;
+    const auto bytes = [&] { return reinterpret_cast<DgInfo*>(buffer.data()); };
+    while (status == FARLO_BUFFER_TOO_SMALL) {
+        buffer.assign(size / sizeof(uint64_t) + 1, 0);
+        status = m_farlo.GetDgPropertiesW(m_handle, nullptr, guid.c_str(),
+                                          size == 0 ? nullptr : bytes(), &size);
+    }
+    require("GetDgPropertiesW", status);
+
+    GroupRecord record;
+    for (uint32_t i = 0; const auto* disk = farlo_dg_info_disk(bytes(), size, i); ++i) {
+        record.disks.emplace_back();
+        std::memcpy(&record.disks.back(), disk, sizeof *disk);
+    }
+    for (uint32_t i = 0; const auto* volume = farlo_dg_info_volume(bytes(), size, i); ++i) {
+        record.volumes.emplace_back();
+        std::memcpy(&record.volumes.back(), volume, sizeof *volume);
+    }
+    return record;
+}
+
+void ClusterAgent::start_node() {
+    const uint32_t status = m_farlo.StartCVMClusterW(m_handle);
+    if (status != FARLO_NODE_ALREADY_STARTED) {
+        require("StartCVMClusterW", status);
+    }
+}
+
+uint32_t ClusterAgent::node_state() {
+    uint32_t state = 0;
+    require("GetCVMClusterNodeStateW", m_farlo.GetCVMClusterNodeStateW(m_handle, &state));
+    return state;
+}
+
+void ClusterAgent::online_volume(const std::string& guid, const std::wstring& device,
+                                 uint32_t interval_ms) {
+    require("OnlineVolW",
+            m_farlo.OnlineVolW(m_handle, guid.c_str(), device.c_str(), 0, interval_ms));
+}
+
+void ClusterAgent::offline_volume(const std::string& guid, const std::wstring& device) {
+    require("OfflineVolW", m_farlo.OfflineVolW(m_handle, guid.c_str(), device.c_str(), 0));
+}
+
+void ClusterAgent::refresh_mount_path(const std::wstring& device) {
+    require("FFUpdateMountPathW", m_farlo.FFUpdateMountPathW(m_handle, device.c_str()));
 }
 
 }  // namespace agent

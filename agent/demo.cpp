@@ -4,6 +4,8 @@
 #include "lab_service.h"
 
 #include <cstdio>
+#include <cwchar>
+#include <iterator>
 #include <stdexcept>
 
 namespace agent {
@@ -11,7 +13,9 @@ namespace {
 
 constexpr DWORD alert_limit_ms = 10'000;
 constexpr DWORD drop_limit_ms = 10'000;
+constexpr DWORD node_limit_ms = 30'000;
 constexpr DWORD poll_ms = 50;
+constexpr uint32_t volume_interval_ms = 1'000;
 
 // An alert wakes the agent that waits for it.
 class AlertSignal {
@@ -68,6 +72,69 @@ void wait_for_drop(ClusterAgent& agent, const std::wstring& group) {
     throw std::runtime_error("the lost connection was not noticed within 10 s");
 }
 
+const char* reservation_text(uint32_t state) {
+    switch (state) {
+    case FARLO_RESERVATION_HELD:
+        return "held by this node";
+    case FARLO_RESERVATION_NOT_HELD:
+        return "not held by this node";
+    default:
+        return "unknown";
+    }
+}
+
+// One round of what a monitor asks again and again.
+void poll_health(Steps& steps, ClusterAgent& agent, const std::string& guid) {
+    const DiskAvailability disks = agent.disk_availability(guid);
+    steps.note(std::string("imported here: ") + (agent.is_imported(guid) ? "yes" : "no") +
+               "; reservation: " + reservation_text(agent.reservation(guid)) + "; disks alive: " +
+               std::to_string(disks.live) + " of " + std::to_string(disks.total));
+}
+
+void start_node(Steps& steps, ClusterAgent& agent) {
+    const uint32_t before = agent.node_state();
+    agent.start_node();
+    uint32_t state = agent.node_state();
+    steps.note("state " + std::to_string(before) + ", asked to start: state " +
+               std::to_string(state));
+    const uint32_t starting = state;
+    for (DWORD waited = 0; state == starting; waited += poll_ms) {
+        if (waited >= node_limit_ms) {
+            throw std::runtime_error("the node did not start within 30 s");
+        }
+        Sleep(poll_ms);
+        state = agent.node_state();
+    }
+    steps.note("started: state " + std::to_string(state));
+}
+
+std::wstring in_mib(uint64_t bytes) {
+    return std::to_wstring(bytes >> 20) + L" MiB";
+}
+
+void print_record(Steps& steps, const GroupRecord& record) {
+    for (const DgDiskInfo& disk : record.disks) {
+        wchar_t signature[16];
+        std::swprintf(signature, std::size(signature), L"%08x",
+                      static_cast<unsigned>(disk.signature));
+        steps.note("disk   ", std::wstring(disk.name) + L": signature " + signature + L", port " +
+                                  std::to_wstring(disk.port) + L", target " +
+                                  std::to_wstring(disk.target) + L", LUN " +
+                                  std::to_wstring(disk.lun));
+    }
+    for (const VolInfo& volume : record.volumes) {
+        steps.note("volume ", volume.device_name);
+        steps.note("         ",
+                   in_mib(volume.size) + L", " + volume.file_system + L" \"" + volume.label +
+                       L"\", " +
+                       ((volume.state & FARLO_VOLUME_UNUSABLE) != 0 ? L"offline" : L"online"));
+        steps.note("         access paths: ",
+                   std::wstring(volume.drive_letter) +
+                       (*volume.drive_letter != 0 && *volume.mount_points != 0 ? L"; " : L"") +
+                       volume.mount_points);
+    }
+}
+
 }  // namespace
 
 void run_demo(const DemoOptions& options) {
@@ -116,6 +183,37 @@ void run_demo(const DemoOptions& options) {
     // The service lost its memory with its process: the group is to be imported again.
     agent.online(options.group, guid, 0);
     alert.wait();
+
+    steps.begin("Reserve its disks for this node, and poll its health");
+    poll_health(steps, agent, guid);
+    agent.arbitrate(guid);
+    steps.note("arbitration won");
+    poll_health(steps, agent, guid);
+
+    steps.begin("Start the cluster volume manager on this node");
+    start_node(steps, agent);
+
+    steps.begin("Bring the disk group's volumes online");
+    for (const VolInfo& volume : agent.record(guid).volumes) {
+        agent.online_volume(guid, volume.device_name, volume_interval_ms);
+        agent.refresh_mount_path(volume.device_name);
+        steps.note("online: ", volume.device_name);
+        for (const farlo_plex_state& plex : agent.plex_states(guid, volume.device_name)) {
+            steps.note("        plex ",
+                       std::wstring(plex.name) + L", state " + std::to_wstring(plex.state));
+        }
+    }
+
+    steps.begin("Print the disk group's record");
+    print_record(steps, agent.record(guid));
+
+    steps.begin("Take the volumes offline, and give the reservation up");
+    for (const VolInfo& volume : agent.record(guid).volumes) {
+        agent.offline_volume(guid, volume.device_name);
+        steps.note("offline: ", volume.device_name);
+    }
+    agent.stop_reservation(guid);
+    poll_health(steps, agent, guid);
 
     steps.begin("Take the disk group offline");
     agent.offline(options.group, guid, 0);

@@ -31,7 +31,11 @@ FarloLibrary::FarloLibrary(const std::filesystem::path& path)
     : m_module(load(path)), ENTRY(ValidateClusterW), ENTRY(UnInitializeClusterW),
       ENTRY(RegisterForAlerts), ENTRY(GetDgNameListW), ENTRY(GetNonClusterDgNameListW),
       ENTRY(GetDgGuidW), ENTRY(GetDgNameW), ENTRY(GetDgVolumeGuidW), ENTRY(OnlineDgExW),
-      ENTRY(OfflineDgW) {}
+      ENTRY(OfflineDgW), ENTRY(ArbitrateDgW), ENTRY(StopDgReservationW),
+      ENTRY(GetDgReservationStatusW), ENTRY(GetDgStateW), ENTRY(GetDiskStateW),
+      ENTRY(GetDgDiskAvailabilityW), ENTRY(GetDgVolPlexStatesW), ENTRY(StartCVMClusterW),
+      ENTRY(GetCVMClusterNodeStateW), ENTRY(OnlineVolW), ENTRY(OfflineVolW),
+      ENTRY(FFUpdateMountPathW), ENTRY(GetDgPropertiesW) {}
 
 FarloLibrary::~FarloLibrary() {
     FreeLibrary(m_module);

@@ -34,6 +34,19 @@ class FarloLibrary {
     const GetDgVolumeGuidW_fn GetDgVolumeGuidW;
     const OnlineDgExW_fn OnlineDgExW;
     const OfflineDgW_fn OfflineDgW;
+    const ArbitrateDgW_fn ArbitrateDgW;
+    const StopDgReservationW_fn StopDgReservationW;
+    const GetDgReservationStatusW_fn GetDgReservationStatusW;
+    const GetDgStateW_fn GetDgStateW;
+    const GetDiskStateW_fn GetDiskStateW;
+    const GetDgDiskAvailabilityW_fn GetDgDiskAvailabilityW;
+    const GetDgVolPlexStatesW_fn GetDgVolPlexStatesW;
+    const StartCVMClusterW_fn StartCVMClusterW;
+    const GetCVMClusterNodeStateW_fn GetCVMClusterNodeStateW;
+    const OnlineVolW_fn OnlineVolW;
+    const OfflineVolW_fn OfflineVolW;
+    const FFUpdateMountPathW_fn FFUpdateMountPathW;
+    const GetDgPropertiesW_fn GetDgPropertiesW;
 };
 
 }  // namespace agent

@@ -22,7 +22,7 @@ LabService::~LabService() {
 
 void LabService::start() {
     std::filesystem::remove(m_port_file);
-    std::wstring command = L"\"" + m_program.wstring() + L"\" --quiet --scenario \"" +
+    std::wstring command = L"\"" + m_program.wstring() + L"\" --quiet --driver --scenario \"" +
                            m_scenario.wstring() + L"\" --port-file \"" + m_port_file.wstring() +
                            L"\" --port " + std::wstring(m_port.begin(), m_port.end());
     STARTUPINFOW startup{};

@@ -1,4 +1,5 @@
-// The lab's storage service as a child process of the demo.
+// The lab's storage service as a child process of the demo, with the volume
+// manager's driver.
 #pragma once
 
 #include <windows.h>
