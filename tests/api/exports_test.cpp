@@ -95,6 +95,17 @@ TEST_F(FarloImage, IsProtected) {
     }
 }
 
+// The runtime's record of a thread's exceptions, 16 bytes, lies within what the
+// loader gives each thread. Eight bytes are the C runtime's.
+TEST_F(FarloImage, KeepsItsRecordOfExceptionsInTheThreadsStorage) {
+    const auto& directory = headers().OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_TLS];
+    ASSERT_NE(directory.VirtualAddress, 0u);
+    IMAGE_TLS_DIRECTORY64 storage;
+    std::memcpy(&storage, reinterpret_cast<const char*>(m_module) + directory.VirtualAddress,
+                sizeof storage);
+    EXPECT_GE(storage.EndAddressOfRawData - storage.StartAddressOfRawData, 8u + 16u);
+}
+
 TEST_F(FarloImage, CarriesAVersionResource) {
     wchar_t path[MAX_PATH];
     ASSERT_NE(GetModuleFileNameW(m_module, path, MAX_PATH), 0u);

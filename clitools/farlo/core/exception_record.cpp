@@ -23,7 +23,9 @@ struct Record {
 };
 static_assert(sizeof(Record) == 16);
 
-__attribute__((section(".tls$farlo"), used)) Record record_template = {};
+// The linker sorts these sections by name: before ".tls$ZZZ", where the storage
+// ends.
+__attribute__((section(".tls$FARLO"), used)) Record record_template = {};
 
 Record* record_of_this_thread() {
     char** storages = nullptr;  // one for each program file, told by the thread's block
