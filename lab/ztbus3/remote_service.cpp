@@ -51,6 +51,7 @@ class RemoteLink {
             return status;
         } catch (const Malformed&) {
             m_stream.shut_down();
+            wait_for_end();
             return ZTERROR_NOT_CONNECTED;
         }
     }
@@ -64,12 +65,12 @@ class RemoteLink {
             // No frame, or no memory for it: what follows makes no sense.
             m_stream.shut_down();
         }
-        {
-            const Exclusive hold(m_lock);
-            m_ended = true;
-            WakeAllConditionVariable(&m_changed);
-        }
+        // Told first: whoever learns from a call that the connection is gone must
+        // find it gone.
         m_on_disconnect();
+        const Exclusive hold(m_lock);
+        m_ended = true;
+        WakeAllConditionVariable(&m_changed);
     }
 
   private:
@@ -111,6 +112,13 @@ class RemoteLink {
         bool m_answered = false;
         std::vector<std::uint8_t> m_body;
     };
+
+    void wait_for_end() {
+        const Exclusive hold(m_lock);
+        while (!m_ended) {
+            SleepConditionVariableSRW(&m_changed, &m_lock, INFINITE, 0);
+        }
+    }
 
     void take(Frame& frame) {
         switch (frame.kind) {
