@@ -26,13 +26,17 @@
  * Results. Every function returns a 32-bit status, 0 for success, unless its
  * description says otherwise. Besides the statuses named here, the service's
  * and the bus's own statuses are passed through unchanged. Out arguments are
- * written on success only, except where said otherwise.
+ * written on success only, except where said otherwise; when the connection drops
+ * during a call that would have succeeded, its result is FARLO_NOT_CONNECTED, and
+ * they may have been written.
  *
  * Memory. The caller owns every buffer that it passes. Nothing is handed out
  * that the caller must free, but the handle.
  *
  * Threads. Any thread may call any function at any time, several at once and
- * on one handle too. A call may block: lookups retry for up to 25 s, and the
+ * on one handle too, but for what releases a handle: UnInitializeCluster, and
+ * ValidateCluster where the connection was lost. No other call may be using it
+ * then. A call may block: lookups retry for up to 25 s, and the
  * search for a disk group that is not there yet rescans disks and waits.
  *
  * Trace log. What the library does is written to "%VMPATH%logs\farlo.log".
@@ -92,13 +96,14 @@ typedef struct opal_session* opal_handle;
 /*
  * Connects. `slot` is the address of the caller's handle: when it holds NULL, a
  * new connection is made and stored there; when it holds a handle that is still
- * connected, nothing is done; when it holds one that lost its connection, that
- * one is released and up to three reconnections are tried, half a second apart.
- * After a fresh connection the callback last given to RegisterForAlerts is
- * registered again.
+ * connected, nothing is done (but see below); when it holds one that lost its
+ * connection, that one is released and up to three reconnections are tried, with
+ * half a second behind each that failed. After a fresh connection, and at the
+ * first success in the process whoever made the handle, the callback last given
+ * to RegisterForAlerts is registered again.
  *
  * Statuses: FARLO_NOT_CONNECTED when there is no connection (a slot that held a
- * dropped handle then holds NULL).
+ * dropped handle then holds NULL), or no slot.
  *
  * InitializeClusterW, ValidateClusterA and ValidateClusterW are one function.
  */
@@ -1232,7 +1237,7 @@ typedef uint32_t (*GetDgVolumeStatusW_fn)(opal_handle handle, const char* guid,
 
 /* Set in the state of a record of a volume that cannot be used: one in whose state
  * one of the bits 0x4, 0x10, 0x20, 0x100 is set, or to which the operating system
- * has given no volume GUID name. */
+ * has given no volume GUID name. GetVolumeInfo looks at the latter only. */
 #define FARLO_VOLUME_UNUSABLE 0x20
 
 /*

@@ -5,6 +5,7 @@
 #include "fill_volume_info.h"
 #include "lookup.h"
 #include "mount_manager.h"
+#include "narrow_name.h"
 #include "trace_log.h"
 
 #include <vector>
@@ -111,8 +112,8 @@ std::uint32_t GetUnusableVolumesInfo(opal_handle handle, const wchar_t* name, co
     CZtObject group;
     std::uint32_t status = GetDgObjId(handle, name, guid, group, true);
     if (status != FARLO_SUCCESS) {
-        log(0, L"GetUnusableVolumesInfo::GetDgObjId failed for DG: %s,  error=(0x%x)", shown_name,
-            status);
+        log(0, L"GetUnusableVolumesInfo::GetDgObjId failed for DG: %S,  error=(0x%x)",
+            narrow_name(shown_name).c_str(), status);
         return status;
     }
     try {

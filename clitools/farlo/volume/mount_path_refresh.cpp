@@ -4,6 +4,7 @@
 #include "farlo.h"
 #include "find_volume.h"
 #include "method.h"
+#include "narrow_name.h"
 #include "trace_log.h"
 
 namespace farlo {
@@ -22,7 +23,8 @@ std::uint32_t refresh(opal_handle handle, const wchar_t* name) {
     }
     CZtObject volume;
     if (!FindVolIdByDLorDevName(handle, volume, name)) {
-        log(0, L"FFUpdateMountPath: FindVolIdByDLorDevName - failed to find volume  %s", name);
+        log(0, L"FFUpdateMountPath: FindVolIdByDLorDevName - failed to find volume  %S",
+            narrow_name(name).c_str());
         return FARLO_PROVIDER_FAILED;
     }
     CZtTempPropertySet input;
