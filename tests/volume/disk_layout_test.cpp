@@ -185,12 +185,46 @@ TEST_F(DiskLayout, NullArguments) {
         const Expected null{0, "GetDiskTypeAndSignatureW() failed ,NULL Signature/Guid/Type"};
         start_watching();
         EXPECT_EQ(FARLO(GetDiskTypeAndSignatureW)(L"d", nullptr, guid, &value), 0x80070057u);
-        EXPECT_EQ(FARLO(GetDiskTypeAndSignatureW)(L"d", &value, nullptr, &value), 0x80070057u);
         EXPECT_EQ(FARLO(GetDiskTypeAndSignatureW)(L"d", &value, guid, nullptr), 0x80070057u);
+        expect_log({bare_name, null, bare_name, bare_name, null, bare_name});
+        // The path is looked at first.
+        start_watching();
+        EXPECT_EQ(FARLO(GetDiskTypeAndSignatureW)(nullptr, nullptr, nullptr, nullptr), 0x80070057u);
         expect_log(
-            {bare_name, null, bare_name, bare_name, null, bare_name, bare_name, null, bare_name});
+            {bare_name, {0, "GetDiskTypeAndSignatureW() failed ,NULL VolumeGuid"}, bare_name});
         EXPECT_EQ(disk.lines, Lines{});
         EXPECT_TRUE(answer.style.untouched());
+    });
+}
+
+TEST_F(DiskLayout, ANullGuidIsRefusedOnlyWhereOneWouldBeWritten) {
+    at_every_threshold([&] {
+        const struct {
+            DWORD style;
+            std::uint32_t status;
+            Expected line;
+        } cases[] = {
+            {0, 0, {0, "Exiting GetDiskTypeAndSignatureW Type=0x0 Sig=0x89abcdef"}},
+            {1, 0x80070057, {0, "GetDiskTypeAndSignatureW() failed ,NULL Signature/Guid/Type"}},
+            {2, 0, {0, "Exiting GetDiskTypeAndSignatureW Type=0x2 Sig=0xc5c5c5c5"}}};
+        for (const auto& each : cases) {
+            SCOPED_TRACE(each.style);
+            Disk disk(dll().module());
+            disk.be_of_style(each.style);
+            if (each.style == 0) {
+                disk.be_mbr(0x89abcdef);
+            }
+            start_watching();
+            Answer answer;
+            EXPECT_EQ(FARLO(GetDiskTypeAndSignatureW)(L"\\\\.\\disk one",
+                                                      answer.signature.as<std::uint32_t>(), nullptr,
+                                                      answer.style.as<std::uint32_t>()),
+                      each.status);
+            EXPECT_EQ(disk.lines, asked);
+            EXPECT_EQ(answer.style_value(), each.status == 0 ? each.style : untouched_value);
+            EXPECT_EQ(answer.signature_value(), each.style == 0 ? 0x89abcdef : untouched_value);
+            expect_log({bare_name, each.line, bare_name});
+        }
     });
 }
 
@@ -262,7 +296,45 @@ TEST_F(DiskLayout, TheNarrowForm) {
                   0x80070057u);
         expect_log({{0, "GetDiskTypeAndSignatureA() failed , text of more than 259 characters or "
                         "invalid, error=(0x80070057)"}});
+        // The longest that fits.
+        EXPECT_EQ(FARLO(GetDiskTypeAndSignatureA)(std::string(259, 'p').c_str(), &signature, guid,
+                                                  &style),
+                  0u);
+        EXPECT_EQ(disk.lines, (asked + Lines{"open " + std::string(259, 'p'), "layout", "close"}));
     });
+}
+
+TEST_F(DiskLayout, EveryAllocationThatFails) {
+    std::vector<std::uint32_t> results;
+    const auto check = [&](std::uint32_t status, Disk& disk, Answer& answer) {
+        results.push_back(status);
+        EXPECT_EQ(disk.lines.back(), "close");
+        EXPECT_EQ(answer.style_value(), status == 0 ? 1u : untouched_value);
+        EXPECT_EQ(answer.guid.untouched(), status != 0);
+    };
+    const auto expect_results = [&] {
+        EXPECT_EQ(results.front(), 0u);
+        EXPECT_EQ(std::erase(results, 0u), 2u);  // none failing, before and after
+        EXPECT_THAT(results, testing::ElementsAre(0x8007000Eu));
+        results.clear();
+    };
+    at_every_allocation([&] {
+        Disk disk(dll().module());
+        disk.be_gpt();
+        Answer answer;
+        check(ask(answer), disk, answer);
+    });
+    expect_results();
+    at_every_allocation([&] {
+        Disk disk(dll().module());
+        disk.be_gpt();
+        Answer answer;
+        check(FARLO(GetDiskTypeAndSignatureA)("\\\\.\\disk one",
+                                              answer.signature.as<std::uint32_t>(),
+                                              answer.guid.data(), answer.style.as<std::uint32_t>()),
+              disk, answer);
+    });
+    expect_results();
 }
 
 // Nothing replaced: a device that does not exist, and a file that is no disk.
@@ -339,6 +411,63 @@ TEST_F(FirstVolumesDisk, GptLeavesTheIdAlone) {
     });
 }
 
+TEST_F(FirstVolumesDisk, RawLeavesTheIdAlone) {
+    at_every_threshold([&] {
+        Disk disk(dll().module());
+        disk.be_of_style(2);
+        EXPECT_EQ(ask(), 0u);
+        EXPECT_TRUE(id.untouched());
+        EXPECT_EQ(*style.as<std::uint32_t>(), 2u);
+        expect_log({bare_id_name,
+                    bare_name,
+                    {0, "Exiting GetDiskTypeAndSignatureW Type=0x2 Sig=0x0"},
+                    bare_name,
+                    {0, "Exiting GetFirstVolumesDiskIDW 0xc5c5c5c5"},
+                    bare_id_name});
+    });
+}
+
+// In decimal digits by the one, in hexadecimal by the other.
+TEST_F(FirstVolumesDisk, ErrorsOfMoreThanOneDigit) {
+    at_every_threshold([&] {
+        const struct {
+            DWORD open;
+            DWORD layout;
+            std::uint32_t status;
+            Expected line;
+            const char* number;
+        } cases[] = {{ERROR_SHARING_VIOLATION,
+                      0,
+                      32,
+                      {0, "GetDiskTypeAndSignatureW() CreateFile Failed for V1 error 32"},
+                      "0x20"},
+                     {0,
+                      ERROR_INSUFFICIENT_BUFFER,
+                      122,
+                      {0, "GetDiskTypeAndSignatureW: IOCTL_DISK_GET_DRIVE_LAYOUT_EX failed error"},
+                      "0x7a"}};
+        for (const auto& each : cases) {
+            SCOPED_TRACE(each.number);
+            Disk disk(dll().module());
+            disk.open_error = each.open;
+            disk.layout_error = each.layout;
+            start_watching();
+            EXPECT_EQ(ask(), each.status);
+            EXPECT_TRUE(id.untouched());
+            EXPECT_TRUE(style.untouched());
+            expect_log(
+                {bare_id_name,
+                 bare_name,
+                 each.line,
+                 bare_name,
+                 {0, std::string("GetFirstVolumesDiskIDW:GetDiskTypeAndSignatureW failed with "
+                                 "error = ") +
+                         each.number},
+                 bare_id_name});
+        }
+    });
+}
+
 TEST_F(FirstVolumesDisk, ADiskThatCannotBeRead) {
     at_every_threshold([&] {
         Disk disk(dll().module());
@@ -395,6 +524,79 @@ TEST_F(FirstVolumesDisk, NoSuchGroup) {
         expect_log({bare_id_name,
                     {0, "GetDgObjIdByName() failed , DG_TYPENAME not found in OPAL, error=(0x28)"},
                     bare_id_name});
+    });
+}
+
+// Nothing at all is no answer yet: it is asked for again.
+TEST_F(FirstVolumesDisk, NoGroupsAtAll) {
+    scenario = "{}";
+    at_every_threshold([&] {
+        EXPECT_EQ(ask(), 1u);
+        EXPECT_TRUE(id.untouched());
+        EXPECT_TRUE(style.untouched());
+        expect_calls(Lines(5, groups("")));
+        expect_pauses(std::vector<Pause>(5, {"Sleep", 5000}));
+        std::vector<Expected> lines{bare_id_name};
+        lines.insert(lines.end(), 5, {6, "GetDgObjIdByName: Sleeping for 5 secs"});
+        lines.push_back({0, "GetDgObjIdByName , Error , vecObjects.size () == 0 , error=(0x1)"});
+        lines.push_back({0, "GetFirstVolumesDiskIDW:GetDiskTypeAndSignatureW DG Not Found DG1"});
+        lines.push_back(bare_id_name);
+        expect_log(lines);
+    });
+}
+
+// What was asked for has been answered: the disk is read without the service.
+TEST_F(FirstVolumesDisk, AConnectionThatDropsMeanwhileIsNoFailureOfItsOwn) {
+    at_every_threshold([&] {
+        Disk disk(dll().module());
+        disk.be_mbr(0x1234);
+        set_faults(R"([{"property": "volumename", "drop": true}])");
+        EXPECT_EQ(ask(), 0u);
+        EXPECT_EQ(*id.as<std::uint32_t>(), 0x1234u);
+        EXPECT_EQ(*style.as<std::uint32_t>(), 0u);
+        EXPECT_EQ(disk.lines, (Lines{"open V1", "layout", "close"}));
+        expect_calls(find_group + first_name);
+    });
+}
+
+TEST_F(FirstVolumesDisk, AConnectionThatDropsBeforeTheVolumesNameIsRead) {
+    at_every_threshold([&] {
+        Disk disk(dll().module());
+        set_faults(R"([{"function": "ObGetChildObjects", "drop": true}])");
+        EXPECT_EQ(ask(), 18u);
+        EXPECT_EQ(disk.lines, Lines{});
+        EXPECT_TRUE(id.untouched());
+        EXPECT_TRUE(style.untouched());
+        expect_log({bare_id_name, {6, "API_TRY_CATCH_FAILED "}, bare_id_name});
+    });
+}
+
+TEST_F(FirstVolumesDisk, EveryAllocationThatFails) {
+    std::vector<std::uint32_t> results;
+    const auto run = [&](auto ask_for) {
+        at_every_allocation([&] {
+            Disk disk(dll().module());
+            disk.be_mbr(0x1234);
+            std::uint32_t disk_id = untouched_value;
+            std::uint32_t disk_style = untouched_value;
+            const std::uint32_t status = ask_for(disk_id, disk_style);
+            EXPECT_EQ(disk_id, status == 0 ? 0x1234 : untouched_value);
+            EXPECT_EQ(disk_style, status == 0 ? 0 : untouched_value);
+            results.push_back(status);
+        });
+        ASSERT_FALSE(results.empty());
+        EXPECT_EQ(results.front(), 0u);
+        EXPECT_EQ(std::erase(results, 0u), 2u);  // none failing, before and after
+        EXPECT_THAT(results, testing::Contains(18u));
+        EXPECT_THAT(results, testing::Contains(0x8007000Eu));
+        EXPECT_THAT(results, testing::Each(testing::AnyOf(18u, 0x8007000Eu)));
+        results.clear();
+    };
+    run([&](std::uint32_t& disk_id, std::uint32_t& disk_style) {
+        return FARLO(GetFirstVolumesDiskIDW)(handle, L"dg1", &disk_id, &disk_style);
+    });
+    run([&](std::uint32_t& disk_id, std::uint32_t& disk_style) {
+        return FARLO(GetFirstVolumesDiskIDA)(handle, "dg1", &disk_id, &disk_style);
     });
 }
 

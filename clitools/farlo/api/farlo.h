@@ -704,9 +704,10 @@ typedef uint32_t (*GetVolumeNameForSerialNumberW_fn)(opal_handle handle, const w
  * needed. A disk of more than 129 partition entries is not read.
  *
  *   path        a disk's or a volume's device path, which must open; required
- *   signature   receives an MBR disk's signature; else left alone
- *   disk_guid   receives a GPT disk's GUID, FARLO_GUID_SIZE bytes; else left alone
- *   style       receives the partition style
+ *   signature   receives an MBR disk's signature; else left alone; required
+ *   disk_guid   receives a GPT disk's GUID, FARLO_GUID_SIZE bytes; else left alone.
+ *               NULL is refused for a GPT disk only, after its layout was read
+ *   style       receives the partition style; required
  *
  * Statuses: FARLO_INVALID_ARGUMENT (NULL), FARLO_OUT_OF_MEMORY, the system's error
  * of opening the device or of reading its layout.
@@ -725,12 +726,12 @@ typedef uint32_t (*GetDiskTypeAndSignatureW_fn)(const wchar_t* path, uint32_t* s
  * without volumes has none: 0, and nothing is written.
  *
  *   name      the group's name (the A form takes up to 259 characters); required
- *   disk_id   receives the signature of an MBR disk; else left alone
- *   style     receives the partition style
+ *   disk_id   receives the signature of an MBR disk; else left alone; required
+ *   style     receives the partition style; required
  *
- * Statuses: FARLO_NOT_FOUND (no such group; NULL), FARLO_NULL_HANDLE,
- * FARLO_NOT_CONNECTED, FARLO_EXCLUDED_TYPE, FARLO_EXCEPTION, those of
- * GetDiskTypeAndSignature.
+ * Statuses: FARLO_NOT_FOUND (no such group; a NULL name, disk_id or style),
+ * FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_EXCLUDED_TYPE, FARLO_EXCEPTION,
+ * those of GetDiskTypeAndSignature.
  */
 uint32_t GetFirstVolumesDiskIDA(opal_handle handle, const char* name, uint32_t* disk_id,
                                 uint32_t* style);

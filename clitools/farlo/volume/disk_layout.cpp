@@ -23,15 +23,19 @@ static_assert(PARTITION_STYLE_MBR == FARLO_PARTITION_STYLE_MBR);
 static_assert(PARTITION_STYLE_GPT == FARLO_PARTITION_STYLE_GPT);
 static_assert(PARTITION_STYLE_RAW == FARLO_PARTITION_STYLE_RAW);
 
+std::uint32_t refuse_null_out() {
+    log(0, L"GetDiskTypeAndSignatureW() failed ,NULL Signature/Guid/Type");
+    return FARLO_INVALID_ARGUMENT;
+}
+
 std::uint32_t read_layout(const wchar_t* path, std::uint32_t* signature, std::uint8_t* disk_guid,
                           std::uint32_t* style) {
     if (path == nullptr) {
         log(0, L"GetDiskTypeAndSignatureW() failed ,NULL VolumeGuid");
         return FARLO_INVALID_ARGUMENT;
     }
-    if (signature == nullptr || disk_guid == nullptr || style == nullptr) {
-        log(0, L"GetDiskTypeAndSignatureW() failed ,NULL Signature/Guid/Type");
-        return FARLO_INVALID_ARGUMENT;
+    if (signature == nullptr || style == nullptr) {
+        return refuse_null_out();
     }
     const Handle device(CreateFileW(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
                                     OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
@@ -53,6 +57,10 @@ std::uint32_t read_layout(const wchar_t* path, std::uint32_t* signature, std::ui
         const DWORD error = GetLastError();
         log(0, L"GetDiskTypeAndSignatureW: IOCTL_DISK_GET_DRIVE_LAYOUT_EX failed error");
         return error;
+    }
+    // Elsewhere no GUID is written: callers who have no GPT disks pass none.
+    if (layout->PartitionStyle == PARTITION_STYLE_GPT && disk_guid == nullptr) {
+        return refuse_null_out();
     }
     *style = layout->PartitionStyle;
     if (*style == PARTITION_STYLE_MBR) {
