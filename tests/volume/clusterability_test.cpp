@@ -43,7 +43,71 @@ class Clusterable : public FarloTest {
                        "volumename": {"type": "WSTR", "value": "lone"},
                        "DEVICE NAME": {"type": "WSTR", "value": "lone"}}}]})";
     }
+
+    // Of runs whose allocations fail in turn: the first has none that fails, and
+    // so has the last.
+    static void expect_no_but_at_both_ends(const std::vector<unsigned>& answers) {
+        std::vector<unsigned> wanted(answers.size(), 0);
+        ASSERT_GT(wanted.size(), 2u);
+        wanted.front() = wanted.back() = 1;
+        EXPECT_EQ(answers, wanted);
+    }
 };
+
+// Hands out objects of a scenario in an order of the test's own.
+void hand_out(const std::vector<const char*>& names, opal_objid** ids, std::uint32_t* count) {
+    *ids = static_cast<opal_objid*>(_ZtAlloc(names.size() * sizeof **ids));
+    *count = static_cast<std::uint32_t>(names.size());
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        EXPECT_EQ(LabFindObject(names[i], *ids + i), 0);
+    }
+}
+
+// Answers every query, and every question for an object's groups, with several
+// objects; tells whose groups were asked for.
+class Several {
+  public:
+    Several(HMODULE module, std::vector<const char*> found, std::vector<const char*> parents)
+        : m_query(module, "DbGetObjectsByQuery",
+                  [=](opal_connection, opal_context, const wchar_t*, opal_objid** ids,
+                      std::uint32_t* count) -> opal_status {
+                      hand_out(found, ids, count);
+                      return ZTSTATUS_OK;
+                  }),
+          m_groups(module, "ObGetParentObjects",
+                   [this, parents](opal_connection, opal_context, const opal_objid* child,
+                                   const char*, opal_objid** ids,
+                                   std::uint32_t* count) -> opal_status {
+                       children.push_back(*child);
+                       hand_out(parents, ids, count);
+                       return ZTSTATUS_OK;
+                   }) {}
+
+    // Whether the groups of that object were asked for, and of no other.
+    bool asked_only_for(const char* name) const {
+        opal_objid id;
+        return LabFindObject(name, &id) == 0 && children.size() == 1 &&
+               ObCompareId(&children.front(), &id) == 0;
+    }
+
+    std::vector<opal_objid> children;
+
+  private:
+    StandIn<decltype(DbGetObjectsByQuery)> m_query;
+    StandIn<decltype(ObGetParentObjects)> m_groups;
+};
+
+// Two groups that differ in all that decides: "two" is of type 2, a cluster
+// resource and not shared, "eight" of type 8, no resource and shared.
+constexpr char two_groups[] = R"({"disk_groups": [
+    {"name": "two", "dgid": "guid-2", "type": 2, "cluster_resource": true, "cluster_shared": false,
+     "disks": [{"name": "disk 2"}], "volumes": [{"name": "vol 2", "device": "d2"}]},
+    {"name": "eight", "dgid": "guid-8", "type": 8, "cluster_resource": false,
+     "cluster_shared": true,
+     "disks": [{"name": "disk 8"}], "volumes": [{"name": "vol 8", "device": "d8"}]}]})";
+
+// A status of the bus that is not 0 and no failure.
+constexpr char no_failure[] = R"([{"function": "DbGetObjectsByQuery", "after": "0x41000001"}])";
 
 class Storage : public Clusterable {
   protected:
@@ -148,6 +212,40 @@ TEST_F(Storage, AFailedQuery) {
     });
 }
 
+TEST_F(Storage, AStatusThatIsNoFailure) {
+    at_every_threshold([&] {
+        set_faults(no_failure);
+        EXPECT_EQ(ask(0, 0xFFFFFFFF, nullptr), 1u);
+        expect_log({entering_storage, exiting_storage});
+    });
+}
+
+TEST_F(Storage, TheFirstDiskAndItsFirstGroupDecide) {
+    scenario = two_groups;
+    once([&] {
+        {
+            const Several several(dll().module(), {"disk 8", "disk 2"}, {"two", "eight"});
+            EXPECT_EQ(ask(0, 1, nullptr), 1u);
+            EXPECT_TRUE(several.asked_only_for("disk 8"));
+            expect_calls({read("two", "cluster resource", "BOOLEAN true"),
+                          read("two", "LDM DG TYPE", "UINT32 2")});
+        }
+        start_watching();
+        const Several several(dll().module(), {"disk 2", "disk 8"}, {"eight", "two"});
+        EXPECT_EQ(ask(0, 1, nullptr), 0u);
+        EXPECT_TRUE(several.asked_only_for("disk 2"));
+        expect_calls({read("eight", "cluster resource", "BOOLEAN false"),
+                      read("eight", "LDM DG TYPE", "UINT32 8")});
+    });
+}
+
+// A missing answer is a no.
+TEST_F(Storage, EveryAllocationThatFails) {
+    std::vector<unsigned> answers;
+    at_every_allocation([&] { answers.push_back(ask(1, 0, disk_guid)); });
+    expect_no_but_at_both_ends(answers);
+}
+
 TEST_F(Storage, ADiskWithoutAGroup) {
     at_every_threshold([&] {
         EXPECT_EQ(ask(0, 77, nullptr), 0u);
@@ -248,6 +346,48 @@ TEST_F(VolumeType, AnyValueIsATypeLikeAnother) {
         EXPECT_EQ(ask(12345), 1u);
         EXPECT_EQ(ask(0), 0u);
     });
+}
+
+// Printed as if it had a sign.
+TEST_F(VolumeType, TheLargestValues) {
+    set_group(R"("type": 2147483648)");
+    at_every_threshold([&] {
+        EXPECT_EQ(ask(0x80000000), 1u);
+        expect_log({entering_type,
+                    {6, "IsVolumeOfSpecifiedDgType: input type = -2147483648, actual type = "
+                        "-2147483648"},
+                    exiting_type});
+        start_watching();
+        EXPECT_EQ(ask(0xFFFFFFFF), 0u);
+        expect_log({entering_type,
+                    {6, "IsVolumeOfSpecifiedDgType: input type = -1, actual type = -2147483648"},
+                    exiting_type});
+    });
+}
+
+TEST_F(VolumeType, AStatusThatIsNoFailure) {
+    at_every_threshold([&] {
+        set_faults(no_failure);
+        EXPECT_EQ(ask(2), 1u);
+        expect_log({entering_type, types(2, 2), exiting_type});
+    });
+}
+
+TEST_F(VolumeType, TheFirstVolumeAndItsFirstGroupDecide) {
+    scenario = two_groups;
+    once([&] {
+        const Several several(dll().module(), {"vol 2", "vol 8"}, {"eight", "two"});
+        EXPECT_EQ(ask(8), 1u);
+        EXPECT_TRUE(several.asked_only_for("vol 2"));
+        expect_calls({read("eight", "LDM DG TYPE", "UINT32 8")});
+        expect_log({entering_type, types(8, 8), exiting_type});
+    });
+}
+
+TEST_F(VolumeType, EveryAllocationThatFails) {
+    std::vector<unsigned> answers;
+    at_every_allocation([&] { answers.push_back(ask(2)); });
+    expect_no_but_at_both_ends(answers);
 }
 
 TEST_F(VolumeType, NoVolumeOrNoGroup) {
@@ -362,6 +502,61 @@ TEST_F(Volume, OfAGroupOfAnotherType) {
     });
 }
 
+TEST_F(Volume, TheFirstVolumeAndItsFirstGroupDecide) {
+    scenario = two_groups;
+    once([&] {
+        const Several several(dll().module(), {"vol 2", "vol 8"}, {"eight", "two"});
+        EXPECT_EQ(ask(), 1u);
+        EXPECT_TRUE(several.asked_only_for("vol 2"));
+        expect_calls({read("eight", "LDM DG TYPE", "UINT32 8"),
+                      read("eight", "cluster shared", "BOOLEAN true")});
+    });
+}
+
+// Ends the call without a line of its own.
+TEST_F(Volume, WhoseTypeCannotBeRead) {
+    set_group(R"("type": 8)");
+    at_every_threshold([&] {
+        EXPECT_EQ(FARLO(IsVolumeClusterable)(handle, L"none"), 0u);
+        expect_calls({query("tamo_ztvm_volume", "volumename", "none", "0x0 []")});
+        expect_log({entering_volume, entering_type, exiting_type});
+        start_watching();
+        EXPECT_EQ(FARLO(IsVolumeClusterable)(handle, L"lone"), 0u);
+        expect_log({entering_volume, entering_type, exiting_type});
+        start_watching();
+        set_faults(R"([{"function": "DbGetObjectsByQuery", "status": "0xc1000102"}])");
+        EXPECT_EQ(ask(), 0u);
+        expect_log({entering_volume,
+                    entering_type,
+                    {0, "IsVolumeOfSpecifiedDgType: DbGetObjectsByQuery failed for volume - Volume "
+                        "{1}, error = 0xc1000102"},
+                    exiting_type});
+        set_faults("[]");
+        start_watching();
+        disconnect();
+        EXPECT_EQ(ask(), 0u);
+        expect_calls({});
+        expect_log({entering_volume,
+                    entering_type,
+                    {0, "IsVolumeOfSpecifiedDgType failed , opal_handle not connected"}});
+    });
+}
+
+TEST_F(Volume, AStatusThatIsNoFailure) {
+    set_group(R"("type": 8)");
+    once([&] {
+        set_faults(no_failure);
+        EXPECT_EQ(ask(), 1u);
+    });
+}
+
+TEST_F(Volume, EveryAllocationThatFails) {
+    set_group(R"("type": 8)");
+    std::vector<unsigned> answers;
+    at_every_allocation([&] { answers.push_back(ask()); });
+    expect_no_but_at_both_ends(answers);
+}
+
 TEST_F(Volume, AFlagThatCannotBeReadIsANo) {
     set_group(R"("type": 8)");
     at_every_threshold([&] {
@@ -436,7 +631,7 @@ TEST_F(SharedGuid, ATextOf64CharactersFitsAndOneMoreDoesNot) {
     at_every_threshold([&] {
         GuardedBuffer guid(65);
         EXPECT_EQ(ask(guid), 0xc1000001u);
-        EXPECT_TRUE(guid.untouched());
+        EXPECT_TRUE(guid.holds_text(""));
         expect_lines({{0, std::string("GetClusterSharedDgGuidW: secure string copy failed for "
                                       "volume  - \\Device\\one two, error = ") +
                               std::strerror(ERANGE)}},
@@ -482,6 +677,54 @@ TEST_F(SharedGuid, AFailedQuery) {
     });
 }
 
+TEST_F(SharedGuid, AStatusThatIsNoFailure) {
+    at_every_threshold([&] {
+        set_faults(no_failure);
+        GuardedBuffer guid(65);
+        EXPECT_EQ(ask(guid), 0u);
+        EXPECT_TRUE(guid.holds_text("guid-1"));
+        expect_lines({}, "0x0");
+    });
+}
+
+TEST_F(SharedGuid, IsThatOfTheFirstVolumesFirstGroup) {
+    scenario = two_groups;
+    once([&] {
+        const Several several(dll().module(), {"vol 2", "vol 8"}, {"eight", "two"});
+        GuardedBuffer guid(65);
+        EXPECT_EQ(ask(guid), 0u);
+        EXPECT_TRUE(guid.holds_text("guid-8"));
+        EXPECT_TRUE(several.asked_only_for("vol 2"));
+        expect_calls(
+            {read("eight", "LDM DG TYPE", "UINT32 8"), read("eight", "dgid", str("guid-8"))});
+    });
+}
+
+TEST_F(SharedGuid, EveryAllocationThatFails) {
+    std::vector<std::uint32_t> results;
+    const auto run = [&](auto ask_for) {
+        at_every_allocation([&] {
+            GuardedBuffer guid(65);
+            results.push_back(ask_for(guid.as<char>()));
+            EXPECT_TRUE(results.back() == 0 ? guid.holds_text("guid-1")
+                                            : testing::AssertionResult(guid.untouched()));
+        });
+        ASSERT_GT(results.size(), 3u);
+        EXPECT_EQ(results.front(), 0u);
+        EXPECT_EQ(results[1], 0x8007000Eu);      // the query's text comes first
+        EXPECT_EQ(std::erase(results, 0u), 2u);  // none failing, before and after
+        results.erase(results.begin());
+        EXPECT_THAT(results, testing::Each(18u));
+        results.clear();
+    };
+    run([&](char* guid) {
+        return FARLO(GetClusterSharedDgGuidW)(handle, L"\\Device\\one two", guid);
+    });
+    run([&](char* guid) {
+        return FARLO(GetClusterSharedDgGuidA)(handle, "\\Device\\one two", guid);
+    });
+}
+
 TEST_F(SharedGuid, WhatCannotBeReadIsAnException) {
     at_every_threshold([&] {
         for (const char* fault :
@@ -522,8 +765,15 @@ TEST_F(SharedGuid, NotConnected) {
         GuardedBuffer guid(65);
         EXPECT_EQ(ask(guid), 20u);
         expect_calls({});
-        expect_log({{2, "Entering GetClusterSharedDgGuidW"},
-                    {0, "GetClusterSharedDgGuidW() failed , opal_handle not connected"}});
+        const std::vector<Expected> lines{
+            {2, "Entering GetClusterSharedDgGuidW"},
+            {0, "GetClusterSharedDgGuidW() failed , opal_handle not connected"}};
+        expect_log(lines);
+        // Asked before the arguments are.
+        start_watching();
+        EXPECT_EQ(ask(guid, nullptr), 20u);
+        expect_log(lines);
+        EXPECT_TRUE(guid.untouched());
     });
 }
 
@@ -547,7 +797,45 @@ TEST_F(SharedGuid, AConnectionThatDropsMeanwhileVoidsTheResult) {
         set_faults(R"([{"property": "dgid", "drop": true}])");
         GuardedBuffer guid(65);
         EXPECT_EQ(ask(guid), 20u);
+        EXPECT_TRUE(guid.holds_text("guid-1"));
         expect_lines({}, "0x14");
+    });
+}
+
+TEST_F(SharedGuid, AConnectionThatDropsMeanwhileVoidsAFailureToo) {
+    set_group(R"("type": 2)");
+    at_every_threshold([&] {
+        set_faults(R"([{"property": "LDM DG TYPE", "drop": true}])");
+        GuardedBuffer guid(65);
+        EXPECT_EQ(ask(guid), 20u);
+        EXPECT_TRUE(guid.untouched());
+        expect_lines({{0, "GetClusterSharedDgGuidW: DgType is not Cluster Shared for volume - "
+                          "\\Device\\one two"}},
+                     "0x14");
+    });
+}
+
+TEST_F(SharedGuid, ADroppedConnectionVoidsAnExceptionToo) {
+    at_every_threshold([&] {
+        set_faults(R"([{"function": "ObGetParentObjects", "drop": true}])");
+        GuardedBuffer guid(65);
+        EXPECT_EQ(ask(guid), 20u);
+        EXPECT_TRUE(guid.untouched());
+        expect_lines({exception}, "0x14");
+    });
+}
+
+TEST_F(SharedGuid, TheLongestDeviceNameOfTheNarrowForm) {
+    scenario = R"({"disk_groups": [{"name": "dg1", "type": 8, "dgid": "guid-1", "volumes": [
+        {"name": "vol1", "device": ")" +
+               std::string(259, 'd') + R"("}]}]})";
+    at_every_threshold([&] {
+        GuardedBuffer guid(65);
+        EXPECT_EQ(
+            FARLO(GetClusterSharedDgGuidA)(handle, std::string(259, 'd').c_str(), guid.as<char>()),
+            0u);
+        EXPECT_TRUE(guid.holds_text("guid-1"));
+        expect_lines({}, "0x0");
     });
 }
 

@@ -748,7 +748,9 @@ typedef uint32_t (*GetFirstVolumesDiskIDW_fn)(opal_handle handle, const wchar_t*
  * Whether a disk may be put under cluster control: its disk group is a cluster
  * group (type 2) and a cluster resource. 1 or 0; every failure is 0.
  *
- *   style       FARLO_PARTITION_STYLE_MBR or FARLO_PARTITION_STYLE_GPT
+ *   style       FARLO_PARTITION_STYLE_MBR or FARLO_PARTITION_STYLE_GPT. Any other
+ *               asks the service for no disk in particular: the answer is about
+ *               whichever disk it names, and can be 1
  *   signature   identifies an MBR disk
  *   disk_guid   identifies a GPT disk; FARLO_GUID_SIZE bytes
  */
@@ -758,13 +760,16 @@ typedef uint8_t (*IsStorageClusterable_fn)(opal_handle handle, uint32_t style, u
                                            const uint8_t* disk_guid);
 
 /* Whether the disk group of a volume is of a type, in the service's own numbers.
- * 1 or 0; every failure is 0. */
+ * `volume_name` is the service's "volumename" of the volume, not its device name;
+ * one that is too long for a query (some 2000 characters) is a failure. 1 or 0;
+ * every failure is 0. */
 uint8_t IsVolumeOfSpecifiedDgType(opal_handle handle, const wchar_t* volume_name, uint32_t type);
 typedef uint8_t (*IsVolumeOfSpecifiedDgType_fn)(opal_handle handle, const wchar_t* volume_name,
                                                 uint32_t type);
 
 /* Whether the disk group of a volume is a cluster-shared one (type 8) that is
- * shared. 1 or 0; every failure is 0. */
+ * shared. `volume_name` as of IsVolumeOfSpecifiedDgType. 1 or 0; every failure is
+ * 0. */
 uint8_t IsVolumeClusterable(opal_handle handle, const wchar_t* volume_name);
 typedef uint8_t (*IsVolumeClusterable_fn)(opal_handle handle, const wchar_t* volume_name);
 
@@ -773,12 +778,14 @@ typedef uint8_t (*IsVolumeClusterable_fn)(opal_handle handle, const wchar_t* vol
  * to.
  *
  *   device   the volume's device name; required
- *   guid     receives the text; FARLO_GUID_TEXT_SIZE bytes
+ *   guid     receives the text; FARLO_GUID_TEXT_SIZE bytes; required. An empty text
+ *            where the group's is longer
  *
- * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_INVALID_ARGUMENT (NULL,
- * too long, or a group of another type), FARLO_OUT_OF_MEMORY,
- * FARLO_PROVIDER_FAILED (no such volume, no group, a text longer than the buffer),
- * FARLO_EXCEPTION, the service's.
+ * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED (also in place of any other when
+ * the connection drops during the call; the text may have been written then),
+ * FARLO_INVALID_ARGUMENT (NULL, too long, or a group of another type),
+ * FARLO_OUT_OF_MEMORY, FARLO_PROVIDER_FAILED (no such volume, no group, a text
+ * longer than the buffer), FARLO_EXCEPTION, the service's.
  */
 uint32_t GetClusterSharedDgGuidA(opal_handle handle, const char* device, char* guid);
 typedef uint32_t (*GetClusterSharedDgGuidA_fn)(opal_handle handle, const char* device, char* guid);
@@ -791,7 +798,8 @@ typedef uint32_t (*GetClusterSharedDgGuidW_fn)(opal_handle handle, const wchar_t
 /*
  * Whether DeleteVMMSFolder is wanted on this machine: 0 when the system's version
  * is 6.3 and the registry value VMMSFolderDelete is 1; FARLO_PROVIDER_FAILED when
- * not; the system's error as 0x8007xxxx when a value cannot be read.
+ * not; when a value cannot be read the system's error as 0x8007xxxx, one below 1
+ * (as a signed number) unchanged.
  */
 uint32_t CheckOSVersionAndReg(void);
 typedef uint32_t (*CheckOSVersionAndReg_fn)(void);
@@ -807,7 +815,8 @@ typedef uint32_t (*CheckOSVersionAndReg_fn)(void);
  *            behind it; required
  *
  * Statuses: FARLO_INVALID_ARGUMENT (NULL or empty; a path that is too long, below
- * the folder too), the system's error as 0x8007xxxx.
+ * the folder too), the system's error as 0x8007xxxx, one below 1 (as a signed
+ * number) unchanged.
  */
 uint32_t DeleteVMMSFolder(const wchar_t* folder);
 typedef uint32_t (*DeleteVMMSFolder_fn)(const wchar_t* folder);

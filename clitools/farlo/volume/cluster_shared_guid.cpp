@@ -63,6 +63,8 @@ std::uint32_t find_guid(opal_handle handle, const wchar_t* device, char* guid) {
     NarrowText dgid;
     groups.front().GetProp("dgid", dgid);
     if (!copy_text(guid, guid_text_capacity, dgid.c_str(), dgid.length())) {
+        // As a bounded copy leaves it: kept, callers rely on a terminated text.
+        *guid = '\0';
         log(0, L"GetClusterSharedDgGuidW: secure string copy failed for volume  - %s, error = %s",
             device, _wcserror(ERANGE));
         return FARLO_PROVIDER_FAILED;
