@@ -160,14 +160,91 @@ TEST_F(OsVersion, KeysAreOpenedForReading) {
     });
 }
 
-// A system error that is below 1 stays as it is.
-TEST_F(OsVersion, AnErrorThatIsNoErrorNumber) {
+// Errors of the system and what becomes of them. One below 1 stays as it is, of
+// the others the lower half.
+constexpr struct {
+    std::uint32_t error;
+    const char* logged;
+    std::uint32_t status;
+} system_errors[] = {{0x1f, "0x1f", 0x8007001f},
+                     {0xffff, "0xffff", 0x8007ffff},
+                     {0x12345, "0x12345", 0x80072345},
+                     {0x7fffffff, "0x7fffffff", 0x8007ffff},
+                     {0x80090001, "0x80090001", 0x80090001},
+                     {0xffffffff, "0xffffffff", 0xffffffff}};
+
+TEST_F(OsVersion, ErrorsOfEachCallOfTheRegistry) {
     once([&] {
-        const Failure<decltype(RegOpenKeyExW)> open(dll().module(), "RegOpenKeyExW", {},
-                                                    static_cast<LSTATUS>(0x80090001));
-        EXPECT_EQ(check(), 0x80090001u);
-        expect_lines({{0, "CheckOSVersionAndReg: RegOpenKeyEx for OS Version check failed Error "
-                          "0x80090001.\n"}});
+        set(L"6.3", 1);
+        for (const auto& each : system_errors) {
+            SCOPED_TRACE(each.logged);
+            const auto error = static_cast<LSTATUS>(each.error);
+            const auto expect_failure = [&](const char* line) {
+                EXPECT_EQ(check(), each.status);
+                expect_lines({{0, std::string("CheckOSVersionAndReg: ") + line + " " + each.logged +
+                                      ".\n"}});
+            };
+            const char* const opening_failed[] = {"RegOpenKeyEx for OS Version check failed Error",
+                                                  "RegOpenKeyEx Error"};
+            const char* const reading_failed[] = {"RegQueryValueEx for OS Version check Error",
+                                                  "RegQueryValueEx Error"};
+            for (const unsigned call : {1u, 2u}) {
+                SCOPED_TRACE(call);
+                {
+                    const Failure<decltype(RegOpenKeyExW)> open(dll().module(), "RegOpenKeyExW",
+                                                                {.call = call}, error);
+                    expect_failure(opening_failed[call - 1]);
+                }
+                const Failure<decltype(RegQueryValueExW)> read(dll().module(), "RegQueryValueExW",
+                                                               {.call = call}, error);
+                expect_failure(reading_failed[call - 1]);
+            }
+        }
+    });
+}
+
+TEST_F(OsVersion, AVersionWithoutATerminator) {
+    once([&] {
+        set(L"", 1);
+        environment().set_registry(version_key, L"CurrentVersion", REG_SZ, L"6.3", 6);
+        EXPECT_EQ(check(), 0u);
+        expect_lines({});
+        environment().set_registry(version_key, L"CurrentVersion", REG_SZ, L"6.30", 8);
+        EXPECT_EQ(check(), 0xc1000001u);
+        expect_lines({other_version});
+    });
+}
+
+// The bytes count, not the type; bytes that are not there are 0.
+TEST_F(OsVersion, ASwitchOfAnotherTypeOrOfFewerBytes) {
+    once([&] {
+        set(L"6.3", std::nullopt);
+        const std::uint8_t one[4] = {1, 0, 0, 0};
+        const std::uint8_t other[4] = {1, 0, 1, 0};
+        const struct {
+            const std::uint8_t* bytes;
+            DWORD size;
+            bool on;
+        } cases[] = {{one, 4, true},    {one, 2, true},   {one, 1, true},     {one, 0, false},
+                     {other, 4, false}, {other, 2, true}, {one + 1, 3, false}};
+        for (const auto& each : cases) {
+            SCOPED_TRACE(testing::PrintToString(each.size) + " bytes");
+            environment().set_registry(volume_manager_key, switch_name, REG_BINARY, each.bytes,
+                                       each.size);
+            EXPECT_EQ(check(), each.on ? 0u : 0xc1000001u);
+            expect_lines(each.on ? std::vector<Expected>{} : std::vector<Expected>{not_set});
+        }
+        // The text that begins with the character of that number.
+        environment().set_registry(volume_manager_key, switch_name, L"\x01");
+        EXPECT_EQ(check(), 0u);
+    });
+}
+
+TEST_F(OsVersion, EveryAllocationThatFails) {
+    at_every_allocation([&] {
+        set(L"6.3", 1);
+        EXPECT_EQ(check(), 0u);
+        expect_lines({});
     });
 }
 
@@ -321,6 +398,63 @@ TEST_F(VmmsFolder, ASubfolderThatCannotBeListed) {
              {0, "DeleteVMMSFolder: FindFirstFile failed for " + text(root) + "a\\* Error: 0x5.\n"},
              exiting,
              {0, "DeleteVMMSFolder failed for " + text(root) + "a\\ Error: 0x0.\n"}});
+    });
+}
+
+TEST_F(VmmsFolder, ErrorsOfListingAndOfRemoving) {
+    once([&] {
+        const std::wstring root = make_root();
+        make(root + L"a");
+        for (const auto& each : system_errors) {
+            SCOPED_TRACE(each.logged);
+            const std::string error = std::string(" Error: ") + each.logged + ".\n";
+            {
+                const Failure<decltype(FindFirstFileW)> find(dll().module(), "FindFirstFileW",
+                                                             {.last_error = each.error},
+                                                             INVALID_HANDLE_VALUE);
+                EXPECT_EQ(clean(root), each.status);
+                expect_log(
+                    {entering,
+                     {0, "DeleteVMMSFolder: FindFirstFile failed for " + text(root) + "*" + error},
+                     exiting});
+            }
+            const Failure<decltype(RemoveDirectoryW)> remove(dll().module(), "RemoveDirectoryW",
+                                                             {.last_error = each.error}, FALSE);
+            EXPECT_EQ(clean(root), each.status);
+            expect_log(
+                {entering,
+                 entering,
+                 exiting,
+                 {0, "DeleteVMMSFolder:RemoveDirectory failed for " + text(root) + "a\\" + error}});
+        }
+        EXPECT_TRUE(exists(root + L"a"));
+    });
+}
+
+// Whatever ends a listing, it has ended.
+TEST_F(VmmsFolder, AListingThatBreaksOff) {
+    at_every_threshold([&] {
+        const std::wstring root = make_root();
+        make(root + L"a");
+        make(root + L"b");
+        // Behind "." and "..".
+        ASSERT_EQ(listed(root), (std::vector<std::wstring>{L"a", L"b"}));
+        const Failure<decltype(FindNextFileW)> next(
+            dll().module(), "FindNextFileW", {.call = 5, .last_error = ERROR_ACCESS_DENIED}, FALSE);
+        EXPECT_EQ(clean(root), 0u);
+        EXPECT_FALSE(exists(root + L"a"));
+        EXPECT_TRUE(exists(root + L"b"));
+        expect_log({entering, entering, exiting, exiting});
+    });
+}
+
+TEST_F(VmmsFolder, EveryAllocationThatFails) {
+    at_every_allocation([&] {
+        const std::wstring root = make_root();
+        make(root + L"a\\b");
+        EXPECT_EQ(clean(root), 0u);
+        EXPECT_TRUE(std::filesystem::is_empty(root));
+        expect_log({entering, entering, entering, exiting, exiting, exiting});
     });
 }
 
