@@ -1,4 +1,5 @@
-// Agents in processes of their own bring volumes online at once.
+// Agents in processes of their own bring volumes online at once; where the node
+// does not run, one of them starts it.
 #include "../service/service_fixture.h"
 #include "farlo_dll.h"
 
@@ -10,7 +11,9 @@ namespace {
 
 using namespace support;
 using testing::Each;
+using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::Not;
 using testing::Optional;
 
 constexpr int agents = 8;
@@ -101,6 +104,23 @@ class OnlineTogether : public ServiceTest {
     HANDLE m_ready = nullptr;
     HANDLE m_go = nullptr;
 };
+
+TEST_F(OnlineTogether, ANodeIsStartedOnce) {
+    start(scenario(R"("start_seconds": 2)"));
+    EXPECT_THAT(online_all(), Each(Optional(0u)));
+    EXPECT_THAT(answers("6058"), ElementsAre("0x0"));
+    EXPECT_EQ(answers("6063"), std::vector<std::string>(agents, "0x0"));
+    EXPECT_EQ(volume_states(), std::vector<std::uint32_t>(agents, 0));
+}
+
+TEST_F(OnlineTogether, ANodeThatDoesNotStartFailsThemAll) {
+    start(scenario(R"("start_seconds": 1, "start_fails": true)"));
+    EXPECT_THAT(online_all(), Each(Optional(0xc1000001u)));
+    EXPECT_THAT(answers("6058"), Not(IsEmpty()));
+    EXPECT_THAT(answers("2003"), IsEmpty());
+    EXPECT_THAT(answers("6063"), IsEmpty());
+    EXPECT_EQ(volume_states(), std::vector<std::uint32_t>(agents, 0x20));
+}
 
 TEST_F(OnlineTogether, ANodeThatRunsIsNotStarted) {
     start(scenario(R"("role": 1)"));
