@@ -1,114 +1,6 @@
 #include "bare_calls.h"
 
-#include <string.h>
-#include <wchar.h>
-
-static const GUID volume_manager_operations = {
-    0x61678C9A, 0x1DD2, 0x11B2, {0x96, 0x23, 0x08, 0x00, 0x20, 0x9E, 0xAD, 0x9C}};
-
-static int failed(opal_status status) {
-    return (status >> 30) == 3 || (status != 0 && status < 0x10000);
-}
-
-static int connected(opal_handle handle) {
-    EnterCriticalSection(&handle->lock);
-    const int value = handle->connected != 0;
-    LeaveCriticalSection(&handle->lock);
-    return value;
-}
-
-static int read_uint32(opal_handle handle, const opal_objid* object, const char* name,
-                       uint32_t* value) {
-    opal_property property;
-    if (failed(ObGetProperty(handle->connection, handle->connection_context, object, name,
-                             &property))) {
-        return 0;
-    }
-    const int fits = property.type == TYPE_UINT32 && property.size >= sizeof *value;
-    if (fits) {
-        memcpy(value, property.value, sizeof *value);
-    }
-    PsFreeProperty(&property);
-    return fits;
-}
-
-static int read_bool(opal_handle handle, const opal_objid* object, const char* name, int* value) {
-    opal_property property;
-    if (failed(ObGetProperty(handle->connection, handle->connection_context, object, name,
-                             &property))) {
-        return 0;
-    }
-    const int fits = property.type == TYPE_BOOLEAN && property.size >= 1;
-    if (fits) {
-        *value = *(const opal_bool*)property.value != opal_false;
-    }
-    PsFreeProperty(&property);
-    return fits;
-}
-
-/* Reads a text; the caller frees the property when the result is not 0. */
-static int read_text(opal_handle handle, const opal_objid* object, const char* name, uint32_t type,
-                     opal_property* property) {
-    if (failed(ObGetProperty(handle->connection, handle->connection_context, object, name,
-                             property))) {
-        return 0;
-    }
-    if (property->type != type || property->size == 0) {
-        PsFreeProperty(property);
-        return 0;
-    }
-    return 1;
-}
-
-static opal_status find_service(opal_handle handle, opal_objid* service) {
-    opal_objid* ids = NULL;
-    uint32_t count = 0;
-    const opal_status status = DbGetObjects(handle->connection, handle->connection_context,
-                                            "solvane_cluster_service", &ids, &count);
-    if (failed(status) || count == 0) {
-        return status != 0 ? status : ZTERROR_UNKNOWN_OBJECT;
-    }
-    *service = ids[0];
-    _ZtFree(ids);
-    return 0;
-}
-
-static opal_status all_groups(opal_handle handle, opal_objid** ids, uint32_t* count) {
-    *ids = NULL;
-    *count = 0;
-    return DbGetObjects(handle->connection, handle->connection_context, "tamo_ztvm_diskgroup", ids,
-                        count);
-}
-
-static void add_text(opal_propset set, const char* name, const char* text) {
-    const opal_property property = {name, TYPE_STR, 1, (uint32_t)strlen(text) + 1, text};
-    PsAddProperty(set, &property);
-}
-
-static void add_wide(opal_propset set, const char* name, const wchar_t* text) {
-    const opal_property property = {name, TYPE_WSTR, 1,
-                                    (uint32_t)((wcslen(text) + 1) * sizeof *text), text};
-    PsAddProperty(set, &property);
-}
-
-static void add_uint32(opal_propset set, const char* name, uint32_t value) {
-    const opal_property property = {name, TYPE_UINT32, 1, sizeof value, &value};
-    PsAddProperty(set, &property);
-}
-
-static opal_status invoke(opal_handle handle, const opal_objid* target, uint32_t minor,
-                          opal_propset input) {
-    opal_propset output = NULL;
-    uint64_t task = 0;
-    uint64_t result = 0;
-    PsCreatePropset(&output);
-    const opal_status status =
-        PrCallDispatch(handle->connection, target, &volume_manager_operations, 0, minor, input,
-                       output, 0, 0, 0, 0, &task, &result);
-    PsDestroyPropset(output);
-    PsDestroyPropset(input);
-    return status;
-}
+#include "bare_bus.h"
 
 opal_status bare_online(opal_handle handle, const wchar_t* name, const char* guid) {
     opal_objid service;
@@ -152,9 +44,7 @@ opal_status bare_online(opal_handle handle, const wchar_t* name, const char* gui
 
 opal_status bare_offline(opal_handle handle, const char* guid) {
     opal_objid service;
-    opal_objid* groups;
     opal_objid group = {{0}};
-    uint32_t count;
     opal_propset input;
     if (!connected(handle)) {
         return ZTERROR_NOT_CONNECTED;
@@ -163,22 +53,7 @@ opal_status bare_offline(opal_handle handle, const char* guid) {
     if (status != 0) {
         return status;
     }
-    all_groups(handle, &groups, &count);
-    for (uint32_t i = 0; i < count; ++i) {
-        uint32_t type = 0;
-        opal_property property;
-        if (!read_uint32(handle, &groups[i], "LDM DG TYPE", &type) ||
-            !read_text(handle, &groups[i], "dgid", TYPE_STR, &property)) {
-            continue;
-        }
-        const int found = _stricmp((const char*)property.value, guid) == 0;
-        PsFreeProperty(&property);
-        if (found) {
-            group = groups[i];
-            break;
-        }
-    }
-    _ZtFree(groups);
+    find_group(handle, guid, &group);
     PsCreatePropset(&input);
     add_text(input, "Dgguid", guid);
     add_text(input, "dgid", guid);

@@ -1,0 +1,189 @@
+/*
+ * Reading and calling over the bus by hand, for the measured sequences: each call
+ * with the checks that any caller makes, and nothing more.
+ */
+#ifndef BARE_BUS_H
+#define BARE_BUS_H
+
+#include "ztcmd.h"
+
+#include <stdio.h>
+#include <string.h>
+#include <wchar.h>
+
+static const GUID bare_volume_manager_operations = {
+    0x61678C9A, 0x1DD2, 0x11B2, {0x96, 0x23, 0x08, 0x00, 0x20, 0x9E, 0xAD, 0x9C}};
+
+static inline int failed(opal_status status) {
+    return (status >> 30) == 3 || (status != 0 && status < 0x10000);
+}
+
+static inline int connected(opal_handle handle) {
+    EnterCriticalSection(&handle->lock);
+    const int value = handle->connected != 0;
+    LeaveCriticalSection(&handle->lock);
+    return value;
+}
+
+static inline int read_uint32(opal_handle handle, const opal_objid* object, const char* name,
+                              uint32_t* value) {
+    opal_property property;
+    if (failed(ObGetProperty(handle->connection, handle->connection_context, object, name,
+                             &property))) {
+        return 0;
+    }
+    const int fits = property.type == TYPE_UINT32 && property.size >= sizeof *value;
+    if (fits) {
+        memcpy(value, property.value, sizeof *value);
+    }
+    PsFreeProperty(&property);
+    return fits;
+}
+
+static inline int read_bool(opal_handle handle, const opal_objid* object, const char* name,
+                            int* value) {
+    opal_property property;
+    if (failed(ObGetProperty(handle->connection, handle->connection_context, object, name,
+                             &property))) {
+        return 0;
+    }
+    const int fits = property.type == TYPE_BOOLEAN && property.size >= 1;
+    if (fits) {
+        *value = *(const opal_bool*)property.value != opal_false;
+    }
+    PsFreeProperty(&property);
+    return fits;
+}
+
+/* Reads a text; the caller frees the property when the result is not 0. */
+static inline int read_text(opal_handle handle, const opal_objid* object, const char* name,
+                            uint32_t type, opal_property* property) {
+    if (failed(ObGetProperty(handle->connection, handle->connection_context, object, name,
+                             property))) {
+        return 0;
+    }
+    if (property->type != type || property->size == 0) {
+        PsFreeProperty(property);
+        return 0;
+    }
+    return 1;
+}
+
+/* Whether a wide property is that text, without regard to case. */
+static inline int has_text(opal_handle handle, const opal_objid* object, const char* name,
+                           const wchar_t* text) {
+    opal_property property;
+    if (!read_text(handle, object, name, TYPE_WSTR, &property)) {
+        return 0;
+    }
+    const int same = _wcsicmp((const wchar_t*)property.value, text) == 0;
+    PsFreeProperty(&property);
+    return same;
+}
+
+static inline opal_status find_service(opal_handle handle, opal_objid* service) {
+    opal_objid* ids = NULL;
+    uint32_t count = 0;
+    const opal_status status = DbGetObjects(handle->connection, handle->connection_context,
+                                            "solvane_cluster_service", &ids, &count);
+    if (failed(status) || count == 0) {
+        return status != 0 ? status : ZTERROR_UNKNOWN_OBJECT;
+    }
+    *service = ids[0];
+    _ZtFree(ids);
+    return 0;
+}
+
+static inline opal_status all_groups(opal_handle handle, opal_objid** ids, uint32_t* count) {
+    *ids = NULL;
+    *count = 0;
+    return DbGetObjects(handle->connection, handle->connection_context, "tamo_ztvm_diskgroup", ids,
+                        count);
+}
+
+static inline void add_text(opal_propset set, const char* name, const char* text) {
+    const opal_property property = {name, TYPE_STR, 1, (uint32_t)strlen(text) + 1, text};
+    PsAddProperty(set, &property);
+}
+
+static inline void add_wide(opal_propset set, const char* name, const wchar_t* text) {
+    const opal_property property = {name, TYPE_WSTR, 1,
+                                    (uint32_t)((wcslen(text) + 1) * sizeof *text), text};
+    PsAddProperty(set, &property);
+}
+
+static inline void add_uint32(opal_propset set, const char* name, uint32_t value) {
+    const opal_property property = {name, TYPE_UINT32, 1, sizeof value, &value};
+    PsAddProperty(set, &property);
+}
+
+/* Calls a method and destroys the input; the caller destroys the output. */
+static inline opal_status invoke_for(opal_handle handle, const opal_objid* target,
+                                     const GUID* interface_id, uint32_t minor, opal_propset input,
+                                     opal_propset* output) {
+    uint64_t task = 0;
+    uint64_t result = 0;
+    *output = NULL;
+    PsCreatePropset(output);
+    const opal_status status = PrCallDispatch(handle->connection, target, interface_id, 0, minor,
+                                              input, *output, 0, 0, 0, 0, &task, &result);
+    PsDestroyPropset(input);
+    return status;
+}
+
+/* Calls a method of the volume manager of which nothing is read. */
+static inline opal_status invoke(opal_handle handle, const opal_objid* target, uint32_t minor,
+                                 opal_propset input) {
+    opal_propset output;
+    const opal_status status =
+        invoke_for(handle, target, &bare_volume_manager_operations, minor, input, &output);
+    PsDestroyPropset(output);
+    return status;
+}
+
+/* The first group of that GUID text. */
+static inline opal_status find_group(opal_handle handle, const char* guid, opal_objid* group) {
+    opal_objid* groups;
+    uint32_t count;
+    opal_status status = ZTERROR_UNKNOWN_OBJECT;
+    all_groups(handle, &groups, &count);
+    for (uint32_t i = 0; i < count && status != 0; ++i) {
+        uint32_t type = 0;
+        opal_property property;
+        if (!read_uint32(handle, &groups[i], "LDM DG TYPE", &type) ||
+            !read_text(handle, &groups[i], "dgid", TYPE_STR, &property)) {
+            continue;
+        }
+        if (_stricmp((const char*)property.value, guid) == 0) {
+            *group = groups[i];
+            status = 0;
+        }
+        PsFreeProperty(&property);
+    }
+    _ZtFree(groups);
+    return status;
+}
+
+/* The first volume of that device name, by a query. */
+static inline opal_status find_volume(opal_handle handle, const wchar_t* device,
+                                      opal_objid* volume) {
+    opal_objid* ids = NULL;
+    uint32_t count = 0;
+    wchar_t* const query = (wchar_t*)_ZtAlloc(4096);
+    if (query == NULL) {
+        return ZTERROR_NO_MEMORY;
+    }
+    _snwprintf(query, 2047, L"SELECT FROM %S where \"%S\" EQ %s", "tamo_ztvm_volume", "DEVICE NAME",
+               device);
+    const opal_status status =
+        DbGetObjectsByQuery(handle->connection, handle->connection_context, query, &ids, &count);
+    _ZtFree(query);
+    if (failed(status) || count == 0) {
+        return status != 0 ? status : ZTERROR_UNKNOWN_OBJECT;
+    }
+    *volume = ids[0];
+    _ZtFree(ids);
+    return 0;
+}
+
+#endif
