@@ -20,6 +20,11 @@ foreach(folder "" "/${triple}" "/backward")
 endforeach()
 string(APPEND CMAKE_CXX_FLAGS_INIT " -idirafter /usr/${triple}/include")
 
+# Some sources wait for a program that their target runs. Its link, for which the
+# headers alone are not enough, does nothing.
+set(CMAKE_C_LINKER_LAUNCHER "${CMAKE_COMMAND}" -E true CACHE STRING "what links")
+set(CMAKE_CXX_LINKER_LAUNCHER "${CMAKE_COMMAND}" -E true CACHE STRING "what links")
+
 # What clang can tell beside the warnings that both compilers know.
 string(APPEND CMAKE_CXX_FLAGS_INIT
        " -Wcomma -Wdeprecated-copy-dtor -Wextra-semi -Wheader-hygiene -Wimplicit-fallthrough"
