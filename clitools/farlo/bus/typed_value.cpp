@@ -5,6 +5,7 @@
 #include "trace.h"
 #include "type_names.h"
 
+#include <algorithm>
 #include <cstring>
 #include <new>
 
@@ -96,6 +97,9 @@ template <class Raw, class T> void copy_scalar(const opal_property& property, T&
 template <class Raw, class Container>
 void copy_array(const opal_property& property, Container& values) {
     Container copy;
+    if constexpr (requires { copy.reserve(1); }) {
+        copy.reserve(std::min<std::size_t>(property.count, property.size / sizeof(Raw)));
+    }
     for (std::uint32_t i = 0; i < property.count; ++i) {
         typename Container::value_type value{};
         convert(element<Raw>(property, i), value);
