@@ -50,7 +50,7 @@ std::vector<TypeCase> make_cases() {
         {"INT64", 4, "-8", "-8", 1, 8, elements<std::int64_t>({-8})},
         {"UINT64", 5, "18446744073709551615", "18446744073709551615", 1, 8,
          elements<std::uint64_t>({UINT64_MAX})},
-        {"STR", 6, R"("a\"b")", R"("a\"b")", 1, 4, bytes(std::string("a\"b", 4))},
+        {"STR", 6, R"("a\"b")", R"("a\"b")", 1, 4, bytes(std::string("a\"b\0", 4))},
         {"WSTR", 7, R"("\u00e9x")", R"("\u00e9x")", 1, 6,
          elements<wchar_t>({L'\u00e9', L'x', L'\0'})},
         {"BINARY", 8, "\"00ff10\"", "00ff10", 1, 3, bytes(std::string("\0\xff\x10", 3))},
