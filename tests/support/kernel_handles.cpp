@@ -46,7 +46,7 @@ std::string object_text(unsigned long long handle, OBJECT_INFORMATION_CLASS kind
     // Both answers begin with a text.
     const auto& text = *reinterpret_cast<const UNICODE_STRING*>(buffer);
     std::string result;
-    for (USHORT i = 0; i < text.Length / sizeof(wchar_t); ++i) {
+    for (std::size_t i = 0; i < text.Length / sizeof(wchar_t); ++i) {
         result += static_cast<char>(text.Buffer[i]);
     }
     return result;
