@@ -13,29 +13,9 @@
 namespace support {
 namespace {
 
-// Of the extended handle information, which no header of the tool chain declares.
-constexpr ULONG extended_handle_information = 64;
-using QuerySystem = NTSTATUS(NTAPI*)(ULONG kind, void* buffer, ULONG capacity, ULONG* size);
-
 constexpr auto object_name_information = static_cast<OBJECT_INFORMATION_CLASS>(1);
 constexpr NTSTATUS length_mismatch = static_cast<NTSTATUS>(0xC0000004);
-
-struct HandleEntry {
-    void* object;
-    ULONG_PTR process;
-    ULONG_PTR handle;
-    ULONG access;
-    USHORT trace;
-    USHORT type;
-    ULONG attributes;
-    ULONG reserved;
-};
-
-struct HandleTable {
-    ULONG_PTR count;
-    ULONG_PTR reserved;
-    HandleEntry entries[1];
-};
+constexpr unsigned long long handle_step = 4;
 
 std::string object_text(unsigned long long handle, OBJECT_INFORMATION_CLASS kind) {
     alignas(UNICODE_STRING) std::byte buffer[2048] = {};
@@ -52,6 +32,28 @@ std::string object_text(unsigned long long handle, OBJECT_INFORMATION_CLASS kind
     return result;
 }
 
+// How many places the table of this process's handles has: that is what Wine tells as
+// the number of handles.
+ULONG handle_places() {
+    static std::vector<std::byte> buffer(64 * 1024);
+    ULONG size = 0;
+    NTSTATUS status = 0;
+    while ((status = NtQuerySystemInformation(SystemProcessInformation, buffer.data(),
+                                              static_cast<ULONG>(buffer.size()), &size)) ==
+           length_mismatch) {
+        buffer.resize(buffer.size() * 2);
+    }
+    const std::byte* at = status == 0 ? buffer.data() : nullptr;
+    while (at != nullptr) {
+        const auto& process = *reinterpret_cast<const SYSTEM_PROCESS_INFORMATION*>(at);
+        if (reinterpret_cast<ULONG_PTR>(process.UniqueProcessId) == GetCurrentProcessId()) {
+            return process.HandleCount;
+        }
+        at = process.NextEntryOffset != 0 ? at + process.NextEntryOffset : nullptr;
+    }
+    throw std::runtime_error("the system does not tell the size of the handle table");
+}
+
 }  // namespace
 
 std::string describe_handle(unsigned long long handle) {
@@ -61,27 +63,17 @@ std::string describe_handle(unsigned long long handle) {
            object_text(handle, object_name_information);
 }
 
+// The handles of the whole system are not asked for: Wine's server crashes on that
+// when some process holds none.
 std::vector<unsigned long long> kernel_handles() {
-    static const auto query_system = reinterpret_cast<QuerySystem>(reinterpret_cast<void*>(
-        GetProcAddress(GetModuleHandleW(L"ntdll.dll"), "NtQuerySystemInformation")));
-    static std::vector<std::byte> buffer(64 * 1024);
-    ULONG size = 0;
-    NTSTATUS status = 0;
-    while ((status = query_system(extended_handle_information, buffer.data(),
-                                  static_cast<ULONG>(buffer.size()), &size)) == length_mismatch) {
-        buffer.resize(buffer.size() * 2);
-    }
-    if (status != 0) {
-        throw std::runtime_error("the system does not tell its handles");
-    }
-    const auto& table = *reinterpret_cast<const HandleTable*>(buffer.data());
+    const unsigned long long last = handle_places() * handle_step;
     std::vector<unsigned long long> handles;
-    for (ULONG_PTR i = 0; i < table.count; ++i) {
-        if (table.entries[i].process == GetCurrentProcessId()) {
-            handles.push_back(table.entries[i].handle);
+    for (unsigned long long handle = handle_step; handle <= last; handle += handle_step) {
+        DWORD flags = 0;
+        if (GetHandleInformation(reinterpret_cast<HANDLE>(handle), &flags)) {
+            handles.push_back(handle);
         }
     }
-    std::sort(handles.begin(), handles.end());
     return handles;
 }
 

@@ -11,7 +11,6 @@ namespace support {
 std::string describe_handle(unsigned long long handle);
 
 // The values of all handles that this process holds, in ascending order.
-// (GetProcessHandleCount is not asked: it answers 0 in the lab node.)
 std::vector<unsigned long long> kernel_handles();
 
 // Those that are new since `before`.
