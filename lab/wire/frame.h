@@ -48,6 +48,8 @@ enum class Operation : std::uint32_t {
     query,
     invoke,
     name_of,
+    // The service's process, as a number and the time of its start.
+    process,
 };
 
 class Malformed : public std::runtime_error {

@@ -91,6 +91,8 @@ bool Stream::receive(Frame& frame) {
 
 void Stream::shut_down() {
     shutdown(m_socket, SD_BOTH);
+    // A receive that waits already goes on until the other side closes, too.
+    CancelIoEx(reinterpret_cast<HANDLE>(m_socket), nullptr);
 }
 
 }  // namespace lab

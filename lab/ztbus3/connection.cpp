@@ -1,6 +1,7 @@
 #include "connection.h"
 
 #include "live.h"
+#include "remote_service.h"
 #include "scenario.h"
 
 #include <cstdlib>
@@ -8,10 +9,6 @@
 #include <stdexcept>
 #include <unordered_map>
 #include <vector>
-
-#if __has_include("remote_service.h")
-#include "remote_service.h"
-#endif
 
 namespace lab {
 namespace {
@@ -160,7 +157,6 @@ opal_status LabOpenConnection(const char* service, lab_event_sink sink, void* us
     if (service == nullptr) {
         made = std::make_shared<Connection>(nullptr, sink, user);
     } else {
-#if __has_include("remote_service.h")
         // The service may vanish before the connection is there: it waits here.
         struct Late {
             SRWLOCK lock = SRWLOCK_INIT;
@@ -201,9 +197,6 @@ opal_status LabOpenConnection(const char* service, lab_event_sink sink, void* us
         if (dropped) {
             made->drop();
         }
-#else
-        return ZTERROR_NOT_CONNECTED;
-#endif
     }
     {
         const Exclusive hold(registry_lock);

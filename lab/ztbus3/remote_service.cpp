@@ -1,5 +1,7 @@
 #include "remote_service.h"
 
+#include "process_identity.h"
+#include "process_watch.h"
 #include "stream.h"
 
 #include <cstdlib>
@@ -10,6 +12,8 @@ namespace lab {
 namespace {
 
 constexpr long connect_limit_s = 5;
+// A service that is just being killed may still accept, and never answers.
+constexpr DWORD first_answer_ms = 5000;
 
 // What the calling threads and the reading thread share. The reading thread
 // keeps it alive: it may be the one that lets go of the service.
@@ -26,8 +30,10 @@ class RemoteLink {
     }
 
     // Sends a request and waits. An answer is a status and, where the call
-    // succeeded or is a method's, its results, which `read_results` reads.
-    template <class ReadResults> opal_status ask(Writer& request, ReadResults&& read_results) {
+    // succeeded or is a method's, its results, which `read_results` reads. Where
+    // none comes within the limit the connection counts as lost.
+    template <class ReadResults>
+    opal_status ask(Writer& request, ReadResults&& read_results, DWORD limit_ms = INFINITE) {
         const std::vector<std::uint8_t> question = request.take();
         if (question.size() > frame_limit) {
             return ZTERROR_INVALID_ARGUMENT;
@@ -36,7 +42,8 @@ class RemoteLink {
         if (!m_stream.send(FrameKind::request, waiting.number(), question)) {
             m_stream.shut_down();
         }
-        if (!waiting.wait()) {
+        if (!waiting.wait(limit_ms)) {
+            m_stream.shut_down();
             return ZTERROR_NOT_CONNECTED;
         }
         try {
@@ -92,11 +99,12 @@ class RemoteLink {
         std::uint32_t number() const { return m_number; }
         const std::vector<std::uint8_t>& body() const { return m_body; }
 
-        // False when the connection ended first.
-        bool wait() {
+        // False when the connection ended first, or when nothing at all came on it
+        // for so long.
+        bool wait(DWORD limit_ms) {
             const Exclusive hold(m_link.m_lock);
-            while (!m_answered && !m_link.m_ended) {
-                SleepConditionVariableSRW(&m_link.m_changed, &m_link.m_lock, INFINITE, 0);
+            while (!m_answered && !m_link.m_ended &&
+                   SleepConditionVariableSRW(&m_link.m_changed, &m_link.m_lock, limit_ms, 0)) {
             }
             return m_answered;
         }
@@ -178,6 +186,7 @@ class RemoteService : public Service {
     explicit RemoteService(std::shared_ptr<RemoteLink> link) : m_link(std::move(link)) {}
 
     ~RemoteService() override {
+        m_watch.reset();
         m_link->shut_down();
         if (m_reader != nullptr) {
             if (GetThreadId(m_reader) != GetCurrentThreadId()) {
@@ -195,6 +204,26 @@ class RemoteService : public Service {
         }
         link.release();
         return true;
+    }
+
+    // Learns of the service's end from its process, too: when one is killed, Wine
+    // now and then leaves a connection of it open. Fails when nobody answers.
+    opal_status watch_process() {
+        Writer request;
+        request.number(static_cast<std::uint32_t>(Operation::process));
+        ProcessIdentity identity{};
+        const opal_status status = m_link->ask(
+            request,
+            [&](Reader& answer) {
+                identity.number = answer.number();
+                identity.started = answer.big_number();
+            },
+            first_answer_ms);
+        if (status == ZTSTATUS_OK) {
+            m_watch = std::make_unique<ProcessWatch>(open_process(identity),
+                                                     [link = m_link] { link->shut_down(); });
+        }
+        return status;
     }
 
     opal_status get_property(const opal_objid& object, const std::string& name,
@@ -285,6 +314,7 @@ class RemoteService : public Service {
 
     std::shared_ptr<RemoteLink> m_link;
     HANDLE m_reader = nullptr;
+    std::unique_ptr<ProcessWatch> m_watch;
 };
 
 // "host:port" with a numeric address.
@@ -353,8 +383,8 @@ std::unique_ptr<Service> connect_remote(const char* service, std::function<void(
     if (!remote->start()) {
         return nullptr;
     }
-    status = ZTSTATUS_OK;
-    return remote;
+    status = remote->watch_process();
+    return status == ZTSTATUS_OK ? std::move(remote) : nullptr;
 }
 
 }  // namespace lab

@@ -1,5 +1,7 @@
 #include "client.h"
 
+#include "process_identity.h"
+
 #include <cstdio>
 
 namespace lab {
@@ -172,6 +174,14 @@ std::vector<std::uint8_t> Client::answer(const Frame& request) {
         body.finish();
         const std::string name = m_store.name_of(object);
         return reply(ZTSTATUS_OK, true, [&](Writer& out) { out.text(name); });
+    }
+    case Operation::process: {
+        body.finish();
+        const ProcessIdentity identity = this_process();
+        return reply(ZTSTATUS_OK, true, [&](Writer& out) {
+            out.number(identity.number);
+            out.big_number(identity.started);
+        });
     }
     }
     throw Malformed("an operation that is none");

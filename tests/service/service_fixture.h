@@ -28,6 +28,7 @@ class Service {
     std::string log() const { return m_process->output(); }
     bool runs() const { return m_process->runs(); }
     void kill() { m_process->kill(); }
+    HANDLE process() const { return m_process->handle(); }
 
   private:
     TemporaryFolder m_folder;

@@ -95,7 +95,7 @@ TEST_F(BadFrames, EndTheConnectionWithoutAnAnswer) {
         {"no body", frame_of(header_of(0), {}), "the body ends too early"},
         {"no operation", frame_of(header_of(4), question(static_cast<Operation>(0))),
          "an operation that is none"},
-        {"no such operation", frame_of(header_of(4), question(static_cast<Operation>(12))),
+        {"no such operation", frame_of(header_of(4), question(static_cast<Operation>(13))),
          "an operation that is none"},
         {"no arguments", frame_of(header_of(4), question(Operation::query)),
          "the body ends too early"},
@@ -144,7 +144,7 @@ TEST_F(BadFrames, SpoiltOnesDoNoHarm) {
     };
     for (int round = 0; round < 300; ++round) {
         lab::Writer writer;
-        writer.number(static_cast<std::uint32_t>(1 + below(11)));
+        writer.number(static_cast<std::uint32_t>(1 + below(12)));
         writer.object(opal_objid{{static_cast<std::uint8_t>(below(256))}});
         writer.guid(volume_manager_interface);
         writer.number(0);
