@@ -1,62 +1,11 @@
-// The trace log, through exports that write a line and touch nothing else.
-#include "farlo_test.h"
+// Lines of the trace log: what is written, when, and what a failing call loses.
+#include "trace_log_fixture.h"
 
-#include <fstream>
+#include <clocale>
 
 namespace {
 
 using namespace support;
-
-constexpr std::uintmax_t limit = 10'485'760;
-
-class Log : public testing::Test {
-  protected:
-    void SetUp() override {
-        environment().set_trace_level(0);
-        environment().remove_logs();
-    }
-
-    const std::filesystem::path log = environment().log_file();
-    const std::filesystem::path older = environment().log_file().wstring() + L".0";
-
-    // Two lines: the call and, as the handle is NULL, its failure.
-    static void write_lines(const FarloDll& dll, const std::wstring& name) {
-        EXPECT_EQ(CALL(dll, OnlineDgExW)(nullptr, name.c_str(), nullptr, nullptr, 0, 0), 100u);
-    }
-    static std::string first_line(const std::string& name) {
-        return "OnlineDg " + name + " is called with flag 0x0";
-    }
-    static constexpr char second_line[] = "OnlineDgExW() failed , NULL opal_handle, error=(0x64) ";
-
-    static std::vector<std::string> texts(const std::filesystem::path& path) {
-        std::string error;
-        std::vector<std::string> result;
-        for (const LogLine& line : read_log(path, error)) {
-            result.push_back(line.text);
-        }
-        EXPECT_EQ(error, "");
-        return result;
-    }
-
-    // A log of so many bytes, all whole lines but for the first.
-    void make_log(std::uintmax_t size) {
-        const std::string line = "11/20/26 19:21:38 [PID:11,TID:22] filled\r\n";
-        std::string contents;
-        while (contents.size() + line.size() <= size) {
-            contents += line;
-        }
-        contents.insert(0, "11/20/26 19:21:38 [PID:11,TID:22] " +
-                               std::string(line.size() + size - contents.size(), 'x'));
-        contents.resize(size);
-        std::ofstream(log, std::ios::binary) << contents;
-    }
-    static std::string contents(const std::filesystem::path& path) {
-        std::ifstream file(path, std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
-};
-
-using Texts = std::vector<std::string>;
 
 TEST_F(Log, ALineIsDateTimeIdsMessage) {
     FarloDll dll;
@@ -184,76 +133,53 @@ TEST_F(Log, TheLastMessageThatFitsIsWhole) {
     }
 }
 
-// ------------------------------------------------------------------- rollover
-
-TEST_F(Log, ALineThatStaysBelowTheLimitIsAppended) {
-    FarloDll dll;
-    write_lines(dll, L"x");
-    const std::uintmax_t line = contents(log).find('\n') + 1;
-    make_log(limit - line - 1);
-    const std::string before = contents(log);
-    EXPECT_EQ(CALL(dll, OnlineDgExW)(nullptr, L"x", nullptr, nullptr, 0, 0), 100u);
-    // The first line fits to the byte below the limit; the second rolls over.
-    EXPECT_EQ(texts(log), Texts{second_line});
-    const std::string rolled = contents(older);
-    EXPECT_EQ(rolled.size(), limit - 1);
-    EXPECT_EQ(rolled.substr(0, before.size()), before);
+// The longest path has 259 characters; a longer one stops the set-up, so that not
+// even the level is read. The older generation's has two more.
+TEST_F(Log, TheLongestPath) {
+    wchar_t vmpath[MAX_PATH];
+    GetEnvironmentVariableW(L"VMPATH", vmpath, MAX_PATH);
+    environment().set_trace_level(6);
+    constexpr std::size_t tail = sizeof R"(logs\farlo.log)" - 1;
+    for (const std::size_t length : {257u, 258u, 259u, 260u}) {
+        SCOPED_TRACE(length);
+        std::wstring folder = environment().folder().wstring() + L"\\";
+        folder += std::wstring(100, L'f') + L"\\";
+        folder += std::wstring(length - tail - 1 - folder.size(), L'x') + L"\\";
+        ASSERT_EQ(folder.size() + tail, length);
+        // Beyond the limit of paths without this prefix.
+        const std::wstring logs = LR"(\\?\)" + folder + L"logs";
+        std::filesystem::create_directories(logs);
+        SetEnvironmentVariableW(L"VMPATH", folder.c_str());
+        { FarloDll dll; }
+        SetEnvironmentVariableW(L"VMPATH", vmpath);
+        EXPECT_EQ(contents(logs + LR"(\farlo.log)").empty(), length > 259);
+        std::filesystem::remove_all(environment().folder() / std::wstring(100, L'f'));
+    }
 }
 
-TEST_F(Log, ALineThatReachesTheLimitRollsOver) {
+// The ANSI code page of the lab node is 1252.
+TEST_F(Log, CharactersOutsideAscii) {
+    ASSERT_EQ(GetACP(), 1252u);
     FarloDll dll;
-    write_lines(dll, L"x");
-    const std::uintmax_t line = contents(log).find('\n') + 1;
-    std::ofstream(older) << "the generation before, longer than nothing";
-    make_log(limit - line);
-    const std::string before = contents(log);
-    write_lines(dll, L"x");
-    EXPECT_EQ(texts(log), (Texts{first_line("x"), second_line}));
-    EXPECT_TRUE(contents(older) == before);
+    write_lines(dll, L"d\u00e4ta \u20ac \u4e2d");
+    EXPECT_EQ(texts(log)[0], first_line("d\xe4ta \x80 ?"));
 }
 
-TEST_F(Log, TheOlderGenerationIsMadeWhereThereIsNone) {
+TEST_F(Log, TheDateDoesNotDependOnTheAgentsLocale) {
     FarloDll dll;
-    make_log(limit + 5);
-    const std::string before = contents(log);
+    ASSERT_NE(setlocale(LC_TIME, "German_Germany.1252"), nullptr);
     write_lines(dll, L"x");
-    EXPECT_EQ(texts(log), (Texts{first_line("x"), second_line}));
-    EXPECT_TRUE(contents(older) == before);
+    EXPECT_STREQ(setlocale(LC_TIME, nullptr), "C");
+    const std::string line = contents(log);
+    EXPECT_EQ(line[2], '/');
+    EXPECT_EQ(line[5], '/');
 }
 
-// What the process prints while it writes lines.
-std::string printed(const std::filesystem::path& folder, const std::function<void()>& work) {
-    const std::filesystem::path path = folder / L"stdout.txt";
-    fflush(stdout);
-    const int saved = _dup(1);
-    FILE* file = _wfopen(path.c_str(), L"wb");
-    _dup2(_fileno(file), 1);
-    work();
-    fflush(stdout);
-    _dup2(saved, 1);
-    _close(saved);
-    fclose(file);
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
-TEST_F(Log, AReaderThatHoldsTheOlderGenerationLosesTheLine) {
+TEST_F(Log, ATraceLevelThatIsLongerThanANumberIsIgnored) {
+    const std::uint64_t six = 6;
+    environment().set_registry(tracing_key, L"TRACELEVEL", REG_DWORD, &six, sizeof six);
     FarloDll dll;
-    make_log(limit);
-    std::ofstream(older) << "held";
-    const HANDLE reader = CreateFileW(older.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
-                                      OPEN_EXISTING, 0, nullptr);
-    ASSERT_NE(reader, INVALID_HANDLE_VALUE);
-    const std::string before = contents(log);
-    EXPECT_EQ(printed(environment().folder(), [&] { write_lines(dll, L"x"); }),
-              "\nError in copying into new file\n\nError in copying into new file\n");
-    EXPECT_TRUE(contents(log) == before);
-    CloseHandle(reader);
-    EXPECT_EQ(contents(older), "held");
-    // Later it succeeds.
-    write_lines(dll, L"y");
-    EXPECT_EQ(texts(log), (Texts{first_line("y"), second_line}));
-    EXPECT_TRUE(contents(older) == before);
+    EXPECT_EQ(texts(log), Texts{});
 }
 
 // --------------------------------------------------------------- failing calls

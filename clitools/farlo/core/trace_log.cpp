@@ -62,6 +62,14 @@ bool copy_contents(const FileHandle& from, const FileHandle& to) noexcept {
     }
 }
 
+// For the line that is lost with the copy.
+FileHandle copy_failed() noexcept {
+    // Kept on standard output: scripts that start agents look for it there.
+    std::fputs("\nError in copying into new file\n", stdout);
+    std::fflush(stdout);
+    return {};
+}
+
 // Makes the one older generation, "farlo.log.0", of the log and empties the
 // log. The log stays locked from the test of its size to its emptying, so that
 // no other process can write a line that neither file keeps, nor roll over a
@@ -70,7 +78,10 @@ bool copy_contents(const FileHandle& from, const FileHandle& to) noexcept {
 FileHandle roll_over(const char* path, std::size_t line_length) noexcept {
     FileHandle log = open_file(path, GENERIC_READ | GENERIC_WRITE, OPEN_EXISTING);
     std::uint64_t size = 0;
-    if (!log || !lock_first_byte(log) || !file_size(log, size)) {
+    if (!log) {
+        return copy_failed();
+    }
+    if (!lock_first_byte(log) || !file_size(log, size)) {
         return {};
     }
     if (size + line_length < TraceLog::rollover_size) {
@@ -89,10 +100,7 @@ FileHandle roll_over(const char* path, std::size_t line_length) noexcept {
         }
     }
     if (!older || !copy_contents(log, older)) {
-        // Kept on standard output: scripts that start agents look for it there.
-        std::fputs("\nError in copying into new file\n", stdout);
-        std::fflush(stdout);
-        return {};
+        return copy_failed();
     }
     older.close();
     return open_file(path, GENERIC_WRITE, TRUNCATE_EXISTING);
