@@ -205,6 +205,7 @@ TEST_F(Validate, GivingBackAHandleThatIsRefused) {
         expect_log({});
         // Released a second time: the command library does not know it any more.
         EXPECT_EQ(FARLO(UnInitializeClusterW)(handle), 21u);
+        made();
         EXPECT_EQ(last().live_handles, 0u);
         EXPECT_EQ(FARLO(UnInitializeClusterW)(nullptr), 21u);
         handle = nullptr;
@@ -218,6 +219,94 @@ TEST_F(Validate, TheSlotIsNotCleared) {
         EXPECT_EQ(FARLO(UnInitializeClusterW)(handle), 0u);
         EXPECT_EQ(handle, before);
         handle = nullptr;
+    });
+}
+
+// A handle that the service drops as it is made is released, and the slot is empty
+// at each further try.
+TEST_F(Validate, ANewHandleThatIsDroppedAtOnceIsReconnected) {
+    at_every_threshold([&] {
+        made();
+        StandIn<decltype(InitializeZtVmW)> initialize(
+            dll().module(), "InitializeZtVmW",
+            [&](uint32_t flags, uint32_t reserved, opal_handle* slot) {
+                EXPECT_EQ(slot, &handle);
+                EXPECT_EQ(*slot, nullptr);
+                if (initialize.calls() == 2) {
+                    return ZTERROR_NOT_CONNECTED;
+                }
+                const opal_status status = initialize.real(flags, reserved, slot);
+                if (initialize.calls() == 1) {
+                    LabCmdDisconnect(*slot);
+                }
+                return status;
+            });
+        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
+        EXPECT_EQ(initialize.calls(), 3u);
+        EXPECT_EQ(made(), (Made{2, 1, 0}));
+        expect_pauses({{"Sleep", 500}});
+        expect_log(
+            {{6, "ValidateClusterW: Sleeping for 0.5 secs"}, {0, "RegisterForAlerts() Failed"}});
+        release();
+    });
+}
+
+struct Caller {
+    const FarloDll& dll;
+    opal_handle handle;
+    std::uint32_t status;
+};
+
+DWORD WINAPI validate_in_thread(void* argument) {
+    auto* caller = static_cast<Caller*>(argument);
+    caller->status = CALL(caller->dll, ValidateClusterW)(&caller->handle);
+    return 0;
+}
+
+DWORD WINAPI release_in_thread(void* argument) {
+    auto* caller = static_cast<Caller*>(argument);
+    caller->status = CALL(caller->dll, UnInitializeClusterW)(caller->handle);
+    return 0;
+}
+
+// Connecting and releasing never overlap, whichever handles they are for.
+TEST_F(Validate, OneThreadAtATime) {
+    virtual_time = false;
+    once([&] {
+        ASSERT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
+        const HANDLE entered = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+        const HANDLE go_on = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+        StandIn<decltype(InitializeZtVmW)> initialize(
+            dll().module(), "InitializeZtVmW",
+            [&](uint32_t flags, uint32_t reserved, opal_handle* slot) {
+                SetEvent(entered);
+                WaitForSingleObject(go_on, INFINITE);
+                return initialize.real(flags, reserved, slot);
+            });
+        Caller first{dll(), nullptr, 1};
+        Caller second{dll(), nullptr, 1};
+        Caller third{dll(), handle, 1};
+        made();
+        HANDLE threads[3];
+        threads[0] = CreateThread(nullptr, 0, validate_in_thread, &first, 0, nullptr);
+        EXPECT_EQ(WaitForSingleObject(entered, 10'000), WAIT_OBJECT_0);
+        threads[1] = CreateThread(nullptr, 0, validate_in_thread, &second, 0, nullptr);
+        threads[2] = CreateThread(nullptr, 0, release_in_thread, &third, 0, nullptr);
+        EXPECT_EQ(WaitForSingleObject(entered, 300), static_cast<DWORD>(WAIT_TIMEOUT));
+        EXPECT_EQ(made(), (Made{0, 0, 0}));
+        SetEvent(go_on);
+        EXPECT_EQ(WaitForSingleObject(entered, 10'000), WAIT_OBJECT_0);
+        SetEvent(go_on);
+        EXPECT_EQ(WaitForMultipleObjects(3, threads, TRUE, 10'000), WAIT_OBJECT_0);
+        for (const Caller& caller : {first, second, third}) {
+            EXPECT_EQ(caller.status, 0u);
+        }
+        EXPECT_EQ(FARLO(UnInitializeClusterW)(first.handle), 0u);
+        EXPECT_EQ(FARLO(UnInitializeClusterW)(second.handle), 0u);
+        handle = nullptr;
+        for (const HANDLE closed : {threads[0], threads[1], threads[2], entered, go_on}) {
+            CloseHandle(closed);
+        }
     });
 }
 
@@ -267,6 +356,28 @@ TEST_F(Validate, AProviderThatCannotStartIsTracedAndIgnored) {
         EXPECT_EQ(traces, (std::vector<std::string>{
                               "6 clusapiprov: ERROR: An exception was thrown in [clusapiprov] "
                               "CZtProvider::Initialize()"}));
+        release();
+    });
+}
+
+// First the provider, then the alerts.
+TEST_F(Validate, TheProviderStartsBeforeTheAlertsAreRegistered) {
+    once([&] {
+        EXPECT_EQ(FARLO(RegisterForAlerts)(nullptr, reset_timeout), 0u);
+        made();
+        unsigned registered = 99;
+        LabSetTraceSink([](std::uint32_t, const char*) { traces.emplace_back("trace"); });
+        traces.clear();
+        StandIn<decltype(RegisterAlertCallback)> register_alerts(
+            dll().module(), "RegisterAlertCallback", [&](auto... arguments) {
+                registered = static_cast<unsigned>(traces.size());
+                return register_alerts.real(arguments...);
+            });
+        heap().fail(1);  // the provider's start, which traces that
+        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
+        heap().fail_no_more();
+        LabSetTraceSink(nullptr);
+        EXPECT_EQ(registered, 1u);
         release();
     });
 }
