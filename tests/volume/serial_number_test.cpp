@@ -160,15 +160,46 @@ TEST_F(SerialNumber, NullBufferAndNullSize) {
         EXPECT_EQ(find(7, nullptr, &size), 19u);
         EXPECT_EQ(size, buffer_size);
         expect_calls(find_by_name + volumes);
-        expect_lines({{0, "GetVolumeNameForSerialNumberW() failed , pVolumeInfo == NULL"},
-                      {0, failed("0x13")}},
-                     "7");
+        expect_lines({{0, "GetVolumeNameForSerialNumberW() failed , pVolumeInfo == NULL"}}, "7",
+                     false);
         start_watching();
         GuardedBuffer buffer(buffer_size);
         EXPECT_EQ(find(7, buffer.data(), nullptr), 19u);
-        expect_lines(
-            {{0, "GetVolumeNameForSerialNumberW() failed , pSize == NULL"}, {0, failed("0x13")}},
-            "7");
+        expect_calls(find_by_name + volumes);
+        expect_lines({{0, "GetVolumeNameForSerialNumberW() failed , pSize == NULL"}}, "7", false);
+        EXPECT_TRUE(buffer.untouched());
+    });
+}
+
+// What is missing is told at once; a size that is too small waits for the closing
+// look at the connection, and is stored all the same.
+TEST_F(SerialNumber, AConnectionThatDropsBeforeTheBufferIsLookedAt) {
+    const char drop[] = R"([{"function": "ObGetChildObjects", "drop": true}])";
+    at_every_threshold([&] {
+        GuardedBuffer buffer(buffer_size);
+        std::uint32_t size = buffer_size;
+        set_faults(drop);
+        start_watching();
+        EXPECT_EQ(find(7, nullptr, &size), 19u);
+        expect_lines({{0, "GetVolumeNameForSerialNumberW() failed , pVolumeInfo == NULL"}}, "7",
+                     false);
+    });
+    at_every_threshold([&] {
+        GuardedBuffer buffer(buffer_size);
+        set_faults(drop);
+        start_watching();
+        EXPECT_EQ(find(7, buffer.data(), nullptr), 19u);
+        expect_lines({{0, "GetVolumeNameForSerialNumberW() failed , pSize == NULL"}}, "7", false);
+    });
+    at_every_threshold([&] {
+        GuardedBuffer buffer(buffer_size);
+        std::uint32_t size = 1655;
+        set_faults(drop);
+        start_watching();
+        EXPECT_EQ(find(7, buffer.data(), &size), 20u);
+        EXPECT_EQ(size, buffer_size);
+        EXPECT_TRUE(buffer.untouched());
+        expect_lines({{0, failed("0x14")}}, "7");
     });
 }
 
@@ -315,6 +346,57 @@ TEST_F(SerialNumber, TheNarrowForm) {
         expect_calls({});
         expect_log({{0, "GetVolumeNameForSerialNumberA() failed , text of more than 31 characters "
                         "or invalid, error=(0x80070057)"}});
+    });
+}
+
+// No more characters than a group's name has room for.
+TEST_F(SerialNumber, TheLongestNameOfTheNarrowForm) {
+    const std::string longest(31, 'n');
+    scenario = R"({"disk_groups": [{"name": ")" + longest +
+               R"(", "id": "dg1", "dgid": "guid-1", "type": 2, "volumes": [
+                   {"name": "one", "device": "d1", "volume_name": "V1"}]}]})";
+    once([&] {
+        FileSystems file_systems(dll().module());
+        file_systems.serials = {{L"V1\\", 7}};
+        GuardedBuffer buffer(buffer_size);
+        std::uint32_t size = buffer_size;
+        EXPECT_EQ(FARLO(GetVolumeNameForSerialNumberA)(handle, longest.c_str(), nullptr, 7,
+                                                       buffer.as<wchar_t>(), &size),
+                  0u);
+        EXPECT_EQ(std::wstring(buffer.as<wchar_t>()), L"V1\\");
+        // NULL stays NULL.
+        EXPECT_EQ(FARLO(GetVolumeNameForSerialNumberA)(handle, nullptr, nullptr, 7,
+                                                       buffer.as<wchar_t>(), &size),
+                  19u);
+    });
+}
+
+// The buffer has the name, or it has nothing.
+TEST_F(SerialNumber, EveryAllocationThatFails) {
+    const auto run = [&](auto find_in) {
+        std::vector<std::uint32_t> results;
+        at_every_allocation([&] {
+            FileSystems file_systems(dll().module());
+            file_systems.serials = {{L"V1\\", 7}};
+            GuardedBuffer buffer(buffer_size);
+            std::uint32_t size = buffer_size;
+            results.push_back(find_in(buffer.as<wchar_t>(), &size));
+            EXPECT_EQ(results.back() != 0, buffer.untouched());
+            EXPECT_EQ(size, buffer_size);
+        });
+        ASSERT_GT(results.size(), 2u);
+        EXPECT_EQ(results.front(), 0u);
+        EXPECT_EQ(results.back(), 0u);
+        EXPECT_EQ(std::erase(results, 0u), 2u);  // none failing, before and after
+        // Of the group: no such group. Of its volumes: an exception.
+        EXPECT_THAT(results, testing::Each(testing::AnyOf(1u, 18u)));
+        EXPECT_THAT(results, testing::Contains(18u));
+    };
+    run([&](wchar_t* buffer, std::uint32_t* size) {
+        return FARLO(GetVolumeNameForSerialNumberW)(handle, L"dg1", nullptr, 7, buffer, size);
+    });
+    run([&](wchar_t* buffer, std::uint32_t* size) {
+        return FARLO(GetVolumeNameForSerialNumberA)(handle, "dg1", nullptr, 7, buffer, size);
     });
 }
 

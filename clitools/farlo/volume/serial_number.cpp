@@ -22,23 +22,9 @@ bool read_serial_number(const std::wstring& root, DWORD& serial_number) {
                                  file_system, file_system_name_capacity) != FALSE;
 }
 
-std::uint32_t find_serial_number(const CZtObject& group, std::uint32_t wanted, wchar_t* volume_name,
-                                 std::uint32_t* size) {
-    std::vector<CZtObject> volumes;
-    group.GetChildObjects(volumes, volume_type);
-    if (size == nullptr) {
-        log(0, L"GetVolumeNameForSerialNumberW() failed , pSize == NULL");
-        return FARLO_MISSING_ARGUMENT;
-    }
-    // The size first: kept, callers ask for it without a buffer.
-    if (*size < FARLO_VOLUME_NAME_BUFFER_SIZE) {
-        *size = FARLO_VOLUME_NAME_BUFFER_SIZE;
-        return FARLO_BUFFER_TOO_SMALL;
-    }
-    if (volume_name == nullptr) {
-        log(0, L"GetVolumeNameForSerialNumberW() failed , pVolumeInfo == NULL");
-        return FARLO_MISSING_ARGUMENT;
-    }
+// `capacity` in bytes.
+std::uint32_t find_serial_number(const std::vector<CZtObject>& volumes, std::uint32_t wanted,
+                                 wchar_t* volume_name, std::uint32_t capacity) {
     for (const CZtObject& volume : volumes) {
         std::wstring root;
         volume.GetProp("volumename", root);
@@ -52,7 +38,8 @@ std::uint32_t find_serial_number(const CZtObject& group, std::uint32_t wanted, w
             continue;
         }
         if (serial_number == wanted) {
-            if (!copy_text(volume_name, *size / sizeof *volume_name, root.c_str(), root.size())) {
+            if (!copy_text(volume_name, capacity / sizeof *volume_name, root.c_str(),
+                           root.size())) {
                 throw FARLO_INVALID_ARGUMENT;
             }
             return FARLO_SUCCESS;
@@ -85,7 +72,22 @@ std::uint32_t GetVolumeNameForSerialNumberW(opal_handle handle, const wchar_t* g
         return status;
     }
     try {
-        status = find_serial_number(group, serial_number, volume_name, size);
+        std::vector<CZtObject> volumes;
+        group.GetChildObjects(volumes, volume_type);
+        if (size == nullptr) {
+            log(0, L"GetVolumeNameForSerialNumberW() failed , pSize == NULL");
+            return FARLO_MISSING_ARGUMENT;
+        }
+        // The size first: kept, callers ask for it without a buffer.
+        if (*size < FARLO_VOLUME_NAME_BUFFER_SIZE) {
+            *size = FARLO_VOLUME_NAME_BUFFER_SIZE;
+            status = FARLO_BUFFER_TOO_SMALL;
+        } else if (volume_name == nullptr) {
+            log(0, L"GetVolumeNameForSerialNumberW() failed , pVolumeInfo == NULL");
+            return FARLO_MISSING_ARGUMENT;
+        } else {
+            status = find_serial_number(volumes, serial_number, volume_name, *size);
+        }
     } catch (...) {
         log(6, L"API_TRY_CATCH_FAILED ");
         status = FARLO_EXCEPTION;
