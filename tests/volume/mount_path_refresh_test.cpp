@@ -125,9 +125,7 @@ TEST_F(RefreshMountPath, NullName) {
 TEST_F(RefreshMountPath, NullHandle) {
     at_every_threshold([&] {
         EXPECT_EQ(FARLO(FFUpdateMountPathW)(nullptr, L"one"), 100u);
-        expect_log({entering,
-                    {0, "FFUpdateMountPath() failed , NULL opal_handle, error=(0x64)"},
-                    exiting});
+        expect_log({entering, {0, "FFUpdateMountPathW() failed , NULL opal_handle"}, exiting});
     });
 }
 
@@ -138,6 +136,18 @@ TEST_F(RefreshMountPath, TheServicesStatusIsPassedOn) {
         expect_log({entering,
                     {0, "FFUpdateMountPath: MISCOP_UPDATE_MOUNTPATH, PrCallDispatch failed with "
                         "error = 0xe5150110."},
+                    exiting});
+    });
+}
+
+// No failure of the service's, but not 0 either.
+TEST_F(RefreshMountPath, AnInformationalStatus) {
+    at_every_threshold([&] {
+        set_faults(R"([{"minor": 3041, "status": "0x41000001"}])");
+        EXPECT_EQ(refresh(L"one"), 0x41000001u);
+        expect_log({entering,
+                    {0, "FFUpdateMountPath: MISCOP_UPDATE_MOUNTPATH, PrCallDispatch failed with "
+                        "error = 0x41000001."},
                     exiting});
     });
 }
@@ -193,6 +203,37 @@ TEST_F(RefreshMountPath, TheNarrowForm) {
         expect_log({{0, "FFUpdateMountPathA() failed , text of more than 259 characters or "
                         "invalid, error=(0x80070057)"}});
     });
+}
+
+TEST_F(RefreshMountPath, TheLongestNameOfTheNarrowForm) {
+    const std::string longest(259, 'n');
+    scenario = R"({"disk_groups": [{"name": "dg1", "dgid": "guid-1", "volumes": [
+        {"name": "one", "device": ")" +
+               longest + R"("}]}]})";
+    once([&] {
+        accept_refresh();
+        EXPECT_EQ(FARLO(FFUpdateMountPathA)(handle, longest.c_str()), 0u);
+        EXPECT_EQ(calls_of("PrCallDispatch"), (Lines{refresh_call("one", "0x0")}));
+    });
+}
+
+TEST_F(RefreshMountPath, EveryAllocationThatFails) {
+    const auto run = [&](auto refresh_it) {
+        std::vector<std::uint32_t> results;
+        at_every_allocation([&] {
+            accept_refresh();
+            results.push_back(refresh_it());
+        });
+        ASSERT_GT(results.size(), 2u);
+        EXPECT_EQ(results.front(), 0u);
+        EXPECT_EQ(results.back(), 0u);
+        EXPECT_EQ(std::erase(results, 0u), 2u);  // none failing, before and after
+        // Without its names a volume is not found.
+        EXPECT_THAT(results, testing::Each(testing::AnyOf(0xc1000001u, 18u)));
+        EXPECT_THAT(results, testing::Contains(18u));
+    };
+    run([&] { return refresh(L"one"); });
+    run([&] { return FARLO(FFUpdateMountPathA)(handle, "one"); });
 }
 
 }  // namespace

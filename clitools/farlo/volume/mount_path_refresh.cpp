@@ -12,7 +12,7 @@ namespace {
 
 std::uint32_t refresh(opal_handle handle, const wchar_t* name) {
     if (handle == nullptr) {
-        log(0, L"FFUpdateMountPath() failed , NULL opal_handle, error=(0x%x)", FARLO_NULL_HANDLE);
+        log(0, L"FFUpdateMountPathW() failed , NULL opal_handle");
         return FARLO_NULL_HANDLE;
     }
     if (!is_connected(handle)) {
