@@ -54,6 +54,11 @@ unsigned resets = 0;
 void reset_timeout() {
     ++resets;
 }
+// Leaves an error behind, as any code of an agent may.
+void reset_timeout_with_an_error() {
+    ++resets;
+    SetLastError(ERROR_DISK_FULL);
+}
 
 class OnlineVolume : public FarloTest {
   protected:
@@ -319,6 +324,42 @@ TEST_F(OnlineVolume, AnUnknownGroupIsLookedForTwice) {
     });
 }
 
+// The group is there at the second look: the connection was good all the time,
+// and the handle stays.
+TEST_F(OnlineVolume, AGroupThatIsFoundAtTheSecondLook) {
+    at_every_threshold([&] {
+        lab_cmd_calls before;
+        LabCmdGetCalls(&before);
+        accept_online(R"(, {"property": "dgid", "call": 1, "status": "0xc100003a"})");
+        EXPECT_EQ(online(), 0u);
+        expect_calls(node_role(1) +
+                     Lines{groups("@dg1"), read("dg1", "LDM DG TYPE", "UINT32 8"),
+                           read_failed("dg1", "dgid", "0xc100003a")} +
+                     find_group() + is_imported(true) + found_and_sent(7, "0x0"));
+        expect_lines({unknown_group, entering_validate, exiting_validate}, "0x0");
+        lab_cmd_calls after;
+        LabCmdGetCalls(&after);
+        EXPECT_EQ(after.initialize, before.initialize);
+        EXPECT_EQ(after.uninitialize, before.uninitialize);
+    });
+}
+
+TEST_F(OnlineVolume, AGroupThatIsExcludedAtTheSecondLook) {
+    scenario = R"({"node": {"role": 1}, "disk_groups": [
+        {"name": "dg1", "dgid": "guid-1", "type": 7}]})";
+    at_every_threshold([&] {
+        set_faults(R"([{"property": "dgid", "call": 1, "status": "0xc100003a"}])");
+        EXPECT_EQ(online(), 40u);
+        expect_lines(
+            {unknown_group,
+             entering_validate,
+             exiting_validate,
+             {0, "GetDgObjIdByGuid() failed , DG_TYPENAME not found in OPAL, error=(0x28)"},
+             {0, "OnlineVolW():GetDgObjIdByGuid1()  failed, error=(0x28) "}},
+            "0x28");
+    });
+}
+
 // The handle is renewed on the way and serves the steps that follow; the
 // caller's own was released.
 TEST_F(OnlineVolume, AConnectionThatIsRenewedServesTheRest) {
@@ -409,6 +450,15 @@ TEST_F(OnlineVolume, AFailedVolumeQuery) {
     });
 }
 
+TEST_F(OnlineVolume, AStatusOfTheVolumeQueryThatIsNoFailure) {
+    at_every_threshold([&] {
+        accept_online(R"(, {"function": "DbGetObjectsByQuery", "after": "0x41000001"})");
+        EXPECT_EQ(online(), 0u);
+        EXPECT_EQ(calls_of("PrCallDispatch"), (Lines{online_call(7, "0x0")}));
+        expect_lines({}, "0x0");
+    });
+}
+
 TEST_F(OnlineVolume, NoMemoryForTheVolumeQuery) {
     at_every_threshold([&] {
         set_faults(R"([{"function": "_ZtAlloc", "nothing": true}])");
@@ -471,6 +521,17 @@ TEST_F(OnlineVolume, TheServicesStatusIsPassedOn) {
         expect_lines(
             {{4, "OnlineVolW: MISCOP_VOLUMEONLINE, CsfInvoke failed with error = 0xe5150103."}},
             "0xe5150103");
+    });
+}
+
+// No failure of the service's, but not 0 either.
+TEST_F(OnlineVolume, AnInformationalStatus) {
+    at_every_threshold([&] {
+        set_faults(R"([{"minor": 6063, "status": "0x41000001"}])");
+        EXPECT_EQ(online(), 0x41000001u);
+        expect_lines(
+            {{4, "OnlineVolW: MISCOP_VOLUMEONLINE, CsfInvoke failed with error = 0x41000001."}},
+            "0x41000001");
     });
 }
 
@@ -618,6 +679,107 @@ TEST_F(StartingNode, AFailedWait) {
     });
 }
 
+// The time-out goes to the wait as it is given: 0 asks without waiting, the
+// largest one waits without an end.
+TEST_F(StartingNode, TheSmallestAndTheLargestTimeOut) {
+    at_every_threshold([&] {
+        accept_online();
+        FARLO(RegisterForAlerts)(handle, reset_timeout);
+        for (const auto& [timeout, waits] : {std::pair{0u, 3u}, {0xFFFFFFFFu, 1u}}) {
+            SCOPED_TRACE(timeout);
+            start_watching();
+            Thread thread;
+            with_thread(thread, [&] {
+                std::vector<DWORD> intervals;
+                const StandIn<decltype(WaitForSingleObject)> wait(
+                    dll().module(), "WaitForSingleObject", [&](HANDLE object, DWORD milliseconds) {
+                        EXPECT_EQ(object, thread.handle);
+                        intervals.push_back(milliseconds);
+                        return intervals.size() < waits ? DWORD{WAIT_TIMEOUT}
+                                                        : DWORD{WAIT_OBJECT_0};
+                    });
+                EXPECT_EQ(online(0x6, timeout), 0u);
+                EXPECT_EQ(intervals, std::vector<DWORD>(waits, timeout));
+            });
+            EXPECT_EQ(resets, waits);
+            std::vector<Expected> lines;
+            for (unsigned i = 0; i < waits; ++i) {
+                lines.push_back(waiting);
+                lines.push_back(reset);
+            }
+            expect_lines(lines, "0x0");
+        }
+    });
+}
+
+// The error is that of the wait, whatever the callback leaves behind.
+TEST_F(StartingNode, AFailedWaitBeforeACallbackThatFails) {
+    at_every_threshold([&] {
+        FARLO(RegisterForAlerts)(handle, reset_timeout_with_an_error);
+        start_watching();
+        Thread thread;
+        with_thread(thread, [&] {
+            const Failure<decltype(WaitForSingleObject)> wait(dll().module(), "WaitForSingleObject",
+                                                              {.last_error = ERROR_INVALID_HANDLE},
+                                                              WAIT_FAILED);
+            EXPECT_EQ(online(), 6u);
+        });
+        EXPECT_EQ(resets, 1u);
+        expect_lines(
+            {waiting, reset, {0, "OnlineVolW(): WaitForSingleObject failed! error=(0x6) "}}, "0x6");
+    });
+}
+
+// Neither signalled nor a time-out ends the wait, and the call; where the system
+// names no error it is a failure all the same.
+TEST_F(StartingNode, AnyOtherResultOfTheWait) {
+    at_every_threshold([&] {
+        for (const DWORD result : {DWORD{WAIT_ABANDONED}, DWORD{WAIT_IO_COMPLETION}, WAIT_FAILED}) {
+            for (const auto& [error, status, text] :
+                 {std::tuple{DWORD{ERROR_SUCCESS}, 0xc1000001u, "0xc1000001"},
+                  {DWORD{ERROR_TOO_MANY_POSTS}, 298u, "0x12a"}}) {
+                SCOPED_TRACE(result);
+                SCOPED_TRACE(text);
+                start_watching();
+                Thread thread;
+                with_thread(thread, [&] {
+                    const StandIn<decltype(WaitForSingleObject)> wait(
+                        dll().module(), "WaitForSingleObject", [&](HANDLE, DWORD) {
+                            SetLastError(error);
+                            return result;
+                        });
+                    EXPECT_EQ(online(), status);
+                    EXPECT_EQ(wait.calls(), 1u);
+                });
+                expect_calls(node_role(0));
+                expect_lines({waiting,
+                              {0, std::string("OnlineVolW(): WaitForSingleObject failed! error=(") +
+                                      text + ") "}},
+                             text);
+            }
+        }
+    });
+}
+
+TEST_F(StartingNode, AnExitCodeThatCannotBeReadForNoReason) {
+    at_every_threshold([&] {
+        Thread thread;
+        with_thread(thread, [&] {
+            clock().on_pause = [&](int) { SetEvent(thread.handle); };
+            const StandIn<decltype(GetExitCodeThread)> exit_code(
+                dll().module(), "GetExitCodeThread", [](HANDLE, DWORD*) -> BOOL {
+                    SetLastError(ERROR_SUCCESS);
+                    return FALSE;
+                });
+            EXPECT_EQ(online(), 0xc1000001u);
+        });
+        expect_calls(node_role(0));
+        expect_lines({waiting, {0, "OnlineVolW(): GetExitCodeThread failed! error=(0xc1000001) "}},
+                     "0xc1000001");
+        clock().on_pause = nullptr;
+    });
+}
+
 TEST_F(StartingNode, AnExitCodeThatCannotBeRead) {
     at_every_threshold([&] {
         Thread thread;
@@ -708,6 +870,32 @@ TEST_F(OnlineVolume, TheNarrowFormKeepsNullAndRefusesWhatDoesNotFit) {
         expect_log({{0, "OnlineVolA() failed , text of more than 259 characters or invalid, "
                         "error=(0x80070057)"}});
     });
+}
+
+// Success means that the service was asked.
+TEST_F(OnlineVolume, EveryAllocationThatFails) {
+    set_node(R"("role": 1)", false);
+    const auto run = [&](auto online_it) {
+        std::vector<std::uint32_t> results;
+        at_every_allocation([&] {
+            accept_online(R"(, {"minor": 2003, "status": "0x0"})");
+            start_watching();
+            results.push_back(online_it());
+            const Lines asked = calls_of("PrCallDispatch");
+            EXPECT_EQ(results.back() == 0, !asked.empty() && asked.back() == online_call(7, "0x0"));
+        });
+        EXPECT_EQ(results.front(), 0u);
+        EXPECT_EQ(results.back(), 0u);
+        EXPECT_EQ(std::erase(results, 0u), 2u);  // none failing, before and after
+        // The import's GUID text; without its query's text the volume is not found;
+        // all else is an exception.
+        EXPECT_EQ(std::erase(results, 17u), 1u);
+        EXPECT_EQ(std::erase(results, 0x80070057u), 1u);
+        EXPECT_THAT(results, testing::Not(testing::IsEmpty()));
+        EXPECT_THAT(results, testing::Each(18u));
+    };
+    run([&] { return online(); });
+    run([&] { return FARLO(OnlineVolA)(handle, "guid-1", "\\Device\\one two", 0x6, 1000); });
 }
 
 }  // namespace

@@ -36,6 +36,11 @@ struct Request {
     std::uint32_t timeout_ms;
 };
 
+// The system's last error as a status: a failure also where the system names none.
+std::uint32_t failure_of(DWORD error) {
+    return error != ERROR_SUCCESS ? error : FARLO_PROVIDER_FAILED;
+}
+
 // Waits for the thread without a limit, in intervals after each of which the
 // agent may reset its own time-out.
 std::uint32_t wait_for_start(HANDLE thread, std::uint32_t interval_ms) {
@@ -52,14 +57,15 @@ std::uint32_t wait_for_start(HANDLE thread, std::uint32_t interval_ms) {
         }
     }
     if (result != WAIT_OBJECT_0) {
-        log(0, L"OnlineVolW(): WaitForSingleObject failed! error=(0x%x) ", error);
-        return error;
+        const std::uint32_t status = failure_of(error);
+        log(0, L"OnlineVolW(): WaitForSingleObject failed! error=(0x%x) ", status);
+        return status;
     }
     DWORD exit_code = 0;
     if (!GetExitCodeThread(thread, &exit_code)) {
-        error = GetLastError();
-        log(0, L"OnlineVolW(): GetExitCodeThread failed! error=(0x%x) ", error);
-        return error;
+        const std::uint32_t status = failure_of(GetLastError());
+        log(0, L"OnlineVolW(): GetExitCodeThread failed! error=(0x%x) ", status);
+        return status;
     }
     if (exit_code != 0) {
         log(0, L"OnlineVolW():Could not start CVM Cluster");
