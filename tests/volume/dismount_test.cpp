@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstring>
 #include <deque>
+#include <optional>
 
 namespace {
 
@@ -98,8 +99,8 @@ class Devices {
     DWORD open_error = 0;
     DWORD flush_error = 0;
     DWORD dismount_error = 0;
-    std::deque<std::uint32_t> native_opens;  // a status a try; then success
-    std::uint32_t native_io_status = 0;
+    std::deque<std::uint32_t> native_opens;             // a status a try; then success
+    std::optional<std::uint32_t> native_io_status = 0;  // none: not written
     std::uint32_t native_returned = 0;
     dm_volume_request record{};
 
@@ -116,6 +117,12 @@ class Devices {
 
     NTSTATUS open_native(HANDLE* file, ACCESS_MASK access, OBJECT_ATTRIBUTES* attributes,
                          ULONG share, ULONG options) {
+        EXPECT_EQ(attributes->Length, 48u);
+        EXPECT_EQ(attributes->RootDirectory, nullptr);
+        EXPECT_EQ(attributes->Attributes, 0x40u);  // in any case
+        EXPECT_EQ(attributes->SecurityDescriptor, nullptr);
+        EXPECT_EQ(attributes->SecurityQualityOfService, nullptr);
+        EXPECT_GE(attributes->ObjectName->MaximumLength, attributes->ObjectName->Length);
         lines.push_back("native open " +
                         std::string(attributes->ObjectName->Buffer,
                                     attributes->ObjectName->Buffer +
@@ -136,7 +143,11 @@ class Devices {
         EXPECT_EQ(block.zero, 0u);
         std::memcpy(&record, reinterpret_cast<const void*>(block.record), sizeof record);
         lines.push_back("native control" + numbers({code}));
-        io_status->Status = static_cast<NTSTATUS>(native_io_status);
+        // A driver need not write it.
+        EXPECT_EQ(io_status->Status, 0);
+        if (native_io_status) {
+            io_status->Status = static_cast<NTSTATUS>(*native_io_status);
+        }
         return static_cast<NTSTATUS>(native_returned);
     }
 
@@ -312,6 +323,29 @@ TEST_F(Dismount, TheDriversAnswers) {
     });
 }
 
+TEST_F(Dismount, AnIoStatusThatIsNotWritten) {
+    once([&] {
+        Devices devices(dll().module());
+        devices.native_io_status.reset();
+        EXPECT_EQ(dismount(), 0u);
+        for (const auto& [native, status] : native_statuses) {
+            devices.native_returned = native;
+            EXPECT_EQ(dismount(), status);
+        }
+    });
+}
+
+// Each of the two answers by the same table.
+TEST_F(Dismount, TheDriversAnswersInTheIoStatus) {
+    once([&] {
+        for (const auto& [native, status] : native_statuses) {
+            Devices devices(dll().module());
+            devices.native_io_status = native;
+            EXPECT_EQ(dismount(), status);
+        }
+    });
+}
+
 // The I/O status when it is not 0, else what the call returned.
 TEST_F(Dismount, TheIoStatusCountsBeforeTheCallsOwn) {
     once([&] {
@@ -349,6 +383,33 @@ TEST_F(Dismount, ADeviceThatOpensAtTheThirdTry) {
                                                      tell_device, "close device", "close volume"}));
         expect_pauses({{"Sleep", 1000}, {"Sleep", 1000}});
     });
+}
+
+TEST_F(Dismount, TheLongestPathOfTheNarrowForm) {
+    once([&] {
+        Devices devices(dll().module());
+        const std::string longest(259, 'p');
+        EXPECT_EQ(FARLO(OfflineVolumeA)("vol1", longest.c_str(), group_guid), 0u);
+        EXPECT_EQ(devices.lines, told(longest));
+    });
+}
+
+// No memory is asked for, so there is none that could be missing when the volume
+// is dismounted and the driver not told yet.
+TEST_F(Dismount, NoAllocationIsMade) {
+    std::vector<std::uint32_t> results;
+    const auto run = [&](auto dismount_it) {
+        at_every_allocation([&] {
+            Devices devices(dll().module());
+            const long before = heap().allocations();
+            results.push_back(dismount_it());
+            EXPECT_EQ(heap().allocations(), before);
+            EXPECT_EQ(devices.lines, told("\\\\?\\V{1}"));
+        });
+        EXPECT_THAT(results, testing::Each(0u));
+    };
+    run([&] { return dismount(); });
+    run([&] { return FARLO(OfflineVolumeA)("vol1", "\\\\?\\V{1}\\", group_guid); });
 }
 
 TEST_F(Dismount, TheNarrowForm) {

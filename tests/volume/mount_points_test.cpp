@@ -37,7 +37,8 @@ class MountManager {
                          const opal_status status =
                              m_dispatch.real(connection, target, interface_id, major, minor, input,
                                              output, r1, r2, r3, r4, task, result);
-                         if (status == ZTSTATUS_OK && output != nullptr) {
+                         const bool refused = status >> 31 != 0;
+                         if (!refused && output != nullptr) {
                              if (minor == all_mount_points) {
                                  answer_mounts(name_of(*target), output);
                              } else if (minor == drive_letter) {
@@ -372,6 +373,22 @@ TEST_F(MountPoints, AFailedCall) {
         EXPECT_EQ(read_text(manager, R"({"minor": 8006, "object": "a", "status": "0xe5150111"},)"),
                   L"1; 2");
         expect_lines({no_letter, failed, no_letter});
+    });
+}
+
+// What comes with a status that is not 0 is not read, failure or not.
+TEST_F(MountPoints, AnInformationalStatus) {
+    at_every_threshold([&] {
+        MountManager manager(dll().module());
+        manager.letters = {{"e", L"E"}};
+        manager.mounts["v"] = {{L"1", "e"}};
+        EXPECT_EQ(read_text(manager, R"({"minor": 8006, "status": "0x41000001"},)"), L"");
+        expect_lines({{4, "GetMountPoints:MNTOP_GET_ALL_MOUNTPOINTS, CsfInvoke failed with error "
+                          "= 0x41000001."}});
+        EXPECT_EQ(read_text(manager, R"({"minor": 8007, "object": "e", "status": "0x41000001"},)"),
+                  L"1");
+        expect_lines({{6, "GetDriveLetterFromMntMgr:MNTOP_GET_DRIVE_LETTER, CsfInvoke failed with "
+                          "error = 0x41000001."}});
     });
 }
 

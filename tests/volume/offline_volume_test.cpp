@@ -88,6 +88,17 @@ TEST_F(OfflineVolume, WithoutARunningNodeThereIsNothingToDo) {
     });
 }
 
+TEST_F(OfflineVolume, NothingToDoOnAConnectionThatDropsIsNotConnected) {
+    set_node(R"("role": 0)");
+    at_every_threshold([&] {
+        set_faults(R"([{"property": "nodeRole", "drop": true}])");
+        EXPECT_EQ(offline(), 20u);
+        expect_calls(node_role(0));
+        expect_lines({{6, "OfflineVolW()::CVM cluster is not running simply return success"}},
+                     "0x14");
+    });
+}
+
 TEST_F(OfflineVolume, NullDeviceComesFirst) {
     at_every_threshold([&] {
         for (const opal_handle each : {handle, opal_handle{}}) {
@@ -99,6 +110,17 @@ TEST_F(OfflineVolume, NullDeviceComesFirst) {
                             "error=(0x80070057) "},
                         {2, "Exiting OfflineVolW"}});
         }
+    });
+}
+
+TEST_F(OfflineVolume, NullDeviceOnADroppedHandleIsNotConnected) {
+    at_every_threshold([&] {
+        disconnect();
+        EXPECT_EQ(FARLO(OfflineVolW)(handle, "guid-1", nullptr, 0), 20u);
+        expect_calls({});
+        expect_log({{0, "OfflineVolW() failed , NULL Volume Device Name"},
+                    {0, "OfflineVolW() failed for volume NULL Volume Device Name, error=(0x14) "},
+                    {2, "Exiting OfflineVolW"}});
     });
 }
 
@@ -134,6 +156,49 @@ TEST_F(OfflineVolume, NoMiscObject) {
         EXPECT_EQ(offline(), 0xc1000001u);
         expect_calls({objects("tamo_ztvm_misc", "")});
         expect_lines({{0, "OfflineVolW()::misc object not present"}}, "0xc1000001");
+    });
+}
+
+TEST_F(OfflineVolume, AFailedQueryOfTheMiscObjectIsNone) {
+    at_every_threshold([&] {
+        set_faults(R"([{"type": "tamo_ztvm_misc", "status": "0xc1000102"}])");
+        EXPECT_EQ(offline(), 0xc1000001u);
+        expect_calls({"DbGetObjects tamo_ztvm_misc -> 0xc1000102"});
+        expect_lines({{0, "OfflineVolW()::misc object not present"}}, "0xc1000001");
+    });
+}
+
+TEST_F(OfflineVolume, AFailedQueryOfTheGroupsFindsNone) {
+    at_every_threshold([&] {
+        set_faults(R"([{"type": "tamo_ztvm_diskgroup", "status": "0xc1000102"}])");
+        EXPECT_EQ(offline(), 1u);
+        expect_calls(node_role(1) + Lines(5, "DbGetObjects tamo_ztvm_diskgroup -> 0xc1000102"));
+        expect_pauses(std::vector<Pause>(5, Pause{"Sleep", 5000}));
+        std::vector<Expected> lines(5, Expected{6, "GetDgObjIdByGuid: Sleeping for 5 secs"});
+        lines.push_back(
+            {0, "GetDgObjIdByGuid() failed , DG_TYPENAME not found in OPAL, error=(0x1)"});
+        lines.push_back({0, "OfflineVolW:GetDgObjIdByGuid()  failed, error=(0x1) "});
+        expect_lines(lines, "0x1");
+    });
+}
+
+TEST_F(OfflineVolume, AFailedVolumeQuery) {
+    at_every_threshold([&] {
+        set_faults(R"([{"function": "DbGetObjectsByQuery", "status": "0xc1000106"}])");
+        EXPECT_EQ(offline(), 0x80070057u);
+        EXPECT_EQ(calls_of("PrCallDispatch"), Lines{});
+        expect_lines({{0, "FindVolObjByDevName:DbGetObjectsByQuery failed, for \\Device\\one two, "
+                          "error = 0xc1000106"}},
+                     "0x80070057");
+    });
+}
+
+TEST_F(OfflineVolume, AFailedQueryOfTheClusterService) {
+    at_every_threshold([&] {
+        set_faults(R"([{"type": "solvane_cluster_service", "status": "0xc1000102"}])");
+        EXPECT_EQ(offline(), 41u);
+        expect_pauses({});
+        expect_lines({{0, "OfflineDgExW():GetClusSvcId() failed, error=(0x29) "}}, "0x29");
     });
 }
 
@@ -228,6 +293,17 @@ TEST_F(OfflineVolume, TheServicesStatusIsPassedOn) {
     });
 }
 
+// No failure of the service's, but not 0 either.
+TEST_F(OfflineVolume, AnInformationalStatus) {
+    at_every_threshold([&] {
+        set_faults(R"([{"minor": 6064, "status": "0x41000001"}])");
+        EXPECT_EQ(offline(), 0x41000001u);
+        expect_lines(
+            {{4, "OfflineVolW: MISCOP_VOLUMEOFFLINE, CsfInvoke failed with error = 0x41000001."}},
+            "0x41000001");
+    });
+}
+
 TEST_F(OfflineVolume, NoOutputSet) {
     at_every_threshold([&] {
         set_faults(R"([{"function": "PsCreatePropset", "call": 2, "status": "0xc1000102"},
@@ -270,6 +346,42 @@ TEST_F(OfflineVolume, TheNarrowForm) {
         expect_log({{0, "OfflineVolA() failed , text of more than 259 characters or invalid, "
                         "error=(0x80070057)"}});
     });
+}
+
+TEST_F(OfflineVolume, TheLongestDeviceNameOfTheNarrowForm) {
+    const std::string longest(259, 'd');
+    scenario = R"({"node": {"role": 1}, "disk_groups": [
+        {"name": "dg1", "dgid": "guid-1", "type": 8, "volumes": [
+            {"name": "vol1", "device": ")" +
+               longest + R"("}]}]})";
+    once([&] {
+        accept_offline();
+        EXPECT_EQ(FARLO(OfflineVolA)(handle, "guid-1", longest.c_str(), 0x6), 0u);
+        EXPECT_EQ(calls_of("PrCallDispatch"), (Lines{offline_call(7, "0x0")}));
+    });
+}
+
+// Success means that the service was asked.
+TEST_F(OfflineVolume, EveryAllocationThatFails) {
+    const auto run = [&](auto offline_it) {
+        std::vector<std::uint32_t> results;
+        at_every_allocation([&] {
+            accept_offline();
+            start_watching();
+            results.push_back(offline_it());
+            EXPECT_EQ(calls_of("PrCallDispatch"),
+                      results.back() == 0 ? Lines{offline_call(7, "0x0")} : Lines{});
+        });
+        EXPECT_EQ(results.front(), 0u);
+        EXPECT_EQ(results.back(), 0u);
+        EXPECT_EQ(std::erase(results, 0u), 2u);  // none failing, before and after
+        // Without its query's text the volume is not found; all else is an exception.
+        EXPECT_EQ(std::erase(results, 0x80070057u), 1u);
+        EXPECT_THAT(results, testing::Not(testing::IsEmpty()));
+        EXPECT_THAT(results, testing::Each(18u));
+    };
+    run([&] { return offline(); });
+    run([&] { return FARLO(OfflineVolA)(handle, "guid-1", "\\Device\\one two", 0x6); });
 }
 
 }  // namespace
