@@ -565,12 +565,14 @@ typedef uint32_t (*GetCVMClusterNodeStateW_fn)(opal_handle handle, uint32_t* sta
  * carries the rest of this call, the alerts and the provider runtime. No status
  * tells of it; the trace log does (level 6: "OnlineVolW() Entering
  * ValidateCluster"). The caller's handle is void then and must be passed to one
- * function only: UnInitializeClusterW, which answers FARLO_UNINITIALIZE_FAILED
- * for a handle that was released. So an agent that cannot rule out that its
- * connection was lost (its connection did drop before, or the result is
+ * function at most: UnInitializeClusterW, where the command library is known to
+ * refuse a handle that it released before (FARLO_UNINITIALIZE_FAILED then);
+ * farlo.dll itself does not guard against it. So an agent that cannot rule out
+ * that its connection was lost (its connection did drop before, or the result is
  * FARLO_NOT_CONNECTED) gives the handle back with UnInitializeClusterW, whatever
- * that answers, sets its slot to NULL and connects anew with InitializeClusterW;
- * it must not call ValidateClusterW on the old one. The new connection that
+ * that answers, or leaves it alone where the command library is not known to
+ * refuse it, sets its slot to NULL and connects anew with InitializeClusterW; it
+ * must not call ValidateClusterW on the old one. The new connection that
  * OnlineVol made stays open for the life of the process. A released handle may be
  * given out again: where another slot of the agent holds the same value by then,
  * leave it to that slot.
@@ -580,7 +582,8 @@ typedef uint32_t (*GetCVMClusterNodeStateW_fn)(opal_handle handle, uint32_t* sta
  * object, or the node reports a failed start), FARLO_EXCEPTION (a property cannot
  * be read; no thread or mutex), FARLO_NOT_FOUND, FARLO_EXCLUDED_TYPE,
  * FARLO_NO_CLUSTER_SERVICE, those of StartCVMClusterW and OnlineDgEx, the
- * system's error of a failed wait, the service's. FARLO_ALREADY_ONLINE of the disk
+ * system's error of a failed wait (FARLO_PROVIDER_FAILED where it names none), the
+ * service's. FARLO_ALREADY_ONLINE of the disk
  * group counts as success.
  */
 uint32_t OnlineVolA(opal_handle handle, const char* guid, const char* device, uint32_t flags,
@@ -628,9 +631,9 @@ typedef uint32_t (*OfflineVolW_fn)(opal_handle handle, const char* guid, const w
  *
  * Statuses: FARLO_INVALID_ARGUMENT (NULL, or a text that is too long); the
  * system's error of opening, flushing or dismounting; of the driver
- * FARLO_DEVICE_SHARING_VIOLATION, FARLO_DEVICE_UNSUCCESSFUL, FARLO_NOT_FOUND (no
- * driver), FARLO_MISSING_ARGUMENT (a request that it does not take),
- * FARLO_DEVICE_FAILED.
+ * FARLO_DEVICE_SHARING_VIOLATION, FARLO_DEVICE_UNSUCCESSFUL, FARLO_NOT_FOUND (it
+ * has no such device), FARLO_MISSING_ARGUMENT (a request that it does not take),
+ * FARLO_DEVICE_FAILED (there is no driver, or any other failure).
  */
 uint32_t OfflineVolumeA(const char* name, const char* path, const void* group_guid);
 typedef uint32_t (*OfflineVolumeA_fn)(const char* name, const char* path, const void* group_guid);
@@ -648,7 +651,8 @@ typedef uint32_t (*OfflineVolumeW_fn)(const char* name, const wchar_t* path,
  *          taken
  *
  * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_PROVIDER_FAILED (NULL, or
- * no such volume), FARLO_EXCEPTION, the service's.
+ * no such volume), FARLO_INVALID_ARGUMENT (a narrow name that is too long),
+ * FARLO_EXCEPTION, the service's.
  */
 uint32_t FFUpdateMountPathA(opal_handle handle, const char* name);
 typedef uint32_t (*FFUpdateMountPathA_fn)(opal_handle handle, const char* name);
@@ -672,9 +676,11 @@ typedef uint32_t (*FFUpdateMountPathW_fn)(opal_handle handle, const wchar_t* nam
  *                   FARLO_VOLUME_NAME_BUFFER_SIZE always, else left alone.
  *                   Tested before the buffer is
  *
- * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_MISSING_ARGUMENT,
- * FARLO_NOT_FOUND (no such group), FARLO_BUFFER_TOO_SMALL, FARLO_VOLUME_NOT_FOUND,
- * FARLO_EXCEPTION (a volume's name cannot be read, or is longer than the buffer).
+ * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_MISSING_ARGUMENT (neither
+ * name nor GUID; no buffer or size), FARLO_INVALID_ARGUMENT (a narrow name that is
+ * too long), FARLO_NOT_FOUND (no such group), FARLO_BUFFER_TOO_SMALL,
+ * FARLO_VOLUME_NOT_FOUND, FARLO_EXCEPTION (a volume's name cannot be read, or is
+ * longer than the buffer).
  */
 uint32_t GetVolumeNameForSerialNumberA(opal_handle handle, const char* name, const char* guid,
                                        uint32_t serial_number, wchar_t* volume_name,
@@ -709,8 +715,9 @@ typedef uint32_t (*GetVolumeNameForSerialNumberW_fn)(opal_handle handle, const w
  *               NULL is refused for a GPT disk only, after its layout was read
  *   style       receives the partition style; required
  *
- * Statuses: FARLO_INVALID_ARGUMENT (NULL), FARLO_OUT_OF_MEMORY, the system's error
- * of opening the device or of reading its layout.
+ * Statuses: FARLO_INVALID_ARGUMENT (NULL, or a narrow path that is too long),
+ * FARLO_OUT_OF_MEMORY, the system's error of opening the device or of reading its
+ * layout.
  */
 uint32_t GetDiskTypeAndSignatureA(const char* path, uint32_t* signature, uint8_t* disk_guid,
                                   uint32_t* style);
