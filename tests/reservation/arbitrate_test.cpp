@@ -1,6 +1,7 @@
 // ArbitrateDg.
 #include "call_lines.h"
 #include "farlo_test.h"
+#include "method_results.h"
 
 namespace {
 
@@ -211,6 +212,44 @@ TEST_F(Arbitrate, FailsWithoutMemoryForTheGuid) {
                     {0, "ArbitrateDgW() failed, error=(0x11)"},
                     {2, "Exiting ArbitrateDgW"}});
     });
+}
+
+TEST_F(Arbitrate, IsNotConnectedWhateverFailedMeanwhile) {
+    at_every_threshold([&] {
+        set_faults(R"([{"function": "PrCallDispatch", "status": "0xc1000001"}])");
+        const MethodResults dropping(dll().module(), [&](opal_propset) { disconnect(); });
+        EXPECT_EQ(FARLO(ArbitrateDgW)(handle, L"dg1", "guid-2"), 20u);
+        expect_log({{2, "Entering ArbitrateDgW - dg1"},
+                    {4, "ArbitrateDgW:CLUSTER_MTHD_CLUSSVCOP_ARBITRATEDG, CsfInvoke failed with "
+                        "error = 0xc1000001."},
+                    {0, "ArbitrateDgW() failed, error=(0x14)"},
+                    {2, "Exiting ArbitrateDgW"}});
+    });
+}
+
+TEST_F(Arbitrate, TakesNoNarrowNameBesideAGuid) {
+    at_every_threshold([&] {
+        set_faults(service_answers);
+        EXPECT_EQ(FARLO(ArbitrateDgA)(handle, nullptr, "guid-2"), 0u);
+        expect_calls({find_service, arbitrate("guid-2", "0x0")});
+        expect_log({{2, "Entering ArbitrateDgW - (null)"}, {2, "Exiting ArbitrateDgW"}});
+    });
+}
+
+// Without memory: 17 for the GUID's copy, 41 for the search, 18 for what is sent; and
+// the service's own answer where the bus has none.
+TEST_F(Arbitrate, EndsWellWhicheverAllocationFails) {
+    std::vector<std::uint32_t> answers;
+    at_every_allocation([&] {
+        set_faults(service_answers);
+        answers.push_back(FARLO(ArbitrateDgA)(handle, "dg1", nullptr));
+    });
+    EXPECT_EQ(answers.front(), 0u);
+    EXPECT_EQ(answers.back(), 0u);
+    EXPECT_GT(answers.size(), 4u);
+    for (std::size_t i = 1; i + 1 < answers.size(); ++i) {
+        EXPECT_NE(answers[i], 0u) << "allocation " << i;
+    }
 }
 
 }  // namespace

@@ -355,4 +355,107 @@ TEST_F(DriverStatus, ReadsTheSettingAtTheFirstCall) {
     });
 }
 
+// The device cannot be opened: the three tries of the opening are one of the query's.
+TEST_F(DriverStatus, AsksOnceWhenThereIsNoDevice) {
+    at_every_threshold([&] {
+        KernelJournal journal(dll().module(), clock());
+        journal.opens = {{0xC0000034}};
+        EXPECT_EQ(ask(), 1u);
+        EXPECT_EQ(answer(), 35u);
+        const std::string missing =
+            "ZwOpenFile \\Device\\DmControl\\DmInfo 0x40 0x100003 0x3 0x10 -> 0xc0000034 0x0";
+        expect_journal(journal, {create, waited(0), allocate, missing, "Sleep 1000", missing,
+                                 "Sleep 1000", missing, "Sleep 1000", "ReleaseMutex mutex",
+                                 "CloseHandle mutex", "VirtualFree page"});
+        expect_log(
+            {entering, got_lock, {0, "GetDgReservationStatusW() failed, error=(0x1) "}, exiting});
+    });
+}
+
+TEST_F(DriverStatus, AsksThirtyTimesWhileTheDeviceCannotBeOpened) {
+    at_every_threshold([&] {
+        KernelJournal journal(dll().module(), clock());
+        journal.opens = {{0xC0000043}};
+        EXPECT_EQ(ask(), 23u);
+        EXPECT_EQ(answer(), 35u);
+        Lines wanted = {create, waited(0), allocate};
+        for (int i = 0; i < 30; ++i) {
+            for (int opening = 0; opening < 3; ++opening) {
+                wanted.push_back("ZwOpenFile \\Device\\DmControl\\DmInfo 0x40 0x100003 0x3 0x10 -> "
+                                 "0xc0000043 0x0");
+                wanted.push_back("Sleep 1000");
+            }
+            wanted.push_back("Sleep 1000");
+        }
+        expect_journal(
+            journal, wanted + Lines{"ReleaseMutex mutex", "CloseHandle mutex", "VirtualFree page"});
+        expect_log(
+            {entering, got_lock, {0, "GetDgReservationStatusW() failed, error=(0x17) "}, exiting});
+    });
+}
+
+TEST_F(DriverStatus, TriesThirtyTimesWhileTheDeviceIsShared) {
+    once([&] {
+        KernelJournal journal(dll().module(), clock());
+        journal.controls = {{0xC0000043, 0}};
+        EXPECT_EQ(ask(), 23u);
+        EXPECT_EQ(answer(), 35u);
+        EXPECT_EQ(clock().elapsed(), 30'000u);
+    });
+}
+
+// Only the search by name looks at the connection.
+TEST_F(DriverStatus, FindsNoGroupByNameWithoutAConnection) {
+    at_every_threshold([&] {
+        KernelJournal journal(dll().module(), clock());
+        disconnect();
+        EXPECT_EQ(FARLO(GetDgReservationStatusW)(handle, L"dg1", "", state.as<std::uint32_t>()),
+                  20u);
+        EXPECT_TRUE(state.untouched());
+        expect_calls({});
+        expect_journal(journal, {});
+        expect_log({entering,
+                    {0, "GetDgGuidCommon() failed, hConn not connected , error=(0x14)"},
+                    {0, "GetDgReservationStatusW():SetDgGuidParam() failed, error=(0x14) "},
+                    {0, "GetDgReservationStatusW() failed, error=(0x14) "},
+                    exiting});
+    });
+}
+
+TEST_F(DriverStatus, FailsWithoutMemoryForTheGuid) {
+    at_every_threshold([&] {
+        KernelJournal journal(dll().module(), clock());
+        heap().fail(1);
+        EXPECT_EQ(ask(), 17u);
+        EXPECT_TRUE(state.untouched());
+        expect_journal(journal, {});
+        expect_log({entering,
+                    {0, "GetDgReservationStatusW():SetDgGuidParam() failed, error=(0x11) "},
+                    {0, "GetDgReservationStatusW() failed, error=(0x11) "},
+                    exiting});
+    });
+}
+
+TEST_F(DriverStatus, EndsWellWhicheverAllocationFails) {
+    std::vector<std::uint32_t> answers;
+    at_every_allocation([&] {
+        KernelJournal journal(dll().module(), clock());
+        GuardedBuffer one{4};
+        answers.push_back(
+            FARLO(GetDgReservationStatusA)(handle, "dg1", nullptr, one.as<std::uint32_t>()));
+        if (answers.back() == 0) {
+            EXPECT_EQ(*one.as<std::uint32_t>(), 33u);
+        } else {
+            EXPECT_TRUE(one.untouched());
+        }
+        EXPECT_EQ(journal.live_pages(), 0u);
+    });
+    EXPECT_EQ(answers.front(), 0u);
+    EXPECT_EQ(answers.back(), 0u);
+    EXPECT_GT(answers.size(), 3u);
+    for (std::size_t i = 1; i + 1 < answers.size(); ++i) {
+        EXPECT_NE(answers[i], 0u) << "allocation " << i;
+    }
+}
+
 }  // namespace

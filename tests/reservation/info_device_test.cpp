@@ -157,4 +157,45 @@ TEST_F(InfoDevice, TakesTheIoStatusBeforeTheCallsOwn) {
     }
 }
 
+// One handle for all who ask the driver, for the life of the process.
+TEST_F(InfoDevice, IsSharedByAllOperations) {
+    connects = true;
+    scenario = R"({"disk_groups": [{"name": "dg1", "dgid": "g"}]})";
+    once([&] {
+        KernelJournal journal(dll().module(), clock());
+        std::uint32_t reservation = 0;
+        std::uint8_t imported = 0;
+        EXPECT_EQ(FARLO(GetDgReservationStatusW)(handle, L"dg1", "g", &reservation), 0u);
+        EXPECT_EQ(FARLO(GetDgStateW)(handle, L"dg1", "g", &imported), 0u);
+        EXPECT_EQ(FARLO(ReleaseDgW)("g"), 0u);
+        EXPECT_EQ(std::count(journal.lines.begin(), journal.lines.end(), opened("0x0 0x0")), 1);
+        EXPECT_EQ(journal.faults(), Lines{});
+    });
+}
+
+TEST_F(InfoDevice, IsOpenWithAnInformationalStatus) {
+    once([&] {
+        KernelJournal journal(dll().module(), clock());
+        journal.opens = {{0x40000000}};
+        EXPECT_EQ(request(journal), 0u);
+        EXPECT_EQ(journal.lines, (Lines{allocate, opened("0x40000000 0x0"), control("0x0 0x0")}));
+    });
+}
+
+// A request that fails before it reaches the driver says nothing in the block.
+TEST_F(InfoDevice, ARequestThatFailsAtOnce) {
+    once([&] {
+        KernelJournal journal(dll().module(), clock());
+        EXPECT_EQ(request(journal), 0u);
+        const std::pair<std::uint32_t, std::uint32_t> rows[] = {
+            {0xC0000008, 24}, {0xC0000043, 23}, {0xC0000034, 1}};
+        for (const auto& [native, wanted] : rows) {
+            const StandIn<decltype(NtDeviceIoControlFile)> control_file(
+                dll().module(), "ZwDeviceIoControlFile",
+                [native = native](auto...) { return static_cast<NTSTATUS>(native); });
+            EXPECT_EQ(FARLO(ReleaseDgW)("g"), wanted);
+        }
+    });
+}
+
 }  // namespace

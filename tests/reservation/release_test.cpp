@@ -128,4 +128,14 @@ TEST_F(Release, StopsAtSuccess) {
     });
 }
 
+TEST_F(Release, TellsOfADeviceThatIsNotThere) {
+    at_every_threshold([&] {
+        KernelJournal journal(dll().module(), clock());
+        journal.opens = {{0xC0000034}};
+        EXPECT_EQ(FARLO(ReleaseDgW)("guid-r"), 1u);
+        expect_pauses(std::vector<Pause>(3, {"Sleep", 1000}));
+        expect_log({entering, {0, " ReleaseDgW() failed , error=(0x1)"}, exiting});
+    });
+}
+
 }  // namespace

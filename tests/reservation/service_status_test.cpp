@@ -215,4 +215,180 @@ TEST_F(ServiceStatus, ReadsNothingWithoutAnOutputSet) {
     });
 }
 
+// Failures by their class: the outputs of a call that did not fail are read.
+TEST_F(ServiceStatus, ReadsTheStateUnlessTheStatusIsAFailure) {
+    const struct {
+        const char* status;
+        std::uint32_t number;
+        bool failure;
+    } rows[] = {
+        {"0x2a", 0x2a, true},              // of no class: a failure unless zero
+        {"0x80070005", 0x80070005, true},  // of another class: by its highest bit
+        {"0x00070005", 0x00070005, false},
+        {"0x81000001", 0x81000001, false},  // of the bus: by its two highest bits
+        {"0xc1000001", 0xc1000001, true},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.status);
+        at_every_threshold([&] {
+            GuardedBuffer one{4};
+            set_faults(std::string(R"([{"function": "PrCallDispatch", "status": ")") + row.status +
+                       "\"}]");
+            const MethodResults results(dll().module(),
+                                        [](opal_propset set) { add_number(set, "Dgstate", 6); });
+            EXPECT_EQ(
+                FARLO(GetDgReservationStatusW)(handle, L"dg1", "guid-2", one.as<std::uint32_t>()),
+                row.number);
+            const Expected entering{4, "Entering GetNgcDgReservationStatusW - dg1"};
+            const Expected failed{0, std::string("GetNgcDgReservationStatusW() failed, error=(0x") +
+                                         (row.status + 2 + (row.status[2] == '0' ? 3 : 0)) + ") "};
+            const Expected exiting{4, "Exiting GetNgcDgReservationStatusW"};
+            if (row.failure) {
+                EXPECT_TRUE(one.untouched());
+                expect_log({enabled,
+                            entering,
+                            {4, std::string("GetNgcDgReservationStatusW: "
+                                            "CLUSTER_MTHD_CLUSSVCOP_GETDGSTATUS, CsfInvoke failed "
+                                            "with error = ") +
+                                    row.status + "."},
+                            failed,
+                            exiting});
+            } else {
+                EXPECT_EQ(*one.as<std::uint32_t>(), 6u);
+                expect_log({enabled, entering, failed, exiting});
+            }
+        });
+    }
+}
+
+TEST_F(ServiceStatus, LeavesTheStateAloneWhenItIsOfAnotherType) {
+    at_every_threshold([&] {
+        set_faults(service_answers);
+        const MethodResults results(dll().module(), [](opal_propset set) {
+            const char text[] = "5";
+            const opal_property property{"Dgstate", TYPE_STR, 1, sizeof text, text};
+            EXPECT_EQ(PsAddProperty(set, &property), ZTSTATUS_OK);
+        });
+        EXPECT_EQ(ask(), 0u);
+        EXPECT_TRUE(state.untouched());
+        expect_log({enabled,
+                    {4, "Entering GetNgcDgReservationStatusW - dg1"},
+                    {6, "API_TRY_CATCH_FAILED "},
+                    {4, "Exiting GetNgcDgReservationStatusW"}});
+    });
+}
+
+TEST_F(ServiceStatus, AsksAllTheSameWithWhatCouldBeAdded) {
+    const std::pair<const char*, const char*> rows[] = {
+        {"1", ""}, {"3", R"("Dgguid": STR "guid-2", "Opflag": UINT32 0)"}};
+    for (const auto& [call, sent] : rows) {
+        SCOPED_TRACE(call);
+        at_every_threshold([&] {
+            set_faults(std::string(R"([{"function": "PsAddProperty", "call": )") + call +
+                       R"(, "status": "0xc1000102"},
+                          {"function": "PrCallDispatch", "nothing": true}])");
+            const MethodResults results(dll().module(),
+                                        [](opal_propset set) { add_number(set, "Dgstate", 9); });
+            EXPECT_EQ(ask(), 0u);
+            EXPECT_EQ(*state.as<std::uint32_t>(), 9u);
+            expect_calls({find_service, dispatch("service", cluster_service, 5, sent, "0x0")});
+            expect_log({enabled,
+                        {4, "Entering GetNgcDgReservationStatusW - dg1"},
+                        {6, "API_TRY_CATCH_FAILED "},
+                        {4, "Exiting GetNgcDgReservationStatusW"}});
+        });
+    }
+}
+
+TEST_F(ServiceStatus, AsksAllTheSameWithoutAnInputSet) {
+    at_every_threshold([&] {
+        set_faults(R"([{"function": "PsCreatePropset", "call": 1, "status": "0xc1000102"},
+                       {"function": "PrCallDispatch", "nothing": true}])");
+        const MethodResults results(dll().module(),
+                                    [](opal_propset set) { add_number(set, "Dgstate", 9); });
+        EXPECT_EQ(ask(), 0u);
+        EXPECT_EQ(*state.as<std::uint32_t>(), 9u);
+        expect_calls({find_service, "PrCallDispatch @service " + cluster_service +
+                                        " 0.5 NULL 0,0,0,0 -> 0x0 {}"});
+        expect_log({enabled,
+                    {4, "Entering GetNgcDgReservationStatusW - dg1"},
+                    {6, "API_TRY_CATCH_FAILED "},
+                    {4, "Exiting GetNgcDgReservationStatusW"}});
+    });
+}
+
+// Without an output set a failure is not logged by name.
+TEST_F(ServiceStatus, PassesAFailureOnWithoutAnOutputSet) {
+    at_every_threshold([&] {
+        set_faults(R"([{"function": "PsCreatePropset", "call": 2, "status": "0xc1000102"},
+                       {"function": "PrCallDispatch", "status": "0xc1000001"}])");
+        EXPECT_EQ(ask(), 0xc1000001u);
+        EXPECT_TRUE(state.untouched());
+        expect_log({enabled,
+                    {4, "Entering GetNgcDgReservationStatusW - dg1"},
+                    {0, "GetNgcDgReservationStatusW() failed, error=(0xc1000001) "},
+                    {4, "Exiting GetNgcDgReservationStatusW"}});
+    });
+}
+
+TEST_F(ServiceStatus, WantsANameOrAGuidThatFits) {
+    at_every_threshold([&] {
+        EXPECT_EQ(
+            FARLO(GetDgReservationStatusA)(handle, nullptr, nullptr, state.as<std::uint32_t>()),
+            19u);
+        EXPECT_EQ(FARLO(GetDgReservationStatusW)(handle, L"dg1", std::string(65, 'g').c_str(),
+                                                 state.as<std::uint32_t>()),
+                  0x80070057u);
+        EXPECT_TRUE(state.untouched());
+        expect_calls({});
+        expect_log(
+            {enabled,
+             {4, "Entering GetNgcDgReservationStatusW - (null)"},
+             {0, "GetNgcDgReservationStatusW():SetDgGuidParam() failed, error=(0x13) "},
+             {0, "GetNgcDgReservationStatusW() failed, error=(0x13) "},
+             {4, "Exiting GetNgcDgReservationStatusW"},
+             {4, "Entering GetNgcDgReservationStatusW - dg1"},
+             {0, "SetDgGuidParam() failed , pDgGuid is too long, error=(0x80070057)"},
+             {0, "GetNgcDgReservationStatusW():SetDgGuidParam() failed, error=(0x80070057) "},
+             {0, "GetNgcDgReservationStatusW() failed, error=(0x80070057) "},
+             {4, "Exiting GetNgcDgReservationStatusW"}});
+    });
+}
+
+// Only the search by name looks at the connection.
+TEST_F(ServiceStatus, FindsNoGroupByNameWithoutAConnection) {
+    at_every_threshold([&] {
+        disconnect();
+        EXPECT_EQ(FARLO(GetDgReservationStatusW)(handle, L"dg1", "", state.as<std::uint32_t>()),
+                  20u);
+        EXPECT_TRUE(state.untouched());
+        expect_calls({});
+        expect_log({enabled,
+                    {4, "Entering GetNgcDgReservationStatusW - dg1"},
+                    {0, "GetDgGuidCommon() failed, hConn not connected , error=(0x14)"},
+                    {0, "GetNgcDgReservationStatusW():SetDgGuidParam() failed, error=(0x14) "},
+                    {0, "GetNgcDgReservationStatusW() failed, error=(0x14) "},
+                    {4, "Exiting GetNgcDgReservationStatusW"}});
+    });
+}
+
+TEST_F(ServiceStatus, FailsWithoutMemoryForTheGuid) {
+    at_every_threshold([&] {
+        // The setting has been read by then.
+        ask();
+        start_watching();
+        GuardedBuffer untouched_state{4};
+        heap().fail(1);
+        EXPECT_EQ(FARLO(GetDgReservationStatusW)(handle, L"dg1", "guid-2",
+                                                 untouched_state.as<std::uint32_t>()),
+                  17u);
+        EXPECT_TRUE(untouched_state.untouched());
+        expect_calls({});
+        expect_log({{4, "Entering GetNgcDgReservationStatusW - dg1"},
+                    {0, "GetNgcDgReservationStatusW():SetDgGuidParam() failed, error=(0x11) "},
+                    {0, "GetNgcDgReservationStatusW() failed, error=(0x11) "},
+                    {4, "Exiting GetNgcDgReservationStatusW"}});
+    });
+}
+
 }  // namespace

@@ -1,6 +1,7 @@
 // StopDgReservation.
 #include "call_lines.h"
 #include "farlo_test.h"
+#include "method_results.h"
 
 namespace {
 
@@ -119,6 +120,103 @@ TEST_F(StopReservation, FailsWhenAParameterCannotBeAdded) {
                         {6, "Exiting StopDgReservationW"}});
         }
     });
+}
+
+TEST_F(StopReservation, IsNotConnectedWhateverFailedMeanwhile) {
+    at_every_threshold([&] {
+        set_faults(R"([{"function": "PrCallDispatch", "status": "0xc1000001"}])");
+        const MethodResults dropping(dll().module(), [&](opal_propset) { disconnect(); });
+        EXPECT_EQ(FARLO(StopDgReservationW)(handle, L"dg1", "guid-2"), 20u);
+        expect_log({{6, "Entering StopDgReservationW"},
+                    {4, "StopDgReservationW: CLUSTER_MTHD_CLUSSVCOP_OFFLINEDG, CsfInvoke failed "
+                        "with error = 0xc1000001."},
+                    {0, "StopDgReservationW() failed, error=(0x14)"},
+                    {6, "Exiting StopDgReservationW"}});
+    });
+}
+
+TEST_F(StopReservation, LogsEveryStatusButZero) {
+    at_every_threshold([&] {
+        set_faults(R"([{"function": "PrCallDispatch", "status": "0x41000012"}])");
+        EXPECT_EQ(FARLO(StopDgReservationW)(handle, L"dg1", "guid-2"), 0x41000012u);
+        expect_log({{6, "Entering StopDgReservationW"},
+                    {4, "StopDgReservationW: CLUSTER_MTHD_CLUSSVCOP_OFFLINEDG, CsfInvoke failed "
+                        "with error = 0x41000012."},
+                    {0, "StopDgReservationW() failed, error=(0x41000012)"},
+                    {6, "Exiting StopDgReservationW"}});
+    });
+}
+
+TEST_F(StopReservation, WantsANameOrAGuidThatFits) {
+    at_every_threshold([&] {
+        EXPECT_EQ(FARLO(StopDgReservationA)(handle, nullptr, nullptr), 19u);
+        EXPECT_EQ(FARLO(StopDgReservationW)(handle, L"dg1", std::string(65, 'g').c_str()),
+                  0x80070057u);
+        expect_calls({});
+        expect_log({{6, "Entering StopDgReservationW"},
+                    {0, "StopDgReservationW():SetDgGuidParam() failed, error=(0x13)"},
+                    {0, "StopDgReservationW() failed, error=(0x13)"},
+                    {6, "Exiting StopDgReservationW"},
+                    {6, "Entering StopDgReservationW"},
+                    {0, "SetDgGuidParam() failed , pDgGuid is too long, error=(0x80070057)"},
+                    {0, "StopDgReservationW():SetDgGuidParam() failed, error=(0x80070057)"},
+                    {0, "StopDgReservationW() failed, error=(0x80070057)"},
+                    {6, "Exiting StopDgReservationW"}});
+    });
+}
+
+TEST_F(StopReservation, FailsWithoutMemoryForTheGuid) {
+    at_every_threshold([&] {
+        heap().fail(1);
+        EXPECT_EQ(FARLO(StopDgReservationW)(handle, L"dg1", "guid-2"), 17u);
+        expect_calls({});
+        expect_log({{6, "Entering StopDgReservationW"},
+                    {0, "StopDgReservationW():SetDgGuidParam() failed, error=(0x11)"},
+                    {0, "StopDgReservationW() failed, error=(0x11)"},
+                    {6, "Exiting StopDgReservationW"}});
+    });
+}
+
+TEST_F(StopReservation, FailsWithoutAnInputSet) {
+    at_every_threshold([&] {
+        set_faults(R"([{"function": "PsCreatePropset", "call": 1, "status": "0xc1000102"}])");
+        EXPECT_EQ(FARLO(StopDgReservationW)(handle, L"dg1", "guid-2"), 18u);
+        expect_calls({find_service});
+        expect_log({{6, "Entering StopDgReservationW"},
+                    {6, "API_TRY_CATCH_FAILED "},
+                    {0, "StopDgReservationW() failed, error=(0x12)"},
+                    {6, "Exiting StopDgReservationW"}});
+    });
+}
+
+// Without an output set the call is made, and its failure not logged by name.
+TEST_F(StopReservation, GoesOnWithoutAnOutputSet) {
+    at_every_threshold([&] {
+        set_faults(R"([{"function": "PsCreatePropset", "call": 2, "status": "0xc1000102"},
+                       {"function": "PrCallDispatch", "status": "0xc1000001"}])");
+        EXPECT_EQ(FARLO(StopDgReservationW)(handle, L"dg1", "guid-2"), 0xc1000001u);
+        expect_calls(
+            {find_service, "PrCallDispatch @service " + cluster_service +
+                               " 0.4 {\"Dgguid\": STR \"guid-2\", \"Opflag\": UINT32 1} 0,0,0,0 -> "
+                               "0xc1000001 NULL"});
+        expect_log({{6, "Entering StopDgReservationW"},
+                    {0, "StopDgReservationW() failed, error=(0xc1000001)"},
+                    {6, "Exiting StopDgReservationW"}});
+    });
+}
+
+TEST_F(StopReservation, EndsWellWhicheverAllocationFails) {
+    std::vector<std::uint32_t> answers;
+    at_every_allocation([&] {
+        set_faults(service_answers);
+        answers.push_back(FARLO(StopDgReservationA)(handle, "dg1", nullptr));
+    });
+    EXPECT_EQ(answers.front(), 0u);
+    EXPECT_EQ(answers.back(), 0u);
+    EXPECT_GT(answers.size(), 4u);
+    for (std::size_t i = 1; i + 1 < answers.size(); ++i) {
+        EXPECT_NE(answers[i], 0u) << "allocation " << i;
+    }
 }
 
 }  // namespace
