@@ -211,4 +211,82 @@ TEST_F(DiskAvailability, IsNotConnectedWhenTheConnectionDrops) {
     });
 }
 
+TEST_F(DiskAvailability, DeliversTheNumbersWhenTheConnectionDrops) {
+    at_every_threshold([&] {
+        set_faults(R"([{"function": "PrCallDispatch", "nothing": true, "drop": true}])");
+        const MethodResults results(dll().module(), both_counts);
+        EXPECT_EQ(ask(L"dg1", "guid-2"), 20u);
+        EXPECT_EQ(*total.as<std::uint32_t>(), 12u);
+        EXPECT_EQ(*live.as<std::uint32_t>(), 11u);
+        expect_log({entering});
+    });
+}
+
+TEST_F(DiskAvailability, IsNotConnectedWhateverFailedMeanwhile) {
+    at_every_threshold([&] {
+        set_faults(R"([{"function": "PrCallDispatch", "status": "0xc1000001"}])");
+        {
+            const MethodResults dropping(dll().module(), [&](opal_propset) { disconnect(); });
+            EXPECT_EQ(ask(L"dg1", "guid-2"), 20u);
+        }
+        EXPECT_TRUE(total.untouched());
+        EXPECT_TRUE(live.untouched());
+        expect_log({entering,
+                    {4, "GetDgDiskAvailabilityW: CLUSTER_MTHD_CLUSSVCOP_DISKAVAIB, CsfInvoke "
+                        "failed with error = 0xc1000001."}});
+    });
+}
+
+TEST_F(DiskAvailability, IsNotConnectedWhenASearchFailsMeanwhile) {
+    at_every_threshold([&] {
+        set_faults(R"([{"function": "ObGetProperty", "property": "Name", "drop": true}])");
+        EXPECT_EQ(ask(L"nowhere", nullptr), 20u);
+        EXPECT_TRUE(total.untouched());
+        EXPECT_TRUE(live.untouched());
+    });
+}
+
+TEST_F(DiskAvailability, FailsWithoutMemoryForTheGuid) {
+    at_every_threshold([&] {
+        heap().fail(1);
+        EXPECT_EQ(ask(L"dg1", "guid-2"), 17u);
+        expect_calls({});
+        expect_log({entering, exiting});
+    });
+}
+
+TEST_F(DiskAvailability, FailsWithoutAnInputSet) {
+    at_every_threshold([&] {
+        set_faults(R"([{"function": "PsCreatePropset", "call": 1, "status": "0xc1000102"}])");
+        EXPECT_EQ(ask(L"dg1", "guid-2"), 18u);
+        expect_calls({find_service});
+        expect_log({entering, {6, "API_TRY_CATCH_FAILED "}, exiting});
+    });
+}
+
+TEST_F(DiskAvailability, TakesNoNarrowNameBesideAGuid) {
+    once([&] {
+        set_answer();
+        EXPECT_EQ(FARLO(GetDgDiskAvailabilityA)(handle, nullptr, "guid-2",
+                                                total.as<std::uint32_t>(),
+                                                live.as<std::uint32_t>()),
+                  0u);
+        expect_calls({find_service, query("", "0x0")});
+    });
+}
+
+TEST_F(DiskAvailability, EndsWellWhicheverAllocationFails) {
+    std::vector<std::uint32_t> answers;
+    at_every_allocation([&] {
+        set_answer();
+        answers.push_back(FARLO(GetDgDiskAvailabilityA)(
+            handle, "dg1", nullptr, total.as<std::uint32_t>(), live.as<std::uint32_t>()));
+    });
+    EXPECT_EQ(answers.front(), 0u);
+    EXPECT_EQ(answers.back(), 0u);
+    EXPECT_GT(answers.size(), 4u);
+    // A number that is not read for want of memory is left as it was.
+    EXPECT_THAT(answers, testing::Contains(testing::Ne(0u)));
+}
+
 }  // namespace

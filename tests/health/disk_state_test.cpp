@@ -161,4 +161,54 @@ TEST_F(DiskState, DeliversTheStateWhenTheConnectionDrops) {
     });
 }
 
+TEST_F(DiskState, FailsWhereThereIsNoDisk) {
+    scenario = "{}";
+    at_every_threshold([&] {
+        EXPECT_EQ(ask(L"Harddisk1"), 19u);
+        EXPECT_TRUE(state.untouched());
+        expect_calls({"DbGetObjects tamo_ztvm_disk -> 0x0 []"});
+        expect_pauses({});
+        expect_log(
+            {entering, {0, "GetDiskStateW():FindDiskIdByOSorDevName() failed, error=(0x13)"}});
+    });
+}
+
+// A text that is none is passed over: the other one is still compared.
+TEST_F(DiskState, PassesOverNamesOfAnotherType) {
+    at_every_threshold([&] {
+        set_faults(R"([{"function": "ObGetProperty", "property": "Name", "as": "STR"}])");
+        EXPECT_EQ(ask(L"DR1"), 0u);
+        EXPECT_EQ(answer(), 5u);
+        set_faults(R"([{"function": "ObGetProperty", "property": "DEVICE NAME", "as": "STR"}])");
+        EXPECT_EQ(ask(L"last"), 0u);
+        EXPECT_EQ(answer(), 0xFFFFFFFFu);
+    });
+}
+
+// No disk found: the connection is not looked at.
+TEST_F(DiskState, TellsOfAnUnknownDiskWhenTheConnectionDrops) {
+    at_every_threshold([&] {
+        set_faults(R"([{"function": "ObGetProperty", "property": "Name", "drop": true}])");
+        EXPECT_EQ(ask(L"unknown"), 19u);
+        EXPECT_TRUE(state.untouched());
+        expect_log(
+            {entering, {0, "GetDiskStateW():FindDiskIdByOSorDevName() failed, error=(0x13)"}});
+    });
+}
+
+TEST_F(DiskState, EndsWellWhicheverAllocationFails) {
+    std::vector<std::uint32_t> answers;
+    at_every_allocation([&] {
+        GuardedBuffer one{4};
+        answers.push_back(FARLO(GetDiskStateW)(handle, L"DR2", one.as<std::uint32_t>()));
+        if (answers.back() != 0) {
+            EXPECT_EQ(answers.back(), 19u);
+            EXPECT_TRUE(one.untouched());
+        }
+    });
+    EXPECT_EQ(answers.front(), 0u);
+    EXPECT_EQ(answers.back(), 0u);
+    EXPECT_GT(answers.size(), 2u);
+}
+
 }  // namespace

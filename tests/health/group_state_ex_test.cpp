@@ -110,4 +110,45 @@ TEST_F(GroupStateEx, IsNotConnectedWhenTheConnectionDrops) {
     });
 }
 
+TEST_F(GroupStateEx, IsNotConnectedWhenAFailedReadDropsTheConnection) {
+    at_every_threshold([&] {
+        set_faults(R"([{"function": "ObGetProperty", "property": "imported", "nothing": true,
+                        "drop": true}])");
+        EXPECT_EQ(ask(nullptr, "guid-8"), 20u);
+        EXPECT_TRUE(state.untouched());
+        expect_log({{4, "Entering GetDgStatExeW - (null)"},
+                    {6, "API_TRY_CATCH_FAILED "},
+                    {0, "GetDgStateExW() failed, error=(0x14) "},
+                    {4, "Exiting GetDgStateExW"}});
+    });
+}
+
+// A failed search is told as it is: the connection is looked at behind it only.
+TEST_F(GroupStateEx, TellsAFailedLookupWhenTheConnectionDrops) {
+    at_every_threshold([&] {
+        set_faults(R"([{"function": "ObGetProperty", "property": "dgid", "drop": true}])");
+        EXPECT_EQ(ask(nullptr, "nowhere"), 1u);
+        EXPECT_TRUE(state.untouched());
+    });
+}
+
+TEST_F(GroupStateEx, EndsWellWhicheverAllocationFails) {
+    std::vector<std::uint32_t> answers;
+    at_every_allocation([&] {
+        GuardedBuffer one{1};
+        answers.push_back(FARLO(GetDgStateExW)(handle, L"local", nullptr, one.data()));
+        if (answers.back() == 0) {
+            EXPECT_EQ(*one.data(), 1);
+        } else {
+            EXPECT_TRUE(one.untouched());
+        }
+    });
+    EXPECT_EQ(answers.front(), 0u);
+    EXPECT_EQ(answers.back(), 0u);
+    EXPECT_GT(answers.size(), 2u);
+    for (std::size_t i = 1; i + 1 < answers.size(); ++i) {
+        EXPECT_NE(answers[i], 0u) << "allocation " << i;
+    }
+}
+
 }  // namespace

@@ -261,4 +261,118 @@ TEST_F(GroupState, IsNotConnectedWhenTheConnectionDrops) {
     });
 }
 
+// The search in the service goes by what the caller gave, not by the GUID found.
+TEST_F(GroupState, AsksTheServiceByNameForOneWithoutAGuid) {
+    at_every_threshold([&] {
+        KernelJournal journal(dll().module(), clock());
+        journal.controls = {{0, 0xC0000034, 0}};
+        EXPECT_EQ(ask(L"local", ""), 0u);
+        EXPECT_EQ(*state.data(), 1);
+        const Lines by_name = all_groups + Lines{read("local", "LDM DG TYPE", "UINT32 1"),
+                                                 read("local", "Name", "WSTR \"local\"")};
+        expect_calls(by_name + Lines{read("local", "dgid", "STR \"guid-1\"")} + by_name +
+                     Lines{read("local", "imported", "BOOLEAN true")});
+        expect_log({{4, "Entering GetDgStateW - local"},
+                    {0, "iostatus, error=(0x1) "},
+                    {4, "Exiting GetDgStateW"}});
+    });
+}
+
+// Whatever the driver answered, a handle that lost its connection answers 20.
+TEST_F(GroupState, IsNotConnectedWhateverTheDriverAnswered) {
+    const std::tuple<std::uint32_t, const char*> answers[] = {
+        {0, ""}, {0xC0000043, "17"}, {0xC0000001, "18"}};
+    for (const auto& [native, text] : answers) {
+        at_every_threshold([&, native = native, text = text] {
+            KernelJournal journal(dll().module(), clock());
+            journal.controls = {{0, native, 0x01}};
+            GuardedBuffer one{1};
+            const StandIn<decltype(VirtualAlloc)> dropping(
+                dll().module(), "VirtualAlloc",
+                [&](void* address, SIZE_T size, DWORD type, DWORD protection) {
+                    disconnect();
+                    return dropping.real(address, size, type, protection);
+                });
+            EXPECT_EQ(FARLO(GetDgStateW)(handle, L"dg1", "guid-2", one.data()), 20u);
+            std::vector<Expected> wanted = {{4, "Entering GetDgStateW - dg1"}};
+            if (native == 0) {
+                EXPECT_EQ(*one.data(), 0);
+            } else {
+                EXPECT_TRUE(one.untouched());
+                wanted.push_back({0, std::string("iostatus, error=(0x") + text + ") "});
+            }
+            wanted.push_back({0, "GetDgStateW() failed, error=(0x14) "});
+            wanted.push_back({4, "Exiting GetDgStateW"});
+            expect_log(wanted);
+        });
+    }
+}
+
+TEST_F(GroupState, IsNotConnectedWhenASearchFailsMeanwhile) {
+    at_every_threshold([&] {
+        KernelJournal journal(dll().module(), clock());
+        journal.controls = {{0, 0xC0000034, 0}};
+        set_faults(R"([{"function": "ObGetProperty", "property": "dgid", "drop": true}])");
+        EXPECT_EQ(ask(nullptr, "nowhere"), 20u);
+        EXPECT_TRUE(state.untouched());
+    });
+}
+
+TEST_F(GroupState, PassesOnThatTheDeviceCannotBeOpened) {
+    const std::tuple<std::uint32_t, std::uint32_t, std::string> failures[] = {
+        {0xC0000043, 23, "17"}, {0xC0000001, 24, "18"}};
+    for (const auto& [native, wanted, text] : failures) {
+        at_every_threshold([&, native = native, wanted = wanted, text = text] {
+            KernelJournal journal(dll().module(), clock());
+            journal.opens = {{native}};
+            EXPECT_EQ(ask(L"dg1", "guid-2"), wanted);
+            EXPECT_TRUE(state.untouched());
+            expect_calls({});
+            expect_pauses(std::vector<Pause>(3, {"Sleep", 1000}));
+            EXPECT_EQ(journal.live_pages(), 0u);
+            expect_log({{4, "Entering GetDgStateW - dg1"},
+                        {0, "iostatus, error=(0x" + text + ") "},
+                        {0, "GetDgStateW() failed, error=(0x" + text + ") "},
+                        {4, "Exiting GetDgStateW"}});
+        });
+    }
+}
+
+TEST_F(GroupState, FailsWhenTheServicesWordIsOfAnotherType) {
+    at_every_threshold([&] {
+        KernelJournal journal(dll().module(), clock());
+        journal.controls = {{0, 0xC0000034, 0}};
+        set_faults(R"([{"function": "ObGetProperty", "property": "imported", "as": "UINT32"}])");
+        EXPECT_EQ(ask(nullptr, "guid-1"), 18u);
+        EXPECT_TRUE(state.untouched());
+        expect_log({{4, "Entering GetDgStateW - (null)"},
+                    {0, "iostatus, error=(0x1) "},
+                    {6, "API_TRY_CATCH_FAILED "},
+                    {0, "GetDgStateW() failed, error=(0x12) "},
+                    {4, "Exiting GetDgStateW"}});
+    });
+}
+
+TEST_F(GroupState, EndsWellWhicheverAllocationFails) {
+    std::vector<std::uint32_t> answers;
+    at_every_allocation([&] {
+        KernelJournal journal(dll().module(), clock());
+        journal.controls = {{0, 0xC0000034, 0}};
+        GuardedBuffer one{1};
+        answers.push_back(FARLO(GetDgStateA)(handle, "local", nullptr, one.data()));
+        if (answers.back() == 0) {
+            EXPECT_EQ(*one.data(), 1);
+        } else {
+            EXPECT_TRUE(one.untouched());
+        }
+        EXPECT_EQ(journal.live_pages(), 0u);
+    });
+    EXPECT_EQ(answers.front(), 0u);
+    EXPECT_EQ(answers.back(), 0u);
+    EXPECT_GT(answers.size(), 4u);
+    for (std::size_t i = 1; i + 1 < answers.size(); ++i) {
+        EXPECT_NE(answers[i], 0u) << "allocation " << i;
+    }
+}
+
 }  // namespace

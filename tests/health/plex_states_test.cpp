@@ -208,4 +208,58 @@ TEST_F(PlexStates, FailsWithoutMemoryForTheCopies) {
     });
 }
 
+TEST_F(PlexStates, TheNarrowFormFillsRecordsToo) {
+    once([&] {
+        GuardedBuffer plexes(4 * record_size);
+        EXPECT_EQ(FARLO(GetDgVolPlexStatesA)(handle, "local", nullptr, "\\Device\\vol",
+                                             count.as<std::uint32_t>(),
+                                             plexes.as<farlo_plex_state>()),
+                  0u);
+        EXPECT_EQ(std::wstring(plexes.as<farlo_plex_state>()[0].name), L"vol-01");
+        EXPECT_EQ(plexes.as<farlo_plex_state>()[2].state, 5u);
+    });
+}
+
+TEST_F(PlexStates, FailsWhenTheVolumesCannotBeQueried) {
+    at_every_threshold([&] {
+        set_faults(R"([{"function": "DbGetObjectsByQuery", "status": "0xc1000001"}])");
+        EXPECT_EQ(ask(L"local", nullptr, L"\\Device\\vol", nullptr), 0x80070057u);
+        EXPECT_TRUE(count.untouched());
+        EXPECT_EQ(calls_of("ObGetChildObjects"), Lines{});
+    });
+}
+
+TEST_F(PlexStates, LeavesFieldsOfAnotherTypeAlone) {
+    at_every_threshold([&] {
+        set_faults(R"([{"function": "ObGetProperty", "object": "vol-01", "property": "Name",
+                        "as": "STR", "call": 1},
+                       {"function": "ObGetProperty", "property": "ztvmstate", "as": "INT32"}])");
+        GuardedBuffer plexes(4 * record_size);
+        EXPECT_EQ(ask(nullptr, "guid-1", L"\\Device\\vol", plexes.as<farlo_plex_state>()), 0u);
+        std::vector<std::uint8_t> wanted(plexes.size(), GuardedBuffer::canary);
+        const wchar_t second[] = L"a name of thirty-one characters";
+        std::memcpy(&wanted[68], second, sizeof second);
+        EXPECT_EQ(plexes.difference(wanted), "");
+        expect_log({entering, entering});
+    });
+}
+
+TEST_F(PlexStates, EndsWellWhicheverAllocationFails) {
+    std::vector<std::uint32_t> answers;
+    at_every_allocation([&] {
+        GuardedBuffer plexes(4 * record_size);
+        answers.push_back(FARLO(GetDgVolPlexStatesA)(handle, "local", nullptr, "\\Device\\vol",
+                                                     count.as<std::uint32_t>(),
+                                                     plexes.as<farlo_plex_state>()));
+        if (answers.back() != 0) {
+            EXPECT_TRUE(plexes.untouched());
+        }
+    });
+    EXPECT_EQ(answers.front(), 0u);
+    EXPECT_EQ(answers.back(), 0u);
+    EXPECT_GT(answers.size(), 4u);
+    // A field that is not read for want of memory is left as it was.
+    EXPECT_THAT(answers, testing::Contains(testing::Ne(0u)));
+}
+
 }  // namespace
