@@ -1,6 +1,7 @@
 // ClusterServiceState.
 #include "call_lines.h"
 #include "farlo_test.h"
+#include "method_results.h"
 
 namespace {
 
@@ -97,6 +98,75 @@ TEST_F(ClusterServiceState, SucceedsWhenTheConnectionDrops) {
         EXPECT_EQ(FARLO(ClusterServiceStateW)(handle, 7), 0u);
         expect_log({entering, exiting});
     });
+}
+
+TEST_F(ClusterServiceState, LooksFiveTimesForAClusterService) {
+    scenario = R"({"node": {"cluster_service": false}})";
+    at_every_threshold([&] {
+        EXPECT_EQ(FARLO(ClusterServiceStateW)(handle, 1), 41u);
+        EXPECT_EQ(calls(), Lines(5, "DbGetObjects solvane_cluster_service -> 0x0 []"));
+        expect_pauses(std::vector<Pause>(5, {"Sleep", 5000}));
+        const Expected sleeping{6, "GetClusSvcId: Sleeping for 5 secs"};
+        expect_log({entering,
+                    sleeping,
+                    sleeping,
+                    sleeping,
+                    sleeping,
+                    sleeping,
+                    {0, "ClusterServiceState: GetClusSvcId failed with error = 0x29"},
+                    {0, "ClusterServiceState() failed, error=(0x29) "},
+                    exiting});
+    });
+}
+
+TEST_F(ClusterServiceState, FailsWithoutAnInputSet) {
+    at_every_threshold([&] {
+        set_faults(R"([{"function": "PsCreatePropset", "call": 1, "status": "0xc1000102"}])");
+        EXPECT_EQ(FARLO(ClusterServiceStateW)(handle, 7), 18u);
+        expect_calls({find_service});
+        expect_log({entering,
+                    {6, "API_TRY_CATCH_FAILED "},
+                    {0, "ClusterServiceState() failed, error=(0x12) "},
+                    exiting});
+    });
+}
+
+TEST_F(ClusterServiceState, GoesOnWithoutAnOutputSet) {
+    at_every_threshold([&] {
+        for (const auto& [status, wanted] :
+             {std::pair<const char*, std::uint32_t>{"0x0", 0}, {"0x2a", 0x2a}}) {
+            set_faults(std::string(R"([{"function": "PsCreatePropset", "call": 2,
+                                        "status": "0xc1000102"},
+                                       {"function": "PrCallDispatch", "status": ")") +
+                       status + "\"}]");
+            EXPECT_EQ(FARLO(ClusterServiceStateW)(handle, 7), wanted);
+        }
+        expect_log({entering,
+                    exiting,
+                    entering,
+                    {0, "ClusterServiceState() failed, error=(0x2a) "},
+                    exiting});
+    });
+}
+
+// The connection is not looked at again: the service's status stays.
+TEST_F(ClusterServiceState, KeepsTheServicesStatusWhenTheConnectionDrops) {
+    at_every_threshold([&] {
+        set_faults(R"([{"function": "PrCallDispatch", "status": "0xc1000001"}])");
+        const MethodResults dropping(dll().module(), [&](opal_propset) { disconnect(); });
+        EXPECT_EQ(FARLO(ClusterServiceStateW)(handle, 7), 0xc1000001u);
+    });
+}
+
+TEST_F(ClusterServiceState, EndsWellWhicheverAllocationFails) {
+    std::vector<std::uint32_t> answers;
+    at_every_allocation([&] {
+        set_faults(R"([{"function": "PrCallDispatch", "nothing": true}])");
+        answers.push_back(FARLO(ClusterServiceStateW)(handle, 7));
+    });
+    EXPECT_EQ(answers.front(), 0u);
+    EXPECT_EQ(answers.back(), 0u);
+    EXPECT_THAT(answers, testing::Contains(testing::Ne(0u)));
 }
 
 }  // namespace

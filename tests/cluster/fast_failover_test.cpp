@@ -1,6 +1,7 @@
 // SetFastFailoverFlagW.
 #include "call_lines.h"
 #include "farlo_test.h"
+#include "method_results.h"
 
 namespace {
 
@@ -125,6 +126,56 @@ TEST_F(FastFailover, IsNotConnectedWhenTheConnectionDrops) {
         EXPECT_EQ(FARLO(SetFastFailoverFlagW)(handle, L"any", "guid-1", 1), 20u);
         expect_log({entering, {0, "SetFastFailoverFlag() failed, error=(0x14) "}, exiting});
     });
+}
+
+TEST_F(FastFailover, FailsWithoutAnInputSet) {
+    at_every_threshold([&] {
+        set_faults(R"([{"function": "PsCreatePropset", "call": 1, "status": "0xc1000102"}])");
+        EXPECT_EQ(FARLO(SetFastFailoverFlagW)(handle, L"any", "guid-1", 1), 18u);
+        expect_calls(find_local);
+        expect_log({entering,
+                    {6, "API_TRY_CATCH_FAILED "},
+                    {0, "SetFastFailoverFlag() failed, error=(0x12) "},
+                    exiting});
+    });
+}
+
+TEST_F(FastFailover, SucceedsWithoutAnOutputSet) {
+    at_every_threshold([&] {
+        set_faults(R"([{"function": "PsCreatePropset", "call": 2, "status": "0xc1000102"},
+                       {"function": "PrCallDispatch", "nothing": true}])");
+        EXPECT_EQ(FARLO(SetFastFailoverFlagW)(handle, L"any", "guid-1", 1), 0u);
+        expect_log({entering, exiting});
+    });
+}
+
+TEST_F(FastFailover, IsNotConnectedWhateverFailedMeanwhile) {
+    at_every_threshold([&] {
+        set_faults(R"([{"function": "PrCallDispatch", "status": "0xc1000001"}])");
+        {
+            const MethodResults dropping(dll().module(), [&](opal_propset) { disconnect(); });
+            EXPECT_EQ(FARLO(SetFastFailoverFlagW)(handle, L"any", "guid-1", 1), 20u);
+        }
+        expect_log({entering,
+                    {4, "SetFastFailoverFlag: DGOP_SETFASTFAILOVERFLAG, CsfInvoke failed with "
+                        "error = 0xc1000001."},
+                    {0, "SetFastFailoverFlag() failed, error=(0x14) "},
+                    exiting});
+    });
+}
+
+TEST_F(FastFailover, EndsWellWhicheverAllocationFails) {
+    std::vector<std::uint32_t> answers;
+    at_every_allocation([&] {
+        set_faults(service_answers);
+        answers.push_back(FARLO(SetFastFailoverFlagW)(handle, L"local", nullptr, 1));
+    });
+    EXPECT_EQ(answers.front(), 0u);
+    EXPECT_EQ(answers.back(), 0u);
+    EXPECT_GT(answers.size(), 2u);
+    for (std::size_t i = 1; i + 1 < answers.size(); ++i) {
+        EXPECT_NE(answers[i], 0u) << "allocation " << i;
+    }
 }
 
 }  // namespace

@@ -380,4 +380,55 @@ TEST_F(NodeStart, StartsTheNodeOnceWhateverTheNumberOfStarters) {
     }
 }
 
+// The loss comes while the node is asked to start: 20 is the start's status.
+TEST_F(NodeStart, EndsWhenTheConnectionDropsDuringTheStart) {
+    starting_at_every_threshold("{}", [&](LPTHREAD_START_ROUTINE procedure,
+                                          KernelJournal& journal) {
+        const MethodResults dropping(dll().module(), [&](opal_propset) { disconnect(); });
+        EXPECT_EQ(procedure(handle), 20u);
+        EXPECT_EQ(journal.lines, (Lines{create, take_mutex, take_token, "SetEvent token",
+                                        "ReleaseMutex mutex", "CloseHandle mutex"}));
+        expect_log(got_mutex + std::vector<Expected>{
+                                   {2, "Entering StartCVMClusterW"},
+                                   {0, "StartCVMClusterW() failed, error=(0x14) "},
+                                   {2, "Exiting StartCVMClusterW"},
+                                   {0, "CVMClusterStart:StartCVMCluster failed, error=(0x14) "}});
+    });
+}
+
+// While the node is waited for, nothing can be read any more.
+TEST_F(NodeStart, EndsWhenTheConnectionDropsDuringTheWait) {
+    starting_at_every_threshold(
+        "{}", [&](LPTHREAD_START_ROUTINE procedure, KernelJournal& journal) {
+            journal.on_pause = [&](int) {
+                disconnect();
+                set_faults(R"([{"function": "ObGetProperty", "status": "0xc1000103"}])");
+            };
+            EXPECT_EQ(procedure(handle), 18u);
+            EXPECT_EQ(journal.lines, (Lines{create, take_mutex, take_token, "ReleaseMutex mutex",
+                                            "Sleep 1000", "SetEvent token", "CloseHandle mutex"}));
+            expect_log(got_mutex + started +
+                       std::vector<Expected>{waiting, {6, "API_TRY_CATCH_FAILED "}});
+        });
+}
+
+TEST_F(NodeStart, EndsWellWhicheverAllocationFails) {
+    scenario = "{}";
+    std::vector<std::uint32_t> answers;
+    LPTHREAD_START_ROUTINE procedure = nullptr;
+    at_every_allocation([&] {
+        if (procedure == nullptr) {
+            procedure = take_procedure();
+        }
+        set_faults(R"([{"function": "PrCallDispatch", "status": "0x0"}])");
+        KernelJournal journal(dll().module(), clock());
+        journal.on_pause = [&](int) { set_node("nodeRole", 1); };
+        answers.push_back(procedure(handle));
+        EXPECT_TRUE(token_is_signalled());
+    });
+    EXPECT_EQ(answers.front(), 0u);
+    EXPECT_EQ(answers.back(), 0u);
+    EXPECT_THAT(answers, testing::Contains(testing::Ne(0u)));
+}
+
 }  // namespace

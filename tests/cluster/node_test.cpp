@@ -179,14 +179,56 @@ TEST_F(Node, LeavesTheStateAloneWhenItCannotBeRead) {
     });
 }
 
-TEST_F(Node, ReadsNoStateOfAFailedCall) {
+TEST_F(Node, HandsOutAStateThatCameWithAFailure) {
+    for (const std::string status : {"0xc1000001", "0x41000012"}) {
+        at_every_threshold([&] {
+            set_faults(R"([{"function": "PrCallDispatch", "status": ")" + status + R"("}])");
+            const MethodResults results(dll().module(),
+                                        [](opal_propset set) { add_number(set, "nodeState", 6); });
+            GuardedBuffer one{4};
+            EXPECT_EQ(FARLO(GetCVMClusterNodeStateW)(handle, one.as<std::uint32_t>()),
+                      std::stoul(status, nullptr, 0));
+            EXPECT_EQ(*one.as<std::uint32_t>(), 6u);
+        });
+    }
+}
+
+TEST_F(Node, HandsOutItsStateWhenTheConnectionDrops) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "PrCallDispatch", "status": "0xc1000001"}])");
+        set_faults(R"([{"function": "PrCallDispatch", "nothing": true, "drop": true}])");
         const MethodResults results(dll().module(),
-                                    [](opal_propset set) { add_number(set, "nodeState", 1); });
-        EXPECT_EQ(FARLO(GetCVMClusterNodeStateW)(handle, state.as<std::uint32_t>()), 0xc1000001u);
-        EXPECT_TRUE(state.untouched());
+                                    [](opal_propset set) { add_number(set, "nodeState", 2); });
+        EXPECT_EQ(FARLO(GetCVMClusterNodeStateW)(handle, state.as<std::uint32_t>()), 20u);
+        EXPECT_EQ(*state.as<std::uint32_t>(), 2u);
     });
+}
+
+TEST_F(Node, IsNotConnectedWhateverFailedMeanwhile) {
+    each_at_every_threshold([&](const Operation& operation) {
+        set_faults(R"([{"function": "PrCallDispatch", "status": "0xc1000001"}])");
+        {
+            const MethodResults dropping(dll().module(), [&](opal_propset) { disconnect(); });
+            EXPECT_EQ(operation.call(handle), 20u);
+        }
+        expect_log({{2, operation.entering},
+                    {4, operation.invoke_failed + "0xc1000001."},
+                    {0, operation.failed + "0x14) "},
+                    {2, operation.exiting}});
+    });
+}
+
+TEST_F(Node, EndsWellWhicheverAllocationFails) {
+    for (const Operation& operation : operations()) {
+        SCOPED_TRACE(operation.entering);
+        std::vector<std::uint32_t> answers;
+        at_every_allocation([&] {
+            set_faults(service_answers);
+            answers.push_back(operation.call(handle));
+        });
+        EXPECT_EQ(answers.front(), 0u);
+        EXPECT_EQ(answers.back(), 0u);
+        EXPECT_THAT(answers, testing::Contains(testing::Ne(0u)));
+    }
 }
 
 TEST_F(Node, WantsRoomForItsState) {
@@ -195,6 +237,14 @@ TEST_F(Node, WantsRoomForItsState) {
         expect_calls({});
         expect_log({{2, "Entering GetCVMClusterNodeStateW"},
                     {0, "GetCVMClusterNodeStateW() failed, error=(0x13) "},
+                    {2, "Exit GetCVMClusterNodeStateW"}});
+        start_watching();
+        disconnect();
+        EXPECT_EQ(FARLO(GetCVMClusterNodeStateW)(handle, nullptr), 20u);
+        expect_log({{2, "Entering GetCVMClusterNodeStateW"},
+                    {0, "GetCVMClusterNodeStateW() failed , opal_handle not connected, "
+                        "error=(0x14)"},
+                    {0, "GetCVMClusterNodeStateW() failed, error=(0x14) "},
                     {2, "Exit GetCVMClusterNodeStateW"}});
     });
 }

@@ -69,9 +69,11 @@ std::uint32_t invoke(opal_handle handle, const NodeOperation& operation, Read&& 
         const CZtTempPropertySet input;
         OutputPropertySet output;
         status = CsfInvoke(handle->connection, service, operation.method, input, output);
-        if (output && status != 0) {
-            log(4, operation.invoke_failed, status);
-        } else if (output) {
+        if (output) {
+            if (status != 0) {
+                log(4, operation.invoke_failed, status);
+            }
+            // What came with a failure counts, too.
             read(output);
         }
     } catch (...) {
