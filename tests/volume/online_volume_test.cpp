@@ -682,11 +682,15 @@ TEST_F(StartingNode, AFailedWait) {
 // The time-out goes to the wait as it is given: 0 asks without waiting, the
 // largest one waits without an end.
 TEST_F(StartingNode, TheSmallestAndTheLargestTimeOut) {
+    struct TimeOut {
+        DWORD milliseconds;
+        unsigned waits;
+    };
     at_every_threshold([&] {
         accept_online();
         FARLO(RegisterForAlerts)(handle, reset_timeout);
-        for (const auto& [timeout, waits] : {std::pair{0u, 3u}, {0xFFFFFFFFu, 1u}}) {
-            SCOPED_TRACE(timeout);
+        for (const TimeOut each : {TimeOut{0, 3}, TimeOut{0xFFFFFFFF, 1}}) {
+            SCOPED_TRACE(each.milliseconds);
             start_watching();
             Thread thread;
             with_thread(thread, [&] {
@@ -695,15 +699,15 @@ TEST_F(StartingNode, TheSmallestAndTheLargestTimeOut) {
                     dll().module(), "WaitForSingleObject", [&](HANDLE object, DWORD milliseconds) {
                         EXPECT_EQ(object, thread.handle);
                         intervals.push_back(milliseconds);
-                        return intervals.size() < waits ? DWORD{WAIT_TIMEOUT}
-                                                        : DWORD{WAIT_OBJECT_0};
+                        return intervals.size() < each.waits ? DWORD{WAIT_TIMEOUT}
+                                                             : DWORD{WAIT_OBJECT_0};
                     });
-                EXPECT_EQ(online(0x6, timeout), 0u);
-                EXPECT_EQ(intervals, std::vector<DWORD>(waits, timeout));
+                EXPECT_EQ(online(0x6, each.milliseconds), 0u);
+                EXPECT_EQ(intervals, std::vector<DWORD>(each.waits, each.milliseconds));
             });
-            EXPECT_EQ(resets, waits);
+            EXPECT_EQ(resets, each.waits);
             std::vector<Expected> lines;
-            for (unsigned i = 0; i < waits; ++i) {
+            for (unsigned i = 0; i < each.waits; ++i) {
                 lines.push_back(waiting);
                 lines.push_back(reset);
             }
@@ -730,32 +734,37 @@ TEST_F(StartingNode, AFailedWaitBeforeACallbackThatFails) {
     });
 }
 
-// Neither signalled nor a time-out ends the wait, and the call; where the system
-// names no error it is a failure all the same.
+// A result that is neither signalled nor a time-out ends the wait, and the call;
+// where the system names no error it is a failure all the same.
 TEST_F(StartingNode, AnyOtherResultOfTheWait) {
+    struct Error {
+        DWORD error;
+        std::uint32_t status;
+        const char* text;
+    };
+    constexpr Error errors[] = {{ERROR_SUCCESS, 0xc1000001, "0xc1000001"},
+                                {ERROR_TOO_MANY_POSTS, 298, "0x12a"}};
     at_every_threshold([&] {
         for (const DWORD result : {DWORD{WAIT_ABANDONED}, DWORD{WAIT_IO_COMPLETION}, WAIT_FAILED}) {
-            for (const auto& [error, status, text] :
-                 {std::tuple{DWORD{ERROR_SUCCESS}, 0xc1000001u, "0xc1000001"},
-                  {DWORD{ERROR_TOO_MANY_POSTS}, 298u, "0x12a"}}) {
+            for (const Error& each : errors) {
                 SCOPED_TRACE(result);
-                SCOPED_TRACE(text);
+                SCOPED_TRACE(each.text);
                 start_watching();
                 Thread thread;
                 with_thread(thread, [&] {
                     const StandIn<decltype(WaitForSingleObject)> wait(
                         dll().module(), "WaitForSingleObject", [&](HANDLE, DWORD) {
-                            SetLastError(error);
+                            SetLastError(each.error);
                             return result;
                         });
-                    EXPECT_EQ(online(), status);
+                    EXPECT_EQ(online(), each.status);
                     EXPECT_EQ(wait.calls(), 1u);
                 });
                 expect_calls(node_role(0));
                 expect_lines({waiting,
                               {0, std::string("OnlineVolW(): WaitForSingleObject failed! error=(") +
-                                      text + ") "}},
-                             text);
+                                      each.text + ") "}},
+                             each.text);
             }
         }
     });
