@@ -82,7 +82,8 @@ TEST_F(OsVersion, AnotherVersionIsNotAskedForTheSwitch) {
 TEST_F(OsVersion, AVersionTextThatFillsTheBufferAndOneThatDoesNotFit) {
     once([&] {
         set(L"", 1);
-        const std::wstring text(261, L'6');
+        // A terminator right behind what is set would be stored with it.
+        const std::wstring text(300, L'6');
         environment().set_registry(version_key, L"CurrentVersion", REG_SZ, text.data(), 520);
         EXPECT_EQ(check(), 0xc1000001u);
         expect_lines({other_version});
@@ -203,13 +204,14 @@ TEST_F(OsVersion, ErrorsOfEachCallOfTheRegistry) {
     });
 }
 
+// A terminator right behind the bytes that are set would be stored with them.
 TEST_F(OsVersion, AVersionWithoutATerminator) {
     once([&] {
         set(L"", 1);
-        environment().set_registry(version_key, L"CurrentVersion", REG_SZ, L"6.3", 6);
+        environment().set_registry(version_key, L"CurrentVersion", REG_SZ, L"6.3x", 6);
         EXPECT_EQ(check(), 0u);
         expect_lines({});
-        environment().set_registry(version_key, L"CurrentVersion", REG_SZ, L"6.30", 8);
+        environment().set_registry(version_key, L"CurrentVersion", REG_SZ, L"6.30x", 8);
         EXPECT_EQ(check(), 0xc1000001u);
         expect_lines({other_version});
     });
