@@ -147,9 +147,10 @@ typedef uint32_t (*RegisterForAlerts_fn)(opal_handle handle, farlo_reset_timeout
 /*
  * The GUID text of a disk group, by its name. The cluster functions find
  * cluster groups only, the NonCluster functions any group, cluster groups
- * included. A group that the service does not know is looked for again after a
- * rescan of the machine's disks (10 s, one rescan at a time on a machine), and
- * then asked of the cluster service.
+ * included. No function finds a group whose "LDM DG TYPE" is 0 or 7. A group
+ * that the service does not know is looked for again after a rescan of the
+ * machine's disks (10 s, one rescan at a time on a machine), and then asked of
+ * the cluster service.
  *
  *   name   the group's name; required
  *   guid   receives the text; FARLO_GUID_TEXT_SIZE bytes
@@ -358,15 +359,21 @@ typedef uint32_t (*StopDgReservationW_fn)(opal_handle handle, const wchar_t* nam
  * process) the service is asked, and the state is the service's own.
  *
  *   handle        by driver it serves to find a group given by name, and is not
- *                 checked otherwise; whether it is connected is never checked
- *   reservation   receives the state; with the driver also on failure of its
- *                 answer; left alone when there was no memory for the question
- *                 (status 0), or the service named no state
+ *                 checked otherwise. Whether it is connected is checked in that
+ *                 search only
+ *   reservation   receives the state. From the driver also on failure of its
+ *                 answer; FARLO_RESERVATION_BUSY, and status 0, where the lock of
+ *                 the group's reservation thread was not obtained: held by
+ *                 another, abandoned, or not to be had at all. From the service
+ *                 also with an informational status, which is not 0. Left alone
+ *                 when there was no memory for the question (status 0), or the
+ *                 service named no state
  *
  * Statuses: FARLO_NOT_FOUND (no driver, or it does not know the group),
  * FARLO_DEVICE_SHARING_VIOLATION, FARLO_DEVICE_FAILED, FARLO_NULL_HANDLE,
- * FARLO_NO_GUID_MEMORY, FARLO_MISSING_ARGUMENT, FARLO_INVALID_ARGUMENT, those of
- * the search for the group (GetDgGuidW), the service's.
+ * FARLO_NO_GUID_MEMORY, FARLO_MISSING_ARGUMENT, FARLO_INVALID_ARGUMENT,
+ * FARLO_EXCEPTION, those of the search for the group (GetDgGuidW); by the service
+ * also FARLO_NO_CLUSTER_SERVICE and the service's.
  */
 uint32_t GetDgReservationStatusA(opal_handle handle, const char* name, const char* guid,
                                  uint32_t* reservation);
@@ -395,9 +402,11 @@ typedef uint32_t (*ReleaseDgW_fn)(const char* guid);
 /*
  * Whether a disk group is imported here. GetDgState asks the driver, and the
  * service where the driver is not there or does not know the group; GetDgStateExW
- * asks the service. Groups of any kind are found.
+ * asks the service. Cluster groups are found, and others.
  *
- *   imported   receives one byte: 1 imported here, 0 not
+ *   imported   receives one byte: 1 imported here, 0 not. It has been written,
+ *              too, when the status is FARLO_NOT_CONNECTED for a connection that
+ *              dropped during the call
  *
  * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_MISSING_ARGUMENT,
  * FARLO_NOT_FOUND, FARLO_EXCEPTION; of GetDgState also FARLO_NO_GUID_MEMORY,
@@ -439,7 +448,8 @@ typedef uint32_t (*GetDiskStateW_fn)(opal_handle handle, const wchar_t* disk, ui
  * by name must be a cluster group.
  *
  *   total, live   receive the numbers; one that the service does not name is left
- *                 alone
+ *                 alone. They have been written, too, when the status is
+ *                 FARLO_NOT_CONNECTED for a connection that dropped during the call
  *
  * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, 1 (the service's call failed,
  * for whatever reason), FARLO_NO_GUID_MEMORY, FARLO_EXCEPTION,
@@ -464,7 +474,7 @@ typedef struct farlo_plex_state {
 /*
  * The states of a volume's plexes.
  *
- *   name, guid   name the volume's group, of any kind
+ *   name, guid   name the volume's group, a cluster group or another
  *   device       the volume's device name; required. Name and device may be of
  *                any length in the A form, too.
  *   count        receives the number of plexes
@@ -492,8 +502,8 @@ typedef uint32_t (*GetDgVolPlexStatesW_fn)(opal_handle handle, const wchar_t* na
 /* ------------------------- fast-failover flag, state of the cluster service */
 
 /*
- * Sets the fast-failover flag of a disk group of any kind. The values are the
- * service's.
+ * Sets the fast-failover flag of a disk group, a cluster group or another. The
+ * values are the service's.
  *
  * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_MISSING_ARGUMENT,
  * FARLO_NOT_FOUND, FARLO_EXCEPTION, the service's.
@@ -533,7 +543,8 @@ typedef uint32_t (*StopCVMClusterW_fn)(opal_handle handle);
  * The state of the cluster volume manager on this node, in the service's own
  * numbers.
  *
- *   state   receives the state; left alone when the service names none
+ *   state   receives the state, whatever the status, where the service names one;
+ *           left alone otherwise
  *
  * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_NO_CLUSTER_SERVICE,
  * FARLO_MISSING_ARGUMENT, FARLO_EXCEPTION, the service's.
@@ -980,7 +991,7 @@ static inline uint64_t farlo_vol_info_list_size(uint32_t volumes) {
 /*
  * The record of a disk group: its disks and its volumes.
  *
- *   name, guid   name the group, of any kind
+ *   name, guid   name the group, a cluster group or another
  *   record       receives the record; NULL asks for the size
  *   size         in: the buffer's size in bytes; out: with
  *                FARLO_BUFFER_TOO_SMALL the size that is needed, else left alone
@@ -1174,7 +1185,7 @@ typedef uint32_t (*GetDgVolumePropertiesW_fn)(opal_handle handle, const wchar_t*
                                               VolInfo* record, uint32_t* size);
 
 /*
- * The disks of a disk group, of any kind. Signatures are those of the disks: none
+ * The disks of a disk group, a cluster group or another. Signatures are those of the disks: none
  * is formed.
  *
  *   record   receives the list; NULL asks for the size
