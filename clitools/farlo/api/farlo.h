@@ -997,7 +997,8 @@ static inline uint64_t farlo_vol_info_list_size(uint32_t volumes) {
  *                FARLO_BUFFER_TOO_SMALL the size that is needed, else left alone
  *
  * The signature of a disk that has none, or 0, is the hexadecimal number in front
- * of the first "-" of its "DISKID"; 0xFFFFFFFF when it has more than 32 bits.
+ * of the first "-" of its "DISKID", or all of a "DISKID" that has no "-";
+ * 0xFFFFFFFF when it has more than 32 bits.
  *
  * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_MISSING_ARGUMENT (also:
  * the size is enough and there is no buffer), FARLO_NOT_FOUND (every failed search
