@@ -202,7 +202,8 @@ TEST_F(DgRecord, OfAGroupThatCannotBeWalked) {
             set_rules(failing(keys));
             start_watching();
             GuardedBuffer record(whole_size);
-            EXPECT_EQ(ask(record, whole_size), 0x12u);
+            EXPECT_EQ(ask(record, whole_size + 1), 0x12u);
+            EXPECT_EQ(size, whole_size + 1);
             EXPECT_TRUE(record.untouched());
             expect_log({entering,
                         {6, "API_TRY_CATCH_FAILED "},
@@ -212,32 +213,141 @@ TEST_F(DgRecord, OfAGroupThatCannotBeWalked) {
     });
 }
 
+// Whatever the call came to: a record, a size that is too small, an exception.
 TEST_F(DgRecord, ConnectionThatDropsMeanwhile) {
+    struct Drop {
+        std::string when;
+        std::uint32_t room;
+        bool written;
+        Log lines;
+    };
+    const Drop drops[] = {{reading("v2", "size"), whole_size, true, {formed}},
+                          {walking_to("tamo_ztvm_volume"), 0, false, {}},
+                          {walking_to("tamo_ztvm_volume"), whole_size - 1, false, {}},
+                          {reading("dg", "Name"), whole_size, false, {caught}}};
+    for (const Drop& drop : drops) {
+        SCOPED_TRACE(drop.when);
+        at_every_threshold([&] {
+            set_rules(dropping(drop.when));
+            GuardedBuffer record(whole_size);
+            EXPECT_EQ(ask(record, drop.room), 20u);
+            EXPECT_EQ(size, whole_size);
+            EXPECT_EQ(record.difference((drop.written ? whole() : Image(whole_size)).bytes()), "");
+            expect_log(Log{entering} + drop.lines +
+                       Log{{0, "GetDgPropertiesW() failed, error=(0x14) "}, exiting});
+        });
+    }
+}
+
+// The connection is looked at again only where the last line is reached.
+TEST_F(DgRecord, ConnectionThatDropsBeforeAnEarlyEnd) {
     at_every_threshold([&] {
-        set_rules(
-            R"({"function": "ObGetChildObjects", "type": "tamo_ztvm_volume", "drop": true},)");
-        GuardedBuffer record(0);
-        EXPECT_EQ(ask(record, 0), 20u);
-        expect_log({entering, {0, "GetDgPropertiesW() failed, error=(0x14) "}, exiting});
+        set_rules(dropping(walking_to("tamo_ztvm_volume")));
+        size = whole_size;
+        EXPECT_EQ(FARLO(GetDgPropertiesW)(handle, nullptr, "guid-1", nullptr, &size), 0x13u);
+        EXPECT_EQ(size, whole_size);
+        expect_log({entering, {0, "GetDgPropertiesW() failed , pDgInfo == NULL, error=(0x13)"}});
+    });
+    at_every_threshold([&] {
+        set_rules(dropping(reading("dg", "LDM DG TYPE")));
+        GuardedBuffer record(whole_size);
+        EXPECT_EQ(ask(record, whole_size), 1u);
+        EXPECT_EQ(size, whole_size);
+        EXPECT_TRUE(record.untouched());
+        expect_log({entering,
+                    {0, "GetDgObjIdByGuid() failed , DG_TYPENAME not found in OPAL, error=(0x1)"},
+                    {0, "GetDgPropertiesW():GetDgObjId() failed, error=(0x1)"}});
+    });
+}
+
+TEST_F(DgRecord, EveryAllocationThatFails) {
+    mounts.clear();
+    v1.letter = v2.letter = L"";
+    v1.mounts = L"";
+    expect_whole_or_less(whole(), [&](GuardedBuffer& record) { return ask(record, whole_size); });
+    EXPECT_EQ(size, whole_size);
+}
+
+// A group may be of any type but 0 and 7, by its name and by its GUID.
+TEST_F(DgRecord, OfGroupsOfEveryType) {
+    for (const char* type : {"1", "2", "3", "8", "9"}) {
+        SCOPED_TRACE(type);
+        scenario = std::string(R"({"disk_groups": [{"name": "dg", "dgid": "guid-1", "type": )") +
+                   type + "}]}";
+        once([&] {
+            GuardedBuffer by_guid(8);
+            EXPECT_EQ(ask(by_guid, 8), 0u);
+            EXPECT_EQ(by_guid.difference(std::vector<std::uint8_t>(8, 0)), "");
+            GuardedBuffer by_name(8);
+            EXPECT_EQ(FARLO(GetDgPropertiesW)(handle, L"dg", nullptr, by_name.as<DgInfo>(), &size),
+                      0u);
+            EXPECT_EQ(by_name.difference(std::vector<std::uint8_t>(8, 0)), "");
+        });
+    }
+    for (const char* type : {"0", "7"}) {
+        SCOPED_TRACE(type);
+        scenario = std::string(R"({"disk_groups": [{"name": "dg", "dgid": "guid-1", "type": )") +
+                   type + "}]}";
+        once([&] {
+            GuardedBuffer record(8);
+            EXPECT_EQ(ask(record, 8), 1u);
+            EXPECT_TRUE(record.untouched());
+        });
+    }
+}
+
+// A letter may come with its colon.
+TEST_F(DgRecord, TakesTheFirstCharacterOfADriveLetter) {
+    const std::pair<const wchar_t*, const wchar_t*> letters[] = {
+        {L"F:", L"F:"}, {L"0:", L""}, {L"f", L"f:"}, {L"FX", L"F:"}};
+    for (const auto& [letter, written] : letters) {
+        mounts["v1"].letter = letter;
+        v1.letter = written;
+        once([&] {
+            GuardedBuffer record(whole_size);
+            EXPECT_EQ(ask(record, whole_size), 0u);
+            EXPECT_EQ(record.difference(whole().bytes()), "");
+        });
+    }
+}
+
+TEST_F(DgRecord, TakesTheFirstFileSystemOfAVolume) {
+    scenario.insert(scenario.size() - 1, R"(, "objects": [
+        {"name": "second", "type": "tamo_fs_nt", "parents": ["v1"], "properties": {
+            "type of file system": {"type": "WSTR", "value": "FAT"},
+            "label": {"type": "WSTR", "value": "Other"}}}])");
+    once([&] {
+        GuardedBuffer record(whole_size);
+        EXPECT_EQ(ask(record, whole_size), 0u);
+        EXPECT_EQ(record.difference(whole().bytes()), "");
+        EXPECT_THAT(calls(),
+                    testing::Contains(child("v1", "tamo_fs_nt", "@v1 file system @second")));
     });
 }
 
 // A property that is not there, of another type or none at all is skipped, and the
-// next one read.
+// next one read; no line tells of it.
 TEST_F(DgRecord, SkipsWhatCannotBeRead) {
     struct Skipped {
         const char* object;
         const char* property;
         const char* other_type;
         std::function<void()> forget;
+        Log lines = {formed};
     };
     const Skipped all[] = {
         {"d1", "Name", "STR", [&] { d1.name.reset(); }},
-        {"d1", "SIGNATURE", "INT32", [&] { d1.signature = 0x55; }},
+        {"d1",
+         "SIGNATURE",
+         "INT32",
+         [&] { d1.signature = 0x55; },
+         {{6, "farlo: GetDgPropertiesW: No signature property on disk..so forming it..Id = 0x55, "
+              "guidToNumString = 85l, signature = 85"},
+          formed}},
         {"d1", "PORT", "INT32", [&] { d1.port.reset(); }},
         {"d1", "DISK TARGET ID", "UINT64", [&] { d1.target.reset(); }},
         {"d1", "LUN ID", "BOOLEAN", [&] { d1.lun.reset(); }},
-        {"d2", "DISKID", "WSTR", [&] { d2.signature.reset(); }},
+        {"d2", "DISKID", "WSTR", [&] { d2.signature.reset(); }, {}},
         {"v1", "DEVICE NAME", "STR", [&] { v1.device.reset(); }},
         {"v1 file system", "type of file system", "STR", [&] { v1.file_system.reset(); }},
         {"v1 file system", "label", "STR", [&] { v1.label.reset(); }},
@@ -259,9 +369,11 @@ TEST_F(DgRecord, SkipsWhatCannotBeRead) {
                           skipped.object + R"(", "property": ")" + skipped.property + "\", " +
                           fault + "},");
                 skipped.forget();
+                start_watching();
                 GuardedBuffer record(whole_size);
                 EXPECT_EQ(ask(record, whole_size), 0u);
                 EXPECT_EQ(record.difference(whole().bytes()), "");
+                expect_log(Log{entering} + skipped.lines + Log{exiting});
                 d1 = complete_d1;
                 d2 = complete_d2;
                 v1 = complete_v1;

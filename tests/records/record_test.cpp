@@ -30,6 +30,41 @@ void RecordTest::once(const std::function<void()>& body) {
     FarloTest::once([&] { run_answered(body); });
 }
 
+void RecordTest::at_every_allocation(const std::function<void()>& body) {
+    FarloTest::at_every_allocation([&] { run_answered(body); });
+}
+
+void RecordTest::expect_whole_or_less(const Image& whole,
+                                      const std::function<std::uint32_t(GuardedBuffer&)>& ask,
+                                      const std::vector<std::uint32_t>& failures) {
+    std::vector<std::uint32_t> results;
+    std::vector<std::string> differences;
+    at_every_allocation([&] {
+        GuardedBuffer record(whole.bytes().size());
+        results.push_back(ask(record));
+        differences.push_back(record.difference(whole.bytes()));
+        if (results.back() != 0) {
+            EXPECT_TRUE(record.untouched());
+            return;
+        }
+        const std::vector<std::uint8_t> written = record.bytes();
+        for (std::size_t i = 0; i < written.size(); ++i) {
+            ASSERT_THAT(written[i], testing::AnyOf(whole.bytes()[i], GuardedBuffer::canary)) << i;
+        }
+    });
+    ASSERT_GT(results.size(), 2u);
+    // None fails in the first run, nor in the last.
+    EXPECT_EQ(results.front(), 0u);
+    EXPECT_EQ(results.back(), 0u);
+    EXPECT_EQ(differences.front(), "");
+    EXPECT_EQ(differences.back(), "");
+    std::erase(results, 0u);
+    EXPECT_THAT(results, testing::Each(testing::AnyOfArray(failures)));
+    for (const std::uint32_t failure : failures) {
+        EXPECT_THAT(results, testing::Contains(failure));
+    }
+}
+
 void RecordTest::set_rules(const std::string& rules) {
     set_faults("[" + rules +
                R"({"minor": 8006, "status": "0x0"}, {"minor": 8007, "status": "0x0"}])");

@@ -28,16 +28,33 @@ class RecordTest : public FarloTest {
     // the lab's service would.
     void at_every_threshold(const std::function<void()>& body);
     void once(const std::function<void()>& body);
+    void at_every_allocation(const std::function<void()>& body);
     std::map<std::string, Mounts> mounts;
 
     // In a body: sets a fault plan in front of those answers; each rule ends in a
     // comma.
     void set_rules(const std::string& rules);
 
+    // Outside of a body: runs `ask`, which answers 0, with each of its allocations
+    // failing in turn. It ends with one of `failures` (by default: an exception), each of
+    // which occurs, and an untouched buffer, or with 0 and nothing written that is not in
+    // `whole`.
+    void expect_whole_or_less(const Image& whole,
+                              const std::function<std::uint32_t(GuardedBuffer&)>& ask,
+                              const std::vector<std::uint32_t>& failures = {0x12});
+
   private:
     void run_answered(const std::function<void()>& body);
     void add_answers(const opal_objid& target, std::uint32_t minor, opal_propset output);
 };
+
+// Lines of the log.
+using Log = std::vector<Expected>;
+inline Log operator+(Log left, const Log& right) {
+    left.insert(left.end(), right.begin(), right.end());
+    return left;
+}
+inline const Expected caught{6, "API_TRY_CATCH_FAILED "};
 
 // Lines of the recorder.
 inline std::string child(const std::string& object, const std::string& type,
@@ -58,6 +75,18 @@ inline std::string ask_letter(const std::string& volume, const std::string& stat
 // A fault plan's rule with a comma behind.
 inline std::string failing(const std::string& keys, const std::string& status = "0xc1000001") {
     return "{" + keys + R"(, "status": ")" + status + "\"},";
+}
+inline std::string dropping(const std::string& keys) {
+    return "{" + keys + R"(, "drop": true},)";
+}
+// For `dropping`: a property's reading.
+inline std::string reading(const std::string& object, const std::string& property) {
+    return R"("function": "ObGetProperty", "object": ")" + object + R"(", "property": ")" +
+           property + '"';
+}
+// For `dropping`: a walk to the objects below.
+inline std::string walking_to(const std::string& type) {
+    return R"("function": "ObGetChildObjects", "type": ")" + type + '"';
 }
 
 }  // namespace records

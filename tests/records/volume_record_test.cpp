@@ -5,6 +5,8 @@ namespace {
 
 using namespace records;
 
+constexpr std::uint32_t told = 1660 + 3 * disk_size;
+
 class VolumeRecord : public RecordTest {
   protected:
     VolumeRecord() {
@@ -27,10 +29,19 @@ class VolumeRecord : public RecordTest {
         return FARLO(GetVolPropertiesW)(handle, device, record.as<VolPropInfo>(), &size);
     }
 
-    std::uint32_t size = 0;
-};
+    Image whole() const {
+        Image image(told + 4);
+        image.number<std::uint32_t>(0, 3).number<std::uint32_t>(4, 1);
+        image.disk(8, {L"d2", 0x1f, 6, 5, 4});
+        image.disk(8 + disk_size, {L"d2", 0x1f, 6, 5, 4});
+        image.disk(8 + 2 * disk_size, {L"d1", 17, 3, 2, 1});
+        image.volume(8 + 3 * disk_size, volume);
+        return image;
+    }
 
-constexpr std::uint32_t told = 1660 + 3 * disk_size;
+    std::uint32_t size = 0;
+    Volume volume{L"\\Device\\v", L"F:", {}, {}, L"", 7, 1, 9};
+};
 
 const Expected entering{4, "Entering GetVolPropertiesW"};
 const Expected exiting{4, "Exiting GetVolPropertiesW"};
@@ -46,13 +57,7 @@ TEST_F(VolumeRecord, IsFourBytesLongerThanItsSize) {
         GuardedBuffer record(told + 4);
         EXPECT_EQ(ask(record, told), 0u);
         EXPECT_EQ(size, told);
-        Image wanted(told + 4);
-        wanted.number<std::uint32_t>(0, 3).number<std::uint32_t>(4, 1);
-        wanted.disk(8, {L"d2", 0x1f, 6, 5, 4});
-        wanted.disk(8 + disk_size, {L"d2", 0x1f, 6, 5, 4});
-        wanted.disk(8 + 2 * disk_size, {L"d1", 17, 3, 2, 1});
-        wanted.volume(8 + 3 * disk_size, {L"\\Device\\v", L"F:", {}, {}, L"", 7, 1, 9});
-        EXPECT_EQ(record.difference(wanted.bytes()), "");
+        EXPECT_EQ(record.difference(whole().bytes()), "");
 
         const Lines second_disk = {
             read("d2", "Name", wstr("d2")),          read("d2", "SIGNATURE", uint32(0)),
@@ -132,7 +137,8 @@ TEST_F(VolumeRecord, ChecksItsArgumentsInOrder) {
 TEST_F(VolumeRecord, OfAVolumeThatIsNotFound) {
     at_every_threshold([&] {
         GuardedBuffer record(told + 4);
-        EXPECT_EQ(ask(record, told, L"nothing"), 0x80070057u);
+        EXPECT_EQ(ask(record, told - 1, L"nothing"), 0x80070057u);
+        EXPECT_EQ(size, told - 1);
         EXPECT_TRUE(record.untouched());
         expect_log({entering,
                     {0, "FindVolObjByDevName:Volume Object not found"},
@@ -151,7 +157,8 @@ TEST_F(VolumeRecord, OfAVolumeThatCannotBeWalked) {
             set_rules(failing(keys));
             start_watching();
             GuardedBuffer record(told + 4);
-            EXPECT_EQ(ask(record, told), 0x12u);
+            EXPECT_EQ(ask(record, told + 1), 0x12u);
+            EXPECT_EQ(size, told + 1);
             EXPECT_TRUE(record.untouched());
             expect_log({entering,
                         {6, "API_TRY_CATCH_FAILED "},
@@ -161,12 +168,128 @@ TEST_F(VolumeRecord, OfAVolumeThatCannotBeWalked) {
     });
 }
 
+// Whatever the call came to: a record, a size that is too small, an exception, no
+// volume.
 TEST_F(VolumeRecord, ConnectionThatDropsMeanwhile) {
+    struct Drop {
+        std::string when;
+        const wchar_t* device;
+        std::uint32_t room;
+        bool written;
+        Log lines;
+    };
+    const Drop drops[] = {
+        {reading("v", "size"), L"\\Device\\v", told, true, {formed, formed}},
+        {R"("function": "ObGetParentObjects", "object": "s4")", L"\\Device\\v", 0, false, {}},
+        {walking_to("tamo_ztvm_plex"), L"\\Device\\v", told, false, {caught}},
+        {R"("function": "DbGetObjectsByQuery")",
+         L"none",
+         told,
+         false,
+         {{0, "FindVolObjByDevName:Volume Object not found"},
+          {0, "GetVolPropertiesW - FindVolObjByDevName failed for none"}}}};
+    for (const Drop& drop : drops) {
+        SCOPED_TRACE(drop.when);
+        at_every_threshold([&] {
+            set_rules(dropping(drop.when));
+            GuardedBuffer record(told + 4);
+            EXPECT_EQ(ask(record, drop.room, drop.device), 20u);
+            EXPECT_EQ(size, told);
+            EXPECT_EQ(record.difference((drop.written ? whole() : Image(told + 4)).bytes()), "");
+            expect_log(Log{entering} + drop.lines +
+                       Log{{0, "GetVolPropertiesW() failed, error=(0x14) "}, exiting});
+        });
+    }
+}
+
+TEST_F(VolumeRecord, EveryAllocationThatFails) {
+    mounts.clear();
+    volume.letter = L"";
+    // The first one is the query's text.
     at_every_threshold([&] {
-        set_rules(R"({"function": "ObGetParentObjects", "object": "s4", "drop": true},)");
-        GuardedBuffer record(0);
-        EXPECT_EQ(ask(record, 0), 20u);
-        expect_log({entering, {0, "GetVolPropertiesW() failed, error=(0x14) "}, exiting});
+        heap().fail(1);
+        GuardedBuffer record(told + 4);
+        EXPECT_EQ(ask(record, told), 0x80070057u);
+        EXPECT_EQ(size, told);
+        EXPECT_TRUE(record.untouched());
+        expect_calls({});
+        expect_log({entering,
+                    {0, "FindVolObjByDevName: failed to allocate memory"},
+                    {0, "GetVolPropertiesW - FindVolObjByDevName failed for \\Device\\v"},
+                    {0, "GetVolPropertiesW() failed, error=(0x80070057) "},
+                    exiting});
+    });
+    expect_whole_or_less(whole(), [&](GuardedBuffer& record) { return ask(record, told); },
+                         {0x80070057, 0x12});
+    EXPECT_EQ(size, told);
+}
+
+TEST_F(VolumeRecord, OfAVolumeThatCannotBeAskedFor) {
+    at_every_threshold([&] {
+        set_rules(failing(R"("function": "DbGetObjectsByQuery")"));
+        GuardedBuffer record(told + 4);
+        EXPECT_EQ(ask(record, told), 0x80070057u);
+        EXPECT_EQ(size, told);
+        EXPECT_TRUE(record.untouched());
+        expect_log({entering,
+                    {0, "FindVolObjByDevName:DbGetObjectsByQuery failed, for \\Device\\v, error = "
+                        "0xc1000001"},
+                    {0, "GetVolPropertiesW - FindVolObjByDevName failed for \\Device\\v"},
+                    {0, "GetVolPropertiesW() failed, error=(0x80070057) "},
+                    exiting});
+    });
+}
+
+// A name for which the question has no room is not cut short.
+TEST_F(VolumeRecord, OfANameThatIsTooLong) {
+    once([&] {
+        GuardedBuffer record(told + 4);
+        EXPECT_EQ(ask(record, told, std::wstring(3000, L'n').c_str()), 0x80070057u);
+        EXPECT_EQ(size, told);
+        EXPECT_TRUE(record.untouched());
+        expect_calls({});
+    });
+}
+
+TEST_F(VolumeRecord, IsTheFirstOfThatName) {
+    scenario = R"({"disk_groups": [{"name": "dg", "dgid": "guid-1", "volumes": [
+        {"name": "v1", "device": "twin", "type": 1, "state": 2, "size": 3},
+        {"name": "v2", "device": "twin", "type": 4, "state": 5, "size": 6}]}]})";
+    mounts.clear();
+    once([&] {
+        GuardedBuffer record(1664);
+        EXPECT_EQ(ask(record, 1660, L"twin"), 0u);
+        Image wanted(1664);
+        wanted.number<std::uint32_t>(0, 0).number<std::uint32_t>(4, 1);
+        wanted.volume(8, {L"twin", L"", {}, {}, L"", 1, 2, 3});
+        EXPECT_EQ(record.difference(wanted.bytes()), "");
+    });
+}
+
+TEST_F(VolumeRecord, HasTheFirstDiskOfASubdisk) {
+    const StandIn<decltype(ObGetParentObjects)>* parents = nullptr;
+    once([&] {
+        const StandIn<decltype(ObGetParentObjects)> both(
+            dll().module(), "ObGetParentObjects",
+            [&](opal_connection connection, opal_context context, const opal_objid* object,
+                const char* type, opal_objid** ids, std::uint32_t* found) {
+                const opal_status status =
+                    parents->real(connection, context, object, type, ids, found);
+                if (status == 0 && *found != 0) {
+                    auto* const two = static_cast<opal_objid*>(_ZtAlloc(2 * sizeof(opal_objid)));
+                    two[0] = **ids;
+                    EXPECT_EQ(LabFindObject("d1", &two[1]), 0);
+                    _ZtFree(*ids);
+                    *ids = two;
+                    *found = 2;
+                }
+                return status;
+            });
+        parents = &both;
+        GuardedBuffer record(told + 4);
+        EXPECT_EQ(ask(record, told), 0u);
+        EXPECT_EQ(size, told);
+        EXPECT_EQ(record.difference(whole().bytes()), "");
     });
 }
 
