@@ -5,6 +5,8 @@ namespace {
 
 using namespace records;
 
+constexpr std::uint32_t whole_size = 4 + 2 * disk_size;
+
 class GroupDisks : public RecordTest {
   protected:
     GroupDisks() {
@@ -22,10 +24,17 @@ class GroupDisks : public RecordTest {
         return FARLO(GetDgDiskPropertiesW)(handle, nullptr, guid, record.as<DgDiskList>(), &size);
     }
 
+    Image whole_with(const Disk& first) const {
+        Image image(whole_size);
+        image.number<std::uint32_t>(0, 2).disk(4, first);
+        return image.disk(4 + disk_size, {L"a disk of 17 ch", 0, 6, 5, 4});
+    }
+    Image whole() const { return whole_with(d1); }
+
     std::uint32_t size = 0;
+    const Disk d1{L"d1", 17, 3, 2, 1};
 };
 
-constexpr std::uint32_t whole_size = 4 + 2 * disk_size;
 const Expected entering{6, "Entering GetDgDiskPropertiesW"};
 const Expected exiting{6, "Exiting GetDgDiskPropertiesW"};
 const Lines find_disks = {groups("@dg @none"), read("dg", "LDM DG TYPE", uint32(1)),
@@ -38,10 +47,7 @@ TEST_F(GroupDisks, AreWrittenWithTheirOwnSignatures) {
         GuardedBuffer record(whole_size);
         EXPECT_EQ(ask(record, whole_size), 0u);
         EXPECT_EQ(size, whole_size);
-        Image wanted(whole_size);
-        wanted.number<std::uint32_t>(0, 2).disk(4, {L"d1", 17, 3, 2, 1});
-        wanted.disk(4 + disk_size, {L"a disk of 17 ch", 0, 6, 5, 4});
-        EXPECT_EQ(record.difference(wanted.bytes()), "");
+        EXPECT_EQ(record.difference(whole().bytes()), "");
         expect_calls(
             find_disks +
             Lines{read("d1", "Name", wstr("d1")), read("d1", "SIGNATURE", uint32(17)),
@@ -66,14 +72,13 @@ TEST_F(GroupDisks, SkipWhatCannotBeRead) {
                 SCOPED_TRACE(std::string(property) + fault);
                 set_rules(std::string(R"({"function": "ObGetProperty", "object": "d1", )") +
                           R"("property": ")" + property + "\", " + fault + "},");
+                start_watching();
                 GuardedBuffer record(whole_size);
                 EXPECT_EQ(ask(record, whole_size), 0u);
-                Disk first{L"d1", 17, 3, 2, 1};
+                expect_log({entering, exiting});
+                Disk first = d1;
                 forget(first);
-                Image wanted(whole_size);
-                wanted.number<std::uint32_t>(0, 2).disk(4, first);
-                wanted.disk(4 + disk_size, {L"a disk of 17 ch", 0, 6, 5, 4});
-                EXPECT_EQ(record.difference(wanted.bytes()), "");
+                EXPECT_EQ(record.difference(whole_with(first).bytes()), "");
             }
         }
     });
@@ -132,19 +137,83 @@ TEST_F(GroupDisks, OfAGroupThatCannotBeWalked) {
             set_rules(failing(keys));
             start_watching();
             GuardedBuffer record(whole_size);
-            EXPECT_EQ(ask(record, whole_size), 0x12u);
+            EXPECT_EQ(ask(record, whole_size + 1), 0x12u);
+            EXPECT_EQ(size, whole_size + 1);
             EXPECT_TRUE(record.untouched());
             expect_log({entering,
                         {6, "API_TRY_CATCH_FAILED "},
                         {0, "GetDgDiskPropertiesW() failed, error=(0x12) "},
                         exiting});
         }
-        set_rules(R"({"function": "ObGetChildObjects", "drop": true},)");
-        start_watching();
-        GuardedBuffer record(0);
-        EXPECT_EQ(ask(record, 0), 20u);
-        expect_log({entering, {0, "GetDgDiskPropertiesW() failed, error=(0x14) "}, exiting});
     });
+}
+
+// Whatever the call came to: a list, a size that is too small, an exception.
+TEST_F(GroupDisks, ConnectionThatDropsMeanwhile) {
+    struct Drop {
+        std::string when;
+        std::uint32_t room;
+        bool written;
+        Log lines;
+    };
+    const Drop drops[] = {{reading("d2", "LUN ID"), whole_size, true, {}},
+                          {walking_to("tamo_ztvm_disk"), 0, false, {}},
+                          {reading("dg", "Name"), whole_size, false, {caught}}};
+    for (const Drop& drop : drops) {
+        SCOPED_TRACE(drop.when);
+        at_every_threshold([&] {
+            set_rules(dropping(drop.when));
+            GuardedBuffer record(whole_size);
+            EXPECT_EQ(ask(record, drop.room), 20u);
+            EXPECT_EQ(size, whole_size);
+            EXPECT_EQ(record.difference((drop.written ? whole() : Image(whole_size)).bytes()), "");
+            expect_log(Log{entering} + drop.lines +
+                       Log{{0, "GetDgDiskPropertiesW() failed, error=(0x14) "}, exiting});
+        });
+    }
+}
+
+// The connection is looked at again only where the last line is reached.
+TEST_F(GroupDisks, ConnectionThatDropsBeforeAnEarlyEnd) {
+    at_every_threshold([&] {
+        set_rules(dropping(walking_to("tamo_ztvm_disk")));
+        size = whole_size;
+        EXPECT_EQ(FARLO(GetDgDiskPropertiesW)(handle, L"dg", nullptr, nullptr, &size), 0x13u);
+        EXPECT_EQ(size, whole_size);
+        expect_log(
+            {entering, {0, "GetDgDiskPropertiesW() failed , pDgDiskInfo == NULL, error=(0x13) "}});
+    });
+    at_every_threshold([&] {
+        set_rules(dropping(reading("dg", "LDM DG TYPE")));
+        GuardedBuffer record(whole_size);
+        EXPECT_EQ(ask(record, whole_size), 1u);
+        EXPECT_TRUE(record.untouched());
+        expect_log({entering,
+                    {0, "GetDgObjIdByGuid() failed , DG_TYPENAME not found in OPAL, error=(0x1)"},
+                    {0, "GetDgDiskPropertiesW():GetDgObjId() failed, error=(0x1) "}});
+    });
+}
+
+TEST_F(GroupDisks, EveryAllocationThatFails) {
+    expect_whole_or_less(whole(), [&](GuardedBuffer& record) { return ask(record, whole_size); });
+    EXPECT_EQ(size, whole_size);
+}
+
+// A group may be of any type but 0 and 7, by its name and by its GUID.
+TEST_F(GroupDisks, OfGroupsOfEveryType) {
+    for (const int type : {0, 1, 2, 3, 7, 8, 9}) {
+        SCOPED_TRACE(type);
+        const std::uint32_t status = type == 0 || type == 7 ? 1 : 0;
+        scenario = R"({"disk_groups": [{"name": "dg", "dgid": "guid-1", "type": )" +
+                   std::to_string(type) + "}]}";
+        once([&] {
+            GuardedBuffer record(4);
+            EXPECT_EQ(ask(record, 4), status);
+            EXPECT_EQ(
+                FARLO(GetDgDiskPropertiesW)(handle, L"dg", nullptr, record.as<DgDiskList>(), &size),
+                status);
+        });
+    }
 }
 
 TEST_F(GroupDisks, NarrowForm) {

@@ -25,7 +25,10 @@ class GroupVolume : public RecordTest {
                                              &size);
     }
 
+    Image whole() const { return Image(volume_size).volume(0, v2); }
+
     std::uint32_t size = 0;
+    Volume v2{L"\\Device\\v2", L"E:", L"FAT", L"Box", L"", 8, -1, 6};
 };
 
 const Expected entering{4, "Entering GetDgVolumePropertiesW - dg"};
@@ -38,9 +41,7 @@ TEST_F(GroupVolume, IsTheFirstOfThatNameInAnyCase) {
         GuardedBuffer record(volume_size);
         EXPECT_EQ(ask(record, volume_size), 0u);
         EXPECT_EQ(size, volume_size);
-        Image wanted(volume_size);
-        wanted.volume(0, {L"\\Device\\v2", L"E:", L"FAT", L"Box", L"", 8, -1, 6});
-        EXPECT_EQ(record.difference(wanted.bytes()), "");
+        EXPECT_EQ(record.difference(whole().bytes()), "");
         expect_calls(
             find_group +
             Lines{child("dg", "tamo_ztvm_volume", "@v1 @v2"),
@@ -110,7 +111,8 @@ TEST_F(GroupVolume, ThatIsNotThere) {
     at_every_threshold([&] {
         GuardedBuffer record(volume_size);
         EXPECT_EQ(ask(record, volume_size, L"\\Device\\v"), 0x63u);
-        EXPECT_EQ(ask(record, volume_size, L"\\Device\\v1", "guid-2"), 0x63u);
+        EXPECT_EQ(ask(record, volume_size + 1, L"\\Device\\v1", "guid-2"), 0x63u);
+        EXPECT_EQ(size, volume_size + 1);
         EXPECT_TRUE(record.untouched());
         expect_log({entering,
                     {6, "GetDgVolumePropertiesW(), Total volume objects = 2"},
@@ -141,14 +143,111 @@ TEST_F(GroupVolume, OfAGroupThatCannotBeWalked) {
                     {6, "API_TRY_CATCH_FAILED "},
                     {0, "GetDgVolumePropertiesW() failed, error=(0x12)"},
                     exiting});
-        set_rules(R"({"function": "ObGetProperty", "object": "v2", "property": "size",
-                      "drop": true},)");
-        start_watching();
-        EXPECT_EQ(ask(record, volume_size), 20u);
+        EXPECT_EQ(size, volume_size);
+    });
+}
+
+// Whatever the call came to: a record, no such volume, an exception.
+TEST_F(GroupVolume, ConnectionThatDropsMeanwhile) {
+    struct Drop {
+        std::string when;
+        const wchar_t* device;
+        bool written;
+        Log lines;
+    };
+    const Expected total{6, "GetDgVolumePropertiesW(), Total volume objects = 2"};
+    const Drop drops[] = {
+        {reading("v2", "size"), L"\\Device\\v2", true, {total}},
+        {reading("v2", "DEVICE NAME"), L"\\Device\\v3", false, {total}},
+        {walking_to("tamo_ztvm_volume"), L"\\Device\\v2", false, {total, caught}}};
+    for (const Drop& drop : drops) {
+        SCOPED_TRACE(drop.when);
+        at_every_threshold([&] {
+            set_rules(dropping(drop.when));
+            GuardedBuffer record(volume_size);
+            EXPECT_EQ(ask(record, volume_size, drop.device), 20u);
+            EXPECT_EQ(size, volume_size);
+            EXPECT_EQ(record.difference((drop.written ? whole() : Image(volume_size)).bytes()), "");
+            expect_log(Log{entering} + drop.lines +
+                       Log{{0, "GetDgVolumePropertiesW() failed, error=(0x14)"}, exiting});
+        });
+    }
+}
+
+// The connection is looked at again only where the last line is reached: not where
+// the size is too small, unlike the other records.
+TEST_F(GroupVolume, ConnectionThatDropsBeforeAnEarlyEnd) {
+    at_every_threshold([&] {
+        set_rules(dropping(reading("dg", "dgid")));
+        GuardedBuffer record(volume_size);
+        EXPECT_EQ(ask(record, volume_size - 1), 97u);
+        EXPECT_EQ(size, volume_size);
+        EXPECT_TRUE(record.untouched());
+        expect_log(
+            {entering, {0, "GetDgVolumePropertiesW(): not enough buffer size, error=(0x61) "}});
+    });
+    at_every_threshold([&] {
+        set_rules(dropping(reading("dg", "dgid")));
+        size = volume_size;
+        EXPECT_EQ(FARLO(GetDgVolumePropertiesW)(handle, L"dg", "guid-1", L"v", nullptr, &size),
+                  0x13u);
+        EXPECT_EQ(size, volume_size);
+        expect_log(
+            {entering, {0, "GetDgVolumePropertiesW() failed, pDgInfo==NULL, error=(0x13) "}});
+    });
+    at_every_threshold([&] {
+        set_rules(dropping(reading("dg", "LDM DG TYPE")));
+        GuardedBuffer record(volume_size);
+        EXPECT_EQ(ask(record, 0), 1u);
+        EXPECT_EQ(size, 0u);
+        EXPECT_TRUE(record.untouched());
+        expect_log({entering,
+                    {0, "GetDgObjIdByGuid() failed , DG_TYPENAME not found in OPAL, error=(0x1)"},
+                    {0, "GetDgVolumePropertiesW():GetDgObjId() failed, error=(0x1) "}});
+    });
+}
+
+TEST_F(GroupVolume, EveryAllocationThatFails) {
+    mounts.clear();
+    v2.letter = L"";
+    expect_whole_or_less(whole(), [&](GuardedBuffer& record) { return ask(record, volume_size); });
+    EXPECT_EQ(size, volume_size);
+}
+
+// Type 8 is a cluster group by its GUID, not by its name.
+TEST_F(GroupVolume, OfASharedGroup) {
+    scenario.replace(scenario.find(R"("guid-1",)"), 9, R"("guid-1", "type": 8,)");
+    at_every_threshold([&] {
+        GuardedBuffer record(volume_size);
+        EXPECT_EQ(ask(record, volume_size), 0u);
+        EXPECT_EQ(record.difference(whole().bytes()), "");
+        GuardedBuffer by_name(volume_size);
+        EXPECT_EQ(ask(by_name, volume_size, L"\\Device\\v2", nullptr), 1u);
+        EXPECT_TRUE(by_name.untouched());
         expect_log({entering,
                     {6, "GetDgVolumePropertiesW(), Total volume objects = 2"},
-                    {0, "GetDgVolumePropertiesW() failed, error=(0x14)"},
-                    exiting});
+                    exiting,
+                    entering,
+                    {0, "GetDgObjIdByName() failed , DG_TYPENAME not found in OPAL, error=(0x28)"},
+                    {0, "GetDgVolumePropertiesW():GetDgObjId() failed, error=(0x1) "}});
+    });
+}
+
+TEST_F(GroupVolume, IsTheFirstOfSeveralOfThatName) {
+    scenario = R"({"disk_groups": [{"name": "dg", "dgid": "guid-1", "volumes": [
+        {"name": "v1", "device": "other", "type": 7},
+        {"name": "v2", "device": "TWIN", "type": 1, "state": 2, "size": 3},
+        {"name": "v3", "device": "twin", "type": 4, "state": 5, "size": 6}]}]})";
+    mounts.clear();
+    once([&] {
+        GuardedBuffer record(volume_size);
+        EXPECT_EQ(ask(record, volume_size, L"twin"), 0u);
+        Image wanted(volume_size);
+        wanted.volume(0, {L"TWIN", L"", {}, {}, L"", 1, 2, 3});
+        EXPECT_EQ(record.difference(wanted.bytes()), "");
+        // The search ends with it.
+        EXPECT_THAT(calls(),
+                    testing::Not(testing::Contains(testing::StartsWith("ObGetProperty @v3"))));
     });
 }
 

@@ -8,6 +8,8 @@ namespace {
 
 using namespace records;
 
+constexpr std::uint32_t whole_size = 8 + 2 * volume_size;
+
 class LightRecord : public RecordTest {
   protected:
     LightRecord() {
@@ -39,7 +41,15 @@ class LightRecord : public RecordTest {
         return status;
     }
 
+    Image whole() const {
+        Image image(whole_size);
+        image.number<std::uint32_t>(0, 2).number<std::uint32_t>(4, 4660);
+        return image.volume(8, v1).volume(8 + volume_size, v2);
+    }
+
     std::uint32_t size = 0;
+    Volume v1{L"\\Device\\v1", L"F:", {}, {}, {}, 7, {}, 5000000000};
+    Volume v2{L"\\Device\\v2", L"", {}, {}, {}, 8, {}, 6};
     Lines asked;
     std::map<std::wstring, std::vector<std::wstring>> all_links = {
         {L"\\Device\\v1", {L"\\??\\Volume{1}", L"\\DosDevices\\F:"}},
@@ -47,7 +57,6 @@ class LightRecord : public RecordTest {
         {L"\\Device\\v3", {L"\\DosDevices\\G:", L"\\DosDevices\\H:"}}};
 };
 
-constexpr std::uint32_t whole_size = 8 + 2 * volume_size;
 const Expected entering{4, "Entering GetDgVolPropertiesW - (null)"};
 const Expected exiting{4, "Exiting GetDgVolPropertiesW"};
 
@@ -56,11 +65,7 @@ TEST_F(LightRecord, HoldsTheSignatureAndTheVolumes) {
         GuardedBuffer record(whole_size);
         EXPECT_EQ(ask_with_links("guid-1", record, whole_size), 0u);
         EXPECT_EQ(size, whole_size);
-        Image wanted(whole_size);
-        wanted.number<std::uint32_t>(0, 2).number<std::uint32_t>(4, 4660);
-        wanted.volume(8, {L"\\Device\\v1", L"F:", {}, {}, {}, 7, {}, 5000000000});
-        wanted.volume(8 + volume_size, {L"\\Device\\v2", L"", {}, {}, {}, 8, {}, 6});
-        EXPECT_EQ(record.difference(wanted.bytes()), "");
+        EXPECT_EQ(record.difference(whole().bytes()), "");
         EXPECT_EQ(asked, (Lines{"open", "ask \\Device\\v1", "close", "open", "ask \\Device\\v2",
                                 "close"}));
         expect_calls({groups("@dg @diskless @empty @local"), read("dg", "LDM DG TYPE", uint32(2)),
@@ -152,19 +157,122 @@ TEST_F(LightRecord, OfAGroupThatCannotBeWalked) {
                 failing(R"("function": "ObGetChildObjects", "type": ")" + std::string(type) + '"'));
             start_watching();
             GuardedBuffer record(whole_size);
-            EXPECT_EQ(ask("guid-1", record, whole_size), 0x12u);
+            EXPECT_EQ(ask("guid-1", record, whole_size + 1), 0x12u);
+            EXPECT_EQ(size, whole_size + 1);
             EXPECT_TRUE(record.untouched());
             expect_log({entering,
                         {6, "API_TRY_CATCH_FAILED "},
                         {0, "GetDgVolPropertiesW() failed, error=(0x12) "},
                         exiting});
         }
-        set_rules(
-            R"({"function": "ObGetChildObjects", "type": "tamo_ztvm_volume", "drop": true},)");
+    });
+}
+
+// Whatever the call came to: a record, a size that is too small, an exception.
+TEST_F(LightRecord, ConnectionThatDropsMeanwhile) {
+    struct Drop {
+        std::string when;
+        std::uint32_t room;
+        bool written;
+        Log lines;
+    };
+    const Drop drops[] = {{reading("v2", "size"), whole_size, true, {}},
+                          {walking_to("tamo_ztvm_volume"), 0, false, {}},
+                          {walking_to("tamo_ztvm_disk"), whole_size, false, {caught}}};
+    for (const Drop& drop : drops) {
+        SCOPED_TRACE(drop.when);
+        at_every_threshold([&] {
+            set_rules(dropping(drop.when));
+            GuardedBuffer record(whole_size);
+            EXPECT_EQ(ask_with_links("guid-1", record, drop.room), 20u);
+            EXPECT_EQ(size, whole_size);
+            EXPECT_EQ(record.difference((drop.written ? whole() : Image(whole_size)).bytes()), "");
+            expect_log(Log{entering} + drop.lines +
+                       Log{{0, "GetDgVolPropertiesW() failed, error=(0x14) "}, exiting});
+        });
+    }
+}
+
+// The connection is looked at again only where the last line is reached.
+TEST_F(LightRecord, ConnectionThatDropsBeforeAnEarlyEnd) {
+    at_every_threshold([&] {
+        set_rules(dropping(walking_to("tamo_ztvm_volume")));
+        size = whole_size;
+        EXPECT_EQ(FARLO(GetDgVolPropertiesW)(handle, nullptr, "guid-1", nullptr, &size), 0x13u);
+        EXPECT_EQ(size, whole_size);
+        expect_log({entering, {0, "GetDgVolPropertiesW() failed , pDgInfo == NULL, error=(0x13)"}});
+    });
+    at_every_threshold([&] {
+        set_rules(dropping(reading("dg", "LDM DG TYPE")));
+        GuardedBuffer record(whole_size);
+        EXPECT_EQ(ask("guid-1", record, whole_size), 1u);
+        EXPECT_TRUE(record.untouched());
+        expect_log({entering,
+                    {0, "GetDgObjIdByGuid() failed , DG_TYPENAME not found in OPAL, error=(0x1)"},
+                    {0, "GetDgVolPropertiesW():GetDgObjId() failed, error=(0x1)"}});
+    });
+}
+
+TEST_F(LightRecord, EveryAllocationThatFails) {
+    // Also of the question for a drive letter, which stays empty then.
+    all_links.clear();
+    v1.letter = L"";
+    expect_whole_or_less(whole(), [&](GuardedBuffer& record) {
+        return ask_with_links("guid-1", record, whole_size);
+    });
+    EXPECT_EQ(size, whole_size);
+}
+
+// Type 8 is a cluster group by its GUID, not by its name.
+TEST_F(LightRecord, OfASharedGroup) {
+    scenario = R"({"disk_groups": [{"name": "dg", "dgid": "guid-8", "type": 8}]})";
+    at_every_threshold([&] {
+        GuardedBuffer record(8);
+        EXPECT_EQ(ask("guid-8", record, 8), 0u);
+        EXPECT_EQ(record.difference(Image(8).number<std::uint32_t>(0, 0).bytes()), "");
+        EXPECT_EQ(FARLO(GetDgVolPropertiesW)(handle, L"dg", nullptr, record.as<DgVolInfo>(), &size),
+                  1u);
+        expect_log({entering,
+                    exiting,
+                    {4, "Entering GetDgVolPropertiesW - dg"},
+                    {0, "GetDgObjIdByName() failed , DG_TYPENAME not found in OPAL, error=(0x28)"},
+                    {0, "GetDgVolPropertiesW():GetDgObjId() failed, error=(0x1)"}});
+    });
+}
+
+// Unlike the full records: a signature of 0 is the disk's own.
+TEST_F(LightRecord, FormsNoSignature) {
+    scenario = R"({"disk_groups": [{"name": "dg", "dgid": "guid-1", "disks": [
+        {"name": "d1", "disk_id": "1a2b3c4d-5e6f"}, {"name": "d2", "signature": 17}]}]})";
+    at_every_threshold([&] {
+        GuardedBuffer record(8);
+        EXPECT_EQ(ask("guid-1", record, 8), 0u);
+        EXPECT_EQ(record.difference(
+                      Image(8).number<std::uint32_t>(0, 0).number<std::uint32_t>(4, 0).bytes()),
+                  "");
+        expect_calls({groups("@dg"), read("dg", "LDM DG TYPE", uint32(2)),
+                      read("dg", "dgid", str("guid-1")), child("dg", "tamo_ztvm_disk", "@d1 @d2"),
+                      child("dg", "tamo_ztvm_volume", ""), read("d1", "SIGNATURE", uint32(0))});
+        expect_log({entering, exiting});
+    });
+}
+
+// So many volumes that 32 bits of the size hide most of it.
+TEST_F(LightRecord, IsNotWrittenBeyondABufferThatOnlyTheWrappedSizeFits) {
+    constexpr std::uint32_t count = 2'593'580;
+    constexpr std::uint32_t wrapped = 1192;
+    static_assert(static_cast<std::uint32_t>(8 + std::uint64_t{volume_size} * count) == wrapped);
+    once([&] {
+        const ManyVolumes volumes(dll().module(), count);
+        GuardedBuffer record(wrapped);
+        EXPECT_EQ(ask("guid-1", record, wrapped - 1), 97u);
+        EXPECT_EQ(size, wrapped);
+        EXPECT_TRUE(record.untouched());
         start_watching();
-        GuardedBuffer record(0);
-        EXPECT_EQ(ask("guid-1", record, 0), 20u);
-        expect_log({entering, {0, "GetDgVolPropertiesW() failed, error=(0x14) "}, exiting});
+        EXPECT_EQ(ask("guid-1", record, wrapped), 0x12u);
+        EXPECT_EQ(size, wrapped);
+        EXPECT_TRUE(record.untouched());
+        expect_log({entering, caught, {0, "GetDgVolPropertiesW() failed, error=(0x12) "}, exiting});
     });
 }
 
@@ -204,7 +312,9 @@ TEST_F(LightRecord, SkipsWhatCannotBeRead) {
                           skipped.object + R"(", "property": ")" + skipped.property + "\", " +
                           fault + "},");
                 GuardedBuffer record(whole_size);
+                start_watching();
                 EXPECT_EQ(ask_with_links("guid-1", record, whole_size), 0u);
+                expect_log({entering, exiting});
                 Image wanted(whole_size);
                 wanted.number<std::uint32_t>(0, 2);
                 skipped.put(wanted);

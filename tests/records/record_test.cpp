@@ -22,6 +22,19 @@ opal_objid id_of(const std::string& name) {
 
 }  // namespace
 
+ManyVolumes::ManyVolumes(HMODULE module, std::uint32_t count)
+    : m_children(module, "ObGetChildObjects",
+                 [this, count](opal_connection connection, opal_context context,
+                               const opal_objid* object, const char* type, opal_objid** ids,
+                               std::uint32_t* found) {
+                     if (std::strcmp(type, "tamo_ztvm_volume") != 0) {
+                         return m_children.real(connection, context, object, type, ids, found);
+                     }
+                     *ids = static_cast<opal_objid*>(_ZtAlloc(count * sizeof(opal_objid)));
+                     *found = count;
+                     return opal_status{0};
+                 }) {}
+
 void RecordTest::at_every_threshold(const std::function<void()>& body) {
     FarloTest::at_every_threshold([&] { run_answered(body); });
 }

@@ -48,6 +48,15 @@ class RecordTest : public FarloTest {
     void add_answers(const opal_objid& target, std::uint32_t minor, opal_propset output);
 };
 
+// For its life every group has so many volumes, none of which is there.
+class ManyVolumes {
+  public:
+    ManyVolumes(HMODULE module, std::uint32_t count);
+
+  private:
+    StandIn<decltype(ObGetChildObjects)> m_children;
+};
+
 // Lines of the log.
 using Log = std::vector<Expected>;
 inline Log operator+(Log left, const Log& right) {

@@ -38,9 +38,13 @@ class UnusableVolumes : public RecordTest {
         return status;
     }
 
+    Image whole() const { return Image(2 * volume_size).volume(0, bad).volume(volume_size, bare); }
+
     std::map<std::wstring, std::vector<std::wstring>> links;
     std::uint32_t count = 0;
     Lines asked;
+    Volume bad{L"\\Device\\bad", L"E:", {}, {}, L"", 5, 260 | 0x20, 7};
+    Volume bare{L"\\Device\\bare", L"", {}, {}, L"", 6, std::int64_t{-0x80000000LL} | 0x20, 8};
 };
 
 const Expected entering{4, "Entering GetUnusableVolumesInfo - dg"};
@@ -76,12 +80,7 @@ TEST_F(UnusableVolumes, AreListedAndMarked) {
         GuardedBuffer records(2 * volume_size);
         EXPECT_EQ(ask(records, 2), 0u);
         EXPECT_EQ(count, 2u);
-        Image wanted(2 * volume_size);
-        wanted.volume(0, {L"\\Device\\bad", L"E:", {}, {}, L"", 5, 260 | 0x20, 7});
-        wanted.volume(
-            volume_size,
-            {L"\\Device\\bare", L"", {}, {}, L"", 6, std::int64_t{-0x80000000LL} | 0x20, 8});
-        EXPECT_EQ(records.difference(wanted.bytes()), "");
+        EXPECT_EQ(records.difference(whole().bytes()), "");
         EXPECT_EQ(asked, (Lines{"open", "ask \\Device\\good", "close", "open", "ask \\Device\\bare",
                                 "close"}));
         expect_calls(look + fill("bad", 5, 260, "7") + fill("bare", 6, 0x80000000, "8"));
@@ -239,10 +238,127 @@ TEST_F(UnusableVolumes, OfAGroupThatCannotBeWalked) {
             EXPECT_TRUE(records.untouched());
             expect_log({entering, {6, "API_TRY_CATCH_FAILED "}, exiting});
         }
-        set_rules(R"({"property": "DEVICE NAME", "object": "bare", "drop": true},)");
-        start_watching();
-        EXPECT_EQ(ask(records, 1), 0x14u);
-        expect_log({entering, exiting});
+    });
+}
+
+// Whatever the call came to; no line tells of that either.
+TEST_F(UnusableVolumes, OfAConnectionThatDropsMeanwhile) {
+    struct Drop {
+        std::string when;
+        const wchar_t* name;
+        std::uint32_t room;
+        std::uint32_t stored;
+        bool written;
+        Log lines;
+    };
+    const Drop drops[] = {
+        {reading("bare", "size"),
+         L"dg",
+         3,
+         2,
+         true,
+         {{0, "  Vol.Count: 4 \t Unusable Vol.Count: 2 \n"}}},
+        {reading("bare", "DEVICE NAME"), L"dg", 1, 2, false, {}},
+        {reading("dco2", "isdco"),
+         L"fine",
+         3,
+         0,
+         false,
+         {{0, "GetUnusableVolumesInfo::No Unusable Volume present in DG: fine"}}},
+        {walking_to("tamo_ztvm_volume"),
+         L"empty",
+         3,
+         3,
+         false,
+         {{0, "GetUnusableVolumesInfo::No Volume present in DG: empty, error=(0x63)"}}},
+        {walking_to("tamo_ztvm_volume"), L"dg", 3, 3, false, {caught}}};
+    for (const Drop& drop : drops) {
+        SCOPED_TRACE(drop.when);
+        at_every_threshold([&] {
+            set_rules(dropping(drop.when));
+            GuardedBuffer records(2 * volume_size);
+            EXPECT_EQ(ask(records, drop.room, drop.name), 0x14u);
+            EXPECT_EQ(count, drop.stored);
+            EXPECT_EQ(records.difference((drop.written ? whole() : Image(2 * volume_size)).bytes()),
+                      "");
+            const std::wstring name = drop.name;
+            expect_log(Log{{4, "Entering GetUnusableVolumesInfo - " +
+                                   std::string(name.begin(), name.end())}} +
+                       drop.lines + Log{exiting});
+        });
+    }
+}
+
+// The connection is looked at again only where the last line is reached.
+TEST_F(UnusableVolumes, OfAConnectionThatDropsDuringTheSearchForTheGroup) {
+    at_every_threshold([&] {
+        set_rules(dropping(reading("dg", "LDM DG TYPE")));
+        GuardedBuffer records(2 * volume_size);
+        EXPECT_EQ(ask(records, 2), 1u);
+        EXPECT_EQ(count, 2u);
+        EXPECT_TRUE(records.untouched());
+        expect_log({entering,
+                    {0, "GetDgObjIdByName() failed , DG_TYPENAME not found in OPAL, error=(0x1)"},
+                    {0, "GetUnusableVolumesInfo::GetDgObjId failed for DG: dg,  error=(0x1)"}});
+    });
+}
+
+// Without memory for the question a volume counts as one without a link.
+TEST_F(UnusableVolumes, EveryAllocationThatFails) {
+    mounts.clear();
+    bad.letter = L"";
+    links.clear();
+    scenario.erase(
+        scenario.find(R"({"name": "good")"),
+        std::string(R"({"name": "good", "device": "\\Device\\good", "state": 1},)").size());
+    expect_whole_or_less(whole(), [&](GuardedBuffer& records) { return ask(records, 2); });
+    EXPECT_EQ(count, 2u);
+}
+TEST_F(UnusableVolumes, IncludeThoseWhoseLinksHadNoMemory) {
+    std::vector<std::uint32_t> results;
+    at_every_allocation([&] {
+        GuardedBuffer records(2 * volume_size);
+        results.push_back(ask(records, 2));
+        EXPECT_EQ(count, results.back() == 97 ? 3u : 2u);
+        EXPECT_EQ(records.untouched(), results.back() != 0);
+    });
+    EXPECT_THAT(results, testing::Each(testing::AnyOf(0u, 0x12u, 97u)));
+    EXPECT_THAT(results, testing::Contains(97u).Times(2));
+}
+
+// Type 8 is a cluster group by its GUID, not by its name.
+TEST_F(UnusableVolumes, OfASharedGroup) {
+    scenario.replace(scenario.find(R"("guid-1",)"), 9, R"("guid-1", "type": 8,)");
+    at_every_threshold([&] {
+        GuardedBuffer records(2 * volume_size);
+        EXPECT_EQ(ask(records, 2), 1u);
+        EXPECT_TRUE(records.untouched());
+        EXPECT_EQ(ask(records, 2, nullptr, "guid-1"), 0u);
+        EXPECT_EQ(records.difference(whole().bytes()), "");
+        expect_log({entering,
+                    {0, "GetDgObjIdByName() failed , DG_TYPENAME not found in OPAL, error=(0x28)"},
+                    {0, "GetUnusableVolumesInfo::GetDgObjId failed for DG: dg,  error=(0x1)"},
+                    {4, "Entering GetUnusableVolumesInfo - (null)"},
+                    {0, "  Vol.Count: 4 \t Unusable Vol.Count: 2 \n"},
+                    exiting});
+    });
+}
+
+// A link is a volume GUID name when it contains exactly this text.
+TEST_F(UnusableVolumes, HaveNoLinkWithTheTextOfAVolumeGuidName) {
+    const std::pair<const wchar_t*, bool> names[] = {
+        {L"\\??\\Volume{", true},     {L"x\\??\\Volume{1}y", true},
+        {L"\\??\\Volume", false},     {L"\\??\\volume{1}", false},
+        {L"\\\\?\\Volume{1}", false}, {L"\\??\\VolumeX{1}", false},
+        {L"??\\Volume{1}", false},    {L"\\DosDevices\\Volume{1}", false},
+        {L"\\DosDevices\\F:", false}};
+    once([&] {
+        for (const auto& [name, usable] : names) {
+            links[L"\\Device\\good"] = {name};
+            GuardedBuffer records(volume_size);
+            EXPECT_EQ(ask(records, 0), 97u);
+            EXPECT_EQ(count, usable ? 2u : 3u) << testing::PrintToString(std::wstring(name));
+        }
     });
 }
 

@@ -30,6 +30,8 @@ class VolumeInfo : public RecordTest {
         return status;
     }
 
+    Image whole() const { return Image(volume_size).volume(0, v2); }
+
     std::map<std::wstring, std::vector<std::wstring>> links;
     std::uint32_t size = 0;
     Lines asked;
@@ -45,7 +47,7 @@ TEST_F(VolumeInfo, IsUsableWithAVolumeGuidName) {
         GuardedBuffer record(volume_size);
         EXPECT_EQ(ask(record, volume_size), 0u);
         EXPECT_EQ(size, volume_size);
-        EXPECT_EQ(record.difference(Image(volume_size).volume(0, v2).bytes()), "");
+        EXPECT_EQ(record.difference(whole().bytes()), "");
         EXPECT_EQ(asked, (Lines{"open", "ask \\Device\\v2", "close"}));
         expect_calls({groups("@dg @empty @local"), read("dg", "LDM DG TYPE", uint32(2)),
                       read("dg", "Name", wstr("dg")), child("dg", "tamo_ztvm_volume", "@v1 @v2"),
@@ -65,7 +67,7 @@ TEST_F(VolumeInfo, IsMarkedWithoutOne) {
     at_every_threshold([&] {
         GuardedBuffer record(volume_size);
         EXPECT_EQ(ask(record, volume_size), 0u);
-        EXPECT_EQ(record.difference(Image(volume_size).volume(0, v2).bytes()), "");
+        EXPECT_EQ(record.difference(whole().bytes()), "");
         expect_log({entering, exiting});
     });
 }
@@ -78,7 +80,7 @@ TEST_F(VolumeInfo, AsksForWhatTheRecordHolds) {
         v2.state = 4 | 0x20;
         GuardedBuffer record(volume_size);
         EXPECT_EQ(ask(record, volume_size), 0u);
-        EXPECT_EQ(record.difference(Image(volume_size).volume(0, v2).bytes()), "");
+        EXPECT_EQ(record.difference(whole().bytes()), "");
         ASSERT_EQ(asked.size(), 3u);
         EXPECT_EQ(asked[1].size(), std::string("ask ").size() + 259);
     });
@@ -101,7 +103,8 @@ TEST_F(VolumeInfo, OfAVolumeThatIsNotThere) {
     at_every_threshold([&] {
         GuardedBuffer record(volume_size);
         EXPECT_EQ(ask(record, volume_size, L"v2"), 0x63u);
-        EXPECT_EQ(ask(record, volume_size, L"v2", L"empty"), 0x63u);
+        EXPECT_EQ(ask(record, volume_size + 1, L"v2", L"empty"), 0x63u);
+        EXPECT_EQ(size, volume_size + 1);
         EXPECT_TRUE(record.untouched());
         expect_log({entering,
                     {0, "GetVolumeInfo failed, error=(0x63)"},
@@ -159,10 +162,135 @@ TEST_F(VolumeInfo, OfAGroupThatCannotBeWalked) {
                         {0, "GetVolumeInfo failed, error=(0x12)"},
                         exiting});
         }
-        set_rules(R"({"property": "size", "drop": true},)");
-        start_watching();
-        EXPECT_EQ(ask(record, volume_size), 20u);
-        expect_log({entering, {0, "GetVolumeInfo failed, error=(0x14)"}, exiting});
+        EXPECT_EQ(size, volume_size);
+    });
+}
+
+// Whatever the call came to: a record, a size that is too small, no such volume, an
+// exception.
+TEST_F(VolumeInfo, OfAConnectionThatDropsMeanwhile) {
+    struct Drop {
+        std::string when;
+        const wchar_t* device;
+        std::uint32_t room;
+        bool written;
+        Log lines;
+    };
+    const Drop drops[] = {
+        {reading("v2", "size"), L"\\Device\\v2", volume_size, true, {}},
+        {reading("dg", "Name"), L"\\Device\\v2", volume_size - 1, false, {}},
+        {reading("v2", "DEVICE NAME"), L"\\Device\\v3", volume_size, false, {}},
+        {walking_to("tamo_ztvm_volume"), L"\\Device\\v2", volume_size, false, {caught}}};
+    for (const Drop& drop : drops) {
+        SCOPED_TRACE(drop.when);
+        at_every_threshold([&] {
+            set_rules(dropping(drop.when));
+            GuardedBuffer record(volume_size);
+            EXPECT_EQ(ask(record, drop.room, drop.device), 20u);
+            EXPECT_EQ(size, volume_size);
+            EXPECT_EQ(record.difference((drop.written ? whole() : Image(volume_size)).bytes()), "");
+            expect_log(Log{entering} + drop.lines +
+                       Log{{0, "GetVolumeInfo failed, error=(0x14)"}, exiting});
+        });
+    }
+}
+
+// The connection is looked at again only where the last line is reached.
+TEST_F(VolumeInfo, OfAConnectionThatDropsDuringTheSearchForTheGroup) {
+    at_every_threshold([&] {
+        set_rules(dropping(reading("dg", "LDM DG TYPE")));
+        GuardedBuffer record(volume_size);
+        EXPECT_EQ(ask(record, 0), 1u);
+        EXPECT_EQ(size, 0u);
+        EXPECT_TRUE(record.untouched());
+        expect_log({entering,
+                    {0, "GetDgObjIdByName() failed , DG_TYPENAME not found in OPAL, error=(0x1)"},
+                    {0, "GetVolumeInfo::GetDgObjId failed, error=(0x1) "}});
+    });
+}
+
+TEST_F(VolumeInfo, EveryAllocationThatFails) {
+    // So that a question without memory has the same answer.
+    links.clear();
+    v2.state = 4 | 0x20;
+    expect_whole_or_less(whole(), [&](GuardedBuffer& record) { return ask(record, volume_size); });
+    EXPECT_EQ(size, volume_size);
+}
+
+TEST_F(VolumeInfo, IsMarkedWhenTheLinksCannotBeAsked) {
+    v2.state = 4 | 0x20;
+    at_every_threshold([&] {
+        for (const bool opens : {true, false}) {
+            MountManager manager(dll().module());
+            manager.links = links;
+            manager.refuses_to_open = !opens;
+            manager.refuses_to_answer = true;
+            start_watching();
+            GuardedBuffer record(volume_size);
+            size = volume_size;
+            EXPECT_EQ(FARLO(GetVolumeInfo)(handle, L"dg", nullptr, L"\\Device\\v2",
+                                           record.as<VolInfo>(), &size),
+                      0u);
+            EXPECT_EQ(record.difference(whole().bytes()), "");
+            EXPECT_EQ(manager.lines,
+                      opens ? (Lines{"open", "ask \\Device\\v2", "close"}) : Lines{"open"});
+            expect_log({entering, exiting});
+        }
+    });
+}
+
+// A link is a volume GUID name when it contains exactly this text.
+TEST_F(VolumeInfo, IsMarkedWithoutTheTextOfAVolumeGuidName) {
+    const std::pair<const wchar_t*, bool> names[] = {{L"\\??\\Volume{", true},
+                                                     {L"x\\??\\Volume{1}y", true},
+                                                     {L"\\??\\Volume", false},
+                                                     {L"\\??\\volume{1}", false},
+                                                     {L"\\\\?\\Volume{1}", false}};
+    once([&] {
+        for (const auto& [name, usable] : names) {
+            links[L"\\Device\\v2"] = {name};
+            v2.state = usable ? 4 : 4 | 0x20;
+            GuardedBuffer record(volume_size);
+            EXPECT_EQ(ask(record, volume_size), 0u);
+            EXPECT_EQ(record.difference(whole().bytes()), "")
+                << testing::PrintToString(std::wstring(name));
+        }
+    });
+}
+
+// Type 8 is a cluster group by its GUID, not by its name.
+TEST_F(VolumeInfo, OfASharedGroup) {
+    scenario.replace(scenario.find(R"("guid-1",)"), 9, R"("guid-1", "type": 8,)");
+    v2.state = 4 | 0x20;
+    at_every_threshold([&] {
+        GuardedBuffer record(volume_size);
+        EXPECT_EQ(ask(record, volume_size), 1u);
+        EXPECT_TRUE(record.untouched());
+        EXPECT_EQ(FARLO(GetVolumeInfo)(handle, nullptr, "guid-1", L"\\Device\\v2",
+                                       record.as<VolInfo>(), &size),
+                  0u);
+        EXPECT_EQ(record.difference(whole().bytes()), "");
+        expect_log({entering,
+                    {0, "GetDgObjIdByName() failed , DG_TYPENAME not found in OPAL, error=(0x28)"},
+                    {0, "GetVolumeInfo::GetDgObjId failed, error=(0x1) "},
+                    {4, "Entering GetVolumeInfo - (null)"},
+                    exiting});
+    });
+}
+
+TEST_F(VolumeInfo, IsThatOfTheFirstOfSeveralOfThatName) {
+    scenario = R"({"disk_groups": [{"name": "dg", "dgid": "guid-1", "volumes": [
+        {"name": "v1", "device": "other", "type": 7},
+        {"name": "v2", "device": "TWIN", "type": 1, "state": 2, "size": 3},
+        {"name": "v3", "device": "twin", "type": 4, "state": 5, "size": 6}]}]})";
+    once([&] {
+        GuardedBuffer record(volume_size);
+        EXPECT_EQ(ask(record, volume_size, L"twin"), 0u);
+        Image wanted(volume_size);
+        wanted.volume(0, {L"TWIN", L"", {}, {}, L"", 1, 2 | 0x20, 3});
+        EXPECT_EQ(record.difference(wanted.bytes()), "");
+        // The link is asked of the name as it is stored.
+        EXPECT_EQ(asked, (Lines{"open", "ask TWIN", "close"}));
     });
 }
 

@@ -111,10 +111,97 @@ TEST_F(VolumeState, OfAGroupThatCannotBeWalked) {
                         {0, "GetDgVolumeStateW() failed, error=(0x12)"},
                         exiting});
         }
-        set_rules(R"({"property": "ztvmstate", "drop": true},)");
-        start_watching();
-        EXPECT_EQ(ask(L"\\Device\\v2"), 20u);
-        expect_log({entering, {0, "GetDgVolumeStateW() failed, error=(0x14)"}, exiting});
+    });
+}
+
+// Whatever the call came to: a state, none that can be read, no such volume, an
+// exception.
+TEST_F(VolumeState, ConnectionThatDropsMeanwhile) {
+    struct Drop {
+        std::string when;
+        const wchar_t* device;
+        std::optional<std::uint32_t> stored;
+        Log lines;
+    };
+    const Drop drops[] = {{reading("v2", "ztvmstate"), L"\\Device\\v2", 0x80000004, {}},
+                          {reading("v2", "DEVICE NAME"), L"\\Device\\v2", 0, {}},
+                          {reading("v2", "DEVICE NAME"), L"\\Device\\v3", {}, {}},
+                          {walking_to("tamo_ztvm_volume"), L"\\Device\\v2", {}, {caught}}};
+    for (const Drop& drop : drops) {
+        SCOPED_TRACE(drop.when);
+        at_every_threshold([&] {
+            set_rules(dropping(drop.when));
+            state.fill(0x77);
+            EXPECT_EQ(ask(drop.device), 20u);
+            EXPECT_EQ(*state.as<std::uint32_t>(), drop.stored.value_or(0x77777777));
+            expect_log(Log{entering} + drop.lines +
+                       Log{{0, "GetDgVolumeStateW() failed, error=(0x14)"}, exiting});
+        });
+    }
+}
+
+// The connection is looked at again only where the last line is reached.
+TEST_F(VolumeState, ConnectionThatDropsDuringTheSearchForTheGroup) {
+    at_every_threshold([&] {
+        set_rules(dropping(reading("dg", "LDM DG TYPE")));
+        EXPECT_EQ(ask(L"\\Device\\v2"), 1u);
+        EXPECT_TRUE(state.untouched());
+        expect_log({entering,
+                    {0, "GetDgObjIdByName() failed , DG_TYPENAME not found in OPAL, error=(0x1)"},
+                    {0, "GetDgVolumeStateW():GetDgObjId() failed, error=(0x1)"}});
+    });
+}
+
+TEST_F(VolumeState, EveryAllocationThatFails) {
+    Image wanted(4);
+    wanted.number<std::uint32_t>(0, 0x80000004);
+    expect_whole_or_less(wanted, [&](GuardedBuffer& stored) {
+        return FARLO(GetDgVolumeStateW)(handle, nullptr, "guid-1", L"\\Device\\v2",
+                                        stored.as<std::uint32_t>());
+    });
+}
+
+// Type 8 is a cluster group by its GUID, not by its name.
+TEST_F(VolumeState, OfASharedGroup) {
+    scenario.replace(scenario.find(R"("guid-1",)"), 9, R"("guid-1", "type": 8,)");
+    at_every_threshold([&] {
+        state.fill(0x77);
+        EXPECT_EQ(ask(L"\\Device\\v1"), 1u);
+        EXPECT_EQ(*state.as<std::uint32_t>(), 0x77777777u);
+        EXPECT_EQ(FARLO(GetDgVolumeStateW)(handle, L"dg", "guid-1", L"\\Device\\v1",
+                                           state.as<std::uint32_t>()),
+                  0u);
+        EXPECT_EQ(*state.as<std::uint32_t>(), 3u);
+        expect_log({entering,
+                    {0, "GetDgObjIdByName() failed , DG_TYPENAME not found in OPAL, error=(0x28)"},
+                    {0, "GetDgVolumeStateW():GetDgObjId() failed, error=(0x1)"},
+                    entering,
+                    exiting});
+    });
+}
+
+TEST_F(VolumeState, IsThatOfTheFirstOfSeveralOfThatName) {
+    scenario = R"({"disk_groups": [{"name": "dg", "dgid": "guid-1", "volumes": [
+        {"name": "v1", "device": "other", "state": 7},
+        {"name": "v2", "device": "TWIN", "state": 8},
+        {"name": "v3", "device": "twin", "state": 9}]}]})";
+    once([&] {
+        EXPECT_EQ(ask(L"twin"), 0u);
+        EXPECT_EQ(*state.as<std::uint32_t>(), 8u);
+    });
+}
+
+// It is a UINT32: nothing else stands for a state.
+TEST_F(VolumeState, IsZeroWhenItIsOfAnotherType) {
+    at_every_threshold([&] {
+        for (const char* type : {"INT32", "UINT64", "BINARY"}) {
+            set_rules(R"({"property": "ztvmstate", "as": ")" + std::string(type) + R"("},)");
+            start_watching();
+            state.fill(0x77);
+            EXPECT_EQ(ask(L"\\Device\\v2"), 0u);
+            EXPECT_EQ(*state.as<std::uint32_t>(), 0u);
+            expect_log({entering, exiting});
+        }
     });
 }
 

@@ -39,11 +39,15 @@ class ConfigDevice {
                         const auto* const bytes =
                             reinterpret_cast<const std::uint8_t*>(block->record);
                         records.emplace_back(bytes, bytes + 84);
+                        if (on_request) {
+                            on_request();
+                        }
                         status->Status = static_cast<NTSTATUS>(answer);
                         return NTSTATUS{0};
                     }) {}
 
     Requests records;
+    std::function<void()> on_request;
 
   private:
     StandIn<OpenFile> m_open;
@@ -127,6 +131,66 @@ TEST_F(VolumeStatus, LooksAtTheHandleLast) {
                     {0, "GetDgVolumeStatusW() opal_handle is null"},
                     exiting});
     });
+}
+
+// What was stored stays.
+TEST_F(VolumeStatus, OfAConnectionThatDropsMeanwhile) {
+    for (const bool healthy : {true, false}) {
+        at_every_threshold([&] {
+            ConfigDevice device(dll().module(), healthy ? 0xC0000001 : 0xC0000022);
+            device.on_request = [&] { disconnect(); };
+            EXPECT_EQ(ask(), 0x14u);
+            EXPECT_EQ(*status.as<std::uint32_t>(), healthy ? 36u : 35u);
+            const Log failed{{0, "GetDgVolumeStatusW() failed, error=(0x18) "}};
+            expect_log(Log{entering} + (healthy ? Log{} : failed) +
+                       Log{{0, "GetDgVolumeStatusW() opal_handle not connected"}, exiting});
+        });
+    }
+}
+
+// Three times, a second behind each; the device's answer to the opening counts as
+// the driver's.
+TEST_F(VolumeStatus, OfADeviceThatCannotBeOpened) {
+    const std::pair<std::uint32_t, std::uint32_t> answers[] = {
+        {0xC0000043, 23}, {0xC000000E, 1}, {0xC000000D, 19}, {0xC0000034, 24}};
+    for (const auto& [native, result] : answers) {
+        SCOPED_TRACE(native);
+        at_every_threshold([&] {
+            ConfigDevice device(dll().module(), 0xC0000001);
+            const Failure<OpenFile> open(dll().module(), "ZwOpenFile", {.times = 3},
+                                         static_cast<NTSTATUS>(native));
+            EXPECT_EQ(ask(), result);
+            EXPECT_EQ(*status.as<std::uint32_t>(), 35u);
+            EXPECT_EQ(open.calls(), 3u);
+            EXPECT_EQ(device.records.size(), 0u);
+            expect_pauses({{"Sleep", 1000}, {"Sleep", 1000}, {"Sleep", 1000}});
+            char line[64];
+            std::snprintf(line, sizeof line, "GetDgVolumeStatusW() failed, error=(0x%x) ", result);
+            expect_log({entering, {0, line}, exiting});
+        });
+    }
+    at_every_threshold([&] {
+        ConfigDevice device(dll().module(), 0xC0000001);
+        const Failure<OpenFile> open(dll().module(), "ZwOpenFile", {.times = 2},
+                                     static_cast<NTSTATUS>(0xC0000043));
+        EXPECT_EQ(ask(), 36u);
+        EXPECT_EQ(*status.as<std::uint32_t>(), 36u);
+        EXPECT_EQ(device.records.size(), 1u);
+        expect_pauses({{"Sleep", 1000}, {"Sleep", 1000}});
+        expect_log({entering, exiting});
+    });
+}
+
+TEST_F(VolumeStatus, NeedsNoMemoryAndNoService) {
+    std::vector<std::uint32_t> results;
+    at_every_allocation([&] {
+        const ConfigDevice device(dll().module(), 0xC0000001);
+        results.push_back(ask());
+        EXPECT_EQ(*status.as<std::uint32_t>(), 36u);
+        expect_calls({});
+    });
+    // The second run ends it: there was no allocation that could fail.
+    EXPECT_EQ(results, (std::vector<std::uint32_t>{36, 36}));
 }
 
 TEST_F(VolumeStatus, ChecksItsArguments) {
