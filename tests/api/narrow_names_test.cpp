@@ -1,11 +1,29 @@
 // The buffers of the narrow forms: what is just taken, and what is refused.
 #include "farlo_test.h"
 
+#include <cstdarg>
+#include <cstring>
+#include <cwchar>
 #include <map>
 
 namespace {
 
 using namespace support;
+
+constexpr char no_text[] = "no text of the code page";
+
+// Answers for that text as Windows does for one that is none; Wine takes any.
+int convert(wchar_t* buffer, std::size_t capacity, const wchar_t* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    va_list first;
+    va_copy(first, arguments);
+    const bool is_text = std::strcmp(va_arg(first, const char*), no_text) != 0;
+    va_end(first);
+    const int length = is_text ? _vsnwprintf(buffer, capacity, format, arguments) : -1;
+    va_end(arguments);
+    return length;
+}
 
 class NarrowNames : public FarloTest {
   protected:
@@ -37,6 +55,12 @@ class NarrowNames : public FarloTest {
             EXPECT_EQ(call(std::string(length, 't').c_str()), 0x80070057u);
             EXPECT_EQ(refusals(), std::vector<std::string>{refusal});
         }
+        environment().remove_logs();
+        {
+            const Interposer conversion(dll().module(), "_snwprintf", convert);
+            EXPECT_EQ(call(no_text), 0x80070057u);
+        }
+        EXPECT_EQ(refusals(), std::vector<std::string>{refusal});
         environment().remove_logs();
     }
 };
