@@ -87,9 +87,9 @@ uint32_t GetDgVolumeGuidA(opal_handle handle, const char* name, const char* guid
         return FARLO_INVALID_ARGUMENT;
     }
     char text[80] = {};
-    const uint32_t status =
-        GetDgVolumeGuidW(handle, wide_name.get(), guid, wide_device.get(), text);
-    if (status != FARLO_SUCCESS || volume_guid == nullptr) {
+    char* const result = volume_guid != nullptr ? text : nullptr;
+    if (GetDgVolumeGuidW(handle, wide_name.get(), guid, wide_device.get(), result) !=
+        FARLO_SUCCESS) {
         return FARLO_NO_VOLUME_GUID;
     }
     std::strcpy(volume_guid, text);
