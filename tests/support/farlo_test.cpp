@@ -64,7 +64,11 @@ void FarloTest::at_every_threshold(const std::function<void()>& body) {
 }
 
 void FarloTest::once(const std::function<void()>& body) {
-    m_threshold = 6;
+    at_threshold(6, body);
+}
+
+void FarloTest::at_threshold(DWORD threshold, const std::function<void()>& body) {
+    m_threshold = threshold;
     run(body);
 }
 

@@ -46,6 +46,8 @@ class FarloTest : public testing::Test {
     void at_every_threshold(const std::function<void()>& body);
     // The same, once, at threshold 6.
     void once(const std::function<void()>& body);
+    // The same, at that threshold.
+    void at_threshold(DWORD threshold, const std::function<void()>& body);
     // Runs the body in one load of the DLL, first as it is, then with the first
     // allocation failing, then the second, and so on until none fails any more.
     // After each: nothing of the bus may be left over, nor any heap block.

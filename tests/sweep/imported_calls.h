@@ -1,0 +1,93 @@
+// Every function that the DLL imports and that can fail, behind one counter: the
+// calls of a run are counted, and one of them can be made to fail.
+#pragma once
+
+#include "interposer.h"
+
+#include <windows.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace sweep {
+
+// One way in which a call can fail.
+struct Way {
+    enum class Work {
+        none,    // nothing is done
+        done,    // the call does its work, then answers `result`
+        handed,  // nothing is done, and the out pointers are cleared
+    };
+    enum class Meaning {
+        failure,        // the caller is told of a failure
+        nothing,        // success, but nothing is handed out
+        informational,  // a success status that is not 0
+        timeout,        // a wait that did not get what it waited for
+    };
+
+    std::string text;
+    std::uint64_t result = 0;
+    DWORD last_error = 0;  // set when not 0
+    Work work = Work::none;
+    Meaning meaning = Meaning::failure;
+};
+
+// What is known of an imported function.
+struct Import {
+    const char* name;
+    std::vector<Way> ways;
+    // Out pointers: the argument's number and the bytes that are cleared.
+    struct Out {
+        std::size_t argument;
+        std::size_t size;
+    };
+    std::vector<Out> outs;
+    // Used for the trace log alone: its failures change nothing but the log.
+    bool log_only = false;
+};
+
+// The functions that can fail.
+const std::vector<Import>& failing_imports();
+// Names of imported functions that are in neither list: the one above, and the one of
+// functions that cannot fail or that the allocations' sweep makes fail.
+std::vector<std::string> unknown_imports(HMODULE module);
+
+// The n-th call of a function that counts, counted from 1.
+struct Call {
+    std::size_t import = 0;  // in failing_imports()
+    unsigned number = 0;
+};
+
+// One at a time in a process; made after and destroyed before any other replacement
+// of imports. Counts the calls of every thread.
+class ImportedCalls {
+  public:
+    explicit ImportedCalls(HMODULE module);
+    ~ImportedCalls();
+    ImportedCalls(const ImportedCalls&) = delete;
+    ImportedCalls& operator=(const ImportedCalls&) = delete;
+
+    // Forgets what was armed.
+    void start();
+    // Calls between these two count.
+    void start_counting();
+    void stop_counting();
+    // One number for each of failing_imports().
+    std::vector<unsigned> counts() const;
+
+    // That call fails.
+    void fail(const Call& call, const Way& way);
+    // Runs the action in front of that call, which is carried out.
+    void before(const Call& call, std::function<void()> action);
+    // Whether the armed call was made.
+    bool fired() const;
+
+  private:
+    std::vector<std::unique_ptr<support::Interposer>> m_interposers;
+};
+
+}  // namespace sweep

@@ -1,0 +1,217 @@
+#include "machine.h"
+
+#include "dmcontrol.h"
+
+#include <winioctl.h>
+
+#include <ddk/mountmgr.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdint>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <utility>
+
+namespace sweep {
+namespace {
+
+constexpr NTSTATUS native_unsuccessful = static_cast<NTSTATUS>(0xC0000001);
+// Of the info device, which the library never closes: no handle of this process.
+const HANDLE info_device = reinterpret_cast<HANDLE>(std::uintptr_t{0x70004});
+constexpr const wchar_t* links[] = {L"\\DosDevices\\F:", L"\\??\\Volume{v1}"};
+
+DWORD disk_style = 0;
+std::vector<HANDLE> threads;
+std::vector<opal_handle> connections;
+std::vector<opal_handle> released;
+std::vector<opal_handle> watched;
+std::atomic<unsigned> flag_reads;
+
+HANDLE some_handle() {
+    return CreateEventW(nullptr, TRUE, FALSE, nullptr);
+}
+
+NTSTATUS NTAPI open_device(HANDLE* file, ACCESS_MASK, OBJECT_ATTRIBUTES* attributes,
+                           IO_STATUS_BLOCK* io_status, ULONG, ULONG) {
+    const std::wstring name(attributes->ObjectName->Buffer,
+                            attributes->ObjectName->Length / sizeof(wchar_t));
+    *file = name == DM_INFO_DEVICE ? info_device : some_handle();
+    io_status->Status = 0;
+    return 0;
+}
+
+NTSTATUS NTAPI control_device(HANDLE, HANDLE, void*, void*, IO_STATUS_BLOCK* io_status, ULONG code,
+                              void* input, ULONG, void*, ULONG) {
+    const auto* block = static_cast<const dm_control_block*>(input);
+    io_status->Status = 0;
+    if (code == DM_INFO_GET_RESERVATION || code == DM_INFO_GET_IMPORTED) {
+        auto* request =
+            reinterpret_cast<dm_reservation_request*>(static_cast<std::uintptr_t>(block->record));
+        request->reply = code == DM_INFO_GET_RESERVATION ? 1 : 0;
+    }
+    // This is how a healthy volume is told.
+    if (code == DM_CONFIG_GET_VOLUME_STATUS) {
+        io_status->Status = native_unsuccessful;
+    }
+    return 0;
+}
+
+HANDLE WINAPI open_file(const wchar_t*, DWORD, DWORD, SECURITY_ATTRIBUTES*, DWORD, DWORD, HANDLE) {
+    return some_handle();
+}
+
+DWORD answer_links(void* output) {
+    auto* points = static_cast<MOUNTMGR_MOUNT_POINTS*>(output);
+    std::memset(output, 0, 512);
+    points->NumberOfMountPoints = 2;
+    auto end = static_cast<ULONG>(offsetof(MOUNTMGR_MOUNT_POINTS, MountPoints) +
+                                  2 * sizeof(MOUNTMGR_MOUNT_POINT));
+    for (int i = 0; i < 2; ++i) {
+        const auto size = static_cast<USHORT>(std::wcslen(links[i]) * sizeof(wchar_t));
+        points->MountPoints[i].SymbolicLinkNameOffset = end;
+        points->MountPoints[i].SymbolicLinkNameLength = size;
+        std::memcpy(static_cast<std::uint8_t*>(output) + end, links[i], size);
+        end += size;
+    }
+    points->Size = end;
+    return end;
+}
+
+DWORD answer_layout(void* output, DWORD size) {
+    DRIVE_LAYOUT_INFORMATION_EX layout{};
+    layout.PartitionStyle = disk_style;
+    if (disk_style == PARTITION_STYLE_MBR) {
+        layout.Mbr.Signature = Machine::disk_signature;
+    } else {
+        layout.Gpt.DiskId = GUID{1, 2, 3, {4, 5, 6, 7, 8, 9, 10, 11}};
+    }
+    std::memset(output, 0, size);
+    std::memcpy(output, &layout, sizeof layout);
+    return size;
+}
+
+BOOL WINAPI control_file(HANDLE, DWORD code, void*, DWORD, void* output, DWORD output_size,
+                         DWORD* returned, OVERLAPPED*) {
+    switch (code) {
+    case IOCTL_MOUNTMGR_QUERY_POINTS:
+        *returned = answer_links(output);
+        return TRUE;
+    case IOCTL_DISK_GET_DRIVE_LAYOUT_EX:
+        *returned = answer_layout(output, output_size);
+        return TRUE;
+    case FSCTL_DISMOUNT_VOLUME:
+        return TRUE;
+    default:
+        SetLastError(ERROR_INVALID_FUNCTION);
+        return FALSE;
+    }
+}
+
+BOOL WINAPI flush(HANDLE) {
+    return TRUE;
+}
+
+BOOL WINAPI volume_information(const wchar_t*, wchar_t*, DWORD, DWORD* serial, DWORD*, DWORD*,
+                               wchar_t* file_system, DWORD capacity) {
+    *serial = Machine::serial_number;
+    std::wcsncpy(file_system, L"NTFS", capacity);
+    return TRUE;
+}
+
+HANDLE WINAPI create_thread(SECURITY_ATTRIBUTES* security, SIZE_T stack,
+                            LPTHREAD_START_ROUTINE routine, void* argument, DWORD flags,
+                            DWORD* id) {
+    const HANDLE thread = CreateThread(security, stack, routine, argument, flags, id);
+    HANDLE kept = nullptr;
+    if (thread != nullptr && DuplicateHandle(GetCurrentProcess(), thread, GetCurrentProcess(),
+                                             &kept, 0, FALSE, DUPLICATE_SAME_ACCESS)) {
+        threads.push_back(kept);
+    }
+    return thread;
+}
+
+opal_status connect(std::uint32_t flags, std::uint32_t reserved, opal_handle* slot) {
+    const opal_status status = InitializeZtVmW(flags, reserved, slot);
+    if (status == ZTSTATUS_OK) {
+        connections.push_back(*slot);
+        watched.push_back(*slot);
+        std::erase(released, *slot);
+    }
+    return status;
+}
+
+opal_status disconnect(opal_handle handle) {
+    std::erase(connections, handle);
+    std::erase(watched, handle);
+    released.push_back(handle);
+    return UnInitializeZtVmW(handle);
+}
+
+// The flag of a connection is read under the handle's own lock.
+void WINAPI enter(CRITICAL_SECTION* section) {
+    const auto is_its_lock = [section](opal_handle handle) { return &handle->lock == section; };
+    if (std::any_of(watched.begin(), watched.end(), is_its_lock)) {
+        ++flag_reads;
+    }
+    EnterCriticalSection(section);
+}
+
+}  // namespace
+
+Machine::Machine(HMODULE module) {
+    disk_style = PARTITION_STYLE_MBR;
+    connections.clear();
+    const auto replace = [&](const char* name, auto* function) {
+        m_interposers.push_back(std::make_unique<support::Interposer>(module, name, function));
+    };
+    replace("ZwOpenFile", &open_device);
+    replace("ZwDeviceIoControlFile", &control_device);
+    replace("CreateFileW", &open_file);
+    replace("DeviceIoControl", &control_file);
+    replace("FlushFileBuffers", &flush);
+    replace("GetVolumeInformationW", &volume_information);
+    replace("CreateThread", &create_thread);
+    replace("InitializeZtVmW", &connect);
+    replace("UnInitializeZtVmW", &disconnect);
+    replace("EnterCriticalSection", &enter);
+}
+
+Machine::~Machine() {
+    join();
+    while (!m_interposers.empty()) {
+        m_interposers.pop_back();
+    }
+}
+
+void Machine::set_style(DWORD style) {
+    disk_style = style;
+}
+
+std::vector<opal_handle> Machine::take_connections() {
+    released.clear();
+    return std::exchange(connections, {});
+}
+
+void Machine::watch(opal_handle handle) {
+    watched = {handle};
+}
+
+unsigned Machine::looks() const {
+    return flag_reads;
+}
+
+bool Machine::took_back(opal_handle handle) const {
+    return std::find(released.begin(), released.end(), handle) != released.end();
+}
+
+void Machine::join() {
+    for (const HANDLE thread : threads) {
+        WaitForSingleObject(thread, INFINITE);
+        CloseHandle(thread);
+    }
+    threads.clear();
+}
+
+}  // namespace sweep

@@ -1,0 +1,45 @@
+// What lies beside the bus, as stand-ins: the driver's two devices, disks and volumes,
+// the mount-point manager. They always answer; making them fail is the sweep's.
+#pragma once
+
+#include "interposer.h"
+#include "ztcmd.h"
+
+#include <windows.h>
+
+#include <winternl.h>
+
+#include <memory>
+#include <vector>
+
+namespace sweep {
+
+// For the life of a run's body. One at a time in a process.
+class Machine {
+  public:
+    explicit Machine(HMODULE module);
+    ~Machine();
+    Machine(const Machine&) = delete;
+    Machine& operator=(const Machine&) = delete;
+
+    static constexpr DWORD serial_number = 77;
+    static constexpr DWORD disk_signature = 11;
+
+    // The partition style of every disk.
+    void set_style(DWORD style);
+    // Handles that the DLL was given and has not given back, since the last look.
+    std::vector<opal_handle> take_connections();
+    // Whether the DLL gave that handle back since then.
+    bool took_back(opal_handle handle) const;
+    // How often the DLL has looked whether that handle is connected, or one that it made
+    // since.
+    void watch(opal_handle handle);
+    unsigned looks() const;
+    // Waits until the threads that the DLL started have ended.
+    void join();
+
+  private:
+    std::vector<std::unique_ptr<support::Interposer>> m_interposers;
+};
+
+}  // namespace sweep

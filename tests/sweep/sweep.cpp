@@ -1,0 +1,466 @@
+#include "sweep.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <utility>
+
+namespace sweep {
+namespace {
+
+using Kind = Argument::Kind;
+using support::GuardedBuffer;
+
+// Failures of one situation that are told; the others are counted.
+constexpr unsigned told_at_most = 12;
+constexpr std::size_t most_arguments = 6;
+// In the quick sweep the first calls of a function stand for the others.
+constexpr unsigned quick_calls = 12;
+
+std::map<std::string, Row> rows;
+char current[512];
+LPTOP_LEVEL_EXCEPTION_FILTER next_filter;
+
+LONG CALLBACK tell_crash(EXCEPTION_POINTERS* exception) {
+    std::fprintf(stderr, "\nThe crash: %s\n", current);
+    return next_filter != nullptr ? next_filter(exception) : EXCEPTION_CONTINUE_SEARCH;
+}
+
+void reset_timeout() {}
+
+std::wstring widen(const std::string& text) {
+    return {text.begin(), text.end()};
+}
+
+std::string hex(std::uint32_t value) {
+    char text[16];
+    std::snprintf(text, sizeof text, "0x%x", static_cast<unsigned>(value));
+    return text;
+}
+
+bool among(const std::vector<std::uint32_t>& statuses, std::uint32_t status) {
+    return std::find(statuses.begin(), statuses.end(), status) != statuses.end();
+}
+
+// Two empty subfolders, one with another in it.
+std::wstring make_folder() {
+    const auto folder = support::environment().folder() / L"machines";
+    std::error_code ignored;
+    std::filesystem::create_directories(folder / L"one" / L"two", ignored);
+    std::filesystem::create_directories(folder / L"three", ignored);
+    return folder.wstring() + L"\\";
+}
+
+// One argument of a call: what stands behind it, for the call's life.
+class Passed {
+  public:
+    Passed(const Argument& argument, opal_handle handle, bool& made_handle) : m_argument(argument) {
+        switch (argument.kind) {
+        case Kind::handle:
+            m_word = reinterpret_cast<std::uint64_t>(handle);
+            break;
+        case Kind::own_handle:
+            InitializeZtVmW(0, 0, &m_handle);
+            m_word = reinterpret_cast<std::uint64_t>(m_handle);
+            made_handle = true;
+            break;
+        case Kind::slot:
+            make_buffer(sizeof m_handle, &m_handle);
+            break;
+        case Kind::used_slot:
+            InitializeZtVmW(0, 0, &m_handle);
+            LabCmdDisconnect(m_handle);
+            make_buffer(sizeof m_handle, &m_handle);
+            break;
+        case Kind::narrow:
+            m_word = reinterpret_cast<std::uint64_t>(argument.text.c_str());
+            break;
+        case Kind::wide:
+            m_wide = widen(argument.text);
+            m_word = reinterpret_cast<std::uint64_t>(m_wide.c_str());
+            break;
+        case Kind::bytes: {
+            const std::uint8_t bytes[16] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16};
+            make_buffer(sizeof bytes, bytes);
+            break;
+        }
+        case Kind::out:
+            make_buffer(argument.size, nullptr);
+            break;
+        case Kind::in_out: {
+            const auto number = static_cast<std::uint32_t>(argument.number);
+            make_buffer(sizeof number, &number);
+            break;
+        }
+        case Kind::list: {
+            m_target = std::make_unique<GuardedBuffer>(argument.size);
+            const std::uint8_t* target = m_target->data();
+            make_buffer(sizeof target, &target);
+            break;
+        }
+        case Kind::null:
+            break;
+        case Kind::number:
+            m_word = argument.number;
+            break;
+        case Kind::callback:
+            m_word = reinterpret_cast<std::uint64_t>(&reset_timeout);
+            break;
+        case Kind::folder:
+            m_wide = make_folder();
+            m_word = reinterpret_cast<std::uint64_t>(m_wide.c_str());
+            break;
+        }
+    }
+
+    std::uint64_t word() const { return m_word; }
+
+    // What was written, without what differs from call to call.
+    std::vector<std::uint8_t> output() const {
+        switch (m_argument.kind) {
+        case Kind::out:
+        case Kind::in_out:
+            return m_buffer->bytes();
+        case Kind::list:
+            return m_target->bytes();
+        case Kind::slot:
+        case Kind::used_slot:
+            return {static_cast<std::uint8_t>(*m_buffer->as<opal_handle>() != nullptr)};
+        default:
+            return {};
+        }
+    }
+    bool written() const {
+        return m_argument.kind == Kind::list  ? !m_target->untouched()
+               : m_argument.kind == Kind::out ? !m_buffer->untouched()
+                                              : false;
+    }
+    std::string overrun() const {
+        std::string text = m_buffer != nullptr ? m_buffer->overrun() : "";
+        if (m_target != nullptr) {
+            text += m_target->overrun();
+        }
+        return text;
+    }
+    // The handle that stands in a slot.
+    opal_handle slot() const {
+        return m_argument.kind == Kind::slot || m_argument.kind == Kind::used_slot
+                   ? *m_buffer->as<opal_handle>()
+                   : nullptr;
+    }
+    opal_handle own() const { return m_argument.kind == Kind::own_handle ? m_handle : nullptr; }
+
+  private:
+    void make_buffer(std::size_t size, const void* content) {
+        m_buffer = std::make_unique<GuardedBuffer>(size, GuardedBuffer::Guard::behind,
+                                                   m_argument.misplaced);
+        if (content != nullptr) {
+            std::memcpy(m_buffer->data(), content, size);
+        }
+        m_word = reinterpret_cast<std::uint64_t>(m_buffer->data());
+    }
+
+    const Argument& m_argument;
+    std::uint64_t m_word = 0;
+    std::wstring m_wide;
+    opal_handle m_handle = nullptr;
+    std::unique_ptr<GuardedBuffer> m_buffer;
+    std::unique_ptr<GuardedBuffer> m_target;
+};
+
+using Entry = std::uint64_t (*)(std::uint64_t, std::uint64_t, std::uint64_t, std::uint64_t,
+                                std::uint64_t, std::uint64_t);
+
+}  // namespace
+
+bool full_sweep() {
+    static const bool full = [] {
+        const char* wanted = std::getenv("FARLO_SWEEP");
+        return wanted != nullptr && std::strcmp(wanted, "full") == 0;
+    }();
+    return full;
+}
+
+Row& row_of(const std::string& export_name) {
+    return rows[export_name];
+}
+
+void print_table() {
+    std::printf("%-32s %10s %12s %10s %9s\n", "export", "situations", "fault points", "runs",
+                "failures");
+    Row total;
+    unsigned all_situations = 0;
+    for (const auto& [name, row] : rows) {
+        const auto count = static_cast<unsigned>(std::count_if(
+            situations().begin(), situations().end(),
+            [&name = name](const Situation& one) { return name == one.export_name; }));
+        std::printf("%-32s %10u %12u %10u %9u\n", name.c_str(), count, row.points, row.runs,
+                    row.failures);
+        all_situations += count;
+        total.points += row.points;
+        total.runs += row.runs;
+        total.failures += row.failures;
+    }
+    std::printf("%-32s %10u %12u %10u %9u\n", (std::to_string(rows.size()) + " exports").c_str(),
+                all_situations, total.points, total.runs, total.failures);
+}
+
+void SweepTest::in_situation(const Situation& situation, DWORD threshold,
+                             const std::function<void()>& body) {
+    static const bool filtered = (next_filter = SetUnhandledExceptionFilter(&tell_crash), true);
+    (void)filtered;
+    // The first text for a debugger makes a mutex that stays.
+    static const bool told = (OutputDebugStringA(""), true);
+    (void)told;
+    m_situation = &situation;
+    m_told = 0;
+    scenario = scenario_text(situation.node);
+    if (situation.support_scsi3 != 0) {
+        support_scsi3 = situation.support_scsi3;
+    }
+    at_threshold(threshold, [&] {
+        support::environment().set_registry(L"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion",
+                                            L"CurrentVersion", L"6.3");
+        support::environment().set_registry(support::volume_manager_key, L"VMMSFolderDelete", 1);
+        m_machine = std::make_unique<Machine>(dll().module());
+        m_machine->set_style(situation.disk_style);
+        m_imported = std::make_unique<ImportedCalls>(dll().module());
+        start_node_after(200);
+        // The first call in a process does more than the others.
+        perform();
+        m_before = left();
+        m_clean = perform();
+        m_counts = m_imported->counts();
+        EXPECT_EQ(m_clean.status, situation.clean) << "a clean call";
+        if (!HasFailure()) {
+            body();
+        }
+        m_imported.reset();
+        m_machine.reset();
+    });
+}
+
+// A node that never reports is waited for without an end: who asks so often finds that
+// somebody else has started it.
+void SweepTest::start_node_after(int pauses) {
+    clock().on_pause = [this, pauses](int number) {
+        if (number != pauses) {
+            return;
+        }
+        opal_objid misc{};
+        const std::uint32_t role = 2;
+        const opal_property property{"nodeRole", TYPE_UINT32, 1, sizeof role, &role};
+        LabFindObject("misc", &misc);
+        ObSetProperty(handle->connection, handle->connection_context, &misc, &property);
+    };
+}
+
+Result SweepTest::perform(const std::vector<Argument>& arguments) {
+    load_scenario(scenario);
+    support::environment().remove_logs();
+    m_machine->take_connections();
+    m_machine->watch(handle);
+    bool made_handle = false;
+    std::vector<std::unique_ptr<Passed>> passed;
+    std::uint64_t words[most_arguments] = {};
+    for (const Argument& argument : arguments) {
+        passed.push_back(std::make_unique<Passed>(argument, handle, made_handle));
+        words[passed.size() - 1] = passed.back()->word();
+    }
+    clock().forget();
+    m_imported->start_counting();
+    const Entry entry = dll().entry<Entry>(m_situation->export_name);
+    Result result;
+    result.status = static_cast<std::uint32_t>(
+        entry(words[0], words[1], words[2], words[3], words[4], words[5]));
+    m_machine->join();
+    m_imported->stop_counting();
+    ++row_of(m_situation->export_name).runs;
+    if (m_situation->answers.flag) {
+        result.status &= 0xFF;
+    }
+    std::string error;
+    for (const support::LogLine& line :
+         support::read_log(support::environment().log_file(), error)) {
+        result.log.push_back(line.text);
+    }
+    if (!error.empty()) {
+        fault("the log", error);
+    }
+    for (const auto& one : passed) {
+        result.outputs.push_back(one->output());
+        result.written.push_back(one->written());
+        if (const std::string overrun = one->overrun(); !overrun.empty()) {
+            fault("an output", overrun);
+        }
+        if (one->slot() != nullptr) {
+            FARLO(UnInitializeClusterW)(one->slot());
+        }
+        if (one->own() != nullptr) {
+            // Refused when the call has given it back, as it should.
+            UnInitializeZtVmW(one->own());
+        }
+    }
+    return result;
+}
+
+SweepTest::Left SweepTest::left() const {
+    Left now{};
+    LabGetLive(&now.bus);
+    lab_cmd_calls calls;
+    LabCmdGetCalls(&calls);
+    now.handles = calls.live_handles;
+    return now;
+}
+
+bool SweepTest::is_allowed(std::uint32_t status, const Judgement& judgement) const {
+    const Answers& answers = m_situation->answers;
+    if (answers.flag) {
+        return status <= 1;
+    }
+    if (judgement.as_clean) {
+        return status == m_clean.status;
+    }
+    if (judgement.null_handle) {
+        return status == answers.null_handle;
+    }
+    if (judgement.too_long) {
+        return status != FARLO_SUCCESS && among(answers.statuses, status);
+    }
+    if (judgement.dropped) {
+        return among(answers.dropped, status);
+    }
+    if (judgement.informational) {
+        return status == m_clean.status || (answers.service && status == judgement.injected);
+    }
+    if (status == m_clean.status || status == FARLO_SUCCESS || among(answers.statuses, status)) {
+        return true;
+    }
+    const bool of_service = (status >> 30) == 3 && ((status >> 16) & 0xFFF) == 0x100;
+    const bool of_system = status < 0x4000 || (status >> 16) == 0x8007;
+    return (answers.service &&
+            (of_service || (status >> 16) == 0xE515 || status == judgement.injected)) ||
+           (answers.system && of_system);
+}
+
+bool SweepTest::has_failed(std::uint32_t status, const Judgement& judgement) const {
+    return !m_situation->answers.flag && status != FARLO_SUCCESS && status != m_clean.status &&
+           !(judgement.informational && status == judgement.injected);
+}
+
+void SweepTest::judge(const std::string& what, const Result& result, const Judgement& judgement) {
+    const Answers& answers = m_situation->answers;
+    if (!is_allowed(result.status, judgement)) {
+        fault(what, "the status is " + hex(result.status));
+    }
+    const bool failed = has_failed(result.status, judgement);
+    const bool writes_freely = judgement.dropped || judgement.lied_to;
+    for (std::size_t i = 0; i < result.outputs.size(); ++i) {
+        const Argument& argument = m_situation->arguments[i];
+        if (failed && result.written[i] && !argument.written_on_failure && !writes_freely) {
+            fault(what, "answers " + hex(result.status) + " and has written argument " +
+                            std::to_string(i + 1));
+        }
+        if ((judgement.as_clean || judgement.informational) && !judgement.other_outputs &&
+            !failed && result.outputs[i] != m_clean.outputs[i]) {
+            fault(what, "writes something else to argument " + std::to_string(i + 1));
+        }
+    }
+    const bool may_be_silent =
+        judgement.may_be_silent || result.status == FARLO_BUFFER_TOO_SMALL ||
+        among(answers.silent, result.status) ||
+        (judgement.other_call && among(answers.silent_refusals, result.status));
+    if (failed && result.log.empty() && !may_be_silent) {
+        fault(what, "answers " + hex(result.status) + " without a line");
+    }
+    expect_nothing_left(what, judgement);
+}
+
+void SweepTest::expect_nothing_left(const std::string& what, const Judgement& judgement) {
+    m_imported->start();
+    LabSetFaultPlan(nullptr, nullptr, 0);
+    heap().fail_no_more();
+    renew_connection();
+    const Left now = left();
+    if (now.bus.property_sets != m_before.bus.property_sets ||
+        now.bus.properties != m_before.bus.properties || now.bus.blocks != m_before.bus.blocks) {
+        fault(what,
+              "left over: " + std::to_string(now.bus.property_sets - m_before.bus.property_sets) +
+                  " property sets, " +
+                  std::to_string(now.bus.properties - m_before.bus.properties) + " properties, " +
+                  std::to_string(now.bus.blocks - m_before.bus.blocks) + " blocks");
+        m_before = now;
+    }
+    if (now.handles != m_before.handles) {
+        fault(what, "connections left over: " + std::to_string(now.handles - m_before.handles));
+        m_before = now;
+    }
+    if (judgement.as_clean && !full_sweep()) {
+        return;
+    }
+    const Result again = perform();
+    if (again.status != m_clean.status || again.outputs != m_clean.outputs) {
+        fault(what, "a clean call behind it answers " + hex(again.status));
+    }
+}
+
+void SweepTest::renew_connection() {
+    if (m_machine->took_back(handle)) {
+        handle = nullptr;
+    }
+    // One that OnlineVol made in place of the caller's: the caller cannot give it back.
+    for (const opal_handle made : m_machine->take_connections()) {
+        if (made != handle) {
+            FARLO(UnInitializeClusterW)(made);
+        }
+    }
+    if (handle != nullptr && handle->connected != 0) {
+        return;
+    }
+    if (handle != nullptr) {
+        FARLO(UnInitializeClusterW)(handle);
+    }
+    handle = nullptr;
+    if (FARLO(InitializeClusterW)(&handle) != FARLO_SUCCESS) {
+        ADD_FAILURE() << "no connection";
+    }
+    m_machine->take_connections();
+}
+
+void SweepTest::at_every_call(const std::function<void(const Import&, const Call&)>& point) {
+    const std::vector<unsigned> counted = counts();
+    for (std::size_t import = 0; import < counted.size(); ++import) {
+        const unsigned last =
+            full_sweep() ? counted[import] : std::min(counted[import], quick_calls);
+        for (unsigned number = 1; number <= last; ++number) {
+            begin_point();
+            point(failing_imports()[import], {import, number});
+        }
+    }
+}
+
+void SweepTest::fault(const std::string& what, const std::string& text) {
+    ++row_of(m_situation->export_name).failures;
+    if (++m_told <= told_at_most) {
+        ADD_FAILURE() << m_situation->export_name << " (" << m_situation->name << "), " << what
+                      << ": " << text;
+    }
+}
+
+void SweepTest::tell(const std::string& what) {
+    std::snprintf(current, sizeof current, "%s (%s), %s", m_situation->export_name,
+                  m_situation->name, what.c_str());
+}
+
+std::string test_name(const testing::TestParamInfo<Situation>& info) {
+    std::string name = std::string(info.param.export_name) + "_";
+    for (const char* at = info.param.name; *at != '\0'; ++at) {
+        name += std::isalnum(static_cast<unsigned char>(*at)) ? *at : '_';
+    }
+    return name;
+}
+
+}  // namespace sweep

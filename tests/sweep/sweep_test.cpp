@@ -1,0 +1,36 @@
+// That the sweep leaves nothing out, and its table.
+#include "sweep.h"
+
+#include <set>
+
+namespace {
+
+using namespace sweep;
+
+const char* const exports[] = {
+#define SAME(name) #name,
+#include "../api/exports.inc"
+#undef SAME
+};
+
+class SweepTable : public SweepTest {};
+
+TEST_F(SweepTable, HasEveryExport) {
+    std::set<std::string> missing(std::begin(exports), std::end(exports));
+    for (const Situation& situation : situations()) {
+        missing.erase(situation.export_name);
+    }
+    EXPECT_THAT(missing, testing::IsEmpty());
+}
+
+TEST_F(SweepTable, KnowsEveryImport) {
+    once([&] { EXPECT_THAT(unknown_imports(dll().module()), testing::IsEmpty()); });
+}
+
+class PrintsTable : public testing::Environment {
+  public:
+    void TearDown() override { print_table(); }
+};
+const auto* const printer = testing::AddGlobalTestEnvironment(new PrintsTable);
+
+}  // namespace
