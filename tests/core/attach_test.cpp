@@ -2,6 +2,7 @@
 #include "farlo_test.h"
 
 #include <aclapi.h>
+#include <algorithm>
 
 namespace {
 
@@ -109,6 +110,42 @@ TEST_F(Attach, TheStartEventIsAutoResetAndSignalled) {
     }
     // Detach closed it: nobody holds it now.
     EXPECT_EQ(OpenEventA(SYNCHRONIZE, FALSE, event_name), nullptr);
+}
+
+// The lock that guards connections: made before the first step, and not left behind.
+TEST_F(Attach, DetachDeletesTheLibraryLock) {
+    using Calls = std::vector<CRITICAL_SECTION*>;
+    Calls made;
+    Calls entered;
+    Calls deleted;
+    std::unique_ptr<StandIn<decltype(InitializeCriticalSection)>> make;
+    std::unique_ptr<StandIn<decltype(EnterCriticalSection)>> enter;
+    std::unique_ptr<StandIn<decltype(DeleteCriticalSection)>> remove;
+    {
+        FarloDll dll([&](HMODULE module) {
+            make = std::make_unique<StandIn<decltype(InitializeCriticalSection)>>(
+                module, "InitializeCriticalSection", [&](CRITICAL_SECTION* section) {
+                    made.push_back(section);
+                    make->real(section);
+                });
+            enter = std::make_unique<StandIn<decltype(EnterCriticalSection)>>(
+                module, "EnterCriticalSection", [&](CRITICAL_SECTION* section) {
+                    entered.push_back(section);
+                    enter->real(section);
+                });
+            remove = std::make_unique<StandIn<decltype(DeleteCriticalSection)>>(
+                module, "DeleteCriticalSection", [&](CRITICAL_SECTION* section) {
+                    deleted.push_back(section);
+                    remove->real(section);
+                });
+        });
+        entered.clear();
+        EXPECT_EQ(CALL(dll, UnInitializeClusterW)(nullptr), 21u);
+        ASSERT_FALSE(entered.empty());
+        EXPECT_EQ(std::count(made.begin(), made.end(), entered.front()), 1);
+        EXPECT_EQ(std::count(deleted.begin(), deleted.end(), entered.front()), 0);
+    }
+    EXPECT_EQ(std::count(deleted.begin(), deleted.end(), entered.front()), 1);
 }
 
 SECURITY_ATTRIBUTES seen_attributes;

@@ -355,6 +355,18 @@ TEST_F(DriverStatus, ReadsTheSettingAtTheFirstCall) {
     });
 }
 
+// A setting that was there when the library was loaded, and is gone since.
+TEST_F(DriverStatus, ForgetsTheSettingOfTheLoad) {
+    support_scsi3 = 2;
+    at_every_threshold([&] {
+        KernelJournal journal(dll().module(), clock());
+        environment().set_registry(volume_manager_key, L"SupportSCSI3", 1);
+        EXPECT_EQ(ask(), 0u);
+        expect_calls({});
+        expect_log({entering, got_lock, exiting});
+    });
+}
+
 // The device cannot be opened: the three tries of the opening are one of the query's.
 TEST_F(DriverStatus, AsksOnceWhenThereIsNoDevice) {
     at_every_threshold([&] {
