@@ -7,11 +7,12 @@ namespace {
 using namespace support;
 
 std::string deport(const std::string& target, const std::string& guid, const std::string& flag,
-                   std::uint32_t word, const std::string& status) {
+                   std::uint32_t word, const std::string& status,
+                   const std::string& output = "{}") {
     return invoke(target, volume_manager_methods, 2001,
                   "\"Dgguid\": " + str(guid) + ", \"dgid\": " + str(guid) +
                       ", \"Opflag\": " + uint32(word) + ", \"" + flag + "\": " + uint32(word),
-                  status);
+                  status, output);
 }
 
 // The lookup by GUID up to the group that matches.
@@ -71,6 +72,21 @@ TEST_F(Deport, OfflineOfASharedGroupByName) {
         EXPECT_EQ(FARLO(OfflineDgW)(handle, L"local", nullptr, 0x800), 0u);
         EXPECT_EQ(calls_of("PrCallDispatch"),
                   (Lines{deport("local", "guid-3", "OfflineFlag", 0x5840, "0x0")}));
+    });
+}
+
+// Without it the lookup by name takes cluster groups only.
+TEST_F(Deport, OfflineOfALocalGroupByName) {
+    at_every_threshold([&] {
+        EXPECT_EQ(FARLO(OfflineDgW)(handle, L"local", nullptr, 0), 40u);
+        EXPECT_EQ(calls_of("PrCallDispatch"), Lines{});
+        expect_log({{2, "Entering OfflineDgW - local"},
+                    {0, "GetDgObjIdByName() failed , DG_TYPENAME not found in OPAL, error=(0x28)"},
+                    {0, "GetDgGuidCommon() failed , error=(0x28)"},
+                    {0, "GetDgGuidCommon() failed, error=(0x28)"},
+                    {0, "OfflineDgW():SetDgGuidParam() failed, error=(0x28) "},
+                    {0, "OfflineDgW() failed, error=(0x28) "},
+                    {2, "Exiting OfflineDgW"}});
     });
 }
 
@@ -169,6 +185,111 @@ TEST_F(Deport, OfflineAConnectionThatDropsMeanwhile) {
         expect_log({{2, "Entering OfflineDgW - dg1"},
                     {0, "OfflineDgW() failed, error=(0x14) "},
                     {2, "Exiting OfflineDgW"}});
+    });
+}
+
+// Whatever it was.
+TEST_F(Deport, OfflineADroppedConnectionVoidsAFailureToo) {
+    at_every_threshold([&] {
+        set_faults(R"([{"minor": 2001, "after": "0xe5150102", "drop": true}])");
+        EXPECT_EQ(FARLO(OfflineDgW)(handle, L"dg1", "guid-1", 0), 20u);
+        expect_log({{2, "Entering OfflineDgW - dg1"},
+                    {4, "OfflineDgW: DGOP_DEPORT, CsfInvoke failed with error = 0xe5150102."},
+                    {0, "OfflineDgW() failed, error=(0x14) "},
+                    {2, "Exiting OfflineDgW"}});
+    });
+}
+
+TEST_F(Deport, OfflineADropWhileTheServiceIsLookedFor) {
+    at_every_threshold([&] {
+        set_faults(R"([{"type": "solvane_cluster_service", "after": "0xc1000001", "drop": true}])");
+        EXPECT_EQ(FARLO(OfflineDgW)(handle, L"dg1", "guid-1", 0), 20u);
+        EXPECT_EQ(calls_of("PrCallDispatch"), Lines{});
+        expect_log({{2, "Entering OfflineDgW - dg1"},
+                    {0, "OfflineDgW():GetClusSvcId() failed, error=(0x29) "},
+                    {0, "OfflineDgW() failed, error=(0x14) "},
+                    {2, "Exiting OfflineDgW"}});
+    });
+}
+
+// The deport is sent all the same; its failure then has no line of its own.
+TEST_F(Deport, OfflineWithoutAnOutputSet) {
+    at_every_threshold([&] {
+        set_faults(R"([{"function": "PsCreatePropset", "call": 2, "status": "0xc1000102"},
+                       {"minor": 2001, "status": "0xe5150102"}])");
+        EXPECT_EQ(FARLO(OfflineDgW)(handle, L"dg1", "guid-1", 0), 0xe5150102u);
+        EXPECT_EQ(calls_of("PrCallDispatch"),
+                  (Lines{deport("dg1", "guid-1", "OfflineFlag", 0x4040, "0xe5150102", "NULL")}));
+        expect_log({{2, "Entering OfflineDgW - dg1"},
+                    {0, "OfflineDgW() failed, error=(0xe5150102) "},
+                    {2, "Exiting OfflineDgW"}});
+    });
+}
+
+// The library's own data, in words.
+std::vector<std::uint32_t> data_words(HMODULE module) {
+    std::vector<std::uint32_t> words;
+    const auto* const image = reinterpret_cast<const std::uint8_t*>(module);
+    const auto* const headers = reinterpret_cast<const IMAGE_NT_HEADERS*>(
+        image + reinterpret_cast<const IMAGE_DOS_HEADER*>(image)->e_lfanew);
+    const IMAGE_SECTION_HEADER* const sections = IMAGE_FIRST_SECTION(headers);
+    for (WORD i = 0; i < headers->FileHeader.NumberOfSections; ++i) {
+        if ((sections[i].Characteristics & IMAGE_SCN_MEM_WRITE) != 0) {
+            const auto* const first =
+                reinterpret_cast<const std::uint32_t*>(image + sections[i].VirtualAddress);
+            words.insert(words.end(), first, first + sections[i].Misc.VirtualSize / sizeof *first);
+        }
+    }
+    return words;
+}
+
+// How many words count the calls that are made within each other, three deep.
+std::size_t counters(HMODULE module, const std::function<void()>& call) {
+    constexpr int deepest = 3;
+    using Words = std::vector<std::uint32_t>;
+    const Words before = data_words(module);
+    std::vector<Words> made;
+    std::vector<Words> sent;
+    StandIn<decltype(PsCreatePropset)> create(module, "PsCreatePropset", [&](opal_propset* set) {
+        made.push_back(data_words(module));
+        return create.real(set);
+    });
+    StandIn<decltype(PrCallDispatch)> dispatch(module, "PrCallDispatch", [&](auto... arguments) {
+        sent.push_back(data_words(module));
+        if (sent.size() < deepest) {
+            call();
+        }
+        return dispatch.real(arguments...);
+    });
+    call();
+    const Words after = data_words(module);
+    EXPECT_EQ(sent.size(), std::size_t{deepest});
+    EXPECT_EQ(made.size(), std::size_t{2 * deepest});
+    std::size_t found = 0;
+    for (std::size_t word = 0; word < before.size(); ++word) {
+        bool counts = after[word] == before[word];
+        for (std::uint32_t depth = 0; depth < deepest; ++depth) {
+            // The input set is made before the deport counts, the output set after.
+            counts = counts && made[2 * depth][word] == before[word] + depth &&
+                     made[2 * depth + 1][word] == before[word] + depth + 1 &&
+                     sent[depth][word] == before[word] + depth + 1;
+        }
+        found += counts ? 1 : 0;
+    }
+    return found;
+}
+
+// In a word of the library's memory, whatever comes of them; DeportDg's are not.
+TEST_F(Deport, OfflineCountsItsDeportsInFlight) {
+    once([&] {
+        const auto offline = [&](const char* guid) {
+            return counters(dll().module(), [&] { FARLO(OfflineDgW)(handle, L"x", guid, 0x800); });
+        };
+        EXPECT_EQ(offline("guid-1"), 1u);
+        EXPECT_EQ(offline("nowhere"), 1u) << "a deport that fails";
+        EXPECT_EQ(counters(dll().module(), [&] { FARLO(DeportDgW)
+                                                 (handle, L"dg1", "guid-1"); }),
+                  0u);
     });
 }
 
@@ -286,6 +407,57 @@ TEST_F(Deport, DeportAConnectionThatDropsMeanwhile) {
         EXPECT_EQ(FARLO(DeportDgW)(handle, L"dg1", "guid-1"), 20u);
         expect_log({{6, "Entering DeportDgW"},
                     {0, "DeportDgW() failed, error=(0x14)"},
+                    {6, "Exiting DeportDgW"}});
+    });
+}
+
+TEST_F(Deport, DeportADroppedConnectionVoidsAFailureToo) {
+    at_every_threshold([&] {
+        set_faults(R"([{"minor": 2001, "after": "0xe5150102", "drop": true}])");
+        EXPECT_EQ(FARLO(DeportDgW)(handle, L"dg1", "guid-1"), 20u);
+        expect_log({{6, "Entering DeportDgW"},
+                    {4, "DeportDgW: DGOP_DEPORT, CsfInvoke failed with error = 0xe5150102."},
+                    {0, "DeportDgW() failed, error=(0x14)"},
+                    {6, "Exiting DeportDgW"}});
+    });
+}
+
+TEST_F(Deport, DeportADropWhileTheServiceIsLookedFor) {
+    at_every_threshold([&] {
+        set_faults(R"([{"type": "solvane_cluster_service", "after": "0xc1000001", "drop": true}])");
+        EXPECT_EQ(FARLO(DeportDgW)(handle, L"dg1", "guid-1"), 20u);
+        EXPECT_EQ(calls_of("PrCallDispatch"), Lines{});
+        expect_log({{6, "Entering DeportDgW"},
+                    {0, "DeportDgW():GetClusSvcId() failed, error=(0x29)"},
+                    {0, "DeportDgW() failed, error=(0x14)"},
+                    {6, "Exiting DeportDgW"}});
+    });
+}
+
+TEST_F(Deport, DeportWithoutAnOutputSet) {
+    at_every_threshold([&] {
+        set_faults(R"([{"function": "PsCreatePropset", "call": 2, "status": "0xc1000102"},
+                       {"minor": 2001, "status": "0xe5150102"}])");
+        EXPECT_EQ(FARLO(DeportDgW)(handle, L"dg1", "guid-1"), 0xe5150102u);
+        EXPECT_EQ(calls_of("PrCallDispatch"),
+                  (Lines{deport("dg1", "guid-1", "OfflineFlag", 0x4042, "0xe5150102", "NULL")}));
+        expect_log({{6, "Entering DeportDgW"},
+                    {0, "DeportDgW() failed, error=(0xe5150102)"},
+                    {6, "Exiting DeportDgW"}});
+    });
+}
+
+// Its lookup by name takes cluster groups only.
+TEST_F(Deport, DeportOfALocalGroupByName) {
+    at_every_threshold([&] {
+        EXPECT_EQ(FARLO(DeportDgW)(handle, L"local", nullptr), 40u);
+        EXPECT_EQ(calls_of("PrCallDispatch"), Lines{});
+        expect_log({{6, "Entering DeportDgW"},
+                    {0, "GetDgObjIdByName() failed , DG_TYPENAME not found in OPAL, error=(0x28)"},
+                    {0, "GetDgGuidCommon() failed , error=(0x28)"},
+                    {0, "GetDgGuidCommon() failed, error=(0x28)"},
+                    {0, "DeportDgW():SetDgGuidParam() failed, error=(0x28)"},
+                    {0, "DeportDgW() failed, error=(0x28)"},
                     {6, "Exiting DeportDgW"}});
     });
 }
