@@ -8,12 +8,12 @@ using namespace support;
 
 std::string import_on_service(const std::string& guid, const std::string& new_name,
                               const std::string& name, std::uint32_t word,
-                              const std::string& status) {
+                              const std::string& status, const std::string& output = "{}") {
     return invoke("service", volume_manager_methods, 2003,
                   "\"Dgguid\": " + str(guid) + ", \"dgid\": " + str(guid) +
                       ", \"Newdgname\": " + wstr(new_name) + ", \"newname\": " + wstr(name) +
                       ", \"Opflag\": " + uint32(word) + ", \"OnlineFlag\": " + uint32(word),
-                  status);
+                  status, output);
 }
 
 class Import : public FarloTest {
@@ -157,6 +157,44 @@ TEST_F(Import, AConnectionThatDropsMeanwhileVoidsTheResult) {
         EXPECT_EQ(FARLO(ImportDgW)(handle, L"dg1", "guid-1", nullptr, 0), 20u);
         expect_log({{6, "Entering ImportDgW"},
                     {0, "ImportDgW() failed, error=(0x14) "},
+                    {6, "Exiting ImportDgW"}});
+    });
+}
+
+// Whatever it was.
+TEST_F(Import, ADroppedConnectionVoidsAFailureToo) {
+    at_every_threshold([&] {
+        set_faults(R"([{"minor": 2003, "after": "0xe515007a", "drop": true}])");
+        EXPECT_EQ(FARLO(ImportDgW)(handle, L"dg1", "guid-1", nullptr, 0), 20u);
+        expect_log({{6, "Entering ImportDgW"},
+                    {4, "ImportDgW: DGOP_IMPORT, CsfInvoke failed with error = 0xe515007a."},
+                    {0, "ImportDgW() failed, error=(0x14) "},
+                    {6, "Exiting ImportDgW"}});
+    });
+}
+
+TEST_F(Import, ADropWhileTheServiceIsLookedFor) {
+    at_every_threshold([&] {
+        set_faults(R"([{"type": "solvane_cluster_service", "after": "0xc1000001", "drop": true}])");
+        EXPECT_EQ(FARLO(ImportDgW)(handle, L"dg1", "guid-1", nullptr, 0), 20u);
+        EXPECT_EQ(calls_of("PrCallDispatch"), Lines{});
+        expect_log({{6, "Entering ImportDgW"},
+                    {0, "ImportDgW():GetClusSvcId() failed, error=(0x29) "},
+                    {0, "ImportDgW() failed, error=(0x14) "},
+                    {6, "Exiting ImportDgW"}});
+    });
+}
+
+// The import is sent all the same; its failure then has no line of its own.
+TEST_F(Import, NoOutputSet) {
+    at_every_threshold([&] {
+        set_faults(R"([{"function": "PsCreatePropset", "call": 2, "status": "0xc1000102"},
+                       {"minor": 2003, "status": "0xe5150101"}])");
+        EXPECT_EQ(FARLO(ImportDgW)(handle, L"dg1", "guid-1", nullptr, 0), 0xe5150101u);
+        expect_calls({cluster_service(),
+                      import_on_service("guid-1", "", "", 0xFFFFFFFD, "0xe5150101", "NULL")});
+        expect_log({{6, "Entering ImportDgW"},
+                    {0, "ImportDgW() failed, error=(0xe5150101) "},
                     {6, "Exiting ImportDgW"}});
     });
 }

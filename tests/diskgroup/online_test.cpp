@@ -258,6 +258,27 @@ TEST_F(Online, AConnectionThatDropsMeanwhileVoidsTheResult) {
     });
 }
 
+// Whatever it was.
+TEST_F(Online, ADroppedConnectionVoidsAFailureToo) {
+    at_every_threshold([&] {
+        set_faults(R"([{"minor": 2003, "after": "0xe515007a", "drop": true}])");
+        EXPECT_EQ(online(L"dg1", "guid-1", nullptr, 1), 20u);
+        expect_log({{0, "OnlineDg dg1 is called with flag 0x1"},
+                    {4, "OnlineDgExW: DGOP_IMPORT, CsfInvoke failed with error = 0xe515007a."},
+                    {0, "OnlineDg dg1 failed with res  0x14"},
+                    {2, "Exiting OnlineDgExW"}});
+    });
+}
+
+// A group that is imported already ends the call before the connection is looked at.
+TEST_F(Online, ATakenNameIsToldOfADroppedConnectionToo) {
+    at_every_threshold([&] {
+        set_faults(R"([{"object": "DG_Up", "property": "imported", "drop": true}])");
+        EXPECT_EQ(online(L"DG_Up", "guid-1", nullptr, 0), 9u);
+        expect_log({{0, "OnlineDg DG_Up is called with flag 0x0"}});
+    });
+}
+
 TEST_F(Online, NoClusterService) {
     scenario = R"({"node": {"cluster_service": false}})";
     at_every_threshold([&] {
