@@ -1,5 +1,6 @@
 // The provider runtime from its own sources: what its shutdown waits for, and in
 // which order it ends.
+#include "interposer.h"
 #include "method_descriptor.h"
 #include "provider.h"
 #include "virtual_clock.h"
@@ -79,9 +80,13 @@ TEST_F(Provider, InitialisedTwiceItKeepsItsComponents) {
     farlo::CZtProvider provider(L"clusapiprov");
     provider.Initialize();
     const auto* const threads = provider.threads();
+    const auto* const custom_objects = provider.custom_objects();
+    const auto* const controls = provider.controls();
     const auto* const events = provider.events();
     provider.Initialize();
     EXPECT_EQ(provider.threads(), threads);
+    EXPECT_EQ(provider.custom_objects(), custom_objects);
+    EXPECT_EQ(provider.controls(), controls);
     EXPECT_EQ(provider.events(), events);
 }
 
@@ -199,6 +204,38 @@ TEST_F(Provider, RuntimeStartsOnceForEachConnection) {
     EXPECT_EQ(runtime->current_connection().connection, second.connection);
     EXPECT_EQ(runtime->current_connection().context, second.context);
     EXPECT_EQ(traces, Texts{});
+}
+
+// The n-th allocation from now on fails.
+long failing_allocation;
+void* (*real_malloc)(std::size_t);
+void* counted_malloc(std::size_t size) {
+    return --failing_allocation == 0 ? nullptr : real_malloc(size);
+}
+
+// Its pair counts all the same: the handle serves without a provider.
+TEST_F(Provider, RuntimeWhoseProviderCannotStart) {
+    const farlo::ConnectionPair pair{reinterpret_cast<opal_connection>(1),
+                                     reinterpret_cast<opal_context>(2)};
+    const support::Interposer allocations(GetModuleHandleW(nullptr), "malloc", counted_malloc);
+    real_malloc = allocations.original<void*(std::size_t)>();
+    // The provider is made; then the first of its components is not, the second, ...
+    for (const long failing : {2, 3, 4, 5}) {
+        SCOPED_TRACE(failing);
+        traces.clear();
+        const auto runtime = std::make_unique<farlo::ProviderRuntime>();
+        failing_allocation = failing;
+        const std::uint32_t status = runtime->start(pair);
+        EXPECT_LE(failing_allocation, 0);
+        EXPECT_EQ(status, 0xc1000001);
+        EXPECT_FALSE(runtime->started());
+        EXPECT_EQ(runtime->current_connection().connection, pair.connection);
+        EXPECT_EQ(runtime->current_connection().context, pair.context);
+        EXPECT_EQ(traces, Texts{"6 clusapiprov: ERROR: An exception was thrown in [clusapiprov] "
+                                "CZtProvider::Initialize()"});
+        EXPECT_EQ(runtime->start(pair), 0u);
+        EXPECT_TRUE(runtime->started());
+    }
 }
 
 // Whoever calls while the runtime is being destroyed comes too late.
