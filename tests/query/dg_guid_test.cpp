@@ -400,6 +400,153 @@ TEST_F(DgGuid, AConnectionThatDropsMeanwhile) {
     });
 }
 
+// Whatever the result was, the service's or the exclusion.
+TEST_F(DgGuid, ADroppedConnectionVoidsAFailureToo) {
+    at_every_threshold([&] {
+        set_faults(R"([{"function": "ObGetProperty", "property": "dgid", "status": "0xc100003a"},
+                       {"minor": 1, "after": "0xe5150101", "drop": true}])");
+        EXPECT_EQ(get(L"dg1", guid), 0x14u);
+        expect_log(
+            {{4, "GetDgGuidCommon: CLUSTER_MTHD_CLUSSVCOP_GETDGGUID, CsfInvoke failed with error "
+                 "= 0xe5150101."},
+             {0, "GetDgGuidCommon() failed, error=(0x14)"}});
+    });
+    at_every_threshold([&] {
+        set_faults(R"([{"object": "zero", "property": "Name", "drop": true}])");
+        EXPECT_EQ(get(L"zero", guid), 0x14u);
+        expect_log({{0, "GetDgObjIdByName() failed , DG_TYPENAME not found in OPAL, error=(0x28)"},
+                    {0, "GetDgGuidCommon() failed , error=(0x28)"},
+                    {0, "GetDgGuidCommon() failed, error=(0x14)"}});
+    });
+}
+
+// An identifier that was read is handed out at once, and so is the status of a
+// search for the cluster service: nobody looks at the connection again.
+TEST_F(DgGuid, ADroppedConnectionThatIsNotNoticed) {
+    at_every_threshold([&] {
+        set_faults(R"([{"object": "dg1", "property": "dgid", "drop": true}])");
+        EXPECT_EQ(get(L"dg1", guid), 0u);
+        EXPECT_EQ(guid, "guid-1");
+        expect_log({});
+    });
+    at_every_threshold([&] {
+        set_faults(R"([{"function": "ObGetProperty", "property": "dgid", "status": "0xc100003a"},
+            {"type": "solvane_cluster_service", "after": "0xc1000001", "drop": true}])");
+        EXPECT_EQ(get(L"dg1", guid), 0x29u);
+        expect_log({{0, "GetDgGuidCommon(): GetClusSvcId failed , error=(0x29)"}});
+    });
+}
+
+// Without an output set the cluster service is asked all the same. Its failure
+// has no line of its own then, and its success hands nothing out.
+TEST_F(DgGuid, TheFallbackWithoutAnOutputSet) {
+    const std::string no_set = R"([
+        {"function": "ObGetProperty", "property": "dgid", "status": "0xc100003a"},
+        {"function": "PsCreatePropset", "call": 2, "status": "0xc1000102"},)";
+    at_every_threshold([&] {
+        set_faults(no_set + R"({"minor": 1, "status": "0xe5150101"}])");
+        EXPECT_EQ(get(L"dg1", guid), 0xe5150101u);
+        EXPECT_EQ(calls_of("PrCallDispatch"), Lines{ask("dg1", "0xe5150101", "NULL")});
+        expect_log({{0, "GetDgGuidCommon() failed, error=(0xe5150101)"}});
+    });
+    at_every_threshold([&] {
+        set_faults(no_set + R"({"minor": 1, "status": 0}])");
+        EXPECT_EQ(get(L"dg1", guid), 0u);
+        EXPECT_EQ(guid, "untouched");
+        EXPECT_EQ(calls_of("PrCallDispatch"), Lines{ask("dg1", "0x0", "NULL")});
+        expect_log({});
+    });
+}
+
+TEST_F(DgGuid, ARescanWithoutAnOutputSet) {
+    at_every_threshold([&] {
+        set_faults(R"([{"function": "PsCreatePropset", "call": 2, "status": "0xc1000102"},
+                       {"minor": 6054, "after": "0xe5150199"}])");
+        EXPECT_EQ(get(L"late", guid), 0u);
+        expect_log(
+            joined(not_found(), {{6, "GetDgGuidCommon(): CreateMutexA"},
+                                 {6, "WaitForMutex(): Got the reservation_thread_update lock "},
+                                 {6, "Entering PerformPnpDiskRescan"},
+                                 {6, "Exiting PerformPnpDiskRescan"},
+                                 {6, "GetDgGuidCommon: Sleeping for 10 secs"}}));
+    });
+}
+
+// Whoever rescans gives the mutex back before the group is looked for again;
+// whoever waited for another's rescan gives it back behind that.
+TEST_F(DgGuid, WhenTheMutexIsGivenBack) {
+    for (const bool waits : {false, true}) {
+        SCOPED_TRACE(waits);
+        once([&] {
+            Lines before_release;
+            std::vector<Pause> pauses_before_release;
+            interpose<decltype(WaitForSingleObject)>(
+                "WaitForSingleObject", [&](HANDLE, DWORD milliseconds) -> DWORD {
+                    return waits && milliseconds == 0 ? WAIT_TIMEOUT : WAIT_OBJECT_0;
+                });
+            auto& release = interpose<decltype(ReleaseMutex)>("ReleaseMutex", [&](HANDLE) -> BOOL {
+                before_release = calls();
+                pauses_before_release = clock().pauses();
+                return TRUE;
+            });
+            EXPECT_EQ(get(L"late", guid), 0u);
+            EXPECT_EQ(release.calls(), 1u);
+            const Lines rescanned = lookup(5) + Lines{cluster_service(), rescan};
+            EXPECT_EQ(before_release, waits ? lookup(5) + rescanned + lookup(6, all) : rescanned);
+            EXPECT_EQ(pauses_before_release, (std::vector<Pause>{{"Sleep", 10'000}}));
+        });
+    }
+}
+
+// A group that appears meanwhile and is none that may be used: no rescan.
+TEST_F(DgGuid, WhoWaitsForARescanMayFindAnExcludedGroup) {
+    at_every_threshold([&] {
+        interpose<decltype(WaitForSingleObject)>(
+            "WaitForSingleObject", [&](HANDLE, DWORD milliseconds) -> DWORD {
+                if (milliseconds == 0) {
+                    return WAIT_TIMEOUT;
+                }
+                load_scenario(R"({"disk_groups": [{"name": "late", "dgid": "9", "type": 7}]})");
+                return WAIT_OBJECT_0;
+            });
+        EXPECT_EQ(get(L"late", guid), 0x28u);
+        expect_calls(lookup(5) + Lines{groups("@late"), read("late", "LDM DG TYPE", uint32(7)),
+                                       read("late", "Name", wstr("late"))});
+        expect_pauses({});
+        expect_log(
+            joined(not_found(),
+                   {{6, "GetDgGuidCommon(): CreateMutexA"},
+                    {6, "WaitForMutex(): Time-out to get the reservation_thread_update lock "},
+                    {6, "WaitForMutex(): Got the reservation_thread_update lock "},
+                    {0, "GetDgObjIdByName() failed , DG_TYPENAME not found in OPAL, error=(0x28)"},
+                    {0, "GetDgGuidCommon() failed , error=(0x28)"},
+                    {0, "GetDgGuidCommon() failed, error=(0x28)"}}));
+    });
+}
+
+// The first group of that name decides, be there another that would do.
+TEST_F(DgGuid, AnExcludedGroupEndsTheLookup) {
+    scenario = R"({"disk_groups": [
+        {"name": "twin", "id": "a", "dgid": "guid-a", "type": 1},
+        {"name": "twin", "id": "b", "dgid": "guid-b", "type": 2}]})";
+    once([&] {
+        EXPECT_EQ(get(L"twin", guid, true), 0x28u);
+        EXPECT_EQ(get(L"twin", guid, false), 0u);
+        EXPECT_EQ(guid, "guid-a");
+    });
+}
+
+// Names are compared whole.
+TEST_F(DgGuid, ANameThatBeginsAnother) {
+    scenario = R"({"disk_groups": [
+        {"name": "dg", "dgid": "guid-a"}, {"name": "dg11", "dgid": "guid-b"},
+        {"name": "dg1", "dgid": "guid-c"}]})";
+    once([&] {
+        EXPECT_EQ(get(L"dg1", guid), 0u);
+        EXPECT_EQ(guid, "guid-c");
+    });
+}
+
 // No group at all: five queries 5 s apart, and then the rescan as for an unknown
 // one.
 TEST_F(DgGuid, NoGroupAtAll) {
