@@ -129,6 +129,40 @@ TEST_F(DgName, TheLongestNameThatFits) {
     });
 }
 
+// Whatever it was.
+TEST_F(DgName, ADroppedConnectionVoidsAFailureToo) {
+    at_every_threshold([&] {
+        set_faults(
+            R"([{"object": "dg1", "property": "Name", "after": "0xc100003a", "drop": true}])");
+        EXPECT_EQ(get("guid-1", name), 0x14u);
+        expect_log({{6, "Entering GetDgNameW"},
+                    {6, "API_TRY_CATCH_FAILED "},
+                    {0, "GetDgNameW() failed, error=(0x14) "},
+                    {6, "Exiting GetDgNameW"}});
+    });
+}
+
+// A lookup's failure is told at once.
+TEST_F(DgName, ADropDuringTheLookup) {
+    at_every_threshold([&] {
+        set_faults(R"([{"object": "local", "property": "dgid", "drop": true}])");
+        EXPECT_EQ(get("nowhere", name), 1u);
+        expect_log({{6, "Entering GetDgNameW"},
+                    {0, "GetDgObjIdByGuid() failed , DG_TYPENAME not found in OPAL, error=(0x1)"},
+                    {0, "GetDgNameW():GetDgObjIdByGuid()  failed, error=(0x1) "}});
+    });
+}
+
+// Identifiers are compared whole.
+TEST_F(DgName, AnIdentifierThatBeginsAnother) {
+    scenario = R"({"disk_groups": [{"name": "a", "dgid": "guid-"}, {"name": "b", "dgid": "guid-12"},
+                                   {"name": "c", "dgid": "guid-1"}]})";
+    once([&] {
+        EXPECT_EQ(get("guid-1", name), 0u);
+        EXPECT_EQ(name, L"c");
+    });
+}
+
 TEST_F(DgName, AConnectionThatDropsMeanwhile) {
     at_every_threshold([&] {
         set_faults(R"([{"object": "dg1", "property": "Name", "drop": true}])");

@@ -285,6 +285,19 @@ TEST_F(NameList, AConnectionThatDropsMeanwhile) {
     });
 }
 
+// Whatever it was.
+TEST_F(NameList, ADroppedConnectionVoidsAFailureToo) {
+    at_every_threshold([&] {
+        set_faults(
+            R"([{"object": "data", "property": "Name", "after": "0xc100003a", "drop": true}])");
+        EXPECT_EQ(wide(18, 18).status, 0x14u);
+        expect_log({{6, "Entering GetDgNameListCommon"},
+                    {6, "API_TRY_CATCH_FAILED "},
+                    {0, "GetDgNameListCommon() failed, error=(0x14) "},
+                    {6, "Exiting GetDgNameListCommon"}});
+    });
+}
+
 TEST_F(NameList, ANarrowNameOf32CharactersIsRefused) {
     scenario = R"({"disk_groups": [
         {"name": "dg1", "dgid": "1", "imported": true},

@@ -196,6 +196,71 @@ TEST_F(VolumeGuid, AConnectionThatDropsMeanwhile) {
     });
 }
 
+// Whatever it was.
+TEST_F(VolumeGuid, ADroppedConnectionVoidsAFailureToo) {
+    at_every_threshold([&] {
+        set_faults(R"([{"minor": 11, "after": "0xe5150103", "drop": true}])");
+        EXPECT_EQ(get(nullptr, "guid-1", L"dev1", guid), 0x14u);
+        expect_log({{6, "Entering GetVolumeGuidW"},
+                    {4, "GetDgVolumeGuidW: CLUSTER_MTHD_CLUSSVCOP_GETVOLUMEGUID, CsfInvoke failed "
+                        "with error = 0xe5150103."},
+                    {0, "GetDgVolumeGuidW() failed, error=(0x14)"},
+                    {6, "Exiting GetVolumeGuidW"}});
+    });
+}
+
+// A lookup's failure is told at once.
+TEST_F(VolumeGuid, ADropDuringTheLookup) {
+    at_every_threshold([&] {
+        set_faults(R"([{"object": "gone", "property": "Name", "drop": true}])");
+        EXPECT_EQ(get(L"nowhere", nullptr, L"dev1", guid), 1u);
+        expect_log({{6, "Entering GetVolumeGuidW"},
+                    {0, "GetDgObjIdByName() failed , DG_TYPENAME not found in OPAL, error=(0x1)"},
+                    {0, "GetDgGuidfromOpal(): GetDgObjIdByName() failed, error=(0x1)"},
+                    {6, "GetDgVolumeGuidW():GetDgGuidfromOpal failed, error=(0x1)"}});
+    });
+}
+
+// Without an output set the service is asked all the same. Its failure then stays
+// what it is and has no line of its own, and its success hands nothing out.
+TEST_F(VolumeGuid, NoOutputSet) {
+    const std::string no_set =
+        R"([{"function": "PsCreatePropset", "call": 2, "status": "0xc1000102"})";
+    at_every_threshold([&] {
+        set_faults(no_set + R"(, {"minor": 11, "status": "0xe5150103"}])");
+        EXPECT_EQ(get(nullptr, "guid-1", L"dev1", guid), 0xe5150103u);
+        expect_calls({cluster_service(), ask("", "guid-1", "dev1", "0xe5150103", "NULL")});
+        expect_log({{6, "Entering GetVolumeGuidW"},
+                    {0, "GetDgVolumeGuidW() failed, error=(0xe5150103)"},
+                    {6, "Exiting GetVolumeGuidW"}});
+    });
+    at_every_threshold([&] {
+        set_faults(no_set + R"(, {"minor": 11, "status": 0}])");
+        EXPECT_EQ(get(nullptr, "guid-1", L"dev1", guid), 0u);
+        EXPECT_EQ(guid, "untouched");
+        expect_log({{6, "Entering GetVolumeGuidW"}, {6, "Exiting GetVolumeGuidW"}});
+    });
+}
+
+// 64 characters fit, of the group's identifier and of the volume's.
+TEST_F(VolumeGuid, TheLongestIdentifiers) {
+    const std::string group(64, 'g');
+    const std::string fits(64, 'f');
+    const std::string too_long(65, 'l');
+    scenario = R"({"disk_groups": [{"name": "dg1", "dgid": ")" + group +
+               R"(", "type": 1, "imported": true, "volumes": [
+                   {"name": "v1", "device": "dev1", "guid": ")" +
+               fits + R"("}, {"name": "v2", "device": "dev2", "guid": ")" + too_long + R"("}]}]})";
+    once([&] {
+        for (const char* identifier : {group.c_str(), static_cast<const char*>(nullptr)}) {
+            EXPECT_EQ(get(L"dg1", identifier, L"dev1", guid), 0u);
+            EXPECT_EQ(guid, fits);
+            EXPECT_EQ(get(L"dg1", identifier, L"dev2", guid), 0x12u);
+            EXPECT_EQ(guid, "untouched");
+        }
+    });
+}
+
 TEST_F(VolumeGuid, NarrowForm) {
     at_every_threshold([&] {
         GuardedBuffer buffer(9);
