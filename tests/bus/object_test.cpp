@@ -1,7 +1,10 @@
 #include "object.h"
 
 #include "database.h"
+#include "interposer.h"
 #include "traces.h"
+
+#include <cstring>
 
 namespace {
 
@@ -43,6 +46,13 @@ class Objects : public ClassLayer {
         }
         return result;
     }
+    // Every object carries both words of the connection.
+    void expect_connected(const std::vector<CZtObject>& objects) const {
+        for (const CZtObject& one : objects) {
+            EXPECT_EQ(one.pair().connection, m_pair.connection);
+            EXPECT_EQ(one.pair().context, m_pair.context);
+        }
+    }
     using Names = std::vector<std::wstring>;
     ConnectionPair m_pair;
 };
@@ -51,8 +61,7 @@ TEST_F(Objects, AllOfATypeInTheServicesOrder) {
     std::vector<CZtObject> found;
     EXPECT_EQ(CZtDatabase::GetObjects(m_pair, disk_group_type, found), 0u);
     EXPECT_EQ(names(found), (Names{L"dg1", L"dg2"}));
-    EXPECT_EQ(found[0].pair().connection, m_pair.connection);
-    EXPECT_EQ(found[0].pair().context, m_pair.context);
+    expect_connected(found);
     // Appended.
     EXPECT_EQ(CZtDatabase::GetObjects(m_pair, disk_type, found), 0u);
     EXPECT_EQ(names(found), (Names{L"dg1", L"dg2", L"disk1"}));
@@ -62,14 +71,29 @@ TEST_F(Objects, AllOfATypeInTheServicesOrder) {
 
 TEST_F(Objects, AFailedQueryIsTracedAndReturned) {
     std::vector<CZtObject> found;
+    found.push_back(object("v1"));
     faults(R"([{"function": "DbGetObjects", "status": "0xc1000001"}])");
     EXPECT_EQ(CZtDatabase::GetObjects(m_pair, disk_group_type, found), 0xc1000001u);
-    EXPECT_TRUE(found.empty());
+    EXPECT_EQ(names(found), Names{L"v1"});
     EXPECT_EQ(traces, Texts{"5 WARNING: c1000001 in CZtDatabase::GetObjects() call to DbGetObjects "
                             "for all objects of type tamo_ztvm_diskgroup failed"});
     // Informational statuses are successes.
     faults(R"([{"function": "DbGetObjects", "after": "0x41000012"}])");
     EXPECT_EQ(CZtDatabase::GetObjects(m_pair, disk_group_type, found), 0x41000012u);
+    EXPECT_EQ(names(found), (Names{L"v1", L"dg1", L"dg2"}));
+}
+
+TEST_F(Objects, AFailedQueryByTextIsReturnedOnly) {
+    std::vector<CZtObject> found;
+    found.push_back(object("v1"));
+    const wchar_t query[] = L"SELECT FROM tamo_ztvm_volume where \"DEVICE NAME\" EQ dev2";
+    faults(R"([{"function": "DbGetObjectsByQuery", "status": "0xc1000106"}])");
+    EXPECT_EQ(CZtDatabase::GetObjectsByQuery(m_pair, query, found), 0xc1000106u);
+    EXPECT_EQ(names(found), Names{L"v1"});
+    EXPECT_EQ(traces, Texts{});
+    faults(R"([{"function": "DbGetObjectsByQuery", "after": "0x41000012"}])");
+    EXPECT_EQ(CZtDatabase::GetObjectsByQuery(m_pair, query, found), 0x41000012u);
+    EXPECT_EQ(names(found), (Names{L"v1", L"v2"}));
 }
 
 TEST_F(Objects, QueriesInsertTheValueBare) {
@@ -80,8 +104,21 @@ TEST_F(Objects, QueriesInsertTheValueBare) {
     std::vector<CZtObject> found;
     EXPECT_EQ(CZtDatabase::GetObjectsByQuery(m_pair, text.c_str(), found), 0u);
     EXPECT_EQ(names(found), Names{L"v1"});
+    expect_connected(found);
     EXPECT_TRUE(text.format("t", "p", L"a \"quoted\" value"));
     EXPECT_STREQ(text.c_str(), L"SELECT FROM t where \"p\" EQ a \"quoted\" value");
+}
+
+TEST_F(Objects, QuotesInAValueReachTheService) {
+    object("v1").AddProperty(CZtProperty("DEVICE NAME", L"a \"b\" c"));
+    QueryText text;
+    ASSERT_TRUE(text.format(volume_type, "DEVICE NAME", L"a \"b\" c"));
+    std::vector<CZtObject> found;
+    EXPECT_EQ(calls_of([&] { CZtDatabase::GetObjectsByQuery(m_pair, text.c_str(), found); },
+                       LAB_RECORD_SERVICE),
+              Texts{R"(DbGetObjectsByQuery "SELECT FROM tamo_ztvm_volume where \"DEVICE NAME\" )"
+                    R"(EQ a \"b\" c" -> 0x0 [@v1])"});
+    EXPECT_EQ(found.size(), 1u);
 }
 
 TEST_F(Objects, AQueryThatDoesNotFitIsRefused) {
@@ -124,12 +161,52 @@ TEST_F(Objects, AbsentAndMistypedProperties) {
                      "TYPE_UINT32"}));
 }
 
+TEST_F(Objects, APropertyThatFailsForAnotherReason) {
+    const CZtObject group = object("dg1");
+    std::uint32_t value = 42;
+    BusProperty property;
+    faults(R"([{"function": "ObGetProperty", "status": "0xc1000001"}])");
+    EXPECT_FALSE(group.GetProp("LDM DG TYPE", property, true));
+    EXPECT_FALSE(group.GetProp("LDM DG TYPE", value, true));
+    EXPECT_EQ(traces, Texts{});
+    EXPECT_EQ(thrown_by([&] { group.GetProp("LDM DG TYPE", property); }), 0xc1000001u);
+    EXPECT_EQ(thrown_by([&] { group.GetProp("LDM DG TYPE", value); }), 0xc1000001u);
+    EXPECT_EQ(value, 42u);
+    const std::string line =
+        "4 clusapiprov: ERROR: CZtObject::GetProp() : Unable to find property LDM DG TYPE";
+    EXPECT_EQ(traces, (Texts{line, line}));
+    traces.clear();
+    faults(R"([{"function": "ObGetProperty", "after": "0x41000012"}])");
+    EXPECT_TRUE(group.GetProp("LDM DG TYPE", value));
+    EXPECT_EQ(value, 2u);
+    EXPECT_EQ(traces, Texts{});
+}
+
 TEST_F(Objects, Shortcuts) {
     const CZtObject group = object("dg1");
     EXPECT_EQ(group.Name(), L"dg1");
-    EXPECT_EQ(group.NameI18N().name, "n");
     EXPECT_EQ(group.State(), 9u);
-    EXPECT_EQ(group.StateDescription().message_id, 2u);
+    const ZtI18n name = group.NameI18N();
+    EXPECT_EQ(name.message_id, 1u);
+    EXPECT_EQ(name.name, "n");
+    EXPECT_EQ(name.catalog, "c");
+    const ZtI18n description = group.StateDescription();
+    EXPECT_EQ(description.message_id, 2u);
+    EXPECT_EQ(description.name, "s");
+    EXPECT_EQ(description.catalog, "d");
+}
+
+TEST_F(Objects, ShortcutsToWhatIsAbsent) {
+    const CZtObject group = object("dg1");
+    faults(R"([{"function": "ObGetProperty", "status": "0xc100003a"}])");
+    EXPECT_EQ(thrown_by([&] { group.Name(); }), 0xc100003au);
+    EXPECT_EQ(thrown_by([&] { group.NameI18N(); }), 0xc100003au);
+    EXPECT_EQ(thrown_by([&] { group.State(); }), 0xc100003au);
+    EXPECT_EQ(thrown_by([&] { group.StateDescription(); }), 0xc100003au);
+    const std::string line =
+        "4 clusapiprov: ERROR: CZtObject::GetProp() : Unable to find property ";
+    EXPECT_EQ(traces,
+              (Texts{line + "Name", line + "NameI18N", line + "State", line + "StateDescription"}));
 }
 
 TEST_F(Objects, TypePropertiesChildrenAndParents) {
@@ -148,10 +225,11 @@ TEST_F(Objects, TypePropertiesChildrenAndParents) {
     children.clear();
     group.GetChildObjects(children, volume_type);
     EXPECT_EQ(names(children), (Names{L"v1", L"v2"}));
-    EXPECT_EQ(children[0].pair().connection, m_pair.connection);
+    expect_connected(children);
     std::vector<CZtObject> parents;
     children[0].GetParentObjects(disk_group_type, parents);
     EXPECT_EQ(names(parents), Names{L"dg1"});
+    expect_connected(parents);
     children[0].GetParentObjects(disk_type, parents);
     EXPECT_EQ(parents.size(), 1u);
 }
@@ -159,8 +237,10 @@ TEST_F(Objects, TypePropertiesChildrenAndParents) {
 TEST_F(Objects, CallsThatFailAreTracedAndThrown) {
     CZtObject group = object("dg1");
     std::vector<CZtObject> found;
-    std::string type;
+    found.push_back(object("v1"));
+    std::string type = "as it was";
     CZtTempPropertySet properties;
+    properties.AddProp("own", "as it was");
     const opal_property raw = {"raw", TYPE_STR, 1, 2, "x"};
     faults(R"([{"status": "0xc1000001"}])");
     EXPECT_EQ(thrown_by([&] { group.AddProperty(CZtProperty("p", true)); }), 0xc1000001u);
@@ -182,19 +262,26 @@ TEST_F(Objects, CallsThatFailAreTracedAndThrown) {
                "4 clusapiprov: ERROR: in CZtObject::GetChildObjects() ObGetChildObjects() failed",
                "4 clusapiprov: ERROR: in CZtObject::GetParentObjects(tamo_ztvm_disk) "
                "ObGetParentObjects() failed"}));
+    faults(nullptr);
+    EXPECT_EQ(type, "as it was");
+    Texts keys;
+    properties.GetKeys(keys);
+    EXPECT_EQ(keys, Texts{"own"});
+    EXPECT_EQ(names(found), Names{L"v1"});
 }
 
 TEST_F(Objects, ASuccessThatHandsOutNothing) {
     const CZtObject group = object("dg1");
     std::vector<CZtObject> found;
-    std::string type;
+    std::string type = "as it was";
     std::uint32_t value = 42;
     faults(R"([{"nothing": true}])");
     EXPECT_EQ(CZtDatabase::GetObjects(m_pair, disk_group_type, found), 0u);
     group.GetChildObjects(found);
     EXPECT_TRUE(found.empty());
-    EXPECT_NE(thrown_by([&] { group.GetType(type); }), 0u);
-    EXPECT_NE(thrown_by([&] { group.GetProp("LDM DG TYPE", value); }), 0u);
+    EXPECT_EQ(thrown_by([&] { group.GetType(type); }), 0xc100003au);
+    EXPECT_EQ(type, "as it was");
+    EXPECT_EQ(thrown_by([&] { group.GetProp("LDM DG TYPE", value); }), 0xc100003au);
     EXPECT_EQ(value, 42u);
 }
 
@@ -208,14 +295,55 @@ TEST_F(Objects, Deletion) {
 
 TEST_F(Objects, TheNullObjectIsNotDeleted) {
     CZtObject none;
-    LabRecorderStart(LAB_RECORD_SERVICE);
-    EXPECT_EQ(thrown_by([&] { none.Destroy(); }), 0xc1000010u);
-    LabRecorderStop();
-    char calls[64];
-    LabRecorderText(calls, sizeof calls);
-    EXPECT_STREQ(calls, "");
+    std::uint32_t thrown = 0;
+    EXPECT_EQ(calls_of([&] { thrown = thrown_by([&] { none.Destroy(); }); }, LAB_RECORD_SERVICE),
+              Texts{});
+    EXPECT_EQ(thrown, 0xc1000010u);
     EXPECT_EQ(traces, Texts{"6 clusapiprov: ERROR: in CZtObject::Destroy(), Cannot destroy a null "
                             "object."});
+}
+
+// What the null id is, only the bus knows.
+TEST_F(Objects, TheBusTellsTheNullObject) {
+    const opal_objid null_id{};
+    const auto same = [](const opal_objid* left, const opal_objid& right) {
+        return std::memcmp(left, &right, sizeof right) == 0;
+    };
+    CZtObject group = object("dg2");
+    CZtObject none(m_pair, null_id);
+    std::uint32_t thrown = 0;
+    {
+        support::StandIn<decltype(ObCompareId)> compare(
+            class_layer(), "ObCompareId", [&](const opal_objid* left, const opal_objid* right) {
+                EXPECT_TRUE((same(left, group.id()) && same(right, null_id)) ||
+                            (same(right, group.id()) && same(left, null_id)));
+                return 0;
+            });
+        EXPECT_EQ(
+            calls_of([&] { thrown = thrown_by([&] { group.Destroy(); }); }, LAB_RECORD_SERVICE),
+            Texts{});
+        EXPECT_EQ(compare.calls(), 1u);
+    }
+    EXPECT_EQ(thrown, 0xc1000010u);
+    EXPECT_EQ(traces, Texts{"6 clusapiprov: ERROR: in CZtObject::Destroy(), Cannot destroy a null "
+                            "object."});
+    // Any value but 0 tells that the ids differ.
+    for (const std::int32_t other : {1, -1}) {
+        support::StandIn<decltype(ObCompareId)> compare(class_layer(), "ObCompareId",
+                                                        [other](auto...) { return other; });
+        faults(R"([{"function": "ObDeleteObject", "status": "0xc1000104"}])");
+        EXPECT_EQ(
+            calls_of([&] { thrown = thrown_by([&] { none.Destroy(); }); }, LAB_RECORD_SERVICE),
+            Texts{"ObDeleteObject @null -> 0xc1000104"});
+        EXPECT_EQ(thrown, 0xc1000104u);
+    }
+}
+
+TEST_F(Objects, DeletionReturnsAnInformationalStatus) {
+    CZtObject group = object("dg2");
+    faults(R"([{"function": "ObDeleteObject", "after": "0x41000012"}])");
+    EXPECT_EQ(group.Destroy(), 0x41000012u);
+    EXPECT_EQ(traces, Texts{});
 }
 
 TEST_F(Objects, TheTransactionGoesWithTheObject) {

@@ -229,17 +229,6 @@ TEST_F(PropertySets, ValuesThatLieAreRefused) {
     EXPECT_EQ(numbers, std::vector<std::uint32_t>{9});
 }
 
-TEST_F(PropertySets, NoMemoryForBytes) {
-    CZtTempPropertySet set;
-    set.AddProperty(CZtProperty("BINARY", "abc", 3));
-    ZtBinary value;
-    faults(R"([{"function": "_ZtAlloc", "nothing": true}])");
-    EXPECT_NE(thrown_by([&] { set.GetProp("BINARY", value); }), 0u);
-    EXPECT_EQ(traces,
-              Texts{"4 clusapiprov: ERROR: CZtPropertySet::GetProp(TYPE_BINARY) : Unable to "
-                    "allocate 3 memory for property BINARY"});
-}
-
 TEST_F(PropertySets, SetsThatCannotBeMadeOrDestroyed) {
     faults(R"([{"function": "PsCreatePropset", "status": "0xc1000102"}])");
     EXPECT_EQ(thrown_by([] { CZtPropertySet().Create(); }), 0xc1000102u);
@@ -315,26 +304,6 @@ TEST_F(PropertySets, SettingTheSameValueTwiceIsASuccess) {
     EXPECT_EQ(traces, Texts{"4 clusapiprov: ERROR: CZtPropertySet::SetProperty(CZtProperty) Failed "
                             "to set property n, setting a property to the same value twice is "
                             "invalid."});
-}
-
-TEST_F(PropertySets, Keys) {
-    CZtTempPropertySet set;
-    set.AddProp("b", "x");
-    set.AddProp("a", L"y");
-    Texts names;
-    set.GetKeys(names);
-    EXPECT_EQ(names, (Texts{"b", "a"}));
-
-    const CZtPropertySet none;
-    EXPECT_NE(thrown_by([&] { none.GetKeys(names); }), 0u);
-    faults(R"([{"function": "PsOpenPropset", "status": "0xc1000101"}])");
-    EXPECT_EQ(thrown_by([&] { set.GetKeys(names); }), 0xc1000101u);
-    faults(R"([{"function": "PsFindNextProperty", "call": 2, "status": "0xc1000102"}])");
-    EXPECT_EQ(thrown_by([&] { set.GetKeys(names); }), 0xc1000102u);
-    EXPECT_EQ(traces, (Texts{"4 clusapiprov: ERROR: in CZtPropertySet::GetKeys() Attempt to get "
-                             "keys on NULL propset failed",
-                             "4 clusapiprov: ERROR: in CZtPropertySet::GetKeys() PsOpenPropset() "
-                             "failed"}));
 }
 
 }  // namespace

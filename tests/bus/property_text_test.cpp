@@ -1,5 +1,6 @@
 #include "property_set.h"
 
+#include "interposer.h"
 #include "traces.h"
 
 namespace {
@@ -89,6 +90,90 @@ TEST_F(PropertyText, AbsentProperties) {
     EXPECT_EQ(thrown_by([&] { set.ToString(text, "p"); }), 0xc100003au);
     EXPECT_EQ(traces, Texts{"4 clusapiprov: ERROR: CZtPropertySet::ToString(propId), property (p) "
                             "doesn't exist in this property set, and isOptionalProp=opal_false."});
+}
+
+TEST_F(PropertyText, AnyFailureOfTheBusIsPassedOn) {
+    CZtTempPropertySet set;
+    set.AddProp("p", "text");
+    std::string text = "as it was";
+    faults(R"([{"function": "PsFindProperty", "status": "0xc1000101"}])");
+    EXPECT_FALSE(set.ToString(text, "p", true));
+    EXPECT_EQ(traces, Texts{});
+    EXPECT_EQ(thrown_by([&] { set.ToString(text, "p"); }), 0xc1000101u);
+    EXPECT_EQ(text, "as it was");
+    EXPECT_EQ(traces, Texts{"4 clusapiprov: ERROR: CZtPropertySet::ToString(propId), property (p) "
+                            "doesn't exist in this property set, and isOptionalProp=opal_false."});
+    traces.clear();
+    faults(R"([{"function": "PsFindProperty", "after": "0x41000013"}])");
+    EXPECT_TRUE(set.ToString(text, "p"));
+    EXPECT_EQ(text, "text");
+}
+
+TEST_F(PropertyText, NothingToShow) {
+    EXPECT_EQ(text_of(true, ""), "(TYPE_STR) ");
+    EXPECT_EQ(text_of(true, static_cast<const void*>(""), 0u), "(TYPE_BINARY) ");
+    EXPECT_EQ(text_of(true, TYPE_UINT32Z, static_cast<const void*>(nullptr), 0u, 0u),
+              "(TYPE_UINT32Z) {}");
+    EXPECT_EQ(text_of(false, TYPE_STRZ, static_cast<const void*>(nullptr), 0u, 0u), "{}");
+    const CZtTempPropertySet nested;
+    EXPECT_EQ(text_of(true, nested.handle()), "(TYPE_PROPSET) {}");
+}
+
+class UnreadableText : public PropertyText {
+  protected:
+    // Wants a property, optional or not, to throw that status and leave the text.
+    template <class... Value>
+    static void expect_thrown(std::uint32_t status, const Value&... value) {
+        CZtTempPropertySet set;
+        set.AddProperty(CZtProperty("p", value...));
+        std::string text = "as it was";
+        EXPECT_EQ(thrown_by([&] { set.ToString(text, "p", false, true); }), status);
+        EXPECT_EQ(thrown_by([&] { set.ToString(text, "p", true, false); }), status);
+        EXPECT_EQ(text, "as it was");
+    }
+};
+
+TEST_F(UnreadableText, ATypeThatIsNone) {
+    support::StandIn<decltype(PsFindProperty)> find(
+        class_layer(), "PsFindProperty", [&](auto set, auto name, auto* property) {
+            const opal_status status = find.real(set, name, property);
+            property->type = 99;
+            return status;
+        });
+    expect_thrown(0xc100003a, "text");
+    EXPECT_EQ(find.calls(), 2u);
+}
+
+TEST_F(UnreadableText, AValueThatLies) {
+    faults(R"([{"function": "PsFindProperty", "lie": "unterminated"}])");
+    expect_thrown(0xc100003a, "text");
+    faults(R"([{"function": "PsFindProperty", "lie": "null"}])");
+    expect_thrown(0xc100003a, std::uint32_t{1});
+    faults(R"([{"function": "PsFindProperty", "nothing": true}])");
+    expect_thrown(0xc100003a, "text");
+}
+
+TEST_F(UnreadableText, TextsThatAreNotInTheCodePage) {
+    expect_thrown(0xc100003a, not_in_the_code_page);
+    const wchar_t* const texts[] = {L"a", not_in_the_code_page};
+    expect_thrown(0xc100003a, TYPE_WSTRZ, static_cast<const void*>(texts), 2u,
+                  static_cast<std::uint32_t>(sizeof texts));
+    opal_insertion insertions[] = {{nullptr, not_in_the_code_page}};
+    expect_thrown(0xc100003a, opal_i18n_format{"%1", 1, insertions});
+}
+
+TEST_F(UnreadableText, NoMemoryForAGuid) {
+    faults(R"([{"function": "ZtGUIDToString", "nothing": true}])");
+    expect_thrown(0xc1000102, some_guid);
+    expect_thrown(0xc1000102, opal_objid{});
+}
+
+TEST_F(UnreadableText, ANestedSetThatCannotBeCopiedOrWalked) {
+    const CZtTempPropertySet nested;
+    faults(R"([{"function": "PsCopyPropset", "status": "0xc1000103"}])");
+    expect_thrown(0xc1000103, nested.handle());
+    faults(R"([{"function": "PsOpenPropset", "status": "0xc1000101"}])");
+    expect_thrown(0xc1000101, nested.handle());
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -43,6 +44,15 @@ class ClassLayer : public testing::Test {
 
 using Texts = std::vector<std::string>;
 
+// Above the code page of the lab node, which is 1252.
+inline constexpr wchar_t not_in_the_code_page[] = L"\x4e2d";
+
+// The class layer is linked into this program: its calls of the bus are imports
+// of the program.
+inline HMODULE class_layer() {
+    return GetModuleHandleW(nullptr);
+}
+
 // The status that a piece of code throws; 0 when it throws none.
 template <class Code> std::uint32_t thrown_by(Code&& code) {
     try {
@@ -51,6 +61,22 @@ template <class Code> std::uint32_t thrown_by(Code&& code) {
         return status;
     }
     return 0;
+}
+
+// What a piece of code calls of the bus, as the recorder writes it down.
+template <class Code> Texts calls_of(Code&& code, int what = LAB_RECORD_ALL) {
+    LabRecorderStart(what);
+    code();
+    LabRecorderStop();
+    std::string text(LabRecorderText(nullptr, 0), '\0');
+    LabRecorderText(text.data(), text.size());
+    text.pop_back();
+    Texts lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) {
+        lines.push_back(line);
+    }
+    return lines;
 }
 
 }  // namespace bus_test

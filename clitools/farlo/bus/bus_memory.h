@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <span>
+#include <utility>
 
 namespace farlo {
 
@@ -51,6 +52,8 @@ class BusProperty {
         return &m_property;
     }
     const opal_property& get() const { return m_property; }
+
+    void swap(BusProperty& other) noexcept { std::swap(m_property, other.m_property); }
 
     void free() {
         if (m_property.name != nullptr || m_property.value != nullptr) {

@@ -171,15 +171,20 @@ void CZtPropertySet::GetKeys(std::vector<std::string>& names) const {
                 "%S: ERROR: in CZtPropertySet::GetKeys() PsOpenPropset() failed", provider_name);
         throw opened;
     }
+    std::vector<std::string> keys;
     for (;;) {
         BusProperty property;
         const std::uint32_t status = PsFindNextProperty(m_set, property.receive());
         if (status == ZTERROR_END_OF_SET) {
-            return;
+            break;
         }
         throw_on_failure(status);
-        names.emplace_back(property.get().name);
+        if (property.get().name == nullptr) {
+            throw ZTERROR_PROPERTY;  // a success that handed out nothing
+        }
+        keys.emplace_back(property.get().name);
     }
+    names = std::move(keys);
 }
 
 // ------------------------------------------------------ CZtTempPropertySet

@@ -103,6 +103,8 @@ class CZtPropertySet : public CZtPropertySetBase {
     // 0, or the informational status of the bus; a set that has that value
     // already counts as 0.
     std::uint32_t SetProperty(const CZtProperty& property);
+    // The names of all properties, in their order, in place of what the vector
+    // held; it stays as it was when the walk fails.
     void GetKeys(std::vector<std::string>& names) const;
 
     // One property as text; with its type in front when `with_type` is set.

@@ -1,6 +1,7 @@
 // CZtPropertySet::ToString: one property as a person reads it.
 #include "i18n_text.h"
 #include "property_set.h"
+#include "status.h"
 #include "trace.h"
 #include "type_names.h"
 
@@ -167,8 +168,10 @@ std::string render_value(const opal_property& property) {
 
 bool CZtPropertySet::ToString(std::string& text, const char* name, bool optional,
                               bool with_type) const {
+    // Not by FindProperty: its trace would tell of the same failure a second time.
     BusProperty property;
-    if (!FindProperty(name, property, true)) {
+    const std::uint32_t status = PsFindProperty(m_set, name, property.receive());
+    if (is_failure(status)) {
         if (optional) {
             return false;
         }
@@ -176,7 +179,7 @@ bool CZtPropertySet::ToString(std::string& text, const char* name, bool optional
                 "%S: ERROR: CZtPropertySet::ToString(propId), property (%s) doesn't exist in this "
                 "property set, and isOptionalProp=opal_false.",
                 provider_name, name);
-        throw ZTERROR_PROPERTY;
+        throw status;
     }
     const char* label = with_type ? names_of_type(property.get().type).label : "";
     text = label + render_value(property.get());

@@ -70,12 +70,16 @@ void convert(const opal_i18n& raw, ZtI18n& value) {
     value = {raw.message_id, pointed_text(raw.name), pointed_text(raw.catalog)};
 }
 void convert(const opal_i18n_format& raw, ZtI18nFormat& value) {
-    value = {pointed_text(raw.specification), {}};
-    for (std::uint32_t i = 0; raw.insertions != nullptr && i < raw.insertion_count; ++i) {
-        const opal_insertion& insertion = raw.insertions[i];
-        value.insertions.push_back(insertion.wide_text != nullptr ? narrow(insertion.wide_text)
-                                                                  : pointed_text(insertion.text));
+    if (raw.insertion_count != 0 && raw.insertions == nullptr) {
+        throw ZTERROR_PROPERTY;
     }
+    ZtI18nFormat format{pointed_text(raw.specification), {}};
+    for (std::uint32_t i = 0; i < raw.insertion_count; ++i) {
+        const opal_insertion& insertion = raw.insertions[i];
+        format.insertions.push_back(insertion.wide_text != nullptr ? narrow(insertion.wide_text)
+                                                                   : pointed_text(insertion.text));
+    }
+    value = std::move(format);
 }
 void convert(std::int64_t raw, ZtTime& value) {
     value.value = raw;
@@ -121,9 +125,10 @@ void copy_sets(const opal_property& property, std::vector<CZtTempPropertySet>& v
 
 }  // namespace
 
-template <class Char> void TextProperty<Char>::attach() {
-    m_length = text_length<Char>(m_property.get());
-    m_text = static_cast<const Char*>(m_property.get().value);
+template <class Char> void TextProperty<Char>::take(BusProperty& property) {
+    m_length = text_length<Char>(property.get());
+    m_text = static_cast<const Char*>(property.get().value);
+    m_property.swap(property);
 }
 template class TextProperty<char>;
 template class TextProperty<wchar_t>;
@@ -156,7 +161,11 @@ void copy_value(const opal_property& property, std::wstring& value) {
     value = text<wchar_t>(property);
 }
 void copy_value(const opal_property& property, ZtBinary& value) {
-    if (property.size != 0 && property.value == nullptr) {
+    if (property.size == 0) {
+        value = {};
+        return;
+    }
+    if (property.value == nullptr) {
         throw ZTERROR_PROPERTY;
     }
     BusBlock<std::uint8_t> bytes(static_cast<std::uint8_t*>(_ZtAlloc(property.size)));
@@ -168,9 +177,7 @@ void copy_value(const opal_property& property, ZtBinary& value) {
             provider_name, property.size, property.name);
         throw ZTERROR_NO_MEMORY;
     }
-    if (property.size != 0) {
-        std::memcpy(bytes.get(), property.value, property.size);
-    }
+    std::memcpy(bytes.get(), property.value, property.size);
     value.bytes = std::move(bytes);
     value.size = property.size;
 }

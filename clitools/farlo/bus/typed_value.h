@@ -24,7 +24,7 @@ struct ZtTime {
     std::int64_t value = 0;
 };
 
-// A TYPE_BINARY value, copied into memory of the bus.
+// A TYPE_BINARY value, copied into memory of the bus; NULL when it is empty.
 struct ZtBinary {
     BusBlock<std::uint8_t> bytes;
     std::uint32_t size = 0;
@@ -51,9 +51,9 @@ template <class Char> class TextProperty {
     const Char* c_str() const { return m_text; }
     std::size_t length() const { return m_length; }
 
-    BusProperty& property() { return m_property; }
-    // Takes the characters of property(), whose tag has been tested.
-    void attach();
+    // Takes over a property whose tag has been tested; the one before goes. Throws
+    // ZTERROR_PROPERTY, and stays as it was, when the value is no text.
+    void take(BusProperty& property);
 
   private:
     BusProperty m_property;
@@ -131,24 +131,17 @@ void copy_value(const opal_property& property, std::vector<ZtTime>& value);
 // tells whether there is one; when there is none, `value` stays as it was.
 template <class T, class Find> bool read_typed(const char* name, T& value, Find&& find) {
     constexpr bool in_place = std::is_same_v<T, NarrowText> || std::is_same_v<T, WideText>;
-    const auto test_type = [name](BusProperty& property) {
-        const std::uint32_t type = property.get().type;
-        if (type != TypeTag<T>::tag && type != TypeTag<T>::also) {
-            reject_type(property, name, TypeTag<T>::tag);
-        }
-    };
+    BusProperty property;
+    if (!find(property)) {
+        return false;
+    }
+    const std::uint32_t type = property.get().type;
+    if (type != TypeTag<T>::tag && type != TypeTag<T>::also) {
+        reject_type(property, name, TypeTag<T>::tag);
+    }
     if constexpr (in_place) {
-        if (!find(value.property())) {
-            return false;
-        }
-        test_type(value.property());
-        value.attach();
+        value.take(property);
     } else {
-        BusProperty property;
-        if (!find(property)) {
-            return false;
-        }
-        test_type(property);
         copy_value(property.get(), value);
     }
     return true;
