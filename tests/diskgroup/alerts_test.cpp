@@ -11,6 +11,10 @@ std::atomic<int> resets{0};
 void reset_timeout() {
     ++resets;
 }
+std::atomic<int> other_resets{0};
+void reset_other_timeout() {
+    ++other_resets;
+}
 
 constexpr const char* names[] = {
     "event.alert.ztvm.ztvm.dg.import.success",
@@ -33,6 +37,7 @@ class Alerts : public FarloTest {
     // Delivers an alert on this thread; how often the callback ran.
     int deliver(const std::string& name) {
         resets = 0;
+        other_resets = 0;
         const opal_alert alert{name.c_str()};
         EXPECT_EQ(LabCmdDeliver(handle, &alert), ZTSTATUS_OK);
         return resets;
@@ -74,7 +79,10 @@ TEST_F(Alerts, AShorterNameIsIgnored) {
     once([&] {
         watch();
         for (const std::string name : names) {
-            EXPECT_EQ(deliver(name.substr(0, name.size() - 1)), 0) << name;
+            const std::string shorter = name.substr(0, name.size() - 1);
+            start_watching();
+            EXPECT_EQ(deliver(shorter), 0) << name;
+            expect_log({{6, "OpalEventHandler : Received alert " + shorter}});
         }
     });
 }
@@ -98,6 +106,16 @@ TEST_F(Alerts, ANullAlert) {
     });
 }
 
+TEST_F(Alerts, ANullAlertIsToldBeforeAMissingCallback) {
+    once([&] {
+        watch();
+        EXPECT_EQ(FARLO(RegisterForAlerts)(handle, nullptr), 0u);
+        start_watching();
+        EXPECT_EQ(LabCmdDeliver(handle, nullptr), ZTSTATUS_OK);
+        expect_log({{0, "Null alert event, exit OpalEventHandler"}});
+    });
+}
+
 TEST_F(Alerts, AnAlertWithoutAName) {
     once([&] {
         watch();
@@ -105,6 +123,7 @@ TEST_F(Alerts, AnAlertWithoutAName) {
         const opal_alert alert{nullptr};
         EXPECT_EQ(LabCmdDeliver(handle, &alert), ZTSTATUS_OK);
         EXPECT_EQ(resets, 0);
+        expect_log({{6, "OpalEventHandler : Received alert (null)"}});
     });
 }
 
@@ -156,28 +175,82 @@ TEST_F(Alerts, TheHandlesStatusIsReturnedAndClassified) {
     });
 }
 
+TEST_F(Alerts, AHandleThatIsNotConnected) {
+    at_every_threshold([&] {
+        watch();
+        disconnect();
+        EXPECT_EQ(FARLO(RegisterForAlerts)(handle, reset_other_timeout), 0xc1000103u);
+        expect_log({{0, "RegisterForAlerts() Failed hr=C1000103"}});
+    });
+}
+
+// There is one callback: the last, whatever became of its registration.
+TEST_F(Alerts, TheLastCallbackRuns) {
+    once([&] {
+        watch();
+        EXPECT_EQ(FARLO(RegisterForAlerts)(handle, reset_other_timeout), 0u);
+        EXPECT_EQ(deliver(names[0]), 0);
+        EXPECT_EQ(other_resets, 1);
+        LabCmdFailRegister(0xc1000101);
+        EXPECT_EQ(FARLO(RegisterForAlerts)(handle, reset_timeout), 0xc1000101u);
+        LabCmdFailRegister(0);
+        EXPECT_EQ(deliver(names[0]), 1);
+        EXPECT_EQ(other_resets, 0);
+        EXPECT_EQ(FARLO(RegisterForAlerts)(nullptr, reset_other_timeout), 0u);
+        EXPECT_EQ(deliver(names[0]), 0);
+        EXPECT_EQ(other_resets, 1);
+    });
+}
+
+TEST_F(Alerts, WithoutACallbackNothingIsRegistered) {
+    once([&] {
+        watch();
+        for (const opal_handle given : {handle, opal_handle{nullptr}}) {
+            SCOPED_TRACE(given);
+            EXPECT_EQ(FARLO(RegisterForAlerts)(handle, reset_timeout), 0u);
+            lab_cmd_calls before;
+            LabCmdGetCalls(&before);
+            start_watching();
+            EXPECT_EQ(FARLO(RegisterForAlerts)(given, nullptr), 0u);
+            expect_log({{0, "RegisterForAlerts() Failed"}});
+            lab_cmd_calls after;
+            LabCmdGetCalls(&after);
+            EXPECT_EQ(after.register_alerts, before.register_alerts);
+            start_watching();
+            EXPECT_EQ(deliver(names[0]), 0);
+            expect_log({{0, "OpalEventHandler : Reset time out callback is NULL"}});
+        }
+    });
+}
+
 // A callback that is cleared while an alert is on its way is not called.
 Interposer* release_lock;
 RegisterForAlerts_fn register_for_alerts;
-int releases;
+int lines_until_cleared;
 void WINAPI clear_then_leave(SRWLOCK* lock) {
     release_lock->original<void WINAPI(SRWLOCK*)>()(lock);
-    // After the line that tells of the alert.
-    if (++releases == 1) {
+    if (--lines_until_cleared == 0) {
         register_for_alerts(nullptr, nullptr);
     }
 }
 
 TEST_F(Alerts, ACallbackClearedInBetweenIsNotCalled) {
-    once([&] {
-        watch();
+    const auto deliver_cleared_behind = [&](int lines) {
+        ASSERT_EQ(FARLO(RegisterForAlerts)(handle, reset_timeout), 0u);
+        start_watching();
         register_for_alerts = dll().entry<RegisterForAlerts_fn>("RegisterForAlerts");
-        releases = 0;
+        lines_until_cleared = lines;
         Interposer interposer(dll().module(), "ReleaseSRWLockExclusive", clear_then_leave);
         release_lock = &interposer;
         EXPECT_EQ(deliver(names[0]), 0);
-        expect_log({{6, std::string("OpalEventHandler : Received alert ") + names[0]},
-                    {0, "RegisterForAlerts() Failed"}});
+    };
+    const Expected received = {6, std::string("OpalEventHandler : Received alert ") + names[0]};
+    const Expected cleared = {0, "RegisterForAlerts() Failed"};
+    once([&] {
+        deliver_cleared_behind(1);
+        expect_log({received, cleared});
+        deliver_cleared_behind(2);
+        expect_log({received, {6, "OpalEventHandler : Reset time"}, cleared});
     });
 }
 

@@ -128,16 +128,26 @@ typedef uint32_t (*UnInitializeClusterW_fn)(opal_handle handle);
 
 /* ------------------------------------------------------------------ alerts */
 
-/* Called, without arguments, whenever the service reports that an import or a
- * deport of a disk group finished, so that the agent can reset a time-out of
- * its own. Runs on a thread of the command library. */
+/* Called, without arguments, so that the agent can reset a time-out of its own:
+ * on a thread of the command library whenever the service reports that an import
+ * or a deport of a disk group finished, and by OnlineVolA and OnlineVolW, on the
+ * thread that called them, behind each interval of their wait for the cluster
+ * volume manager to start. Must not let an exception out: nothing above it on a
+ * thread of the command library catches one. */
 typedef void (*farlo_reset_timeout)(void);
 
 /*
- * Registers the process's callback, in place of the one before, for the alerts
- * of a handle. NULL clears it. With a NULL handle or callback nothing more is
- * registered and the result is 0; otherwise the result is the command
- * library's.
+ * Stores the callback of the process, in place of the one before, and registers
+ * for the alerts of a handle. There is one callback: alerts of every handle that
+ * was registered before run the new one too. The result is the command library's;
+ * the callback stays stored when that is a failure.
+ *
+ * With a NULL handle nothing is registered and the result is 0; the callback is
+ * stored, and the next fresh connection registers it (ValidateClusterW).
+ *
+ * With a NULL callback the one before is cleared and the result is 0. No handle's
+ * registration is withdrawn: each later alert runs nothing and writes an error
+ * line (level 0) to the trace log.
  */
 uint32_t RegisterForAlerts(opal_handle handle, farlo_reset_timeout callback);
 typedef uint32_t (*RegisterForAlerts_fn)(opal_handle handle, farlo_reset_timeout callback);

@@ -70,10 +70,14 @@ void OpalEventHandler(const opal_alert* alert, void* /*connection*/, void* /*res
     if (alert->name == nullptr || !resets_timeout(alert->name)) {
         return;
     }
-    // Read again: the agent may have cleared it meanwhile.
+    // Read again, and once more behind the line: the agent may have cleared it
+    // meanwhile.
+    if (reset_timeout == nullptr) {
+        return;
+    }
+    log(6, L"OpalEventHandler : Reset time");
     const AlertTimeoutCallback callback = reset_timeout;
     if (callback != nullptr) {
-        log(6, L"OpalEventHandler : Reset time");
         callback();
     }
 }
