@@ -125,7 +125,9 @@ TEST_F(Rollover, AStepThatFailsLosesTheLineAndNothingElse) {
     lose(CreateFileA, "CreateFileA", {.call = 3, .last_error = denied}, INVALID_HANDLE_VALUE, true);
     lose(CreateFileA, "CreateFileA", {.call = 4, .last_error = denied}, INVALID_HANDLE_VALUE,
          false);
-    // Made new only where there is none.
+    // Made new only where there is none, and not for another reason.
+    lose(CreateFileA, "CreateFileA", {.call = 3, .last_error = denied}, INVALID_HANDLE_VALUE, true,
+         false);
     lose(CreateFileA, "CreateFileA", {.call = 3, .last_error = ERROR_FILE_NOT_FOUND},
          INVALID_HANDLE_VALUE, true);
     lose(CreateFileA, "CreateFileA", {.call = 4, .last_error = denied}, INVALID_HANDLE_VALUE, true,
@@ -172,6 +174,29 @@ TEST_F(Rollover, OpensItsFilesAsItMust) {
     EXPECT_EQ(CALL(dll, OfflineDgW)(nullptr, L"a", nullptr, 0), 100u);
     EXPECT_EQ(dispositions, (std::vector<DWORD>{OPEN_ALWAYS, OPEN_EXISTING, TRUNCATE_EXISTING,
                                                 CREATE_NEW, TRUNCATE_EXISTING}));
+}
+
+// When the log is emptied nobody holds the older generation any more: a reader
+// that shares it with no writer may have it.
+TEST_F(Rollover, ClosesTheOlderGenerationBeforeItEmptiesTheLog) {
+    make_log(limit);
+    FarloDll dll;
+    int emptied = 0;
+    StandIn<decltype(CreateFileA)> open(
+        dll.module(), "CreateFileA",
+        [&](const char* path, DWORD access, DWORD share, SECURITY_ATTRIBUTES* security,
+            DWORD disposition, DWORD flags, HANDLE pattern) {
+            if (disposition == TRUNCATE_EXISTING && log == std::filesystem::path(path)) {
+                ++emptied;
+                const HANDLE reader = CreateFileW(older.c_str(), GENERIC_READ, FILE_SHARE_READ,
+                                                  nullptr, OPEN_EXISTING, 0, nullptr);
+                EXPECT_NE(reader, INVALID_HANDLE_VALUE);
+                CloseHandle(reader);
+            }
+            return open.real(path, access, share, security, disposition, flags, pattern);
+        });
+    write_lines(dll, L"x");
+    EXPECT_EQ(emptied, 1);
 }
 
 }  // namespace

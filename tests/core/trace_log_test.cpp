@@ -1,6 +1,7 @@
 // Lines of the trace log: what is written, when, and what a failing call loses.
 #include "trace_log_fixture.h"
 
+#include <algorithm>
 #include <clocale>
 
 namespace {
@@ -58,7 +59,7 @@ TEST_F(Log, ATraceLevelOfAnotherTypeIsIgnored) {
 }
 
 TEST_F(Log, AnyNumberIsAThreshold) {
-    for (const DWORD level : {6u, 7u, 0x7FFFFFFFu, 0xFFFFFFFFu}) {
+    for (const DWORD level : {6u, 7u, 0x100u, 0x10000u, 0x7FFFFFFFu, 0xFFFFFFFFu}) {
         environment().set_trace_level(level);
         environment().remove_logs();
         FarloDll dll;
@@ -131,6 +132,54 @@ TEST_F(Log, TheLastMessageThatFitsIsWhole) {
         write_lines(dll, std::wstring(name, L'n'));
         EXPECT_EQ(texts(log)[0] == first_line(std::string(name, 'n')), extra == 0);
     }
+}
+
+// A path that cannot be told: the level is not even read, so that only lines of
+// level 0 are tried, and no path is left to write them to.
+TEST_F(Log, AnExpansionThatFailsStopsTheSetUp) {
+    environment().set_trace_level(6);
+    for (const DWORD result : {0u, 261u, 1000u}) {
+        SCOPED_TRACE(result);
+        std::vector<std::string> opened;
+        std::unique_ptr<StandIn<decltype(ExpandEnvironmentStringsA)>> expand;
+        std::unique_ptr<StandIn<decltype(CreateFileA)>> open;
+        FarloDll dll([&](HMODULE module) {
+            expand = std::make_unique<StandIn<decltype(ExpandEnvironmentStringsA)>>(
+                module, "ExpandEnvironmentStringsA",
+                [&](const char* text, char* path, DWORD capacity) -> DWORD {
+                    EXPECT_STREQ(text, R"(%VMPATH%logs\farlo.log)");
+                    EXPECT_EQ(capacity, 260u);
+                    std::fill_n(path, capacity, 'x');
+                    return result;
+                });
+            open = std::make_unique<StandIn<decltype(CreateFileA)>>(
+                module, "CreateFileA", [&](const char* path, auto...) -> HANDLE {
+                    opened.emplace_back(path);
+                    return INVALID_HANDLE_VALUE;
+                });
+        });
+        EXPECT_EQ(expand->calls(), 1u);
+        write_lines(dll, L"dropped");
+        EXPECT_EQ(CALL(dll, OfflineDgW)(nullptr, L"a", nullptr, 0), 100u);
+        EXPECT_EQ(opened, (std::vector<std::string>{"", "", ""}));
+    }
+}
+
+// An account that may only read the setting has it.
+TEST_F(Log, TheLevelIsOpenedForReadingOnly) {
+    environment().set_trace_level(6);
+    std::vector<REGSAM> asked;
+    std::unique_ptr<StandIn<decltype(RegOpenKeyExA)>> open;
+    FarloDll dll([&](HMODULE module) {
+        open = std::make_unique<StandIn<decltype(RegOpenKeyExA)>>(
+            module, "RegOpenKeyExA",
+            [&](HKEY root, const char* name, DWORD options, REGSAM access, HKEY* key) {
+                asked.push_back(access);
+                return open->real(root, name, options, access, key);
+            });
+    });
+    EXPECT_EQ(asked, std::vector<REGSAM>{KEY_READ});
+    EXPECT_EQ(texts(log), Texts{"=====Farlo DllMain ,Created farlo.log====="});
 }
 
 // The longest path has 259 characters; a longer one stops the set-up, so that not
