@@ -133,6 +133,23 @@ TEST_F(Import, ClusterServiceQueryFails) {
     });
 }
 
+// Were there several, the first would be the one.
+TEST_F(Import, TheFirstClusterServiceIsTheTarget) {
+    once([&] {
+        interpose<decltype(DbGetObjects)>(
+            "DbGetObjects", [&](opal_connection connection, opal_context context, const char* type,
+                                opal_objid** ids, uint32_t* count) {
+                EXPECT_STREQ(type, "solvane_cluster_service");
+                return DbGetObjects(connection, context, "tamo_ztvm_diskgroup", ids, count);
+            });
+        set_faults(R"([{"minor": 2003, "status": 0}])");
+        EXPECT_EQ(FARLO(ImportDgW)(handle, L"dg1", "guid-1", nullptr, 0), 0u);
+        const Lines sent = calls_of("PrCallDispatch");
+        ASSERT_EQ(sent.size(), 1u);
+        EXPECT_EQ(sent[0].substr(0, 19), "PrCallDispatch @dg1");
+    });
+}
+
 TEST_F(Import, AParameterSetThatCannotBeBuilt) {
     at_every_threshold([&] {
         for (const char* name :
