@@ -176,27 +176,39 @@ TEST_F(Rollover, OpensItsFilesAsItMust) {
                                                 CREATE_NEW, TRUNCATE_EXISTING}));
 }
 
-// When the log is emptied nobody holds the older generation any more: a reader
-// that shares it with no writer may have it.
-TEST_F(Rollover, ClosesTheOlderGenerationBeforeItEmptiesTheLog) {
+// The log is closed before it rolls over, and the older generation before the log
+// is emptied: a reader that shares it with no writer may have it then.
+TEST_F(Rollover, ClosesWhatItIsDoneWith) {
     make_log(limit);
     FarloDll dll;
-    int emptied = 0;
+    bool emptied = false;
+    std::vector<HANDLE> opened;
+    std::vector<HANDLE> closed;
+    StandIn<decltype(CloseHandle)> close(dll.module(), "CloseHandle", [&](HANDLE file) {
+        closed.push_back(file);
+        return close.real(file);
+    });
     StandIn<decltype(CreateFileA)> open(
         dll.module(), "CreateFileA",
         [&](const char* path, DWORD access, DWORD share, SECURITY_ATTRIBUTES* security,
             DWORD disposition, DWORD flags, HANDLE pattern) {
+            if (opened.size() == 1) {
+                EXPECT_EQ(closed, opened);
+            }
             if (disposition == TRUNCATE_EXISTING && log == std::filesystem::path(path)) {
-                ++emptied;
+                emptied = true;
                 const HANDLE reader = CreateFileW(older.c_str(), GENERIC_READ, FILE_SHARE_READ,
                                                   nullptr, OPEN_EXISTING, 0, nullptr);
                 EXPECT_NE(reader, INVALID_HANDLE_VALUE);
                 CloseHandle(reader);
             }
-            return open.real(path, access, share, security, disposition, flags, pattern);
+            const HANDLE file =
+                open.real(path, access, share, security, disposition, flags, pattern);
+            opened.push_back(file);
+            return file;
         });
     write_lines(dll, L"x");
-    EXPECT_EQ(emptied, 1);
+    EXPECT_TRUE(emptied);
 }
 
 }  // namespace

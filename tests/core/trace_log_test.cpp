@@ -28,6 +28,24 @@ TEST_F(Log, ALineIsDateTimeIdsMessage) {
     EXPECT_TRUE(line == expected(before) || line == expected(after)) << line;
 }
 
+DWORD WINAPI low_process_id() {
+    return 7;
+}
+DWORD WINAPI low_thread_id() {
+    return 8;
+}
+
+TEST_F(Log, IdsHaveTwoDigitsAtLeast) {
+    FarloDll dll;
+    const Interposer process(dll.module(), "GetCurrentProcessId", low_process_id);
+    const Interposer thread(dll.module(), "GetCurrentThreadId", low_thread_id);
+    write_lines(dll, L"dg1");
+    const std::string text = contents(log);
+    constexpr std::size_t date_and_time = sizeof "mm/dd/yy hh:mm:ss " - 1;
+    EXPECT_EQ(text.substr(date_and_time, text.find('\r') - date_and_time),
+              "[PID:07,TID:08] " + first_line("dg1"));
+}
+
 TEST_F(Log, EachLineIsOnDiskWhenTheCallReturns) {
     FarloDll dll;
     write_lines(dll, L"a");
