@@ -137,6 +137,34 @@ TEST_F(Online, ASharedGroupIsLookedUpAndIsTheTarget) {
     });
 }
 
+// Both lookups take a group of any kind with bit 0x800; without it the lookup by
+// name takes cluster groups only.
+TEST_F(Online, ALocalGroup) {
+    scenario = R"({"disk_groups": [{"name": "local", "dgid": "guid-3", "type": 1}]})";
+    const Lines by_name{groups("@local"), read("local", "LDM DG TYPE", uint32(1)),
+                        read("local", "Name", wstr("local"))};
+    at_every_threshold([&] {
+        EXPECT_EQ(online(L"local", nullptr, nullptr, 0x801), 0u);
+        expect_calls(by_name + Lines{read("local", "dgid", str("guid-3")), groups("@local"),
+                                     read("local", "LDM DG TYPE", uint32(1)),
+                                     read("local", "dgid", str("guid-3")), cluster_service(),
+                                     import_on("local",
+                                               parameters("local", "guid-3", "", 0x4807) +
+                                                   ", \"shared\": BOOLEAN false",
+                                               "0x0")});
+        start_watching();
+        EXPECT_EQ(online(L"local", nullptr, nullptr, 1), 40u);
+        expect_calls(by_name);
+        expect_log({{0, "OnlineDg local is called with flag 0x1"},
+                    {0, "GetDgObjIdByName() failed , DG_TYPENAME not found in OPAL, error=(0x28)"},
+                    {0, "GetDgGuidCommon() failed , error=(0x28)"},
+                    {0, "GetDgGuidCommon() failed, error=(0x28)"},
+                    {0, "OnlineDgExW():SetDgGuidParam() failed, error=(0x28) "},
+                    {0, "OnlineDg local failed with res  0x28"},
+                    {2, "Exiting OnlineDgExW"}});
+    });
+}
+
 TEST_F(Online, AnUnknownSharedGroupEndsTheCall) {
     at_every_threshold([&] {
         EXPECT_EQ(online(L"x", "nowhere", nullptr, 0x800), 1u);
