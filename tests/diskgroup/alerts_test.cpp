@@ -61,6 +61,27 @@ TEST_F(Alerts, EveryListedNameRunsTheCallback) {
     });
 }
 
+std::vector<std::string> lines_at_reset;
+void take_lines() {
+    std::string error;
+    lines_at_reset.clear();
+    for (const LogLine& line : read_log(environment().log_file(), error)) {
+        lines_at_reset.push_back(line.text);
+    }
+    EXPECT_EQ(error, "");
+}
+
+TEST_F(Alerts, TheCallbackRunsBehindItsLine) {
+    once([&] {
+        ASSERT_EQ(FARLO(RegisterForAlerts)(handle, take_lines), 0u);
+        start_watching();
+        deliver(names[0]);
+        EXPECT_EQ(lines_at_reset, (std::vector<std::string>{
+                                      std::string("OpalEventHandler : Received alert ") + names[0],
+                                      "OpalEventHandler : Reset time"}));
+    });
+}
+
 TEST_F(Alerts, LetterCaseAndFurtherCharactersDoNotMatter) {
     once([&] {
         watch();
