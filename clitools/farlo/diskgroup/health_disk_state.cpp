@@ -3,25 +3,13 @@
 #include "connection.h"
 #include "database.h"
 #include "farlo.h"
+#include "text_property.h"
 #include "trace_log.h"
 
-#include <cwchar>
 #include <vector>
 
 namespace farlo {
 namespace {
-
-// Whether the property is that text, without regard to case. One that cannot be
-// read is not.
-bool is_text(const CZtObject& disk, const char* property, const wchar_t* text) {
-    try {
-        WideText value;
-        disk.GetProp(property, value);
-        return _wcsicmp(value.c_str(), text) == 0;
-    } catch (std::uint32_t) {
-        return false;
-    }
-}
 
 // The first disk whose name in the operating system or device name is `name`.
 bool FindDiskIdByOSorDevName(opal_handle handle, const wchar_t* name, CZtObject& found) {

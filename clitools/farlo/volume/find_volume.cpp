@@ -4,26 +4,12 @@
 #include "database.h"
 #include "farlo.h"
 #include "status.h"
+#include "text_property.h"
 #include "trace_log.h"
 
-#include <cwchar>
 #include <vector>
 
 namespace farlo {
-namespace {
-
-// Whether a property is that text. One that cannot be read is not.
-bool is_text(const CZtObject& object, const char* property, const wchar_t* wanted) {
-    WideText text;
-    try {
-        object.GetProp(property, text);
-    } catch (std::uint32_t) {
-        return false;
-    }
-    return _wcsicmp(text.c_str(), wanted) == 0;
-}
-
-}  // namespace
 
 bool FindVolObjByDevName(opal_handle handle, const wchar_t* device, CZtObject& volume) {
     QueryText query;
