@@ -2,7 +2,7 @@
 
 #include "dmcontrol.h"
 #include "farlo.h"
-#include "native_calls.h"
+#include "kernel_device.h"
 #include "windows_handle.h"
 
 #include <atomic>
@@ -35,18 +35,10 @@ std::uint32_t native_to_status(std::uint32_t native) {
 
 // One try. A failure that only the I/O status block tells counts, too.
 std::uint32_t open_once(Handle& device) {
-    static wchar_t name[] = DM_INFO_DEVICE;
-    UNICODE_STRING path{sizeof name - sizeof *name, sizeof name, name};
-    OBJECT_ATTRIBUTES attributes{};
-    attributes.Length = sizeof attributes;
-    attributes.ObjectName = &path;
-    attributes.Attributes = OBJ_CASE_INSENSITIVE;
-
     HANDLE opened = nullptr;
     IO_STATUS_BLOCK io_status{};
     const NTSTATUS status =
-        ZwOpenFile(&opened, SYNCHRONIZE | FILE_READ_DATA | FILE_WRITE_DATA, &attributes, &io_status,
-                   FILE_SHARE_READ | FILE_SHARE_WRITE, FILE_SYNCHRONOUS_IO_ALERT);
+        open_kernel_device(DM_INFO_DEVICE, FILE_SYNCHRONOUS_IO_ALERT, opened, io_status);
     if (!NT_SUCCESS(status)) {
         return native_to_status(static_cast<std::uint32_t>(status));
     }
@@ -81,16 +73,11 @@ std::uint32_t DmInfoIoctl(std::uint32_t code, void* record) {
             return status;
         }
     }
-    dm_control_block block{reinterpret_cast<std::uintptr_t>(record), 0};
-    IO_STATUS_BLOCK io_status{};
-    const auto returned = static_cast<std::uint32_t>(
-        ZwDeviceIoControlFile(info_device, nullptr, nullptr, nullptr, &io_status, code, &block,
-                              sizeof block, &block, sizeof block));
-    if (returned == native_not_found) {
+    const ControlAnswer answer = send_control_record(info_device, code, record);
+    if (answer.returned == native_not_found) {
         return FARLO_NOT_FOUND;
     }
-    const auto completed = static_cast<std::uint32_t>(io_status.Status);
-    return native_to_status(completed != 0 ? completed : returned);
+    return native_to_status(answer.status());
 }
 
 }  // namespace farlo

@@ -2,7 +2,7 @@
 
 #include "dmcontrol.h"
 #include "farlo.h"
-#include "native_calls.h"
+#include "kernel_device.h"
 #include "windows_handle.h"
 
 namespace farlo {
@@ -36,20 +36,12 @@ std::uint32_t native_to_status(std::uint32_t native) {
 
 // The native status of the last try.
 std::uint32_t open_config_device(Handle& device) {
-    static wchar_t name[] = DM_CONFIG_DEVICE;
-    UNICODE_STRING path{sizeof name - sizeof *name, sizeof name, name};
-    OBJECT_ATTRIBUTES attributes{};
-    attributes.Length = sizeof attributes;
-    attributes.ObjectName = &path;
-    attributes.Attributes = OBJ_CASE_INSENSITIVE;
-
     NTSTATUS status = 0;
     for (int attempt = 0; attempt < open_tries; ++attempt) {
         HANDLE opened = nullptr;
         IO_STATUS_BLOCK io_status{};
-        status = ZwOpenFile(&opened, SYNCHRONIZE | FILE_READ_DATA | FILE_WRITE_DATA, &attributes,
-                            &io_status, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                            FILE_SYNCHRONOUS_IO_NONALERT);
+        status =
+            open_kernel_device(DM_CONFIG_DEVICE, FILE_SYNCHRONOUS_IO_NONALERT, opened, io_status);
         if (NT_SUCCESS(status)) {
             device = Handle(opened);
             break;
@@ -67,13 +59,7 @@ std::uint32_t SendDmConfigRequest(std::uint32_t code, void* record) {
     if (!device) {
         return native_to_status(opened);
     }
-    dm_control_block block{reinterpret_cast<std::uintptr_t>(record), 0};
-    IO_STATUS_BLOCK io_status{};
-    const auto returned = static_cast<std::uint32_t>(
-        ZwDeviceIoControlFile(device.get(), nullptr, nullptr, nullptr, &io_status, code, &block,
-                              sizeof block, &block, sizeof block));
-    const auto completed = static_cast<std::uint32_t>(io_status.Status);
-    return native_to_status(completed != 0 ? completed : returned);
+    return native_to_status(send_control_record(device.get(), code, record).status());
 }
 
 }  // namespace farlo
