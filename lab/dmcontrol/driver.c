@@ -1,4 +1,5 @@
 /* dmcontrol.sys: the volume manager's control devices. */
+#include "irp.h"
 #include "lab_dmcontrol.h"
 #include "requests.h"
 #include "state.h"
@@ -11,18 +12,6 @@ enum { last_dll_reason = 3 };
 
 static HANDLE device_folder;
 
-static NTSTATUS complete(IRP* irp, NTSTATUS status, ULONG size) {
-    irp->IoStatus.Status = status;
-    irp->IoStatus.Information = size;
-    IoCompleteRequest(irp, IO_NO_INCREMENT);
-    return status;
-}
-
-static NTSTATUS WINAPI open_or_close(DEVICE_OBJECT* device, IRP* irp) {
-    (void)device;
-    return complete(irp, STATUS_SUCCESS, 0);
-}
-
 static NTSTATUS WINAPI control(DEVICE_OBJECT* device, IRP* irp) {
     const IO_STACK_LOCATION* stack = IoGetCurrentIrpStackLocation(irp);
     struct request request = {
@@ -33,7 +22,7 @@ static NTSTATUS WINAPI control(DEVICE_OBJECT* device, IRP* irp) {
     };
     const NTSTATUS status =
         handle_request(*(const enum device_kind*)device->DeviceExtension, &request);
-    return complete(irp, status, request.written);
+    return complete_irp(irp, status, request.written);
 }
 
 /* The folder of both devices. */

@@ -1,4 +1,5 @@
 /* labdisk.sys: a device for each of the lab's disks. */
+#include "irp.h"
 #include "lab_disks.h"
 #include "layout.h"
 
@@ -31,30 +32,18 @@ static const struct lab_disk* disk_of(DEVICE_OBJECT* device) {
     return *(const struct lab_disk**)device->DeviceExtension;
 }
 
-static NTSTATUS complete(IRP* irp, NTSTATUS status, ULONG size) {
-    irp->IoStatus.Status = status;
-    irp->IoStatus.Information = size;
-    IoCompleteRequest(irp, IO_NO_INCREMENT);
-    return status;
-}
-
-static NTSTATUS WINAPI open_or_close(DEVICE_OBJECT* device, IRP* irp) {
-    (void)device;
-    return complete(irp, STATUS_SUCCESS, 0);
-}
-
 static NTSTATUS WINAPI control(DEVICE_OBJECT* device, IRP* irp) {
     const IO_STACK_LOCATION* stack = IoGetCurrentIrpStackLocation(irp);
     const struct lab_disk* disk = disk_of(device);
     if (stack->Parameters.DeviceIoControl.IoControlCode != IOCTL_DISK_GET_DRIVE_LAYOUT_EX) {
-        return complete(irp, STATUS_INVALID_DEVICE_REQUEST, 0);
+        return complete_irp(irp, STATUS_INVALID_DEVICE_REQUEST, 0);
     }
     const ULONG size = layout_size(disk);
     if (stack->Parameters.DeviceIoControl.OutputBufferLength < size) {
-        return complete(irp, STATUS_BUFFER_TOO_SMALL, 0);
+        return complete_irp(irp, STATUS_BUFFER_TOO_SMALL, 0);
     }
     write_layout(disk, irp->AssociatedIrp.SystemBuffer);
-    return complete(irp, STATUS_SUCCESS, size);
+    return complete_irp(irp, STATUS_SUCCESS, size);
 }
 
 static void WINAPI unload(DRIVER_OBJECT* driver) {
