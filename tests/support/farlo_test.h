@@ -52,6 +52,10 @@ class FarloTest : public testing::Test {
     // allocation failing, then the second, and so on until none fails any more.
     // After each: nothing of the bus may be left over, nor any heap block.
     void at_every_allocation(const std::function<void()>& body);
+    // The same with a call that must answer 0 where no allocation fails, at the
+    // begin and at the end. What it answered between is handed back.
+    std::vector<std::uint32_t>
+    answers_at_every_allocation(const std::function<std::uint32_t()>& call);
 
     // Of the runs, set before them:
     // The storage; an empty node by default.

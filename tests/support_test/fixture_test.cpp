@@ -239,6 +239,27 @@ TEST_F(Fixture, EveryAllocationFailsOnce) {
     EXPECT_EQ(results.back(), FARLO_SUCCESS);     // none failed any more
 }
 
+TEST_F(Fixture, WantsSuccessWhereNoAllocationFails) {
+    const auto between = answers_at_every_allocation([&] { return import(); });
+    ASSERT_FALSE(between.empty());
+    EXPECT_EQ(between[0], FARLO_NO_GUID_MEMORY);
+    EXPECT_THAT(failures([&] {
+                    int runs = 0;
+                    answers_at_every_allocation([&] {
+                        const std::uint32_t status = import();
+                        return ++runs == 1 ? 77u : status;
+                    });
+                }),
+                ElementsAre(AllOf(HasSubstr("answers.front()"), HasSubstr("77"))));
+    EXPECT_THAT(failures([&] {
+                    answers_at_every_allocation([&] {
+                        const std::uint32_t status = import();
+                        return heap().has_failed() ? 0u : status + 1;
+                    });
+                }),
+                ElementsAre(HasSubstr("answers.front()"), HasSubstr("answers.back()")));
+}
+
 TEST_F(Fixture, ReplacementsEndWithTheBody) {
     once([&] {
         interpose<void(DWORD)>("Sleep", [](DWORD) {});

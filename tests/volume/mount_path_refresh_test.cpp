@@ -219,18 +219,13 @@ TEST_F(RefreshMountPath, TheLongestNameOfTheNarrowForm) {
 
 TEST_F(RefreshMountPath, EveryAllocationThatFails) {
     const auto run = [&](auto refresh_it) {
-        std::vector<std::uint32_t> results;
-        at_every_allocation([&] {
+        const auto answers = answers_at_every_allocation([&] {
             accept_refresh();
-            results.push_back(refresh_it());
+            return refresh_it();
         });
-        ASSERT_GT(results.size(), 2u);
-        EXPECT_EQ(results.front(), 0u);
-        EXPECT_EQ(results.back(), 0u);
-        EXPECT_EQ(std::erase(results, 0u), 2u);  // none failing, before and after
         // Without its names a volume is not found.
-        EXPECT_THAT(results, testing::Each(testing::AnyOf(0xc1000001u, 18u)));
-        EXPECT_THAT(results, testing::Contains(18u));
+        EXPECT_THAT(answers, testing::Each(testing::AnyOf(0xc1000001u, 18u)));
+        EXPECT_THAT(answers, testing::Contains(18u));
     };
     run([&] { return refresh(L"one"); });
     run([&] { return FARLO(FFUpdateMountPathA)(handle, "one"); });
