@@ -2,6 +2,8 @@
 #include "bus_lines.h"
 #include "farlo_test.h"
 
+#include <cstring>
+
 namespace {
 
 using namespace support;
@@ -262,6 +264,41 @@ TEST_F(NameList, ANameThatGrowsBetweenThePassesIsRefused) {
         set_faults(R"([{"object": "data", "property": "Name", "call": 2, "lie": "long"}])");
         EXPECT_EQ(wide(18, 18).status, 0x12u);
     });
+}
+
+// By one character: the last name that was copied stays, and no byte behind it is
+// written.
+TEST_F(NameList, ANameThatGrowsByOneCharacter) {
+    scenario = R"({"disk_groups": [
+        {"name": "dg1", "dgid": "1", "imported": true},
+        {"name": "data", "dgid": "2", "imported": true},
+        {"name": "data1", "dgid": "3", "type": 1}]})";
+    for (const bool wide_form : {true, false}) {
+        SCOPED_TRACE(wide_form);
+        once([&] {
+            unsigned names_read = 0;
+            interpose<decltype(ObGetProperty)>(
+                "ObGetProperty",
+                [&](opal_connection connection, opal_context context, const opal_objid* object,
+                    const char* name, opal_property* property) {
+                    opal_objid grown;
+                    EXPECT_EQ(LabFindObject("data1", &grown), 0);
+                    const bool is_last = std::strcmp(name, "Name") == 0 && ++names_read == 4;
+                    return ObGetProperty(connection, context, is_last ? &grown : object, name,
+                                         property);
+                });
+            const std::uint32_t size = wide_form ? 18 : 9;
+            const Result result = wide_form ? wide(size, size) : narrow(size, size);
+            EXPECT_EQ(names_read, 4u);
+            EXPECT_EQ(result.status, 0x12u);
+            std::vector<std::uint8_t> wanted = wide_form ? bytes("d\0g\0"
+                                                                 "1\0\0\0",
+                                                                 8)
+                                                         : bytes("dg1", 4);
+            wanted.resize(size, 0);
+            EXPECT_EQ(result.bytes, wanted);
+        });
+    }
 }
 
 TEST_F(NameList, AQueryThatRaises) {

@@ -60,6 +60,24 @@ TEST_F(VolumeGuid, ByGroupName) {
     });
 }
 
+// The search for the group does not look at the connection; the end of the call does.
+TEST_F(VolumeGuid, AHandleThatIsMarkedBeforeTheGroupIsLookedFor) {
+    at_every_threshold([&] {
+        // The buffer for the group's identifier is made between the two.
+        interpose<decltype(calloc)>("calloc", [&](std::size_t number, std::size_t size) {
+            handle->connected = 0;
+            return std::calloc(number, size);
+        });
+        EXPECT_EQ(get(L"dg1", nullptr, L"dev1", guid), 0x14u);
+        expect_calls(lookup() + Lines{read("dg1", "imported", "BOOLEAN true"),
+                                      read("dg1", "dgid", str("guid-1")), cluster_service(),
+                                      ask("dg1", "guid-1", "dev1", "0x0", answer)});
+        expect_log({{6, "Entering GetVolumeGuidW"},
+                    {0, "GetDgVolumeGuidW() failed, error=(0x14)"},
+                    {6, "Exiting GetVolumeGuidW"}});
+    });
+}
+
 TEST_F(VolumeGuid, AGroupThatIsNotImported) {
     at_every_threshold([&] {
         EXPECT_EQ(get(L"gone", nullptr, L"dev1", guid), 1u);
