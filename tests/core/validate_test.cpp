@@ -212,6 +212,19 @@ TEST_F(Validate, GivingBackAHandleThatIsRefused) {
     });
 }
 
+// Those too that are no failure elsewhere.
+TEST_F(Validate, AnyStatusButZeroIsARefusal) {
+    once([&] {
+        for (const opal_status status : {0x00000001u, 0x41000012u, 0x00070005u, 0x81000001u}) {
+            ASSERT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
+            LabCmdFailUnInitialize(status);
+            EXPECT_EQ(FARLO(UnInitializeClusterW)(handle), 21u) << status;
+            LabCmdFailUnInitialize(0);
+            handle = nullptr;  // given back all the same
+        }
+    });
+}
+
 TEST_F(Validate, TheSlotIsNotCleared) {
     once([&] {
         ASSERT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
