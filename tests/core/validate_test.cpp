@@ -323,6 +323,42 @@ TEST_F(Validate, OneThreadAtATime) {
     });
 }
 
+// The start of the provider and of the alerts belongs to the validation.
+TEST_F(Validate, NoHandleIsGivenBackWhileAlertsAreRegistered) {
+    virtual_time = false;
+    once([&] {
+        EXPECT_EQ(FARLO(RegisterForAlerts)(nullptr, reset_timeout), 0u);
+        ASSERT_EQ(InitializeZtVmW(0, 0, &handle), 0u);
+        const HANDLE entered = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+        const HANDLE go_on = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+        StandIn<decltype(RegisterAlertCallback)> register_alerts(
+            dll().module(), "RegisterAlertCallback", [&](auto... arguments) {
+                SetEvent(entered);
+                WaitForSingleObject(go_on, INFINITE);
+                return register_alerts.real(arguments...);
+            });
+        Caller first{dll(), nullptr, 1};
+        Caller second{dll(), handle, 1};
+        made();
+        const HANDLE validating = CreateThread(nullptr, 0, validate_in_thread, &first, 0, nullptr);
+        EXPECT_EQ(WaitForSingleObject(entered, 10'000), WAIT_OBJECT_0);
+        EXPECT_EQ(made(), (Made{1, 0, 0}));
+        const HANDLE releasing = CreateThread(nullptr, 0, release_in_thread, &second, 0, nullptr);
+        EXPECT_EQ(WaitForSingleObject(releasing, 300), static_cast<DWORD>(WAIT_TIMEOUT));
+        EXPECT_EQ(made(), (Made{0, 0, 0}));
+        SetEvent(go_on);
+        EXPECT_EQ(WaitForSingleObject(validating, 10'000), WAIT_OBJECT_0);
+        EXPECT_EQ(WaitForSingleObject(releasing, 10'000), WAIT_OBJECT_0);
+        EXPECT_EQ(first.status, 0u);
+        EXPECT_EQ(second.status, 0u);
+        EXPECT_EQ(FARLO(UnInitializeClusterW)(first.handle), 0u);
+        handle = nullptr;
+        for (const HANDLE closed : {validating, releasing, entered, go_on}) {
+            CloseHandle(closed);
+        }
+    });
+}
+
 opal_status WINAPI succeed_without_a_handle(uint32_t, uint32_t, opal_handle*) {
     return 0;
 }
