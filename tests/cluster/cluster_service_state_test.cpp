@@ -1,5 +1,5 @@
 // ClusterServiceState.
-#include "call_lines.h"
+#include "bus_lines.h"
 #include "farlo_test.h"
 #include "method_results.h"
 
@@ -7,13 +7,11 @@ namespace {
 
 using namespace support;
 
-using Lines = std::vector<std::string>;
-
 class ClusterServiceState : public FarloTest {
   protected:
     static std::string send(const std::string& state, const std::string& status) {
-        return dispatch("service", volume_manager_operations, 2028,
-                        "\"ServiceState\": UINT32 " + state, status);
+        return invoke("service", volume_manager_methods, 2028, "\"ServiceState\": UINT32 " + state,
+                      status);
     }
 };
 
@@ -26,7 +24,7 @@ TEST_F(ClusterServiceState, SendsTheStateToTheClusterService) {
         at_every_threshold([&, state = state, text = text] {
             set_faults(R"([{"function": "PrCallDispatch", "nothing": true}])");
             EXPECT_EQ(FARLO(ClusterServiceStateW)(handle, state), 0u);
-            expect_calls({find_service, send(text, "0x0")});
+            expect_calls({cluster_service(), send(text, "0x0")});
             expect_log({entering, exiting});
         });
     }
@@ -68,7 +66,7 @@ TEST_F(ClusterServiceState, PassesTheServicesStatusOn) {
         at_every_threshold([&] {
             set_faults(R"([{"function": "PrCallDispatch", "status": ")" + status + R"("}])");
             EXPECT_EQ(FARLO(ClusterServiceStateW)(handle, 7), std::stoul(status, nullptr, 0));
-            expect_calls({find_service, send("7", status)});
+            expect_calls({cluster_service(), send("7", status)});
             expect_log({entering,
                         {4, "ClusterServiceState: DGOP_CLUSTERSERVICESTATE, CsfInvoke failed with "
                             "error = " +
@@ -83,7 +81,7 @@ TEST_F(ClusterServiceState, FailsWhenTheParameterCannotBeAdded) {
     at_every_threshold([&] {
         set_faults(R"([{"function": "PsAddProperty", "status": "0xc1000102"}])");
         EXPECT_EQ(FARLO(ClusterServiceStateW)(handle, 7), 18u);
-        expect_calls({find_service});
+        expect_calls({cluster_service()});
         expect_log({entering,
                     {6, "API_TRY_CATCH_FAILED "},
                     {0, "ClusterServiceState() failed, error=(0x12) "},
@@ -123,7 +121,7 @@ TEST_F(ClusterServiceState, FailsWithoutAnInputSet) {
     at_every_threshold([&] {
         set_faults(R"([{"function": "PsCreatePropset", "call": 1, "status": "0xc1000102"}])");
         EXPECT_EQ(FARLO(ClusterServiceStateW)(handle, 7), 18u);
-        expect_calls({find_service});
+        expect_calls({cluster_service()});
         expect_log({entering,
                     {6, "API_TRY_CATCH_FAILED "},
                     {0, "ClusterServiceState() failed, error=(0x12) "},

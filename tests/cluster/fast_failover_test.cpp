@@ -1,13 +1,11 @@
 // SetFastFailoverFlagW.
-#include "call_lines.h"
+#include "bus_lines.h"
 #include "farlo_test.h"
 #include "method_results.h"
 
 namespace {
 
 using namespace support;
-
-using Lines = std::vector<std::string>;
 
 class FastFailover : public FarloTest {
   protected:
@@ -17,8 +15,8 @@ class FastFailover : public FarloTest {
     }
 
     static std::string send(const std::string& flag, const std::string& status) {
-        return dispatch("local", volume_manager_operations, 2027,
-                        "\"FastFailoverFlag\": UINT32 " + flag, status);
+        return invoke("local", volume_manager_methods, 2027, "\"FastFailoverFlag\": UINT32 " + flag,
+                      status);
     }
 };
 

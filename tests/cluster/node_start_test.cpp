@@ -1,7 +1,7 @@
 // CVMClusterStart, the thread procedure that OnlineVolW runs while the cluster
 // volume manager is down. The tests take the procedure from OnlineVolW's call of
 // CreateThread and run it on their own thread.
-#include "call_lines.h"
+#include "bus_lines.h"
 #include "farlo_test.h"
 #include "kernel_journal.h"
 #include "method_results.h"
@@ -11,8 +11,6 @@
 namespace {
 
 using namespace support;
-
-using Lines = std::vector<std::string>;
 
 const char token_name[] = "Global\\cvmstartevent";
 
@@ -29,7 +27,7 @@ std::string failure(unsigned value) {
     return read("misc", "nodeStatus", "UINT32 " + std::to_string(value));
 }
 std::string start(const std::string& status) {
-    return dispatch("service", volume_manager_operations, 6058, "", status);
+    return invoke("service", volume_manager_methods, 6058, "", status);
 }
 // The node changes while the library looks on.
 std::string node_gets(const std::string& property, unsigned value) {
@@ -117,7 +115,7 @@ TEST_F(NodeStart, StartsTheNodeAndWaitsForItsRole) {
                 }
             };
             EXPECT_EQ(procedure(handle), 0u);
-            expect_calls({find_misc, role(0), find_service, start("0x0"), role(0), failure(0),
+            expect_calls({find_misc, role(0), cluster_service(), start("0x0"), role(0), failure(0),
                           role(0), failure(0), node_gets("nodeRole", 5), role(5), failure(0)});
             EXPECT_EQ(journal.lines,
                       (Lines{create, take_mutex, take_token, "ReleaseMutex mutex", "Sleep 1000",
@@ -146,7 +144,7 @@ TEST_F(NodeStart, WaitsForANodeThatWasStartedAlready) {
             set_faults(R"([{"function": "PrCallDispatch", "status": "0xe5150047"}])");
             journal.on_pause = [&](int) { set_node("nodeRole", 1); };
             EXPECT_EQ(procedure(handle), 0u);
-            expect_calls({find_misc, role(0), find_service, start("0xe5150047"), role(0),
+            expect_calls({find_misc, role(0), cluster_service(), start("0xe5150047"), role(0),
                           failure(0), node_gets("nodeRole", 1), role(1), failure(0)});
             EXPECT_EQ(journal.lines, (Lines{create, take_mutex, take_token, "ReleaseMutex mutex",
                                             "Sleep 1000", "SetEvent token", "CloseHandle mutex"}));
@@ -168,7 +166,7 @@ TEST_F(NodeStart, EndsWhenTheStartIsRefused) {
         "{}", [&](LPTHREAD_START_ROUTINE procedure, KernelJournal& journal) {
             set_faults(R"([{"function": "PrCallDispatch", "status": "0x2a"}])");
             EXPECT_EQ(procedure(handle), 0x2au);
-            expect_calls({find_misc, role(0), find_service, start("0x2a")});
+            expect_calls({find_misc, role(0), cluster_service(), start("0x2a")});
             EXPECT_EQ(journal.lines, (Lines{create, take_mutex, take_token, "SetEvent token",
                                             "ReleaseMutex mutex", "CloseHandle mutex"}));
             expect_log(
@@ -258,7 +256,7 @@ TEST_F(NodeStart, EndsWhenTheNodeReportsAFailure) {
                                           KernelJournal& journal) {
         journal.on_pause = [&](int) { set_node("nodeStatus", 3); };
         EXPECT_EQ(procedure(handle), 0xc1000001u);
-        expect_calls({find_misc, role(0), find_service, start("0x0"), role(0), failure(0),
+        expect_calls({find_misc, role(0), cluster_service(), start("0x0"), role(0), failure(0),
                       node_gets("nodeStatus", 3), role(0), failure(3)});
         EXPECT_EQ(journal.lines, (Lines{create, take_mutex, take_token, "ReleaseMutex mutex",
                                         "Sleep 1000", "SetEvent token", "CloseHandle mutex"}));

@@ -1,13 +1,11 @@
 // StartCVMClusterW, StopCVMClusterW, GetCVMClusterNodeStateW.
-#include "call_lines.h"
+#include "bus_lines.h"
 #include "farlo_test.h"
 #include "method_results.h"
 
 namespace {
 
 using namespace support;
-
-using Lines = std::vector<std::string>;
 
 class Node : public FarloTest {
   protected:
@@ -58,7 +56,7 @@ class Node : public FarloTest {
     }
 
     static std::string invoke(const Operation& operation, const std::string& status) {
-        return dispatch("service", volume_manager_operations, operation.minor, "", status);
+        return support::invoke("service", volume_manager_methods, operation.minor, "", status);
     }
 
     GuardedBuffer state{4};
@@ -70,7 +68,7 @@ TEST_F(Node, AsksTheClusterServiceWithoutParameters) {
     each_at_every_threshold([&](const Operation& operation) {
         set_faults(service_answers);
         EXPECT_EQ(operation.call(handle), 0u);
-        expect_calls({find_service, invoke(operation, "0x0")});
+        expect_calls({cluster_service(), invoke(operation, "0x0")});
         expect_log({{2, operation.entering}, {2, operation.exiting}});
     });
 }
@@ -112,7 +110,7 @@ TEST_F(Node, PassesTheServicesStatusOn) {
         each_at_every_threshold([&](const Operation& operation) {
             set_faults(R"([{"function": "PrCallDispatch", "status": ")" + status + R"("}])");
             EXPECT_EQ(operation.call(handle), std::stoul(status, nullptr, 0));
-            expect_calls({find_service, invoke(operation, status)});
+            expect_calls({cluster_service(), invoke(operation, status)});
             expect_log({{2, operation.entering},
                         {4, operation.invoke_failed + status + "."},
                         {0, operation.failed + status + ") "},
@@ -136,7 +134,7 @@ TEST_F(Node, FailsWithoutAnInputSet) {
     each_at_every_threshold([&](const Operation& operation) {
         set_faults(R"([{"function": "PsCreatePropset", "call": 1, "status": "0xc1000102"}])");
         EXPECT_EQ(operation.call(handle), 18u);
-        expect_calls({find_service});
+        expect_calls({cluster_service()});
         expect_log({{2, operation.entering},
                     {6, "API_TRY_CATCH_FAILED "},
                     {0, operation.failed + "0x12) "},

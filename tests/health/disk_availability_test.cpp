@@ -1,13 +1,11 @@
 // GetDgDiskAvailability.
-#include "call_lines.h"
+#include "bus_lines.h"
 #include "farlo_test.h"
 #include "method_results.h"
 
 namespace {
 
 using namespace support;
-
-using Lines = std::vector<std::string>;
 
 class DiskAvailability : public FarloTest {
   protected:
@@ -17,8 +15,8 @@ class DiskAvailability : public FarloTest {
     }
 
     static std::string query(const std::string& name, const std::string& status) {
-        return dispatch("service", cluster_service, 13,
-                        "\"Dgname\": WSTR \"" + name + "\", \"Dgguid\": STR \"guid-2\"", status);
+        return invoke("service", cluster_methods, 13,
+                      "\"Dgname\": WSTR \"" + name + "\", \"Dgguid\": STR \"guid-2\"", status);
     }
     std::uint32_t ask(const wchar_t* name, const char* guid) {
         return FARLO(GetDgDiskAvailabilityW)(handle, name, guid, total.as<std::uint32_t>(),
@@ -46,7 +44,7 @@ TEST_F(DiskAvailability, HandsOutBothNumbers) {
         EXPECT_EQ(ask(L"dg1", "guid-2"), 0u);
         EXPECT_EQ(*total.as<std::uint32_t>(), 12u);
         EXPECT_EQ(*live.as<std::uint32_t>(), 11u);
-        expect_calls({find_service, query("dg1", "0x0")});
+        expect_calls({cluster_service(), query("dg1", "0x0")});
         expect_log({entering, exiting});
     });
 }
@@ -74,7 +72,7 @@ TEST_F(DiskAvailability, SendsAnEmptyNameForNone) {
     once([&] {
         set_answer();
         EXPECT_EQ(ask(nullptr, "guid-2"), 0u);
-        expect_calls({find_service, query("", "0x0")});
+        expect_calls({cluster_service(), query("", "0x0")});
     });
 }
 
@@ -164,7 +162,7 @@ TEST_F(DiskAvailability, HasOneStatusForAllFailuresOfTheService) {
             EXPECT_EQ(ask(L"dg1", "guid-2"), 1u);
             EXPECT_TRUE(total.untouched());
             EXPECT_TRUE(live.untouched());
-            expect_calls({find_service, query("dg1", status)});
+            expect_calls({cluster_service(), query("dg1", status)});
             expect_log({entering,
                         {4, "GetDgDiskAvailabilityW: CLUSTER_MTHD_CLUSSVCOP_DISKAVAIB, CsfInvoke "
                             "failed with error = " +
@@ -181,7 +179,7 @@ TEST_F(DiskAvailability, FailsWhenAParameterCannotBeAdded) {
                        R"(, "status": "0xc1000102"}])");
             start_watching();
             EXPECT_EQ(ask(L"dg1", "guid-2"), 18u);
-            expect_calls({find_service});
+            expect_calls({cluster_service()});
             expect_log({entering, {6, "API_TRY_CATCH_FAILED "}, exiting});
         }
     });
@@ -259,7 +257,7 @@ TEST_F(DiskAvailability, FailsWithoutAnInputSet) {
     at_every_threshold([&] {
         set_faults(R"([{"function": "PsCreatePropset", "call": 1, "status": "0xc1000102"}])");
         EXPECT_EQ(ask(L"dg1", "guid-2"), 18u);
-        expect_calls({find_service});
+        expect_calls({cluster_service()});
         expect_log({entering, {6, "API_TRY_CATCH_FAILED "}, exiting});
     });
 }
@@ -271,7 +269,7 @@ TEST_F(DiskAvailability, TakesNoNarrowNameBesideAGuid) {
                                                 total.as<std::uint32_t>(),
                                                 live.as<std::uint32_t>()),
                   0u);
-        expect_calls({find_service, query("", "0x0")});
+        expect_calls({cluster_service(), query("", "0x0")});
     });
 }
 

@@ -1,12 +1,10 @@
 // GetDiskState.
-#include "call_lines.h"
+#include "bus_lines.h"
 #include "farlo_test.h"
 
 namespace {
 
 using namespace support;
-
-using Lines = std::vector<std::string>;
 
 class DiskState : public FarloTest {
   protected:

@@ -1,13 +1,11 @@
 // GetDgState.
-#include "call_lines.h"
+#include "bus_lines.h"
 #include "farlo_test.h"
 #include "kernel_journal.h"
 
 namespace {
 
 using namespace support;
-
-using Lines = std::vector<std::string>;
 
 const std::string allocate = "VirtualAlloc 308 0x1000 0x4 -> page";
 const std::string open = "ZwOpenFile \\Device\\DmControl\\DmInfo 0x40 0x100003 0x3 0x10 -> 0x0 0x0";

@@ -1,5 +1,5 @@
 // GetDgVolPlexStates.
-#include "call_lines.h"
+#include "bus_lines.h"
 #include "farlo_test.h"
 
 #include <cstring>
@@ -7,8 +7,6 @@
 namespace {
 
 using namespace support;
-
-using Lines = std::vector<std::string>;
 
 constexpr std::size_t record_size = 68;
 

@@ -1,5 +1,5 @@
 // ArbitrateDg.
-#include "call_lines.h"
+#include "bus_lines.h"
 #include "farlo_test.h"
 #include "method_results.h"
 
@@ -16,7 +16,7 @@ class Arbitrate : public FarloTest {
     }
 
     static std::string arbitrate(const std::string& guid, const std::string& status) {
-        return dispatch("service", cluster_service, 2, "\"Dgguid\": STR \"" + guid + "\"", status);
+        return invoke("service", cluster_methods, 2, "\"Dgguid\": STR \"" + guid + "\"", status);
     }
 };
 
@@ -26,7 +26,7 @@ TEST_F(Arbitrate, SendsTheGuidToTheClusterService) {
     at_every_threshold([&] {
         set_faults(service_answers);
         EXPECT_EQ(FARLO(ArbitrateDgW)(handle, L"dg1", "any guid"), 0u);
-        expect_calls({find_service, arbitrate("any guid", "0x0")});
+        expect_calls({cluster_service(), arbitrate("any guid", "0x0")});
         expect_log({{2, "Entering ArbitrateDgW - dg1"}, {2, "Exiting ArbitrateDgW"}});
         expect_pauses({});
     });
@@ -40,7 +40,7 @@ TEST_F(Arbitrate, FindsAClusterGroupByName) {
             {"DbGetObjects tamo_ztvm_diskgroup -> 0x0 [@local @dg1]",
              read("local", "LDM DG TYPE", "UINT32 1"), read("local", "Name", "WSTR \"local\""),
              read("dg1", "LDM DG TYPE", "UINT32 2"), read("dg1", "Name", "WSTR \"dg1\""),
-             read("dg1", "dgid", "STR \"guid-2\""), find_service, arbitrate("guid-2", "0x0")});
+             read("dg1", "dgid", "STR \"guid-2\""), cluster_service(), arbitrate("guid-2", "0x0")});
         expect_log({{2, "Entering ArbitrateDgW - DG1"}, {2, "Exiting ArbitrateDgW"}});
     });
 }
@@ -110,7 +110,7 @@ TEST_F(Arbitrate, TakesTextsThatJustFit) {
         set_faults(service_answers);
         const std::string guid(64, 'g');
         EXPECT_EQ(FARLO(ArbitrateDgA)(handle, std::string(31, 'n').c_str(), guid.c_str()), 0u);
-        expect_calls({find_service, arbitrate(guid, "0x0")});
+        expect_calls({cluster_service(), arbitrate(guid, "0x0")});
     });
 }
 
@@ -138,7 +138,7 @@ TEST_F(Arbitrate, PassesTheServicesStatusOn) {
     at_every_threshold([&] {
         set_faults(R"([{"function": "PrCallDispatch", "status": "0xc1000001"}])");
         EXPECT_EQ(FARLO(ArbitrateDgW)(handle, L"dg1", "guid-2"), 0xc1000001u);
-        expect_calls({find_service, arbitrate("guid-2", "0xc1000001")});
+        expect_calls({cluster_service(), arbitrate("guid-2", "0xc1000001")});
         expect_log({{2, "Entering ArbitrateDgW - dg1"},
                     {4, "ArbitrateDgW:CLUSTER_MTHD_CLUSSVCOP_ARBITRATEDG, CsfInvoke failed with "
                         "error = 0xc1000001."},
@@ -164,7 +164,7 @@ TEST_F(Arbitrate, IsNotConnectedWhenTheConnectionDrops) {
     at_every_threshold([&] {
         set_faults(R"([{"function": "PrCallDispatch", "nothing": true, "drop": true}])");
         EXPECT_EQ(FARLO(ArbitrateDgW)(handle, L"dg1", "guid-2"), 20u);
-        expect_calls({find_service, arbitrate("guid-2", "0x0")});
+        expect_calls({cluster_service(), arbitrate("guid-2", "0x0")});
         expect_log({{2, "Entering ArbitrateDgW - dg1"},
                     {0, "ArbitrateDgW() failed, error=(0x14)"},
                     {2, "Exiting ArbitrateDgW"}});
@@ -178,7 +178,7 @@ TEST_F(Arbitrate, FailsWhenAParameterCannotBeAdded) {
                        R"(", "call": 1, "status": "0xc1000102"}])");
             start_watching();
             EXPECT_EQ(FARLO(ArbitrateDgW)(handle, L"dg1", "guid-2"), 18u);
-            expect_calls({find_service});
+            expect_calls({cluster_service()});
             expect_log({{2, "Entering ArbitrateDgW - dg1"},
                         {6, "API_TRY_CATCH_FAILED "},
                         {0, "ArbitrateDgW() failed, error=(0x12)"},
@@ -193,9 +193,9 @@ TEST_F(Arbitrate, GoesOnWithoutAnOutputSet) {
         set_faults(R"([{"function": "PsCreatePropset", "call": 2, "status": "0xc1000102"},
                        {"function": "PrCallDispatch", "status": "0xc1000001"}])");
         EXPECT_EQ(FARLO(ArbitrateDgW)(handle, L"dg1", "guid-2"), 0xc1000001u);
-        expect_calls({find_service, "PrCallDispatch @service " + cluster_service +
-                                        " 0.2 {\"Dgguid\": STR \"guid-2\"} 0,0,0,0 -> "
-                                        "0xc1000001 NULL"});
+        expect_calls(
+            {cluster_service(), invoke("service", cluster_methods, 2, R"("Dgguid": STR "guid-2")",
+                                       "0xc1000001", "NULL")});
         expect_log({{2, "Entering ArbitrateDgW - dg1"},
                     {0, "ArbitrateDgW() failed, error=(0xc1000001)"},
                     {2, "Exiting ArbitrateDgW"}});
@@ -231,7 +231,7 @@ TEST_F(Arbitrate, TakesNoNarrowNameBesideAGuid) {
     at_every_threshold([&] {
         set_faults(service_answers);
         EXPECT_EQ(FARLO(ArbitrateDgA)(handle, nullptr, "guid-2"), 0u);
-        expect_calls({find_service, arbitrate("guid-2", "0x0")});
+        expect_calls({cluster_service(), arbitrate("guid-2", "0x0")});
         expect_log({{2, "Entering ArbitrateDgW - (null)"}, {2, "Exiting ArbitrateDgW"}});
     });
 }

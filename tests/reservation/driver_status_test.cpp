@@ -1,14 +1,12 @@
 // GetDgReservationStatus by the driver, and the lock of the group's reservation
 // thread.
-#include "call_lines.h"
+#include "bus_lines.h"
 #include "farlo_test.h"
 #include "kernel_journal.h"
 
 namespace {
 
 using namespace support;
-
-using Lines = std::vector<std::string>;
 
 const char guid[] = "driver-status-guid";
 

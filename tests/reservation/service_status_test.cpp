@@ -1,5 +1,5 @@
 // GetDgReservationStatus on a node that reserves through the service.
-#include "call_lines.h"
+#include "bus_lines.h"
 #include "farlo_test.h"
 #include "method_results.h"
 
@@ -16,9 +16,9 @@ class ServiceStatus : public FarloTest {
     }
 
     static std::string query(const std::string& status) {
-        return dispatch("service", cluster_service, 5,
-                        R"("Dgguid": STR "guid-2", "Opflag": UINT32 0, "otl trace": BOOLEAN false)",
-                        status);
+        return invoke("service", cluster_methods, 5,
+                      R"("Dgguid": STR "guid-2", "Opflag": UINT32 0, "otl trace": BOOLEAN false)",
+                      status);
     }
 
     GuardedBuffer state{4};
@@ -37,7 +37,7 @@ TEST_F(ServiceStatus, HandsOutTheServicesState) {
                                     [](opal_propset set) { add_number(set, "Dgstate", 77); });
         EXPECT_EQ(ask(), 0u);
         EXPECT_EQ(*state.as<std::uint32_t>(), 77u);
-        expect_calls({find_service, query("0x0")});
+        expect_calls({cluster_service(), query("0x0")});
         expect_log({enabled,
                     {4, "Entering GetNgcDgReservationStatusW - dg1"},
                     {4, "Exiting GetNgcDgReservationStatusW"}});
@@ -54,7 +54,7 @@ TEST_F(ServiceStatus, ReadsTheSettingOnce) {
         start_watching();
         EXPECT_EQ(
             FARLO(GetDgReservationStatusA)(handle, "dg1", "guid-2", state.as<std::uint32_t>()), 0u);
-        expect_calls({find_service, query("0x0")});
+        expect_calls({cluster_service(), query("0x0")});
         expect_log({{4, "Entering GetNgcDgReservationStatusW - dg1"},
                     {4, "Exiting GetNgcDgReservationStatusW"}});
     });
@@ -91,7 +91,7 @@ TEST_F(ServiceStatus, DoesNotLookAtTheConnection) {
                                     [](opal_propset set) { add_number(set, "Dgstate", 4); });
         EXPECT_EQ(ask(), 0u);
         EXPECT_EQ(*state.as<std::uint32_t>(), 4u);
-        expect_calls({find_service, query("0x0")});
+        expect_calls({cluster_service(), query("0x0")});
         expect_log({enabled,
                     {4, "Entering GetNgcDgReservationStatusW - dg1"},
                     {4, "Exiting GetNgcDgReservationStatusW"}});
@@ -149,7 +149,7 @@ TEST_F(ServiceStatus, PassesTheServicesFailureOn) {
                                     [](opal_propset set) { add_number(set, "Dgstate", 3); });
         EXPECT_EQ(ask(), 0xc1000001u);
         EXPECT_TRUE(state.untouched());
-        expect_calls({find_service, query("0xc1000001")});
+        expect_calls({cluster_service(), query("0xc1000001")});
         expect_log({enabled,
                     {4, "Entering GetNgcDgReservationStatusW - dg1"},
                     {4, "GetNgcDgReservationStatusW: CLUSTER_MTHD_CLUSSVCOP_GETDGSTATUS, CsfInvoke "
@@ -194,8 +194,8 @@ TEST_F(ServiceStatus, AsksAllTheSameWhenAParameterCannotBeAdded) {
                                     [](opal_propset set) { add_number(set, "Dgstate", 9); });
         EXPECT_EQ(ask(), 0u);
         EXPECT_EQ(*state.as<std::uint32_t>(), 9u);
-        expect_calls({find_service,
-                      dispatch("service", cluster_service, 5, R"("Dgguid": STR "guid-2")", "0x0")});
+        expect_calls({cluster_service(),
+                      invoke("service", cluster_methods, 5, R"("Dgguid": STR "guid-2")", "0x0")});
         expect_log({enabled,
                     {4, "Entering GetNgcDgReservationStatusW - dg1"},
                     {6, "API_TRY_CATCH_FAILED "},
@@ -291,7 +291,7 @@ TEST_F(ServiceStatus, AsksAllTheSameWithWhatCouldBeAdded) {
                                         [](opal_propset set) { add_number(set, "Dgstate", 9); });
             EXPECT_EQ(ask(), 0u);
             EXPECT_EQ(*state.as<std::uint32_t>(), 9u);
-            expect_calls({find_service, dispatch("service", cluster_service, 5, sent, "0x0")});
+            expect_calls({cluster_service(), invoke("service", cluster_methods, 5, sent, "0x0")});
             expect_log({enabled,
                         {4, "Entering GetNgcDgReservationStatusW - dg1"},
                         {6, "API_TRY_CATCH_FAILED "},
@@ -308,8 +308,8 @@ TEST_F(ServiceStatus, AsksAllTheSameWithoutAnInputSet) {
                                     [](opal_propset set) { add_number(set, "Dgstate", 9); });
         EXPECT_EQ(ask(), 0u);
         EXPECT_EQ(*state.as<std::uint32_t>(), 9u);
-        expect_calls({find_service, "PrCallDispatch @service " + cluster_service +
-                                        " 0.5 NULL 0,0,0,0 -> 0x0 {}"});
+        expect_calls({cluster_service(), std::string("PrCallDispatch @service ") + cluster_methods +
+                                             " 0.5 NULL 0,0,0,0 -> 0x0 {}"});
         expect_log({enabled,
                     {4, "Entering GetNgcDgReservationStatusW - dg1"},
                     {6, "API_TRY_CATCH_FAILED "},

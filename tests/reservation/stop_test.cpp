@@ -1,5 +1,5 @@
 // StopDgReservation.
-#include "call_lines.h"
+#include "bus_lines.h"
 #include "farlo_test.h"
 #include "method_results.h"
 
@@ -15,8 +15,8 @@ class StopReservation : public FarloTest {
     }
 
     static std::string stop(const std::string& guid, const std::string& status) {
-        return dispatch("service", cluster_service, 4,
-                        "\"Dgguid\": STR \"" + guid + "\", \"Opflag\": UINT32 1", status);
+        return invoke("service", cluster_methods, 4,
+                      "\"Dgguid\": STR \"" + guid + "\", \"Opflag\": UINT32 1", status);
     }
 };
 
@@ -26,7 +26,7 @@ TEST_F(StopReservation, SendsGuidAndFlagToTheClusterService) {
     at_every_threshold([&] {
         set_faults(service_answers);
         EXPECT_EQ(FARLO(StopDgReservationW)(handle, nullptr, "guid-x"), 0u);
-        expect_calls({find_service, stop("guid-x", "0x0")});
+        expect_calls({cluster_service(), stop("guid-x", "0x0")});
         expect_log({{6, "Entering StopDgReservationW"}, {6, "Exiting StopDgReservationW"}});
     });
 }
@@ -87,7 +87,7 @@ TEST_F(StopReservation, PassesTheServicesStatusOn) {
     at_every_threshold([&] {
         set_faults(R"([{"function": "PrCallDispatch", "status": "0x2a"}])");
         EXPECT_EQ(FARLO(StopDgReservationW)(handle, L"dg1", "guid-2"), 0x2au);
-        expect_calls({find_service, stop("guid-2", "0x2a")});
+        expect_calls({cluster_service(), stop("guid-2", "0x2a")});
         expect_log({{6, "Entering StopDgReservationW"},
                     {4, "StopDgReservationW: CLUSTER_MTHD_CLUSSVCOP_OFFLINEDG, CsfInvoke failed "
                         "with error = 0x2a."},
@@ -113,7 +113,7 @@ TEST_F(StopReservation, FailsWhenAParameterCannotBeAdded) {
                        R"(, "status": "0xc1000102"}])");
             start_watching();
             EXPECT_EQ(FARLO(StopDgReservationW)(handle, L"dg1", "guid-2"), 18u);
-            expect_calls({find_service});
+            expect_calls({cluster_service()});
             expect_log({{6, "Entering StopDgReservationW"},
                         {6, "API_TRY_CATCH_FAILED "},
                         {0, "StopDgReservationW() failed, error=(0x12)"},
@@ -181,7 +181,7 @@ TEST_F(StopReservation, FailsWithoutAnInputSet) {
     at_every_threshold([&] {
         set_faults(R"([{"function": "PsCreatePropset", "call": 1, "status": "0xc1000102"}])");
         EXPECT_EQ(FARLO(StopDgReservationW)(handle, L"dg1", "guid-2"), 18u);
-        expect_calls({find_service});
+        expect_calls({cluster_service()});
         expect_log({{6, "Entering StopDgReservationW"},
                     {6, "API_TRY_CATCH_FAILED "},
                     {0, "StopDgReservationW() failed, error=(0x12)"},
@@ -195,10 +195,9 @@ TEST_F(StopReservation, GoesOnWithoutAnOutputSet) {
         set_faults(R"([{"function": "PsCreatePropset", "call": 2, "status": "0xc1000102"},
                        {"function": "PrCallDispatch", "status": "0xc1000001"}])");
         EXPECT_EQ(FARLO(StopDgReservationW)(handle, L"dg1", "guid-2"), 0xc1000001u);
-        expect_calls(
-            {find_service, "PrCallDispatch @service " + cluster_service +
-                               " 0.4 {\"Dgguid\": STR \"guid-2\", \"Opflag\": UINT32 1} 0,0,0,0 -> "
-                               "0xc1000001 NULL"});
+        expect_calls({cluster_service(), invoke("service", cluster_methods, 4,
+                                                R"("Dgguid": STR "guid-2", "Opflag": UINT32 1)",
+                                                "0xc1000001", "NULL")});
         expect_log({{6, "Entering StopDgReservationW"},
                     {0, "StopDgReservationW() failed, error=(0xc1000001)"},
                     {6, "Exiting StopDgReservationW"}});

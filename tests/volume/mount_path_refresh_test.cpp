@@ -1,6 +1,7 @@
 // FFUpdateMountPath, and with it the search for a volume by any of its names.
 #include "bus_lines.h"
 #include "farlo_test.h"
+#include "method_results.h"
 
 namespace {
 
@@ -179,12 +180,7 @@ TEST_F(RefreshMountPath, AParameterSetThatCannotBeBuilt) {
 TEST_F(RefreshMountPath, AConnectionThatDropsMeanwhileVoidsTheResult) {
     at_every_threshold([&] {
         accept_refresh();
-        const StandIn<decltype(PrCallDispatch)> dispatch(
-            dll().module(), "PrCallDispatch", [&](auto... arguments) -> opal_status {
-                const opal_status status = dispatch.real(arguments...);
-                disconnect();
-                return status;
-            });
+        const MethodResults dropping(dll().module(), [&](opal_propset) { disconnect(); });
         EXPECT_EQ(refresh(L"one"), 20u);
         expect_log({entering, exiting});
     });

@@ -1,6 +1,7 @@
 // OfflineVol.
 #include "bus_lines.h"
 #include "farlo_test.h"
+#include "method_results.h"
 
 namespace {
 
@@ -316,12 +317,7 @@ TEST_F(OfflineVolume, NoOutputSet) {
 TEST_F(OfflineVolume, AConnectionThatDropsMeanwhileVoidsTheResult) {
     at_every_threshold([&] {
         accept_offline();
-        const StandIn<decltype(PrCallDispatch)> dispatch(
-            dll().module(), "PrCallDispatch", [&](auto... arguments) -> opal_status {
-                const opal_status status = dispatch.real(arguments...);
-                disconnect();
-                return status;
-            });
+        const MethodResults dropping(dll().module(), [&](opal_propset) { disconnect(); });
         EXPECT_EQ(offline(), 20u);
         expect_lines({}, "0x14");
     });

@@ -1,6 +1,7 @@
 // OnlineVol.
 #include "bus_lines.h"
 #include "farlo_test.h"
+#include "method_results.h"
 
 namespace {
 
@@ -547,12 +548,7 @@ TEST_F(OnlineVolume, NoOutputSet) {
 TEST_F(OnlineVolume, AConnectionThatDropsMeanwhileVoidsTheResult) {
     at_every_threshold([&] {
         accept_online();
-        const StandIn<decltype(PrCallDispatch)> dispatch(
-            dll().module(), "PrCallDispatch", [&](auto... arguments) -> opal_status {
-                const opal_status status = dispatch.real(arguments...);
-                disconnect();
-                return status;
-            });
+        const MethodResults dropping(dll().module(), [&](opal_propset) { disconnect(); });
         EXPECT_EQ(online(), 20u);
         expect_lines({}, "0x14");
     });
