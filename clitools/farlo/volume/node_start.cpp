@@ -86,7 +86,6 @@ Start start_once(opal_handle handle, const CZtObject& misc, NodeMutex& mutex,
         }
         status = farlo::StartCVMClusterW(handle);
         if (status == FARLO_NODE_ALREADY_STARTED) {
-            status = FARLO_SUCCESS;
             log(6, L"CVMClusterStart:CVM Cluster already started");
         } else if (status != FARLO_SUCCESS) {
             log(0, L"CVMClusterStart:StartCVMCluster failed, error=(0x%x) ", status);
