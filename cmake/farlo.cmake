@@ -6,6 +6,15 @@ target_compile_options(farlo_warnings INTERFACE -Wall -Wextra -Wconversion -Wsha
 target_compile_definitions(farlo_warnings INTERFACE UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX
                            _WIN32_WINNT=0x0A00)
 
+# The library's own sources, in a build that counts what of them is run (./run
+# coverage): as they are written, since the optimiser adds and drops branches.
+option(FARLO_COVERAGE "count the lines and branches of the library that are run" OFF)
+add_library(farlo_counted INTERFACE)
+if(FARLO_COVERAGE)
+  target_compile_options(farlo_counted INTERFACE -O0 --coverage)
+  target_link_libraries(farlo_counted INTERFACE gcov)
+endif()
+
 # Header-only libraries of the host, each exposed alone: the host's include
 # folder as a whole is not for the cross compiler.
 function(farlo_host_headers target)
