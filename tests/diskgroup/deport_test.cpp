@@ -244,7 +244,7 @@ std::vector<std::uint32_t> data_words(HMODULE module) {
 }
 
 // How many words count the calls that are made within each other, three deep.
-std::size_t counters(HMODULE module, const std::function<void()>& call) {
+std::size_t counters(HMODULE module, const std::function<std::uint32_t()>& call) {
     constexpr int deepest = 3;
     using Words = std::vector<std::uint32_t>;
     const Words before = data_words(module);
@@ -283,13 +283,13 @@ std::size_t counters(HMODULE module, const std::function<void()>& call) {
 TEST_F(Deport, OfflineCountsItsDeportsInFlight) {
     once([&] {
         const auto offline = [&](const char* guid) {
-            return counters(dll().module(), [&] { FARLO(OfflineDgW)(handle, L"x", guid, 0x800); });
+            return counters(dll().module(),
+                            [&] { return FARLO(OfflineDgW)(handle, L"x", guid, 0x800); });
         };
         EXPECT_EQ(offline("guid-1"), 1u);
         EXPECT_EQ(offline("nowhere"), 1u) << "a deport that fails";
-        EXPECT_EQ(counters(dll().module(), [&] { FARLO(DeportDgW)
-                                                 (handle, L"dg1", "guid-1"); }),
-                  0u);
+        const auto deport_group = [&] { return FARLO(DeportDgW)(handle, L"dg1", "guid-1"); };
+        EXPECT_EQ(counters(dll().module(), deport_group), 0u);
     });
 }
 
@@ -298,6 +298,11 @@ TEST_F(Deport, OfflineNarrowForm) {
         EXPECT_EQ(FARLO(OfflineDgA)(handle, "dg1", nullptr, 0), 0u);
         EXPECT_EQ(calls_of("PrCallDispatch"),
                   (Lines{deport("dg1", "guid-1", "OfflineFlag", 0x4040, "0x0")}));
+        load_scenario(scenario);
+        start_watching();
+        EXPECT_EQ(FARLO(OfflineDgA)(handle, nullptr, "guid-1", 1), 0u);
+        EXPECT_EQ(calls_of("PrCallDispatch"),
+                  (Lines{deport("dg1", "guid-1", "OfflineFlag", 0x4001, "0x0")}));
         start_watching();
         EXPECT_EQ(FARLO(OfflineDgA)(handle, std::string(32, 'n').c_str(), "guid-1", 0),
                   0x80070057u);
@@ -465,6 +470,11 @@ TEST_F(Deport, DeportOfALocalGroupByName) {
 TEST_F(Deport, DeportNarrowForm) {
     at_every_threshold([&] {
         EXPECT_EQ(FARLO(DeportDgA)(handle, "dg1", "guid-1"), 0u);
+        EXPECT_EQ(calls_of("PrCallDispatch"),
+                  (Lines{deport("dg1", "guid-1", "OfflineFlag", 0x4042, "0x0")}));
+        load_scenario(scenario);
+        start_watching();
+        EXPECT_EQ(FARLO(DeportDgA)(handle, "dg1", nullptr), 0u);
         EXPECT_EQ(calls_of("PrCallDispatch"),
                   (Lines{deport("dg1", "guid-1", "OfflineFlag", 0x4042, "0x0")}));
         start_watching();

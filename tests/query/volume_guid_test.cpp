@@ -284,6 +284,9 @@ TEST_F(VolumeGuid, NarrowForm) {
         GuardedBuffer buffer(9);
         EXPECT_EQ(FARLO(GetDgVolumeGuidA)(handle, "dg1", nullptr, "dev1", buffer.as<char>()), 0u);
         EXPECT_STREQ(buffer.as<char>(), "volume-1");
+        EXPECT_EQ(FARLO(GetDgVolumeGuidA)(handle, nullptr, "guid-1", "dev1", buffer.as<char>()),
+                  0u);
+        EXPECT_STREQ(buffer.as<char>(), "volume-1");
         // Any failure of the wide form is one status.
         char room[65];
         EXPECT_EQ(FARLO(GetDgVolumeGuidA)(handle, "gone", nullptr, "dev1", room), 0x62u);
