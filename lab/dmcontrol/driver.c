@@ -9,6 +9,7 @@
 
 /* Reasons for which a DLL's entry is called are 0 to 3. */
 enum { last_dll_reason = 3 };
+enum { handing_over_100ns = 1000000 };
 
 static HANDLE device_folder;
 
@@ -66,6 +67,9 @@ static void WINAPI unload(DRIVER_OBJECT* driver) {
     while (driver->DeviceObject != NULL) {
         IoDeleteDevice(driver->DeviceObject);
     }
+    /* Wine may just be handing over a request that it fetched before. */
+    LARGE_INTEGER pause = {.QuadPart = -handing_over_100ns};
+    KeDelayExecutionThread(KernelMode, FALSE, &pause);
     if (device_folder != NULL) {
         ZwClose(device_folder);
         device_folder = NULL;
