@@ -4,6 +4,9 @@
 #include "machine.h"
 #include "ztbus3.h"
 
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
 #include <ostream>
 #include <utility>
 
@@ -462,12 +465,32 @@ std::string scenario_text(const std::string& node) {
    "volumes": [{"name": "n-off", "device": "\\Device\\n-off", "state": 32}]}]})";
 }
 
+bool among(const std::vector<std::uint32_t>& statuses, std::uint32_t status) {
+    return std::find(statuses.begin(), statuses.end(), status) != statuses.end();
+}
+
+bool is_described(const Answers& answers, std::uint32_t status) {
+    const bool of_service =
+        ((status >> 30) == 3 && ((status >> 16) & 0xFFF) == 0x100) || (status >> 16) == 0xE515;
+    const bool of_system = status < 0x4000 || (status >> 16) == 0x8007;
+    return status == FARLO_SUCCESS || among(answers.statuses, status) ||
+           (answers.service && of_service) || (answers.system && of_system);
+}
+
 void PrintTo(const Situation& situation, std::ostream* out) {
     *out << situation.export_name << " (" << situation.name << ")";
 }
 
 const std::vector<Situation>& situations() {
     return table;
+}
+
+bool full_sweep() {
+    static const bool full = [] {
+        const char* wanted = std::getenv("FARLO_SWEEP");
+        return wanted != nullptr && std::strcmp(wanted, "full") == 0;
+    }();
+    return full;
 }
 
 }  // namespace sweep

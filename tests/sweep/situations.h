@@ -59,6 +59,11 @@ struct Answers {
     std::vector<std::uint32_t> dropped = {FARLO_NOT_CONNECTED};
 };
 
+bool among(const std::vector<std::uint32_t>& statuses, std::uint32_t status);
+
+// Whether the export may answer that, whatever happens below it.
+bool is_described(const Answers& answers, std::uint32_t status);
+
 struct Situation {
     const char* name;
     const char* export_name;
@@ -77,5 +82,8 @@ void PrintTo(const Situation& situation, std::ostream* out);
 std::string scenario_text(const std::string& node);
 
 const std::vector<Situation>& situations();
+
+// Whether everything is swept (FARLO_SWEEP=full), not a sample that takes a minute.
+bool full_sweep();
 
 }  // namespace sweep

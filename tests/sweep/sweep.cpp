@@ -1,5 +1,7 @@
 #include "sweep.h"
 
+#include "prepared_call.h"
+
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
@@ -11,12 +13,8 @@
 namespace sweep {
 namespace {
 
-using Kind = Argument::Kind;
-using support::GuardedBuffer;
-
 // Failures of one situation that are told; the others are counted.
 constexpr unsigned told_at_most = 12;
-constexpr std::size_t most_arguments = 6;
 // In the quick sweep the first calls of a function stand for the others.
 constexpr unsigned quick_calls = 12;
 
@@ -29,160 +27,13 @@ LONG CALLBACK tell_crash(EXCEPTION_POINTERS* exception) {
     return next_filter != nullptr ? next_filter(exception) : EXCEPTION_CONTINUE_SEARCH;
 }
 
-void reset_timeout() {}
-
-std::wstring widen(const std::string& text) {
-    return {text.begin(), text.end()};
-}
-
 std::string hex(std::uint32_t value) {
     char text[16];
     std::snprintf(text, sizeof text, "0x%x", static_cast<unsigned>(value));
     return text;
 }
 
-bool among(const std::vector<std::uint32_t>& statuses, std::uint32_t status) {
-    return std::find(statuses.begin(), statuses.end(), status) != statuses.end();
-}
-
-// Two empty subfolders, one with another in it.
-std::wstring make_folder() {
-    const auto folder = support::environment().folder() / L"machines";
-    std::error_code ignored;
-    std::filesystem::create_directories(folder / L"one" / L"two", ignored);
-    std::filesystem::create_directories(folder / L"three", ignored);
-    return folder.wstring() + L"\\";
-}
-
-// One argument of a call: what stands behind it, for the call's life.
-class Passed {
-  public:
-    Passed(const Argument& argument, opal_handle handle, bool& made_handle) : m_argument(argument) {
-        switch (argument.kind) {
-        case Kind::handle:
-            m_word = reinterpret_cast<std::uint64_t>(handle);
-            break;
-        case Kind::own_handle:
-            InitializeZtVmW(0, 0, &m_handle);
-            m_word = reinterpret_cast<std::uint64_t>(m_handle);
-            made_handle = true;
-            break;
-        case Kind::slot:
-            make_buffer(sizeof m_handle, &m_handle);
-            break;
-        case Kind::used_slot:
-            InitializeZtVmW(0, 0, &m_handle);
-            LabCmdDisconnect(m_handle);
-            make_buffer(sizeof m_handle, &m_handle);
-            break;
-        case Kind::narrow:
-            m_word = reinterpret_cast<std::uint64_t>(argument.text.c_str());
-            break;
-        case Kind::wide:
-            m_wide = widen(argument.text);
-            m_word = reinterpret_cast<std::uint64_t>(m_wide.c_str());
-            break;
-        case Kind::bytes: {
-            const std::uint8_t bytes[16] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16};
-            make_buffer(sizeof bytes, bytes);
-            break;
-        }
-        case Kind::out:
-            make_buffer(argument.size, nullptr);
-            break;
-        case Kind::in_out: {
-            const auto number = static_cast<std::uint32_t>(argument.number);
-            make_buffer(sizeof number, &number);
-            break;
-        }
-        case Kind::list: {
-            m_target = std::make_unique<GuardedBuffer>(argument.size);
-            const std::uint8_t* target = m_target->data();
-            make_buffer(sizeof target, &target);
-            break;
-        }
-        case Kind::null:
-            break;
-        case Kind::number:
-            m_word = argument.number;
-            break;
-        case Kind::callback:
-            m_word = reinterpret_cast<std::uint64_t>(&reset_timeout);
-            break;
-        case Kind::folder:
-            m_wide = make_folder();
-            m_word = reinterpret_cast<std::uint64_t>(m_wide.c_str());
-            break;
-        }
-    }
-
-    std::uint64_t word() const { return m_word; }
-
-    // What was written, without what differs from call to call.
-    std::vector<std::uint8_t> output() const {
-        switch (m_argument.kind) {
-        case Kind::out:
-        case Kind::in_out:
-            return m_buffer->bytes();
-        case Kind::list:
-            return m_target->bytes();
-        case Kind::slot:
-        case Kind::used_slot:
-            return {static_cast<std::uint8_t>(*m_buffer->as<opal_handle>() != nullptr)};
-        default:
-            return {};
-        }
-    }
-    bool written() const {
-        return m_argument.kind == Kind::list  ? !m_target->untouched()
-               : m_argument.kind == Kind::out ? !m_buffer->untouched()
-                                              : false;
-    }
-    std::string overrun() const {
-        std::string text = m_buffer != nullptr ? m_buffer->overrun() : "";
-        if (m_target != nullptr) {
-            text += m_target->overrun();
-        }
-        return text;
-    }
-    // The handle that stands in a slot.
-    opal_handle slot() const {
-        return m_argument.kind == Kind::slot || m_argument.kind == Kind::used_slot
-                   ? *m_buffer->as<opal_handle>()
-                   : nullptr;
-    }
-    opal_handle own() const { return m_argument.kind == Kind::own_handle ? m_handle : nullptr; }
-
-  private:
-    void make_buffer(std::size_t size, const void* content) {
-        m_buffer = std::make_unique<GuardedBuffer>(size, GuardedBuffer::Guard::behind,
-                                                   m_argument.misplaced);
-        if (content != nullptr) {
-            std::memcpy(m_buffer->data(), content, size);
-        }
-        m_word = reinterpret_cast<std::uint64_t>(m_buffer->data());
-    }
-
-    const Argument& m_argument;
-    std::uint64_t m_word = 0;
-    std::wstring m_wide;
-    opal_handle m_handle = nullptr;
-    std::unique_ptr<GuardedBuffer> m_buffer;
-    std::unique_ptr<GuardedBuffer> m_target;
-};
-
-using Entry = std::uint64_t (*)(std::uint64_t, std::uint64_t, std::uint64_t, std::uint64_t,
-                                std::uint64_t, std::uint64_t);
-
 }  // namespace
-
-bool full_sweep() {
-    static const bool full = [] {
-        const char* wanted = std::getenv("FARLO_SWEEP");
-        return wanted != nullptr && std::strcmp(wanted, "full") == 0;
-    }();
-    return full;
-}
 
 Row& row_of(const std::string& export_name) {
     return rows[export_name];
@@ -263,19 +114,11 @@ Result SweepTest::perform(const std::vector<Argument>& arguments) {
     support::environment().remove_logs();
     m_machine->take_connections();
     m_machine->watch(handle);
-    bool made_handle = false;
-    std::vector<std::unique_ptr<Passed>> passed;
-    std::uint64_t words[most_arguments] = {};
-    for (const Argument& argument : arguments) {
-        passed.push_back(std::make_unique<Passed>(argument, handle, made_handle));
-        words[passed.size() - 1] = passed.back()->word();
-    }
+    PreparedCall call(arguments, handle);
     clock().forget();
     m_imported->start_counting();
-    const Entry entry = dll().entry<Entry>(m_situation->export_name);
     Result result;
-    result.status = static_cast<std::uint32_t>(
-        entry(words[0], words[1], words[2], words[3], words[4], words[5]));
+    result.status = call.run(dll().entry<FARPROC>(m_situation->export_name));
     m_machine->join();
     m_imported->stop_counting();
     ++row_of(m_situation->export_name).runs;
@@ -290,7 +133,7 @@ Result SweepTest::perform(const std::vector<Argument>& arguments) {
     if (!error.empty()) {
         fault("the log", error);
     }
-    for (const auto& one : passed) {
+    for (const auto& one : call.arguments()) {
         result.outputs.push_back(one->output());
         result.written.push_back(one->written());
         if (const std::string overrun = one->overrun(); !overrun.empty()) {
@@ -336,14 +179,10 @@ bool SweepTest::is_allowed(std::uint32_t status, const Judgement& judgement) con
     if (judgement.informational) {
         return status == m_clean.status || (answers.service && status == judgement.injected);
     }
-    if (status == m_clean.status || status == FARLO_SUCCESS || among(answers.statuses, status)) {
+    if (status == m_clean.status) {
         return true;
     }
-    const bool of_service = (status >> 30) == 3 && ((status >> 16) & 0xFFF) == 0x100;
-    const bool of_system = status < 0x4000 || (status >> 16) == 0x8007;
-    return (answers.service &&
-            (of_service || (status >> 16) == 0xE515 || status == judgement.injected)) ||
-           (answers.system && of_system);
+    return (answers.service && status == judgement.injected) || is_described(answers, status);
 }
 
 bool SweepTest::has_failed(std::uint32_t status, const Judgement& judgement) const {

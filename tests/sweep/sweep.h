@@ -14,9 +14,6 @@
 
 namespace sweep {
 
-// Whether everything is swept (FARLO_SWEEP=full), not a sample that takes a minute.
-bool full_sweep();
-
 // Numbers of a row of the table that is printed at the end.
 struct Row {
     unsigned points = 0;
