@@ -226,6 +226,22 @@ TEST_F(Deport, OfflineWithoutAnOutputSet) {
     });
 }
 
+// Out of memory where nobody expects it: the export itself says so.
+TEST_F(Deport, AnExceptionEndsAtTheExport) {
+    at_every_threshold([&] {
+        // The GUID text, then the list of cluster services.
+        heap().fail(2);
+        EXPECT_EQ(FARLO(OfflineDgW)(handle, L"dg1", "guid-1", 0), 18u);
+        EXPECT_EQ(calls_of("PrCallDispatch"), Lines{});
+        expect_log({{2, "Entering OfflineDgW - dg1"}, {6, "API_TRY_CATCH_FAILED "}});
+        start_watching();
+        heap().fail(2);
+        EXPECT_EQ(FARLO(DeportDgW)(handle, L"dg1", "guid-1"), 18u);
+        EXPECT_EQ(calls_of("PrCallDispatch"), Lines{});
+        expect_log({{6, "Entering DeportDgW"}, {6, "API_TRY_CATCH_FAILED "}});
+    });
+}
+
 // The library's own data, in words.
 std::vector<std::uint32_t> data_words(HMODULE module) {
     std::vector<std::uint32_t> words;
