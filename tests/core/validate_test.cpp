@@ -264,6 +264,33 @@ TEST_F(Validate, ANewHandleThatIsDroppedAtOnceIsReconnected) {
     });
 }
 
+// Whoever drops a connection holds the lock meanwhile.
+TEST_F(Validate, ConnectedIsReadUnderItsLock) {
+    once([&] {
+        ASSERT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
+        const opal_handle dropped = handle;
+        interpose<decltype(EnterCriticalSection)>("EnterCriticalSection",
+                                                  [&](CRITICAL_SECTION* section) {
+                                                      EnterCriticalSection(section);
+                                                      if (section == &dropped->lock) {
+                                                          dropped->connected = 0;
+                                                      }
+                                                  });
+        interpose<decltype(LeaveCriticalSection)>("LeaveCriticalSection",
+                                                  [&](CRITICAL_SECTION* section) {
+                                                      if (section == &dropped->lock) {
+                                                          dropped->connected = 1;
+                                                      }
+                                                      LeaveCriticalSection(section);
+                                                  });
+        EXPECT_EQ(FARLO(DeportDgW)(handle, L"dg1", "guid-1"), 20u);
+        made();
+        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
+        EXPECT_EQ(made(), (Made{1, 1, 0}));
+        release();
+    });
+}
+
 struct Caller {
     const FarloDll& dll;
     opal_handle handle;
