@@ -45,14 +45,16 @@ const Lines look_at_dg1 = {read("dg1", "LDM DG TYPE", "UINT32 2"),
                            read("dg1", "dgid", "STR \"guid-2\"")};
 
 TEST_F(GroupState, IsImportedUnlessBitZeroOfTheReplySaysNot) {
-    const std::pair<std::uint8_t, std::uint8_t> replies[] = {
-        {0x00, 1}, {0x01, 0}, {0xFE, 1}, {0xFF, 0}};
-    for (const auto& [reply, wanted] : replies) {
+    struct Reply {
+        std::uint8_t byte;
+        std::uint8_t imported;
+    };
+    for (const Reply reply : {Reply{0x00, 1}, Reply{0x01, 0}, Reply{0xFE, 1}, Reply{0xFF, 0}}) {
         at_every_threshold([&] {
             KernelJournal journal(dll().module(), clock());
-            journal.controls = {{0, 0, reply}};
+            journal.controls = {{0, 0, reply.byte}};
             EXPECT_EQ(ask(L"dg1", "guid-2"), 0u);
-            EXPECT_EQ(*state.data(), wanted);
+            EXPECT_EQ(*state.data(), reply.imported);
             expect_calls({});
             expect_journal(journal,
                            {allocate, open, control("guid-2", "0x0 0x0"), "VirtualFree page"});

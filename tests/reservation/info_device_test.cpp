@@ -80,15 +80,21 @@ TEST_F(InfoDevice, AnswersByTheLastTry) {
     });
 }
 
+// A native status of the device, and what becomes of it.
+struct Answer {
+    std::uint32_t native;
+    std::uint32_t status;
+};
+
 // The six tries of the release, each with three of the open.
 TEST_F(InfoDevice, TellsWhyItCouldNotBeOpened) {
-    const std::pair<std::uint32_t, std::uint32_t> statuses[] = {
+    const Answer answers[] = {
         {0xC0000043, 23}, {0xC0000001, 24}, {0xC000000D, 24}, {0xC000000E, 24}, {0x80000005, 24}};
-    for (const auto& [native, wanted] : statuses) {
+    for (const Answer& answer : answers) {
         once([&] {
             KernelJournal journal(dll().module(), clock());
-            journal.opens = {{native}};
-            EXPECT_EQ(request(journal), wanted);
+            journal.opens = {{answer.native}};
+            EXPECT_EQ(request(journal), answer.status);
             EXPECT_EQ(std::count(journal.lines.begin(), journal.lines.end(), "Sleep 1000"), 24);
             EXPECT_EQ(journal.lines.size(), 1u + 18 + 24);
         });
@@ -97,19 +103,19 @@ TEST_F(InfoDevice, TellsWhyItCouldNotBeOpened) {
 
 // A good open with a failed I/O status is a failed one, and its handle is closed.
 TEST_F(InfoDevice, IsNotOpenWithAFailedIoStatus) {
-    const std::pair<std::uint32_t, std::uint32_t> statuses[] = {
+    const Answer answers[] = {
         {0xC0000034, 1}, {0xC0000043, 23}, {0xC0000001, 24}, {0x80000005, 24}};
-    for (const auto& [native, wanted] : statuses) {
+    for (const Answer& answer : answers) {
         once([&] {
             KernelJournal journal(dll().module(), clock());
-            journal.opens = {{0, native}};
-            EXPECT_EQ(request(journal), wanted);
+            journal.opens = {{0, answer.native}};
+            EXPECT_EQ(request(journal), answer.status);
             char text[16];
-            std::snprintf(text, sizeof text, "0x0 0x%x", native);
+            std::snprintf(text, sizeof text, "0x0 0x%x", answer.native);
             EXPECT_EQ(Lines(journal.lines.begin(), journal.lines.begin() + 4),
                       (Lines{allocate, opened(text), "CloseHandle device", "Sleep 1000"}));
             const auto opens = std::count(journal.lines.begin(), journal.lines.end(), opened(text));
-            EXPECT_EQ(opens, wanted == 1 ? 3 : 18);
+            EXPECT_EQ(opens, answer.status == 1 ? 3 : 18);
             EXPECT_EQ(std::count(journal.lines.begin(), journal.lines.end(), "CloseHandle device"),
                       opens);
         });

@@ -279,19 +279,23 @@ TEST_F(ServiceStatus, LeavesTheStateAloneWhenItIsOfAnotherType) {
 }
 
 TEST_F(ServiceStatus, AsksAllTheSameWithWhatCouldBeAdded) {
-    const std::pair<const char*, const char*> rows[] = {
-        {"1", ""}, {"3", R"("Dgguid": STR "guid-2", "Opflag": UINT32 0)"}};
-    for (const auto& [call, sent] : rows) {
-        SCOPED_TRACE(call);
+    struct Failure {
+        const char* call;
+        const char* sent;
+    };
+    const Failure failures[] = {{"1", ""}, {"3", R"("Dgguid": STR "guid-2", "Opflag": UINT32 0)"}};
+    for (const Failure& failure : failures) {
+        SCOPED_TRACE(failure.call);
         at_every_threshold([&] {
-            set_faults(std::string(R"([{"function": "PsAddProperty", "call": )") + call +
+            set_faults(std::string(R"([{"function": "PsAddProperty", "call": )") + failure.call +
                        R"(, "status": "0xc1000102"},
                           {"function": "PrCallDispatch", "nothing": true}])");
             const MethodResults results(dll().module(),
                                         [](opal_propset set) { add_number(set, "Dgstate", 9); });
             EXPECT_EQ(ask(), 0u);
             EXPECT_EQ(*state.as<std::uint32_t>(), 9u);
-            expect_calls({cluster_service(), invoke("service", cluster_methods, 5, sent, "0x0")});
+            expect_calls(
+                {cluster_service(), invoke("service", cluster_methods, 5, failure.sent, "0x0")});
             expect_log({enabled,
                         {4, "Entering GetNgcDgReservationStatusW - dg1"},
                         {6, "API_TRY_CATCH_FAILED "},

@@ -38,7 +38,10 @@ std::string load(const std::string& json) {
 
 void FarloTest::SetUp() {
     environment().set_trace_level(6);
-    [[maybe_unused]] static const bool warm = (warm_up(), true);
+    [[maybe_unused]] static const bool warm = [] {
+        warm_up();
+        return true;
+    }();
 }
 
 void FarloTest::TearDown() {
