@@ -206,10 +206,8 @@ CZtTempPropertySet::CZtTempPropertySet(CZtTempPropertySet&& other) noexcept
     : CZtPropertySet(std::exchange(other.m_set, nullptr)) {}
 
 CZtTempPropertySet& CZtTempPropertySet::operator=(CZtTempPropertySet&& other) noexcept {
-    if (this != &other) {
-        destroy_quietly();
-        m_set = std::exchange(other.m_set, nullptr);
-    }
+    destroy_quietly();
+    m_set = std::exchange(other.m_set, nullptr);
     return *this;
 }
 

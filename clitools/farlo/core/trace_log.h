@@ -49,6 +49,7 @@ extern TraceLog trace_log;
 // comparison and nothing else: its arguments are not formatted.
 template <class... Arguments>
 inline void log(std::uint32_t level, const wchar_t* format, Arguments... arguments) noexcept {
+    // NULL logs nothing, though no caller passes it.
     if (level > trace_log.threshold() || format == nullptr) [[likely]] {
         return;
     }

@@ -16,10 +16,8 @@ class Handle {
     ~Handle() { close(); }
     Handle(Handle&& other) noexcept : m_handle(other.release()) {}
     Handle& operator=(Handle&& other) noexcept {
-        if (this != &other) {
-            close();
-            m_handle = other.release();
-        }
+        close();
+        m_handle = other.release();
         return *this;
     }
 

@@ -26,6 +26,7 @@ std::uint32_t import_group(opal_handle handle, const wchar_t* name, const char* 
         log(0, L"ImportDgW():SetDgGuidParam failed, error=(0x%x) ", status);
         return status;
     }
+    // Kept, though a success always has a text.
     if (!guid) {
         log(0, L"ImportDgW() failed, pGuid == NULL, error=(0x%x) ", FARLO_NO_GUID_MEMORY);
         return FARLO_NO_GUID_MEMORY;

@@ -167,6 +167,7 @@ std::uint32_t GetDgGuidCommon(opal_handle handle, const wchar_t* name, char* gui
 }
 
 std::uint32_t GetDgGuidfromOpal(opal_handle handle, const wchar_t* name, char* guid) {
+    // Its only caller, GetDgVolumeGuidW, has tested both before.
     if (handle == nullptr) {
         log(0, L"GetDgGuidfromOpal() failed, NULL opal_conn, error=(0x%x)", FARLO_NULL_HANDLE);
         return FARLO_NULL_HANDLE;

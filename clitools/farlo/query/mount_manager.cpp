@@ -72,13 +72,11 @@ bool find_link(const std::uint8_t* output, std::size_t size, wchar_t* link, cons
 }  // namespace
 
 bool QueryMountPointName(const wchar_t* device, wchar_t* link, const wchar_t* search) {
+    // No caller passes NULL.
     if (link == nullptr || search == nullptr) {
         return false;
     }
     *link = L'\0';
-    if (device == nullptr) {
-        return false;
-    }
     const Handle manager(CreateFileW(MOUNTMGR_DOS_DEVICE_NAME, GENERIC_READ | GENERIC_WRITE,
                                      FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
                                      FILE_ATTRIBUTE_NORMAL, nullptr));

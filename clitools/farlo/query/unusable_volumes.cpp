@@ -77,6 +77,8 @@ std::uint32_t list_unusable(opal_handle handle, const CZtObject& group, const wc
 
 bool has_volume_guid_name(const wchar_t* device) {
     wchar_t link[mount_link_capacity];
+    // A link that contains the search text is never empty: the second test only
+    // says what a name is.
     return QueryMountPointName(device, link, L"\\??\\Volume{") && *link != L'\0';
 }
 
