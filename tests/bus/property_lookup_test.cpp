@@ -2,6 +2,7 @@
 // of the caller's value.
 #include "property_set.h"
 
+#include "interposer.h"
 #include "traces.h"
 
 #include <cstring>
@@ -55,6 +56,30 @@ TEST_F(PropertyLookup, APropertyIsFreedBehindItsTrace) {
     EXPECT_EQ(
         calls_of([&] { set.GetProp("p", text); }),
         (Texts{R"(PsFindProperty #1 "p" -> 0x0 "p" STR "text")", R"(PsFreeProperty "p" -> 0x0)"}));
+}
+
+// What the bus gave is given back to it, be it not whole.
+TEST_F(PropertyLookup, AValueWithoutANameIsFreedToo) {
+    static std::uint32_t number;
+    static std::vector<const void*> freed;
+    number = 42;
+    freed.clear();
+    const support::Interposer find(
+        class_layer(), "PsFindProperty",
+        +[](opal_propset, const char*, opal_property* property) -> opal_status {
+            *property = {nullptr, TYPE_UINT32, 1, sizeof number, &number};
+            return ZTSTATUS_OK;
+        });
+    const support::Interposer free(
+        class_layer(), "PsFreeProperty", +[](opal_property* property) -> opal_status {
+            freed.push_back(property->value);
+            return ZTSTATUS_OK;
+        });
+    const CZtPropertySet set;
+    std::uint32_t value = 0;
+    EXPECT_TRUE(set.GetProp("p", value));
+    EXPECT_EQ(value, 42u);
+    EXPECT_EQ(freed, std::vector<const void*>{&number});
 }
 
 // A set that finds something else than it is asked for.

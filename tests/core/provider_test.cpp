@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <functional>
 #include <string>
 #include <vector>
@@ -261,6 +262,46 @@ TEST_F(Provider, DescriptorOfAMethod) {
     EXPECT_EQ(farlo::FormatMethodDescriptor(object_id, interface_guid, 3, 0xffffffff),
               "OBJ:{01020304-0506-0708-090a-0b0c0d0e0f10},"
               "INTF:{11223344-5566-7788-99aa-bbccddeeff00},MJ:3,MN:-1");
+}
+
+// Texts of the bus for a GUID, in their order; no more than these are had.
+std::vector<std::string> guid_texts;
+char* next_guid_text(const GUID*) {
+    if (guid_texts.empty()) {
+        return nullptr;
+    }
+    const std::string text = guid_texts.front();
+    guid_texts.erase(guid_texts.begin());
+    auto* const block = static_cast<char*>(_ZtAlloc(text.size() + 1));
+    std::memcpy(block, text.c_str(), text.size() + 1);
+    return block;
+}
+
+TEST_F(Provider, DescriptorOfIdsThatHaveNoText) {
+    const support::Interposer texts(GetModuleHandleW(nullptr), "ZtGUIDToString", next_guid_text);
+    for (const std::size_t had : {0u, 1u}) {
+        SCOPED_TRACE(had);
+        guid_texts.assign(had, "text");
+        EXPECT_EQ(bus_test::thrown_by(
+                      [&] { farlo::FormatMethodDescriptor(object_id, interface_guid, 3, 4); }),
+                  0xc1000102u);
+    }
+}
+
+// A descriptor has room for 255 characters.
+TEST_F(Provider, DescriptorThatDoesNotFit) {
+    const support::Interposer texts(GetModuleHandleW(nullptr), "ZtGUIDToString", next_guid_text);
+    const auto describe = [](std::size_t length) {
+        guid_texts = {std::string(length, 'o'), ""};
+        return farlo::FormatMethodDescriptor(object_id, interface_guid, 3, 4);
+    };
+    const std::string rest = ",INTF:,MJ:3,MN:4";
+    const std::size_t room = 255 - rest.size() - 4;
+    EXPECT_EQ(describe(room), "OBJ:" + std::string(room, 'o') + rest);
+    for (const std::size_t length : {room + 1, room + 2, room + 300}) {
+        SCOPED_TRACE(length);
+        EXPECT_EQ(bus_test::thrown_by([&] { describe(length); }), 0xc1000101u);
+    }
 }
 
 }  // namespace

@@ -87,6 +87,42 @@ TEST_F(Rollover, AReaderThatHoldsTheOlderGenerationLosesTheLine) {
     EXPECT_TRUE(contents(older) == before);
 }
 
+// Its name is the log's and two characters more, 259 at most.
+TEST_F(Rollover, AnOlderGenerationWhoseNameDoesNotFitLosesTheLine) {
+    wchar_t vmpath[MAX_PATH];
+    GetEnvironmentVariableW(L"VMPATH", vmpath, MAX_PATH);
+    constexpr std::size_t tail = sizeof R"(logs\farlo.log)" - 1;
+    for (const std::size_t length : {257u, 258u}) {
+        SCOPED_TRACE(length);
+        std::wstring folder = environment().folder().wstring() + L"\\";
+        folder += std::wstring(100, L'f') + L"\\";
+        folder += std::wstring(length - tail - 1 - folder.size(), L'x') + L"\\";
+        // Beyond the limit of paths without this prefix.
+        const std::wstring long_log = LR"(\\?\)" + folder + LR"(logs\farlo.log)";
+        std::filesystem::create_directories(LR"(\\?\)" + folder + L"logs");
+        std::ofstream(std::filesystem::path(long_log), std::ios::binary)
+            << std::string(limit - 2, 'x') << "\r\n";
+        const std::string before = contents(long_log);
+        ASSERT_EQ(before.size(), limit);
+
+        SetEnvironmentVariableW(L"VMPATH", folder.c_str());
+        FarloDll dll;
+        SetEnvironmentVariableW(L"VMPATH", vmpath);
+        const bool fits = length == 257;
+        EXPECT_EQ(printed(environment().folder(), [&] { write_lines(dll, L"x"); }),
+                  fits ? ""
+                       : "\nError in copying into new file\n\nError in copying into new file\n");
+        EXPECT_EQ(contents(long_log + L".0") == before, fits);
+        if (fits) {
+            EXPECT_EQ(texts(long_log), (Texts{first_line("x"), second_line}));
+        } else {
+            EXPECT_TRUE(contents(long_log) == before);
+        }
+        std::filesystem::remove_all(LR"(\\?\)" + environment().folder().wstring() + L"\\" +
+                                    std::wstring(100, L'f'));
+    }
+}
+
 TEST_F(Rollover, AnOlderGenerationThatIsLongerLeavesNothingBehind) {
     FarloDll dll;
     std::ofstream(older, std::ios::binary) << std::string(limit + 100'000, 'o');

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <clocale>
+#include <cstdarg>
 
 namespace {
 
@@ -289,6 +290,11 @@ int WINAPI failing_conversion(UINT code_page, DWORD flags, const wchar_t* wide, 
                                                      capacity, unknown, used);
 }
 
+int failing_format(wchar_t* buffer, std::size_t capacity, const wchar_t* format,
+                   std::va_list arguments) {
+    return failures_left-- > 0 ? -1 : _vsnwprintf(buffer, capacity, format, arguments);
+}
+
 TEST_F(Log, ALineWhoseCallFailsIsDroppedAndTheNextIsWritten) {
     const auto drops_one = [&](const char* function, auto* replacement) {
         SCOPED_TRACE(function);
@@ -306,6 +312,7 @@ TEST_F(Log, ALineWhoseCallFailsIsDroppedAndTheNextIsWritten) {
     drops_one("LockFileEx", failing_lock);
     drops_one("SetFilePointerEx", failing_seek);
     drops_one("WideCharToMultiByte", failing_conversion);
+    drops_one("_vsnwprintf", failing_format);
 }
 
 std::string call_order;

@@ -109,6 +109,28 @@ TEST_F(PlexStates, TakesNarrowTextsOfAnyLength) {
     });
 }
 
+// Answers as Windows does for a text that is none in the code page; Wine takes any.
+int no_text(wchar_t*, std::size_t, const wchar_t*, ...) {
+    return -1;
+}
+
+TEST_F(PlexStates, RefusesNarrowTextsThatAreNone) {
+    at_every_threshold([&] {
+        const Interposer conversion(dll().module(), "_snwprintf", no_text);
+        EXPECT_EQ(FARLO(GetDgVolPlexStatesA)(handle, "local", "guid-1", nullptr,
+                                             count.as<std::uint32_t>(), nullptr),
+                  0x80070057u);
+        EXPECT_EQ(FARLO(GetDgVolPlexStatesA)(handle, nullptr, "guid-1", "\\Device\\vol",
+                                             count.as<std::uint32_t>(), nullptr),
+                  0x80070057u);
+        EXPECT_TRUE(count.untouched());
+        expect_calls({});
+        const Expected refusal{0, "GetDgVolPlexStatesA() failed , invalid text, "
+                                  "error=(0x80070057)"};
+        expect_log({refusal, refusal});
+    });
+}
+
 TEST_F(PlexStates, LeavesNullAsItIs) {
     at_every_threshold([&] {
         EXPECT_EQ(FARLO(GetDgVolPlexStatesA)(handle, nullptr, nullptr, nullptr,

@@ -335,23 +335,28 @@ TEST_F(NameList, ADroppedConnectionVoidsAFailureToo) {
     });
 }
 
-TEST_F(NameList, ANarrowNameOf32CharactersIsRefused) {
-    scenario = R"({"disk_groups": [
-        {"name": "dg1", "dgid": "1", "imported": true},
-        {"name": "123456789012345678901234567890x", "dgid": "2", "imported": true},
-        {"name": "123456789012345678901234567890xy", "dgid": "3", "imported": true}]})";
-    once([&] {
-        const Result result = narrow(69, 69);
-        EXPECT_EQ(result.status, 0x12u);
-        EXPECT_EQ(result.count, 3u);
-        std::vector<std::uint8_t> wanted = bytes("dg1\0"
-                                                 "123456789012345678901234567890x",
-                                                 36);
-        wanted.resize(69, 0);
-        EXPECT_EQ(result.bytes, wanted);
-        // The wide form has no such limit.
-        EXPECT_EQ(wide(138, 138).status, 0u);
-    });
+TEST_F(NameList, ANarrowNameOf32CharactersOrMoreIsRefused) {
+    for (const std::size_t length : {32u, 33u, 60u}) {
+        SCOPED_TRACE(length);
+        scenario = R"({"disk_groups": [
+            {"name": "dg1", "dgid": "1", "imported": true},
+            {"name": "123456789012345678901234567890x", "dgid": "2", "imported": true},
+            {"name": ")" +
+                   std::string(length, 'y') + R"(", "dgid": "3", "imported": true}]})";
+        once([&] {
+            const auto size = static_cast<std::uint32_t>(36 + length + 1);
+            const Result result = narrow(size, size);
+            EXPECT_EQ(result.status, 0x12u);
+            EXPECT_EQ(result.count, 3u);
+            std::vector<std::uint8_t> wanted = bytes("dg1\0"
+                                                     "123456789012345678901234567890x",
+                                                     36);
+            wanted.resize(size, 0);
+            EXPECT_EQ(result.bytes, wanted);
+            // The wide form has no such limit.
+            EXPECT_EQ(wide(2 * size, 2 * size).status, 0u);
+        });
+    }
 }
 
 }  // namespace

@@ -504,6 +504,33 @@ TEST_F(VmmsFolder, APathThatDoesNotFit) {
     });
 }
 
+// A subfolder goes when its listing's pattern, one character more than its path,
+// fits 259 characters.
+TEST_F(VmmsFolder, ASubfolderWhosePathJustFitsAndThreeThatDoNot) {
+    for (const std::size_t length : {258u, 259u, 260u, 261u}) {
+        SCOPED_TRACE(length);
+        at_every_threshold([&] {
+            const std::wstring root = make_root();
+            const std::wstring subfolder = root + std::wstring(length - 1 - root.size(), L's');
+            const std::wstring long_name = L"\\\\?\\" + subfolder;
+            ASSERT_TRUE(CreateDirectoryW(long_name.c_str(), nullptr)) << GetLastError();
+            const bool fits = length == 258;
+            EXPECT_EQ(clean(root), fits ? 0u : 0x80070057u);
+            EXPECT_EQ(exists(long_name), !fits);
+            const Expected failed{0, "DeleteVMMSFolder failed for " + text(subfolder) +
+                                         "\\ Error: 0x0.\n"};
+            if (fits) {
+                expect_log({entering, entering, exiting, exiting});
+            } else if (length == 259) {
+                expect_log({entering, entering, too_long, failed});
+            } else {
+                expect_log({entering, too_long});
+            }
+            RemoveDirectoryW(long_name.c_str());
+        });
+    }
+}
+
 TEST_F(VmmsFolder, ATreeOf60Folders) {
     once([&] {
         const std::wstring root = make_root();
