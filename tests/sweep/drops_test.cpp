@@ -32,6 +32,10 @@ class DropSweep : public Sweep {
                 judgement.as_clean = !looked && bus_answers;
                 judgement.lied_to = true;
                 judge(what, result, judgement);
+                if (!looked && bus_answers && import.asks_service() &&
+                    !situation().answers.unaware) {
+                    fault(what, "is not noticed");
+                }
             });
         });
     }

@@ -277,6 +277,11 @@ std::set<std::string> import_names(HMODULE module) {
 
 }  // namespace
 
+bool Import::asks_service() const {
+    const std::string front(name, 2);
+    return front == "Db" || front == "Ob" || front == "Pr";
+}
+
 const std::vector<Import>& failing_imports() {
     return imports;
 }

@@ -48,6 +48,8 @@ struct Import {
     std::vector<Out> outs;
     // Used for the trace log alone: its failures change nothing but the log.
     bool log_only = false;
+    // The service answers it.
+    bool asks_service() const;
 };
 
 // The functions that can fail.

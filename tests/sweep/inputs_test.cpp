@@ -153,7 +153,9 @@ TEST_P(InputSweep, Sizes) {
                 if (GetParam().clean != FARLO_SUCCESS) {
                     make_roomy(changed);
                 }
-                call_with(numbered(place) + " is " + std::to_string(size), changed);
+                Judgement judgement;
+                judgement.too_small = GetParam().clean == FARLO_SUCCESS && size < exact;
+                call_with(numbered(place) + " is " + std::to_string(size), changed, judgement);
             }
         }
     });

@@ -23,6 +23,7 @@ const HANDLE info_device = reinterpret_cast<HANDLE>(std::uintptr_t{0x70004});
 constexpr const wchar_t* links[] = {L"\\DosDevices\\F:", L"\\??\\Volume{v1}"};
 
 DWORD disk_style = 0;
+int link_count = 0;
 std::vector<HANDLE> threads;
 std::vector<opal_handle> connections;
 std::vector<opal_handle> released;
@@ -65,10 +66,10 @@ HANDLE WINAPI open_file(const wchar_t*, DWORD, DWORD, SECURITY_ATTRIBUTES*, DWOR
 DWORD answer_links(void* output) {
     auto* points = static_cast<MOUNTMGR_MOUNT_POINTS*>(output);
     std::memset(output, 0, 512);
-    points->NumberOfMountPoints = 2;
+    points->NumberOfMountPoints = static_cast<ULONG>(link_count);
     auto end = static_cast<ULONG>(offsetof(MOUNTMGR_MOUNT_POINTS, MountPoints) +
                                   2 * sizeof(MOUNTMGR_MOUNT_POINT));
-    for (int i = 0; i < 2; ++i) {
+    for (int i = 0; i < link_count; ++i) {
         const auto size = static_cast<USHORT>(std::wcslen(links[i]) * sizeof(wchar_t));
         points->MountPoints[i].SymbolicLinkNameOffset = end;
         points->MountPoints[i].SymbolicLinkNameLength = size;
@@ -162,6 +163,7 @@ void WINAPI enter(CRITICAL_SECTION* section) {
 
 Machine::Machine(HMODULE module) {
     disk_style = PARTITION_STYLE_MBR;
+    set_volume_links(true);
     connections.clear();
     const auto replace = [&](const char* name, auto* function) {
         m_interposers.push_back(std::make_unique<support::Interposer>(module, name, function));
@@ -187,6 +189,10 @@ Machine::~Machine() {
 
 void Machine::set_style(DWORD style) {
     disk_style = style;
+}
+
+void Machine::set_volume_links(bool has_links) {
+    link_count = has_links ? 2 : 1;
 }
 
 std::vector<opal_handle> Machine::take_connections() {

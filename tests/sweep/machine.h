@@ -27,6 +27,8 @@ class Machine {
 
     // The partition style of every disk.
     void set_style(DWORD style);
+    // Whether every volume has a volume GUID link beside its drive letter.
+    void set_volume_links(bool has_links);
     // Handles that the DLL was given and has not given back, since the last look.
     std::vector<opal_handle> take_connections();
     // Whether the DLL gave that handle back since then.

@@ -94,18 +94,25 @@ Answers dropped(std::vector<std::uint32_t> statuses, Answers answers) {
     return answers;
 }
 
+// Once the service has answered, nobody looks whether the connection is still there.
+Answers unaware(Answers answers) {
+    answers.unaware = true;
+    return answers;
+}
+
 // They make connections of their own.
 const Answers connects = dropped({FARLO_SUCCESS}, exactly({FARLO_NOT_CONNECTED}));
 const Answers alerts =
     null_handle(FARLO_SUCCESS, dropped({ZTERROR_NOT_CONNECTED}, exactly({}, true)));
-const Answers a_flag{{}, false, false, true};
+const Answers a_flag = unaware({{}, false, false, true});
 const Answers disconnect =
     silent({FARLO_UNINITIALIZE_FAILED}, zero_only(exactly({FARLO_UNINITIALIZE_FAILED})));
 
 // GetDgGuid; the search for a group by its name.
-const Answers search = of({FARLO_MISSING_ARGUMENT, FARLO_EXCLUDED_TYPE, FARLO_NO_CLUSTER_SERVICE,
-                           FARLO_EXCEPTION, FARLO_INVALID_ARGUMENT},
-                          true);
+const Answers search =
+    unaware(of({FARLO_MISSING_ARGUMENT, FARLO_EXCLUDED_TYPE, FARLO_NO_CLUSTER_SERVICE,
+                FARLO_EXCEPTION, FARLO_INVALID_ARGUMENT},
+               true));
 const Answers name_list =
     refusing({FARLO_MISSING_ARGUMENT},
              silent({FARLO_BUFFER_TOO_SMALL},
@@ -133,10 +140,10 @@ const Answers deport =
        true);
 const Answers& reserve = import;
 const Answers reservation_status =
-    of({FARLO_NOT_FOUND, FARLO_DEVICE_SHARING_VIOLATION, FARLO_DEVICE_FAILED, FARLO_NO_GUID_MEMORY,
-        FARLO_MISSING_ARGUMENT, FARLO_INVALID_ARGUMENT, FARLO_EXCLUDED_TYPE,
-        FARLO_NO_CLUSTER_SERVICE, FARLO_EXCEPTION},
-       true);
+    unaware(of({FARLO_NOT_FOUND, FARLO_DEVICE_SHARING_VIOLATION, FARLO_DEVICE_FAILED,
+                FARLO_NO_GUID_MEMORY, FARLO_MISSING_ARGUMENT, FARLO_INVALID_ARGUMENT,
+                FARLO_EXCLUDED_TYPE, FARLO_NO_CLUSTER_SERVICE, FARLO_EXCEPTION},
+               true));
 // The driver needs no handle.
 const Answers driver_reservation_status = null_handle(FARLO_SUCCESS, reservation_status);
 const Answers release =
@@ -159,12 +166,13 @@ const Answers availability = refusing(
                       FARLO_INVALID_ARGUMENT, FARLO_NO_CLUSTER_SERVICE, FARLO_EXCLUDED_TYPE},
                      true))));
 const Answers plex_states =
-    refusing({FARLO_NULL_HANDLE, FARLO_PROVIDER_FAILED},
-             silent({FARLO_EXCEPTION},
-                    of({FARLO_PROVIDER_FAILED, FARLO_MISSING_ARGUMENT, FARLO_NOT_FOUND,
-                        FARLO_INVALID_ARGUMENT, FARLO_BUFFER_TOO_SMALL, FARLO_EXCEPTION})));
+    unaware(refusing({FARLO_NULL_HANDLE, FARLO_PROVIDER_FAILED},
+                     silent({FARLO_EXCEPTION}, of({FARLO_PROVIDER_FAILED, FARLO_MISSING_ARGUMENT,
+                                                   FARLO_NOT_FOUND, FARLO_INVALID_ARGUMENT,
+                                                   FARLO_BUFFER_TOO_SMALL, FARLO_EXCEPTION}))));
 const Answers fast_failover = of({FARLO_MISSING_ARGUMENT, FARLO_NOT_FOUND, FARLO_EXCEPTION}, true);
 const Answers to_service = of({FARLO_NO_CLUSTER_SERVICE, FARLO_EXCEPTION}, true);
+const Answers service_state = unaware(to_service);
 const Answers node_state =
     of({FARLO_NO_CLUSTER_SERVICE, FARLO_MISSING_ARGUMENT, FARLO_EXCEPTION}, true);
 // It may make another connection in place of the lost one.
@@ -188,11 +196,11 @@ const Answers mount_path =
 const Answers serial = of({FARLO_MISSING_ARGUMENT, FARLO_INVALID_ARGUMENT, FARLO_NOT_FOUND,
                            FARLO_BUFFER_TOO_SMALL, FARLO_VOLUME_NOT_FOUND, FARLO_EXCEPTION});
 const Answers disk_layout = exactly({FARLO_INVALID_ARGUMENT, FARLO_OUT_OF_MEMORY}, false, true);
-const Answers first_disk =
+const Answers first_disk = unaware(
     refusing({FARLO_NOT_FOUND},
              silent({FARLO_EXCEPTION}, of({FARLO_NOT_FOUND, FARLO_EXCLUDED_TYPE, FARLO_EXCEPTION,
                                            FARLO_INVALID_ARGUMENT, FARLO_OUT_OF_MEMORY},
-                                          false, true)));
+                                          false, true))));
 const Answers shared_guid =
     of({FARLO_INVALID_ARGUMENT, FARLO_OUT_OF_MEMORY, FARLO_PROVIDER_FAILED, FARLO_EXCEPTION}, true);
 const Answers vmms = exactly({FARLO_PROVIDER_FAILED, FARLO_INVALID_ARGUMENT}, false, true);
@@ -208,6 +216,7 @@ const Answers volume_status =
                          FARLO_NOT_FOUND, FARLO_MISSING_ARGUMENT, FARLO_DEVICE_FAILED,
                          FARLO_INVALID_ARGUMENT, FARLO_NOT_CONNECTED}));
 
+constexpr char node_runs[] = R"("role": 2)";
 constexpr std::uint32_t all_options = 0xFFFFFFFF;
 constexpr char v1[] = "\\Device\\v1";
 constexpr char shared_off[] = "\\Device\\s-off";
@@ -234,15 +243,15 @@ const std::vector<Situation> table = {
     {"rescans", "GetDgGuidW", {h, w("late"), out(65)}, search},
     {"finds", "GetNonClusterDgGuidA", {h, n("dgl"), out(65)}, search},
     {"finds", "GetNonClusterDgGuidW", {h, w("dgl"), out(65)}, search},
-    {"lists", "GetDgNameListA", {h, list(64), in_out(64), name_count()}, name_list},
-    {"lists", "GetDgNameListW", {h, list(64), in_out(64), name_count()}, name_list},
+    {"lists", "GetDgNameListA", {h, list(4), in_out(4), name_count()}, name_list},
+    {"lists", "GetDgNameListW", {h, list(8), in_out(8), name_count()}, name_list},
     {"asks the size",
      "GetDgNameListW",
      {h, list(64), in_out(0), name_count()},
      name_list,
      FARLO_BUFFER_TOO_SMALL},
-    {"lists", "GetNonClusterDgNameListA", {h, list(64), in_out(64), name_count()}, name_list},
-    {"lists", "GetNonClusterDgNameListW", {h, list(64), in_out(64), name_count()}, name_list},
+    {"lists", "GetNonClusterDgNameListA", {h, list(8), in_out(8), name_count()}, name_list},
+    {"lists", "GetNonClusterDgNameListW", {h, list(16), in_out(16), name_count()}, name_list},
     {"finds", "GetDgNameW", {h, g("guid-c", 0), out(520)}, group_name},
     {"by GUID", "GetDgVolumeGuidA", {h, no_name, g("guid-c"), n(v1), out(65)}, volume_guid_a},
     {"by GUID", "GetDgVolumeGuidW", {h, no_name, g("guid-c"), w(v1), out(65)}, volume_guid_w},
@@ -308,8 +317,8 @@ const std::vector<Situation> table = {
      plex_states,
      FARLO_BUFFER_TOO_SMALL},
     {"sets", "SetFastFailoverFlagW", {h, w("dgc"), no_guid, num(1)}, fast_failover},
-    {"reports", "ClusterServiceStateA", {h, num(1)}, to_service},
-    {"reports", "ClusterServiceStateW", {h, num(1)}, to_service},
+    {"reports", "ClusterServiceStateA", {h, num(1)}, service_state},
+    {"reports", "ClusterServiceStateW", {h, num(1)}, service_state},
     {"starts", "StartCVMClusterW", {h}, to_service, 0, 0, 0, R"("role": 0)"},
     {"stops", "StopCVMClusterW", {h}, to_service},
     {"asks", "GetCVMClusterNodeStateW", {h, out(4)}, node_state},
@@ -431,6 +440,15 @@ const std::vector<Situation> table = {
     {"fills",
      "GetUnusableVolumesInfo",
      {h, w("dgc"), no_guid, out(2 * volume_size), in_out(2)},
+     unusable,
+     0,
+     0,
+     0,
+     node_runs,
+     false},
+    {"finds one",
+     "GetUnusableVolumesInfo",
+     {h, w("dgc"), no_guid, out(volume_size), in_out(1)},
      unusable},
     {"fills",
      "GetVolumeInfo",

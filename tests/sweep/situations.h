@@ -57,6 +57,8 @@ struct Answers {
     std::uint32_t null_handle = FARLO_NULL_HANDLE;
     // What is answered once the connection was lost on the way.
     std::vector<std::uint32_t> dropped = {FARLO_NOT_CONNECTED};
+    // It does not look at the connection again once the service has answered.
+    bool unaware = false;
 };
 
 bool among(const std::vector<std::uint32_t>& statuses, std::uint32_t status);
@@ -74,6 +76,8 @@ struct Situation {
     DWORD support_scsi3 = 0;
     DWORD disk_style = 0;
     std::string node = R"("role": 2)";
+    // Whether volumes have volume GUID links.
+    bool volume_links = true;
 };
 
 void PrintTo(const Situation& situation, std::ostream* out);

@@ -78,6 +78,7 @@ void SweepTest::in_situation(const Situation& situation, DWORD threshold,
         support::environment().set_registry(support::volume_manager_key, L"VMMSFolderDelete", 1);
         m_machine = std::make_unique<Machine>(dll().module());
         m_machine->set_style(situation.disk_style);
+        m_machine->set_volume_links(situation.volume_links);
         m_imported = std::make_unique<ImportedCalls>(dll().module());
         start_node_after(200);
         // The first call in a process does more than the others.
@@ -172,6 +173,9 @@ bool SweepTest::is_allowed(std::uint32_t status, const Judgement& judgement) con
     }
     if (judgement.too_long) {
         return status != FARLO_SUCCESS && among(answers.statuses, status);
+    }
+    if (judgement.too_small) {
+        return status == FARLO_BUFFER_TOO_SMALL;
     }
     if (judgement.dropped) {
         return among(answers.dropped, status);

@@ -63,6 +63,7 @@ class SweepTest : public support::FarloTest {
         bool other_call = false;                // the arguments are others
         bool null_handle = false;               // the handle is NULL, and nothing else
         bool too_long = false;                  // a text does not fit
+        bool too_small = false;                 // the size of an output
     };
     // Judges a run with `what` going wrong; then makes sure that nothing is left over and
     // that a clean call works.
