@@ -50,12 +50,12 @@ const Expected exiting{4, "Exiting GetDgReservationStatusW"};
 TEST_F(DriverStatus, IsHeldByBitZeroOfTheReply) {
     const std::pair<std::uint8_t, std::uint32_t> replies[] = {
         {0x00, 33}, {0x01, 34}, {0xFE, 33}, {0xFF, 34}};
-    for (const auto& [reply, wanted] : replies) {
+    for (const auto& row : replies) {
         at_every_threshold([&] {
             KernelJournal journal(dll().module(), clock());
-            journal.controls = {{0, 0, reply}};
+            journal.controls = {{0, 0, row.first}};
             EXPECT_EQ(ask(), 0u);
-            EXPECT_EQ(answer(), wanted);
+            EXPECT_EQ(answer(), row.second);
             expect_calls({});
             expect_journal(journal,
                            {create, waited(0), allocate, open, control("0x0 0x0"),
