@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstring>
 #include <stdexcept>
+#include <string_view>
 
 extern "C" NTSTATUS NTAPI NtCompareObjects(HANDLE first, HANDLE second);
 
@@ -22,8 +23,8 @@ std::string hex(std::uint64_t value) {
 
 std::string narrow(const UNICODE_STRING& text) {
     std::string result;
-    for (USHORT i = 0; i < text.Length / sizeof(wchar_t); ++i) {
-        result += static_cast<char>(text.Buffer[i]);
+    for (const wchar_t letter : std::wstring_view(text.Buffer, text.Length / sizeof(wchar_t))) {
+        result += static_cast<char>(letter);
     }
     return result;
 }
