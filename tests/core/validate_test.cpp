@@ -291,6 +291,23 @@ TEST_F(Validate, ConnectedIsReadUnderItsLock) {
     });
 }
 
+TEST_F(Validate, AnyValueButZeroIsConnected) {
+    once([&] {
+        ASSERT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
+        for (const std::uint8_t value : std::initializer_list<std::uint8_t>{0x02, 0x80, 0xFF}) {
+            SCOPED_TRACE(unsigned{value});
+            EnterCriticalSection(&handle->lock);
+            handle->connected = value;
+            LeaveCriticalSection(&handle->lock);
+            made();
+            EXPECT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
+            EXPECT_EQ(made(), (Made{0, 0, 0}));
+            EXPECT_EQ(FARLO(DeportDgW)(handle, L"", ""), 0x13u);
+        }
+        release();
+    });
+}
+
 struct Caller {
     const FarloDll& dll;
     opal_handle handle;
