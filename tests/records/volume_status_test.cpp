@@ -23,8 +23,8 @@ class ConfigDevice {
   public:
     ConfigDevice(HMODULE module, std::uint32_t answer)
         : m_open(module, "ZwOpenFile",
-                 [this](HANDLE* file, ACCESS_MASK, OBJECT_ATTRIBUTES* attributes, IO_STATUS_BLOCK*,
-                        ULONG, ULONG) {
+                 [](HANDLE* file, ACCESS_MASK, OBJECT_ATTRIBUTES* attributes, IO_STATUS_BLOCK*,
+                    ULONG, ULONG) {
                      EXPECT_EQ(std::wstring(attributes->ObjectName->Buffer,
                                             attributes->ObjectName->Length / sizeof(wchar_t)),
                                L"\\Device\\DmControl\\DmConfig");
@@ -73,6 +73,12 @@ class VolumeStatus : public RecordTest {
     GuardedBuffer status{4};
 };
 
+// A native status of the device, and what the call makes of it.
+struct Answer {
+    std::uint32_t native;
+    std::uint32_t result;
+};
+
 const Expected entering{4, "Entering GetDgVolumeStatusW"};
 const Expected exiting{4, "Exiting GetDgVolumeStatusW"};
 
@@ -89,16 +95,17 @@ TEST_F(VolumeStatus, Is36ForAHealthyVolume) {
 }
 
 TEST_F(VolumeStatus, Is35ForEveryOtherAnswer) {
-    const std::pair<std::uint32_t, std::uint32_t> answers[] = {
+    const Answer answers[] = {
         {0, 0}, {0xC0000043, 23}, {0xC000000E, 1}, {0xC000000D, 19}, {0xC0000022, 24}};
-    for (const auto& [native, result] : answers) {
-        SCOPED_TRACE(native);
+    for (const Answer& answer : answers) {
+        SCOPED_TRACE(answer.native);
         at_every_threshold([&] {
-            const ConfigDevice device(dll().module(), native);
-            EXPECT_EQ(ask(), result);
+            const ConfigDevice device(dll().module(), answer.native);
+            EXPECT_EQ(ask(), answer.result);
             EXPECT_EQ(*status.as<std::uint32_t>(), 35u);
             char line[64];
-            std::snprintf(line, sizeof line, "GetDgVolumeStatusW() failed, error=(0x%x) ", result);
+            std::snprintf(line, sizeof line, "GetDgVolumeStatusW() failed, error=(0x%x) ",
+                          answer.result);
             expect_log({entering, {0, line}, exiting});
         });
     }
@@ -151,21 +158,22 @@ TEST_F(VolumeStatus, OfAConnectionThatDropsMeanwhile) {
 // Three times, a second behind each; the device's answer to the opening counts as
 // the driver's.
 TEST_F(VolumeStatus, OfADeviceThatCannotBeOpened) {
-    const std::pair<std::uint32_t, std::uint32_t> answers[] = {
+    const Answer answers[] = {
         {0xC0000043, 23}, {0xC000000E, 1}, {0xC000000D, 19}, {0xC0000034, 24}};
-    for (const auto& [native, result] : answers) {
-        SCOPED_TRACE(native);
+    for (const Answer& answer : answers) {
+        SCOPED_TRACE(answer.native);
         at_every_threshold([&] {
             ConfigDevice device(dll().module(), 0xC0000001);
             const Failure<OpenFile> open(dll().module(), "ZwOpenFile", {.times = 3},
-                                         static_cast<NTSTATUS>(native));
-            EXPECT_EQ(ask(), result);
+                                         static_cast<NTSTATUS>(answer.native));
+            EXPECT_EQ(ask(), answer.result);
             EXPECT_EQ(*status.as<std::uint32_t>(), 35u);
             EXPECT_EQ(open.calls(), 3u);
             EXPECT_EQ(device.records.size(), 0u);
             expect_pauses({{"Sleep", 1000}, {"Sleep", 1000}, {"Sleep", 1000}});
             char line[64];
-            std::snprintf(line, sizeof line, "GetDgVolumeStatusW() failed, error=(0x%x) ", result);
+            std::snprintf(line, sizeof line, "GetDgVolumeStatusW() failed, error=(0x%x) ",
+                          answer.result);
             expect_log({entering, {0, line}, exiting});
         });
     }
