@@ -16,10 +16,10 @@ using support::StandIn;
 // one, the compiler may read an import's address once for several calls.
 const HMODULE self = GetModuleHandleW(nullptr);
 
-[[gnu::noipa]] DWORD process_id() {
+[[gnu::noinline]] DWORD process_id() {
     return GetCurrentProcessId();
 }
-[[gnu::noipa]] DWORD thread_id() {
+[[gnu::noinline]] DWORD thread_id() {
     return GetCurrentThreadId();
 }
 

@@ -13,13 +13,13 @@ using testing::ElementsAre;
 
 const HMODULE self = GetModuleHandleW(nullptr);
 
-[[gnu::noipa]] void sleep(DWORD milliseconds) {
+[[gnu::noinline]] void sleep(DWORD milliseconds) {
     Sleep(milliseconds);
 }
-[[gnu::noipa]] void bus_sleep(DWORD milliseconds) {
+[[gnu::noinline]] void bus_sleep(DWORD milliseconds) {
     ZtSleep(milliseconds);
 }
-[[gnu::noipa]] DWORD wait(HANDLE object, DWORD milliseconds) {
+[[gnu::noinline]] DWORD wait(HANDLE object, DWORD milliseconds) {
     return WaitForSingleObject(object, milliseconds);
 }
 
