@@ -126,7 +126,7 @@ TEST_P(InputSweep, BuffersAtAnyAddress) {
             if (!is_written(arguments()[place])) {
                 continue;
             }
-            for (const std::size_t misplaced : {1, 2, 3, 7}) {
+            for (const std::size_t misplaced : {1U, 2U, 3U, 7U}) {
                 Argument buffer = arguments()[place];
                 buffer.misplaced = misplaced;
                 Judgement judgement;

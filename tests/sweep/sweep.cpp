@@ -27,6 +27,14 @@ LONG CALLBACK tell_crash(EXCEPTION_POINTERS* exception) {
     return next_filter != nullptr ? next_filter(exception) : EXCEPTION_CONTINUE_SEARCH;
 }
 
+void prepare_process() {
+    if (next_filter == nullptr) {
+        next_filter = SetUnhandledExceptionFilter(&tell_crash);
+        // The first text for a debugger makes a mutex that stays.
+        OutputDebugStringA("");
+    }
+}
+
 std::string hex(std::uint32_t value) {
     char text[16];
     std::snprintf(text, sizeof text, "0x%x", static_cast<unsigned>(value));
@@ -61,11 +69,7 @@ void print_table() {
 
 void SweepTest::in_situation(const Situation& situation, DWORD threshold,
                              const std::function<void()>& body) {
-    static const bool filtered = (next_filter = SetUnhandledExceptionFilter(&tell_crash), true);
-    (void)filtered;
-    // The first text for a debugger makes a mutex that stays.
-    static const bool told = (OutputDebugStringA(""), true);
-    (void)told;
+    prepare_process();
     m_situation = &situation;
     m_told = 0;
     scenario = scenario_text(situation.node);

@@ -95,7 +95,6 @@ class SweepTest : public support::FarloTest {
     std::vector<unsigned> m_counts;
     Left m_before{};
     unsigned m_told = 0;
-    bool m_bus_counted = false;
 };
 
 // A suite that is run in every situation.
