@@ -234,6 +234,10 @@ class RandomCalls {
             if (below(4) == 0) {
                 character = static_cast<char>(below(255) + 1);
             }
+            // Written to the log as it is, it would look like the end of a line.
+            if (character == '\r') {
+                character = '\n';
+            }
         }
         return changed;
     }
