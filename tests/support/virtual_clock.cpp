@@ -34,6 +34,9 @@ VirtualClock::VirtualClock(HMODULE module) {
     };
     replace("Sleep", &VirtualClock::sleep);
     replace("ZtSleep", &VirtualClock::zt_sleep);
+    // Threads may call it before the replacement has been made known: GoogleTest's own
+    // wait, where the module is the test program.
+    m_real_wait = &WaitForSingleObject;
     m_real_wait = replace("WaitForSingleObject", &VirtualClock::wait);
 }
 
