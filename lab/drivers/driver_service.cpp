@@ -69,7 +69,12 @@ void stop(SC_HANDLE service) {
     }
 }
 
-// A system that has just come up is busy with its own services for a while.
+// A system that has just come up is busy with its own services for a while; and Wine's
+// host of drivers, which goes with its last driver, may be about to end.
+bool may_pass(DWORD error) {
+    return error == ERROR_SERVICE_DATABASE_LOCKED || error == ERROR_INTERNAL_ERROR;
+}
+
 void start(SC_HANDLE service) {
     const ULONGLONG begin = GetTickCount64();
     while (StartServiceW(service, 0, nullptr) == FALSE) {
@@ -77,7 +82,7 @@ void start(SC_HANDLE service) {
         if (error == ERROR_SERVICE_ALREADY_RUNNING) {
             return;
         }
-        if (error != ERROR_SERVICE_DATABASE_LOCKED || GetTickCount64() - begin > start_limit_ms) {
+        if (!may_pass(error) || GetTickCount64() - begin > start_limit_ms) {
             fail(error, "loading the driver");
         }
         Sleep(poll_ms);
