@@ -119,15 +119,15 @@ typedef struct opal_i18n {
     const char* catalog; /* narrow, never NULL */
 } opal_i18n;
 
-/* One text put into a format specification. Exactly one of the two is set. */
+/* One text put into a format pattern. Exactly one of the two is set. */
 typedef struct opal_insertion {
     const char* text;         /* narrow, or NULL */
     const wchar_t* wide_text; /* wide, or NULL */
 } opal_insertion;
 
-/* Value of TYPE_I18NFORMATSTRING: a specification and the texts put into it. */
+/* Value of TYPE_I18NFORMATSTRING: a pattern and the texts put into it. */
 typedef struct opal_i18n_format {
-    const char* specification; /* narrow, never NULL */
+    const char* pattern; /* narrow, never NULL */
     uint32_t insertion_count;
     opal_insertion* insertions; /* insertion_count of them; NULL when there is none */
 } opal_i18n_format;
@@ -280,7 +280,7 @@ ZTBUS3_API opal_status PrCallDispatch(opal_connection connection, const opal_obj
 ZTBUS3_API opal_bool EvMatch(const char* pattern, const char* name);
 
 /* Appends a copy of a text to the insertions of a format value that was begun
- * as {specification, 0, NULL}. The copies and the array come from _ZtAlloc; the
+ * as {pattern, 0, NULL}. The copies and the array come from _ZtAlloc; the
  * caller frees each text and then the array with _ZtFree. */
 ZTBUS3_API opal_status I18nAddInsertionString(opal_i18n_format* format, const char* text);
 ZTBUS3_API opal_status I18nAddInsertionWideString(opal_i18n_format* format, const wchar_t* text);

@@ -68,7 +68,7 @@ I18n read_message(const JsonNode& node) {
 
 I18nFormat read_format(const JsonNode& node) {
     Members members(node);
-    I18nFormat format{read_narrow(members.get("specification")), {}};
+    I18nFormat format{read_narrow(members.get("pattern")), {}};
     for (const JsonNode& insertion : members.array("insertions")) {
         // A text by itself is narrow; {"wide": text} is wide.
         if (std::holds_alternative<std::string>(insertion.value)) {

@@ -59,8 +59,7 @@ bool same_scalar(const Scalar& left, const Scalar& right) {
                 return value.message_id == other.message_id && value.name == other.name &&
                        value.catalog == other.catalog;
             } else if constexpr (std::is_same_v<T, I18nFormat>) {
-                return value.specification == other.specification &&
-                       value.insertions == other.insertions;
+                return value.pattern == other.pattern && value.insertions == other.insertions;
             } else {
                 return value == other;
             }
@@ -113,7 +112,7 @@ class Renderer {
                quoted(value.catalog);
     }
     std::string operator()(const I18nFormat& value) const {
-        std::string result = "format " + quoted(value.specification) + " [";
+        std::string result = "format " + quoted(value.pattern) + " [";
         for (const Insertion& insertion : value.insertions) {
             result += (result.back() == '[' ? "" : " ") +
                       std::visit([](const auto& text) { return quoted(text); }, insertion);

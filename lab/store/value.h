@@ -23,7 +23,7 @@ struct I18n {
 using Insertion = std::variant<std::string, std::wstring>;
 
 struct I18nFormat {
-    std::string specification;
+    std::string pattern;
     std::vector<Insertion> insertions;
 };
 

@@ -34,7 +34,7 @@ class ScalarWriter {
         m_writer.text(value.catalog);
     }
     void operator()(const I18nFormat& value) const {
-        m_writer.text(value.specification);
+        m_writer.text(value.pattern);
         m_writer.number(static_cast<std::uint32_t>(value.insertions.size()));
         for (const Insertion& insertion : value.insertions) {
             const auto* text = std::get_if<std::string>(&insertion);
@@ -194,7 +194,7 @@ Scalar Reader::scalar(std::uint32_t type) {
     }
     case TYPE_I18NFORMATSTRING: {
         I18nFormat format;
-        format.specification = text();
+        format.pattern = text();
         for (std::uint32_t left = count(2 * sizeof(std::uint32_t)); left != 0; --left) {
             if (flag()) {
                 format.insertions.emplace_back(wide());

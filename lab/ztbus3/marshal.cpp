@@ -87,8 +87,7 @@ class RawWriter {
                                   .c_str()});
             }
         }
-        put(opal_i18n_format{keep(value.specification),
-                             static_cast<std::uint32_t>(insertions.size()),
+        put(opal_i18n_format{keep(value.pattern), static_cast<std::uint32_t>(insertions.size()),
                              insertions.empty() ? nullptr : insertions.data()});
     }
 
@@ -241,11 +240,11 @@ bool take_message(const opal_property& property, std::size_t index, Scalar& elem
 
 bool take_format(const opal_property& property, std::size_t index, Scalar& element) {
     opal_i18n_format raw{};
-    if (!take_raw(property, index, raw) || raw.specification == nullptr ||
+    if (!take_raw(property, index, raw) || raw.pattern == nullptr ||
         (raw.insertion_count != 0 && raw.insertions == nullptr)) {
         return false;
     }
-    I18nFormat format{raw.specification, {}};
+    I18nFormat format{raw.pattern, {}};
     for (std::uint32_t i = 0; i < raw.insertion_count; ++i) {
         const opal_insertion& insertion = raw.insertions[i];
         if (insertion.wide_text != nullptr) {

@@ -142,7 +142,7 @@ TEST_F(MalformedValues, FormatsWithoutTheirTexts) {
     for (const opal_i18n_format& raw : raws) {
         SCOPED_TRACE(&raw - raws);
         refuses(format, 1, &raw, sizeof raw);
-        EXPECT_EQ(format.specification, "as it");
+        EXPECT_EQ(format.pattern, "as it");
         EXPECT_EQ(format.insertions, Texts{"was"});
     }
 }

@@ -103,7 +103,7 @@ TEST_F(PropertySets, EveryTypeIsReadAsItWasAdded) {
     EXPECT_EQ(message.name, "name");
     EXPECT_EQ(message.catalog, "catalog");
     const auto format = get<ZtI18nFormat>(set, "I18NFORMATSTRING");
-    EXPECT_EQ(format.specification, "%1 and %2");
+    EXPECT_EQ(format.pattern, "%1 and %2");
     EXPECT_EQ(format.insertions, (Texts{"one", "two"}));
     EXPECT_EQ(get<ZtTime>(set, "TIME").value, 132'000'000'000'000'000);
     EXPECT_EQ(get<std::vector<bool>>(set, "BOOLEANZ"), (std::vector<bool>{true, false}));
@@ -123,8 +123,8 @@ TEST_F(PropertySets, EveryTypeIsReadAsItWasAdded) {
     EXPECT_EQ(get<std::vector<opal_objid>>(set, "ZTOBJIDZ").size(), 1u);
     EXPECT_EQ(get<std::vector<ZtI18n>>(set, "I18NZ").at(1).name, "n2");
     EXPECT_EQ(get<std::list<ZtI18n>>(set, "I18NZ").back().catalog, "c2");
-    EXPECT_EQ(get<std::vector<ZtI18nFormat>>(set, "I18NFORMATSTRINGZ").at(0).specification, "f");
-    EXPECT_EQ(get<std::list<ZtI18nFormat>>(set, "I18NFORMATSTRINGZ").front().specification, "f");
+    EXPECT_EQ(get<std::vector<ZtI18nFormat>>(set, "I18NFORMATSTRINGZ").at(0).pattern, "f");
+    EXPECT_EQ(get<std::list<ZtI18nFormat>>(set, "I18NFORMATSTRINGZ").front().pattern, "f");
     EXPECT_EQ(get<std::vector<ZtTime>>(set, "TIMEZ").at(1).value, 2);
     EXPECT_EQ(traces, Texts{});
 }

@@ -64,11 +64,11 @@ std::vector<TypeCase> make_cases() {
          [message](const void* value) {
              message(*static_cast<const opal_i18n*>(value), 9, "n", "c");
          }},
-        {"I18NFORMATSTRING", 17, R"({"specification": "%s", "insertions": ["a", {"wide": "b"}]})",
+        {"I18NFORMATSTRING", 17, R"({"pattern": "%s", "insertions": ["a", {"wide": "b"}]})",
          R"(format "%s" ["a" "b"])", 1, sizeof(opal_i18n_format),
          [](const void* value) {
              const auto& format = *static_cast<const opal_i18n_format*>(value);
-             EXPECT_STREQ(format.specification, "%s");
+             EXPECT_STREQ(format.pattern, "%s");
              ASSERT_EQ(format.insertion_count, 2u);
              EXPECT_STREQ(format.insertions[0].text, "a");
              EXPECT_EQ(format.insertions[0].wide_text, nullptr);
@@ -114,11 +114,11 @@ std::vector<TypeCase> make_cases() {
              message(static_cast<const opal_i18n*>(value)[0], 1, "", "x");
              message(static_cast<const opal_i18n*>(value)[1], 2, "y", "");
          }},
-        {"I18NFORMATSTRINGZ", 0x80000011, R"([{"specification": "s"}])", R"([format "s" []])", 1,
+        {"I18NFORMATSTRINGZ", 0x80000011, R"([{"pattern": "s"}])", R"([format "s" []])", 1,
          sizeof(opal_i18n_format),
          [](const void* value) {
              const auto& format = *static_cast<const opal_i18n_format*>(value);
-             EXPECT_STREQ(format.specification, "s");
+             EXPECT_STREQ(format.pattern, "s");
              EXPECT_EQ(format.insertion_count, 0u);
              EXPECT_EQ(format.insertions, nullptr);
          }},

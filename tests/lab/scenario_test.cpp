@@ -123,7 +123,7 @@ TEST_F(Scenario, SetsPropertiesOfEveryType) {
             "11": {"type": "ZTOBJID", "value": "other"},
             "16": {"type": "I18N", "value": {"id": 7, "name": "n", "catalog": "c"}},
             "17": {"type": "I18NFORMATSTRING",
-                   "value": {"specification": "%s", "insertions": ["n", {"wide": "w"}]}},
+                   "value": {"pattern": "%s", "insertions": ["n", {"wide": "w"}]}},
             "18": {"type": "TIME", "value": 132000000000000000},
             "1Z": {"type": "BOOLEANZ", "value": [true, false]},
             "2Z": {"type": "INT32Z", "value": [-1]},
@@ -136,7 +136,7 @@ TEST_F(Scenario, SetsPropertiesOfEveryType) {
             "10Z": {"type": "PROPSETZ", "value": [{"a": {"type": "INT32", "value": 1}}, {}]},
             "11Z": {"type": "ZTOBJIDZ", "value": ["null", "o"]},
             "16Z": {"type": "I18NZ", "value": [{"id": 1, "name": "", "catalog": ""}]},
-            "17Z": {"type": "I18NFORMATSTRINGZ", "value": [{"specification": "s"}]},
+            "17Z": {"type": "I18NFORMATSTRINGZ", "value": [{"pattern": "s"}]},
             "18Z": {"type": "TIMEZ", "value": [0, 1]}}}]})");
     EXPECT_EQ(property("o", "1"), "BOOLEAN true");
     EXPECT_EQ(property("o", "2"), "INT32 -2147483648");
@@ -305,10 +305,10 @@ TEST(ScenarioFault, OfValuesTellsItsLine) {
     EXPECT_EQ(fault_of(with_property("I18N", "{\"id\": 1, \"name\": \"n\"}")),
               "2: \"catalog\" is missing");
     EXPECT_EQ(fault_of(with_property("I18NFORMATSTRING", "{\"insertions\": []}")),
-              "2: \"specification\" is missing");
-    EXPECT_EQ(fault_of(with_property("I18NFORMATSTRING",
-                                     "{\"specification\": \"\", \"insertions\": [5]}")),
-              "2: an object is wanted here");
+              "2: \"pattern\" is missing");
+    EXPECT_EQ(
+        fault_of(with_property("I18NFORMATSTRING", "{\"pattern\": \"\", \"insertions\": [5]}")),
+        "2: an object is wanted here");
     EXPECT_EQ(fault_of(with_property("PROPSET", "{\"a\": {\"type\": \"STR\", \"value\": 1}}")),
               "2: a text is wanted here");
     EXPECT_EQ(fault_of("{\"objects\": [{\"name\": \"o\", \"type\": \"t\", \"properties\": {\"p\":\n"

@@ -7,7 +7,7 @@ CZtI18NFM::CZtI18NFM(const ZtI18n& message)
              "\", catalog=" + message.catalog) {}
 
 CZtI18NFM::CZtI18NFM(const ZtI18nFormat& format)
-    : m_text("FormatSpec={" + format.specification + "}, Insertions={") {
+    : m_text("FormatSpec={" + format.pattern + "}, Insertions={") {
     const char* separator = "";
     for (const std::string& insertion : format.insertions) {
         m_text += separator + insertion;

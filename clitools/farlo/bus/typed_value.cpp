@@ -73,7 +73,7 @@ void convert(const opal_i18n_format& raw, ZtI18nFormat& value) {
     if (raw.insertion_count != 0 && raw.insertions == nullptr) {
         throw ZTERROR_PROPERTY;
     }
-    ZtI18nFormat format{pointed_text(raw.specification), {}};
+    ZtI18nFormat format{pointed_text(raw.pattern), {}};
     for (std::uint32_t i = 0; i < raw.insertion_count; ++i) {
         const opal_insertion& insertion = raw.insertions[i];
         format.insertions.push_back(insertion.wide_text != nullptr ? narrow(insertion.wide_text)

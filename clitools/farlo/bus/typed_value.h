@@ -39,7 +39,7 @@ struct ZtI18n {
 
 // A TYPE_I18NFORMATSTRING value; wide insertions are converted to narrow.
 struct ZtI18nFormat {
-    std::string specification;
+    std::string pattern;
     std::vector<std::string> insertions;
 };
 
@@ -89,7 +89,7 @@ template <> struct TypeTag<ZtTime> : TypeTagIs<TYPE_TIME> {};
 template <class T>
 struct TypeTag<std::vector<T>>
     : TypeTagIs<TYPE_ARRAY_BIT | TypeTag<T>::tag, TYPE_ARRAY_BIT | TypeTag<T>::also> {};
-// Messages and format specifications are also read into lists.
+// Messages and format patterns are also read into lists.
 template <class T> struct TypeTag<std::list<T>> : TypeTagIs<TYPE_ARRAY_BIT | TypeTag<T>::tag> {};
 
 // Traces the property's mismatch with the type that `wanted` is the tag of and
