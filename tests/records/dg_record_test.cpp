@@ -215,28 +215,16 @@ TEST_F(DgRecord, OfAGroupThatCannotBeWalked) {
 
 // Whatever the call came to: a record, a size that is too small, an exception.
 TEST_F(DgRecord, ConnectionThatDropsMeanwhile) {
-    struct Drop {
-        std::string when;
-        std::uint32_t room;
-        bool written;
-        Log lines;
+    const auto with = [this](std::uint32_t room) {
+        return [this, room](GuardedBuffer& record) { return ask(record, room); };
     };
-    const Drop drops[] = {{reading("v2", "size"), whole_size, true, {formed}},
-                          {walking_to("tamo_ztvm_volume"), 0, false, {}},
-                          {walking_to("tamo_ztvm_volume"), whole_size - 1, false, {}},
-                          {reading("dg", "Name"), whole_size, false, {caught}}};
-    for (const Drop& drop : drops) {
-        SCOPED_TRACE(drop.when);
-        at_every_threshold([&] {
-            set_rules(dropping(drop.when));
-            GuardedBuffer record(whole_size);
-            EXPECT_EQ(ask(record, drop.room), 20u);
-            EXPECT_EQ(size, whole_size);
-            EXPECT_EQ(record.difference((drop.written ? whole() : Image(whole_size)).bytes()), "");
-            expect_log(Log{entering} + drop.lines +
-                       Log{{0, "GetDgPropertiesW() failed, error=(0x14) "}, exiting});
-        });
-    }
+    const std::vector<Drop> drops = {
+        {reading("v2", "size"), with(whole_size), true, {formed}},
+        {walking_to("tamo_ztvm_volume"), with(0), false, {}},
+        {walking_to("tamo_ztvm_volume"), with(whole_size - 1), false, {}},
+        {reading("dg", "Name"), with(whole_size), false, {caught}}};
+    expect_drops_told(drops, whole(), size, whole_size, entering,
+                      {{0, "GetDgPropertiesW() failed, error=(0x14) "}, exiting});
 }
 
 // The connection is looked at again only where the last line is reached.

@@ -150,27 +150,14 @@ TEST_F(GroupDisks, OfAGroupThatCannotBeWalked) {
 
 // Whatever the call came to: a list, a size that is too small, an exception.
 TEST_F(GroupDisks, ConnectionThatDropsMeanwhile) {
-    struct Drop {
-        std::string when;
-        std::uint32_t room;
-        bool written;
-        Log lines;
+    const auto with = [this](std::uint32_t room) {
+        return [this, room](GuardedBuffer& record) { return ask(record, room); };
     };
-    const Drop drops[] = {{reading("d2", "LUN ID"), whole_size, true, {}},
-                          {walking_to("tamo_ztvm_disk"), 0, false, {}},
-                          {reading("dg", "Name"), whole_size, false, {caught}}};
-    for (const Drop& drop : drops) {
-        SCOPED_TRACE(drop.when);
-        at_every_threshold([&] {
-            set_rules(dropping(drop.when));
-            GuardedBuffer record(whole_size);
-            EXPECT_EQ(ask(record, drop.room), 20u);
-            EXPECT_EQ(size, whole_size);
-            EXPECT_EQ(record.difference((drop.written ? whole() : Image(whole_size)).bytes()), "");
-            expect_log(Log{entering} + drop.lines +
-                       Log{{0, "GetDgDiskPropertiesW() failed, error=(0x14) "}, exiting});
-        });
-    }
+    const std::vector<Drop> drops = {{reading("d2", "LUN ID"), with(whole_size), true, {}},
+                                     {walking_to("tamo_ztvm_disk"), with(0), false, {}},
+                                     {reading("dg", "Name"), with(whole_size), false, {caught}}};
+    expect_drops_told(drops, whole(), size, whole_size, entering,
+                      {{0, "GetDgDiskPropertiesW() failed, error=(0x14) "}, exiting});
 }
 
 // The connection is looked at again only where the last line is reached.

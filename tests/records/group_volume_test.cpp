@@ -149,29 +149,16 @@ TEST_F(GroupVolume, OfAGroupThatCannotBeWalked) {
 
 // Whatever the call came to: a record, no such volume, an exception.
 TEST_F(GroupVolume, ConnectionThatDropsMeanwhile) {
-    struct Drop {
-        std::string when;
-        const wchar_t* device;
-        bool written;
-        Log lines;
-    };
     const Expected total{6, "GetDgVolumePropertiesW(), Total volume objects = 2"};
-    const Drop drops[] = {
-        {reading("v2", "size"), L"\\Device\\v2", true, {total}},
-        {reading("v2", "DEVICE NAME"), L"\\Device\\v3", false, {total}},
-        {walking_to("tamo_ztvm_volume"), L"\\Device\\v2", false, {total, caught}}};
-    for (const Drop& drop : drops) {
-        SCOPED_TRACE(drop.when);
-        at_every_threshold([&] {
-            set_rules(dropping(drop.when));
-            GuardedBuffer record(volume_size);
-            EXPECT_EQ(ask(record, volume_size, drop.device), 20u);
-            EXPECT_EQ(size, volume_size);
-            EXPECT_EQ(record.difference((drop.written ? whole() : Image(volume_size)).bytes()), "");
-            expect_log(Log{entering} + drop.lines +
-                       Log{{0, "GetDgVolumePropertiesW() failed, error=(0x14)"}, exiting});
-        });
-    }
+    const auto of = [this](const wchar_t* device) {
+        return [this, device](GuardedBuffer& record) { return ask(record, volume_size, device); };
+    };
+    const std::vector<Drop> drops = {
+        {reading("v2", "size"), of(L"\\Device\\v2"), true, {total}},
+        {reading("v2", "DEVICE NAME"), of(L"\\Device\\v3"), false, {total}},
+        {walking_to("tamo_ztvm_volume"), of(L"\\Device\\v2"), false, {total, caught}}};
+    expect_drops_told(drops, whole(), size, volume_size, entering,
+                      {{0, "GetDgVolumePropertiesW() failed, error=(0x14)"}, exiting});
 }
 
 // The connection is looked at again only where the last line is reached: not where

@@ -170,27 +170,16 @@ TEST_F(LightRecord, OfAGroupThatCannotBeWalked) {
 
 // Whatever the call came to: a record, a size that is too small, an exception.
 TEST_F(LightRecord, ConnectionThatDropsMeanwhile) {
-    struct Drop {
-        std::string when;
-        std::uint32_t room;
-        bool written;
-        Log lines;
+    const auto with = [this](std::uint32_t room) {
+        return
+            [this, room](GuardedBuffer& record) { return ask_with_links("guid-1", record, room); };
     };
-    const Drop drops[] = {{reading("v2", "size"), whole_size, true, {}},
-                          {walking_to("tamo_ztvm_volume"), 0, false, {}},
-                          {walking_to("tamo_ztvm_disk"), whole_size, false, {caught}}};
-    for (const Drop& drop : drops) {
-        SCOPED_TRACE(drop.when);
-        at_every_threshold([&] {
-            set_rules(dropping(drop.when));
-            GuardedBuffer record(whole_size);
-            EXPECT_EQ(ask_with_links("guid-1", record, drop.room), 20u);
-            EXPECT_EQ(size, whole_size);
-            EXPECT_EQ(record.difference((drop.written ? whole() : Image(whole_size)).bytes()), "");
-            expect_log(Log{entering} + drop.lines +
-                       Log{{0, "GetDgVolPropertiesW() failed, error=(0x14) "}, exiting});
-        });
-    }
+    const std::vector<Drop> drops = {
+        {reading("v2", "size"), with(whole_size), true, {}},
+        {walking_to("tamo_ztvm_volume"), with(0), false, {}},
+        {walking_to("tamo_ztvm_disk"), with(whole_size), false, {caught}}};
+    expect_drops_told(drops, whole(), size, whole_size, entering,
+                      {{0, "GetDgVolPropertiesW() failed, error=(0x14) "}, exiting});
 }
 
 // The connection is looked at again only where the last line is reached.

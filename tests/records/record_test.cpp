@@ -78,6 +78,23 @@ void RecordTest::expect_whole_or_less(const Image& whole,
     }
 }
 
+void RecordTest::expect_drops_told(const std::vector<Drop>& drops, const Image& whole,
+                                   const std::uint32_t& size, std::uint32_t told,
+                                   const Expected& first, const Log& closing) {
+    const std::size_t record_size = whole.bytes().size();
+    for (const Drop& drop : drops) {
+        SCOPED_TRACE(drop.when);
+        at_every_threshold([&] {
+            set_rules(dropping(drop.when));
+            GuardedBuffer record(record_size);
+            EXPECT_EQ(drop.ask(record), 20u);
+            EXPECT_EQ(size, told);
+            EXPECT_EQ(record.difference((drop.written ? whole : Image(record_size)).bytes()), "");
+            expect_log(Log{first} + drop.lines + closing);
+        });
+    }
+}
+
 void RecordTest::set_rules(const std::string& rules) {
     set_faults("[" + rules +
                R"({"minor": 8006, "status": "0x0"}, {"minor": 8007, "status": "0x0"}])");

@@ -22,6 +22,22 @@ struct Mounts {
     std::vector<std::string> holders;
 };
 
+// Lines of the log.
+using Log = std::vector<Expected>;
+inline Log operator+(Log left, const Log& right) {
+    left.insert(left.end(), right.begin(), right.end());
+    return left;
+}
+inline const Expected caught{6, "API_TRY_CATCH_FAILED "};
+
+// A call that reaches its last line, and during which the connection drops.
+struct Drop {
+    std::string when;  // keys of a fault plan's rule
+    std::function<std::uint32_t(GuardedBuffer&)> ask;
+    bool written;  // the whole record; nothing otherwise
+    Log lines;     // between the first line and the closing ones
+};
+
 class RecordTest : public FarloTest {
   protected:
     // As FarloTest's, but the mount-point methods answer what `mounts` says, whatever
@@ -43,6 +59,12 @@ class RecordTest : public FarloTest {
                               const std::function<std::uint32_t(GuardedBuffer&)>& ask,
                               const std::vector<std::uint32_t>& failures = {0x12});
 
+    // Outside of a body: each call is told of its drop by 20, leaves `told` in `size`, and
+    // writes to the log `first`, its lines and `closing`.
+    void expect_drops_told(const std::vector<Drop>& drops, const Image& whole,
+                           const std::uint32_t& size, std::uint32_t told, const Expected& first,
+                           const Log& closing);
+
   private:
     void run_answered(const std::function<void()>& body);
     void add_answers(const opal_objid& target, std::uint32_t minor, opal_propset output);
@@ -56,14 +78,6 @@ class ManyVolumes {
   private:
     StandIn<decltype(ObGetChildObjects)> m_children;
 };
-
-// Lines of the log.
-using Log = std::vector<Expected>;
-inline Log operator+(Log left, const Log& right) {
-    left.insert(left.end(), right.begin(), right.end());
-    return left;
-}
-inline const Expected caught{6, "API_TRY_CATCH_FAILED "};
 
 // Lines of the recorder.
 inline std::string child(const std::string& object, const std::string& type,

@@ -169,30 +169,16 @@ TEST_F(VolumeInfo, OfAGroupThatCannotBeWalked) {
 // Whatever the call came to: a record, a size that is too small, no such volume, an
 // exception.
 TEST_F(VolumeInfo, OfAConnectionThatDropsMeanwhile) {
-    struct Drop {
-        std::string when;
-        const wchar_t* device;
-        std::uint32_t room;
-        bool written;
-        Log lines;
+    const auto with = [this](std::uint32_t room, const wchar_t* device) {
+        return [this, room, device](GuardedBuffer& record) { return ask(record, room, device); };
     };
-    const Drop drops[] = {
-        {reading("v2", "size"), L"\\Device\\v2", volume_size, true, {}},
-        {reading("dg", "Name"), L"\\Device\\v2", volume_size - 1, false, {}},
-        {reading("v2", "DEVICE NAME"), L"\\Device\\v3", volume_size, false, {}},
-        {walking_to("tamo_ztvm_volume"), L"\\Device\\v2", volume_size, false, {caught}}};
-    for (const Drop& drop : drops) {
-        SCOPED_TRACE(drop.when);
-        at_every_threshold([&] {
-            set_rules(dropping(drop.when));
-            GuardedBuffer record(volume_size);
-            EXPECT_EQ(ask(record, drop.room, drop.device), 20u);
-            EXPECT_EQ(size, volume_size);
-            EXPECT_EQ(record.difference((drop.written ? whole() : Image(volume_size)).bytes()), "");
-            expect_log(Log{entering} + drop.lines +
-                       Log{{0, "GetVolumeInfo failed, error=(0x14)"}, exiting});
-        });
-    }
+    const std::vector<Drop> drops = {
+        {reading("v2", "size"), with(volume_size, L"\\Device\\v2"), true, {}},
+        {reading("dg", "Name"), with(volume_size - 1, L"\\Device\\v2"), false, {}},
+        {reading("v2", "DEVICE NAME"), with(volume_size, L"\\Device\\v3"), false, {}},
+        {walking_to("tamo_ztvm_volume"), with(volume_size, L"\\Device\\v2"), false, {caught}}};
+    expect_drops_told(drops, whole(), size, volume_size, entering,
+                      {{0, "GetVolumeInfo failed, error=(0x14)"}, exiting});
 }
 
 // The connection is looked at again only where the last line is reached.

@@ -171,35 +171,20 @@ TEST_F(VolumeRecord, OfAVolumeThatCannotBeWalked) {
 // Whatever the call came to: a record, a size that is too small, an exception, no
 // volume.
 TEST_F(VolumeRecord, ConnectionThatDropsMeanwhile) {
-    struct Drop {
-        std::string when;
-        const wchar_t* device;
-        std::uint32_t room;
-        bool written;
-        Log lines;
+    const auto with = [this](std::uint32_t room, const wchar_t* device) {
+        return [this, room, device](GuardedBuffer& record) { return ask(record, room, device); };
     };
-    const Drop drops[] = {
-        {reading("v", "size"), L"\\Device\\v", told, true, {formed, formed}},
-        {R"("function": "ObGetParentObjects", "object": "s4")", L"\\Device\\v", 0, false, {}},
-        {walking_to("tamo_ztvm_plex"), L"\\Device\\v", told, false, {caught}},
+    const std::vector<Drop> drops = {
+        {reading("v", "size"), with(told, L"\\Device\\v"), true, {formed, formed}},
+        {R"("function": "ObGetParentObjects", "object": "s4")", with(0, L"\\Device\\v"), false, {}},
+        {walking_to("tamo_ztvm_plex"), with(told, L"\\Device\\v"), false, {caught}},
         {R"("function": "DbGetObjectsByQuery")",
-         L"none",
-         told,
+         with(told, L"none"),
          false,
          {{0, "FindVolObjByDevName:Volume Object not found"},
           {0, "GetVolPropertiesW - FindVolObjByDevName failed for none"}}}};
-    for (const Drop& drop : drops) {
-        SCOPED_TRACE(drop.when);
-        at_every_threshold([&] {
-            set_rules(dropping(drop.when));
-            GuardedBuffer record(told + 4);
-            EXPECT_EQ(ask(record, drop.room, drop.device), 20u);
-            EXPECT_EQ(size, told);
-            EXPECT_EQ(record.difference((drop.written ? whole() : Image(told + 4)).bytes()), "");
-            expect_log(Log{entering} + drop.lines +
-                       Log{{0, "GetVolPropertiesW() failed, error=(0x14) "}, exiting});
-        });
-    }
+    expect_drops_told(drops, whole(), size, told, entering,
+                      {{0, "GetVolPropertiesW() failed, error=(0x14) "}, exiting});
 }
 
 TEST_F(VolumeRecord, EveryAllocationThatFails) {
