@@ -225,6 +225,35 @@ TEST_F(Validate, AnyStatusButZeroIsARefusal) {
     });
 }
 
+// A status that tells of a success is one: the handle is there, its alerts are registered,
+// and no further try makes a second handle.
+TEST_F(Validate, AConnectionThatIsMadeWithSomethingToSayIsMade) {
+    at_every_threshold([&] {
+        FARLO(RegisterForAlerts)(nullptr, reset_timeout);
+        for (const opal_status status : {0x41000012u, 0x00070005u}) {
+            SCOPED_TRACE(status);
+            StandIn<decltype(InitializeZtVmW)> initialize(
+                dll().module(), "InitializeZtVmW",
+                [&](uint32_t flags, uint32_t reserved, opal_handle* slot) {
+                    EXPECT_EQ(initialize.real(flags, reserved, slot), 0u);
+                    return status;
+                });
+            made();
+            start_watching();
+            EXPECT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
+            EXPECT_EQ(made(), (Made{1, 0, 1}));
+            EXPECT_EQ(last().last_registered, handle);
+            LabCmdDisconnect(handle);
+            EXPECT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
+            EXPECT_EQ(made(), (Made{1, 1, 1}));
+            EXPECT_EQ(last().live_handles, 1u);
+            expect_pauses({});
+            expect_log({});
+            release();
+        }
+    });
+}
+
 TEST_F(Validate, TheSlotIsNotCleared) {
     once([&] {
         ASSERT_EQ(FARLO(ValidateClusterW)(&handle), 0u);

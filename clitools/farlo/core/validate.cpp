@@ -4,6 +4,7 @@
 #include "connection.h"
 #include "farlo.h"
 #include "provider.h"
+#include "status.h"
 #include "trace_log.h"
 
 #include "../diskgroup/alerts.h"
@@ -20,7 +21,7 @@ bool fresh_connection = true;
 
 std::uint32_t initialize(opal_handle* slot) {
     const std::uint32_t status = InitializeZtVmW(0, 0, slot);
-    if (status != 0) {
+    if (is_failure(status)) {
         return status;
     }
     if (*slot == nullptr) {
