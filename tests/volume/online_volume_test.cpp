@@ -766,6 +766,23 @@ TEST_F(StartingNode, AnyOtherResultOfTheWait) {
     });
 }
 
+// An error that another call left behind is none of the wait's.
+TEST_F(StartingNode, AnotherResultOfAWaitThatNamesNoError) {
+    at_every_threshold([&] {
+        start_watching();
+        Thread thread;
+        with_thread(thread, [&] {
+            const StandIn<decltype(WaitForSingleObject)> wait(
+                dll().module(), "WaitForSingleObject",
+                [](HANDLE, DWORD) { return WAIT_ABANDONED; });
+            EXPECT_EQ(online(), 0xc1000001u);
+        });
+        expect_lines(
+            {waiting, {0, "OnlineVolW(): WaitForSingleObject failed! error=(0xc1000001) "}},
+            "0xc1000001");
+    });
+}
+
 TEST_F(StartingNode, AnExitCodeThatCannotBeReadForNoReason) {
     at_every_threshold([&] {
         Thread thread;

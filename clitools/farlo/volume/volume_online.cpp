@@ -48,6 +48,8 @@ std::uint32_t wait_for_start(HANDLE thread, std::uint32_t interval_ms) {
     DWORD error = 0;
     while (result == WAIT_TIMEOUT) {
         log(6, L"OnlineVolW() - Waiting for CVM Cluster to start");
+        // A wait that does not fail names no error: an older one is none of it.
+        SetLastError(ERROR_SUCCESS);
         result = WaitForSingleObject(thread, interval_ms);
         error = GetLastError();
         const AlertTimeoutCallback reset_timeout = alert_timeout_callback();
