@@ -30,11 +30,15 @@ class CallSweep : public Sweep {
         }
         const Answers& answers = GetParam().answers;
         Judgement judgement;
-        judgement.injected = static_cast<std::uint32_t>(way.result);
+        judgement.injected =
+            way.last_error != 0 ? way.last_error : static_cast<std::uint32_t>(way.result);
         judgement.as_clean = import.log_only || only_releases(name, way);
         judgement.informational = way.meaning == Way::Meaning::informational && !answers.zero_only;
         // A record goes on without what a method did not simply succeed to tell.
         judgement.other_outputs = !answers.service && name == "PrCallDispatch";
+        if (!judgement.as_clean) {
+            judgement.outcome = outcome(call, way);
+        }
         judge(what, result, judgement);
     }
 

@@ -113,8 +113,8 @@ std::vector<Way> statuses(Way::Work work = Way::Work::none) {
         ways.push_back({"answers " + hex(status), status, 0, work, Way::Meaning::failure});
     }
     for (const std::uint32_t status : {0x41000012u, 0x00070005u}) {
-        ways.push_back(
-            {"answers " + hex(status), status, 0, Way::Work::done, Way::Meaning::informational});
+        ways.push_back({"succeeds with " + hex(status), status, 0, Way::Work::done,
+                        Way::Meaning::informational});
     }
     return ways;
 }

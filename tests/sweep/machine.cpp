@@ -24,7 +24,9 @@ constexpr const wchar_t* links[] = {L"\\DosDevices\\F:", L"\\??\\Volume{v1}"};
 
 DWORD disk_style = 0;
 int link_count = 0;
+decltype(&WaitForSingleObject) original_wait;
 std::vector<HANDLE> threads;
+std::vector<HANDLE> threads_to_start;
 std::vector<opal_handle> connections;
 std::vector<opal_handle> released;
 std::vector<opal_handle> watched;
@@ -121,16 +123,36 @@ BOOL WINAPI volume_information(const wchar_t*, wchar_t*, DWORD, DWORD* serial, D
     return TRUE;
 }
 
+void start_threads() {
+    for (const HANDLE thread : std::exchange(threads_to_start, {})) {
+        ResumeThread(thread);
+    }
+}
+
+// A thread starts when somebody waits for something: the calls and the lines of the two have
+// one order then.
 HANDLE WINAPI create_thread(SECURITY_ATTRIBUTES* security, SIZE_T stack,
                             LPTHREAD_START_ROUTINE routine, void* argument, DWORD flags,
                             DWORD* id) {
-    const HANDLE thread = CreateThread(security, stack, routine, argument, flags, id);
+    const HANDLE thread =
+        CreateThread(security, stack, routine, argument, flags | CREATE_SUSPENDED, id);
+    if (thread == nullptr) {
+        return nullptr;
+    }
     HANDLE kept = nullptr;
-    if (thread != nullptr && DuplicateHandle(GetCurrentProcess(), thread, GetCurrentProcess(),
-                                             &kept, 0, FALSE, DUPLICATE_SAME_ACCESS)) {
+    if (DuplicateHandle(GetCurrentProcess(), thread, GetCurrentProcess(), &kept, 0, FALSE,
+                        DUPLICATE_SAME_ACCESS)) {
         threads.push_back(kept);
+        threads_to_start.push_back(kept);
+    } else {
+        ResumeThread(thread);
     }
     return thread;
+}
+
+DWORD WINAPI wait(HANDLE object, DWORD milliseconds) {
+    start_threads();
+    return original_wait(object, milliseconds);
 }
 
 opal_status connect(std::uint32_t flags, std::uint32_t reserved, opal_handle* slot) {
@@ -175,6 +197,8 @@ Machine::Machine(HMODULE module) {
     replace("FlushFileBuffers", &flush);
     replace("GetVolumeInformationW", &volume_information);
     replace("CreateThread", &create_thread);
+    replace("WaitForSingleObject", &wait);
+    original_wait = m_interposers.back()->original<decltype(wait)>();
     replace("InitializeZtVmW", &connect);
     replace("UnInitializeZtVmW", &disconnect);
     replace("EnterCriticalSection", &enter);
@@ -213,6 +237,7 @@ bool Machine::took_back(opal_handle handle) const {
 }
 
 void Machine::join() {
+    start_threads();
     for (const HANDLE thread : threads) {
         WaitForSingleObject(thread, INFINITE);
         CloseHandle(thread);

@@ -41,6 +41,12 @@ std::string hex(std::uint32_t value) {
     return text;
 }
 
+void put_in(std::string& text, const std::string& place, const std::string& value) {
+    if (const std::size_t at = text.find(place); at != std::string::npos) {
+        text.replace(at, place.size(), value);
+    }
+}
+
 }  // namespace
 
 Row& row_of(const std::string& export_name) {
@@ -90,6 +96,7 @@ void SweepTest::in_situation(const Situation& situation, DWORD threshold,
         m_before = left();
         m_clean = perform();
         m_counts = m_imported->counts();
+        take_texts();
         EXPECT_EQ(m_clean.status, situation.clean) << "a clean call";
         if (!HasFailure()) {
             body();
@@ -198,8 +205,56 @@ bool SweepTest::has_failed(std::uint32_t status, const Judgement& judgement) con
            !(judgement.informational && status == judgement.injected);
 }
 
+void SweepTest::take_texts() {
+    LabRecorderStart(LAB_RECORD_ALL);
+    perform();
+    m_texts.emplace(calls(), m_imported->counts());
+    LabRecorderStart(recorded);
+    m_steps = steps_of(*m_situation);
+    m_unknown.clear();
+}
+
+const Outcome* SweepTest::outcome(const Call& call, const Way& way) {
+    const Outcome* found = m_texts->outcome(m_steps, call, way);
+    if (found == nullptr && m_unknown.insert(m_texts->of(call)).second) {
+        ++row_of(m_situation->export_name).failures;
+        ADD_FAILURE() << m_situation->export_name << " (" << m_situation->name
+                      << "): no step tells what comes of " << m_texts->of(call) << ", which "
+                      << way.text;
+    }
+    return found;
+}
+
+// At the threshold of errors the log holds nothing else.
+void SweepTest::compare_step(const std::string& what, const Result& result,
+                             const Judgement& judgement) {
+    const Outcome& outcome = *judgement.outcome;
+    const std::uint32_t failed = judgement.injected.value_or(0);
+    const std::uint32_t status = outcome.kind == Outcome::Kind::passed   ? failed
+                                 : outcome.kind == Outcome::Kind::status ? outcome.status
+                                                                         : m_clean.status;
+    if (result.status != status) {
+        fault(what, "the status is " + hex(result.status) + ", not " + hex(status));
+    }
+    if (threshold() == 0) {
+        std::vector<std::string> errors =
+            outcome.kind == Outcome::Kind::unnoticed ? m_clean.log : outcome.errors;
+        for (std::string& error : errors) {
+            put_in(error, "{}", hex(status));
+            put_in(error, "{call}", hex(failed));
+        }
+        if (result.log != errors) {
+            fault(what, "the log is " + testing::PrintToString(result.log) + ", not " +
+                            testing::PrintToString(errors));
+        }
+    }
+}
+
 void SweepTest::judge(const std::string& what, const Result& result, const Judgement& judgement) {
     const Answers& answers = m_situation->answers;
+    if (judgement.outcome != nullptr) {
+        compare_step(what, result, judgement);
+    }
     if (!is_allowed(result.status, judgement)) {
         fault(what, "the status is " + hex(result.status));
     }
@@ -230,7 +285,7 @@ void SweepTest::expect_nothing_left(const std::string& what, const Judgement& ju
     m_imported->start();
     LabSetFaultPlan(nullptr, nullptr, 0);
     heap().fail_no_more();
-    renew_connection();
+    renew_connection(what);
     const Left now = left();
     if (now.bus.property_sets != m_before.bus.property_sets ||
         now.bus.properties != m_before.bus.properties || now.bus.blocks != m_before.bus.blocks) {
@@ -254,15 +309,20 @@ void SweepTest::expect_nothing_left(const std::string& what, const Judgement& ju
     }
 }
 
-void SweepTest::renew_connection() {
+void SweepTest::renew_connection(const std::string& what) {
     if (m_machine->took_back(handle)) {
         handle = nullptr;
     }
-    // One that OnlineVol made in place of the caller's: the caller cannot give it back.
+    // One that OnlineVol made in place of the caller's: the caller cannot give it back. What
+    // was made for a slot was in it.
     for (const opal_handle made : m_machine->take_connections()) {
-        if (made != handle) {
-            FARLO(UnInitializeClusterW)(made);
+        if (made == handle) {
+            continue;
         }
+        if (m_situation->arguments.front().kind != Argument::Kind::handle) {
+            fault(what, "a connection left over that the slot does not hold");
+        }
+        FARLO(UnInitializeClusterW)(made);
     }
     if (handle != nullptr && handle->connected != 0) {
         return;

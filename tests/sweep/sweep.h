@@ -6,9 +6,11 @@
 #include "imported_calls.h"
 #include "machine.h"
 #include "situations.h"
+#include "steps.h"
 
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -45,6 +47,8 @@ class SweepTest : public support::FarloTest {
     const Result& clean() const { return m_clean; }
     // Calls of each function in a clean run.
     const std::vector<unsigned>& counts() const { return m_counts; }
+    // What comes of a call's failure in this way; NULL, and a fault, where no step tells.
+    const Outcome* outcome(const Call& call, const Way& way);
     // Calls `point` with every call of every function that can fail, or in the quick sweep
     // with the first ones of each.
     void at_every_call(const std::function<void(const Import&, const Call&)>& point);
@@ -64,6 +68,7 @@ class SweepTest : public support::FarloTest {
         bool null_handle = false;               // the handle is NULL, and nothing else
         bool too_long = false;                  // a text does not fit
         bool too_small = false;                 // the size of an output
+        const Outcome* outcome = nullptr;       // what the step comes to
     };
     // Judges a run with `what` going wrong; then makes sure that nothing is left over and
     // that a clean call works.
@@ -75,7 +80,7 @@ class SweepTest : public support::FarloTest {
     void tell(const std::string& what);
 
     // Makes a connection that a run lost, or gave back.
-    void renew_connection();
+    void renew_connection(const std::string& what);
 
   private:
     struct Left {
@@ -86,6 +91,8 @@ class SweepTest : public support::FarloTest {
     void expect_nothing_left(const std::string& what, const Judgement& judgement);
     bool is_allowed(std::uint32_t status, const Judgement& judgement) const;
     bool has_failed(std::uint32_t status, const Judgement& judgement) const;
+    void compare_step(const std::string& what, const Result& result, const Judgement& judgement);
+    void take_texts();
     void start_node_after(int pauses);
 
     const Situation* m_situation = nullptr;
@@ -93,6 +100,9 @@ class SweepTest : public support::FarloTest {
     std::unique_ptr<ImportedCalls> m_imported;
     Result m_clean;
     std::vector<unsigned> m_counts;
+    std::optional<CallTexts> m_texts;
+    Steps m_steps;
+    std::set<std::string> m_unknown;
     Left m_before{};
     unsigned m_told = 0;
 };

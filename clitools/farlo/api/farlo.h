@@ -1196,8 +1196,8 @@ typedef uint32_t (*GetDgVolumePropertiesW_fn)(opal_handle handle, const wchar_t*
                                               VolInfo* record, uint32_t* size);
 
 /*
- * The disks of a disk group, a cluster group or another. Signatures are those of the disks: none
- * is formed.
+ * The disks of a disk group, a cluster group or another. Signatures are those of
+ * the disks: none is formed.
  *
  *   record   receives the list; NULL asks for the size
  *   size     as for GetDgProperties

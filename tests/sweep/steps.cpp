@@ -1,0 +1,125 @@
+#include "steps.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <iterator>
+#include <sstream>
+#include <stdexcept>
+#include <string_view>
+#include <utility>
+
+namespace sweep {
+namespace {
+
+bool holds_in_order(std::string_view text, const std::string& words) {
+    std::istringstream stream(words);
+    std::size_t at = 0;
+    for (std::string word; stream >> word; at += word.size()) {
+        at = text.find(word, at);
+        if (at == std::string_view::npos) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool fits(const Step& step, const std::string& text, const Way& way) {
+    const std::string function = step.call.substr(0, step.call.find(' '));
+    const bool of_success = step.call.find("succeeds") != std::string::npos;
+    return text.substr(0, text.find(' ')) == function &&
+           of_success == (way.meaning == Way::Meaning::informational) &&
+           holds_in_order(text + " " + way.text, step.call);
+}
+
+std::vector<std::string> texts_of(const std::vector<std::string>& recorded,
+                                  const std::string& function) {
+    std::vector<std::string> texts;
+    for (const std::string& line : recorded) {
+        if (line.substr(0, line.find(' ')) == function) {
+            texts.push_back(line.substr(0, line.find(" -> ")));
+        }
+    }
+    return texts;
+}
+
+const Outcome unnoticed{Outcome::Kind::unnoticed};
+
+}  // namespace
+
+Steps ended_by(const std::vector<std::string>& errors, Steps steps) {
+    return framed({}, {}, errors, std::move(steps));
+}
+
+Steps framed(const std::vector<std::string>& before, const std::vector<std::string>& success,
+             const std::vector<std::string>& failure, Steps steps) {
+    for (Step& step : steps) {
+        std::vector<std::string>& errors = step.outcome.errors;
+        const std::vector<std::string>& behind =
+            step.outcome.kind == Outcome::Kind::as_clean ? success : failure;
+        errors.insert(errors.begin(), before.begin(), before.end());
+        errors.insert(errors.end(), behind.begin(), behind.end());
+    }
+    return steps;
+}
+
+CallTexts::CallTexts(const std::vector<std::string>& recorded,
+                     const std::vector<unsigned>& counts) {
+    for (std::size_t import = 0; import < counts.size(); ++import) {
+        const std::string function = failing_imports()[import].name;
+        std::vector<std::string> texts = texts_of(recorded, function);
+        // The recorder does not see what goes to the system.
+        if (texts.empty()) {
+            texts.resize(counts[import], function);
+        }
+        if (texts.size() != counts[import]) {
+            throw std::logic_error("the recorder saw other calls of " + function +
+                                   " than were made");
+        }
+        m_texts.push_back(std::move(texts));
+    }
+}
+
+const std::string& CallTexts::of(const Call& call) const {
+    return m_texts[call.import][call.number - 1];
+}
+
+const Outcome* CallTexts::outcome(const Steps& steps, const Call& call, const Way& way) const {
+    const std::vector<std::string>& texts = m_texts[call.import];
+    for (const Step& step : steps) {
+        if (!fits(step, of(call), way)) {
+            continue;
+        }
+        const auto number =
+            std::count_if(texts.begin(), texts.begin() + static_cast<std::ptrdiff_t>(call.number),
+                          [&](const std::string& text) { return fits(step, text, way); });
+        if (step.number == 0 || step.number == static_cast<unsigned>(number)) {
+            return &step.outcome;
+        }
+    }
+    return way.meaning == Way::Meaning::informational ? &unnoticed : nullptr;
+}
+
+Steps steps_of(const Situation& situation) {
+    static const std::vector<StepsOf> table = [] {
+        std::vector<StepsOf> all;
+        for (const auto& part :
+             {cluster_steps(), diskgroup_steps(), folder_steps(), health_steps(), identity_steps(),
+              records_steps(), reservation_steps(), volume_steps(), volume_identity_steps()}) {
+            all.insert(all.end(), part.begin(), part.end());
+        }
+        return all;
+    }();
+    Steps found;
+    for (const std::string& name : {std::string(situation.name), std::string()}) {
+        for (const StepsOf& one : table) {
+            const bool of_export = std::find(one.exports.begin(), one.exports.end(),
+                                             situation.export_name) != one.exports.end();
+            if (of_export && one.situation == name) {
+                found.insert(found.end(), one.steps.begin(), one.steps.end());
+            }
+        }
+    }
+    return found;
+}
+
+}  // namespace sweep

@@ -1,0 +1,101 @@
+// What becomes of each call that an export makes when it fails: the status that the export
+// answers and the errors that it logs.
+#pragma once
+
+#include "imported_calls.h"
+#include "situations.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace sweep {
+
+struct Outcome {
+    enum class Kind {
+        as_clean,   // the status is a clean call's
+        unnoticed,  // nothing but a clean call, its errors included
+        status,     // `status`
+        passed,     // the status, or the system's error, that the call answered
+    };
+    Kind kind = Kind::as_clean;
+    std::uint32_t status = 0;
+    // Lines of level 0, whole and in order; "{}" stands for the status that is answered,
+    // "{call}" for the one that the call answered, in hexadecimal.
+    std::vector<std::string> errors{};
+};
+
+inline Outcome goes_on(std::vector<std::string> errors = {}) {
+    return {Outcome::Kind::as_clean, 0, std::move(errors)};
+}
+inline Outcome answers(std::uint32_t status, std::vector<std::string> errors = {}) {
+    return {Outcome::Kind::status, status, std::move(errors)};
+}
+inline Outcome passes_on(std::vector<std::string> errors = {}) {
+    return {Outcome::Kind::passed, 0, std::move(errors)};
+}
+
+struct Step {
+    // Parts of a call's text that it holds in this order, divided by blanks, the function's
+    // name first: `ObGetProperty "Name"`, `ZwOpenFile 0xc0000043`. The text is the
+    // recorder's (lab_bus.h) up to " -> ", or a system function's name; then how the call
+    // fails (imported_calls.cpp). A success that is informational goes on unless a step
+    // with the word "succeeds" tells otherwise.
+    std::string call;
+    Outcome outcome{};
+    // The n-th call of the text in a clean run; 0: every one.
+    unsigned number = 0;
+};
+
+using Steps = std::vector<Step>;
+
+// Steps in front of others: the first one that fits counts.
+inline Steps operator+(Steps first, const Steps& others) {
+    first.insert(first.end(), others.begin(), others.end());
+    return first;
+}
+
+// The steps with these lines behind those of every failure that ends the call.
+Steps ended_by(const std::vector<std::string>& errors, Steps steps);
+
+// The steps with the lines `before` in front of their own, and behind them those of what the
+// call comes to: `success` where the steps go on, else `failure`.
+Steps framed(const std::vector<std::string>& before, const std::vector<std::string>& success,
+             const std::vector<std::string>& failure, Steps steps);
+
+// Every call of a clean run, by function and number.
+class CallTexts {
+  public:
+    // `recorded`: lines of the recorder, all kinds of calls; `counts` as ImportedCalls tells.
+    CallTexts(const std::vector<std::string>& recorded, const std::vector<unsigned>& counts);
+
+    const std::string& of(const Call& call) const;
+    // What comes of that call's failure in this way; NULL where no step tells.
+    const Outcome* outcome(const Steps& steps, const Call& call, const Way& way) const;
+
+  private:
+    std::vector<std::vector<std::string>> m_texts;  // by import, by number - 1
+};
+
+// The steps of some exports, in one situation ("by GUID"), or "" for all of them.
+struct StepsOf {
+    std::vector<std::string> exports;
+    std::string situation;
+    Steps steps;
+};
+
+// steps_*.cpp
+std::vector<StepsOf> cluster_steps();
+std::vector<StepsOf> diskgroup_steps();
+std::vector<StepsOf> folder_steps();
+std::vector<StepsOf> health_steps();
+std::vector<StepsOf> identity_steps();
+std::vector<StepsOf> records_steps();
+std::vector<StepsOf> reservation_steps();
+std::vector<StepsOf> volume_steps();
+std::vector<StepsOf> volume_identity_steps();
+
+// Of that situation: first what was written for its name, then for all of the export's.
+Steps steps_of(const Situation& situation);
+
+}  // namespace sweep

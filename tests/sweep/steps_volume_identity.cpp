@@ -1,0 +1,123 @@
+// Names of volumes, the disks that they are on, and whether a cluster may have them.
+#include "shared_steps.h"
+#include "steps.h"
+
+#include <cstdint>
+
+namespace sweep {
+namespace {
+
+// The file system of the next volume has the same number.
+Steps name_for_serial_number() {
+    const Outcome next_volume =
+        goes_on({"GetVolumeNameForSerialNumberW: GetVolumeInformation failed , wcVolumeGuid "
+                 "\\\\?\\Volume{v1}\\, error=({call})"});
+    return ended_by({"GetVolumeNameForSerialNumberW() failed, error=({}) "},
+                    {{"ObGetChildObjects nothing", answers(FARLO_VOLUME_NOT_FOUND)},
+                     {"ObGetChildObjects", answers(FARLO_EXCEPTION)},
+                     {"ObGetProperty @v1 \"volumename\"", answers(FARLO_EXCEPTION)},
+                     {"GetVolumeInformationW", next_volume}});
+}
+
+const Lines group_of_serial_number_missing = {
+    "GetVolumeNameForSerialNumberW():GetDgObjId() failed, error=({})"};
+
+Steps layout_read(const std::string& path) {
+    const std::string not_opened =
+        "GetDiskTypeAndSignatureW() CreateFile Failed for " + path + " error ";
+    return {{"CreateFileW error 32", answers(32, {not_opened + "32"})},
+            {"CreateFileW error 2", answers(2, {not_opened + "2"})},
+            {"DeviceIoControl",
+             passes_on({"GetDiskTypeAndSignatureW: IOCTL_DISK_GET_DRIVE_LAYOUT_EX failed error"})}};
+}
+
+// What cannot be read is told by the status alone. A search that tries again is told by the
+// lines of a success.
+Steps first_disk() {
+    const Steps searched =
+        group_by_name("@dgc", {"GetFirstVolumesDiskIDW:GetDiskTypeAndSignatureW DG Not Found dgc"});
+    return framed({},
+                  {"Exiting GetDiskTypeAndSignatureW Type=0x0 Sig=0xb",
+                   "Exiting GetFirstVolumesDiskIDW 0xb"},
+                  {}, searched) +
+           Steps{{"ObGetChildObjects nothing",
+                  goes_on({"GetFirstVolumesDiskIDW:GetDiskTypeAndSignatureW volumes does not "
+                           "exists in DG"})},
+                 {"ObGetChildObjects", answers(FARLO_EXCEPTION)},
+                 {"ObGetProperty @v1 \"volumename\"", answers(FARLO_EXCEPTION)}} +
+           ended_by({"GetFirstVolumesDiskIDW:GetDiskTypeAndSignatureW failed with error = {}"},
+                    layout_read("\\\\?\\Volume{v1}"));
+}
+
+// Answers of a flag.
+const std::uint32_t no = 0;
+
+Steps disk_clusterable(const std::string& query) {
+    return framed({}, {"Exiting IsStorageClusterable"}, {"Exiting IsStorageClusterable"},
+                  {{"DbGetObjectsByQuery nothing",
+                    answers(no, {"IsStorageClusterable:Disk Object not found"})},
+                   {"DbGetObjectsByQuery",
+                    answers(no, {"IsStorageClusterable:DbGetObjectsByQuery failed, for SELECT FROM "
+                                 "tamo_ztvm_disk where " +
+                                 query + ", error = {call}"})},
+                   {"ObGetParentObjects", answers(no)},
+                   {"ObGetProperty @dgc \"cluster resource\"", answers(no)},
+                   {"ObGetProperty @dgc \"LDM DG TYPE\"", answers(no)}});
+}
+
+Steps type_of_volume() {
+    return framed({}, {"Exiting IsVolumeOfSpecifiedDgType"}, {"Exiting IsVolumeOfSpecifiedDgType"},
+                  {{"DbGetObjectsByQuery nothing", answers(no)},
+                   {"DbGetObjectsByQuery",
+                    answers(no, {"IsVolumeOfSpecifiedDgType: DbGetObjectsByQuery failed for "
+                                 "volume - vn-s-on, error = {call}"})},
+                   {"ObGetParentObjects", answers(no)},
+                   {"ObGetProperty @dgs \"LDM DG TYPE\"", answers(no)}});
+}
+
+Steps volume_clusterable() {
+    return type_of_volume() + Steps{{"ObGetProperty @dgs \"cluster shared\"",
+                                     answers(no, {"Exiting IsVolumeOfSpecifiedDgType",
+                                                  "Exiting IsVolumeClusterable"})}};
+}
+
+Steps shared_guid() {
+    const std::string device = "\\Device\\s-on";
+    return ended_by(
+        {"GetClusterSharedDgGuidW() failed, error=({}) "},
+        {{"DbGetObjectsByQuery nothing",
+          answers(FARLO_PROVIDER_FAILED,
+                  {"GetClusterSharedDgGuidW:Volume Object not found for volume  - " + device})},
+         {"DbGetObjectsByQuery",
+          passes_on({"GetClusterSharedDgGuidW:DbGetObjectsByQuery failed for volume  - " + device +
+                     ", error = {}"})},
+         {"ObGetParentObjects nothing",
+          answers(FARLO_PROVIDER_FAILED,
+                  {"GetClusterSharedDgGuidW: Dg object not found for volume  - " + device})},
+         {"ObGetParentObjects", answers(FARLO_EXCEPTION)},
+         {"ObGetProperty @dgs \"LDM DG TYPE\"", answers(FARLO_EXCEPTION)},
+         {"ObGetProperty @dgs \"dgid\"", answers(FARLO_EXCEPTION)}});
+}
+
+}  // namespace
+
+std::vector<StepsOf> volume_identity_steps() {
+    return {
+        {{"GetVolumeNameForSerialNumberA"},
+         "",
+         group_by_name("@dgc", group_of_serial_number_missing) + name_for_serial_number()},
+        {{"GetVolumeNameForSerialNumberW"},
+         "",
+         group_by_guid("@dgc", group_of_serial_number_missing) + name_for_serial_number()},
+        {{"GetDiskTypeAndSignatureA", "GetDiskTypeAndSignatureW"}, "", layout_read("\\\\.\\F:")},
+        {{"GetFirstVolumesDiskIDA", "GetFirstVolumesDiskIDW"}, "", first_disk()},
+        {{"IsStorageClusterable"}, "MBR", disk_clusterable("\"SIGNATURE\" EQ 11")},
+        {{"IsStorageClusterable"},
+         "GPT",
+         disk_clusterable("\"DISKGUID\" EQ {04030201-0605-0807-090a-0b0c0d0e0f10}")},
+        {{"IsVolumeOfSpecifiedDgType"}, "", type_of_volume()},
+        {{"IsVolumeClusterable"}, "", volume_clusterable()},
+        {{"GetClusterSharedDgGuidA", "GetClusterSharedDgGuidW"}, "", shared_guid()}};
+}
+
+}  // namespace sweep
