@@ -75,6 +75,7 @@ TEST_P(CallSweep, EveryAllocationFails) {
             begin_point();
             Judgement judgement;
             judgement.may_be_silent = true;
+            judgement.any_step = true;
             judge(what, result, judgement);
         }
     });

@@ -10,27 +10,61 @@ namespace {
 using namespace sweep;
 
 constexpr std::array readers = {"ObGetProperty", "PsFindProperty"};
-constexpr std::array lies = {R"("status": "0xc100003a")", R"("lie": "empty")",
-                             R"("lie": "long")",          R"("lie": "unterminated")",
-                             R"("lie": "short")",         R"("lie": "null")",
-                             R"("as": "BOOLEAN")",        R"("as": "UINT32")",
-                             R"("as": "UINT64")",         R"("as": "STR")",
-                             R"("as": "WSTR")",           R"("as": "GUID")",
-                             R"("as": "STRZ")",           R"("as": "WSTRZ")",
-                             R"("as": "UINT32Z")",        R"("as": "ZTOBJID")"};
+constexpr std::array tags = {"BOOLEAN", "UINT32", "UINT64", "STR",     "WSTR",
+                             "GUID",    "STRZ",   "WSTRZ",  "UINT32Z", "ZTOBJID"};
 
 class LieSweep : public Sweep {
   protected:
-    void lie(const char* reader, unsigned call, const char* what_lie) {
-        const std::string what = std::string(reader) + " " + std::to_string(call) + " " + what_lie;
-        tell(what);
-        set_faults(std::string(R"([{"function": ")") + reader + R"(", "call": )" +
-                   std::to_string(call) + ", " + what_lie + "}]");
-        const Result result = perform();
+    void lie(const Import& import, const Call& call) {
+        m_reader = &import;
+        m_call = call;
+        lie(R"("status": "0xc100003a")", fails());
+        const std::string& type = type_read(call);
+        for (const std::string tag : tags) {
+            // An object's id may come as a GUID.
+            const bool is_type = tag == type || (type == "ZTOBJID" && tag == "GUID");
+            lie(R"("as": ")" + tag + '"', is_type ? as_clean() : fails());
+        }
+        const bool is_text = type == "STR" || type == "WSTR";
+        for (const char* unreadable : {R"("lie": "unterminated")", R"("lie": "null")"}) {
+            lie(unreadable, is_text ? fails() : lied_to());
+        }
+        for (const char* other : {R"("lie": "empty")", R"("lie": "long")", R"("lie": "short")"}) {
+            lie(other, lied_to());
+        }
+    }
+
+  private:
+    // By the export's own list.
+    static Judgement lied_to() {
         Judgement judgement;
         judgement.lied_to = true;
-        judge(what, result, judgement);
+        return judgement;
     }
+    static Judgement as_clean() {
+        Judgement judgement = lied_to();
+        judgement.outcome = &unnoticed;
+        return judgement;
+    }
+    // As when the call fails.
+    Judgement fails() {
+        Judgement judgement = lied_to();
+        judgement.injected = ZTERROR_PROPERTY;
+        judgement.outcome = outcome(m_call, {"answers 0xc100003a", ZTERROR_PROPERTY});
+        return judgement;
+    }
+
+    void lie(const std::string& lie, const Judgement& judgement) {
+        const std::string number = std::to_string(m_call.number);
+        const std::string what = std::string(m_reader->name) + " " + number + " " + lie;
+        tell(what);
+        set_faults(std::string(R"([{"function": ")") + m_reader->name + R"(", "call": )" + number +
+                   ", " + lie + "}]");
+        judge(what, perform(), judgement);
+    }
+
+    const Import* m_reader = nullptr;
+    Call m_call;
 };
 
 TEST_P(LieSweep, EveryPropertyLies) {
@@ -38,9 +72,7 @@ TEST_P(LieSweep, EveryPropertyLies) {
         at_every_call([&](const Import& import, const Call& call) {
             for (const char* reader : readers) {
                 if (std::strcmp(import.name, reader) == 0) {
-                    for (const char* one : lies) {
-                        lie(reader, call.number, one);
-                    }
+                    lie(import, call);
                 }
             }
         });

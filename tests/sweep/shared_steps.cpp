@@ -19,6 +19,10 @@ Lines with(const std::string& first, Lines errors) {
 
 }  // namespace
 
+Steps guid_text(const Lines& errors) {
+    return {{"memory", answers(FARLO_NO_GUID_MEMORY, errors)}};
+}
+
 Steps cluster_service(const Lines& errors, unsigned search) {
     return {{"DbGetObjects solvane_cluster_service nothing", goes_on(), search},
             {"DbGetObjects solvane_cluster_service", answers(FARLO_NO_CLUSTER_SERVICE, errors),
@@ -63,7 +67,8 @@ Steps volume_by_device(const std::string& device, std::uint32_t status, const Li
     const std::string fails =
         search + "DbGetObjectsByQuery failed, for " + device + ", error = {call}";
     const std::string query = "DbGetObjectsByQuery tamo_ztvm_volume DEVICE NAME";
-    return {{query + " nothing", answers(status, with(search + "Volume Object not found", errors))},
+    return {{"memory", answers(status, with(search + " failed to allocate memory", errors))},
+            {query + " nothing", answers(status, with(search + "Volume Object not found", errors))},
             {query, answers(status, with(fails, errors))}};
 }
 

@@ -17,6 +17,9 @@ inline constexpr char by_guid_fails[] =
 inline constexpr char by_name_fails[] =
     "GetDgObjIdByName() failed , DG_TYPENAME not found in OPAL, error=(0x1)";
 
+// The text of the group's GUID gets its memory; what a failure is told by.
+Steps guid_text(const Lines& errors);
+
 // The cluster service object is looked for, the n-th time by this call (0: the only one); what
 // a failure is told by behind that.
 Steps cluster_service(const Lines& errors, unsigned search = 0);

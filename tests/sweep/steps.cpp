@@ -1,7 +1,9 @@
 #include "steps.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cstddef>
+#include <iomanip>
 #include <iterator>
 #include <sstream>
 #include <stdexcept>
@@ -31,18 +33,20 @@ bool fits(const Step& step, const std::string& text, const Way& way) {
            holds_in_order(text + " " + way.text, step.call);
 }
 
-std::vector<std::string> texts_of(const std::vector<std::string>& recorded,
-                                  const std::string& function) {
-    std::vector<std::string> texts;
-    for (const std::string& line : recorded) {
-        if (line.substr(0, line.find(' ')) == function) {
-            texts.push_back(line.substr(0, line.find(" -> ")));
-        }
+// Of an answer as the recorder writes it: `0x0 WSTR "dg1"`, `0x0 "Name" WSTR "dg1"`.
+std::string type_in(const std::string& answer) {
+    std::istringstream stream(answer);
+    std::string status;
+    std::string type;
+    stream >> status >> std::ws;
+    if (stream.peek() == '"') {
+        std::string name;
+        stream >> std::quoted(name);
     }
-    return texts;
+    stream >> type;
+    const bool is_type = !type.empty() && std::isupper(static_cast<unsigned char>(type[0])) != 0;
+    return is_type ? type : "";
 }
-
-const Outcome unnoticed{Outcome::Kind::unnoticed};
 
 }  // namespace
 
@@ -62,14 +66,27 @@ Steps framed(const std::vector<std::string>& before, const std::vector<std::stri
     return steps;
 }
 
+std::vector<CallTexts::Text> CallTexts::texts_of(const std::vector<std::string>& recorded,
+                                                 const std::string& function) {
+    static const std::string arrow = " -> ";
+    std::vector<Text> texts;
+    for (const std::string& line : recorded) {
+        if (line.substr(0, line.find(' ')) == function) {
+            const std::size_t end = line.find(arrow);
+            texts.push_back({line.substr(0, end), type_in(line.substr(end + arrow.size()))});
+        }
+    }
+    return texts;
+}
+
 CallTexts::CallTexts(const std::vector<std::string>& recorded,
                      const std::vector<unsigned>& counts) {
     for (std::size_t import = 0; import < counts.size(); ++import) {
         const std::string function = failing_imports()[import].name;
-        std::vector<std::string> texts = texts_of(recorded, function);
+        std::vector<Text> texts = texts_of(recorded, function);
         // The recorder does not see what goes to the system.
         if (texts.empty()) {
-            texts.resize(counts[import], function);
+            texts.resize(counts[import], {function, ""});
         }
         if (texts.size() != counts[import]) {
             throw std::logic_error("the recorder saw other calls of " + function +
@@ -80,18 +97,22 @@ CallTexts::CallTexts(const std::vector<std::string>& recorded,
 }
 
 const std::string& CallTexts::of(const Call& call) const {
-    return m_texts[call.import][call.number - 1];
+    return m_texts[call.import][call.number - 1].call;
+}
+
+const std::string& CallTexts::type_read(const Call& call) const {
+    return m_texts[call.import][call.number - 1].type;
 }
 
 const Outcome* CallTexts::outcome(const Steps& steps, const Call& call, const Way& way) const {
-    const std::vector<std::string>& texts = m_texts[call.import];
+    const std::vector<Text>& texts = m_texts[call.import];
     for (const Step& step : steps) {
         if (!fits(step, of(call), way)) {
             continue;
         }
         const auto number =
             std::count_if(texts.begin(), texts.begin() + static_cast<std::ptrdiff_t>(call.number),
-                          [&](const std::string& text) { return fits(step, text, way); });
+                          [&](const Text& text) { return fits(step, text.call, way); });
         if (step.number == 0 || step.number == static_cast<unsigned>(number)) {
             return &step.outcome;
         }

@@ -40,12 +40,15 @@ struct Step {
     // name first: `ObGetProperty "Name"`, `ZwOpenFile 0xc0000043`. The text is the
     // recorder's (lab_bus.h) up to " -> ", or a system function's name; then how the call
     // fails (imported_calls.cpp). A success that is informational goes on unless a step
-    // with the word "succeeds" tells otherwise.
+    // with the word "succeeds" tells otherwise. `memory` is an allocation, of which there is
+    // a row only where it comes to something that no failing call comes to.
     std::string call;
     Outcome outcome{};
     // The n-th call of the text in a clean run; 0: every one.
     unsigned number = 0;
 };
+
+inline const Outcome unnoticed{Outcome::Kind::unnoticed};
 
 using Steps = std::vector<Step>;
 
@@ -70,11 +73,20 @@ class CallTexts {
     CallTexts(const std::vector<std::string>& recorded, const std::vector<unsigned>& counts);
 
     const std::string& of(const Call& call) const;
+    // The type of the property that the call reads, without TYPE_; "" where there is none.
+    const std::string& type_read(const Call& call) const;
     // What comes of that call's failure in this way; NULL where no step tells.
     const Outcome* outcome(const Steps& steps, const Call& call, const Way& way) const;
 
   private:
-    std::vector<std::vector<std::string>> m_texts;  // by import, by number - 1
+    struct Text {
+        std::string call;
+        std::string type;
+    };
+    static std::vector<Text> texts_of(const std::vector<std::string>& recorded,
+                                      const std::string& function);
+
+    std::vector<std::vector<Text>> m_texts;  // by import, by number - 1
 };
 
 // The steps of some exports, in one situation ("by GUID"), or "" for all of them.

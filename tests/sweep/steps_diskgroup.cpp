@@ -9,9 +9,13 @@ namespace {
 
 // Behind the searches for the group. A group whose name cannot be read is not compared.
 Steps online(const std::string& flag, const Steps& searches) {
-    return framed({"OnlineDg dgo is called with flag " + flag},
-                  {"OnlineDg dgo succeeded with res  {}"}, {"OnlineDg dgo failed with res  {}"},
-                  searches + cluster_service({"OnlineDgExW():GetClusSvcId() failed, error=({}) "}) +
+    const std::string called = "OnlineDg dgo is called with flag " + flag;
+    // Without memory for the groups it is a success, and nothing was done.
+    return Steps{{"memory", answers(FARLO_SUCCESS, {called})}} +
+           framed({called}, {"OnlineDg dgo succeeded with res  {}"},
+                  {"OnlineDg dgo failed with res  {}"},
+                  guid_text({"OnlineDgExW():SetDgGuidParam() failed, error=({}) "}) + searches +
+                      cluster_service({"OnlineDgExW():GetClusSvcId() failed, error=({}) "}) +
                       Steps{{"DbGetObjects tamo_ztvm_diskgroup", goes_on()},
                             {"ObGetProperty \"Name\"", goes_on()},
                             {"ObGetProperty \"imported\"", answers(FARLO_EXCEPTION)}} +
@@ -20,7 +24,8 @@ Steps online(const std::string& flag, const Steps& searches) {
 
 Steps import(const Steps& searches) {
     return ended_by({"ImportDgW() failed, error=({}) "},
-                    searches + cluster_service({"ImportDgW():GetClusSvcId() failed, error=({}) "}) +
+                    guid_text({"ImportDgW():SetDgGuidParam failed, error=({}) "}) + searches +
+                        cluster_service({"ImportDgW():GetClusSvcId() failed, error=({}) "}) +
                         method("0.2003"));
 }
 
@@ -31,7 +36,7 @@ Steps offline(const Steps& searches, unsigned walk) {
         answers(ZTERROR_NULL_OBJECT,
                 {by_guid_fails, "OfflineDgW():GetDgObjIdByGuid() failed, error=(0x1) "});
     return ended_by({"OfflineDgW() failed, error=({}) "},
-                    searches +
+                    guid_text({"OfflineDgW():SetDgGuidParam() failed, error=({}) "}) + searches +
                         cluster_service({"OfflineDgW():GetClusSvcId() failed, error=({}) "}) +
                         Steps{{"DbGetObjects tamo_ztvm_diskgroup", goes_on()},
                               {"ObGetProperty @dgc \"LDM DG TYPE\"", of_null_object, walk},
@@ -42,7 +47,8 @@ Steps offline(const Steps& searches, unsigned walk) {
 Steps deport(const Steps& searches, unsigned walk) {
     return ended_by(
         {"DeportDgW() failed, error=({})"},
-        searches + cluster_service({"DeportDgW():GetClusSvcId() failed, error=({})"}) +
+        guid_text({"DeportDgW():SetDgGuidParam() failed, error=({})"}) + searches +
+            cluster_service({"DeportDgW():GetClusSvcId() failed, error=({})"}) +
             group_by_guid("@dgc", {"DeportDgW():GetDgObjIdByGuid() failed, error=({})"}, walk) +
             method("0.2001"));
 }

@@ -10,11 +10,14 @@ namespace {
 // A driver that does not know the group leaves the answer to the service.
 Steps group_state() {
     const std::string closing = "GetDgStateW() failed, error=({}) ";
-    return {{"ZwDeviceIoControlFile 0xc0000034", goes_on({"iostatus, error=(0x1) "})},
-            {"ZwDeviceIoControlFile 0xc0000043",
-             answers(FARLO_DEVICE_SHARING_VIOLATION, {"iostatus, error=({}) ", closing})},
-            {"ZwDeviceIoControlFile",
-             answers(FARLO_DEVICE_FAILED, {"iostatus, error=({}) ", closing})}};
+    return guid_text({"GetDgStateW():SetDgGuidParam() failed, error=({}) ", closing}) +
+           Steps{// The driver's record.
+                 {"memory", answers(FARLO_NO_GUID_MEMORY, {closing})},
+                 {"ZwDeviceIoControlFile 0xc0000034", goes_on({"iostatus, error=(0x1) "})},
+                 {"ZwDeviceIoControlFile 0xc0000043",
+                  answers(FARLO_DEVICE_SHARING_VIOLATION, {"iostatus, error=({}) ", closing})},
+                 {"ZwDeviceIoControlFile",
+                  answers(FARLO_DEVICE_FAILED, {"iostatus, error=({}) ", closing})}};
 }
 
 Steps group_state_ex() {
@@ -36,7 +39,7 @@ Steps disk_state() {
 
 // Nothing is told of a failure but its status.
 Steps disk_availability() {
-    return cluster_service({}) + method("0.13", answers(1)) +
+    return guid_text({}) + cluster_service({}) + method("0.13", answers(1)) +
            Steps{{"PsFindProperty \"total_disks\"", goes_on()},
                  {"PsFindProperty \"live_disks\"", goes_on()}};
 }

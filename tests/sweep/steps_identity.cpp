@@ -114,7 +114,8 @@ Steps group_name() {
 }
 
 Steps volume_guid() {
-    return ended_by({"GetDgVolumeGuidW() failed, error=({})"},
+    return guid_text({}) +
+           ended_by({"GetDgVolumeGuidW() failed, error=({})"},
                     cluster_service({"GetDgVolumeGuidW():GetClusSvcId() failed, error=({})"}) +
                         Steps{{"PrCallDispatch 0.11 nothing", answers(FARLO_EXCEPTION)},
                               {"PsFindProperty \"Volguid\"", answers(FARLO_EXCEPTION)}} +

@@ -92,12 +92,13 @@ Steps online_node_stopped() {
 
 // The import of the volume's group, which changes the options before it sends them.
 Steps group_imported() {
-    return ended_by(
-               {"OnlineDg dgn failed with res  {}"},
-               group_by_guid("@dgn", {"OnlineDgExW():GetDgObjIdByGuid() failed, error=({}) "}, 2) +
-                   cluster_service({"OnlineDgExW():GetClusSvcId() failed, error=({}) "}, 1) +
-                   Steps{{"PsCreatePropset", answers(FARLO_EXCEPTION), 1},
-                         {"PsAddProperty #1 \"Name\"", answers(FARLO_EXCEPTION)}}) +
+    return ended_by({"OnlineDg dgn failed with res  {}"},
+                    guid_text({"OnlineDgExW():SetDgGuidParam() failed, error=({}) "}) +
+                        group_by_guid("@dgn",
+                                      {"OnlineDgExW():GetDgObjIdByGuid() failed, error=({}) "}, 2) +
+                        cluster_service({"OnlineDgExW():GetClusSvcId() failed, error=({}) "}, 1) +
+                        Steps{{"PsCreatePropset", answers(FARLO_EXCEPTION), 1},
+                              {"PsAddProperty #1 \"Name\"", answers(FARLO_EXCEPTION)}}) +
            ended_by({"OfflineDg dgn failed with res  {}"}, method("0.2003"));
 }
 
@@ -109,8 +110,11 @@ Steps online_not_imported() {
     // A service that did not do what it was asked for.
     const Steps not_done = {{"PrCallDispatch 0.2003 nothing", answers(service_not_imported)}};
     const Steps request = {{"PsAddProperty #3", answers(FARLO_EXCEPTION)}};
+    // An import that ends by an exception ends the call.
+    const Steps import_thrown = {{"memory", answers(FARLO_EXCEPTION)}};
     return onlines(
         device, framed({called, imported}, {}, {}, not_done + request) +
+                    framed({called}, {}, {}, import_thrown) +
                     framed({called}, {imported}, {not_imported}, group_imported()) +
                     framed({}, {called, imported}, {}, node_looked_at() + group_looked_at("@dgn")) +
                     framed({called, imported}, {}, {}, volume_asked_for(device, 2, 3)));

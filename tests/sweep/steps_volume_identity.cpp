@@ -25,10 +25,13 @@ const Lines group_of_serial_number_missing = {
 Steps layout_read(const std::string& path) {
     const std::string not_opened =
         "GetDiskTypeAndSignatureW() CreateFile Failed for " + path + " error ";
-    return {{"CreateFileW error 32", answers(32, {not_opened + "32"})},
-            {"CreateFileW error 2", answers(2, {not_opened + "2"})},
-            {"DeviceIoControl",
-             passes_on({"GetDiskTypeAndSignatureW: IOCTL_DISK_GET_DRIVE_LAYOUT_EX failed error"})}};
+    return {
+        {"memory", answers(FARLO_OUT_OF_MEMORY, {"GetDiskTypeAndSignatureW: ZtAlloc failed to "
+                                                 "allocate memory for PDRIVE_LAYOUT_INFORMATION"})},
+        {"CreateFileW error 32", answers(32, {not_opened + "32"})},
+        {"CreateFileW error 2", answers(2, {not_opened + "2"})},
+        {"DeviceIoControl",
+         passes_on({"GetDiskTypeAndSignatureW: IOCTL_DISK_GET_DRIVE_LAYOUT_EX failed error"})}};
 }
 
 // What cannot be read is told by the status alone. A search that tries again is told by the
@@ -54,7 +57,8 @@ const std::uint32_t no = 0;
 
 Steps disk_clusterable(const std::string& query) {
     return framed({}, {"Exiting IsStorageClusterable"}, {"Exiting IsStorageClusterable"},
-                  {{"DbGetObjectsByQuery nothing",
+                  {{"memory", answers(no, {"IsStorageClusterable: failed to allocate memory"})},
+                   {"DbGetObjectsByQuery nothing",
                     answers(no, {"IsStorageClusterable:Disk Object not found"})},
                    {"DbGetObjectsByQuery",
                     answers(no, {"IsStorageClusterable:DbGetObjectsByQuery failed, for SELECT FROM "
@@ -66,7 +70,9 @@ Steps disk_clusterable(const std::string& query) {
 }
 
 Steps type_of_volume() {
-    return framed({}, {"Exiting IsVolumeOfSpecifiedDgType"}, {"Exiting IsVolumeOfSpecifiedDgType"},
+    return Steps{
+               {"memory", answers(no, {"IsVolumeOfSpecifiedDgType: failed to allocate memory"})}} +
+           framed({}, {"Exiting IsVolumeOfSpecifiedDgType"}, {"Exiting IsVolumeOfSpecifiedDgType"},
                   {{"DbGetObjectsByQuery nothing", answers(no)},
                    {"DbGetObjectsByQuery",
                     answers(no, {"IsVolumeOfSpecifiedDgType: DbGetObjectsByQuery failed for "
@@ -85,7 +91,9 @@ Steps shared_guid() {
     const std::string device = "\\Device\\s-on";
     return ended_by(
         {"GetClusterSharedDgGuidW() failed, error=({}) "},
-        {{"DbGetObjectsByQuery nothing",
+        {{"memory",
+          answers(FARLO_OUT_OF_MEMORY, {"GetClusterSharedDgGuidW: failed to allocate memory"})},
+         {"DbGetObjectsByQuery nothing",
           answers(FARLO_PROVIDER_FAILED,
                   {"GetClusterSharedDgGuidW:Volume Object not found for volume  - " + device})},
          {"DbGetObjectsByQuery",

@@ -49,6 +49,8 @@ class SweepTest : public support::FarloTest {
     const std::vector<unsigned>& counts() const { return m_counts; }
     // What comes of a call's failure in this way; NULL, and a fault, where no step tells.
     const Outcome* outcome(const Call& call, const Way& way);
+    // The type of the property that a call reads; "" where there is none.
+    const std::string& type_read(const Call& call) const { return m_texts->type_read(call); }
     // Calls `point` with every call of every function that can fail, or in the quick sweep
     // with the first ones of each.
     void at_every_call(const std::function<void(const Import&, const Call&)>& point);
@@ -69,6 +71,7 @@ class SweepTest : public support::FarloTest {
         bool too_long = false;                  // a text does not fit
         bool too_small = false;                 // the size of an output
         const Outcome* outcome = nullptr;       // what the step comes to
+        bool any_step = false;                  // it comes to what some step comes to
     };
     // Judges a run with `what` going wrong; then makes sure that nothing is left over and
     // that a clean call works.
@@ -91,7 +94,9 @@ class SweepTest : public support::FarloTest {
     void expect_nothing_left(const std::string& what, const Judgement& judgement);
     bool is_allowed(std::uint32_t status, const Judgement& judgement) const;
     bool has_failed(std::uint32_t status, const Judgement& judgement) const;
-    void compare_step(const std::string& what, const Result& result, const Judgement& judgement);
+    std::string difference(const Result& result, const Outcome& outcome,
+                           std::uint32_t failed) const;
+    bool is_of_a_step(const Result& result) const;
     void take_texts();
     void start_node_after(int pauses);
 
