@@ -32,6 +32,12 @@ endfunction()
 farlo_host_headers(nlohmann_json nlohmann)
 farlo_host_headers(cli11 CLI)
 
+# A source that reads a command line does so once, and costs the optimiser more than
+# all others.
+function(farlo_command_line source)
+  set_source_files_properties(${source} PROPERTIES COMPILE_OPTIONS -O0)
+endfunction()
+
 # Splits a program's symbols off into NAME.debug beside it.
 function(farlo_split_symbols target)
   add_custom_command(TARGET ${target} POST_BUILD

@@ -24,7 +24,7 @@ const std::string old_line = "01/02/26 03:04:05 [PID:42,TID:43] Entering OnlineD
 // The threads of one process together make every call.
 unsigned calls_of_a_thread() {
     const auto all = static_cast<unsigned>(sweep::situations().size());
-    return sweep::full_sweep() ? 10 * all : all / 2;
+    return sweep::full_sweep() ? 10 * all : all / 4;
 }
 
 class Load : public ServiceTest {
