@@ -33,7 +33,7 @@ farlo_host_headers(nlohmann_json nlohmann)
 farlo_host_headers(cli11 CLI)
 
 # A source that reads a command line does so once, and costs the optimiser more than
-# all others.
+# any other.
 function(farlo_command_line source)
   set_source_files_properties(${source} PROPERTIES COMPILE_OPTIONS -O0)
 endfunction()

@@ -9,8 +9,6 @@
 
 namespace sweep {
 
-using Lines = std::vector<std::string>;
-
 // The searches' own lines for a group that is not found.
 inline constexpr char by_guid_fails[] =
     "GetDgObjIdByGuid() failed , DG_TYPENAME not found in OPAL, error=(0x1)";

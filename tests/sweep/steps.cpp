@@ -4,7 +4,6 @@
 #include <cctype>
 #include <cstddef>
 #include <iomanip>
-#include <iterator>
 #include <sstream>
 #include <stdexcept>
 #include <string_view>
@@ -50,16 +49,14 @@ std::string type_in(const std::string& answer) {
 
 }  // namespace
 
-Steps ended_by(const std::vector<std::string>& errors, Steps steps) {
+Steps ended_by(const Lines& errors, Steps steps) {
     return framed({}, {}, errors, std::move(steps));
 }
 
-Steps framed(const std::vector<std::string>& before, const std::vector<std::string>& success,
-             const std::vector<std::string>& failure, Steps steps) {
+Steps framed(const Lines& before, const Lines& success, const Lines& failure, Steps steps) {
     for (Step& step : steps) {
-        std::vector<std::string>& errors = step.outcome.errors;
-        const std::vector<std::string>& behind =
-            step.outcome.kind == Outcome::Kind::as_clean ? success : failure;
+        Lines& errors = step.outcome.errors;
+        const Lines& behind = step.outcome.kind == Outcome::Kind::as_clean ? success : failure;
         errors.insert(errors.begin(), before.begin(), before.end());
         errors.insert(errors.end(), behind.begin(), behind.end());
     }

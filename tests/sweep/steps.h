@@ -11,6 +11,9 @@
 
 namespace sweep {
 
+// Of the log.
+using Lines = std::vector<std::string>;
+
 struct Outcome {
     enum class Kind {
         as_clean,   // the status is a clean call's
@@ -22,16 +25,16 @@ struct Outcome {
     std::uint32_t status = 0;
     // Lines of level 0, whole and in order; "{}" stands for the status that is answered,
     // "{call}" for the one that the call answered, in hexadecimal.
-    std::vector<std::string> errors{};
+    Lines errors{};
 };
 
-inline Outcome goes_on(std::vector<std::string> errors = {}) {
+inline Outcome goes_on(Lines errors = {}) {
     return {Outcome::Kind::as_clean, 0, std::move(errors)};
 }
-inline Outcome answers(std::uint32_t status, std::vector<std::string> errors = {}) {
+inline Outcome answers(std::uint32_t status, Lines errors = {}) {
     return {Outcome::Kind::status, status, std::move(errors)};
 }
-inline Outcome passes_on(std::vector<std::string> errors = {}) {
+inline Outcome passes_on(Lines errors = {}) {
     return {Outcome::Kind::passed, 0, std::move(errors)};
 }
 
@@ -59,12 +62,11 @@ inline Steps operator+(Steps first, const Steps& others) {
 }
 
 // The steps with these lines behind those of every failure that ends the call.
-Steps ended_by(const std::vector<std::string>& errors, Steps steps);
+Steps ended_by(const Lines& errors, Steps steps);
 
 // The steps with the lines `before` in front of their own, and behind them those of what the
 // call comes to: `success` where the steps go on, else `failure`.
-Steps framed(const std::vector<std::string>& before, const std::vector<std::string>& success,
-             const std::vector<std::string>& failure, Steps steps);
+Steps framed(const Lines& before, const Lines& success, const Lines& failure, Steps steps);
 
 // Every call of a clean run, by function and number.
 class CallTexts {

@@ -238,8 +238,7 @@ std::string SweepTest::difference(const Result& result, const Outcome& outcome,
     if (threshold() != 0) {
         return "";
     }
-    std::vector<std::string> errors =
-        outcome.kind == Outcome::Kind::unnoticed ? m_clean.log : outcome.errors;
+    Lines errors = outcome.kind == Outcome::Kind::unnoticed ? m_clean.log : outcome.errors;
     for (std::string& error : errors) {
         put_in(error, "{}", hex(status));
         put_in(error, "{call}", hex(failed));
@@ -256,7 +255,7 @@ bool SweepTest::is_of_a_step(const Result& result) const {
         return difference(result, step.outcome, result.status).empty();
     };
     const auto begins_with_its_log = [&](const Step& step) {
-        const std::vector<std::string>& errors = step.outcome.errors;
+        const Lines& errors = step.outcome.errors;
         return result.log.size() <= errors.size() &&
                std::equal(result.log.begin(), result.log.end(), errors.begin());
     };

@@ -44,7 +44,6 @@ class SweepTest : public support::FarloTest {
     // The call, from a fresh scenario on.
     Result perform(const std::vector<Argument>& arguments);
     Result perform() { return perform(m_situation->arguments); }
-    const Result& clean() const { return m_clean; }
     // Calls of each function in a clean run.
     const std::vector<unsigned>& counts() const { return m_counts; }
     // What comes of a call's failure in this way; NULL, and a fault, where no step tells.
@@ -82,15 +81,14 @@ class SweepTest : public support::FarloTest {
     // What is going on, told when it crashes.
     void tell(const std::string& what);
 
-    // Makes a connection that a run lost, or gave back.
-    void renew_connection(const std::string& what);
-
   private:
     struct Left {
         lab_live bus;
         std::uint32_t handles;
     };
     Left left() const;
+    // Makes a connection that a run lost, or gave back, and tells of those that it left.
+    void renew_connection(const std::string& what);
     void expect_nothing_left(const std::string& what, const Judgement& judgement);
     bool is_allowed(std::uint32_t status, const Judgement& judgement) const;
     bool has_failed(std::uint32_t status, const Judgement& judgement) const;
