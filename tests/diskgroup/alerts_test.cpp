@@ -2,6 +2,7 @@
 #include "farlo_test.h"
 
 #include <atomic>
+#include <functional>
 
 namespace {
 
@@ -172,6 +173,101 @@ TEST_F(Alerts, ANullHandleStoresTheCallbackAndRegistersNothing) {
         disconnect();
         EXPECT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
         EXPECT_EQ(deliver(names[0]), 1);
+    });
+}
+
+// Runs code between two instructions of the DLL: single-steps this thread from
+// start() to stop() and calls the code before the n-th of them.
+class SingleSteps {
+  public:
+    SingleSteps(HMODULE module, unsigned step, std::function<void()> code)
+        : m_begin(reinterpret_cast<std::uintptr_t>(module)), m_step(step), m_code(std::move(code)),
+          m_handler(AddVectoredExceptionHandler(1, &handle)) {
+        const auto* dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(m_begin);
+        const auto* nt = reinterpret_cast<const IMAGE_NT_HEADERS*>(m_begin + dos->e_lfanew);
+        m_size = nt->OptionalHeader.SizeOfImage;
+        s_current = this;
+    }
+    ~SingleSteps() {
+        stop();
+        RemoveVectoredExceptionHandler(m_handler);
+        s_current = nullptr;
+    }
+    SingleSteps(const SingleSteps&) = delete;
+    SingleSteps& operator=(const SingleSteps&) = delete;
+
+    void start() {
+        m_stepping = true;
+        __writeeflags(__readeflags() | trap_flag);
+    }
+    void stop() { m_stepping = false; }
+    // Instructions of the DLL that were stepped over.
+    unsigned taken() const { return m_taken; }
+
+  private:
+    static constexpr unsigned trap_flag = 0x100;
+
+    static LONG CALLBACK handle(EXCEPTION_POINTERS* exception) {
+        SingleSteps* const steps = s_current;
+        if (exception->ExceptionRecord->ExceptionCode != EXCEPTION_SINGLE_STEP ||
+            steps == nullptr) {
+            return EXCEPTION_CONTINUE_SEARCH;
+        }
+        const auto at =
+            reinterpret_cast<std::uintptr_t>(exception->ExceptionRecord->ExceptionAddress);
+        if (at - steps->m_begin < steps->m_size && steps->m_taken++ == steps->m_step) {
+            steps->m_code();
+        }
+        if (steps->m_stepping) {
+            exception->ContextRecord->EFlags |= trap_flag;
+        }
+        return EXCEPTION_CONTINUE_EXECUTION;
+    }
+
+    static inline SingleSteps* s_current = nullptr;
+    std::uintptr_t m_begin;
+    std::uintptr_t m_size;
+    unsigned m_step;
+    unsigned m_taken = 0;
+    bool m_stepping = false;
+    std::function<void()> m_code;
+    void* m_handler;
+};
+
+// Between whichever two instructions of a validation the agent clears its callback,
+// from the fresh connection to the registration of its alerts.
+TEST_F(Alerts, KeepsACallbackClearedDuringAValidation) {
+    at_threshold(0, [&] {
+        bool was_cleared = true;
+        for (unsigned step = 0; was_cleared; ++step) {
+            SCOPED_TRACE(step);
+            watch();
+            disconnect();
+            SingleSteps steps(dll().module(), step, [&] {
+                FARLO(RegisterForAlerts)(handle, nullptr);
+            });
+            const StandIn<decltype(InitializeZtVmW)> connect(
+                dll().module(), "InitializeZtVmW",
+                [&](std::uint32_t flags, std::uint32_t reserved, opal_handle* slot) {
+                    const opal_status status = InitializeZtVmW(flags, reserved, slot);
+                    steps.start();
+                    return status;
+                });
+            const StandIn<decltype(RegisterAlertCallback)> reg(
+                dll().module(), "RegisterAlertCallback",
+                [&](opal_handle registered, opal_alert_handler handler) {
+                    steps.stop();
+                    return RegisterAlertCallback(registered, handler);
+                });
+            ASSERT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
+            steps.stop();
+            was_cleared = step < steps.taken();
+            ASSERT_TRUE(was_cleared || step > 0) << "no instruction was stepped over";
+            const opal_alert alert{names[0]};
+            resets = 0;
+            LabCmdDeliver(handle, &alert);
+            EXPECT_EQ(resets, was_cleared ? 0 : 1);
+        }
     });
 }
 

@@ -69,7 +69,7 @@ std::uint32_t ValidateClusterW(opal_handle* slot) {
             fresh_connection = false;
             // Neither result counts: a handle without alerts still serves.
             provider_runtime.start(connection_pair(*slot));
-            farlo::RegisterForAlerts(*slot, alert_timeout_callback());
+            register_stored_callback(*slot);
         }
     }
     if (status != 0) {

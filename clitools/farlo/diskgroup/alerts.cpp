@@ -5,14 +5,15 @@
 #include "trace_log.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <iterator>
 
 namespace farlo {
 namespace {
 
-// A plain word, written and read without a lock, by whichever thread.
-AlertTimeoutCallback volatile reset_timeout = nullptr;
+// Written and read without a lock, by any thread.
+std::atomic<AlertTimeoutCallback> reset_timeout{nullptr};
 
 // Alerts whose name begins with one of these, in any letter case, count.
 constexpr const char* alert_names[] = {
@@ -37,14 +38,7 @@ bool resets_timeout(const char* name) {
     });
 }
 
-}  // namespace
-
-AlertTimeoutCallback alert_timeout_callback() {
-    return reset_timeout;
-}
-
-std::uint32_t RegisterForAlerts(opal_handle handle, AlertTimeoutCallback callback) {
-    reset_timeout = callback;
+std::uint32_t register_handler(opal_handle handle, AlertTimeoutCallback callback) {
     if (handle == nullptr || callback == nullptr) {
         log(0, L"RegisterForAlerts() Failed");
         return FARLO_SUCCESS;
@@ -54,6 +48,21 @@ std::uint32_t RegisterForAlerts(opal_handle handle, AlertTimeoutCallback callbac
         log(0, L"RegisterForAlerts() Failed hr=%lX", status);
     }
     return status;
+}
+
+}  // namespace
+
+AlertTimeoutCallback alert_timeout_callback() {
+    return reset_timeout;
+}
+
+std::uint32_t RegisterForAlerts(opal_handle handle, AlertTimeoutCallback callback) {
+    reset_timeout = callback;
+    return register_handler(handle, callback);
+}
+
+std::uint32_t register_stored_callback(opal_handle handle) {
+    return register_handler(handle, reset_timeout);
 }
 
 void OpalEventHandler(const opal_alert* alert, void* /*connection*/, void* /*reserved1*/,

@@ -19,6 +19,11 @@ AlertTimeoutCallback alert_timeout_callback();
 // and the result is 0; else it is the command library's status.
 std::uint32_t RegisterForAlerts(opal_handle handle, AlertTimeoutCallback callback);
 
+// Registers the alert handler for a handle once more, for the callback that is
+// stored by then. Does not store it again: one that the agent clears meanwhile
+// stays cleared. Result as of RegisterForAlerts.
+std::uint32_t register_stored_callback(opal_handle handle);
+
 // Receives the alerts of a handle on a thread of the command library. Reads
 // nothing of its arguments but the alert's name.
 void OpalEventHandler(const opal_alert* alert, void* connection, void* reserved1, void* reserved2);
