@@ -156,12 +156,24 @@ class Agent {
                 }
             }
         }
-        // OnlineVol renews a lost connection for itself, perhaps at the same address.
+        // Only the holder of a slot releases a handle.
         if (take(given_back, m_handle)) {
+            fault(situation, "released the handle", status);
             m_handle = nullptr;
-        } else {
-            take(made, m_handle);
         }
+        for (const opal_handle left : made) {
+            if (left != nullptr && !is_of_a_slot(call, left)) {
+                fault(situation, "left a connection over", status);
+            }
+        }
+    }
+
+    // Whether an argument of the call holds that handle.
+    static bool is_of_a_slot(const PreparedCall& call, opal_handle handle) {
+        return std::any_of(call.arguments().begin(), call.arguments().end(),
+                           [handle](const auto& argument) {
+                               return argument->slot() == handle || argument->own() == handle;
+                           });
     }
 
     void reconnect() {

@@ -334,18 +334,15 @@ void SweepTest::expect_nothing_left(const std::string& what, const Judgement& ju
 
 void SweepTest::renew_connection(const std::string& what) {
     if (m_machine->took_back(handle)) {
+        fault(what, "the handle was released, which only its slot's holder may do");
         handle = nullptr;
     }
-    // One that OnlineVol made in place of the caller's: the caller cannot give it back. What
-    // was made for a slot was in it.
+    // What was made for a slot was in it.
     for (const opal_handle made : m_machine->take_connections()) {
-        if (made == handle) {
-            continue;
-        }
-        if (m_situation->arguments.front().kind != Argument::Kind::handle) {
+        if (made != handle) {
             fault(what, "a connection left over that the slot does not hold");
+            FARLO(UnInitializeClusterW)(made);
         }
-        FARLO(UnInitializeClusterW)(made);
     }
     if (handle != nullptr && handle->connected != 0) {
         return;

@@ -3,6 +3,9 @@
 #include "farlo_test.h"
 #include "method_results.h"
 
+#include <algorithm>
+#include <array>
+
 namespace {
 
 using namespace support;
@@ -361,27 +364,53 @@ TEST_F(OnlineVolume, AGroupThatIsExcludedAtTheSecondLook) {
     });
 }
 
-// The handle is renewed on the way and serves the steps that follow; the
-// caller's own was released.
-TEST_F(OnlineVolume, AConnectionThatIsRenewedServesTheRest) {
+// The agent's handle drops while the group is looked for.
+class DroppedWhileOnlining : public OnlineVolume {
+  protected:
+    // The first query of groups drops the connection; imports and onlines succeed.
+    void drop_at_first_lookup(const std::string& more = "") {
+        accept_online(R"(, {"minor": 2003, "status": "0x0"},
+                          {"type": "tamo_ztvm_diskgroup", "call": 1, "drop": true})" +
+                      more);
+    }
+
+    struct Commands {
+        std::uint32_t initialize, uninitialize, register_alerts, live_handles;
+        bool operator==(const Commands&) const = default;
+    };
+    static Commands commands() {
+        lab_cmd_calls calls;
+        LabCmdGetCalls(&calls);
+        return {calls.initialize, calls.uninitialize, calls.register_alerts, calls.live_handles};
+    }
+    static opal_handle last_released() {
+        lab_cmd_calls calls;
+        LabCmdGetCalls(&calls);
+        return calls.last_released;
+    }
+};
+
+// A connection of the call's own serves the steps that follow and is released. The
+// agent's handle is neither released nor connected.
+TEST_F(DroppedWhileOnlining, FinishesWithItsOwnConnection) {
     set_node(R"("role": 1)", false);
     at_every_threshold([&] {
         FARLO(RegisterForAlerts)(handle, reset_timeout);
-        lab_cmd_calls before;
-        LabCmdGetCalls(&before);
-        accept_online(R"(, {"minor": 2003, "status": "0x0"},
-                          {"type": "tamo_ztvm_diskgroup", "call": 1, "drop": true})");
+        start_watching();
+        const Commands before = commands();
+        drop_at_first_lookup();
         EXPECT_EQ(online(), 0u);
         // The first lookup does not get beyond the list.
         const std::vector<std::string> made = calls();
-        const Lines renewed = find_group() + is_imported(false) +
-                              Lines{read("dg1", "Name", wstr("dg1"))} + find_group() +
-                              Lines{cluster_service(), invoke("dg1", volume_manager_methods,
-                                                              import_method, import_input, "0x0")} +
-                              found_and_sent(7, "0x0");
-        ASSERT_GT(made.size(), renewed.size());
-        EXPECT_EQ(Lines(made.end() - static_cast<std::ptrdiff_t>(renewed.size()), made.end()),
-                  renewed);
+        const Lines with_own =
+            find_group() + is_imported(false) + Lines{read("dg1", "Name", wstr("dg1"))} +
+            find_group() +
+            Lines{cluster_service(),
+                  invoke("dg1", volume_manager_methods, import_method, import_input, "0x0")} +
+            found_and_sent(7, "0x0");
+        ASSERT_GT(made.size(), with_own.size());
+        EXPECT_EQ(Lines(made.end() - static_cast<std::ptrdiff_t>(with_own.size()), made.end()),
+                  with_own);
         expect_lines({unknown_group,
                       entering_validate,
                       exiting_validate,
@@ -389,28 +418,66 @@ TEST_F(OnlineVolume, AConnectionThatIsRenewedServesTheRest) {
                       {0, "OfflineDg dg1 succeeded with res  0x0"},
                       {2, "Exiting OnlineDgExW"}},
                      "0x0");
-        lab_cmd_calls after;
-        LabCmdGetCalls(&after);
-        EXPECT_EQ(after.uninitialize, before.uninitialize + 1);
-        EXPECT_EQ(after.last_released, handle);
-        EXPECT_EQ(after.initialize, before.initialize + 1);
-        EXPECT_EQ(after.live_handles, before.live_handles);
-        ASSERT_NE(after.last_registered, nullptr);
-        EXPECT_NE(after.last_registered->connected, 0);
-        // What the header tells callers to do with the old one.
-        if (after.last_registered != handle) {
-            EXPECT_EQ(FARLO(UnInitializeClusterW)(handle), 21u);
-        }
-        handle = after.last_registered;
+        expect_pauses({});
+        EXPECT_EQ(commands(), (Commands{before.initialize + 1, before.uninitialize + 1,
+                                        before.register_alerts, before.live_handles}));
+        EXPECT_NE(last_released(), handle);
+        EXPECT_EQ(handle->connected, 0);
     });
 }
 
-TEST_F(OnlineVolume, AConnectionThatCannotBeRenewedEndsTheCall) {
+TEST_F(DroppedWhileOnlining, LeavesReconnectingToTheHoldersValidation) {
     at_every_threshold([&] {
-        accept_online(R"(, {"type": "tamo_ztvm_diskgroup", "call": 1, "drop": true})");
+        FARLO(RegisterForAlerts)(handle, reset_timeout);
+        drop_at_first_lookup();
+        EXPECT_EQ(online(), 0u);
+        EXPECT_EQ(online(), 20u);
+        wchar_t name[260];
+        EXPECT_EQ(FARLO(GetDgNameW)(handle, "guid-1", name), 20u);
+
+        const Commands before = commands();
+        const opal_handle dropped = handle;
+        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
+        EXPECT_EQ(last_released(), dropped);
+        EXPECT_EQ(commands(), (Commands{before.initialize + 1, before.uninitialize + 1,
+                                        before.register_alerts + 1, before.live_handles}));
+        resets = 0;
+        const opal_alert alert{"event.alert.ztvm.ztvm.dg.import.success"};
+        EXPECT_EQ(LabCmdDeliver(handle, &alert), ZTSTATUS_OK);
+        EXPECT_EQ(resets, 1u);
+        EXPECT_EQ(online(), 0u);
+    });
+}
+
+// The pauses and lines are those of a reconnection, whichever try succeeds.
+TEST_F(DroppedWhileOnlining, TriesToConnectThreeTimes) {
+    const Expected sleeping{6, "ValidateClusterW: Sleeping for 0.5 secs"};
+    at_every_threshold([&] {
+        for (const std::uint32_t failures : {1u, 2u}) {
+            FARLO(ValidateClusterW)(&handle);
+            start_watching();
+            const Commands before = commands();
+            drop_at_first_lookup();
+            LabCmdFailInitialize(0xc1000103, failures);
+            EXPECT_EQ(online(), 0u);
+            std::vector<Expected> lines{unknown_group, entering_validate};
+            lines.insert(lines.end(), failures, sleeping);
+            lines.push_back(exiting_validate);
+            expect_lines(lines, "0x0");
+            expect_pauses(std::vector<Pause>(failures, {"Sleep", 500}));
+            EXPECT_EQ(commands(),
+                      (Commands{before.initialize + failures + 1, before.uninitialize + 1,
+                                before.register_alerts, before.live_handles}));
+        }
+    });
+}
+
+TEST_F(DroppedWhileOnlining, ReturnsNotConnectedAfterThreeFailedTries) {
+    at_every_threshold([&] {
+        const Commands before = commands();
+        drop_at_first_lookup();
         LabCmdFailInitialize(0xc1000103, 3);
         EXPECT_EQ(online(), 20u);
-        handle = nullptr;
         EXPECT_EQ(calls_of("PrCallDispatch"), Lines{});
         const Expected sleeping{6, "ValidateClusterW: Sleeping for 0.5 secs"};
         expect_lines({unknown_group,
@@ -423,6 +490,78 @@ TEST_F(OnlineVolume, AConnectionThatCannotBeRenewedEndsTheCall) {
                       {0, "OnlineVolW() ValidateCluster failed, error=(0x14) "}},
                      "0x14");
         expect_pauses({{"Sleep", 500}, {"Sleep", 500}, {"Sleep", 500}});
+        EXPECT_EQ(commands(), (Commands{before.initialize + 3, before.uninitialize,
+                                        before.register_alerts, before.live_handles}));
+        EXPECT_EQ(handle->connected, 0);
+    });
+}
+
+// Whatever ends the call, its own connection is released and the agent's is not.
+TEST_F(DroppedWhileOnlining, ReleasesItsOwnConnectionOnEveryFailure) {
+    const struct {
+        const char* fault;
+        std::uint32_t status;
+    } rows[] = {
+        {R"(, {"type": "tamo_ztvm_diskgroup", "call": 2, "drop": true})", 20},
+        {R"(, {"property": "dgid", "call": 1, "status": "0xc100003a"})", 1},
+        {R"(, {"property": "imported", "call": 1, "status": "0xc100003a"})", 18},
+        {R"(, {"function": "DbGetObjectsByQuery", "call": 1, "status": "0xe5150103"})", 0x80070057},
+        {R"(, {"type": "solvane_cluster_service", "call": 1, "status": "0xe5150103"})", 41},
+        {R"(, {"function": "PsAddProperty", "call": 1, "status": "0xe5150103"})", 18},
+    };
+    at_every_threshold([&] {
+        for (const auto& row : rows) {
+            SCOPED_TRACE(row.fault);
+            FARLO(ValidateClusterW)(&handle);
+            const Commands before = commands();
+            drop_at_first_lookup(row.fault);
+            EXPECT_EQ(online(), row.status);
+            EXPECT_EQ(commands(), (Commands{before.initialize + 1, before.uninitialize + 1,
+                                            before.register_alerts, before.live_handles}));
+            EXPECT_NE(last_released(), handle);
+        }
+    });
+}
+
+// The connection that is looked at in the end is the one that served.
+TEST_F(DroppedWhileOnlining, ReturnsNotConnectedWhenItsOwnConnectionDropsToo) {
+    at_every_threshold([&] {
+        set_faults(R"([{"type": "tamo_ztvm_diskgroup", "call": 1, "drop": true},
+                       {"minor": 6063, "drop": true}])");
+        EXPECT_EQ(online(), 20u);
+        expect_lines({unknown_group, entering_validate, exiting_validate}, "0x14");
+    });
+}
+
+// One handle, several threads: none of them takes it away from the others.
+TEST_F(DroppedWhileOnlining, SharesOneHandleBetweenThreads) {
+    once([&] {
+        const Commands before = commands();
+        drop_at_first_lookup();
+        std::array<std::uint32_t, 8> statuses{};
+        std::array<std::function<void()>, 8> bodies;
+        std::array<HANDLE, 8> threads{};
+        for (std::size_t i = 0; i < threads.size(); ++i) {
+            bodies[i] = [this, &status = statuses[i]] { status = online(); };
+            threads[i] = CreateThread(
+                nullptr, 0,
+                [](void* body) -> DWORD {
+                    (*static_cast<std::function<void()>*>(body))();
+                    return 0;
+                },
+                &bodies[i], 0, nullptr);
+            ASSERT_NE(threads[i], nullptr);
+        }
+        EXPECT_EQ(WaitForMultipleObjects(threads.size(), threads.data(), TRUE, 60'000),
+                  WAIT_OBJECT_0);
+        std::for_each(threads.begin(), threads.end(), CloseHandle);
+        // A call that began after the drop is not connected.
+        EXPECT_THAT(statuses, testing::Each(testing::AnyOf(0u, 20u)));
+        EXPECT_THAT(statuses, testing::Contains(0u));
+        EXPECT_EQ(commands().live_handles, before.live_handles);
+        EXPECT_EQ(handle->connected, 0);
+        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
+        EXPECT_EQ(online(), 0u);
     });
 }
 

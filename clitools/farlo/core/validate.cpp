@@ -31,19 +31,8 @@ std::uint32_t initialize(opal_handle* slot) {
     return 0;
 }
 
-// Whatever the slot's handle needs to be connected. The status of the last try.
-std::uint32_t connect(opal_handle* slot) {
-    if (*slot == nullptr) {
-        const std::uint32_t status = initialize(slot);
-        if (*slot == nullptr) {
-            return status;
-        }
-    }
-    if (is_connected(*slot)) {
-        return 0;
-    }
-    UnInitializeZtVmW(*slot);
-    *slot = nullptr;
+// The status of the last try.
+std::uint32_t reconnect(opal_handle* slot) {
     std::uint32_t status = 0;
     for (int attempt = 0; attempt < reconnect_tries; ++attempt) {
         status = initialize(slot);
@@ -56,6 +45,41 @@ std::uint32_t connect(opal_handle* slot) {
     return status;
 }
 
+// Everything that the slot's handle needs to be connected.
+std::uint32_t connect(opal_handle* slot) {
+    if (*slot == nullptr) {
+        const std::uint32_t status = initialize(slot);
+        if (*slot == nullptr) {
+            return status;
+        }
+    }
+    if (is_connected(*slot)) {
+        return 0;
+    }
+    UnInitializeZtVmW(*slot);
+    *slot = nullptr;
+    return reconnect(slot);
+}
+
+// Starts on a connected handle what a fresh connection needs.
+void serve_fresh_connection(opal_handle handle) {
+    if (!fresh_connection) {
+        return;
+    }
+    fresh_connection = false;
+    // Neither result counts: a handle without alerts still serves.
+    provider_runtime.start(connection_pair(handle));
+    register_stored_callback(handle);
+}
+
+std::uint32_t validation_result(std::uint32_t status) {
+    if (status != 0) {
+        log(0, L"ValidateClusterW() failed, error=(0x%x)", status);
+        return FARLO_NOT_CONNECTED;
+    }
+    return FARLO_SUCCESS;
+}
+
 }  // namespace
 
 std::uint32_t ValidateClusterW(opal_handle* slot) {
@@ -65,18 +89,30 @@ std::uint32_t ValidateClusterW(opal_handle* slot) {
         if (slot != nullptr) {
             status = connect(slot);
         }
-        if (fresh_connection && status == 0) {
-            fresh_connection = false;
-            // Neither result counts: a handle without alerts still serves.
-            provider_runtime.start(connection_pair(*slot));
-            register_stored_callback(*slot);
+        if (status == 0) {
+            serve_fresh_connection(*slot);
         }
     }
-    if (status != 0) {
-        log(0, L"ValidateClusterW() failed, error=(0x%x)", status);
-        return FARLO_NOT_CONNECTED;
+    return validation_result(status);
+}
+
+std::uint32_t validate_borrowed(opal_handle handle, OwnConnection& own) {
+    std::uint32_t status = 0;
+    {
+        const CriticalSectionHold hold(library_lock);
+        if (is_connected(handle)) {
+            serve_fresh_connection(handle);
+        } else {
+            status = reconnect(own.slot());
+        }
     }
-    return FARLO_SUCCESS;
+    return validation_result(status);
+}
+
+OwnConnection::~OwnConnection() {
+    if (m_handle != nullptr) {
+        farlo::UnInitializeClusterW(m_handle);
+    }
 }
 
 std::uint32_t UnInitializeClusterW(opal_handle handle) {

@@ -36,6 +36,11 @@ struct Request {
     std::uint32_t timeout_ms;
 };
 
+// The handle that the steps of a call use from here on.
+opal_handle serving(opal_handle handle, const OwnConnection& own) {
+    return own.get() != nullptr ? own.get() : handle;
+}
+
 // The system's last error as a status: a failure also where the system names none.
 std::uint32_t failure_of(DWORD error) {
     return error != ERROR_SUCCESS ? error : FARLO_PROVIDER_FAILED;
@@ -96,19 +101,21 @@ std::uint32_t start_cluster(opal_handle handle, std::uint32_t interval_ms) {
     return wait_for_start(thread.get(), interval_ms);
 }
 
-// Finds the disk group; where there is none, perhaps because the connection
-// dropped, once more with the handle validated, which may renew it.
-std::uint32_t find_group(opal_handle& handle, const char* guid, CZtObject& group) {
+// Finds the disk group. Where there is none, perhaps because the connection
+// dropped, the connection is validated and the group looked for once more; `own`
+// then serves in place of a handle that has dropped.
+std::uint32_t find_group(opal_handle handle, OwnConnection& own, const char* guid,
+                         CZtObject& group) {
     std::uint32_t status = GetDgObjIdByGuid(handle, guid, group, false);
     if (status == FARLO_NOT_FOUND) {
         log(6, L"OnlineVolW() Entering ValidateCluster");
-        status = farlo::ValidateClusterW(&handle);
+        status = validate_borrowed(handle, own);
         log(6, L"OnlineVolW() Exiting ValidateCluster");
         if (status != FARLO_SUCCESS) {
             log(0, L"OnlineVolW() ValidateCluster failed, error=(0x%x) ", status);
             return status;
         }
-        status = GetDgObjIdByGuid(handle, guid, group, false);
+        status = GetDgObjIdByGuid(serving(handle, own), guid, group, false);
     }
     if (status != FARLO_SUCCESS) {
         log(0, L"OnlineVolW():GetDgObjIdByGuid1()  failed, error=(0x%x) ", status);
@@ -160,8 +167,7 @@ std::uint32_t send_online(opal_handle handle, const Request& request) {
     return status;
 }
 
-// `handle` is NULL or another one afterwards when the connection was remade.
-std::uint32_t online_volume(opal_handle& handle, const Request& request) {
+std::uint32_t online_volume(opal_handle handle, OwnConnection& own, const Request& request) {
     if (request.device == nullptr) {
         log(0, L"OnlineVolW() failed , NULL Volume Device Name");
         return FARLO_INVALID_ARGUMENT;
@@ -185,31 +191,29 @@ std::uint32_t online_volume(opal_handle& handle, const Request& request) {
         return FARLO_INVALID_ARGUMENT;
     }
     CZtObject group;
-    status = find_group(handle, request.guid, group);
+    status = find_group(handle, own, request.guid, group);
     if (status != FARLO_SUCCESS) {
         return status;
     }
-    status = import_group(handle, request.guid, group);
+    status = import_group(serving(handle, own), request.guid, group);
     if (status != FARLO_SUCCESS) {
         return status;
     }
-    return send_online(handle, request);
+    return send_online(serving(handle, own), request);
 }
 
 }  // namespace
 
-// The handle is this call's own copy: one that was renewed on the way serves the
-// steps that follow and stays connected when the call is over, as the provider
-// runtime and the alerts have been started on it.
 std::uint32_t OnlineVolW(opal_handle handle, const char* guid, const wchar_t* device,
                          std::uint32_t flags, std::uint32_t timeout_ms) {
+    OwnConnection own;
     std::uint32_t status = FARLO_EXCEPTION;
     try {
-        status = online_volume(handle, {guid, device, flags, timeout_ms});
+        status = online_volume(handle, own, {guid, device, flags, timeout_ms});
     } catch (...) {
         log(6, L"API_TRY_CATCH_FAILED ");
     }
-    if (handle != nullptr && !is_connected(handle)) {
+    if (handle != nullptr && !is_connected(serving(handle, own))) {
         status = FARLO_NOT_CONNECTED;
     }
     const wchar_t* name = device != nullptr ? device : L"NULL Volume Device Name";
