@@ -4,6 +4,8 @@
 #include "remote_service.h"
 #include "scenario.h"
 
+#include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <functional>
 #include <stdexcept>
@@ -15,6 +17,14 @@ namespace {
 
 SRWLOCK registry_lock = SRWLOCK_INIT;
 std::unordered_map<opal_connection, std::shared_ptr<Connection>> registry;
+
+// A connection whose handle was released in strict mode. Its words are kept: their
+// addresses must not become another connection's.
+struct Released {
+    std::shared_ptr<Connection::Words> words;
+    const void* handle = nullptr;
+};
+std::unordered_map<const void*, Released> released;  // by either word; under registry_lock
 
 SRWLOCK store_lock = SRWLOCK_INIT;
 std::shared_ptr<Store> store;
@@ -56,6 +66,28 @@ std::shared_ptr<Store> first_store() {
     return std::make_shared<Store>(build_scenario("{}"));
 }
 
+// With a released handle the connection's words are dead from here on.
+opal_status close_connection(opal_connection connection, const void* released_handle) {
+    std::shared_ptr<Connection> closed;
+    {
+        const Exclusive hold(registry_lock);
+        const auto found = registry.find(connection);
+        if (found == registry.end()) {
+            return ZTERROR_INVALID_ARGUMENT;
+        }
+        closed = found->second;
+        registry.erase(found);
+        if (released_handle != nullptr) {
+            const Released dead{closed->words(), released_handle};
+            released[closed->handle()] = dead;
+            released[closed->context()] = dead;
+        }
+    }
+    closed->close_sink();
+    --live.connections;
+    return ZTSTATUS_OK;
+}
+
 }  // namespace
 
 Connection::Connection(std::shared_ptr<Service> remote, lab_event_sink sink, void* user)
@@ -93,6 +125,23 @@ std::shared_ptr<Connection> find_connection(opal_connection handle) {
     const Shared hold(registry_lock);
     const auto found = registry.find(handle);
     return found == registry.end() ? nullptr : found->second;
+}
+
+void end_if_released(const void* word, const char* function) {
+    const void* handle = nullptr;
+    {
+        const Shared hold(registry_lock);
+        const auto found = released.find(word);
+        if (found == released.end()) {
+            return;
+        }
+        handle = found->second.handle;
+    }
+    char use[128];
+    std::snprintf(use, sizeof use, "the connection of released handle 0x%llx was passed to %s",
+                  static_cast<unsigned long long>(reinterpret_cast<std::uintptr_t>(handle)),
+                  function);
+    LabEndReleasedUse(use, nullptr);
 }
 
 std::shared_ptr<Store> embedded_store() {
@@ -209,19 +258,11 @@ opal_status LabOpenConnection(const char* service, lab_event_sink sink, void* us
 }
 
 opal_status LabCloseConnection(opal_connection handle) {
-    std::shared_ptr<Connection> closed;
-    {
-        const Exclusive hold(registry_lock);
-        const auto found = registry.find(handle);
-        if (found == registry.end()) {
-            return ZTERROR_INVALID_ARGUMENT;
-        }
-        closed = found->second;
-        registry.erase(found);
-    }
-    closed->close_sink();
-    --live.connections;
-    return ZTSTATUS_OK;
+    return close_connection(handle, nullptr);
+}
+
+opal_status LabReleaseConnection(opal_connection connection, const void* handle) {
+    return close_connection(connection, handle);
 }
 
 void LabDropConnections(void) {

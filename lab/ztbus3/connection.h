@@ -15,8 +15,17 @@ class Connection {
     // A connection to the embedded service when `remote` is null.
     Connection(std::shared_ptr<Service> remote, lab_event_sink sink, void* user);
 
-    opal_connection handle() { return reinterpret_cast<opal_connection>(this); }
-    opal_context context() { return reinterpret_cast<opal_context>(&m_context); }
+    // What a client has of a connection: two addresses that are nobody else's while
+    // the words live.
+    struct Words {
+        char connection = 0;
+        char context = 0;
+    };
+    opal_connection handle() const {
+        return reinterpret_cast<opal_connection>(&m_words->connection);
+    }
+    opal_context context() const { return reinterpret_cast<opal_context>(&m_words->context); }
+    std::shared_ptr<Words> words() const { return m_words; }
 
     bool is_embedded() const { return m_remote == nullptr; }
     bool connected() const { return m_connected; }
@@ -36,11 +45,15 @@ class Connection {
     SRWLOCK m_sink_lock = SRWLOCK_INIT;
     lab_event_sink m_sink;
     void* m_user;
-    char m_context = 0;
+    std::shared_ptr<Words> m_words = std::make_shared<Words>();
 };
 
 // Null for a handle that is no connection of this process.
 std::shared_ptr<Connection> find_connection(opal_connection handle);
+
+// Ends the process when `word` is of a connection that LabReleaseConnection closed;
+// `function` was called with it.
+void end_if_released(const void* word, const char* function);
 
 // The storage of this process.
 std::shared_ptr<Store> embedded_store();

@@ -42,6 +42,19 @@ ZTBUS3_API opal_status LabOpenConnection(const char* service, lab_event_sink sin
                                          opal_connection* connection, opal_context* context);
 ZTBUS3_API opal_status LabCloseConnection(opal_connection connection);
 
+/* Closes the connection of a handle that is released in strict mode (lab_cmd.h).
+ * Its words are never used for another connection, and a call with one of them
+ * ends the process. */
+ZTBUS3_API opal_status LabReleaseConnection(opal_connection connection, const void* handle);
+
+/* Ends the process at once, with the exit code LAB_RELEASED_USE_EXIT, because a
+ * released handle was used. Writes one line to stderr: `use`, and which function
+ * did it, as far as the stack of `context` shows it ("GetDgGuidW in farlo.dll",
+ * else a module and the offset in it). Without a context the stack is the
+ * caller's. Does not return. */
+#define LAB_RELEASED_USE_EXIT 70
+ZTBUS3_API void LabEndReleasedUse(const char* use, const CONTEXT* context);
+
 /* Drops every connection of this process, as when the service dies: the sinks
  * are told, later calls answer ZTERROR_NOT_CONNECTED. */
 ZTBUS3_API void LabDropConnections(void);

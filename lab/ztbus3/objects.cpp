@@ -39,10 +39,16 @@ class ServiceCall {
         : m_function(function), m_connection(find_connection(connection)),
           m_known(m_connection != nullptr) {
         count_call(function);
+        if (!m_known) {
+            end_if_released(connection, function_name(function));
+        }
     }
     ServiceCall(Function function, opal_connection connection, opal_context context)
         : ServiceCall(function, connection) {
-        m_known = m_known && m_connection->context() == context;
+        if (m_known && m_connection->context() != context) {
+            m_known = false;
+            end_if_released(context, function_name(function));
+        }
     }
 
     // `work` takes the Service and returns a status; `deliver` takes the fault and

@@ -29,6 +29,28 @@ ZTCMD_API opal_status LabCmdDeliver(opal_handle handle, const opal_alert* alert)
 /* Waits until every alert that was raised so far has been delivered. */
 ZTCMD_API void LabCmdFlushAlerts(void);
 
+/*
+ * Strict mode. It is on when the environment variable ZTLAB_STRICT is "1". The
+ * address of a released handle and the two words of its connection are then never
+ * used again, so that no use of one goes unnoticed: a call of this library or of
+ * the bus, or an access to its record, ends the process at once, with the exit
+ * code LAB_RELEASED_USE_EXIT (lab_bus.h) and one line on stderr, such as
+ *
+ *   ztlab: released handle 0x7f0000 was passed to UnInitializeZtVmW by
+ *   ztlab: the connection of released handle 0x7f0000 was passed to DbGetObjects by
+ *   ztlab: released handle 0x7f0000 was accessed by
+ *
+ * followed by who did it: "GetDgNameW in farlo.dll". Each release costs a page of
+ * address space until the process ends.
+ *
+ * LabCmdStrict(0) is for a test that uses a released handle on purpose. While the
+ * mode is off this library refuses such a handle as it does without the mode, and
+ * what is released stays readable; what was released before cannot be read.
+ * LabCmdStrict(1) switches the mode on, for handles that are made from then on and
+ * for those that were made while it was on. Returns whether it was on.
+ */
+ZTCMD_API int LabCmdStrict(int on);
+
 /* What was called since the process began, and with what last. */
 typedef struct lab_cmd_calls {
     uint32_t live_handles; /* made, not released */

@@ -2,40 +2,63 @@
 
 #include "alert_queue.h"
 #include "locks.h"
+#include "record.h"
 
 #include <algorithm>
 
 namespace lab {
 
-Session::Session() {
-    InitializeCriticalSection(&m_record.lock);
+Session::Session() : m_record(make_record()) {
+    InitializeCriticalSection(&m_record->lock);
 }
 
 Session::~Session() {
-    DeleteCriticalSection(&m_record.lock);
+    release_own_record();
 }
 
 opal_status Session::open(const char* service) {
     // Before the connection is there: the service may drop it at once.
     set_connected(true);
-    return LabOpenConnection(service, on_event, this, &m_record.connection,
-                             &m_record.connection_context);
+    const opal_status status = LabOpenConnection(service, on_event, this, &m_record->connection,
+                                                 &m_record->connection_context);
+    m_connection = m_record->connection;
+    return status;
 }
 
 void Session::close() {
-    LabCloseConnection(m_record.connection);
+    if (is_strict()) {
+        LabReleaseConnection(m_connection, m_record);
+    } else {
+        LabCloseConnection(m_connection);
+    }
+}
+
+void Session::release_own_record() {
+    const Exclusive hold(m_record_lock);
+    if (!m_record_released) {
+        m_record_released = true;
+        DeleteCriticalSection(&m_record->lock);
+        release_record(m_record);
+    }
 }
 
 void Session::set_connected(bool connected) {
-    EnterCriticalSection(&m_record.lock);
-    m_record.connected = connected ? 1 : 0;
-    LeaveCriticalSection(&m_record.lock);
+    const Exclusive hold(m_record_lock);
+    if (!m_record_released) {
+        EnterCriticalSection(&m_record->lock);
+        m_record->connected = connected ? 1 : 0;
+        LeaveCriticalSection(&m_record->lock);
+    }
 }
 
 bool Session::is_connected() {
-    EnterCriticalSection(&m_record.lock);
-    const bool connected = m_record.connected != 0;
-    LeaveCriticalSection(&m_record.lock);
+    const Exclusive hold(m_record_lock);
+    if (m_record_released) {
+        return false;
+    }
+    EnterCriticalSection(&m_record->lock);
+    const bool connected = m_record->connected != 0;
+    LeaveCriticalSection(&m_record->lock);
     return connected;
 }
 
@@ -57,7 +80,7 @@ bool Session::deliver(const opal_alert* alert) {
         handler = m_handler;
         m_delivering.push_back(GetCurrentThreadId());
     }
-    handler(alert, m_record.connection, nullptr, nullptr);
+    handler(alert, m_connection, nullptr, nullptr);
     const Exclusive hold(m_handler_lock);
     m_delivering.erase(std::find(m_delivering.begin(), m_delivering.end(), GetCurrentThreadId()));
     WakeAllConditionVariable(&m_delivered);
@@ -71,6 +94,11 @@ bool Session::others_deliver() const {
 }
 
 void Session::retire() {
+    retire_handler();
+    release_own_record();
+}
+
+void Session::retire_handler() {
     const Exclusive hold(m_handler_lock);
     m_retired = true;
     m_handler = nullptr;

@@ -21,7 +21,7 @@ class Session : public std::enable_shared_from_this<Session> {
     // Closes it; no alert is queued for this session afterwards.
     void close();
 
-    opal_handle handle() { return &m_record; }
+    opal_handle handle() const { return m_record; }
     void set_connected(bool connected);
     bool is_connected();
 
@@ -29,15 +29,20 @@ class Session : public std::enable_shared_from_this<Session> {
     bool set_handler(opal_alert_handler handler);
     // Calls the handler, if there is one.
     bool deliver(const opal_alert* alert);
-    // When this returns no other thread is in the handler, and it is not called
-    // again.
+    // When this returns no other thread is in the handler, it is not called again,
+    // and the record is gone.
     void retire();
 
   private:
     static void on_event(void* user, int event, const char* name);
     bool others_deliver() const;
+    void retire_handler();
+    void release_own_record();
 
-    opal_session m_record{};
+    const opal_handle m_record;
+    SRWLOCK m_record_lock = SRWLOCK_INIT;
+    bool m_record_released = false;  // then nothing of the session touches it
+    opal_connection m_connection = nullptr;
     SRWLOCK m_handler_lock = SRWLOCK_INIT;  // not held while the handler runs
     opal_alert_handler m_handler = nullptr;
     bool m_retired = false;

@@ -2,9 +2,12 @@
 #include "alert_queue.h"
 #include "lab_cmd.h"
 #include "locks.h"
+#include "record.h"
 #include "session.h"
 
 #include <atomic>
+#include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <unordered_map>
@@ -49,6 +52,18 @@ std::shared_ptr<Session> find_session(opal_handle handle) {
     return found == sessions.end() ? nullptr : found->second;
 }
 
+// Ends the process when a handle was released in strict mode; `function` was called
+// with it.
+void end_if_released(opal_handle handle, const char* function) {
+    if (is_strict() && was_released(handle)) {
+        char use[96];
+        std::snprintf(use, sizeof use, "released handle 0x%llx was passed to %s",
+                      static_cast<unsigned long long>(reinterpret_cast<std::uintptr_t>(handle)),
+                      function);
+        LabEndReleasedUse(use, nullptr);
+    }
+}
+
 }  // namespace
 }  // namespace lab
 
@@ -81,6 +96,7 @@ opal_status InitializeZtVmW(uint32_t flags, uint32_t reserved, opal_handle* slot
 }
 
 opal_status UnInitializeZtVmW(opal_handle handle) {
+    end_if_released(handle, "UnInitializeZtVmW");
     {
         const Exclusive hold(calls_lock);
         ++calls.uninitialize;
@@ -102,6 +118,7 @@ opal_status UnInitializeZtVmW(opal_handle handle) {
 }
 
 opal_status RegisterAlertCallback(opal_handle handle, opal_alert_handler handler) {
+    end_if_released(handle, "RegisterAlertCallback");
     {
         const Exclusive hold(calls_lock);
         ++calls.register_alerts;
@@ -143,6 +160,10 @@ void LabCmdDisconnect(opal_handle handle) {
 opal_status LabCmdDeliver(opal_handle handle, const opal_alert* alert) {
     const std::shared_ptr<Session> session = find_session(handle);
     return session != nullptr && session->deliver(alert) ? ZTSTATUS_OK : ZTERROR_NO_EVENT;
+}
+
+int LabCmdStrict(int on) {
+    return set_strict(on != 0) ? 1 : 0;
 }
 
 void LabCmdFlushAlerts(void) {

@@ -1,5 +1,6 @@
 // Making, remaking and giving back connections.
 #include "farlo_test.h"
+#include "strict_handles.h"
 
 namespace {
 
@@ -196,6 +197,7 @@ TEST_F(Validate, ANullSlot) {
 }
 
 TEST_F(Validate, GivingBackAHandleThatIsRefused) {
+    const StrictHandles off(false);
     at_every_threshold([&] {
         ASSERT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
         start_watching();

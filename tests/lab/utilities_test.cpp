@@ -169,10 +169,10 @@ TEST_F(Utilities, TheDllExportsTheBusAndTheLab) {
                     "ZtInitializeCriticalSection", "ZtEnterCriticalSection",
                     "ZtLeaveCriticalSection", "ZtDeleteCriticalSection", "Ztmbstowcs", "Ztwcstombs",
                     "ZtCloseHandle", "LabLoadScenarioFile", "LabLoadScenarioText", "LabFindObject",
-                    "LabOpenConnection", "LabCloseConnection", "LabDropConnections",
-                    "LabRefuseConnections", "LabRaiseAlert", "LabRecorderStart", "LabRecorderStop",
-                    "LabRecorderText", "LabSetFaultPlan", "LabGetLive", "LabCallCount",
-                    "LabSetTraceSink"));
+                    "LabOpenConnection", "LabCloseConnection", "LabReleaseConnection",
+                    "LabEndReleasedUse", "LabDropConnections", "LabRefuseConnections",
+                    "LabRaiseAlert", "LabRecorderStart", "LabRecorderStop", "LabRecorderText",
+                    "LabSetFaultPlan", "LabGetLive", "LabCallCount", "LabSetTraceSink"));
 }
 
 TEST_F(Utilities, CallsAreCounted) {

@@ -1,4 +1,5 @@
 // Connection handles of the command library.
+#include "strict_handles.h"
 #include "ztcmd_fixture.h"
 
 namespace {
@@ -48,6 +49,7 @@ TEST_F(Handles, ANullSlotIsRefused) {
 }
 
 TEST_F(Handles, UnknownOnesAreRefused) {
+    const StrictHandles off(false);
     opal_session stranger{};
     EXPECT_EQ(UnInitializeZtVmW(nullptr), ZTERROR_INVALID_ARGUMENT);
     EXPECT_EQ(UnInitializeZtVmW(&stranger), ZTERROR_INVALID_ARGUMENT);
@@ -92,6 +94,7 @@ TEST_F(Handles, PlannedFailuresOfInitialize) {
 }
 
 TEST_F(Handles, APlannedFailureOfUnInitializeStillReleases) {
+    const StrictHandles off(false);
     const opal_handle handle = connect();
     LabCmdFailUnInitialize(any_failure);
     EXPECT_EQ(UnInitializeZtVmW(handle), any_failure);

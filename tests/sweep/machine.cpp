@@ -236,6 +236,10 @@ bool Machine::took_back(opal_handle handle) const {
     return std::find(released.begin(), released.end(), handle) != released.end();
 }
 
+bool Machine::forget_taken_back(opal_handle handle) {
+    return std::erase(released, handle) != 0;
+}
+
 void Machine::join() {
     start_threads();
     for (const HANDLE thread : threads) {

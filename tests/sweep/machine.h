@@ -33,6 +33,8 @@ class Machine {
     std::vector<opal_handle> take_connections();
     // Whether the DLL gave that handle back since then.
     bool took_back(opal_handle handle) const;
+    // The same, for a handle that is dealt with thereby.
+    bool forget_taken_back(opal_handle handle);
     // How often the DLL has looked whether that handle is connected, or one that it made
     // since.
     void watch(opal_handle handle);

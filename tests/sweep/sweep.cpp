@@ -154,8 +154,7 @@ Result SweepTest::perform(const std::vector<Argument>& arguments) {
         if (one->slot() != nullptr) {
             FARLO(UnInitializeClusterW)(one->slot());
         }
-        if (one->own() != nullptr) {
-            // Refused when the call has given it back, as it should.
+        if (one->own() != nullptr && !m_machine->forget_taken_back(one->own())) {
             UnInitializeZtVmW(one->own());
         }
     }
