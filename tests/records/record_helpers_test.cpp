@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <cwchar>
+#include <string>
 #include <vector>
 
 namespace {
@@ -112,6 +114,68 @@ TEST(RecordHelpers, ALightRecordWithoutVolumesMayHaveASignature) {
     EXPECT_EQ(farlo_dg_vol_info_signature(record, 7), 0u);
     EXPECT_EQ(farlo_dg_vol_info_signature(nullptr, 8), 0u);
     EXPECT_EQ(farlo_dg_vol_info_volume(record, 8, 0), nullptr);
+}
+
+// A light record of one volume, as the function writes it into a prepared buffer, with any
+// number of the drive letter's characters cleared where it is empty.
+struct LightVolume {
+    bool signature;
+    std::size_t device_name;  // its characters; those that do not fit are cut off
+    bool letter;
+    std::size_t cleared;
+};
+
+void fill(GuardedBuffer& buffer, const LightVolume& volume) {
+    const std::uint32_t head[] = {1, 4660};
+    std::memcpy(buffer.data(), head, volume.signature ? 8 : 4);
+    auto* const record = reinterpret_cast<VolInfo*>(buffer.data() + (volume.signature ? 8 : 4));
+    const std::size_t length = std::min<std::size_t>(volume.device_name, 259);
+    const std::wstring name = std::wstring(length, L':') + L'\0';
+    std::memcpy(&record->device_name, name.c_str(), name.size() * sizeof(wchar_t));
+    std::memset(&record->drive_letter, 0, volume.cleared * sizeof(wchar_t));
+    if (volume.letter) {
+        std::memcpy(&record->drive_letter, L"F:", 3 * sizeof(wchar_t));
+    }
+}
+
+TEST(RecordHelpers, FindTheVolumesOfALightRecordHoweverTheDriveLetterIsCleared) {
+    constexpr std::size_t size = 8 + 1656;
+    for (const bool signature : {false, true}) {
+        for (const std::size_t device_name : {0u, 1u, 257u, 258u, 259u, 300u}) {
+            for (const bool letter : {false, true}) {
+                for (const std::size_t cleared : {1u, 2u, 3u}) {
+                    SCOPED_TRACE(std::to_string(signature) + ' ' + std::to_string(device_name) +
+                                 ' ' + std::to_string(letter) + ' ' + std::to_string(cleared));
+                    GuardedBuffer buffer(size);
+                    const auto* const record = buffer.as<DgVolInfo>();
+                    ASSERT_EQ(farlo_dg_vol_info_prepare(buffer.data(), size), size);
+                    fill(buffer, {signature, device_name, letter, cleared});
+                    EXPECT_EQ(farlo_dg_vol_info_has_signature(record, size) != 0, signature);
+                    EXPECT_EQ(farlo_dg_vol_info_signature(record, size), signature ? 4660u : 0u);
+                    EXPECT_EQ(offset(farlo_dg_vol_info_volume(record, size, 0), buffer),
+                              signature ? 8 : 4);
+                }
+            }
+        }
+    }
+}
+
+// A device name that could not be read leaves all of the mark, or what precedes the drive
+// letter.
+TEST(RecordHelpers, FindTheVolumesOfALightRecordWithoutADeviceName) {
+    constexpr std::size_t size = 8 + 1656;
+    for (const bool signature : {false, true}) {
+        for (const bool letter : {false, true}) {
+            GuardedBuffer buffer(size);
+            const auto* const record = buffer.as<DgVolInfo>();
+            farlo_dg_vol_info_prepare(buffer.data(), size);
+            std::memset(buffer.data(), 0, 4);
+            *buffer.data() = 1;
+            std::memcpy(buffer.data() + (signature ? 528 : 524), letter ? L"F:" : L"",
+                        letter ? 6 : 2);
+            EXPECT_EQ(farlo_dg_vol_info_has_signature(record, size) != 0, signature);
+        }
+    }
 }
 
 TEST(RecordHelpers, PartsOfAListOfDisks) {

@@ -1,45 +1,147 @@
 /*
- * farlo.h - public interface of farlo.dll, by which a cluster agent manages the
- * disk groups and volumes of the storage volume manager.
+ * farlo.h - public interface of farlo.dll
  *
- * Calling. An agent loads farlo.dll at run time and asks GetProcAddress for the
- * names below; for each NAME this header declares the function and, as
- * NAME_fn, the type of a pointer to it. Names are exported plain.
+ * A cluster agent uses farlo.dll to manage the disk groups and volumes of the
+ * storage volume manager.
  *
- * Handles. InitializeClusterW makes a handle; every operation takes it first.
- * The service may drop a handle's connection at any time: operations then
- * answer FARLO_NOT_CONNECTED, and ValidateClusterW reconnects the same slot.
- * UnInitializeClusterW gives the handle back.
+ * FUNCTIONS BY TASK ("A/W": a narrow and a wide form)
  *
- * Texts. A wide text is NUL-terminated UTF-16, a narrow one NUL-terminated in
- * the ANSI code page. Functions come in pairs: NAMEW takes names as wide texts;
- * NAMEA takes them narrow, converts them and calls NAMEW. A narrow disk-group
- * name has at most 31 characters, other narrow names and paths at most 259; one
- * that is longer is refused with FARLO_INVALID_ARGUMENT. NULL stays NULL.
- * Disk-group GUID texts are narrow in both forms, at most 64 characters, and
- * are the service's own: the library compares and copies them, no more.
+ *   Connect                  InitializeClusterA/W, ValidateClusterA/W,
+ *                            UnInitializeClusterA/W
+ *   Receive alerts           RegisterForAlerts
+ *   Identify disk groups     GetDgGuidA/W, GetNonClusterDgGuidA/W, GetDgNameW,
+ *                            GetDgNameListA/W, GetNonClusterDgNameListA/W
+ *   Import a disk group      OnlineDgExA/W, OnlineDgA/W, ImportDgA/W
+ *   Deport a disk group      OfflineDgA/W, DeportDgA/W
+ *   Reserve a disk group     ArbitrateDgA/W, StopDgReservationA/W,
+ *                            GetDgReservationStatusA/W, ReleaseDgW
+ *   Monitor groups, disks    GetDgStateA/W, GetDgStateExW, GetDiskStateA/W,
+ *                            GetDgDiskAvailabilityA/W, GetDgVolPlexStatesA/W
+ *   Inform the service       SetFastFailoverFlagW, ClusterServiceStateA/W
+ *   Run the cluster node     StartCVMClusterW, StopCVMClusterW,
+ *                            GetCVMClusterNodeStateW
+ *   Switch volumes           OnlineVolA/W, OfflineVolA/W, OfflineVolumeA/W
+ *   Identify volumes         GetDgVolumeGuidA/W, GetVolumeNameForSerialNumberA/W
+ *   Refresh mount paths      FFUpdateMountPathA/W
+ *   Identify disks           GetDiskTypeAndSignatureA/W, GetFirstVolumesDiskIDA/W
+ *   Check clusterability     IsStorageClusterable, IsVolumeOfSpecifiedDgType,
+ *                            IsVolumeClusterable, GetClusterSharedDgGuidA/W
+ *   Clean up folders         CheckOSVersionAndReg, DeleteVMMSFolder
+ *   Read records             GetDgPropertiesA/W, GetDgVolPropertiesA/W,
+ *                            GetVolPropertiesA/W, GetDgVolumePropertiesA/W,
+ *                            GetDgDiskPropertiesA/W
+ *   Monitor volumes          GetDgVolumeStateA/W, GetDgVolumeStatusA/W,
+ *                            GetUnusableVolumesInfo, GetVolumeInfo
  *
- * Naming a disk group. Where a function takes a name and a GUID text, either
- * may be NULL or empty; the GUID text wins when both are given. Names and GUID
- * texts are compared without regard to case.
+ * The functions are declared below in this order. The helpers that read a record
+ * and the pointer types for GetProcAddress follow at the end.
  *
- * Results. Every function returns a 32-bit status, 0 for success, unless its
- * description says otherwise. Besides the statuses named here, the service's
- * and the bus's own statuses are passed through unchanged. Out arguments are
- * written on success only, except where said otherwise; when the connection drops
- * during a call that would have succeeded, its result is FARLO_NOT_CONNECTED, and
- * they may have been written.
+ * LOADING. An agent loads farlo.dll at run time and gets each function with
+ * GetProcAddress. For each NAME this header declares the function and NAME_fn, the
+ * type of a pointer to it. Exported names are not decorated.
  *
- * Memory. The caller owns every buffer that it passes. Nothing is handed out
- * that the caller must free, but the handle.
+ * HANDLES. InitializeClusterW makes a handle; most functions take it as their first
+ * argument. The service may drop a handle's connection at any time. Functions then
+ * return FARLO_NOT_CONNECTED, and ValidateClusterW reconnects the handle in its slot.
+ * UnInitializeClusterW releases the handle.
  *
- * Threads. Any thread may call any function at any time, several at once and
- * on one handle too, but for what releases a handle: UnInitializeCluster, and
- * ValidateCluster where the connection was lost. No other call may be using it
- * then. A call may block: lookups retry for up to 25 s, and the
- * search for a disk group that is not there yet rescans disks and waits.
+ * STRINGS. A wide string is NUL-terminated UTF-16. Most functions come in pairs:
+ * NAMEW takes names as wide strings; NAMEA takes narrow strings, widens them and
+ * calls NAMEW. NULL stays NULL. A narrow disk-group name has at most 31 characters,
+ * and so have the device names that a function takes beside a group; other narrow
+ * names and paths have at most 259. A longer one, or one that cannot be widened, is
+ * refused with FARLO_INVALID_ARGUMENT. GUID strings of disk groups and volumes are
+ * narrow in both forms and have at most 64 characters. They are the service's own:
+ * the library only compares and copies them.
  *
- * Trace log. What the library does is written to "%VMPATH%logs\farlo.log".
+ * Narrow strings are widened, and letter case is ignored, by the LC_CTYPE locale of
+ * the C runtime that the library uses, msvcrt.dll. That is "C" unless the agent sets
+ * another one in the same runtime. In "C" each of the bytes 0x80 to 0xFF becomes the
+ * character U+0080 to U+00FF, whatever the ANSI code page, and only A to Z equal a to
+ * z. Use the W form for a group whose name has other characters.
+ *
+ * NAMING A DISK GROUP. Where a function takes `name` and `guid`, either may be NULL or
+ * empty. The GUID string is used when both are given. Both are compared without
+ * regard to case.
+ *
+ * Disk groups have a type, the service's "LDM DG TYPE". Groups of type 0 or 7 are never
+ * found. A CLUSTER DISK GROUP is one of type 2; by its GUID string, one of type 8 (a
+ * cluster-shared group) counts as well. Where a function passes a GUID string to the
+ * service without looking the group up, its type does not matter.
+ *
+ * RESULTS. Every function returns a 32-bit status, 0 for success, unless its
+ * description says otherwise. Statuses of the service and the bus that are not listed
+ * here are passed through unchanged. A function that runs out of memory returns
+ * FARLO_EXCEPTION unless it lists another status for that.
+ *
+ * LOST CONNECTIONS. When the connection drops during a call, the status is
+ * FARLO_NOT_CONNECTED, even if the service has done its work, with these exceptions:
+ *
+ *   GetDgGuid, GetNonClusterDgGuid   0 once the group was found;
+ *                                    FARLO_NO_CLUSTER_SERVICE if neither the group nor
+ *                                    the cluster service was found
+ *   OnlineDgEx, OnlineDg             FARLO_ALREADY_IMPORTED is returned as it is
+ *   GetDgReservationStatus           its result, or the status that the service or
+ *                                    the search for the group ended with
+ *   GetDiskState                     0 with the state; FARLO_MISSING_ARGUMENT if the
+ *                                    disk could not be found any more
+ *   GetDgVolPlexStates               its result
+ *   ClusterServiceState              the service's or the bus's status
+ *   OnlineVol                        see there
+ *   FFUpdateMountPath                FARLO_PROVIDER_FAILED if the volume could not be
+ *                                    found any more
+ *   GetFirstVolumesDiskID            its result
+ *   GetDgVolumeProperties            FARLO_BUFFER_TOO_SMALL is returned as it is
+ *   the three Is... functions        their answer, or 0
+ *
+ * A lookup that fails because the connection was lost returns FARLO_NOT_FOUND, after up
+ * to 25 s, from GetDgNameW, GetDgVolumeGuid (by name), GetDgStateExW,
+ * GetDgVolPlexStates, SetFastFailoverFlag, GetVolumeNameForSerialNumber,
+ * GetFirstVolumesDiskID and all functions that read a record or a state of a group's
+ * disks or volumes.
+ *
+ * OUT ARGUMENTS are written on success only, except where a description says
+ * otherwise. When a dropped connection makes the status FARLO_NOT_CONNECTED, they may
+ * have been written already. When the bus has no memory for the results of a method,
+ * the method is called anyway, its status is returned and its results are not written.
+ *
+ * SIZES. Where a buffer's size or count is an in/out argument, it is also written when
+ * FARLO_BUFFER_TOO_SMALL was then replaced by FARLO_NOT_CONNECTED. SET IT AGAIN before
+ * another try; otherwise the next call may write past the end of the buffer.
+ *
+ * MEMORY. The caller owns every buffer that it passes. The library returns nothing that
+ * the caller must free, except the handle.
+ *
+ * THREADS. Any thread may call any function at any time, and several threads may use
+ * one handle, with one exception: while a handle is released, no other call may use
+ * it. UnInitializeCluster releases its handle; ValidateCluster releases the one in its
+ * slot if that has lost its connection.
+ *
+ * BLOCKING. "Blocks" is the longest time that the library itself pauses in a call. The
+ * time that the service, a driver or a file takes to answer comes on top of it and is
+ * not limited; docs/reliability.md lists every call that may wait without a limit. The
+ * pauses are made of:
+ *
+ *   a lookup             25 s   the service reports no disk group, or no cluster
+ *                               service, at all: five tries, 5 s apart
+ *   a search by name    435 s   a lookup (25 s); another process's rescan of the disks
+ *                               (300 s); a lookup (25 s); a rescan (25 s and 10 s); a
+ *                               lookup (25 s); a lookup of the cluster service (25 s).
+ *                               A name that the service knows does not block; one that
+ *                               it does not know usually blocks for 10 s.
+ *   opening a device      3 s   three tries, a second apart
+ *
+ * CALLBACKS. The agent's callback (RegisterForAlerts) must not throw. It must not call
+ * InitializeCluster, ValidateCluster, UnInitializeCluster or OnlineVol: they wait for a
+ * lock that another thread may hold while it waits for the callback to return, and both
+ * threads then hang.
+ *
+ * THE PROCESS. Each line that is written to the trace log sets LC_TIME of msvcrt.dll to
+ * "C", and it stays so: an agent that uses that runtime must not rely on another
+ * LC_TIME. docs/configuration.md lists everything that the library reads and changes.
+ *
+ * TRACE LOG. The library writes what it does to "%VMPATH%logs\farlo.log"
+ * (docs/trace-log.md).
  */
 #ifndef FARLO_H
 #define FARLO_H
@@ -49,6 +151,11 @@
 #include <string.h>
 #include <wchar.h>
 
+/* The version of this interface, and of the farlo.dll that it came with. */
+#define FARLO_VERSION_MAJOR 1
+#define FARLO_VERSION_MINOR 0
+#define FARLO_VERSION_PATCH 0
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -56,22 +163,22 @@ extern "C" {
 /* ---------------------------------------------------------------- statuses */
 
 #define FARLO_SUCCESS 0u
-#define FARLO_NOT_FOUND 1u        /* no such disk group; no driver object */
+#define FARLO_NOT_FOUND 1u        /* no such disk group; no driver */
 #define FARLO_ALREADY_IMPORTED 9u /* a group of that name is imported already */
-#define FARLO_NO_GUID_MEMORY 17u  /* no memory for a GUID text */
+#define FARLO_NO_GUID_MEMORY 17u  /* no memory for a GUID string or a request */
 #define FARLO_EXCEPTION                                                                            \
     18u                                    /* a property could not be read or written; no          \
-                                              thread or mutex could be made */
+                                              memory; no thread or mutex could be created */
 #define FARLO_MISSING_ARGUMENT 19u         /* neither name nor GUID; a required argument missing */
 #define FARLO_NOT_CONNECTED 20u            /* the handle is not, or no longer, connected */
 #define FARLO_UNINITIALIZE_FAILED 21u      /* the command library refused the handle */
 #define FARLO_DEVICE_SHARING_VIOLATION 23u /* a kernel control device: sharing violation */
 #define FARLO_DEVICE_FAILED 24u            /* a kernel control device: any other failure */
 #define FARLO_DEVICE_UNSUCCESSFUL 36u      /* the config device: unsuccessful */
-#define FARLO_EXCLUDED_TYPE 40u            /* the group's type excludes it */
+#define FARLO_EXCLUDED_TYPE 40u            /* the group has a type that is not accepted */
 #define FARLO_NO_CLUSTER_SERVICE 41u       /* the service has no cluster-service object */
 #define FARLO_BUFFER_TOO_SMALL 97u         /* the size that is needed has been stored */
-#define FARLO_NO_VOLUME_GUID 98u           /* GetDgVolumeGuidA failed, whatever the reason */
+#define FARLO_NO_VOLUME_GUID 98u           /* GetDgVolumeGuidA failed, for any reason */
 #define FARLO_VOLUME_NOT_FOUND 99u         /* volume not found, or the service call failed */
 #define FARLO_NULL_HANDLE 100u             /* the handle is NULL */
 #define FARLO_INVALID_ARGUMENT 0x80070057u
@@ -82,178 +189,163 @@ extern "C" {
 
 /* ------------------------------------------------------------------ limits */
 
-/* Room for any GUID text, the terminator included, in characters (bytes). */
+/* Room for any GUID string with its terminator, in characters (bytes). */
 #define FARLO_GUID_TEXT_SIZE 65
-/* Room for any name that the library hands out, the terminator included, in
- * wide characters. A longer name of the service is refused (FARLO_EXCEPTION). */
+/* Room for any name that the library returns, with its terminator, in wide
+ * characters. A longer name of the service is refused (FARLO_EXCEPTION). */
 #define FARLO_NAME_SIZE 260
 
-/* -------------------------------------------------------------- connection */
+/* A GUID in binary form, in bytes, laid out as Windows' GUID. */
+#define FARLO_GUID_SIZE 16
+
+/* ----------------------------------------------------------------- connect */
 
 /* A connection to the storage management service. Opaque. */
 typedef struct opal_session* opal_handle;
 
 /*
- * Connects. `slot` is the address of the caller's handle: when it holds NULL, a
- * new connection is made and stored there; when it holds a handle that is still
- * connected, nothing is done (but see below); when it holds one that lost its
- * connection, that one is released and up to three reconnections are tried, with
- * half a second behind each that failed. After a fresh connection, and at the
- * first success in the process whoever made the handle, the callback last given
- * to RegisterForAlerts is registered again.
+ * Connects, or reconnects. `slot` is the address of the caller's handle:
  *
- * Statuses: FARLO_NOT_CONNECTED when there is no connection (a slot that held a
- * dropped handle then holds NULL), or no slot.
+ *   it holds NULL              one try to connect; the new handle is stored there
+ *   a connected handle         nothing is done
+ *   a handle that lost its     the handle is released; up to three tries to connect,
+ *   connection                 with a pause of half a second after each one that failed
+ *
+ * The callback last given to RegisterForAlerts is registered again after each new
+ * connection, and by the first success in the process, also if the handle in the slot
+ * was made elsewhere.
+ *
+ * Statuses: FARLO_NOT_CONNECTED: no connection could be made, and the slot holds NULL;
+ * or `slot` is NULL.
+ *
+ * Blocks: 1.5 s. Before that it waits, without a limit, for other calls that make or
+ * release a connection (these, UnInitializeCluster, and OnlineVol when its group is
+ * missing).
  *
  * InitializeClusterW, ValidateClusterA and ValidateClusterW are one function.
  */
 uint32_t InitializeClusterW(opal_handle* slot);
-typedef uint32_t (*InitializeClusterW_fn)(opal_handle* slot);
 uint32_t ValidateClusterW(opal_handle* slot);
-typedef uint32_t (*ValidateClusterW_fn)(opal_handle* slot);
 uint32_t ValidateClusterA(opal_handle* slot);
-typedef uint32_t (*ValidateClusterA_fn)(opal_handle* slot);
 
-/* The same. `name` is accepted for compatibility and plays no part, nor does
- * `reserved`. */
+/* The same. `name` and `reserved` are accepted for compatibility and have no effect. */
 uint32_t InitializeClusterA(const char* name, uintptr_t reserved, opal_handle* slot);
-typedef uint32_t (*InitializeClusterA_fn)(const char* name, uintptr_t reserved, opal_handle* slot);
 
-/* Disconnects and frees a handle. The caller's slot is not cleared: the handle
- * in it must not be used again. Statuses: FARLO_UNINITIALIZE_FAILED. */
+/*
+ * Disconnects and frees a handle. The caller's slot is not cleared: the handle in it
+ * must not be used again.
+ *
+ * Statuses: FARLO_UNINITIALIZE_FAILED.
+ *
+ * Blocks: no pauses, but waits as InitializeClusterW does, and for a callback of the
+ * handle that is running.
+ */
 uint32_t UnInitializeClusterA(opal_handle handle);
-typedef uint32_t (*UnInitializeClusterA_fn)(opal_handle handle);
 uint32_t UnInitializeClusterW(opal_handle handle);
-typedef uint32_t (*UnInitializeClusterW_fn)(opal_handle handle);
 
-/* ------------------------------------------------------------------ alerts */
+/* ---------------------------------------------------------- receive alerts */
 
-/* Called, without arguments, so that the agent can reset a time-out of its own:
- * on a thread of the command library whenever the service reports that an import
- * or a deport of a disk group finished, and by OnlineVolA and OnlineVolW, on the
- * thread that called them, behind each interval of their wait for the cluster
- * volume manager to start. Must not let an exception out: nothing above it on a
- * thread of the command library catches one. */
+/*
+ * Lets the agent reset a time-out of its own. Called without arguments
+ *   - on a thread of the command library, whenever the service reports that an import
+ *     or a deport of a disk group has finished;
+ *   - by OnlineVol, on its caller's thread, after each interval of its wait for the
+ *     cluster volume manager to start.
+ * What it must not do is said under CALLBACKS above.
+ */
 typedef void (*farlo_reset_timeout)(void);
 
 /*
- * Stores the callback of the process, in place of the one before, and registers
- * for the alerts of a handle. There is one callback: alerts of every handle that
- * was registered before run the new one too. The result is the command library's;
- * the callback stays stored when that is a failure.
+ * Stores the callback of the process, in place of the previous one, and registers a
+ * handle for alerts. There is only one callback: alerts of handles that were registered
+ * before run the new one.
  *
- * With a NULL handle nothing is registered and the result is 0; the callback is
- * stored, and the next fresh connection registers it (ValidateClusterW).
+ *   handle     NULL: nothing is registered and 0 is returned; the callback is stored,
+ *              and the next new connection registers it
+ *   callback   NULL: the stored callback is cleared and 0 is returned. Registrations
+ *              are not withdrawn: each later alert only writes an error line (level 0)
+ *              to the trace log.
  *
- * With a NULL callback the one before is cleared and the result is 0. No handle's
- * registration is withdrawn: each later alert runs nothing and writes an error
- * line (level 0) to the trace log.
+ * Returns the command library's status. The callback stays stored when that is a
+ * failure.
+ *
+ * Blocks: no pauses.
  */
 uint32_t RegisterForAlerts(opal_handle handle, farlo_reset_timeout callback);
-typedef uint32_t (*RegisterForAlerts_fn)(opal_handle handle, farlo_reset_timeout callback);
 
-/* ------------------------------------------------- disk groups: identities */
+/* ---------------------------------------------------- identify disk groups */
 
 /*
- * The GUID text of a disk group, by its name. The cluster functions find
- * cluster groups only, the NonCluster functions any group, cluster groups
- * included. No function finds a group whose "LDM DG TYPE" is 0 or 7. A group
- * that the service does not know is looked for again after a rescan of the
- * machine's disks (10 s, one rescan at a time on a machine), and then asked of
- * the cluster service.
+ * The GUID string of a disk group, by its name. GetDgGuid finds cluster disk groups (by
+ * name: of type 2); GetNonClusterDgGuid finds any group, cluster groups included. A
+ * group that the service does not know is looked for again after a rescan of the
+ * machine's disks (10 s; one rescan at a time on a machine). Then the cluster service
+ * is asked for it.
  *
  *   name   the group's name; required
- *   guid   receives the text; FARLO_GUID_TEXT_SIZE bytes
+ *   guid   receives the string; FARLO_GUID_TEXT_SIZE bytes
  *
  * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_MISSING_ARGUMENT,
- * FARLO_EXCLUDED_TYPE, FARLO_NO_CLUSTER_SERVICE, FARLO_EXCEPTION (the text is
- * longer than the buffer, or cannot be read), the service's.
+ * FARLO_EXCLUDED_TYPE, FARLO_NO_CLUSTER_SERVICE, FARLO_EXCEPTION (the string cannot be
+ * read or does not fit), the service's.
+ *
+ * Blocks: 435 s (a search by name).
  */
 uint32_t GetDgGuidA(opal_handle handle, const char* name, char* guid);
-typedef uint32_t (*GetDgGuidA_fn)(opal_handle handle, const char* name, char* guid);
 uint32_t GetDgGuidW(opal_handle handle, const wchar_t* name, char* guid);
-typedef uint32_t (*GetDgGuidW_fn)(opal_handle handle, const wchar_t* name, char* guid);
 uint32_t GetNonClusterDgGuidA(opal_handle handle, const char* name, char* guid);
-typedef uint32_t (*GetNonClusterDgGuidA_fn)(opal_handle handle, const char* name, char* guid);
 uint32_t GetNonClusterDgGuidW(opal_handle handle, const wchar_t* name, char* guid);
-typedef uint32_t (*GetNonClusterDgGuidW_fn)(opal_handle handle, const wchar_t* name, char* guid);
 
 /*
- * The names of the disk groups that are imported on this host: the cluster
- * groups, or (NonCluster) the others. The names lie one behind the other in
- * the buffer, each with its terminator, and nothing behind the last: narrow
- * for the A forms, wide for the W forms.
- *
- *   buffer   address of the pointer to the caller's buffer
- *   size     in: the buffer's size in bytes; out: with FARLO_BUFFER_TOO_SMALL
- *            the size that is needed, else left alone
- *   count    receives the number of names; left alone with
- *            FARLO_BUFFER_TOO_SMALL
- *
- * A call with a size of 0 asks for the size. When no group qualifies the result
- * is 0 and the count 0. The A forms refuse a name of more than 31 characters
- * (FARLO_EXCEPTION); the names before it are in the buffer then.
- *
- * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_BUFFER_TOO_SMALL,
- * FARLO_MISSING_ARGUMENT, FARLO_EXCEPTION.
- */
-uint32_t GetDgNameListA(opal_handle handle, char** buffer, uint32_t* size, uint32_t* count);
-typedef uint32_t (*GetDgNameListA_fn)(opal_handle handle, char** buffer, uint32_t* size,
-                                      uint32_t* count);
-uint32_t GetDgNameListW(opal_handle handle, wchar_t** buffer, uint32_t* size, uint32_t* count);
-typedef uint32_t (*GetDgNameListW_fn)(opal_handle handle, wchar_t** buffer, uint32_t* size,
-                                      uint32_t* count);
-uint32_t GetNonClusterDgNameListA(opal_handle handle, char** buffer, uint32_t* size,
-                                  uint32_t* count);
-typedef uint32_t (*GetNonClusterDgNameListA_fn)(opal_handle handle, char** buffer, uint32_t* size,
-                                                uint32_t* count);
-uint32_t GetNonClusterDgNameListW(opal_handle handle, wchar_t** buffer, uint32_t* size,
-                                  uint32_t* count);
-typedef uint32_t (*GetNonClusterDgNameListW_fn)(opal_handle handle, wchar_t** buffer,
-                                                uint32_t* size, uint32_t* count);
-
-/*
- * The name of a cluster disk group, by its GUID text.
+ * The name of a cluster disk group, by its GUID string.
  *
  *   guid   required
  *   name   receives the name; FARLO_NAME_SIZE wide characters
  *
  * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_MISSING_ARGUMENT,
  * FARLO_NOT_FOUND, FARLO_EXCLUDED_TYPE, FARLO_EXCEPTION.
+ *
+ * Blocks: 25 s.
  */
 uint32_t GetDgNameW(opal_handle handle, const char* guid, wchar_t* name);
-typedef uint32_t (*GetDgNameW_fn)(opal_handle handle, const char* guid, wchar_t* name);
 
 /*
- * The GUID text of a volume, by its group and its device name. A group given by
- * name must be imported.
+ * The names of the disk groups that are imported on this host: those of type 2
+ * (GetDgNameList) or the others (GetNonClusterDgNameList). The names are stored
+ * consecutively, each NUL-terminated, with no extra terminator at the end: narrow in
+ * the A forms, wide in the W forms.
  *
- *   device        the volume's device name; required (the A form takes at most
- *                 31 characters of it, too)
- *   volume_guid   receives the text; FARLO_GUID_TEXT_SIZE bytes
+ *   buffer   address of the pointer to the caller's buffer
+ *   size     in: the buffer's size in bytes; out: with FARLO_BUFFER_TOO_SMALL the size
+ *            that is needed (see SIZES above), otherwise unchanged
+ *   count    receives the number of names, before the names are written; unchanged
+ *            with FARLO_BUFFER_TOO_SMALL
  *
- * Statuses of the W form: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED,
- * FARLO_NO_GUID_MEMORY, FARLO_MISSING_ARGUMENT, FARLO_INVALID_ARGUMENT (the
- * GUID text is longer than 64 characters), FARLO_NOT_FOUND (the group is not
- * there, or not imported), FARLO_VOLUME_NOT_FOUND, FARLO_EXCEPTION. The A form
- * answers FARLO_NO_VOLUME_GUID for all of them, and FARLO_INVALID_ARGUMENT for
- * a name or device name of its own that is too long.
+ * Pass a size of 0 to get the size. When no group qualifies, the status is 0, the
+ * count 0, and the size unchanged.
+ *
+ * The A forms fail as a whole with FARLO_EXCEPTION when the name of one group has more
+ * than 31 characters or has no narrow form (see STRINGS above). So does every form
+ * when one group cannot be read. The names before that one are in the buffer then, and
+ * the count is that of all names.
+ *
+ * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_BUFFER_TOO_SMALL,
+ * FARLO_MISSING_ARGUMENT, FARLO_EXCEPTION.
+ *
+ * Blocks: 25 s.
  */
-uint32_t GetDgVolumeGuidA(opal_handle handle, const char* name, const char* guid,
-                          const char* device, char* volume_guid);
-typedef uint32_t (*GetDgVolumeGuidA_fn)(opal_handle handle, const char* name, const char* guid,
-                                        const char* device, char* volume_guid);
-uint32_t GetDgVolumeGuidW(opal_handle handle, const wchar_t* name, const char* guid,
-                          const wchar_t* device, char* volume_guid);
-typedef uint32_t (*GetDgVolumeGuidW_fn)(opal_handle handle, const wchar_t* name, const char* guid,
-                                        const wchar_t* device, char* volume_guid);
+uint32_t GetDgNameListA(opal_handle handle, char** buffer, uint32_t* size, uint32_t* count);
+uint32_t GetDgNameListW(opal_handle handle, wchar_t** buffer, uint32_t* size, uint32_t* count);
+uint32_t GetNonClusterDgNameListA(opal_handle handle, char** buffer, uint32_t* size,
+                                  uint32_t* count);
+uint32_t GetNonClusterDgNameListW(opal_handle handle, wchar_t** buffer, uint32_t* size,
+                                  uint32_t* count);
 
-/* ------------------------------------------- disk groups: online and import */
+/* ----------------------------------------------------- import a disk group */
 
-/* Option word of the online functions. Other bits go to the service as they
- * are. */
+/* Options of the online functions. Other bits are passed to the service unchanged. */
 #define FARLO_ONLINE_NO_NAME_CHECK                                                                 \
-    0x1u                                      /* do not look for a group of that name that is      \
+    0x1u                                      /* do not check whether a group of that name is      \
                                                  imported already */
 #define FARLO_ONLINE_SHARED 0x800u            /* a shared group */
 #define FARLO_ONLINE_CLEAR_HOST_ID 0x8000u    /* clear the host id on the group's disks */
@@ -263,219 +355,213 @@ typedef uint32_t (*GetDgVolumeGuidW_fn)(opal_handle handle, const wchar_t* name,
 /*
  * Imports a disk group on this host.
  *
- *   name, guid   name the group; by name, a shared group may be of any type,
- *                others must be cluster groups
+ *   name, guid   name the group. Without FARLO_ONLINE_SHARED: a cluster disk group by
+ *                name, any group by GUID string. With it: a group of any type, which
+ *                must be found.
  *   new_name     the name that the group is to get; NULL or empty for none
  *   options      FARLO_ONLINE_ bits
  *   reserved     accepted and not used
  *
+ * OnlineDg is OnlineDgEx without the last argument.
+ *
  * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_ALREADY_IMPORTED,
- * FARLO_NO_GUID_MEMORY, FARLO_EXCEPTION, FARLO_MISSING_ARGUMENT,
- * FARLO_INVALID_ARGUMENT (the GUID text is longer than 64 characters), those of
- * the search for the group (GetDgGuidW), the service's.
+ * FARLO_NOT_FOUND (a shared group), FARLO_NO_GUID_MEMORY, FARLO_EXCEPTION,
+ * FARLO_MISSING_ARGUMENT, FARLO_INVALID_ARGUMENT (the GUID string is too long),
+ * FARLO_EXCLUDED_TYPE, FARLO_NO_CLUSTER_SERVICE, the service's. When the name check
+ * runs out of memory, the status is 0 although nothing was imported.
+ *
+ * Blocks: 455 s by name (a search and a lookup), 25 s by GUID string; 20 s more for a
+ * shared group.
  */
 uint32_t OnlineDgExA(opal_handle handle, const char* name, const char* guid, const char* new_name,
                      uint32_t options, uint32_t reserved);
-typedef uint32_t (*OnlineDgExA_fn)(opal_handle handle, const char* name, const char* guid,
-                                   const char* new_name, uint32_t options, uint32_t reserved);
 uint32_t OnlineDgExW(opal_handle handle, const wchar_t* name, const char* guid,
                      const wchar_t* new_name, uint32_t options, uint32_t reserved);
-typedef uint32_t (*OnlineDgExW_fn)(opal_handle handle, const wchar_t* name, const char* guid,
-                                   const wchar_t* new_name, uint32_t options, uint32_t reserved);
-
-/* OnlineDgEx without the last argument. */
 uint32_t OnlineDgA(opal_handle handle, const char* name, const char* guid, const char* new_name,
                    uint32_t options);
-typedef uint32_t (*OnlineDgA_fn)(opal_handle handle, const char* name, const char* guid,
-                                 const char* new_name, uint32_t options);
 uint32_t OnlineDgW(opal_handle handle, const wchar_t* name, const char* guid,
                    const wchar_t* new_name, uint32_t options);
-typedef uint32_t (*OnlineDgW_fn)(opal_handle handle, const wchar_t* name, const char* guid,
-                                 const wchar_t* new_name, uint32_t options);
 
-/* Imports a disk group with all option bits set; of `options` only bit 0x2
- * counts. Does not look for a group of that name that is imported already.
- * Statuses as OnlineDgEx, without FARLO_ALREADY_IMPORTED. */
+/*
+ * Imports a disk group with all option bits set; of `options` only bit 0x2 counts. Does
+ * not check whether a group of that name is imported already.
+ *
+ *   name, guid   name the group: a cluster disk group by name, any group by GUID
+ *                string
+ *   new_name     the name that the group is to get; NULL or empty for none
+ *
+ * Statuses: as OnlineDgEx, without FARLO_ALREADY_IMPORTED and FARLO_NOT_FOUND.
+ *
+ * Blocks: 455 s by name (a search and a lookup), 25 s by GUID string.
+ */
 uint32_t ImportDgA(opal_handle handle, const char* name, const char* guid, const char* new_name,
                    uint32_t options);
-typedef uint32_t (*ImportDgA_fn)(opal_handle handle, const char* name, const char* guid,
-                                 const char* new_name, uint32_t options);
 uint32_t ImportDgW(opal_handle handle, const wchar_t* name, const char* guid,
                    const wchar_t* new_name, uint32_t options);
-typedef uint32_t (*ImportDgW_fn)(opal_handle handle, const wchar_t* name, const char* guid,
-                                 const wchar_t* new_name, uint32_t options);
 
-/* ------------------------------------------ disk groups: offline and deport */
+/* ----------------------------------------------------- deport a disk group */
 
-/* Option word of OfflineDg. Other bits go to the service as they are. */
+/* Options of OfflineDg. Other bits are passed to the service unchanged. */
 #define FARLO_OFFLINE_NO_NAME_CHECK 0x1u /* bit 0x40 is not added */
 #define FARLO_OFFLINE_SHARED 0x800u      /* a shared group */
 
 /*
- * Deports a disk group from this host, with an option word. A group that is not
- * found by its GUID text is deported all the same: the service answers.
+ * Deports a disk group from this host.
+ *
+ *   name, guid   name the group: by name a cluster disk group, with
+ *                FARLO_OFFLINE_SHARED a group of any type. A group that is not found
+ *                by its GUID string is deported anyway: the service decides.
+ *   options      FARLO_OFFLINE_ bits
  *
  * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_NO_GUID_MEMORY,
- * FARLO_EXCEPTION, FARLO_MISSING_ARGUMENT, FARLO_INVALID_ARGUMENT (the GUID text
- * is longer than 64 characters), those of the search for the group
- * (GetDgGuidW), the service's.
+ * FARLO_EXCEPTION, FARLO_MISSING_ARGUMENT, FARLO_INVALID_ARGUMENT (the GUID string is
+ * too long), FARLO_EXCLUDED_TYPE, FARLO_NO_CLUSTER_SERVICE, the service's.
+ *
+ * Blocks: 475 s by name (a search and two lookups), 45 s by GUID string.
  */
 uint32_t OfflineDgA(opal_handle handle, const char* name, const char* guid, uint32_t options);
-typedef uint32_t (*OfflineDgA_fn)(opal_handle handle, const char* name, const char* guid,
-                                  uint32_t options);
 uint32_t OfflineDgW(opal_handle handle, const wchar_t* name, const char* guid, uint32_t options);
-typedef uint32_t (*OfflineDgW_fn)(opal_handle handle, const wchar_t* name, const char* guid,
-                                  uint32_t options);
 
-/* Deports a disk group that is a cluster group and is found by its GUID text.
- * Statuses as OfflineDg, and FARLO_NOT_FOUND, FARLO_EXCLUDED_TYPE. */
+/* Deports a cluster disk group, which must be found. Statuses: as OfflineDg, and
+ * FARLO_NOT_FOUND. Blocks: as OfflineDg. */
 uint32_t DeportDgA(opal_handle handle, const char* name, const char* guid);
-typedef uint32_t (*DeportDgA_fn)(opal_handle handle, const char* name, const char* guid);
 uint32_t DeportDgW(opal_handle handle, const wchar_t* name, const char* guid);
-typedef uint32_t (*DeportDgW_fn)(opal_handle handle, const wchar_t* name, const char* guid);
 
-/* ----------------------------------------------- disk groups: reservations */
+/* ---------------------------------------------------- reserve a disk group */
 
 /*
- * Arbitrates for a disk group: asks the service to take the reservations of its
- * disks for this node. StopDgReservation asks it to hold them no longer. A group
- * given by name must be a cluster group.
+ * ArbitrateDg asks the service to take the reservations of a disk group's disks for
+ * this node; StopDgReservation asks it to stop holding them. A group that is given by
+ * name must be a cluster disk group; one that is given by GUID string may be any.
  *
  * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_NO_GUID_MEMORY,
- * FARLO_EXCEPTION, FARLO_MISSING_ARGUMENT, FARLO_INVALID_ARGUMENT (the GUID text
- * is longer than 64 characters), FARLO_NO_CLUSTER_SERVICE, those of the search
- * for the group (GetDgGuidW), the service's.
+ * FARLO_EXCEPTION, FARLO_MISSING_ARGUMENT, FARLO_INVALID_ARGUMENT (the GUID string is
+ * too long), FARLO_EXCLUDED_TYPE, FARLO_NO_CLUSTER_SERVICE, the service's.
+ *
+ * Blocks: 455 s by name (a search and a lookup), 25 s by GUID string.
  */
 uint32_t ArbitrateDgA(opal_handle handle, const char* name, const char* guid);
-typedef uint32_t (*ArbitrateDgA_fn)(opal_handle handle, const char* name, const char* guid);
 uint32_t ArbitrateDgW(opal_handle handle, const wchar_t* name, const char* guid);
-typedef uint32_t (*ArbitrateDgW_fn)(opal_handle handle, const wchar_t* name, const char* guid);
 uint32_t StopDgReservationA(opal_handle handle, const char* name, const char* guid);
-typedef uint32_t (*StopDgReservationA_fn)(opal_handle handle, const char* name, const char* guid);
 uint32_t StopDgReservationW(opal_handle handle, const wchar_t* name, const char* guid);
-typedef uint32_t (*StopDgReservationW_fn)(opal_handle handle, const wchar_t* name,
-                                          const char* guid);
 
-/* Reservation states that GetDgReservationStatus reports of the driver. */
+/* What GetDgReservationStatus stores when it asks the driver. */
 #define FARLO_RESERVATION_NOT_HELD 33u
 #define FARLO_RESERVATION_HELD 34u
-#define FARLO_RESERVATION_UNKNOWN 35u /* the driver's answer was a failure */
+#define FARLO_RESERVATION_UNKNOWN 35u /* the driver could not be asked, or failed */
 #define FARLO_RESERVATION_BUSY 39u    /* the group's reservation is being updated; not asked */
 
 /*
- * Whether a disk group is reserved by this node. The driver is asked: up to 30
- * times, a second apart, while it fails. On a node that reserves through the
- * service (registry value SupportSCSI3 = 2, read at the first call in the
- * process) the service is asked, and the state is the service's own.
+ * Whether this node holds the reservation of a disk group. A group that is given by
+ * name must be a cluster disk group.
  *
- *   handle        by driver it serves to find a group given by name, and is not
- *                 checked otherwise. Whether it is connected is checked in that
- *                 search only
- *   reservation   receives the state. From the driver also on failure of its
- *                 answer; FARLO_RESERVATION_BUSY, and status 0, where the lock of
- *                 the group's reservation thread was not obtained: held by
- *                 another, abandoned, or not to be had at all. From the service
- *                 also with an informational status, which is not 0. Left alone
- *                 when there was no memory for the question (status 0), or the
- *                 service named no state
+ * The driver is asked, and asked again while it fails: up to 30 times, a second apart.
+ * On a node that reserves through the service (registry value SupportSCSI3 = 2, read by
+ * the first call in the process) the service is asked, and the state is the service's
+ * own.
  *
- * Statuses: FARLO_NOT_FOUND (no driver, or it does not know the group),
- * FARLO_DEVICE_SHARING_VIOLATION, FARLO_DEVICE_FAILED, FARLO_NULL_HANDLE,
- * FARLO_NO_GUID_MEMORY, FARLO_MISSING_ARGUMENT, FARLO_INVALID_ARGUMENT,
- * FARLO_EXCEPTION, those of the search for the group (GetDgGuidW); by the service
- * also FARLO_NO_CLUSTER_SERVICE and the service's.
+ *   handle        needed to ask the service or to find a group by its name; otherwise
+ *                 not checked. Whether it is connected is only checked by a search by
+ *                 name.
+ *   reservation   receives the state:
+ *                 - from the driver, also with a failure (FARLO_RESERVATION_UNKNOWN);
+ *                 - FARLO_RESERVATION_BUSY with status 0 when the lock of the group's
+ *                   reservation thread cannot be taken: another thread holds it, its
+ *                   holder died, or it cannot be created;
+ *                 - from the service, also with an informational status, which is not
+ *                   0.
+ *                 It is unchanged, with status 0, when there is no memory for the
+ *                 question, or when the service reports no state.
+ *
+ * Statuses: FARLO_NOT_FOUND (there is no driver, or it does not know the group),
+ * FARLO_DEVICE_SHARING_VIOLATION, FARLO_DEVICE_FAILED, FARLO_NO_GUID_MEMORY,
+ * FARLO_MISSING_ARGUMENT, FARLO_INVALID_ARGUMENT (the GUID string is too long), those
+ * of GetDgGuidW by name; when the service is asked also FARLO_NULL_HANDLE,
+ * FARLO_NO_CLUSTER_SERVICE and the service's.
+ *
+ * Blocks: 120 s when the driver is asked (30 openings of its device and as many
+ * seconds), 3 s when there is no driver; 25 s when the service is asked. By name 430 s
+ * more (a search).
  */
 uint32_t GetDgReservationStatusA(opal_handle handle, const char* name, const char* guid,
                                  uint32_t* reservation);
-typedef uint32_t (*GetDgReservationStatusA_fn)(opal_handle handle, const char* name,
-                                               const char* guid, uint32_t* reservation);
 uint32_t GetDgReservationStatusW(opal_handle handle, const wchar_t* name, const char* guid,
                                  uint32_t* reservation);
-typedef uint32_t (*GetDgReservationStatusW_fn)(opal_handle handle, const wchar_t* name,
-                                               const char* guid, uint32_t* reservation);
 
 /*
- * Tells the driver to release a disk group's reservation: up to 6 times, a
- * second apart, while it fails. Every call costs the process a page of memory.
+ * Asks the driver to release the reservation of a disk group, and again while it fails:
+ * up to 6 times, a second apart. Each call costs the process a page of memory.
  *
- *   guid   the group's GUID text, at most 255 characters; required
+ *   guid   the group's GUID string, at most 255 characters; required
  *
- * Statuses: FARLO_EXCEPTION (NULL), FARLO_INVALID_ARGUMENT (the text is too
- * long), FARLO_NO_GUID_MEMORY, FARLO_NOT_FOUND (no driver, or it does not know
+ * Statuses: FARLO_EXCEPTION (`guid` is NULL), FARLO_INVALID_ARGUMENT (`guid` is too
+ * long), FARLO_NO_GUID_MEMORY, FARLO_NOT_FOUND (there is no driver, or it does not know
  * the group), FARLO_DEVICE_SHARING_VIOLATION, FARLO_DEVICE_FAILED.
+ *
+ * Blocks: 24 s (6 openings of the device and as many seconds), 3 s when there is no
+ * driver.
  */
 uint32_t ReleaseDgW(const char* guid);
-typedef uint32_t (*ReleaseDgW_fn)(const char* guid);
 
-/* ---------------------------------------------------- disk groups: health */
+/* ------------------------------------------------ monitor groups and disks */
 
 /*
- * Whether a disk group is imported here. GetDgState asks the driver, and the
- * service where the driver is not there or does not know the group; GetDgStateExW
- * asks the service. Cluster groups are found, and others.
+ * Whether a disk group, of any type, is imported on this host. GetDgState asks the
+ * driver; it asks the service when there is no driver, or when the driver does not know
+ * the group. GetDgStateExW asks the service.
  *
- *   imported   receives one byte: 1 imported here, 0 not. It has been written,
- *              too, when the status is FARLO_NOT_CONNECTED for a connection that
- *              dropped during the call
+ *   imported   receives one byte: 1 imported, 0 not
  *
  * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_MISSING_ARGUMENT,
- * FARLO_NOT_FOUND, FARLO_EXCEPTION; of GetDgState also FARLO_NO_GUID_MEMORY,
- * FARLO_INVALID_ARGUMENT (the GUID text is longer than 64 characters),
- * FARLO_DEVICE_SHARING_VIOLATION, FARLO_DEVICE_FAILED, those of the search for
- * the group (GetNonClusterDgGuidW).
+ * FARLO_NOT_FOUND (the service does not know the group, or its type is 0 or 7),
+ * FARLO_EXCEPTION; of GetDgState also FARLO_NO_GUID_MEMORY, FARLO_INVALID_ARGUMENT (the
+ * GUID string is too long), FARLO_DEVICE_SHARING_VIOLATION, FARLO_DEVICE_FAILED, and
+ * those of GetNonClusterDgGuidW by name.
+ *
+ * Blocks: GetDgState 458 s by name (a search, the device, a lookup), 28 s by GUID
+ * string; GetDgStateExW 25 s.
  */
 uint32_t GetDgStateA(opal_handle handle, const char* name, const char* guid, uint8_t* imported);
-typedef uint32_t (*GetDgStateA_fn)(opal_handle handle, const char* name, const char* guid,
-                                   uint8_t* imported);
 uint32_t GetDgStateW(opal_handle handle, const wchar_t* name, const char* guid, uint8_t* imported);
-typedef uint32_t (*GetDgStateW_fn)(opal_handle handle, const wchar_t* name, const char* guid,
-                                   uint8_t* imported);
 uint32_t GetDgStateExW(opal_handle handle, const wchar_t* name, const char* guid,
                        uint8_t* imported);
-typedef uint32_t (*GetDgStateExW_fn)(opal_handle handle, const wchar_t* name, const char* guid,
-                                     uint8_t* imported);
 
 /*
- * The state of a disk, in the service's own numbers; 0 when the service names
- * none.
+ * The state of a disk, in the service's own numbers; 0 when the service reports none.
  *
- *   disk    the disk's name in the operating system, or its device name, compared
- *           without regard to case; required (the A form takes at most 31
- *           characters)
- *   state   receives the state. It is delivered, and the status 0, even when the
- *           connection dropped during the call.
+ *   disk    the disk's name in the operating system or its device name, compared
+ *           without regard to case; required (at most 31 characters in the A form)
+ *   state   receives the state, with status 0, even if the connection dropped during
+ *           the call
  *
- * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_MISSING_ARGUMENT (also:
- * no such disk).
+ * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_MISSING_ARGUMENT (also: no
+ * such disk).
+ *
+ * Blocks: no pauses.
  */
 uint32_t GetDiskStateA(opal_handle handle, const char* disk, uint32_t* state);
-typedef uint32_t (*GetDiskStateA_fn)(opal_handle handle, const char* disk, uint32_t* state);
 uint32_t GetDiskStateW(opal_handle handle, const wchar_t* disk, uint32_t* state);
-typedef uint32_t (*GetDiskStateW_fn)(opal_handle handle, const wchar_t* disk, uint32_t* state);
 
 /*
- * How many disks a disk group has, and how many of them are alive. A group given
- * by name must be a cluster group.
+ * How many disks a disk group has, and how many of them are alive. A group that is given
+ * by name must be a cluster disk group.
  *
- *   total, live   receive the numbers; one that the service does not name is left
- *                 alone. They have been written, too, when the status is
- *                 FARLO_NOT_CONNECTED for a connection that dropped during the call
+ *   total, live   receive the numbers; one that the service does not report is
+ *                 unchanged
  *
- * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, 1 (the service's call failed,
- * for whatever reason), FARLO_NO_GUID_MEMORY, FARLO_EXCEPTION,
- * FARLO_MISSING_ARGUMENT, FARLO_INVALID_ARGUMENT, FARLO_NO_CLUSTER_SERVICE,
- * those of the search for the group (GetDgGuidW).
+ * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, 1 (the service's call failed, for
+ * any reason), FARLO_NO_GUID_MEMORY, FARLO_EXCEPTION, FARLO_MISSING_ARGUMENT,
+ * FARLO_INVALID_ARGUMENT (the GUID string is too long), FARLO_EXCLUDED_TYPE,
+ * FARLO_NO_CLUSTER_SERVICE, those of GetDgGuidW by name.
+ *
+ * Blocks: 455 s by name (a search and a lookup), 25 s by GUID string.
  */
 uint32_t GetDgDiskAvailabilityA(opal_handle handle, const char* name, const char* guid,
                                 uint32_t* total, uint32_t* live);
-typedef uint32_t (*GetDgDiskAvailabilityA_fn)(opal_handle handle, const char* name,
-                                              const char* guid, uint32_t* total, uint32_t* live);
 uint32_t GetDgDiskAvailabilityW(opal_handle handle, const wchar_t* name, const char* guid,
                                 uint32_t* total, uint32_t* live);
-typedef uint32_t (*GetDgDiskAvailabilityW_fn)(opal_handle handle, const wchar_t* name,
-                                              const char* guid, uint32_t* total, uint32_t* live);
 
-/* One plex of a volume. 68 bytes; records lie back to back. */
+/* One plex of a volume. 68 bytes; records are stored consecutively. */
 typedef struct farlo_plex_state {
     wchar_t name[32]; /* NUL-terminated */
     uint32_t state;   /* in the service's own numbers */
@@ -484,467 +570,451 @@ typedef struct farlo_plex_state {
 /*
  * The states of a volume's plexes.
  *
- *   name, guid   name the volume's group, a cluster group or another
- *   device       the volume's device name; required. Name and device may be of
- *                any length in the A form, too.
+ *   name, guid   name the volume's group, which may be of any type
+ *   device       the volume's device name; required. `name` and `device` may be of any
+ *                length in the A form, too.
  *   count        receives the number of plexes
- *   plexes       receives one record a plex. NULL asks for the number
- *                (FARLO_BUFFER_TOO_SMALL). The array must have room for as many
- *                records as the volume has plexes: its size cannot be given, and
- *                is not checked. A name of more than 31 characters, and what the
- *                service does not name, leaves its field as it was.
+ *   plexes       receives one record for each plex; NULL asks for the number
+ *                (FARLO_BUFFER_TOO_SMALL). The array must have room for all plexes of
+ *                the volume: its size is not passed and cannot be checked. A name of
+ *                more than 31 characters, and what the service does not report, leaves
+ *                its field unchanged.
  *
- * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, 0xC1000001 (no device name),
- * FARLO_MISSING_ARGUMENT, FARLO_NOT_FOUND (the group), FARLO_INVALID_ARGUMENT
- * (no such volume), FARLO_BUFFER_TOO_SMALL, FARLO_EXCEPTION.
+ * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED (only if the handle was not connected
+ * when the call began), FARLO_PROVIDER_FAILED (no device name), FARLO_MISSING_ARGUMENT,
+ * FARLO_NOT_FOUND (every failed search for the group), FARLO_INVALID_ARGUMENT (no such
+ * volume), FARLO_BUFFER_TOO_SMALL, FARLO_EXCEPTION.
+ *
+ * Blocks: 25 s.
  */
 uint32_t GetDgVolPlexStatesA(opal_handle handle, const char* name, const char* guid,
                              const char* device, uint32_t* count, farlo_plex_state* plexes);
-typedef uint32_t (*GetDgVolPlexStatesA_fn)(opal_handle handle, const char* name, const char* guid,
-                                           const char* device, uint32_t* count,
-                                           farlo_plex_state* plexes);
 uint32_t GetDgVolPlexStatesW(opal_handle handle, const wchar_t* name, const char* guid,
                              const wchar_t* device, uint32_t* count, farlo_plex_state* plexes);
-typedef uint32_t (*GetDgVolPlexStatesW_fn)(opal_handle handle, const wchar_t* name,
-                                           const char* guid, const wchar_t* device, uint32_t* count,
-                                           farlo_plex_state* plexes);
 
-/* ------------------------- fast-failover flag, state of the cluster service */
+/* ------------------------------------------------------ inform the service */
 
 /*
- * Sets the fast-failover flag of a disk group, a cluster group or another. The
- * values are the service's.
+ * Sets the fast-failover flag of a disk group of any type. The values are the service's.
  *
  * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_MISSING_ARGUMENT,
- * FARLO_NOT_FOUND, FARLO_EXCEPTION, the service's.
+ * FARLO_NOT_FOUND (every failed search for the group), FARLO_EXCEPTION, the service's.
+ *
+ * Blocks: 25 s.
  */
 uint32_t SetFastFailoverFlagW(opal_handle handle, const wchar_t* name, const char* guid,
                               uint32_t flag);
-typedef uint32_t (*SetFastFailoverFlagW_fn)(opal_handle handle, const wchar_t* name,
-                                            const char* guid, uint32_t flag);
 
 /*
- * Reports the state of the cluster service to the storage service, in the
- * latter's own values. Both names are one function.
+ * Reports the state of the cluster service to the storage service. The values are the
+ * storage service's. Both names are one function.
  *
- * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_NO_CLUSTER_SERVICE,
- * FARLO_EXCEPTION, the service's.
+ * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED (only if the handle was not connected
+ * when the call began), FARLO_NO_CLUSTER_SERVICE, FARLO_EXCEPTION, the service's.
+ *
+ * Blocks: 25 s.
  */
 uint32_t ClusterServiceStateA(opal_handle handle, uint32_t state);
-typedef uint32_t (*ClusterServiceStateA_fn)(opal_handle handle, uint32_t state);
 uint32_t ClusterServiceStateW(opal_handle handle, uint32_t state);
-typedef uint32_t (*ClusterServiceStateW_fn)(opal_handle handle, uint32_t state);
 
-/* ------------------------------------------------------------ cluster node */
+/* ---------------------------------------------------- run the cluster node */
 
 /*
- * Starts or stops the cluster volume manager on this node. The service is asked
- * and its answer returned; the node may take longer to get there.
+ * Asks the service to start or stop the cluster volume manager on this node, and returns
+ * the service's status. The node may take longer to get there.
  *
  * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_NO_CLUSTER_SERVICE,
  * FARLO_EXCEPTION, the service's, among them FARLO_NODE_ALREADY_STARTED.
+ *
+ * Blocks: 25 s.
  */
 uint32_t StartCVMClusterW(opal_handle handle);
-typedef uint32_t (*StartCVMClusterW_fn)(opal_handle handle);
 uint32_t StopCVMClusterW(opal_handle handle);
-typedef uint32_t (*StopCVMClusterW_fn)(opal_handle handle);
 
 /*
- * The state of the cluster volume manager on this node, in the service's own
- * numbers.
+ * The state of the cluster volume manager on this node, in the service's own numbers.
  *
- *   state   receives the state, whatever the status, where the service names one;
- *           left alone otherwise
+ *   state   receives the state if the service reports one, whatever the status;
+ *           otherwise unchanged
  *
  * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_NO_CLUSTER_SERVICE,
  * FARLO_MISSING_ARGUMENT, FARLO_EXCEPTION, the service's.
+ *
+ * Blocks: 25 s.
  */
 uint32_t GetCVMClusterNodeStateW(opal_handle handle, uint32_t* state);
-typedef uint32_t (*GetCVMClusterNodeStateW_fn)(opal_handle handle, uint32_t* state);
 
-/* ------------------------------------------------ volumes: online and offline */
+/* ---------------------------------------------------------- switch volumes */
 
 /*
- * Brings one volume of a shared disk group online on this node. First starts the
- * cluster volume manager when it does not run, and imports the volume's disk
- * group when it is not imported.
+ * Brings one volume of a shared disk group online on this node. First starts the cluster
+ * volume manager if it does not run, and imports the volume's disk group if it is not
+ * imported.
  *
- *   guid         the disk group's GUID text; required
+ *   guid         the disk group's GUID string; required. The group may be of any type.
  *   device       the volume's device name; required
  *   flags        the service's own bits; bit 0x1 is always added
- *   timeout_ms   while the cluster volume manager starts, the callback of
- *                RegisterForAlerts is run on this thread whenever so many
- *                milliseconds have passed, and once more at the end. It limits
- *                nothing: the wait goes on until the node has started or failed.
- *                With 0 the callback is run without pause, with 0xFFFFFFFF at the
- *                end only.
+ *   timeout_ms   how often the callback of RegisterForAlerts runs, on this thread, while
+ *                the cluster volume manager starts: after each interval of this length,
+ *                and once more at the end. It does not limit the wait. With 0 the
+ *                callback runs without a pause; with 0xFFFFFFFF only at the end.
  *
- * A connection that is lost during the call. When the disk group is not found,
- * OnlineVol validates the connection as ValidateClusterW does, but cannot reach
- * the caller's slot. If the connection had dropped, the caller's handle has then
- * been released and, when reconnecting succeeded, a new connection made that
- * carries the rest of this call, the alerts and the provider runtime. No status
- * tells of it; the trace log does (level 6: "OnlineVolW() Entering
- * ValidateCluster"). The caller's handle is void then and must be passed to one
- * function at most: UnInitializeClusterW, where the command library is known to
- * refuse a handle that it released before (FARLO_UNINITIALIZE_FAILED then);
- * farlo.dll itself does not guard against it. So an agent that cannot rule out
- * that its connection was lost (its connection did drop before, or the result is
- * FARLO_NOT_CONNECTED) gives the handle back with UnInitializeClusterW, whatever
- * that answers, or leaves it alone where the command library is not known to
- * refuse it, sets its slot to NULL and connects anew with InitializeClusterW; it
- * must not call ValidateClusterW on the old one. The new connection that
- * OnlineVol made stays open for the life of the process. A released handle may be
- * given out again: where another slot of the agent holds the same value by then,
- * leave it to that slot.
+ * The handle is never released or renewed. When the group is not found and the handle's
+ * connection has dropped, the call makes a connection of its own for the rest of its
+ * work and releases it at the end; the status is then that of this work. The handle
+ * stays dropped: the next call with it returns FARLO_NOT_CONNECTED, and ValidateClusterW
+ * reconnects it and registers the alerts again. Several threads may bring volumes online
+ * with one handle.
  *
- * Statuses: FARLO_INVALID_ARGUMENT (NULL, a text that is too long, no such
- * volume), FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_PROVIDER_FAILED (no misc
- * object, or the node reports a failed start), FARLO_EXCEPTION (a property cannot
- * be read; no thread or mutex), FARLO_NOT_FOUND, FARLO_EXCLUDED_TYPE,
- * FARLO_NO_CLUSTER_SERVICE, those of StartCVMClusterW and OnlineDgEx, the
- * system's error of a failed wait (FARLO_PROVIDER_FAILED where it names none), the
- * service's. FARLO_ALREADY_ONLINE of the disk
- * group counts as success.
+ * Statuses: FARLO_INVALID_ARGUMENT (NULL, a string that is too long, no such volume),
+ * FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_PROVIDER_FAILED (no misc object, or the
+ * node reports a failed start), FARLO_EXCEPTION (a property cannot be read; no thread or
+ * mutex), FARLO_NOT_FOUND, FARLO_EXCLUDED_TYPE, FARLO_NO_CLUSTER_SERVICE, those of
+ * StartCVMClusterW and OnlineDgEx, the system's error when a wait fails
+ * (FARLO_PROVIDER_FAILED when it reports none), the service's. FARLO_ALREADY_ONLINE of
+ * the disk group counts as success.
+ *
+ * Blocks: without a limit while the cluster volume manager starts, here or by another
+ * process. Apart from that 111 s: two lookups of the group with a reconnection between
+ * them, the import (by GUID string), and a lookup of the cluster service.
  */
 uint32_t OnlineVolA(opal_handle handle, const char* guid, const char* device, uint32_t flags,
                     uint32_t timeout_ms);
-typedef uint32_t (*OnlineVolA_fn)(opal_handle handle, const char* guid, const char* device,
-                                  uint32_t flags, uint32_t timeout_ms);
 uint32_t OnlineVolW(opal_handle handle, const char* guid, const wchar_t* device, uint32_t flags,
                     uint32_t timeout_ms);
-typedef uint32_t (*OnlineVolW_fn)(opal_handle handle, const char* guid, const wchar_t* device,
-                                  uint32_t flags, uint32_t timeout_ms);
 
 /*
- * Takes one volume of a shared disk group offline on this node. Where the cluster
- * volume manager does not run there is nothing to do: 0. The disk group must be a
- * cluster or a cluster-shared one.
+ * Takes one volume of a shared disk group offline on this node. If the cluster volume
+ * manager does not run, there is nothing to do: the status is 0.
  *
- *   guid     the disk group's GUID text; required
+ *   guid     the GUID string of the disk group, a cluster disk group; required
  *   device   the volume's device name; required
  *   flags    the service's own bits; bit 0x1 is always added
  *
- * Statuses: FARLO_INVALID_ARGUMENT (NULL, a text that is too long, no such
- * volume), FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_PROVIDER_FAILED (no misc
- * object), FARLO_EXCEPTION, FARLO_NOT_FOUND, FARLO_EXCLUDED_TYPE,
- * FARLO_NO_CLUSTER_SERVICE, the service's.
+ * Statuses: FARLO_INVALID_ARGUMENT (NULL, a string that is too long, no such volume),
+ * FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_PROVIDER_FAILED (no misc object),
+ * FARLO_EXCEPTION, FARLO_NOT_FOUND, FARLO_EXCLUDED_TYPE, FARLO_NO_CLUSTER_SERVICE, the
+ * service's.
+ *
+ * Blocks: 45 s (two lookups).
  */
 uint32_t OfflineVolA(opal_handle handle, const char* guid, const char* device, uint32_t flags);
-typedef uint32_t (*OfflineVolA_fn)(opal_handle handle, const char* guid, const char* device,
-                                   uint32_t flags);
 uint32_t OfflineVolW(opal_handle handle, const char* guid, const wchar_t* device, uint32_t flags);
-typedef uint32_t (*OfflineVolW_fn)(opal_handle handle, const char* guid, const wchar_t* device,
-                                   uint32_t flags);
 
 /*
- * Flushes and dismounts the file system of a volume, then tells the driver that
- * the volume goes offline. Neither handle nor service is needed. What failed is
- * the end: a volume that cannot be opened or flushed is not dismounted, and the
- * driver is told of a dismounted volume only.
+ * Flushes and dismounts the file system of a volume, then informs the driver that the
+ * volume goes offline. Needs neither a handle nor the service. The first step that fails
+ * ends the call: a volume that cannot be opened or flushed is not dismounted, and the
+ * driver is only informed of a dismounted volume.
  *
  *   name         the volume's name, narrow in both forms, at most 64 characters;
  *                required
- *   path         a path that opens the volume, with or without a backslash at
- *                its end, at most 259 characters; required
- *   group_guid   the disk group's GUID, 16 bytes, which go to the driver as they
- *                are; required
+ *   path         a path that opens the volume, with or without a final backslash, at
+ *                most 259 characters; required
+ *   group_guid   the disk group's GUID, FARLO_GUID_SIZE bytes, passed to the driver
+ *                unchanged; required
  *
- * Statuses: FARLO_INVALID_ARGUMENT (NULL, or a text that is too long); the
- * system's error of opening, flushing or dismounting; of the driver
- * FARLO_DEVICE_SHARING_VIOLATION, FARLO_DEVICE_UNSUCCESSFUL, FARLO_NOT_FOUND (it
- * has no such device), FARLO_MISSING_ARGUMENT (a request that it does not take),
- * FARLO_DEVICE_FAILED (there is no driver, or any other failure).
+ * Statuses: FARLO_INVALID_ARGUMENT (NULL, or a string that is too long); the system's
+ * error of opening, flushing or dismounting; of the driver
+ * FARLO_DEVICE_SHARING_VIOLATION, FARLO_DEVICE_UNSUCCESSFUL, FARLO_NOT_FOUND (it has no
+ * such device), FARLO_MISSING_ARGUMENT (it refuses the request), FARLO_DEVICE_FAILED
+ * (there is no driver, or any other failure).
+ *
+ * Blocks: 3 s (opening the device).
  */
 uint32_t OfflineVolumeA(const char* name, const char* path, const void* group_guid);
-typedef uint32_t (*OfflineVolumeA_fn)(const char* name, const char* path, const void* group_guid);
 uint32_t OfflineVolumeW(const char* name, const wchar_t* path, const void* group_guid);
-typedef uint32_t (*OfflineVolumeW_fn)(const char* name, const wchar_t* path,
-                                      const void* group_guid);
 
-/* ----------------------------------- volumes: mount points and volume names */
+/* -------------------------------------------------------- identify volumes */
 
 /*
- * Asks the service to refresh the mount path of a volume.
+ * The GUID string of a volume, by its disk group and its device name.
  *
- *   name   the volume's name, device name or drive letter, compared without
- *          regard to case; the first volume that has it in any of the three is
- *          taken
+ *   name, guid    name the group. By name it is looked up, may be of any type, and must
+ *                 be imported; a GUID string is passed to the service.
+ *   device        the volume's device name; required (at most 31 characters in the A
+ *                 form)
+ *   volume_guid   receives the string; FARLO_GUID_TEXT_SIZE bytes
  *
- * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_PROVIDER_FAILED (NULL, or
- * no such volume), FARLO_INVALID_ARGUMENT (a narrow name that is too long),
- * FARLO_EXCEPTION, the service's.
+ * Statuses of the W form: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_NO_GUID_MEMORY,
+ * FARLO_MISSING_ARGUMENT, FARLO_INVALID_ARGUMENT (the GUID string is too long),
+ * FARLO_NOT_FOUND (the group is not found, or not imported), FARLO_EXCLUDED_TYPE,
+ * FARLO_NO_CLUSTER_SERVICE, FARLO_VOLUME_NOT_FOUND (the service's call failed, for any
+ * reason), FARLO_EXCEPTION. The A form returns FARLO_NO_VOLUME_GUID for all of them, and
+ * FARLO_INVALID_ARGUMENT for a narrow string of its own that is too long.
+ *
+ * Blocks: 45 s by name (two lookups), 25 s by GUID string.
  */
-uint32_t FFUpdateMountPathA(opal_handle handle, const char* name);
-typedef uint32_t (*FFUpdateMountPathA_fn)(opal_handle handle, const char* name);
-uint32_t FFUpdateMountPathW(opal_handle handle, const wchar_t* name);
-typedef uint32_t (*FFUpdateMountPathW_fn)(opal_handle handle, const wchar_t* name);
+uint32_t GetDgVolumeGuidA(opal_handle handle, const char* name, const char* guid,
+                          const char* device, char* volume_guid);
+uint32_t GetDgVolumeGuidW(opal_handle handle, const wchar_t* name, const char* guid,
+                          const wchar_t* device, char* volume_guid);
 
 /* The buffer of GetVolumeNameForSerialNumber, in bytes. */
 #define FARLO_VOLUME_NAME_BUFFER_SIZE 1656u
 
 /*
- * The name of the volume of a cluster disk group whose file system has a serial
- * number.
+ * The name of the volume whose file system has a serial number, among the volumes of a
+ * cluster disk group.
  *
- *   name, guid      name the group; the GUID is its text, as everywhere, not 16
- *                   bytes
+ *   name, guid      name the group; `guid` is its GUID string, not 16 bytes
  *   serial_number   the volume serial number of the file system
- *   volume_name     receives the volume's name with a backslash behind it, wide
- *                   in both forms
- *   size            in: the buffer's size in bytes; out: with
- *                   FARLO_BUFFER_TOO_SMALL the size that is needed, which is
- *                   FARLO_VOLUME_NAME_BUFFER_SIZE always, else left alone.
- *                   Tested before the buffer is
+ *   volume_name     receives the volume's name followed by a backslash, wide in both
+ *                   forms
+ *   size            in: the buffer's size in bytes; out: with FARLO_BUFFER_TOO_SMALL
+ *                   the size that is needed, always FARLO_VOLUME_NAME_BUFFER_SIZE (see
+ *                   SIZES above), otherwise unchanged. Checked before the buffer is.
  *
- * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_MISSING_ARGUMENT (neither
- * name nor GUID; no buffer or size), FARLO_INVALID_ARGUMENT (a narrow name that is
- * too long), FARLO_NOT_FOUND (no such group), FARLO_BUFFER_TOO_SMALL,
- * FARLO_VOLUME_NOT_FOUND, FARLO_EXCEPTION (a volume's name cannot be read, or is
- * longer than the buffer).
+ * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_MISSING_ARGUMENT (neither name
+ * nor GUID; no buffer or size), FARLO_NOT_FOUND (every failed search for the group),
+ * FARLO_BUFFER_TOO_SMALL, FARLO_VOLUME_NOT_FOUND, FARLO_EXCEPTION (a volume's name cannot
+ * be read, or is longer than the buffer).
+ *
+ * Blocks: 25 s.
  */
 uint32_t GetVolumeNameForSerialNumberA(opal_handle handle, const char* name, const char* guid,
                                        uint32_t serial_number, wchar_t* volume_name,
                                        uint32_t* size);
-typedef uint32_t (*GetVolumeNameForSerialNumberA_fn)(opal_handle handle, const char* name,
-                                                     const char* guid, uint32_t serial_number,
-                                                     wchar_t* volume_name, uint32_t* size);
 uint32_t GetVolumeNameForSerialNumberW(opal_handle handle, const wchar_t* name, const char* guid,
                                        uint32_t serial_number, wchar_t* volume_name,
                                        uint32_t* size);
-typedef uint32_t (*GetVolumeNameForSerialNumberW_fn)(opal_handle handle, const wchar_t* name,
-                                                     const char* guid, uint32_t serial_number,
-                                                     wchar_t* volume_name, uint32_t* size);
 
-/* ------------------------------------------------------------- disk layout */
+/* ----------------------------------------------------- refresh mount paths */
+
+/*
+ * Asks the service to refresh the mount path of a volume.
+ *
+ *   name   the volume's name, device name or drive letter, compared without regard to
+ *          case. The first volume for which one of the three is equal is taken. So ""
+ *          takes the first volume that has an empty one, such as no drive letter.
+ *
+ * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_PROVIDER_FAILED (NULL, or no
+ * such volume), FARLO_EXCEPTION, the service's.
+ *
+ * Blocks: no pauses.
+ */
+uint32_t FFUpdateMountPathA(opal_handle handle, const char* name);
+uint32_t FFUpdateMountPathW(opal_handle handle, const wchar_t* name);
+
+/* ---------------------------------------------------------- identify disks */
 
 /* Partition styles. */
 #define FARLO_PARTITION_STYLE_MBR 0u
 #define FARLO_PARTITION_STYLE_GPT 1u
 #define FARLO_PARTITION_STYLE_RAW 2u
 
-/* A GUID in binary form, in bytes, laid out as Windows' GUID. */
-#define FARLO_GUID_SIZE 16
-
 /*
- * The partition style and the identity of the disk behind a device. No handle is
- * needed. A disk of more than 129 partition entries is not read.
+ * The partition style and the identity of the disk of a device. Needs no handle. A disk
+ * with more than 129 partition entries is not read.
  *
- *   path        a disk's or a volume's device path, which must open; required
- *   signature   receives an MBR disk's signature; else left alone; required
- *   disk_guid   receives a GPT disk's GUID, FARLO_GUID_SIZE bytes; else left alone.
- *               NULL is refused for a GPT disk only, after its layout was read
+ *   path        device path of a disk or a volume that can be opened; required
+ *   signature   receives the signature of an MBR disk, otherwise unchanged; required
+ *   disk_guid   receives the GUID of a GPT disk, FARLO_GUID_SIZE bytes, otherwise
+ *               unchanged. NULL is only refused for a GPT disk, after its layout was
+ *               read.
  *   style       receives the partition style; required
  *
- * Statuses: FARLO_INVALID_ARGUMENT (NULL, or a narrow path that is too long),
- * FARLO_OUT_OF_MEMORY, the system's error of opening the device or of reading its
- * layout.
+ * Statuses: FARLO_INVALID_ARGUMENT (NULL), FARLO_OUT_OF_MEMORY, the system's error of
+ * opening the device or of reading its layout.
+ *
+ * Blocks: no pauses.
  */
 uint32_t GetDiskTypeAndSignatureA(const char* path, uint32_t* signature, uint8_t* disk_guid,
                                   uint32_t* style);
-typedef uint32_t (*GetDiskTypeAndSignatureA_fn)(const char* path, uint32_t* signature,
-                                                uint8_t* disk_guid, uint32_t* style);
 uint32_t GetDiskTypeAndSignatureW(const wchar_t* path, uint32_t* signature, uint8_t* disk_guid,
                                   uint32_t* style);
-typedef uint32_t (*GetDiskTypeAndSignatureW_fn)(const wchar_t* path, uint32_t* signature,
-                                                uint8_t* disk_guid, uint32_t* style);
 
 /*
- * The disk identity of a cluster disk group: that of its first volume. A group
- * without volumes has none: 0, and nothing is written.
+ * The identity of the disk of a group's first volume. The group is named by its name and
+ * must be a cluster disk group. For a group without volumes the status is 0 and nothing
+ * is written.
  *
- *   name      the group's name (the A form takes up to 259 characters); required
- *   disk_id   receives the signature of an MBR disk; else left alone; required
+ *   name      the group's name (at most 259 characters in the A form); required
+ *   disk_id   receives the signature of an MBR disk, otherwise unchanged; required
  *   style     receives the partition style; required
  *
- * Statuses: FARLO_NOT_FOUND (no such group; a NULL name, disk_id or style),
- * FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_EXCLUDED_TYPE, FARLO_EXCEPTION,
- * those of GetDiskTypeAndSignature.
+ * Statuses: FARLO_NOT_FOUND (no such group; or `name`, `disk_id` or `style` is NULL),
+ * FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED (only if the handle was not connected when the
+ * call began), FARLO_EXCLUDED_TYPE, FARLO_EXCEPTION, those of GetDiskTypeAndSignature.
+ *
+ * Blocks: 25 s.
  */
 uint32_t GetFirstVolumesDiskIDA(opal_handle handle, const char* name, uint32_t* disk_id,
                                 uint32_t* style);
-typedef uint32_t (*GetFirstVolumesDiskIDA_fn)(opal_handle handle, const char* name,
-                                              uint32_t* disk_id, uint32_t* style);
 uint32_t GetFirstVolumesDiskIDW(opal_handle handle, const wchar_t* name, uint32_t* disk_id,
                                 uint32_t* style);
-typedef uint32_t (*GetFirstVolumesDiskIDW_fn)(opal_handle handle, const wchar_t* name,
-                                              uint32_t* disk_id, uint32_t* style);
 
-/* ---------------------------------------------------------- clusterability */
+/* ---------------------------------------------------- check clusterability */
 
 /*
- * Whether a disk may be put under cluster control: its disk group is a cluster
- * group (type 2) and a cluster resource. 1 or 0; every failure is 0.
+ * Whether a disk may be put under cluster control: its disk group is of type 2 and is a
+ * cluster resource. Returns 1 or 0; 0 for every failure.
  *
- *   style       FARLO_PARTITION_STYLE_MBR or FARLO_PARTITION_STYLE_GPT. Any other
- *               asks the service for no disk in particular: the answer is about
- *               whichever disk it names, and can be 1
+ *   style       FARLO_PARTITION_STYLE_MBR or FARLO_PARTITION_STYLE_GPT. With any other
+ *               value the service is sent an empty query; the result is about any disk
+ *               that it returns, and can be 1.
  *   signature   identifies an MBR disk
  *   disk_guid   identifies a GPT disk; FARLO_GUID_SIZE bytes
+ *
+ * Blocks: no pauses.
  */
 uint8_t IsStorageClusterable(opal_handle handle, uint32_t style, uint32_t signature,
                              const uint8_t* disk_guid);
-typedef uint8_t (*IsStorageClusterable_fn)(opal_handle handle, uint32_t style, uint32_t signature,
-                                           const uint8_t* disk_guid);
 
-/* Whether the disk group of a volume is of a type, in the service's own numbers.
- * `volume_name` is the service's "volumename" of the volume, not its device name;
- * one that is too long for a query (some 2000 characters) is a failure. 1 or 0;
- * every failure is 0. */
+/* Whether the disk group of a volume has a type, in the service's own numbers.
+ * `volume_name` is the service's "volumename" of the volume, not its device name; one
+ * that is too long for a query (some 2000 characters) is a failure. Returns 1 or 0; 0
+ * for every failure. Blocks: no pauses. */
 uint8_t IsVolumeOfSpecifiedDgType(opal_handle handle, const wchar_t* volume_name, uint32_t type);
-typedef uint8_t (*IsVolumeOfSpecifiedDgType_fn)(opal_handle handle, const wchar_t* volume_name,
-                                                uint32_t type);
 
-/* Whether the disk group of a volume is a cluster-shared one (type 8) that is
- * shared. `volume_name` as of IsVolumeOfSpecifiedDgType. 1 or 0; every failure is
- * 0. */
+/* Whether the disk group of a volume is a cluster-shared one (type 8) that is shared.
+ * `volume_name` is as for IsVolumeOfSpecifiedDgType. Returns 1 or 0; 0 for every
+ * failure. Blocks: no pauses. */
 uint8_t IsVolumeClusterable(opal_handle handle, const wchar_t* volume_name);
-typedef uint8_t (*IsVolumeClusterable_fn)(opal_handle handle, const wchar_t* volume_name);
 
 /*
- * The GUID text of the cluster-shared disk group (type 8) that a volume belongs
- * to.
+ * The GUID string of the cluster-shared disk group (type 8) that a volume belongs to.
  *
  *   device   the volume's device name; required
- *   guid     receives the text; FARLO_GUID_TEXT_SIZE bytes; required. An empty text
- *            where the group's is longer
+ *   guid     receives the string; FARLO_GUID_TEXT_SIZE bytes; required. Receives an
+ *            empty string when the group's is longer.
  *
- * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED (also in place of any other when
- * the connection drops during the call; the text may have been written then),
- * FARLO_INVALID_ARGUMENT (NULL, too long, or a group of another type),
- * FARLO_OUT_OF_MEMORY, FARLO_PROVIDER_FAILED (no such volume, no group, a text
- * longer than the buffer), FARLO_EXCEPTION, the service's.
+ * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_INVALID_ARGUMENT (NULL, too
+ * long, or a group of another type), FARLO_OUT_OF_MEMORY, FARLO_PROVIDER_FAILED (no such
+ * volume, no group, or a string longer than the buffer), FARLO_EXCEPTION, the service's.
+ *
+ * Blocks: no pauses.
  */
 uint32_t GetClusterSharedDgGuidA(opal_handle handle, const char* device, char* guid);
-typedef uint32_t (*GetClusterSharedDgGuidA_fn)(opal_handle handle, const char* device, char* guid);
 uint32_t GetClusterSharedDgGuidW(opal_handle handle, const wchar_t* device, char* guid);
-typedef uint32_t (*GetClusterSharedDgGuidW_fn)(opal_handle handle, const wchar_t* device,
-                                               char* guid);
 
-/* ----------------------------------------- clean-up of virtual-machine folders */
+/* -------------------------------------------------------- clean up folders */
 
 /*
- * Whether DeleteVMMSFolder is wanted on this machine: 0 when the system's version
- * is 6.3 and the registry value VMMSFolderDelete is 1; FARLO_PROVIDER_FAILED when
- * not; when a value cannot be read the system's error as 0x8007xxxx, one below 1
- * (as a signed number) unchanged.
+ * Whether DeleteVMMSFolder is wanted on this machine. Returns 0 when the system's
+ * version is 6.3 and the registry value VMMSFolderDelete is 1; FARLO_PROVIDER_FAILED
+ * when not; when a value cannot be read, the system's error as 0x8007xxxx, or unchanged
+ * if it is below 1 as a signed number.
+ *
+ * Blocks: no pauses.
  */
 uint32_t CheckOSVersionAndReg(void);
-typedef uint32_t (*CheckOSVersionAndReg_fn)(void);
 
 /*
- * Removes the empty subfolders of a folder, and theirs. The folder itself stays,
- * and so does every folder whose name begins with a dot, with all that is in it.
- * Files are never deleted: the first folder that cannot be removed ends the call,
- * and what was removed before stays removed. Paths of more than 259 characters
- * are not walked.
+ * Removes the empty subfolders of a folder, and theirs. These are left alone: the folder
+ * itself; folders whose name begins with a dot, with everything in them; and reparse
+ * points (junctions, mounted volumes, links). Files are never deleted: the first folder
+ * that cannot be removed ends the call, and the folders that were removed before it stay
+ * removed.
  *
- *   folder   must end in a backslash, as the names of subfolders are put right
- *            behind it; required
+ *   folder   must end in a backslash, as the names of subfolders are appended to it as
+ *            it is; required. Its path, and the path of every subfolder, has at most 258
+ *            characters, the final backslash included.
  *
- * Statuses: FARLO_INVALID_ARGUMENT (NULL or empty; a path that is too long, below
- * the folder too), the system's error as 0x8007xxxx, one below 1 (as a signed
- * number) unchanged.
+ * Statuses: FARLO_INVALID_ARGUMENT (NULL or empty; a path that is too long, also of a
+ * subfolder), the system's error as of CheckOSVersionAndReg.
+ *
+ * Blocks: no pauses.
  */
 uint32_t DeleteVMMSFolder(const wchar_t* folder);
-typedef uint32_t (*DeleteVMMSFolder_fn)(const wchar_t* folder);
 
 /* ----------------------------------------------------------------- records */
 
 /*
- * What disk groups, disks and volumes are, as records in a buffer of the
- * caller's. They are packed and may stand at any address.
+ * Disk groups, disks and volumes are described by records in a buffer of the caller's.
+ * They are packed and may be at any address. The helpers at the end of this header find
+ * the parts of a record within the bytes that the buffer really has.
  *
- * Texts are wide and NUL-terminated; one that is too long for its field is cut
- * short. A call writes what the service names, and nothing else: a field that
- * could not be read, a reserved one and the bytes behind a text's terminator keep
- * what the buffer held. Zero a buffer before it is filled.
+ * Strings are wide and NUL-terminated; one that is too long for its field is cut short. A
+ * call only writes what the service reports: a field that could not be read, a reserved
+ * field and the bytes after a string's terminator keep the buffer's contents. Zero a
+ * buffer before it is filled.
  *
- * Sizes. A call with a buffer that is too small writes nothing there, stores the
- * size that is needed and answers FARLO_BUFFER_TOO_SMALL. The group may change
- * between two calls: ask again then. With so many objects that a 32-bit size
- * cannot tell them, no buffer is enough: FARLO_BUFFER_TOO_SMALL or
- * FARLO_EXCEPTION. The functions farlo_... below compute sizes and find the parts
- * of a record within the bytes that the buffer really has; they answer NULL, or
- * 0, for what is not there.
+ * A call with a buffer that is too small writes nothing to it, stores the size that is
+ * needed and returns FARLO_BUFFER_TOO_SMALL. The group may change between two calls: ask
+ * again then. When the objects are so many that their size does not fit in 32 bits, no
+ * buffer is large enough: FARLO_BUFFER_TOO_SMALL or FARLO_EXCEPTION is returned.
  */
 #pragma pack(push, 1)
 
 /* One disk. 56 bytes. */
 typedef struct DgDiskInfo {
     wchar_t name[16];    /* at most 15 characters of the disk's "Name" */
-    uint32_t signature;  /* "SIGNATURE", or formed from "DISKID" (see each call) */
+    uint32_t signature;  /* "SIGNATURE", or formed from "DISKID" (see each function) */
     uint32_t lun;        /* "LUN ID" */
     uint32_t target;     /* "DISK TARGET ID" */
     uint32_t port;       /* "PORT" */
     uint8_t reserved[8]; /* never written */
 } DgDiskInfo;
 
-/* One volume. 1,656 bytes. In the light form only the device name, the drive
- * letter, the type and the size are written. */
+/* One volume. 1,656 bytes. The light form has only the device name, the drive letter,
+ * the type and the size. */
 typedef struct VolInfo {
     wchar_t device_name[260]; /* "DEVICE NAME" */
-    /* A letter and a colon ("F:"), or empty: always written. It is what the
-     * service says, in the light form what the system's mount-point manager says:
-     * the two may disagree. */
+    /* A letter and a colon ("F:"), or empty: always written. Reported by the service, in
+     * the light form by the system's mount-point manager; the two may disagree. */
     wchar_t drive_letter[3];
-    /* "type of file system" and "label" of the volume's file system; not written
-     * for a volume that has none. */
+    /* "type of file system" and "label" of the volume's file system; not written for a
+     * volume that has none. */
     wchar_t file_system[32];
     wchar_t label[260];
-    /* The folders in which the volume is mounted, separated by "; ", or empty:
-     * always written, but in the light form. Next to a folder of a volume that has
-     * no letter of its own there may be two separators, or none. What does not fit
-     * is cut off. A volume that is mounted inside itself, through whichever others,
-     * is followed once: the text then holds what was gathered up to there. */
+    /* The folders in which the volume is mounted, separated by "; ", or empty: always
+     * written, except in the light form. Next to a folder of a volume that has no drive
+     * letter there may be two separators, or none. What does not fit is cut off. A
+     * volume that is mounted inside itself, directly or through others, is followed
+     * once: the string then ends with what was collected before. */
     wchar_t mount_points[261];
     uint32_t type;       /* "type", in the service's own numbers */
     uint8_t reserved[4]; /* never written */
     /* "ztvmstate", the service's own 32 bits, sign-extended. In lists of unusable
-     * volumes with the bit FARLO_VOLUME_UNUSABLE; there that bit is set in what
-     * the buffer held, too, when the state could not be read. */
+     * volumes with the bit FARLO_VOLUME_UNUSABLE; when the state could not be read, that
+     * bit is set in the buffer's contents. */
     int64_t state;
     uint64_t size; /* "size": bytes */
 } VolInfo;
 
-/* Begin of a disk group's record: that many DgDiskInfo follow, and behind them
- * that many VolInfo. */
+/* Header of a disk group's record; `disk_count` DgDiskInfo and `volume_count` VolInfo
+ * follow. */
 typedef struct DgInfo {
     uint32_t disk_count;
     uint32_t volume_count;
 } DgInfo;
 
-/* Begin of a volume's record: that many DgDiskInfo follow, and behind them one
- * VolInfo. */
+/* Header of a volume's record; `disk_count` DgDiskInfo and one VolInfo follow. */
 typedef struct VolPropInfo {
-    uint32_t disk_count;   /* a disk counts once for each subdisk that lies on it */
+    uint32_t disk_count;   /* a disk counts once for each subdisk on it */
     uint32_t volume_count; /* always 1 */
 } VolPropInfo;
 
-/* Begin of a disk group's light record. What follows depends on the group: with
- * a disk, the signature of the first one (32 bits) and then that many light
- * VolInfo; without a disk, the VolInfo at once. Take it apart with
- * farlo_dg_vol_info_signature and farlo_dg_vol_info_volume. */
+/* Header of a disk group's light record. If the group has a disk, the signature of the
+ * first one (32 bits) follows, and then `volume_count` light VolInfo; otherwise the
+ * VolInfo follow at once. Read it with farlo_dg_vol_info_signature and
+ * farlo_dg_vol_info_volume. */
 typedef struct DgVolInfo {
     uint32_t volume_count;
 } DgVolInfo;
 
-/* Begin of a disk group's list of disks: that many DgDiskInfo follow. */
+/* Header of a disk group's list of disks; `disk_count` DgDiskInfo follow. */
 typedef struct DgDiskList {
     uint32_t disk_count;
 } DgDiskList;
 
 #pragma pack(pop)
 
-#ifdef __cplusplus
+/* The layouts are checked where the language can: C11, C++11 and later. */
+#if defined(__cplusplus) && __cplusplus >= 201103L
 #define FARLO_STATIC_ASSERT static_assert
-#else
+#elif !defined(__cplusplus) && defined(__STDC_VERSION__) && __STDC_VERSION__ >= 201112L
 #define FARLO_STATIC_ASSERT _Static_assert
 #endif
+#ifdef FARLO_STATIC_ASSERT
 #define FARLO_FIELD_AT(record, field, offset)                                                      \
     FARLO_STATIC_ASSERT(offsetof(record, field) == (offset), #record ": " #field)
 
 FARLO_STATIC_ASSERT(sizeof(wchar_t) == 2, "wide characters are UTF-16");
+FARLO_STATIC_ASSERT(sizeof(farlo_plex_state) == 68, "farlo_plex_state");
+FARLO_FIELD_AT(farlo_plex_state, name, 0);
+FARLO_FIELD_AT(farlo_plex_state, state, 64);
 FARLO_STATIC_ASSERT(sizeof(DgDiskInfo) == 56, "DgDiskInfo");
 FARLO_FIELD_AT(DgDiskInfo, name, 0);
 FARLO_FIELD_AT(DgDiskInfo, signature, 32);
@@ -973,7 +1043,210 @@ FARLO_FIELD_AT(DgVolInfo, volume_count, 0);
 FARLO_STATIC_ASSERT(sizeof(DgDiskList) == 4, "DgDiskList");
 FARLO_FIELD_AT(DgDiskList, disk_count, 0);
 
-/* For the functions below: 32 bits of a record, 0 outside of it. */
+#undef FARLO_FIELD_AT
+#undef FARLO_STATIC_ASSERT
+#endif
+
+/* ------------------------------------------------------------ read records */
+
+/*
+ * The record of a disk group of any type: its disks and its volumes.
+ *
+ *   record   receives the record; NULL asks for the size
+ *   size     in: the buffer's size in bytes; out: with FARLO_BUFFER_TOO_SMALL the size
+ *            that is needed (see SIZES above), otherwise unchanged
+ *
+ * A disk whose signature is missing or 0 gets one that is formed from its "DISKID": the
+ * hexadecimal number before the first "-", or all of a "DISKID" without "-"; 0xFFFFFFFF
+ * when that has more than 32 bits.
+ *
+ * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_MISSING_ARGUMENT (also: the
+ * size is enough and there is no buffer), FARLO_NOT_FOUND (every failed search for the
+ * group), FARLO_BUFFER_TOO_SMALL, FARLO_EXCEPTION.
+ *
+ * Blocks: 25 s.
+ */
+uint32_t GetDgPropertiesA(opal_handle handle, const char* name, const char* guid, DgInfo* record,
+                          uint32_t* size);
+uint32_t GetDgPropertiesW(opal_handle handle, const wchar_t* name, const char* guid, DgInfo* record,
+                          uint32_t* size);
+
+/*
+ * The light record of a cluster disk group: the signature of its first disk, and its
+ * volumes in the light form. A signature that is missing or 0 is not formed.
+ *
+ *   record   receives the record; NULL asks for the size. Prepare it with
+ *            farlo_dg_vol_info_prepare before each call.
+ *   size     as for GetDgProperties; the same whether or not the group has a disk
+ *
+ * Statuses, Blocks: as GetDgProperties.
+ */
+uint32_t GetDgVolPropertiesA(opal_handle handle, const char* name, const char* guid,
+                             DgVolInfo* record, uint32_t* size);
+uint32_t GetDgVolPropertiesW(opal_handle handle, const wchar_t* name, const char* guid,
+                             DgVolInfo* record, uint32_t* size);
+
+/*
+ * The record of a volume: the disks that its subdisks are on, and the volume itself.
+ * Signatures are formed as by GetDgProperties.
+ *
+ *   device   the volume's device name; required
+ *   record   receives the record; required also when only the size is asked for
+ *   size     as for GetDgProperties, but: FOUR BYTES MORE than this size are written.
+ *            farlo_vol_prop_info_allocation returns the bytes to allocate,
+ *            farlo_vol_prop_info_prepare the size to pass.
+ *
+ *   uint32_t size = 0;
+ *   VolPropInfo none;
+ *   if (GetVolPropertiesW(handle, device, &none, &size) == FARLO_BUFFER_TOO_SMALL) {
+ *       size_t allocated = (size_t)farlo_vol_prop_info_allocation(size);
+ *       VolPropInfo* record = malloc(allocated);
+ *       size = farlo_vol_prop_info_prepare(record, allocated);
+ *       GetVolPropertiesW(handle, device, record, &size) ...
+ *
+ * Statuses: FARLO_INVALID_ARGUMENT (no device name; no such volume; in the A form any
+ * argument that is NULL except the handle), FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED,
+ * FARLO_MISSING_ARGUMENT, FARLO_BUFFER_TOO_SMALL, FARLO_EXCEPTION.
+ *
+ * Blocks: no pauses.
+ */
+uint32_t GetVolPropertiesA(opal_handle handle, const char* device, VolPropInfo* record,
+                           uint32_t* size);
+uint32_t GetVolPropertiesW(opal_handle handle, const wchar_t* device, VolPropInfo* record,
+                           uint32_t* size);
+
+/*
+ * The record of one volume of a cluster disk group.
+ *
+ *   device   the volume's device name, compared without regard to case; required (at
+ *            most 31 characters in the A form)
+ *   record   receives the record; NULL asks for the size
+ *   size     as for GetDgProperties; sizeof(VolInfo) is needed
+ *
+ * Statuses: as GetDgProperties, and FARLO_VOLUME_NOT_FOUND.
+ *
+ * Blocks: 25 s.
+ */
+uint32_t GetDgVolumePropertiesA(opal_handle handle, const char* name, const char* guid,
+                                const char* device, VolInfo* record, uint32_t* size);
+uint32_t GetDgVolumePropertiesW(opal_handle handle, const wchar_t* name, const char* guid,
+                                const wchar_t* device, VolInfo* record, uint32_t* size);
+
+/*
+ * The disks of a disk group of any type. Signatures are the disks' own: none is formed.
+ *
+ *   record   receives the list; NULL asks for the size
+ *   size     as for GetDgProperties
+ *
+ * Statuses, Blocks: as GetDgProperties.
+ */
+uint32_t GetDgDiskPropertiesA(opal_handle handle, const char* name, const char* guid,
+                              DgDiskList* record, uint32_t* size);
+uint32_t GetDgDiskPropertiesW(opal_handle handle, const wchar_t* name, const char* guid,
+                              DgDiskList* record, uint32_t* size);
+
+/* --------------------------------------------------------- monitor volumes */
+
+/*
+ * The state of one volume of a cluster disk group, in the service's own bits.
+ *
+ *   device   as for GetDgVolumeProperties
+ *   state    receives the state; 0 when the service reports none
+ *
+ * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_MISSING_ARGUMENT,
+ * FARLO_NOT_FOUND (every failed search for the group), FARLO_VOLUME_NOT_FOUND,
+ * FARLO_EXCEPTION.
+ *
+ * Blocks: 25 s.
+ */
+uint32_t GetDgVolumeStateA(opal_handle handle, const char* name, const char* guid,
+                           const char* device, uint32_t* state);
+uint32_t GetDgVolumeStateW(opal_handle handle, const wchar_t* name, const char* guid,
+                           const wchar_t* device, uint32_t* state);
+
+/* What GetDgVolumeStatus stores. */
+#define FARLO_VOLUME_STATUS_HEALTHY 36u
+#define FARLO_VOLUME_STATUS_OTHER 35u
+
+/*
+ * The status of one volume as the volume manager's driver sees it. Both names are one
+ * function.
+ *
+ *   handle        only checked after the driver was asked: without a connected one the
+ *                 status is stored as usual and FARLO_NOT_CONNECTED is returned
+ *   guid          the disk group's GUID string; required
+ *   volume_guid   the volume's GUID, FARLO_GUID_SIZE bytes; required
+ *   status        receives FARLO_VOLUME_STATUS_HEALTHY when the driver reports a healthy
+ *                 volume, otherwise FARLO_VOLUME_STATUS_OTHER, also when the driver
+ *                 cannot be asked. Unchanged when an argument is refused. TEST THIS, not
+ *                 the result.
+ *
+ * The result is the driver's status, which is NOT 0 for a healthy volume but
+ * FARLO_DEVICE_UNSUCCESSFUL (36). Others: 0, FARLO_DEVICE_SHARING_VIOLATION,
+ * FARLO_NOT_FOUND (it has no such device), FARLO_MISSING_ARGUMENT (no GUID string or
+ * `status`; it refuses the request), FARLO_DEVICE_FAILED (there is no driver, or any
+ * other failure), FARLO_INVALID_ARGUMENT (no volume GUID; the GUID string is too long),
+ * FARLO_NOT_CONNECTED (also: the handle is NULL).
+ *
+ * Blocks: 3 s (opening the device).
+ */
+uint32_t GetDgVolumeStatusA(opal_handle handle, const char* guid, const uint8_t* volume_guid,
+                            uint32_t* status);
+uint32_t GetDgVolumeStatusW(opal_handle handle, const char* guid, const uint8_t* volume_guid,
+                            uint32_t* status);
+
+/* Set in the state of a record of a volume that cannot be used. */
+#define FARLO_VOLUME_UNUSABLE 0x20
+
+/*
+ * The volumes of a cluster disk group that cannot be used, as consecutive VolInfo. A
+ * volume is unusable when one of the bits 0x4, 0x10, 0x20 and 0x100 of its state is set,
+ * or when the system's mount-point manager does not report a volume GUID name for it. So
+ * every volume is unusable when the mount-point manager cannot be asked. Volumes of data
+ * change objects are skipped. One volume that cannot be read fails the call
+ * (FARLO_EXCEPTION).
+ *
+ *   records   room for `count` records (farlo_vol_info_list_size); required also when
+ *             only the number is asked for
+ *   count     in: the number of RECORDS, not bytes, in the buffer; out: the number of
+ *             unusable volumes, also with FARLO_BUFFER_TOO_SMALL (see SIZES above)
+ *
+ * Statuses: FARLO_NULL_HANDLE, FARLO_MISSING_ARGUMENT, FARLO_NOT_CONNECTED,
+ * FARLO_NOT_FOUND (every failed search for the group), FARLO_VOLUME_NOT_FOUND (the group
+ * has no volume at all), FARLO_BUFFER_TOO_SMALL, FARLO_EXCEPTION.
+ *
+ * Blocks: 25 s.
+ */
+uint32_t GetUnusableVolumesInfo(opal_handle handle, const wchar_t* name, const char* guid,
+                                VolInfo* records, uint32_t* count);
+
+/*
+ * The record of one volume of a cluster disk group, with FARLO_VOLUME_UNUSABLE in its
+ * state when the system's mount-point manager does not report a volume GUID name for it
+ * or cannot be asked. The other bits that make a volume unusable are left as they are.
+ *
+ *   device   the volume's device name, compared without regard to case; required
+ *   record   receives the record; required also when only the size is asked for
+ *   size     in: the buffer's size in BYTES; out: with FARLO_BUFFER_TOO_SMALL the size
+ *            that is needed, sizeof(VolInfo) (see SIZES above), otherwise unchanged
+ *
+ * Statuses: as GetUnusableVolumesInfo; FARLO_VOLUME_NOT_FOUND: the group has no such
+ * volume.
+ *
+ * Blocks: 25 s.
+ */
+uint32_t GetVolumeInfo(opal_handle handle, const wchar_t* name, const char* guid,
+                       const wchar_t* device, VolInfo* record, uint32_t* size);
+
+/* --------------------------------------------------------- record helpers */
+
+/*
+ * Compute sizes and find the parts of a record. `size` is the number of bytes that the
+ * buffer really has; `allocated` is the same, where the size that was passed to the
+ * function is another one. They return NULL, or 0, for what is not in the record.
+ */
+
+/* For the helpers below: 32 bits of a record, 0 outside of it. */
 static inline uint32_t farlo_record_word(const void* record, size_t size, size_t offset) {
     uint32_t word = 0;
     if (record != NULL && size >= sizeof word && size - sizeof word >= offset) {
@@ -981,9 +1254,8 @@ static inline uint32_t farlo_record_word(const void* record, size_t size, size_t
     }
     return word;
 }
-
-/* For the functions below: one of `count` entries that begin at an offset, NULL
- * outside of the record. */
+/* For the helpers below: one of `count` entries that begin at an offset, NULL outside of
+ * the record. */
 static inline const void* farlo_record_entry(const void* record, size_t size, uint64_t offset,
                                              uint32_t count, uint32_t index, size_t entry_size) {
     if (record == NULL || index >= count || offset > size ||
@@ -992,43 +1264,22 @@ static inline const void* farlo_record_entry(const void* record, size_t size, ui
     }
     return (const uint8_t*)record + offset + (size_t)index * entry_size;
 }
+/* For the helpers below: a size as the functions take it. */
+static inline uint32_t farlo_record_size(size_t size) {
+    return size > 0xFFFFFFFFu ? 0xFFFFFFFFu : (uint32_t)size;
+}
 
-/* Bytes of so many VolInfo back to back (GetUnusableVolumesInfo). */
+/* Bytes of `volumes` consecutive VolInfo (GetUnusableVolumesInfo). */
 static inline uint64_t farlo_vol_info_list_size(uint32_t volumes) {
     return (uint64_t)sizeof(VolInfo) * volumes;
 }
 
-/*
- * The record of a disk group: its disks and its volumes.
- *
- *   name, guid   name the group, a cluster group or another
- *   record       receives the record; NULL asks for the size
- *   size         in: the buffer's size in bytes; out: with
- *                FARLO_BUFFER_TOO_SMALL the size that is needed, else left alone
- *
- * The signature of a disk that has none, or 0, is the hexadecimal number in front
- * of the first "-" of its "DISKID", or all of a "DISKID" that has no "-";
- * 0xFFFFFFFF when it has more than 32 bits.
- *
- * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_MISSING_ARGUMENT (also:
- * the size is enough and there is no buffer), FARLO_NOT_FOUND (every failed search
- * for the group), FARLO_BUFFER_TOO_SMALL, FARLO_EXCEPTION.
- */
-uint32_t GetDgPropertiesA(opal_handle handle, const char* name, const char* guid, DgInfo* record,
-                          uint32_t* size);
-typedef uint32_t (*GetDgPropertiesA_fn)(opal_handle handle, const char* name, const char* guid,
-                                        DgInfo* record, uint32_t* size);
-uint32_t GetDgPropertiesW(opal_handle handle, const wchar_t* name, const char* guid, DgInfo* record,
-                          uint32_t* size);
-typedef uint32_t (*GetDgPropertiesW_fn)(opal_handle handle, const wchar_t* name, const char* guid,
-                                        DgInfo* record, uint32_t* size);
-
-/* Bytes of a record of so many disks and volumes. */
+/* GetDgProperties: bytes of a record of `disks` disks and `volumes` volumes. */
 static inline uint64_t farlo_dg_info_size(uint32_t disks, uint32_t volumes) {
     return sizeof(DgInfo) + (uint64_t)sizeof(DgDiskInfo) * disks +
            (uint64_t)sizeof(VolInfo) * volumes;
 }
-/* A disk, a volume of a record in a buffer of `size` bytes. */
+/* GetDgProperties: one disk, one volume. */
 static inline const DgDiskInfo* farlo_dg_info_disk(const DgInfo* record, size_t size,
                                                    uint32_t index) {
     return (const DgDiskInfo*)farlo_record_entry(record, size, sizeof(DgInfo),
@@ -1043,54 +1294,21 @@ static inline const VolInfo* farlo_dg_info_volume(const DgInfo* record, size_t s
                                               sizeof(VolInfo));
 }
 
-/*
- * The record of a volume: the disks that its subdisks lie on, and itself.
- *
- *   device   the volume's device name; required
- *   record   receives the record; required also where only the size is asked
- *   size     as for GetDgProperties, but: FOUR BYTES MORE than this size are
- *            written. Get the size to pass from farlo_vol_prop_info_prepare and
- *            the bytes to allocate from farlo_vol_prop_info_allocation.
- *
- * Signatures are formed as by GetDgProperties.
- *
- *   uint32_t size = 0;
- *   VolPropInfo none;
- *   if (GetVolPropertiesW(handle, device, &none, &size) == FARLO_BUFFER_TOO_SMALL) {
- *       size_t allocated = (size_t)farlo_vol_prop_info_allocation(size);
- *       VolPropInfo* record = malloc(allocated);
- *       size = farlo_vol_prop_info_prepare(record, allocated);
- *       GetVolPropertiesW(handle, device, record, &size) ...
- *
- * Statuses: FARLO_INVALID_ARGUMENT (no device name; no such volume; in the A form
- * any NULL but the handle), FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED,
- * FARLO_MISSING_ARGUMENT, FARLO_BUFFER_TOO_SMALL, FARLO_EXCEPTION.
- */
-uint32_t GetVolPropertiesA(opal_handle handle, const char* device, VolPropInfo* record,
-                           uint32_t* size);
-typedef uint32_t (*GetVolPropertiesA_fn)(opal_handle handle, const char* device,
-                                         VolPropInfo* record, uint32_t* size);
-uint32_t GetVolPropertiesW(opal_handle handle, const wchar_t* device, VolPropInfo* record,
-                           uint32_t* size);
-typedef uint32_t (*GetVolPropertiesW_fn)(opal_handle handle, const wchar_t* device,
-                                         VolPropInfo* record, uint32_t* size);
-
-/* Bytes that are written beyond the size that is asked for and passed. */
+/* GetVolProperties: bytes that are written beyond the size that is reported and passed. */
 #define FARLO_VOL_PROP_INFO_BEYOND 4u
-/* Bytes to allocate when that size was asked for. */
-static inline uint64_t farlo_vol_prop_info_allocation(uint32_t asked) {
-    return (uint64_t)asked + FARLO_VOL_PROP_INFO_BEYOND;
+/* GetVolProperties: bytes to allocate when `needed` was reported. */
+static inline uint64_t farlo_vol_prop_info_allocation(uint32_t needed) {
+    return (uint64_t)needed + FARLO_VOL_PROP_INFO_BEYOND;
 }
-/* Zeroes a buffer of so many bytes and returns the size to pass for it. */
+/* GetVolProperties: zeroes a buffer and returns the size to pass for it. */
 static inline uint32_t farlo_vol_prop_info_prepare(void* buffer, size_t allocated) {
-    size_t size = 0;
-    if (buffer != NULL && allocated > FARLO_VOL_PROP_INFO_BEYOND) {
-        memset(buffer, 0, allocated);
-        size = allocated - FARLO_VOL_PROP_INFO_BEYOND;
+    if (buffer == NULL || allocated <= FARLO_VOL_PROP_INFO_BEYOND) {
+        return 0;
     }
-    return size > UINT32_MAX ? UINT32_MAX : (uint32_t)size;
+    memset(buffer, 0, allocated);
+    return farlo_record_size(allocated - FARLO_VOL_PROP_INFO_BEYOND);
 }
-/* A disk, the volume of a record in a buffer of `allocated` bytes. */
+/* GetVolProperties: one disk, and the volume. */
 static inline const DgDiskInfo* farlo_vol_prop_info_disk(const VolPropInfo* record,
                                                          size_t allocated, uint32_t index) {
     return (const DgDiskInfo*)farlo_record_entry(record, allocated, sizeof(VolPropInfo),
@@ -1105,115 +1323,7 @@ static inline const VolInfo* farlo_vol_prop_info_volume(const VolPropInfo* recor
                                               sizeof(VolInfo));
 }
 
-/*
- * The light record of a cluster disk group: the signature of its first disk, and
- * its volumes in the light form.
- *
- *   record   receives the record; NULL asks for the size. Make it ready with
- *            farlo_dg_vol_info_prepare before each call.
- *   size     as for GetDgProperties. It is the same whether or not the group has
- *            a disk.
- *
- * Statuses as GetDgProperties.
- */
-uint32_t GetDgVolPropertiesA(opal_handle handle, const char* name, const char* guid,
-                             DgVolInfo* record, uint32_t* size);
-typedef uint32_t (*GetDgVolPropertiesA_fn)(opal_handle handle, const char* name, const char* guid,
-                                           DgVolInfo* record, uint32_t* size);
-uint32_t GetDgVolPropertiesW(opal_handle handle, const wchar_t* name, const char* guid,
-                             DgVolInfo* record, uint32_t* size);
-typedef uint32_t (*GetDgVolPropertiesW_fn)(opal_handle handle, const wchar_t* name,
-                                           const char* guid, DgVolInfo* record, uint32_t* size);
-
-/* Where the drive letter of the first volume stands when there is no signature;
- * with a signature its first character is the third of these. */
-#define FARLO_DG_VOL_INFO_MARK (sizeof(DgVolInfo) + offsetof(VolInfo, drive_letter))
-#define FARLO_DG_VOL_INFO_MARK_SIZE (3 * sizeof(wchar_t))
-/*
- * Makes a buffer of so many bytes ready for GetDgVolProperties and returns the
- * size to pass for it. The buffer is zeroed, but for a mark by which the functions
- * below tell whether a signature was written: the record itself does not say. They
- * hold for a buffer that was made ready and then filled.
- */
-static inline uint32_t farlo_dg_vol_info_prepare(void* buffer, size_t size) {
-    if (buffer == NULL) {
-        return 0;
-    }
-    memset(buffer, 0, size);
-    if (size >= FARLO_DG_VOL_INFO_MARK + FARLO_DG_VOL_INFO_MARK_SIZE) {
-        memset((uint8_t*)buffer + FARLO_DG_VOL_INFO_MARK, 0xFF, FARLO_DG_VOL_INFO_MARK_SIZE);
-    }
-    return size > UINT32_MAX ? UINT32_MAX : (uint32_t)size;
-}
-/* Whether there is a signature in front of the volumes. A drive letter is always
- * written: an empty one is one character, any other a letter, a colon and the
- * terminator. A device name that reaches into the mark ends before the colon. */
-static inline int farlo_dg_vol_info_has_signature(const DgVolInfo* record, size_t size) {
-    uint16_t mark[3];
-    if (farlo_record_word(record, size, 0) == 0) {
-        return size >= sizeof(DgVolInfo) + sizeof(uint32_t);
-    }
-    if (size < FARLO_DG_VOL_INFO_MARK + sizeof mark) {
-        return 0;
-    }
-    memcpy(mark, (const uint8_t*)record + FARLO_DG_VOL_INFO_MARK, sizeof mark);
-    return mark[2] != 0xFFFF && mark[1] != L':';
-}
-/* The signature; 0 when the group has no disk, or its first disk none. */
-static inline uint32_t farlo_dg_vol_info_signature(const DgVolInfo* record, size_t size) {
-    return farlo_dg_vol_info_has_signature(record, size)
-               ? farlo_record_word(record, size, sizeof(DgVolInfo))
-               : 0;
-}
-/* A volume of a record in a buffer of `size` bytes. */
-static inline const VolInfo* farlo_dg_vol_info_volume(const DgVolInfo* record, size_t size,
-                                                      uint32_t index) {
-    const size_t signature = farlo_dg_vol_info_has_signature(record, size) ? sizeof(uint32_t) : 0;
-    return (const VolInfo*)farlo_record_entry(record, size, sizeof(DgVolInfo) + signature,
-                                              farlo_record_word(record, size, 0), index,
-                                              sizeof(VolInfo));
-}
-
-/*
- * The record of one volume of a cluster disk group.
- *
- *   device   the volume's device name, compared without regard to case; required
- *            (the A form takes at most 31 characters)
- *   record   receives the record; NULL asks for the size
- *   size     as for GetDgProperties; sizeof(VolInfo) is needed
- *
- * Statuses as GetDgProperties, and FARLO_VOLUME_NOT_FOUND.
- */
-uint32_t GetDgVolumePropertiesA(opal_handle handle, const char* name, const char* guid,
-                                const char* device, VolInfo* record, uint32_t* size);
-typedef uint32_t (*GetDgVolumePropertiesA_fn)(opal_handle handle, const char* name,
-                                              const char* guid, const char* device, VolInfo* record,
-                                              uint32_t* size);
-uint32_t GetDgVolumePropertiesW(opal_handle handle, const wchar_t* name, const char* guid,
-                                const wchar_t* device, VolInfo* record, uint32_t* size);
-typedef uint32_t (*GetDgVolumePropertiesW_fn)(opal_handle handle, const wchar_t* name,
-                                              const char* guid, const wchar_t* device,
-                                              VolInfo* record, uint32_t* size);
-
-/*
- * The disks of a disk group, a cluster group or another. Signatures are those of
- * the disks: none is formed.
- *
- *   record   receives the list; NULL asks for the size
- *   size     as for GetDgProperties
- *
- * Statuses as GetDgProperties.
- */
-uint32_t GetDgDiskPropertiesA(opal_handle handle, const char* name, const char* guid,
-                              DgDiskList* record, uint32_t* size);
-typedef uint32_t (*GetDgDiskPropertiesA_fn)(opal_handle handle, const char* name, const char* guid,
-                                            DgDiskList* record, uint32_t* size);
-uint32_t GetDgDiskPropertiesW(opal_handle handle, const wchar_t* name, const char* guid,
-                              DgDiskList* record, uint32_t* size);
-typedef uint32_t (*GetDgDiskPropertiesW_fn)(opal_handle handle, const wchar_t* name,
-                                            const char* guid, DgDiskList* record, uint32_t* size);
-
-/* A disk of a list in a buffer of `size` bytes. */
+/* GetDgDiskProperties: one disk. */
 static inline const DgDiskInfo* farlo_dg_disk_list_disk(const DgDiskList* record, size_t size,
                                                         uint32_t index) {
     return (const DgDiskInfo*)farlo_record_entry(record, size, sizeof(DgDiskList),
@@ -1222,95 +1332,215 @@ static inline const DgDiskInfo* farlo_dg_disk_list_disk(const DgDiskList* record
 }
 
 /*
- * The state of one volume of a cluster disk group, in the service's own bits.
- *
- *   device   as for GetDgVolumeProperties
- *   state    receives the state; 0 when the service names none
- *
- * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_MISSING_ARGUMENT,
- * FARLO_NOT_FOUND (every failed search for the group), FARLO_VOLUME_NOT_FOUND,
- * FARLO_EXCEPTION.
+ * GetDgVolProperties: the record does not say whether a signature precedes its volumes.
+ * farlo_dg_vol_info_prepare therefore marks the three characters in which the first
+ * volume's drive letter is if there is no signature; with a signature these are the last
+ * two characters of its device name and the first one of its drive letter. The function
+ * always writes the first character of a drive letter, and nothing but a NUL or a colon
+ * as its second. So what it left of the mark shows where the volume begins, whatever the
+ * volume's names are and however many characters of an empty drive letter are cleared.
  */
-uint32_t GetDgVolumeStateA(opal_handle handle, const char* name, const char* guid,
-                           const char* device, uint32_t* state);
+#define FARLO_DG_VOL_INFO_MARK (sizeof(DgVolInfo) + offsetof(VolInfo, drive_letter))
+#define FARLO_DG_VOL_INFO_MARK_SIZE (3 * sizeof(wchar_t))
+/* GetDgVolProperties: prepares a buffer and returns the size to pass for it. The buffer is
+ * zeroed, except for the mark. The helpers below hold for a buffer that was prepared and
+ * then filled. */
+static inline uint32_t farlo_dg_vol_info_prepare(void* buffer, size_t size) {
+    if (buffer == NULL) {
+        return 0;
+    }
+    memset(buffer, 0, size);
+    if (size >= FARLO_DG_VOL_INFO_MARK + FARLO_DG_VOL_INFO_MARK_SIZE) {
+        memset((uint8_t*)buffer + FARLO_DG_VOL_INFO_MARK, 0xFF, FARLO_DG_VOL_INFO_MARK_SIZE);
+    }
+    return farlo_record_size(size);
+}
+/* GetDgVolProperties: whether the volumes are preceded by a signature. A record without
+ * volumes does not show it: 1, and the signature is 0 if there is none. */
+static inline int farlo_dg_vol_info_has_signature(const DgVolInfo* record, size_t size) {
+    const uint16_t unwritten = 0xFFFF;
+    uint16_t mark[3];
+    if (farlo_record_word(record, size, 0) == 0) {
+        return size >= sizeof(DgVolInfo) + sizeof(uint32_t);
+    }
+    if (size < FARLO_DG_VOL_INFO_MARK + sizeof mark) {
+        return 0;
+    }
+    memcpy(mark, (const uint8_t*)record + FARLO_DG_VOL_INFO_MARK, sizeof mark);
+    if (mark[1] == L':') { /* a drive letter; a device name has its terminator there */
+        return 0;
+    }
+    if (mark[0] == unwritten) { /* a device name that ends before the mark */
+        return 1;
+    }
+    /* A device name that ends in the mark, or an empty drive letter. */
+    return mark[1] == unwritten ? mark[2] != unwritten : mark[0] != 0;
+}
+/* GetDgVolProperties: the signature; 0 when the group has no disk, or its first disk has
+ * none. */
+static inline uint32_t farlo_dg_vol_info_signature(const DgVolInfo* record, size_t size) {
+    return farlo_dg_vol_info_has_signature(record, size)
+               ? farlo_record_word(record, size, sizeof(DgVolInfo))
+               : 0;
+}
+/* GetDgVolProperties: one volume. */
+static inline const VolInfo* farlo_dg_vol_info_volume(const DgVolInfo* record, size_t size,
+                                                      uint32_t index) {
+    const size_t signature = farlo_dg_vol_info_has_signature(record, size) ? sizeof(uint32_t) : 0;
+    return (const VolInfo*)farlo_record_entry(record, size, sizeof(DgVolInfo) + signature,
+                                              farlo_record_word(record, size, 0), index,
+                                              sizeof(VolInfo));
+}
+
+/* ---------------------------------------------------------- pointer types */
+
+/* For GetProcAddress: the type of a pointer to each function. */
+typedef uint32_t (*InitializeClusterW_fn)(opal_handle* slot);
+typedef uint32_t (*ValidateClusterW_fn)(opal_handle* slot);
+typedef uint32_t (*ValidateClusterA_fn)(opal_handle* slot);
+typedef uint32_t (*InitializeClusterA_fn)(const char* name, uintptr_t reserved, opal_handle* slot);
+typedef uint32_t (*UnInitializeClusterA_fn)(opal_handle handle);
+typedef uint32_t (*UnInitializeClusterW_fn)(opal_handle handle);
+typedef uint32_t (*RegisterForAlerts_fn)(opal_handle handle, farlo_reset_timeout callback);
+typedef uint32_t (*GetDgGuidA_fn)(opal_handle handle, const char* name, char* guid);
+typedef uint32_t (*GetDgGuidW_fn)(opal_handle handle, const wchar_t* name, char* guid);
+typedef uint32_t (*GetNonClusterDgGuidA_fn)(opal_handle handle, const char* name, char* guid);
+typedef uint32_t (*GetNonClusterDgGuidW_fn)(opal_handle handle, const wchar_t* name, char* guid);
+typedef uint32_t (*GetDgNameW_fn)(opal_handle handle, const char* guid, wchar_t* name);
+typedef uint32_t (*GetDgNameListA_fn)(opal_handle handle, char** buffer, uint32_t* size,
+                                      uint32_t* count);
+typedef uint32_t (*GetDgNameListW_fn)(opal_handle handle, wchar_t** buffer, uint32_t* size,
+                                      uint32_t* count);
+typedef uint32_t (*GetNonClusterDgNameListA_fn)(opal_handle handle, char** buffer, uint32_t* size,
+                                                uint32_t* count);
+typedef uint32_t (*GetNonClusterDgNameListW_fn)(opal_handle handle, wchar_t** buffer,
+                                                uint32_t* size, uint32_t* count);
+typedef uint32_t (*OnlineDgExA_fn)(opal_handle handle, const char* name, const char* guid,
+                                   const char* new_name, uint32_t options, uint32_t reserved);
+typedef uint32_t (*OnlineDgExW_fn)(opal_handle handle, const wchar_t* name, const char* guid,
+                                   const wchar_t* new_name, uint32_t options, uint32_t reserved);
+typedef uint32_t (*OnlineDgA_fn)(opal_handle handle, const char* name, const char* guid,
+                                 const char* new_name, uint32_t options);
+typedef uint32_t (*OnlineDgW_fn)(opal_handle handle, const wchar_t* name, const char* guid,
+                                 const wchar_t* new_name, uint32_t options);
+typedef uint32_t (*ImportDgA_fn)(opal_handle handle, const char* name, const char* guid,
+                                 const char* new_name, uint32_t options);
+typedef uint32_t (*ImportDgW_fn)(opal_handle handle, const wchar_t* name, const char* guid,
+                                 const wchar_t* new_name, uint32_t options);
+typedef uint32_t (*OfflineDgA_fn)(opal_handle handle, const char* name, const char* guid,
+                                  uint32_t options);
+typedef uint32_t (*OfflineDgW_fn)(opal_handle handle, const wchar_t* name, const char* guid,
+                                  uint32_t options);
+typedef uint32_t (*DeportDgA_fn)(opal_handle handle, const char* name, const char* guid);
+typedef uint32_t (*DeportDgW_fn)(opal_handle handle, const wchar_t* name, const char* guid);
+typedef uint32_t (*ArbitrateDgA_fn)(opal_handle handle, const char* name, const char* guid);
+typedef uint32_t (*ArbitrateDgW_fn)(opal_handle handle, const wchar_t* name, const char* guid);
+typedef uint32_t (*StopDgReservationA_fn)(opal_handle handle, const char* name, const char* guid);
+typedef uint32_t (*StopDgReservationW_fn)(opal_handle handle, const wchar_t* name,
+                                          const char* guid);
+typedef uint32_t (*GetDgReservationStatusA_fn)(opal_handle handle, const char* name,
+                                               const char* guid, uint32_t* reservation);
+typedef uint32_t (*GetDgReservationStatusW_fn)(opal_handle handle, const wchar_t* name,
+                                               const char* guid, uint32_t* reservation);
+typedef uint32_t (*ReleaseDgW_fn)(const char* guid);
+typedef uint32_t (*GetDgStateA_fn)(opal_handle handle, const char* name, const char* guid,
+                                   uint8_t* imported);
+typedef uint32_t (*GetDgStateW_fn)(opal_handle handle, const wchar_t* name, const char* guid,
+                                   uint8_t* imported);
+typedef uint32_t (*GetDgStateExW_fn)(opal_handle handle, const wchar_t* name, const char* guid,
+                                     uint8_t* imported);
+typedef uint32_t (*GetDiskStateA_fn)(opal_handle handle, const char* disk, uint32_t* state);
+typedef uint32_t (*GetDiskStateW_fn)(opal_handle handle, const wchar_t* disk, uint32_t* state);
+typedef uint32_t (*GetDgDiskAvailabilityA_fn)(opal_handle handle, const char* name,
+                                              const char* guid, uint32_t* total, uint32_t* live);
+typedef uint32_t (*GetDgDiskAvailabilityW_fn)(opal_handle handle, const wchar_t* name,
+                                              const char* guid, uint32_t* total, uint32_t* live);
+typedef uint32_t (*GetDgVolPlexStatesA_fn)(opal_handle handle, const char* name, const char* guid,
+                                           const char* device, uint32_t* count,
+                                           farlo_plex_state* plexes);
+typedef uint32_t (*GetDgVolPlexStatesW_fn)(opal_handle handle, const wchar_t* name,
+                                           const char* guid, const wchar_t* device, uint32_t* count,
+                                           farlo_plex_state* plexes);
+typedef uint32_t (*SetFastFailoverFlagW_fn)(opal_handle handle, const wchar_t* name,
+                                            const char* guid, uint32_t flag);
+typedef uint32_t (*ClusterServiceStateA_fn)(opal_handle handle, uint32_t state);
+typedef uint32_t (*ClusterServiceStateW_fn)(opal_handle handle, uint32_t state);
+typedef uint32_t (*StartCVMClusterW_fn)(opal_handle handle);
+typedef uint32_t (*StopCVMClusterW_fn)(opal_handle handle);
+typedef uint32_t (*GetCVMClusterNodeStateW_fn)(opal_handle handle, uint32_t* state);
+typedef uint32_t (*OnlineVolA_fn)(opal_handle handle, const char* guid, const char* device,
+                                  uint32_t flags, uint32_t timeout_ms);
+typedef uint32_t (*OnlineVolW_fn)(opal_handle handle, const char* guid, const wchar_t* device,
+                                  uint32_t flags, uint32_t timeout_ms);
+typedef uint32_t (*OfflineVolA_fn)(opal_handle handle, const char* guid, const char* device,
+                                   uint32_t flags);
+typedef uint32_t (*OfflineVolW_fn)(opal_handle handle, const char* guid, const wchar_t* device,
+                                   uint32_t flags);
+typedef uint32_t (*OfflineVolumeA_fn)(const char* name, const char* path, const void* group_guid);
+typedef uint32_t (*OfflineVolumeW_fn)(const char* name, const wchar_t* path,
+                                      const void* group_guid);
+typedef uint32_t (*GetDgVolumeGuidA_fn)(opal_handle handle, const char* name, const char* guid,
+                                        const char* device, char* volume_guid);
+typedef uint32_t (*GetDgVolumeGuidW_fn)(opal_handle handle, const wchar_t* name, const char* guid,
+                                        const wchar_t* device, char* volume_guid);
+typedef uint32_t (*GetVolumeNameForSerialNumberA_fn)(opal_handle handle, const char* name,
+                                                     const char* guid, uint32_t serial_number,
+                                                     wchar_t* volume_name, uint32_t* size);
+typedef uint32_t (*GetVolumeNameForSerialNumberW_fn)(opal_handle handle, const wchar_t* name,
+                                                     const char* guid, uint32_t serial_number,
+                                                     wchar_t* volume_name, uint32_t* size);
+typedef uint32_t (*FFUpdateMountPathA_fn)(opal_handle handle, const char* name);
+typedef uint32_t (*FFUpdateMountPathW_fn)(opal_handle handle, const wchar_t* name);
+typedef uint32_t (*GetDiskTypeAndSignatureA_fn)(const char* path, uint32_t* signature,
+                                                uint8_t* disk_guid, uint32_t* style);
+typedef uint32_t (*GetDiskTypeAndSignatureW_fn)(const wchar_t* path, uint32_t* signature,
+                                                uint8_t* disk_guid, uint32_t* style);
+typedef uint32_t (*GetFirstVolumesDiskIDA_fn)(opal_handle handle, const char* name,
+                                              uint32_t* disk_id, uint32_t* style);
+typedef uint32_t (*GetFirstVolumesDiskIDW_fn)(opal_handle handle, const wchar_t* name,
+                                              uint32_t* disk_id, uint32_t* style);
+typedef uint8_t (*IsStorageClusterable_fn)(opal_handle handle, uint32_t style, uint32_t signature,
+                                           const uint8_t* disk_guid);
+typedef uint8_t (*IsVolumeOfSpecifiedDgType_fn)(opal_handle handle, const wchar_t* volume_name,
+                                                uint32_t type);
+typedef uint8_t (*IsVolumeClusterable_fn)(opal_handle handle, const wchar_t* volume_name);
+typedef uint32_t (*GetClusterSharedDgGuidA_fn)(opal_handle handle, const char* device, char* guid);
+typedef uint32_t (*GetClusterSharedDgGuidW_fn)(opal_handle handle, const wchar_t* device,
+                                               char* guid);
+typedef uint32_t (*CheckOSVersionAndReg_fn)(void);
+typedef uint32_t (*DeleteVMMSFolder_fn)(const wchar_t* folder);
+typedef uint32_t (*GetDgPropertiesA_fn)(opal_handle handle, const char* name, const char* guid,
+                                        DgInfo* record, uint32_t* size);
+typedef uint32_t (*GetDgPropertiesW_fn)(opal_handle handle, const wchar_t* name, const char* guid,
+                                        DgInfo* record, uint32_t* size);
+typedef uint32_t (*GetDgVolPropertiesA_fn)(opal_handle handle, const char* name, const char* guid,
+                                           DgVolInfo* record, uint32_t* size);
+typedef uint32_t (*GetDgVolPropertiesW_fn)(opal_handle handle, const wchar_t* name,
+                                           const char* guid, DgVolInfo* record, uint32_t* size);
+typedef uint32_t (*GetVolPropertiesA_fn)(opal_handle handle, const char* device,
+                                         VolPropInfo* record, uint32_t* size);
+typedef uint32_t (*GetVolPropertiesW_fn)(opal_handle handle, const wchar_t* device,
+                                         VolPropInfo* record, uint32_t* size);
+typedef uint32_t (*GetDgVolumePropertiesA_fn)(opal_handle handle, const char* name,
+                                              const char* guid, const char* device, VolInfo* record,
+                                              uint32_t* size);
+typedef uint32_t (*GetDgVolumePropertiesW_fn)(opal_handle handle, const wchar_t* name,
+                                              const char* guid, const wchar_t* device,
+                                              VolInfo* record, uint32_t* size);
+typedef uint32_t (*GetDgDiskPropertiesA_fn)(opal_handle handle, const char* name, const char* guid,
+                                            DgDiskList* record, uint32_t* size);
+typedef uint32_t (*GetDgDiskPropertiesW_fn)(opal_handle handle, const wchar_t* name,
+                                            const char* guid, DgDiskList* record, uint32_t* size);
 typedef uint32_t (*GetDgVolumeStateA_fn)(opal_handle handle, const char* name, const char* guid,
                                          const char* device, uint32_t* state);
-uint32_t GetDgVolumeStateW(opal_handle handle, const wchar_t* name, const char* guid,
-                           const wchar_t* device, uint32_t* state);
 typedef uint32_t (*GetDgVolumeStateW_fn)(opal_handle handle, const wchar_t* name, const char* guid,
                                          const wchar_t* device, uint32_t* state);
-
-/* What GetDgVolumeStatus stores. */
-#define FARLO_VOLUME_STATUS_HEALTHY 36u
-#define FARLO_VOLUME_STATUS_OTHER 35u
-
-/*
- * The status of one volume as the volume manager's driver sees it. Both names are
- * one function.
- *
- *   handle        looked at when the driver has answered: without a connected one
- *                 the status is stored all the same and the result is
- *                 FARLO_NOT_CONNECTED
- *   guid          the disk group's GUID text; required
- *   volume_guid   the volume's GUID, FARLO_GUID_SIZE bytes; required
- *   status        receives FARLO_VOLUME_STATUS_HEALTHY when the volume is healthy,
- *                 else FARLO_VOLUME_STATUS_OTHER. Test this, not the result.
- *
- * The result is the driver's answer, NOT 0 for a healthy volume but
- * FARLO_DEVICE_UNSUCCESSFUL (36). Others: 0, FARLO_DEVICE_SHARING_VIOLATION,
- * FARLO_NOT_FOUND (no driver), FARLO_MISSING_ARGUMENT (also: a request that the
- * driver does not take), FARLO_DEVICE_FAILED, FARLO_INVALID_ARGUMENT (no volume
- * GUID; the GUID text is longer than 64 characters), FARLO_NOT_CONNECTED (also:
- * NULL).
- */
-uint32_t GetDgVolumeStatusA(opal_handle handle, const char* guid, const uint8_t* volume_guid,
-                            uint32_t* status);
 typedef uint32_t (*GetDgVolumeStatusA_fn)(opal_handle handle, const char* guid,
                                           const uint8_t* volume_guid, uint32_t* status);
-uint32_t GetDgVolumeStatusW(opal_handle handle, const char* guid, const uint8_t* volume_guid,
-                            uint32_t* status);
 typedef uint32_t (*GetDgVolumeStatusW_fn)(opal_handle handle, const char* guid,
                                           const uint8_t* volume_guid, uint32_t* status);
-
-/* ------------------------------------------------ volume information lists */
-
-/* Set in the state of a record of a volume that cannot be used: one in whose state
- * one of the bits 0x4, 0x10, 0x20, 0x100 is set, or to which the operating system
- * has given no volume GUID name. GetVolumeInfo looks at the latter only. */
-#define FARLO_VOLUME_UNUSABLE 0x20
-
-/*
- * The volumes of a cluster disk group that cannot be used, one VolInfo behind the
- * other. Volumes of data change objects are passed over.
- *
- *   records   room for `count` records (farlo_vol_info_list_size); required also
- *             where only their number is asked
- *   count     in: how many RECORDS, not bytes, the buffer holds; out: the number
- *             of unusable volumes, also with FARLO_BUFFER_TOO_SMALL
- *
- * Statuses: FARLO_NULL_HANDLE, FARLO_MISSING_ARGUMENT, FARLO_NOT_CONNECTED,
- * FARLO_NOT_FOUND (every failed search for the group), FARLO_VOLUME_NOT_FOUND (the
- * group has no volume at all), FARLO_BUFFER_TOO_SMALL, FARLO_EXCEPTION.
- */
-uint32_t GetUnusableVolumesInfo(opal_handle handle, const wchar_t* name, const char* guid,
-                                VolInfo* records, uint32_t* count);
 typedef uint32_t (*GetUnusableVolumesInfo_fn)(opal_handle handle, const wchar_t* name,
                                               const char* guid, VolInfo* records, uint32_t* count);
-
-/*
- * The record of one volume of a cluster disk group, with FARLO_VOLUME_UNUSABLE in
- * its state when the operating system has given it no volume GUID name.
- *
- *   device   the volume's device name, compared without regard to case; required
- *   record   receives the record; required also where only the size is asked
- *   size     in: the buffer's size in BYTES; out: with FARLO_BUFFER_TOO_SMALL the
- *            size that is needed, sizeof(VolInfo), else left alone
- *
- * Statuses as GetUnusableVolumesInfo; FARLO_VOLUME_NOT_FOUND: the group has no such
- * volume.
- */
-uint32_t GetVolumeInfo(opal_handle handle, const wchar_t* name, const char* guid,
-                       const wchar_t* device, VolInfo* record, uint32_t* size);
 typedef uint32_t (*GetVolumeInfo_fn)(opal_handle handle, const wchar_t* name, const char* guid,
                                      const wchar_t* device, VolInfo* record, uint32_t* size);
 

@@ -1,0 +1,102 @@
+// The places that repeat what is written elsewhere: the index and the version of farlo.h,
+// and the sample of README.md.
+#include "farlo.h"
+
+#include "../service/process.h"
+
+#include <gtest/gtest.h>
+
+#include <windows.h>
+
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace support;
+
+// The text of a file of the project, without carriage returns.
+std::string project_file(const wchar_t* name) {
+    std::string text = read_text(std::wstring(FARLO_PROJECT) + name);
+    EXPECT_NE(text, "") << "there is no " << std::string(name, name + wcslen(name));
+    std::erase(text, '\r');
+    return text;
+}
+
+// What is between two marks; "" when one of them is missing.
+std::string between(const std::string& text, const std::string& begin, const std::string& end) {
+    const std::size_t from = text.find(begin);
+    if (from == std::string::npos) {
+        return "";
+    }
+    const std::size_t to = text.find(end, from + begin.size());
+    return to == std::string::npos ? ""
+                                   : text.substr(from + begin.size(), to - from - begin.size());
+}
+
+// "NAMEA/W" stands for NAMEA and NAMEW.
+std::multiset<std::string> names_of_index(const std::string& index) {
+    std::multiset<std::string> names;
+    std::istringstream words(index);
+    for (std::string word; words >> word;) {
+        if (word.back() == ',') {
+            word.pop_back();
+        }
+        if (word.size() > 3 && word.substr(word.size() - 3) == "A/W") {
+            names.insert(word.substr(0, word.size() - 2));
+            names.insert(word.substr(0, word.size() - 3) + "W");
+        } else if (GetProcAddress(GetModuleHandleW(L"farlo.dll"), word.c_str()) != nullptr) {
+            names.insert(word);
+        }
+    }
+    return names;
+}
+
+TEST(HeaderIndex, NamesEachFunctionOnce) {
+    const HMODULE module = LoadLibraryW(L"farlo.dll");
+    ASSERT_NE(module, nullptr);
+    const std::string header = project_file(L"clitools/farlo/api/farlo.h");
+    const std::multiset<std::string> exported = {
+#define SAME(name) #name,
+#include "exports.inc"
+#undef SAME
+    };
+    EXPECT_EQ(names_of_index(between(header, "FUNCTIONS BY TASK", "\n * The functions are")),
+              exported);
+    FreeLibrary(module);
+}
+
+TEST(HeaderVersion, IsThatOfTheDll) {
+    const HMODULE module = LoadLibraryW(L"farlo.dll");
+    ASSERT_NE(module, nullptr);
+    wchar_t path[MAX_PATH];
+    ASSERT_NE(GetModuleFileNameW(module, path, MAX_PATH), 0u);
+    FreeLibrary(module);
+    DWORD unused = 0;
+    std::vector<char> data(GetFileVersionInfoSizeW(path, &unused));
+    ASSERT_TRUE(GetFileVersionInfoW(path, 0, static_cast<DWORD>(data.size()), data.data()));
+    VS_FIXEDFILEINFO* version = nullptr;
+    UINT length = 0;
+    ASSERT_TRUE(VerQueryValueW(data.data(), L"\\", reinterpret_cast<void**>(&version), &length));
+    EXPECT_EQ(version->dwFileVersionMS, MAKELONG(FARLO_VERSION_MINOR, FARLO_VERSION_MAJOR));
+    EXPECT_EQ(version->dwFileVersionLS, MAKELONG(0, FARLO_VERSION_PATCH));
+}
+
+// README.md repeats the program to the letter, and the program does what it says.
+TEST(ReadmeSample, IsTheProgramThatIsBuilt) {
+    EXPECT_EQ(between(project_file(L"README.md"), "```c\n", "```\n"),
+              project_file(L"tests/api/readme_sample.c"));
+}
+
+TEST(ReadmeSample, ImportsADiskGroup) {
+    SetEnvironmentVariableW(L"ZTLAB_SCENARIO",
+                            (std::wstring(FARLO_PROJECT) + L"lab/scenarios/small.json").c_str());
+    Process sample(beside_this_program(L"readme_sample.exe"));
+    EXPECT_EQ(sample.wait(60'000), DWORD{0});
+    EXPECT_EQ(sample.output(), "dg_data: 0x0\r\n");
+    SetEnvironmentVariableW(L"ZTLAB_SCENARIO", nullptr);
+}
+
+}  // namespace
