@@ -47,12 +47,11 @@
  *
  * STRINGS. A wide string is NUL-terminated UTF-16. Most functions come in pairs:
  * NAMEW takes names as wide strings; NAMEA takes narrow strings, widens them and
- * calls NAMEW. NULL stays NULL. A narrow disk-group name has at most 31 characters,
- * and so have the device names that a function takes beside a group; other narrow
- * names and paths have at most 259. A longer one, or one that cannot be widened, is
- * refused with FARLO_INVALID_ARGUMENT. GUID strings of disk groups and volumes are
- * narrow in both forms and have at most 64 characters. They are the service's own:
- * the library only compares and copies them.
+ * calls NAMEW. NULL stays NULL. Unless a function states another limit, a narrow
+ * disk-group name has at most 31 characters, another narrow name or path at most 259. A
+ * longer one, or one that cannot be widened, is refused with FARLO_INVALID_ARGUMENT.
+ * GUID strings of disk groups and volumes are narrow in both forms and have at most 64
+ * characters. They are the service's own: the library only compares and copies them.
  *
  * Narrow strings are widened, and letter case is ignored, by the LC_CTYPE locale of
  * the C runtime that the library uses, msvcrt.dll. That is "C" unless the agent sets
@@ -92,7 +91,8 @@
  *                                    found any more
  *   GetFirstVolumesDiskID            its result
  *   GetDgVolumeProperties            FARLO_BUFFER_TOO_SMALL is returned as it is
- *   the three Is... functions        their answer, or 0
+ *   the three Is... functions        their result, or 0
+ *   all functions                    the status of an argument that is refused
  *
  * A lookup that fails because the connection was lost returns FARLO_NOT_FOUND, after up
  * to 25 s, from GetDgNameW, GetDgVolumeGuid (by name), GetDgStateExW,
@@ -237,8 +237,8 @@ uint32_t InitializeClusterA(const char* name, uintptr_t reserved, opal_handle* s
  *
  * Statuses: FARLO_UNINITIALIZE_FAILED.
  *
- * Blocks: no pauses, but waits as InitializeClusterW does, and for a callback of the
- * handle that is running.
+ * Blocks: no pauses, but waits as InitializeClusterW does; the command library may also
+ * wait for a callback that is running.
  */
 uint32_t UnInitializeClusterA(opal_handle handle);
 uint32_t UnInitializeClusterW(opal_handle handle);
@@ -324,10 +324,10 @@ uint32_t GetDgNameW(opal_handle handle, const char* guid, wchar_t* name);
  * Pass a size of 0 to get the size. When no group qualifies, the status is 0, the
  * count 0, and the size unchanged.
  *
- * The A forms fail as a whole with FARLO_EXCEPTION when the name of one group has more
- * than 31 characters or has no narrow form (see STRINGS above). So does every form
- * when one group cannot be read. The names before that one are in the buffer then, and
- * the count is that of all names.
+ * One group fails the whole call with FARLO_EXCEPTION: one that cannot be read, and in
+ * the A forms one whose name has more than 31 characters or no narrow form (see STRINGS
+ * above). If that happens while the names are written, those before it are in the
+ * buffer, and the count is the number of all.
  *
  * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_BUFFER_TOO_SMALL,
  * FARLO_MISSING_ARGUMENT, FARLO_EXCEPTION.
