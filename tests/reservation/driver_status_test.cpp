@@ -229,6 +229,40 @@ TEST_F(DriverStatus, DoesNotAskNorReleaseWhenTheLockWasAbandoned) {
     });
 }
 
+// What another thread sees while the one that the lock was abandoned to lives.
+TEST_F(DriverStatus, TimesOutOnALockThatAnotherCallFoundAbandoned) {
+    at_every_threshold([&] {
+        const HANDLE mutex = CreateMutexA(nullptr, FALSE, "Global\\driver-status-guid");
+        const HANDLE dead = CreateThread(
+            nullptr, 0,
+            [](void* argument) -> DWORD { return WaitForSingleObject(argument, INFINITE); }, mutex,
+            0, nullptr);
+        WaitForSingleObject(dead, INFINITE);
+        CloseHandle(dead);
+        EXPECT_EQ(ask(), 0u);
+        start_watching();
+        std::function<void()> ask_again = [&] {
+            EXPECT_EQ(ask(), 0u);
+            EXPECT_EQ(answer(), 39u);
+        };
+        const HANDLE next = CreateThread(
+            nullptr, 0,
+            [](void* argument) -> DWORD {
+                (*static_cast<std::function<void()>*>(argument))();
+                return 0;
+            },
+            &ask_again, 0, nullptr);
+        WaitForSingleObject(next, INFINITE);
+        expect_log({entering,
+                    {6, "IgnoreReservationThreadStatus(): Time-out to get the "
+                        "reservation_thread_update lock on dg"},
+                    exiting});
+        EXPECT_TRUE(ReleaseMutex(mutex));
+        CloseHandle(next);
+        CloseHandle(mutex);
+    });
+}
+
 TEST_F(DriverStatus, DoesNotAskWhenTheWaitFails) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());

@@ -26,8 +26,9 @@ std::uint32_t IgnoreReservationThreadStatus(Handle& mutex, const char* guid) {
                L"lock on dg");
         return 1;
     case WAIT_ABANDONED:
-        // The lock is owned now. Kept: it is closed without a release, so that
-        // whoever comes next sees that its owner died, too.
+        // KEPT: the lock is owned now, and the caller closes it without a
+        // release. While another process has it open and this thread lives, the
+        // next one to try sees a time-out, not an abandoned lock.
         log(0, L"IgnoreReservationThreadStatus(): WAIT_ABANDONED while waiting for the "
                L"reservation_thread_update lock on dg");
         return 1;
