@@ -98,6 +98,18 @@ class NodeStart : public FarloTest {
         CloseHandle(token);
     }
 
+    // The node's mutex, whose owner died. The caller closes it.
+    static HANDLE abandoned_mutex() {
+        const HANDLE mutex = CreateMutexA(nullptr, FALSE, "Global\\cvmclusternodeMutex");
+        const HANDLE dead = CreateThread(
+            nullptr, 0,
+            [](void* argument) -> DWORD { return WaitForSingleObject(argument, INFINITE); }, mutex,
+            0, nullptr);
+        WaitForSingleObject(dead, INFINITE);
+        CloseHandle(dead);
+        return mutex;
+    }
+
     void set_node(const char* name, std::uint32_t value) {
         opal_objid misc{};
         LabFindObject("misc", &misc);
@@ -194,28 +206,61 @@ TEST_F(NodeStart, OnlyWaitsWhileAnotherStarts) {
         });
 }
 
-// A mutex whose owner died: neither used nor released, and no start.
+// A mutex whose owner died is released at once and counts as not obtained.
 TEST_F(NodeStart, OnlyWaitsWhenTheMutexWasAbandoned) {
     starting_at_every_threshold(
         "{}", [&](LPTHREAD_START_ROUTINE procedure, KernelJournal& journal) {
-            const HANDLE mutex = CreateMutexA(nullptr, FALSE, "Global\\cvmclusternodeMutex");
-            const HANDLE dead = CreateThread(
-                nullptr, 0,
-                [](void* argument) -> DWORD { return WaitForSingleObject(argument, INFINITE); },
-                mutex, 0, nullptr);
-            WaitForSingleObject(dead, INFINITE);
-            CloseHandle(dead);
+            const HANDLE mutex = abandoned_mutex();
             journal.on_pause = [&](int) { set_node("nodeRole", 1); };
             EXPECT_EQ(procedure(handle), 0u);
             EXPECT_EQ(calls_of("PrCallDispatch"), Lines{});
             EXPECT_EQ(journal.lines, (Lines{create, "WaitForSingleObject mutex 4294967295 -> 128",
-                                            "Sleep 1000", "SetEvent token", "CloseHandle mutex"}));
+                                            "ReleaseMutex mutex", "Sleep 1000", "SetEvent token",
+                                            "CloseHandle mutex"}));
             expect_log({{6, "CVMClusterStart: The Procees request ownership of mutex"},
                         {6, "WaitForMutex(): Failed to get the reservation_thread_update lock"},
                         {6, "CVMClusterStart: The Process got ownership of the mutex"},
                         waiting,
                         completed});
-            EXPECT_TRUE(ReleaseMutex(mutex));
+            EXPECT_FALSE(ReleaseMutex(mutex)) << "the mutex is still owned";
+            CloseHandle(mutex);
+        });
+}
+
+// While the first one waits for a node that nobody starts, the second one obtains
+// the mutex and starts it.
+TEST_F(NodeStart, TheNextStartsTheNodeWhenTheMutexWasAbandoned) {
+    starting_at_every_threshold(
+        "{}", [&](LPTHREAD_START_ROUTINE procedure, KernelJournal& journal) {
+            const HANDLE mutex = abandoned_mutex();
+            HANDLE second = nullptr;
+            struct Call {
+                LPTHREAD_START_ROUTINE procedure;
+                opal_handle handle;
+            } call{procedure, handle};
+            journal.on_pause = [&](int number) {
+                if (number == 1) {
+                    EXPECT_FALSE(ReleaseMutex(mutex)) << "the mutex is still owned";
+                    second = CreateThread(
+                        nullptr, 0,
+                        [](void* argument) -> DWORD {
+                            const auto* one = static_cast<const Call*>(argument);
+                            return one->procedure(one->handle);
+                        },
+                        &call, 0, nullptr);
+                    while (calls_of("PrCallDispatch").empty() &&
+                           WaitForSingleObject(second, 1) == WAIT_TIMEOUT) {
+                    }
+                    set_node("nodeRole", 1);
+                    EXPECT_EQ(WaitForSingleObject(second, 10'000), WAIT_OBJECT_0);
+                }
+            };
+            EXPECT_EQ(procedure(handle), 0u);
+            DWORD second_result = STILL_ACTIVE;
+            GetExitCodeThread(second, &second_result);
+            EXPECT_EQ(second_result, 0u);
+            EXPECT_EQ(calls_of("PrCallDispatch"), Lines{start("0x0")});
+            CloseHandle(second);
             CloseHandle(mutex);
         });
 }

@@ -168,10 +168,30 @@ TEST_F(NodeStarters, TheMutexOfOneKilledIsGoneWithIt) {
     expect_through();
 }
 
-// Kept: a mutex whose owner died does not count as obtained.
+// A mutex whose owner died does not count as obtained.
 TEST_F(NodeStarters, OneThatInheritsTheMutexOnlyWaits) {
     kill_at(L"holding", true);
     expect_waits();
+}
+
+// Of two that wait for the mutex, the one that does not inherit it starts the node.
+TEST_F(NodeStarters, TheNextStartsTheNodeWhenTheMutexIsAbandoned) {
+    start_service(1);
+    const std::size_t first = add_starter(L"holding");
+    const std::size_t waiting[] = {add_starter(L"at-mutex"), add_starter(L"at-mutex")};
+    let_go(first);
+    await_reached();
+    for (const std::size_t number : waiting) {
+        let_go(number);
+        await_reached();
+    }
+    Sleep(100);  // from there to the wait itself
+    starter(first).kill();
+    await_done(2);
+    for (const std::size_t number : waiting) {
+        expect_running(number);
+    }
+    EXPECT_EQ(starts(), 1u);
 }
 
 TEST_F(NodeStarters, OneKilledWithTheTokenLeavesTheNextWaiting) {

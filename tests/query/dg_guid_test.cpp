@@ -224,17 +224,18 @@ DWORD WINAPI fixed_wait(HANDLE, DWORD) {
 }
 
 // Five minutes are over, or the mutex was abandoned, or the wait failed: the
-// group is looked for, disks are rescanned, and the release is issued all the
-// same.
+// group is looked for, disks are rescanned, and the release is issued anyway.
+// Each abandoned mutex is released before that.
 TEST_F(DgGuid, AWaitThatIsNotGrantedRescansItself) {
     virtual_time = true;
     const struct {
         DWORD result;
+        int releases;
         const char* line;
     } rows[] = {
-        {WAIT_TIMEOUT, "WaitForMutex(): Time-out to get the reservation_thread_update lock "},
-        {WAIT_ABANDONED, "WaitForMutex(): Failed to get the reservation_thread_update lock"},
-        {WAIT_FAILED, "WaitForMutex(): Failed to get the reservation_thread_update lock"}};
+        {WAIT_TIMEOUT, 1, "WaitForMutex(): Time-out to get the reservation_thread_update lock "},
+        {WAIT_ABANDONED, 3, "WaitForMutex(): Failed to get the reservation_thread_update lock"},
+        {WAIT_FAILED, 1, "WaitForMutex(): Failed to get the reservation_thread_update lock"}};
     at_every_threshold([&] {
         for (const auto& row : rows) {
             SCOPED_TRACE(row.result);
@@ -245,7 +246,7 @@ TEST_F(DgGuid, AWaitThatIsNotGrantedRescansItself) {
             const Interposer release(dll().module(), "ReleaseMutex", counted_release);
             start_watching();
             EXPECT_EQ(get(L"late", guid), 0u);
-            EXPECT_EQ(releases, 1);
+            EXPECT_EQ(releases, row.releases);
             expect_calls(lookup(5) + lookup(5) + Lines{cluster_service(), rescan} + lookup(6, all) +
                          Lines{read("late", "dgid", str("guid-9"))});
             expect_pauses({{"Sleep", 10'000}});
@@ -259,6 +260,91 @@ TEST_F(DgGuid, AWaitThatIsNotGrantedRescansItself) {
                  {6, "Exiting PerformPnpDiskRescan"},
                  {6, "GetDgGuidCommon: Sleeping for 10 secs"}}));
         }
+    });
+}
+
+// Ends as the owner of the mutex.
+DWORD WINAPI abandon(void* mutex) {
+    return WaitForSingleObject(mutex, INFINITE);
+}
+DWORD WINAPI obtain_at_once(void* mutex) {
+    const DWORD result = WaitForSingleObject(mutex, 0);
+    ReleaseMutex(mutex);
+    return result;
+}
+DWORD run_thread(LPTHREAD_START_ROUTINE routine, void* argument) {
+    const HANDLE thread = CreateThread(nullptr, 0, routine, argument, 0, nullptr);
+    WaitForSingleObject(thread, INFINITE);
+    DWORD result = 0;
+    GetExitCodeThread(thread, &result);
+    CloseHandle(thread);
+    return result;
+}
+
+// The first wait learns that the owner died and releases the mutex, the second
+// obtains it. Afterwards it is free for other threads.
+TEST_F(DgGuid, LeavesAnAbandonedMutexFree) {
+    at_every_threshold([&] {
+        const HANDLE mutex = CreateMutexA(nullptr, FALSE, mutex_name);
+        EXPECT_EQ(run_thread(abandon, mutex), WAIT_OBJECT_0);
+        EXPECT_EQ(get(L"late", guid), 0u);
+        EXPECT_EQ(guid, "guid-9");
+        EXPECT_EQ(run_thread(obtain_at_once, mutex), WAIT_OBJECT_0);
+        expect_log(
+            joined(not_found(),
+                   {{6, "GetDgGuidCommon(): CreateMutexA"},
+                    {6, "WaitForMutex(): Failed to get the reservation_thread_update lock"},
+                    {6, "WaitForMutex(): Got the reservation_thread_update lock "},
+                    {0, "GetDgObjIdByName() failed , DG_TYPENAME not found in OPAL, error=(0x1)"},
+                    {6, "Entering PerformPnpDiskRescan"},
+                    {6, "Exiting PerformPnpDiskRescan"},
+                    {6, "GetDgGuidCommon: Sleeping for 10 secs"}}));
+        CloseHandle(mutex);
+    });
+}
+
+// The owner of a rescan dies while another caller waits for it.
+TEST_F(DgGuid, LeavesAMutexFreeThatIsAbandonedDuringTheWait) {
+    at_every_threshold([&] {
+        const HANDLE mutex = CreateMutexA(nullptr, FALSE, mutex_name);
+        struct Owner {
+            HANDLE mutex, taken, end;
+        } owner{mutex, CreateEventW(nullptr, FALSE, FALSE, nullptr),
+                CreateEventW(nullptr, FALSE, FALSE, nullptr)};
+        const HANDLE thread = CreateThread(
+            nullptr, 0,
+            [](void* argument) -> DWORD {
+                const auto* held = static_cast<Owner*>(argument);
+                WaitForSingleObject(held->mutex, INFINITE);
+                SetEvent(held->taken);
+                return WaitForSingleObject(held->end, INFINITE);
+            },
+            &owner, 0, nullptr);
+        WaitForSingleObject(owner.taken, INFINITE);
+        clock().on_pause = [&](int number) {
+            if (number == 1) {
+                SetEvent(owner.end);
+                WaitForSingleObject(thread, INFINITE);
+            }
+        };
+        EXPECT_EQ(get(L"late", guid), 0u);
+        clock().on_pause = nullptr;
+        EXPECT_EQ(guid, "guid-9");
+        EXPECT_EQ(run_thread(obtain_at_once, mutex), WAIT_OBJECT_0);
+        expect_pauses({{"Wait", 300'000}, {"Sleep", 10'000}});
+        expect_log(
+            joined(not_found(),
+                   {{6, "GetDgGuidCommon(): CreateMutexA"},
+                    {6, "WaitForMutex(): Time-out to get the reservation_thread_update lock "},
+                    {6, "WaitForMutex(): Failed to get the reservation_thread_update lock"},
+                    {0, "GetDgObjIdByName() failed , DG_TYPENAME not found in OPAL, error=(0x1)"},
+                    {6, "Entering PerformPnpDiskRescan"},
+                    {6, "Exiting PerformPnpDiskRescan"},
+                    {6, "GetDgGuidCommon: Sleeping for 10 secs"}}));
+        CloseHandle(owner.taken);
+        CloseHandle(owner.end);
+        CloseHandle(thread);
+        CloseHandle(mutex);
     });
 }
 

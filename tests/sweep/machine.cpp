@@ -11,11 +11,31 @@
 #include <cstdint>
 #include <cstring>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <utility>
 
+extern "C" NTSTATUS NTAPI NtQueryMutant(HANDLE mutant, int what, void* buffer, ULONG size,
+                                        ULONG* returned);
+
 namespace sweep {
 namespace {
+
+// MUTANT_BASIC_INFORMATION, which the headers do not have.
+struct MutexState {
+    LONG count;
+    BOOLEAN owned_by_caller;
+    BOOLEAN abandoned;
+};
+constexpr int mutant_basic_information = 0;
+
+MutexState state_of(HANDLE mutex) {
+    MutexState state{};
+    if (NtQueryMutant(mutex, mutant_basic_information, &state, sizeof state, nullptr) != 0) {
+        throw std::runtime_error("the system does not report the state of a mutex");
+    }
+    return state;
+}
 
 constexpr NTSTATUS native_unsuccessful = static_cast<NTSTATUS>(0xC0000001);
 // Of the info device, which the library never closes: no handle of this process.
@@ -187,6 +207,9 @@ Machine::Machine(HMODULE module) {
     disk_style = PARTITION_STYLE_MBR;
     set_volume_links(true);
     connections.clear();
+    for (const char* name : {"Global\\rescanMutex", "Global\\cvmclusternodeMutex"}) {
+        m_mutexes.push_back({name, CreateMutexA(nullptr, FALSE, name)});
+    }
     const auto replace = [&](const char* name, auto* function) {
         m_interposers.push_back(std::make_unique<support::Interposer>(module, name, function));
     };
@@ -208,6 +231,9 @@ Machine::~Machine() {
     join();
     while (!m_interposers.empty()) {
         m_interposers.pop_back();
+    }
+    for (const Mutex& mutex : m_mutexes) {
+        CloseHandle(mutex.handle);
     }
 }
 
@@ -247,6 +273,21 @@ void Machine::join() {
         CloseHandle(thread);
     }
     threads.clear();
+}
+
+std::vector<std::string> Machine::take_owned_mutexes() {
+    std::vector<std::string> owned;
+    for (const Mutex& mutex : m_mutexes) {
+        const MutexState state = state_of(mutex.handle);
+        if (!state.owned_by_caller && !state.abandoned) {
+            continue;
+        }
+        owned.push_back(mutex.name);
+        WaitForSingleObject(mutex.handle, INFINITE);
+        while (ReleaseMutex(mutex.handle)) {
+        }
+    }
+    return owned;
 }
 
 }  // namespace sweep

@@ -10,6 +10,7 @@
 #include <winternl.h>
 
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace sweep {
@@ -41,8 +42,18 @@ class Machine {
     unsigned looks() const;
     // Waits until the threads that the DLL started have ended.
     void join();
+    // The machine's mutexes that this thread still owns, or that a thread of the DLL owned
+    // when it ended. They are free afterwards.
+    std::vector<std::string> take_owned_mutexes();
 
   private:
+    struct Mutex {
+        const char* name;
+        HANDLE handle;
+    };
+    // Open as long as this object lives: without another handle of it, a mutex that is
+    // closed while owned is gone.
+    std::vector<Mutex> m_mutexes;
     std::vector<std::unique_ptr<support::Interposer>> m_interposers;
 };
 

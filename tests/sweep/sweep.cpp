@@ -322,6 +322,9 @@ void SweepTest::expect_nothing_left(const std::string& what, const Judgement& ju
         fault(what, "connections left over: " + std::to_string(now.handles - m_before.handles));
         m_before = now;
     }
+    for (const std::string& mutex : m_machine->take_owned_mutexes()) {
+        fault(what, mutex + " is still owned");
+    }
     if (judgement.as_clean && !full_sweep()) {
         return;
     }

@@ -4,8 +4,8 @@
 
 namespace farlo {
 
-// The lines name the reservation thread's lock whatever mutex is waited for:
-// kept, as all users share the wording that administrators search for.
+// KEPT: the lines name the reservation thread's lock whichever mutex is waited
+// for; administrators search for this wording.
 std::uint32_t WaitForMutex(HANDLE mutex, std::uint32_t timeout_ms) {
     const DWORD result = WaitForSingleObject(mutex, timeout_ms);
     switch (result) {
@@ -15,6 +15,11 @@ std::uint32_t WaitForMutex(HANDLE mutex, std::uint32_t timeout_ms) {
     case WAIT_TIMEOUT:
         log(6, L"WaitForMutex(): Time-out to get the reservation_thread_update lock ");
         return 0;
+    case WAIT_ABANDONED:
+        // It is owned now, but what it guards may be half done: the next one to
+        // wait obtains it.
+        ReleaseMutex(mutex);
+        [[fallthrough]];
     default:
         log(6, L"WaitForMutex(): Failed to get the reservation_thread_update lock");
         return 0;

@@ -49,7 +49,8 @@ class NodeMutex {
         m_mutex = Handle(CreateMutexA(nullptr, FALSE, "Global\\cvmclusternodeMutex"));
         return static_cast<bool>(m_mutex);
     }
-    // Whether it is held now. One whose owner died counts as not obtained.
+    // Whether it is held now. An abandoned one counts as not obtained; it is left
+    // to the next to wait for it.
     bool wait() {
         m_held = WaitForMutex(m_mutex.get(), INFINITE) != 0;
         return m_held;
