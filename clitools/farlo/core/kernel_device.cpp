@@ -25,7 +25,7 @@ ControlAnswer send_control_record(HANDLE device, std::uint32_t code, void* recor
     const NTSTATUS returned =
         ZwDeviceIoControlFile(device, nullptr, nullptr, nullptr, &io_status, code, &block,
                               sizeof block, &block, sizeof block);
-    return {static_cast<std::uint32_t>(returned), static_cast<std::uint32_t>(io_status.Status)};
+    return {returned, io_status.Status};
 }
 
 }  // namespace farlo

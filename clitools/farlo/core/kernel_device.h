@@ -15,11 +15,11 @@ NTSTATUS open_kernel_device(const wchar_t* name, ULONG options, HANDLE& opened,
 
 // The two native statuses of a request.
 struct ControlAnswer {
-    std::uint32_t returned;
-    std::uint32_t completed;
+    NTSTATUS returned;
+    NTSTATUS completed;
 
-    // The driver's own, unless it tells of nothing.
-    std::uint32_t status() const { return completed != 0 ? completed : returned; }
+    // The driver's own, unless that is plain success.
+    NTSTATUS status() const { return completed != STATUS_SUCCESS ? completed : returned; }
 };
 ControlAnswer send_control_record(HANDLE device, std::uint32_t code, void* record);
 

@@ -1,7 +1,10 @@
-// Native calls of ntdll that the system's headers do not declare by these names.
+// Native calls of ntdll that the system's headers do not declare by these names,
+// and the native statuses.
 #pragma once
 
 #include <windows.h>
+
+#include <ntstatus.h>
 #include <winternl.h>
 
 extern "C" {

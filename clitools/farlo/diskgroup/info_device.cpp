@@ -13,20 +13,17 @@ namespace {
 constexpr int open_tries = 3;
 constexpr DWORD open_pause_ms = 1000;
 
-constexpr std::uint32_t native_not_found = 0xC0000034;
-constexpr std::uint32_t native_sharing_violation = 0xC0000043;
-
 // Opened at the first request, never closed. No lock: two first requests at
 // once may both open it, and the later handle stays.
 std::atomic<HANDLE> info_device{nullptr};
 
-std::uint32_t native_to_status(std::uint32_t native) {
+std::uint32_t native_to_status(NTSTATUS native) {
     switch (native) {
-    case 0:
+    case STATUS_SUCCESS:
         return FARLO_SUCCESS;
-    case native_not_found:
+    case STATUS_OBJECT_NAME_NOT_FOUND:
         return FARLO_NOT_FOUND;
-    case native_sharing_violation:
+    case STATUS_SHARING_VIOLATION:
         return FARLO_DEVICE_SHARING_VIOLATION;
     default:
         return FARLO_DEVICE_FAILED;
@@ -40,12 +37,12 @@ std::uint32_t open_once(Handle& device) {
     const NTSTATUS status =
         open_kernel_device(DM_INFO_DEVICE, FILE_SYNCHRONOUS_IO_ALERT, opened, io_status);
     if (!NT_SUCCESS(status)) {
-        return native_to_status(static_cast<std::uint32_t>(status));
+        return native_to_status(status);
     }
     device = Handle(opened);
     if (!NT_SUCCESS(io_status.Status)) {
         device.close();
-        return native_to_status(static_cast<std::uint32_t>(io_status.Status));
+        return native_to_status(io_status.Status);
     }
     return FARLO_SUCCESS;
 }
@@ -74,7 +71,7 @@ std::uint32_t DmInfoIoctl(std::uint32_t code, void* record) {
         }
     }
     const ControlAnswer answer = send_control_record(info_device, code, record);
-    if (answer.returned == native_not_found) {
+    if (answer.returned == STATUS_OBJECT_NAME_NOT_FOUND) {
         return FARLO_NOT_FOUND;
     }
     return native_to_status(answer.status());

@@ -11,23 +11,18 @@ namespace {
 constexpr int open_tries = 3;
 constexpr DWORD open_pause_ms = 1000;
 
-constexpr std::uint32_t native_unsuccessful = 0xC0000001;
-constexpr std::uint32_t native_invalid_parameter = 0xC000000D;
-constexpr std::uint32_t native_no_such_device = 0xC000000E;
-constexpr std::uint32_t native_sharing_violation = 0xC0000043;
-
 // Not the info device's numbers.
-std::uint32_t native_to_status(std::uint32_t native) {
+std::uint32_t native_to_status(NTSTATUS native) {
     switch (native) {
-    case 0:
+    case STATUS_SUCCESS:
         return FARLO_SUCCESS;
-    case native_sharing_violation:
+    case STATUS_SHARING_VIOLATION:
         return FARLO_DEVICE_SHARING_VIOLATION;
-    case native_unsuccessful:
+    case STATUS_UNSUCCESSFUL:
         return FARLO_DEVICE_UNSUCCESSFUL;
-    case native_no_such_device:
+    case STATUS_NO_SUCH_DEVICE:
         return FARLO_NOT_FOUND;
-    case native_invalid_parameter:
+    case STATUS_INVALID_PARAMETER:
         return FARLO_MISSING_ARGUMENT;
     default:
         return FARLO_DEVICE_FAILED;
@@ -35,8 +30,8 @@ std::uint32_t native_to_status(std::uint32_t native) {
 }
 
 // The native status of the last try.
-std::uint32_t open_config_device(Handle& device) {
-    NTSTATUS status = 0;
+NTSTATUS open_config_device(Handle& device) {
+    NTSTATUS status = STATUS_SUCCESS;
     for (int attempt = 0; attempt < open_tries; ++attempt) {
         HANDLE opened = nullptr;
         IO_STATUS_BLOCK io_status{};
@@ -48,14 +43,14 @@ std::uint32_t open_config_device(Handle& device) {
         }
         Sleep(open_pause_ms);
     }
-    return static_cast<std::uint32_t>(status);
+    return status;
 }
 
 }  // namespace
 
 std::uint32_t SendDmConfigRequest(std::uint32_t code, void* record) {
     Handle device;
-    const std::uint32_t opened = open_config_device(device);
+    const NTSTATUS opened = open_config_device(device);
     if (!device) {
         return native_to_status(opened);
     }
