@@ -149,8 +149,8 @@ TEST_F(GroupState, FailsWithoutMemory) {
 
 // Once each: the driver is polled by the agent, not by the library.
 TEST_F(GroupState, PassesTheDriversFailureOn) {
-    const std::tuple<std::uint32_t, std::uint32_t, std::string> failures[] = {
-        {0xC0000043, 23, "17"}, {0xC0000001, 24, "18"}};
+    const std::tuple<NTSTATUS, std::uint32_t, std::string> failures[] = {
+        {STATUS_SHARING_VIOLATION, 23, "17"}, {STATUS_UNSUCCESSFUL, 24, "18"}};
     for (const auto& [native, wanted, text] : failures) {
         at_every_threshold([&, native = native, wanted = wanted, text = text] {
             KernelJournal journal(dll().module(), clock());
@@ -176,7 +176,7 @@ TEST_F(GroupState, AsksTheServiceWithoutADriver) {
     for (const auto& [guid, reads, wanted] : groups) {
         at_every_threshold([&, guid = guid, reads = reads, wanted = wanted] {
             KernelJournal journal(dll().module(), clock());
-            journal.opens = {{0xC0000034}};
+            journal.opens = {{STATUS_OBJECT_NAME_NOT_FOUND}};
             EXPECT_EQ(ask(L"dg1", guid), 0u);
             EXPECT_EQ(*state.data(), wanted);
             expect_calls(all_groups + reads);
@@ -192,7 +192,7 @@ TEST_F(GroupState, AsksTheServiceWithoutADriver) {
 TEST_F(GroupState, AsksTheServiceAboutAGroupThatTheDriverDoesNotKnow) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.controls = {{0xC0000034, 0, 0x01}};
+        journal.controls = {{STATUS_OBJECT_NAME_NOT_FOUND, 0, 0x01}};
         EXPECT_EQ(ask(nullptr, "guid-1"), 0u);
         EXPECT_EQ(*state.data(), 1);
         expect_calls(all_groups + look_at_local + Lines{read("local", "imported", "BOOLEAN true")});
@@ -205,7 +205,7 @@ TEST_F(GroupState, AsksTheServiceAboutAGroupThatTheDriverDoesNotKnow) {
 TEST_F(GroupState, FailsWhenNobodyKnowsTheGroup) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.controls = {{0, 0xC0000034, 0}};
+        journal.controls = {{0, STATUS_OBJECT_NAME_NOT_FOUND, 0}};
         EXPECT_EQ(ask(nullptr, "nowhere"), 1u);
         EXPECT_TRUE(state.untouched());
         EXPECT_EQ(journal.live_pages(), 0u);
@@ -222,7 +222,7 @@ TEST_F(GroupState, FailsWhenNobodyKnowsTheGroup) {
 TEST_F(GroupState, FailsForAnExcludedGroupOfTheService) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.controls = {{0, 0xC0000034, 0}};
+        journal.controls = {{0, STATUS_OBJECT_NAME_NOT_FOUND, 0}};
         EXPECT_EQ(ask(nullptr, "guid-7"), 1u);
         expect_log({{4, "Entering GetDgStateW - (null)"},
                     {0, "iostatus, error=(0x1) "},
@@ -236,7 +236,7 @@ TEST_F(GroupState, FailsForAnExcludedGroupOfTheService) {
 TEST_F(GroupState, FailsWhenTheServiceTellsNoState) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.controls = {{0, 0xC0000034, 0}};
+        journal.controls = {{0, STATUS_OBJECT_NAME_NOT_FOUND, 0}};
         EXPECT_EQ(ask(nullptr, "guid-9"), 18u);
         EXPECT_TRUE(state.untouched());
         expect_log({{4, "Entering GetDgStateW - (null)"},
@@ -250,7 +250,7 @@ TEST_F(GroupState, FailsWhenTheServiceTellsNoState) {
 TEST_F(GroupState, IsNotConnectedWhenTheConnectionDrops) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.controls = {{0, 0xC0000034, 0}};
+        journal.controls = {{0, STATUS_OBJECT_NAME_NOT_FOUND, 0}};
         set_faults(R"([{"function": "ObGetProperty", "property": "imported", "drop": true}])");
         EXPECT_EQ(ask(nullptr, "guid-1"), 20u);
         EXPECT_EQ(*state.data(), 1);
@@ -265,7 +265,7 @@ TEST_F(GroupState, IsNotConnectedWhenTheConnectionDrops) {
 TEST_F(GroupState, AsksTheServiceByNameForOneWithoutAGuid) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.controls = {{0, 0xC0000034, 0}};
+        journal.controls = {{0, STATUS_OBJECT_NAME_NOT_FOUND, 0}};
         EXPECT_EQ(ask(L"local", ""), 0u);
         EXPECT_EQ(*state.data(), 1);
         const Lines by_name = all_groups + Lines{read("local", "LDM DG TYPE", "UINT32 1"),
@@ -280,8 +280,8 @@ TEST_F(GroupState, AsksTheServiceByNameForOneWithoutAGuid) {
 
 // Whatever the driver answered, a handle that lost its connection answers 20.
 TEST_F(GroupState, IsNotConnectedWhateverTheDriverAnswered) {
-    const std::tuple<std::uint32_t, const char*> answers[] = {
-        {0, ""}, {0xC0000043, "17"}, {0xC0000001, "18"}};
+    const std::tuple<NTSTATUS, const char*> answers[] = {
+        {0, ""}, {STATUS_SHARING_VIOLATION, "17"}, {STATUS_UNSUCCESSFUL, "18"}};
     for (const auto& [native, text] : answers) {
         at_every_threshold([&, native = native, text = text] {
             KernelJournal journal(dll().module(), clock());
@@ -311,7 +311,7 @@ TEST_F(GroupState, IsNotConnectedWhateverTheDriverAnswered) {
 TEST_F(GroupState, IsNotConnectedWhenASearchFailsMeanwhile) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.controls = {{0, 0xC0000034, 0}};
+        journal.controls = {{0, STATUS_OBJECT_NAME_NOT_FOUND, 0}};
         set_faults(R"([{"function": "ObGetProperty", "property": "dgid", "drop": true}])");
         EXPECT_EQ(ask(nullptr, "nowhere"), 20u);
         EXPECT_TRUE(state.untouched());
@@ -319,8 +319,8 @@ TEST_F(GroupState, IsNotConnectedWhenASearchFailsMeanwhile) {
 }
 
 TEST_F(GroupState, PassesOnThatTheDeviceCannotBeOpened) {
-    const std::tuple<std::uint32_t, std::uint32_t, std::string> failures[] = {
-        {0xC0000043, 23, "17"}, {0xC0000001, 24, "18"}};
+    const std::tuple<NTSTATUS, std::uint32_t, std::string> failures[] = {
+        {STATUS_SHARING_VIOLATION, 23, "17"}, {STATUS_UNSUCCESSFUL, 24, "18"}};
     for (const auto& [native, wanted, text] : failures) {
         at_every_threshold([&, native = native, wanted = wanted, text = text] {
             KernelJournal journal(dll().module(), clock());
@@ -341,7 +341,7 @@ TEST_F(GroupState, PassesOnThatTheDeviceCannotBeOpened) {
 TEST_F(GroupState, FailsWhenTheServicesWordIsOfAnotherType) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.controls = {{0, 0xC0000034, 0}};
+        journal.controls = {{0, STATUS_OBJECT_NAME_NOT_FOUND, 0}};
         set_faults(R"([{"function": "ObGetProperty", "property": "imported", "as": "UINT32"}])");
         EXPECT_EQ(ask(nullptr, "guid-1"), 18u);
         EXPECT_TRUE(state.untouched());
@@ -356,7 +356,7 @@ TEST_F(GroupState, FailsWhenTheServicesWordIsOfAnotherType) {
 TEST_F(GroupState, EndsWellWhicheverAllocationFails) {
     const auto answers = answers_at_every_allocation([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.controls = {{0, 0xC0000034, 0}};
+        journal.controls = {{0, STATUS_OBJECT_NAME_NOT_FOUND, 0}};
         GuardedBuffer one{1};
         const std::uint32_t status = FARLO(GetDgStateA)(handle, "local", nullptr, one.data());
         if (status == 0) {

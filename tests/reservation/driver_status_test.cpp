@@ -319,7 +319,7 @@ TEST_F(DriverStatus, SucceedsWithoutAStateWhenThereIsNoPage) {
 TEST_F(DriverStatus, DoesNotRetryWhatIsNotFound) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.controls = {{0, 0xC0000034, 0x01}};
+        journal.controls = {{0, STATUS_OBJECT_NAME_NOT_FOUND, 0x01}};
         EXPECT_EQ(ask(), 1u);
         EXPECT_EQ(answer(), 35u);
         expect_journal(journal, {create, waited(0), allocate, open, control("0x0 0xc0000034"),
@@ -332,7 +332,7 @@ TEST_F(DriverStatus, DoesNotRetryWhatIsNotFound) {
 TEST_F(DriverStatus, TriesThirtyTimes) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.controls = {{0, 0xC0000001, 0x01}};
+        journal.controls = {{0, STATUS_UNSUCCESSFUL, 0x01}};
         EXPECT_EQ(ask(), 24u);
         EXPECT_EQ(answer(), 35u);
         Lines wanted = {create, waited(0), allocate, open};
@@ -350,7 +350,8 @@ TEST_F(DriverStatus, TriesThirtyTimes) {
 TEST_F(DriverStatus, StopsAtTheFirstAnswer) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.controls = {{0, 0xC0000043, 0}, {0, 0xC0000001, 0}, {0, 0, 0x01}};
+        journal.controls = {
+            {0, STATUS_SHARING_VIOLATION, 0}, {0, STATUS_UNSUCCESSFUL, 0}, {0, 0, 0x01}};
         EXPECT_EQ(ask(), 0u);
         EXPECT_EQ(answer(), 34u);
         expect_journal(journal,
@@ -403,7 +404,7 @@ TEST_F(DriverStatus, ForgetsTheSettingOfTheLoad) {
 TEST_F(DriverStatus, AsksOnceWhenThereIsNoDevice) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.opens = {{0xC0000034}};
+        journal.opens = {{STATUS_OBJECT_NAME_NOT_FOUND}};
         EXPECT_EQ(ask(), 1u);
         EXPECT_EQ(answer(), 35u);
         const std::string missing =
@@ -419,7 +420,7 @@ TEST_F(DriverStatus, AsksOnceWhenThereIsNoDevice) {
 TEST_F(DriverStatus, AsksThirtyTimesWhileTheDeviceCannotBeOpened) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.opens = {{0xC0000043}};
+        journal.opens = {{STATUS_SHARING_VIOLATION}};
         EXPECT_EQ(ask(), 23u);
         EXPECT_EQ(answer(), 35u);
         Lines wanted = {create, waited(0), allocate};
@@ -441,7 +442,7 @@ TEST_F(DriverStatus, AsksThirtyTimesWhileTheDeviceCannotBeOpened) {
 TEST_F(DriverStatus, TriesThirtyTimesWhileTheDeviceIsShared) {
     once([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.controls = {{0xC0000043, 0}};
+        journal.controls = {{STATUS_SHARING_VIOLATION, 0}};
         EXPECT_EQ(ask(), 23u);
         EXPECT_EQ(answer(), 35u);
         EXPECT_EQ(clock().elapsed(), 30'000u);

@@ -46,7 +46,7 @@ TEST_F(InfoDevice, IsOpenedOnce) {
 TEST_F(InfoDevice, IsTriedThreeTimes) {
     once([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.opens = {{0xC0000001}, {0xC0000043}, {0}};
+        journal.opens = {{STATUS_UNSUCCESSFUL}, {STATUS_SHARING_VIOLATION}, {0}};
         EXPECT_EQ(request(journal), 0u);
         EXPECT_EQ(journal.lines,
                   (Lines{allocate, opened("0xc0000001 0x0"), "Sleep 1000", opened("0xc0000043 0x0"),
@@ -57,7 +57,7 @@ TEST_F(InfoDevice, IsTriedThreeTimes) {
 TEST_F(InfoDevice, IsNotFoundAfterThreeTries) {
     once([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.opens = {{0xC0000034}};
+        journal.opens = {{STATUS_OBJECT_NAME_NOT_FOUND}};
         EXPECT_EQ(request(journal), 1u);
         Lines wanted = {allocate};
         for (int i = 0; i < 3; ++i) {
@@ -75,21 +75,25 @@ TEST_F(InfoDevice, IsNotFoundAfterThreeTries) {
 TEST_F(InfoDevice, AnswersByTheLastTry) {
     once([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.opens = {{0xC0000001}, {0xC0000043}, {0xC0000034}};
+        journal.opens = {
+            {STATUS_UNSUCCESSFUL}, {STATUS_SHARING_VIOLATION}, {STATUS_OBJECT_NAME_NOT_FOUND}};
         EXPECT_EQ(request(journal), 1u);
     });
 }
 
 // A native status of the device, and what becomes of it.
 struct Answer {
-    std::uint32_t native;
+    NTSTATUS native;
     std::uint32_t status;
 };
 
 // The six tries of the release, each with three of the open.
 TEST_F(InfoDevice, TellsWhyItCouldNotBeOpened) {
-    const Answer answers[] = {
-        {0xC0000043, 23}, {0xC0000001, 24}, {0xC000000D, 24}, {0xC000000E, 24}, {0x80000005, 24}};
+    const Answer answers[] = {{STATUS_SHARING_VIOLATION, 23},
+                              {STATUS_UNSUCCESSFUL, 24},
+                              {STATUS_INVALID_PARAMETER, 24},
+                              {STATUS_NO_SUCH_DEVICE, 24},
+                              {STATUS_BUFFER_OVERFLOW, 24}};
     for (const Answer& answer : answers) {
         once([&] {
             KernelJournal journal(dll().module(), clock());
@@ -103,15 +107,17 @@ TEST_F(InfoDevice, TellsWhyItCouldNotBeOpened) {
 
 // A good open with a failed I/O status is a failed one, and its handle is closed.
 TEST_F(InfoDevice, IsNotOpenWithAFailedIoStatus) {
-    const Answer answers[] = {
-        {0xC0000034, 1}, {0xC0000043, 23}, {0xC0000001, 24}, {0x80000005, 24}};
+    const Answer answers[] = {{STATUS_OBJECT_NAME_NOT_FOUND, 1},
+                              {STATUS_SHARING_VIOLATION, 23},
+                              {STATUS_UNSUCCESSFUL, 24},
+                              {STATUS_BUFFER_OVERFLOW, 24}};
     for (const Answer& answer : answers) {
         once([&] {
             KernelJournal journal(dll().module(), clock());
             journal.opens = {{0, answer.native}};
             EXPECT_EQ(request(journal), answer.status);
             char text[16];
-            std::snprintf(text, sizeof text, "0x0 0x%x", answer.native);
+            std::snprintf(text, sizeof text, "0x0 0x%x", static_cast<unsigned>(answer.native));
             EXPECT_EQ(Lines(journal.lines.begin(), journal.lines.begin() + 4),
                       (Lines{allocate, opened(text), "CloseHandle device", "Sleep 1000"}));
             const auto opens = std::count(journal.lines.begin(), journal.lines.end(), opened(text));
@@ -125,7 +131,7 @@ TEST_F(InfoDevice, IsNotOpenWithAFailedIoStatus) {
 TEST_F(InfoDevice, IsOpenWithAnInformationalIoStatus) {
     once([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.opens = {{0, 0x40000000}};
+        journal.opens = {{0, STATUS_OBJECT_NAME_EXISTS}};
         EXPECT_EQ(request(journal), 0u);
         EXPECT_EQ(journal.lines, (Lines{allocate, opened("0x0 0x40000000"), control("0x0 0x0")}));
     });
@@ -133,25 +139,26 @@ TEST_F(InfoDevice, IsOpenWithAnInformationalIoStatus) {
 
 TEST_F(InfoDevice, TakesTheIoStatusBeforeTheCallsOwn) {
     struct Row {
-        std::uint32_t returned;
-        std::uint32_t io_status;
+        NTSTATUS returned;
+        NTSTATUS io_status;
         std::uint32_t wanted;
     };
     const Row rows[] = {
         {0, 0, 0},
-        {0xC0000034, 0, 1},
-        {0xC0000034, 0xC0000043, 1},  // the call's own "not found" wins
-        {0, 0xC0000034, 1},
-        {0xC0000001, 0xC0000034, 1},
-        {0, 0xC0000043, 23},
-        {0xC0000043, 0, 23},
-        {0xC0000001, 0xC0000043, 23},
-        {0xC0000043, 0xC0000001, 24},
-        {0xC0000001, 0, 24},
-        {0, 0xC000000D, 24},
-        {0, 0xC000000E, 24},
-        {0, 0x00000103, 24},  // not an error, but not done
-        {0x40000000, 0, 24},
+        {STATUS_OBJECT_NAME_NOT_FOUND, 0, 1},
+        {STATUS_OBJECT_NAME_NOT_FOUND, STATUS_SHARING_VIOLATION,
+         1},  // the call's own "not found" wins
+        {0, STATUS_OBJECT_NAME_NOT_FOUND, 1},
+        {STATUS_UNSUCCESSFUL, STATUS_OBJECT_NAME_NOT_FOUND, 1},
+        {0, STATUS_SHARING_VIOLATION, 23},
+        {STATUS_SHARING_VIOLATION, 0, 23},
+        {STATUS_UNSUCCESSFUL, STATUS_SHARING_VIOLATION, 23},
+        {STATUS_SHARING_VIOLATION, STATUS_UNSUCCESSFUL, 24},
+        {STATUS_UNSUCCESSFUL, 0, 24},
+        {0, STATUS_INVALID_PARAMETER, 24},
+        {0, STATUS_NO_SUCH_DEVICE, 24},
+        {0, STATUS_PENDING, 24},  // not an error, but not done
+        {STATUS_OBJECT_NAME_EXISTS, 0, 24},
     };
     for (const Row& row : rows) {
         once([&] {
@@ -182,7 +189,7 @@ TEST_F(InfoDevice, IsSharedByAllOperations) {
 TEST_F(InfoDevice, IsOpenWithAnInformationalStatus) {
     once([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.opens = {{0x40000000}};
+        journal.opens = {{STATUS_OBJECT_NAME_EXISTS}};
         EXPECT_EQ(request(journal), 0u);
         EXPECT_EQ(journal.lines, (Lines{allocate, opened("0x40000000 0x0"), control("0x0 0x0")}));
     });
@@ -193,12 +200,13 @@ TEST_F(InfoDevice, ARequestThatFailsAtOnce) {
     once([&] {
         KernelJournal journal(dll().module(), clock());
         EXPECT_EQ(request(journal), 0u);
-        const std::pair<std::uint32_t, std::uint32_t> rows[] = {
-            {0xC0000008, 24}, {0xC0000043, 23}, {0xC0000034, 1}};
+        const std::pair<NTSTATUS, std::uint32_t> rows[] = {{STATUS_INVALID_HANDLE, 24},
+                                                           {STATUS_SHARING_VIOLATION, 23},
+                                                           {STATUS_OBJECT_NAME_NOT_FOUND, 1}};
         for (const auto& [native, wanted] : rows) {
             const StandIn<decltype(NtDeviceIoControlFile)> control_file(
                 dll().module(), "ZwDeviceIoControlFile",
-                [native = native](auto...) { return static_cast<NTSTATUS>(native); });
+                [native = native](auto...) { return native; });
             EXPECT_EQ(FARLO(ReleaseDgW)("g"), wanted);
         }
     });

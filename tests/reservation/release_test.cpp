@@ -40,10 +40,10 @@ TEST_F(Release, NeverFreesItsPage) {
         KernelJournal journal(dll().module(), clock());
         EXPECT_EQ(FARLO(ReleaseDgW)("guid-r"), 0u);
         EXPECT_EQ(journal.live_pages(), 1u);
-        journal.controls = {{0, 0xC0000034}};
+        journal.controls = {{0, STATUS_OBJECT_NAME_NOT_FOUND}};
         EXPECT_EQ(FARLO(ReleaseDgW)("guid-r"), 1u);
         EXPECT_EQ(journal.live_pages(), 2u);
-        journal.controls = {{0, 0xC0000001}};
+        journal.controls = {{0, STATUS_UNSUCCESSFUL}};
         EXPECT_EQ(FARLO(ReleaseDgW)("guid-r"), 24u);
         EXPECT_EQ(journal.live_pages(), 3u);
     });
@@ -95,7 +95,7 @@ TEST_F(Release, FailsWithoutAPage) {
 TEST_F(Release, DoesNotRetryWhatIsNotFound) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.controls = {{0xC0000034, 0}};
+        journal.controls = {{STATUS_OBJECT_NAME_NOT_FOUND, 0}};
         EXPECT_EQ(FARLO(ReleaseDgW)("guid-r"), 1u);
         EXPECT_EQ(journal.lines, (Lines{allocate, open, control("guid-r", "0xc0000034 0x0")}));
         expect_log({entering, {0, " ReleaseDgW() failed , error=(0x1)"}, exiting});
@@ -105,7 +105,7 @@ TEST_F(Release, DoesNotRetryWhatIsNotFound) {
 TEST_F(Release, TriesSixTimes) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.controls = {{0, 0xC0000043}};
+        journal.controls = {{0, STATUS_SHARING_VIOLATION}};
         EXPECT_EQ(FARLO(ReleaseDgW)("guid-r"), 23u);
         Lines wanted = {allocate, open};
         for (int i = 0; i < 6; ++i) {
@@ -120,7 +120,7 @@ TEST_F(Release, TriesSixTimes) {
 TEST_F(Release, StopsAtSuccess) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.controls = {{0, 0xC0000043}, {0, 0}};
+        journal.controls = {{0, STATUS_SHARING_VIOLATION}, {0, 0}};
         EXPECT_EQ(FARLO(ReleaseDgW)("guid-r"), 0u);
         EXPECT_EQ(journal.lines, (Lines{allocate, open, control("guid-r", "0x0 0xc0000043"),
                                         "Sleep 1000", control("guid-r", "0x0 0x0")}));
@@ -131,7 +131,7 @@ TEST_F(Release, StopsAtSuccess) {
 TEST_F(Release, TellsOfADeviceThatIsNotThere) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.opens = {{0xC0000034}};
+        journal.opens = {{STATUS_OBJECT_NAME_NOT_FOUND}};
         EXPECT_EQ(FARLO(ReleaseDgW)("guid-r"), 1u);
         expect_pauses(std::vector<Pause>(3, {"Sleep", 1000}));
         expect_log({entering, {0, " ReleaseDgW() failed , error=(0x1)"}, exiting});

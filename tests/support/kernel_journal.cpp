@@ -21,6 +21,10 @@ std::string hex(std::uint64_t value) {
     return text;
 }
 
+std::string native(NTSTATUS status) {
+    return hex(static_cast<ULONG>(status));
+}
+
 std::string narrow(const UNICODE_STRING& text) {
     std::string result;
     for (const wchar_t letter : std::wstring_view(text.Buffer, text.Length / sizeof(wchar_t))) {
@@ -187,17 +191,17 @@ NTSTATUS NTAPI KernelJournal::open(HANDLE* file, ACCESS_MASK access, OBJECT_ATTR
     }
     current->lines.push_back("ZwOpenFile " + narrow(*attributes->ObjectName) + " " +
                              hex(attributes->Attributes) + " " + hex(access) + " " + hex(share) +
-                             " " + hex(options) + " -> " + hex(answer.returned) + " " +
-                             hex(answer.io_status));
-    io_status->Status = static_cast<NTSTATUS>(answer.io_status);
-    if (static_cast<NTSTATUS>(answer.returned) >= 0) {
+                             " " + hex(options) + " -> " + native(answer.returned) + " " +
+                             native(answer.io_status));
+    io_status->Status = answer.io_status;
+    if (NT_SUCCESS(answer.returned)) {
         // No handle of this process: the library keeps it for good.
         current->m_device =
             reinterpret_cast<HANDLE>(std::uintptr_t{0x70000} + 4 * ++current->m_devices);
         current->m_handles[current->m_device] = "device";
         *file = current->m_device;
     }
-    return static_cast<NTSTATUS>(answer.returned);
+    return answer.returned;
 }
 
 void KernelJournal::check_request(const void* input, ULONG input_size, const void* output,
@@ -239,11 +243,11 @@ NTSTATUS NTAPI KernelJournal::control(HANDLE file, HANDLE event, void* apc_routi
         current->m_faults.push_back("a byte of the record that is not zero");
     }
     current->lines.push_back("control " + hex(code) + " \"" + record->group_guid + "\" " +
-                             std::to_string(record->reservation) + " -> " + hex(answer.returned) +
-                             " " + hex(answer.io_status));
+                             std::to_string(record->reservation) + " -> " +
+                             native(answer.returned) + " " + native(answer.io_status));
     record->reply = answer.reply;
-    io_status->Status = static_cast<NTSTATUS>(answer.io_status);
-    return static_cast<NTSTATUS>(answer.returned);
+    io_status->Status = answer.io_status;
+    return answer.returned;
 }
 
 }  // namespace support

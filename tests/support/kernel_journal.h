@@ -19,6 +19,8 @@
 #include "virtual_clock.h"
 
 #include <windows.h>
+
+#include <ntstatus.h>
 #include <winternl.h>
 
 #include <cstdint>
@@ -50,8 +52,8 @@ class KernelJournal {
     // What the driver answers: the call's own status, the I/O status, and for a
     // request the reply flags. The first in the list is taken, the last stays.
     struct Answer {
-        std::uint32_t returned = 0;
-        std::uint32_t io_status = 0;
+        NTSTATUS returned = STATUS_SUCCESS;
+        NTSTATUS io_status = STATUS_SUCCESS;
         std::uint8_t reply = 0;
     };
     std::deque<Answer> opens{{}};
