@@ -26,13 +26,13 @@ static NTSTATUS WINAPI control(DEVICE_OBJECT* device, IRP* irp) {
     return complete_irp(irp, status, request.written);
 }
 
-/* The folder of both devices. */
+/* The folder of both devices. It is not permanent: it goes with the driver, so
+ * that a node without one looks as if none had ever been loaded. */
 static NTSTATUS make_device_folder(void) {
     UNICODE_STRING name;
     OBJECT_ATTRIBUTES attributes;
     RtlInitUnicodeString(&name, DEVICE_FOLDER);
-    InitializeObjectAttributes(&attributes, &name,
-                               OBJ_CASE_INSENSITIVE | OBJ_OPENIF | OBJ_PERMANENT, NULL, NULL);
+    InitializeObjectAttributes(&attributes, &name, OBJ_CASE_INSENSITIVE | OBJ_OPENIF, NULL, NULL);
     const NTSTATUS status =
         ZwCreateDirectoryObject(&device_folder, DIRECTORY_ALL_ACCESS, &attributes);
     return status == STATUS_OBJECT_NAME_EXISTS ? STATUS_SUCCESS : status;

@@ -5,18 +5,18 @@
 namespace dm_tests {
 namespace {
 
-std::filesystem::path driver_file() {
-    wchar_t path[MAX_PATH] = L"";
-    SearchPathW(nullptr, L"dmcontrol.sys", nullptr, MAX_PATH, path, nullptr);
-    return path;
-}
-
 std::uint32_t ask(HANDLE device, std::uint32_t code, const void* record) {
     dm_control_block block{reinterpret_cast<std::uintptr_t>(record), 0};
     return lab::send_request(device, code, &block, sizeof block, &block, sizeof block);
 }
 
 }  // namespace
+
+std::filesystem::path driver_file() {
+    wchar_t path[MAX_PATH] = L"";
+    SearchPathW(nullptr, L"dmcontrol.sys", nullptr, MAX_PATH, path, nullptr);
+    return path;
+}
 
 // Loaded anew: what runs is what was built.
 void DriverTest::SetUpTestSuite() {

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 #include <string>
 
@@ -21,6 +22,9 @@ constexpr std::uint32_t buffer_too_small = 0xC0000023;
 constexpr std::uint32_t not_found = 0xC0000034;
 constexpr std::uint32_t sharing_violation = 0xC0000043;
 constexpr std::uint32_t invalid_buffer_size = 0xC0000206;
+
+// The driver that was built.
+std::filesystem::path driver_file();
 
 // What is done to the devices, with the driver loaded and knowing nothing.
 class DriverTest : public testing::Test {

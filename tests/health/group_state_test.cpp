@@ -169,14 +169,15 @@ TEST_F(GroupState, PassesTheDriversFailureOn) {
 }
 
 TEST_F(GroupState, AsksTheServiceWithoutADriver) {
-    const std::tuple<const char*, Lines, std::uint8_t> groups[] = {
-        {"guid-1", look_at_local + Lines{read("local", "imported", "BOOLEAN true")}, 1},
-        {"guid-2", look_at_local + look_at_dg1 + Lines{read("dg1", "imported", "BOOLEAN false")},
-         0}};
-    for (const auto& [guid, reads, wanted] : groups) {
-        at_every_threshold([&, guid = guid, reads = reads, wanted = wanted] {
+    const std::tuple<NTSTATUS, const char*, Lines, std::uint8_t> groups[] = {
+        {STATUS_OBJECT_NAME_NOT_FOUND, "guid-1",
+         look_at_local + Lines{read("local", "imported", "BOOLEAN true")}, 1},
+        {STATUS_OBJECT_PATH_NOT_FOUND, "guid-2",
+         look_at_local + look_at_dg1 + Lines{read("dg1", "imported", "BOOLEAN false")}, 0}};
+    for (const auto& [native, guid, reads, wanted] : groups) {
+        at_every_threshold([&, native = native, guid = guid, reads = reads, wanted = wanted] {
             KernelJournal journal(dll().module(), clock());
-            journal.opens = {{STATUS_OBJECT_NAME_NOT_FOUND}};
+            journal.opens = {{native}};
             EXPECT_EQ(ask(L"dg1", guid), 0u);
             EXPECT_EQ(*state.data(), wanted);
             expect_calls(all_groups + reads);

@@ -402,19 +402,26 @@ TEST_F(DriverStatus, ForgetsTheSettingOfTheLoad) {
 
 // The device cannot be opened: the three tries of the opening are one of the query's.
 TEST_F(DriverStatus, AsksOnceWhenThereIsNoDevice) {
-    at_every_threshold([&] {
-        KernelJournal journal(dll().module(), clock());
-        journal.opens = {{STATUS_OBJECT_NAME_NOT_FOUND}};
-        EXPECT_EQ(ask(), 1u);
-        EXPECT_EQ(answer(), 35u);
-        const std::string missing =
-            "ZwOpenFile \\Device\\DmControl\\DmInfo 0x40 0x100003 0x3 0x10 -> 0xc0000034 0x0";
-        expect_journal(journal, {create, waited(0), allocate, missing, "Sleep 1000", missing,
-                                 "Sleep 1000", missing, "Sleep 1000", "ReleaseMutex mutex",
-                                 "CloseHandle mutex", "VirtualFree page"});
-        expect_log(
-            {entering, got_lock, {0, "GetDgReservationStatusW() failed, error=(0x1) "}, exiting});
-    });
+    const std::pair<NTSTATUS, std::string> rows[] = {
+        {STATUS_OBJECT_NAME_NOT_FOUND, "0xc0000034 0x0"},
+        {STATUS_OBJECT_PATH_NOT_FOUND, "0xc000003a 0x0"}};
+    for (const auto& [native, result] : rows) {
+        at_every_threshold([&, native = native, result = result] {
+            KernelJournal journal(dll().module(), clock());
+            journal.opens = {{native}};
+            EXPECT_EQ(ask(), 1u);
+            EXPECT_EQ(answer(), 35u);
+            const std::string missing =
+                "ZwOpenFile \\Device\\DmControl\\DmInfo 0x40 0x100003 0x3 0x10 -> " + result;
+            expect_journal(journal, {create, waited(0), allocate, missing, "Sleep 1000", missing,
+                                     "Sleep 1000", missing, "Sleep 1000", "ReleaseMutex mutex",
+                                     "CloseHandle mutex", "VirtualFree page"});
+            expect_log({entering,
+                        got_lock,
+                        {0, "GetDgReservationStatusW() failed, error=(0x1) "},
+                        exiting});
+        });
+    }
 }
 
 TEST_F(DriverStatus, AsksThirtyTimesWhileTheDeviceCannotBeOpened) {

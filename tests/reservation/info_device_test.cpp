@@ -72,6 +72,19 @@ TEST_F(InfoDevice, IsNotFoundAfterThreeTries) {
     });
 }
 
+// No driver has made the folder of the devices: not asked again, as with a device
+// that is not found.
+TEST_F(InfoDevice, IsNotFoundWithoutItsFolder) {
+    once([&] {
+        KernelJournal journal(dll().module(), clock());
+        journal.opens = {{STATUS_OBJECT_PATH_NOT_FOUND}};
+        EXPECT_EQ(request(journal), 1u);
+        const std::string missing = opened("0xc000003a 0x0");
+        EXPECT_EQ(journal.lines, (Lines{allocate, missing, "Sleep 1000", missing, "Sleep 1000",
+                                        missing, "Sleep 1000"}));
+    });
+}
+
 TEST_F(InfoDevice, AnswersByTheLastTry) {
     once([&] {
         KernelJournal journal(dll().module(), clock());
@@ -108,6 +121,7 @@ TEST_F(InfoDevice, TellsWhyItCouldNotBeOpened) {
 // A good open with a failed I/O status is a failed one, and its handle is closed.
 TEST_F(InfoDevice, IsNotOpenWithAFailedIoStatus) {
     const Answer answers[] = {{STATUS_OBJECT_NAME_NOT_FOUND, 1},
+                              {STATUS_OBJECT_PATH_NOT_FOUND, 1},
                               {STATUS_SHARING_VIOLATION, 23},
                               {STATUS_UNSUCCESSFUL, 24},
                               {STATUS_BUFFER_OVERFLOW, 24}};
@@ -146,8 +160,8 @@ TEST_F(InfoDevice, TakesTheIoStatusBeforeTheCallsOwn) {
     const Row rows[] = {
         {0, 0, 0},
         {STATUS_OBJECT_NAME_NOT_FOUND, 0, 1},
-        {STATUS_OBJECT_NAME_NOT_FOUND, STATUS_SHARING_VIOLATION,
-         1},  // the call's own "not found" wins
+        // The call's own "not found" wins.
+        {STATUS_OBJECT_NAME_NOT_FOUND, STATUS_SHARING_VIOLATION, 1},
         {0, STATUS_OBJECT_NAME_NOT_FOUND, 1},
         {STATUS_UNSUCCESSFUL, STATUS_OBJECT_NAME_NOT_FOUND, 1},
         {0, STATUS_SHARING_VIOLATION, 23},
@@ -157,7 +171,11 @@ TEST_F(InfoDevice, TakesTheIoStatusBeforeTheCallsOwn) {
         {STATUS_UNSUCCESSFUL, 0, 24},
         {0, STATUS_INVALID_PARAMETER, 24},
         {0, STATUS_NO_SUCH_DEVICE, 24},
-        {0, STATUS_PENDING, 24},  // not an error, but not done
+        // "Not found" of an opening only.
+        {STATUS_OBJECT_PATH_NOT_FOUND, 0, 24},
+        {0, STATUS_OBJECT_PATH_NOT_FOUND, 24},
+        // Not an error, but not done.
+        {0, STATUS_PENDING, 24},
         {STATUS_OBJECT_NAME_EXISTS, 0, 24},
     };
     for (const Row& row : rows) {

@@ -129,13 +129,15 @@ TEST_F(Release, StopsAtSuccess) {
 }
 
 TEST_F(Release, TellsOfADeviceThatIsNotThere) {
-    at_every_threshold([&] {
-        KernelJournal journal(dll().module(), clock());
-        journal.opens = {{STATUS_OBJECT_NAME_NOT_FOUND}};
-        EXPECT_EQ(FARLO(ReleaseDgW)("guid-r"), 1u);
-        expect_pauses(std::vector<Pause>(3, {"Sleep", 1000}));
-        expect_log({entering, {0, " ReleaseDgW() failed , error=(0x1)"}, exiting});
-    });
+    for (const NTSTATUS native : {STATUS_OBJECT_NAME_NOT_FOUND, STATUS_OBJECT_PATH_NOT_FOUND}) {
+        at_every_threshold([&] {
+            KernelJournal journal(dll().module(), clock());
+            journal.opens = {{native}};
+            EXPECT_EQ(FARLO(ReleaseDgW)("guid-r"), 1u);
+            expect_pauses(std::vector<Pause>(3, {"Sleep", 1000}));
+            expect_log({entering, {0, " ReleaseDgW() failed , error=(0x1)"}, exiting});
+        });
+    }
 }
 
 }  // namespace

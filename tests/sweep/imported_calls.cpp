@@ -3,6 +3,11 @@
 #include "exclusive.h"
 #include "ztbus3.h"
 
+#include <windows.h>
+
+#include <ntstatus.h>
+#include <winternl.h>
+
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -145,9 +150,10 @@ std::vector<Way> answers(const std::vector<DWORD>& codes) {
     return ways;
 }
 
-std::vector<Way> native_statuses(const std::vector<std::uint32_t>& codes) {
+std::vector<Way> native_statuses(const std::vector<NTSTATUS>& statuses) {
     std::vector<Way> ways;
-    for (const std::uint32_t code : codes) {
+    for (const NTSTATUS status : statuses) {
+        const auto code = static_cast<std::uint32_t>(status);
         ways.push_back({"answers " + hex(code), code, 0, Way::Work::none, Way::Meaning::failure});
     }
     return ways;
@@ -190,9 +196,14 @@ const std::vector<Import> imports = {
     {"InitializeZtVmW", statuses_or_nothing(), {{2, word}}},
     {"UnInitializeZtVmW", statuses(done), {}},
     {"RegisterAlertCallback", statuses(), {}},
-    {"ZwOpenFile", native_statuses({0xC0000043, 0xC0000034, 0xC0000022}), {}},
+    {"ZwOpenFile",
+     native_statuses({STATUS_SHARING_VIOLATION, STATUS_OBJECT_NAME_NOT_FOUND,
+                      STATUS_OBJECT_PATH_NOT_FOUND, STATUS_ACCESS_DENIED}),
+     {}},
     {"ZwDeviceIoControlFile",
-     native_statuses({0xC0000001, 0xC000000D, 0xC000000E, 0xC0000034, 0xC0000043, 0xC0000022}),
+     native_statuses({STATUS_UNSUCCESSFUL, STATUS_INVALID_PARAMETER, STATUS_NO_SUCH_DEVICE,
+                      STATUS_OBJECT_NAME_NOT_FOUND, STATUS_SHARING_VIOLATION,
+                      STATUS_ACCESS_DENIED}),
      {}},
     {"CreateEventA", errors(0, {ERROR_ACCESS_DENIED}), {}},
     {"CreateMutexA", errors(0, {ERROR_ACCESS_DENIED}), {}},

@@ -30,6 +30,12 @@ std::uint32_t native_to_status(NTSTATUS native) {
     }
 }
 
+// Of an opening: where no driver has made the folder of the devices, its path is
+// not found.
+std::uint32_t opening_to_status(NTSTATUS native) {
+    return native == STATUS_OBJECT_PATH_NOT_FOUND ? FARLO_NOT_FOUND : native_to_status(native);
+}
+
 // One try. A failure that only the I/O status block tells counts, too.
 std::uint32_t open_once(Handle& device) {
     HANDLE opened = nullptr;
@@ -37,12 +43,12 @@ std::uint32_t open_once(Handle& device) {
     const NTSTATUS status =
         open_kernel_device(DM_INFO_DEVICE, FILE_SYNCHRONOUS_IO_ALERT, opened, io_status);
     if (!NT_SUCCESS(status)) {
-        return native_to_status(status);
+        return opening_to_status(status);
     }
     device = Handle(opened);
     if (!NT_SUCCESS(io_status.Status)) {
         device.close();
-        return native_to_status(io_status.Status);
+        return opening_to_status(io_status.Status);
     }
     return FARLO_SUCCESS;
 }

@@ -1,0 +1,98 @@
+// The library on a node without the driver: the info device is opened for real.
+#include "control_device.h"
+#include "driver_fixture.h"
+#include "driver_service.h"
+#include "farlo_test.h"
+
+#include <ntstatus.h>
+#include <winternl.h>
+
+namespace {
+
+using namespace support;
+
+NTSTATUS status_of_opening(const wchar_t* native_name) {
+    UNICODE_STRING path{};
+    RtlInitUnicodeString(&path, native_name);
+    OBJECT_ATTRIBUTES attributes{};
+    attributes.Length = sizeof attributes;
+    attributes.ObjectName = &path;
+    attributes.Attributes = OBJ_CASE_INSENSITIVE;
+    HANDLE device = nullptr;
+    IO_STATUS_BLOCK io_status{};
+    const NTSTATUS status =
+        NtOpenFile(&device, SYNCHRONIZE | FILE_READ_DATA | FILE_WRITE_DATA, &attributes, &io_status,
+                   FILE_SHARE_READ | FILE_SHARE_WRITE, 0);
+    if (device != nullptr) {
+        CloseHandle(device);
+    }
+    return status;
+}
+
+class NoDriver : public FarloTest {
+  protected:
+    NoDriver() {
+        scenario = R"({"disk_groups": [{"name": "here", "dgid": "guid-1", "imported": true},
+                                       {"name": "away", "dgid": "guid-2"}]})";
+    }
+    void SetUp() override {
+        FarloTest::SetUp();
+        lab::stop_driver(LAB_DM_DRIVER);
+        expect_no_folder();
+    }
+
+    static void expect_no_folder() {
+        EXPECT_EQ(status_of_opening(DM_INFO_DEVICE), STATUS_OBJECT_PATH_NOT_FOUND);
+        EXPECT_EQ(status_of_opening(DM_CONFIG_DEVICE), STATUS_OBJECT_PATH_NOT_FOUND);
+    }
+
+    // The three tries of one opening.
+    const std::vector<Pause> one_opening{3, Pause{"Sleep", 1000}};
+};
+
+TEST_F(NoDriver, GroupStateIsTheServices) {
+    for (const auto& [guid, wanted] : {std::pair{"guid-1", 1}, {"guid-2", 0}}) {
+        at_every_threshold([&, guid = guid, wanted = wanted] {
+            std::uint8_t imported = 0xC5;
+            EXPECT_EQ(FARLO(GetDgStateW)(handle, L"", guid, &imported), 0u);
+            EXPECT_EQ(imported, wanted);
+            expect_pauses(one_opening);
+            expect_log({{4, "Entering GetDgStateW - "},
+                        {0, "iostatus, error=(0x1) "},
+                        {4, "Exiting GetDgStateW"}});
+        });
+    }
+}
+
+TEST_F(NoDriver, ReservationStatusEndsAfterOneOpening) {
+    once([&] {
+        std::uint32_t reservation = 0;
+        EXPECT_EQ(FARLO(GetDgReservationStatusW)(handle, L"", "guid-1", &reservation), 1u);
+        EXPECT_EQ(reservation, 35u);
+        expect_pauses(one_opening);
+    });
+}
+
+TEST_F(NoDriver, ReleaseEndsAfterOneOpening) {
+    once([&] {
+        EXPECT_EQ(FARLO(ReleaseDgW)("guid-1"), 1u);
+        expect_pauses(one_opening);
+    });
+}
+
+// Also where a program, as the library does, still has the device open.
+TEST_F(NoDriver, TheFolderGoesWithTheDriver) {
+    lab::start_driver(LAB_DM_DRIVER, dm_tests::driver_file());
+    EXPECT_EQ(status_of_opening(DM_INFO_DEVICE), STATUS_SUCCESS);
+    const lab::WindowsHandle open = lab::open_device(DM_INFO_DEVICE);
+    ASSERT_TRUE(open != nullptr);
+    lab::stop_driver(LAB_DM_DRIVER);
+    expect_no_folder();
+    lab::start_driver(LAB_DM_DRIVER, dm_tests::driver_file());
+    EXPECT_EQ(status_of_opening(DM_INFO_DEVICE), STATUS_SUCCESS);
+    EXPECT_EQ(status_of_opening(DM_CONFIG_DEVICE), STATUS_SUCCESS);
+    lab::stop_driver(LAB_DM_DRIVER);
+    expect_no_folder();
+}
+
+}  // namespace
