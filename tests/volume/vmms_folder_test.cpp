@@ -250,13 +250,17 @@ TEST_F(OsVersion, EveryAllocationThatFails) {
     });
 }
 
+bool exists(const std::wstring& path) {
+    return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
 class VmmsFolder : public FarloTest {
   protected:
     VmmsFolder() { connects = false; }
 
     // A fresh folder for one run, with its backslash.
-    std::wstring make_root() {
-        const std::filesystem::path folder = environment().folder() / L"vmms";
+    std::wstring make_root(const std::wstring& name = L"vmms") {
+        const std::filesystem::path folder = environment().folder() / name;
         std::filesystem::remove_all(folder);
         std::filesystem::create_directory(folder);
         return folder.wstring() + L"\\";
@@ -266,10 +270,6 @@ class VmmsFolder : public FarloTest {
     static void make_file(const std::wstring& path) {
         std::ofstream(std::filesystem::path(path)) << "x";
     }
-    static bool exists(const std::wstring& path) {
-        return GetFileAttributesW(path.c_str()) != INVALID_FILE_ATTRIBUTES;
-    }
-
     // The folders in a folder, in the order in which the system lists them.
     static std::vector<std::wstring> listed(const std::wstring& folder) {
         std::vector<std::wstring> names;
@@ -343,6 +343,115 @@ TEST_F(VmmsFolder, FoldersThatBeginWithADotAreLeftWithAllInThem) {
         EXPECT_FALSE(exists(root + L"a.b"));
         expect_log({entering, entering, exiting, exiting});
     });
+}
+
+// The name that the system below Wine has for a path, whose folder must be there.
+std::wstring unix_path(const std::wstring& path) {
+    using GetUnixName = char*(CDECL*)(const wchar_t*);
+    const auto get_name = reinterpret_cast<GetUnixName>(reinterpret_cast<void*>(
+        GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "wine_get_unix_file_name")));
+    char* const name = get_name(path.c_str());
+    const std::string text = name;
+    HeapFree(GetProcessHeap(), 0, name);
+    return {text.begin(), text.end()};
+}
+
+// A link to a folder, for the life of the object. Wine makes and removes none, but
+// shows those of the system below it as reparse points.
+class Link {
+  public:
+    Link(const std::wstring& path, const std::wstring& target) : m_path(path) {
+        run(L"ln", L"-s " + unix_path(target) + L" " + unix_path(path));
+        await(true);
+        EXPECT_NE(GetFileAttributesW(path.c_str()) & FILE_ATTRIBUTE_REPARSE_POINT, 0u);
+    }
+    ~Link() {
+        run(L"rm", unix_path(m_path));
+        await(false);
+    }
+    Link(const Link&) = delete;
+    Link& operator=(const Link&) = delete;
+
+  private:
+    static void run(const std::wstring& program, const std::wstring& arguments) {
+        std::wstring command = program + L" " + arguments;
+        STARTUPINFOW startup{};
+        startup.cb = sizeof startup;
+        PROCESS_INFORMATION process{};
+        EXPECT_TRUE(CreateProcessW((L"Z:\\bin\\" + program).c_str(), command.data(), nullptr,
+                                   nullptr, FALSE, 0, nullptr, nullptr, &startup, &process));
+    }
+    // Such a process has no handle to wait for.
+    void await(bool there) const {
+        for (int tries = 0; tries < 2000 && exists(m_path) != there; ++tries) {
+            Sleep(5);
+        }
+        EXPECT_EQ(exists(m_path), there);
+    }
+
+    const std::wstring m_path;
+};
+
+TEST_F(VmmsFolder, LinksAreNeitherEnteredNorRemoved) {
+    const std::wstring root = make_root();
+    const std::wstring target = make_root(L"vmms-target");
+    const Link link(root + L"link", target);
+    at_every_threshold([&] {
+        make(root + L"a");
+        make(target + L"below");
+        EXPECT_EQ(clean(root), 0u);
+        EXPECT_FALSE(exists(root + L"a"));
+        EXPECT_TRUE(exists(root + L"link"));
+        EXPECT_TRUE(exists(target + L"below"));
+        expect_log({entering, entering, exiting, exiting});
+    });
+}
+
+// The folder that a link is in cannot be removed.
+TEST_F(VmmsFolder, ALinkBelowKeepsItsFolder) {
+    const std::wstring root = make_root();
+    const std::wstring target = make_root(L"vmms-target");
+    make(root + L"a");
+    make(target + L"below");
+    const Link link(root + L"a\\link", target);
+    at_every_threshold([&] {
+        EXPECT_EQ(clean(root), 0x80070091u);
+        EXPECT_TRUE(exists(root + L"a\\link"));
+        EXPECT_TRUE(exists(target + L"below"));
+        expect_log({entering,
+                    entering,
+                    exiting,
+                    {0, "DeleteVMMSFolder:RemoveDirectory failed for " + text(root) +
+                            "a\\ Error: 0x91.\n"}});
+    });
+}
+
+// Junctions and mounted volumes, whichever kind of reparse point they are.
+TEST_F(VmmsFolder, ReparsePointsAreNeitherEnteredNorRemoved) {
+    for (const DWORD tag : {IO_REPARSE_TAG_MOUNT_POINT, IO_REPARSE_TAG_SYMLINK}) {
+        at_every_threshold([&] {
+            const std::wstring root = make_root();
+            make(root + L"a\\below");
+            make(root + L"b\\below");
+            ASSERT_EQ(listed(root), (std::vector<std::wstring>{L"a", L"b"}));
+            const auto mark = [&](WIN32_FIND_DATAW* entry) {
+                if (std::wcscmp(entry->cFileName, L"a") == 0) {
+                    entry->dwFileAttributes |= FILE_ATTRIBUTE_REPARSE_POINT;
+                    entry->dwReserved0 = tag;
+                }
+            };
+            const StandIn<decltype(FindNextFileW)> next(
+                dll().module(), "FindNextFileW", [&](HANDLE find, WIN32_FIND_DATAW* entry) -> BOOL {
+                    const BOOL found = next.real(find, entry);
+                    mark(entry);
+                    return found;
+                });
+            EXPECT_EQ(clean(root), 0u);
+            EXPECT_TRUE(exists(root + L"a\\below"));
+            EXPECT_FALSE(exists(root + L"b"));
+            expect_log({entering, entering, entering, exiting, exiting, exiting});
+        });
+    }
 }
 
 // A file in the second of three folders: the first is gone, the third is left,

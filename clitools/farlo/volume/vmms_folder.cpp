@@ -41,8 +41,12 @@ class Listing {
     HANDLE m_find;
 };
 
+// A reparse point (junction, mounted volume, link) is left alone: what is below it
+// belongs to another folder.
 bool is_subfolder(const WIN32_FIND_DATAW& entry) {
-    return (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0 && entry.cFileName[0] != L'.';
+    return (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0 &&
+           (entry.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0 &&
+           entry.cFileName[0] != L'.';
 }
 
 std::uint32_t refuse_long_path() {

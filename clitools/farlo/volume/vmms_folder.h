@@ -6,7 +6,8 @@
 
 namespace farlo {
 
-// farlo.h, CheckOSVersionAndReg, DeleteVMMSFolder.
+// farlo.h, CheckOSVersionAndReg, DeleteVMMSFolder. Reparse points are neither
+// entered nor removed.
 std::uint32_t CheckOSVersionAndReg();
 std::uint32_t DeleteVMMSFolder(const wchar_t* folder);
 
