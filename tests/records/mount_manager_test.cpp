@@ -57,6 +57,17 @@ TEST_F(MountManagerAnswers, TheFirstLinkThatContainsTheTextCounts) {
     });
 }
 
+// The manager is not even opened.
+TEST_F(MountManagerAnswers, NothingIsAskedForAnEmptyDeviceName) {
+    set_device("");
+    once([&] {
+        MountManager manager(dll().module());
+        manager.answer = mount_answer({{f, {}, {}}});
+        EXPECT_EQ(letter(), L"");
+        EXPECT_EQ(manager.lines, Lines{});
+    });
+}
+
 // A name is as long as its entry says: no terminator follows.
 TEST_F(MountManagerAnswers, NamesEndWhereTheirEntriesSay) {
     once([&] {

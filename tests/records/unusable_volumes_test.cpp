@@ -88,6 +88,21 @@ TEST_F(UnusableVolumes, AreListedAndMarked) {
     });
 }
 
+// A volume without a device name has no link: it is unusable, and nothing is asked.
+TEST_F(UnusableVolumes, IncludeOneWithoutADeviceName) {
+    scenario = R"({"disk_groups": [{"name": "dg", "dgid": "guid-1", "volumes": [
+        {"name": "nameless", "device": "", "state": 1}]}]})";
+    links[L""] = {L"\\??\\Volume{1}"};
+    mounts.clear();
+    at_every_threshold([&] {
+        GuardedBuffer records(volume_size);
+        EXPECT_EQ(ask(records, 1), 0u);
+        EXPECT_EQ(count, 1u);
+        EXPECT_EQ(asked, Lines{});
+        expect_log({entering, {0, "  Vol.Count: 1 \t Unusable Vol.Count: 1 \n"}, exiting});
+    });
+}
+
 // More room than volumes; the count comes back.
 TEST_F(UnusableVolumes, AreCountedInRecords) {
     at_every_threshold([&] {

@@ -73,10 +73,14 @@ bool find_link(const std::uint8_t* output, std::size_t size, wchar_t* link, cons
 
 bool QueryMountPointName(const wchar_t* device, wchar_t* link, const wchar_t* search) {
     // No caller passes NULL.
-    if (link == nullptr || search == nullptr) {
+    if (link == nullptr || search == nullptr || device == nullptr) {
         return false;
     }
     *link = L'\0';
+    // A question without a name may be taken for one about all links.
+    if (*device == L'\0') {
+        return false;
+    }
     const Handle manager(CreateFileW(MOUNTMGR_DOS_DEVICE_NAME, GENERIC_READ | GENERIC_WRITE,
                                      FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
                                      FILE_ATTRIBUTE_NORMAL, nullptr));
