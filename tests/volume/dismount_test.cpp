@@ -41,8 +41,8 @@ class Devices {
                                      numbers({access, share, disposition, attributes}));
                      EXPECT_EQ(security, nullptr);
                      EXPECT_EQ(pattern, nullptr);
-                     if (open_error != 0) {
-                         SetLastError(open_error);
+                     if (open_error) {
+                         SetLastError(*open_error);
                          return INVALID_HANDLE_VALUE;
                      }
                      return volume = CreateEventW(nullptr, TRUE, FALSE, nullptr);
@@ -51,8 +51,8 @@ class Devices {
                   [this](HANDLE file) -> BOOL {
                       EXPECT_EQ(file, volume);
                       lines.push_back("flush");
-                      SetLastError(flush_error);
-                      return flush_error == 0;
+                      SetLastError(flush_error.value_or(ERROR_SUCCESS));
+                      return !flush_error;
                   }),
           m_control(module, "DeviceIoControl",
                     [this](HANDLE file, DWORD code, void* input, DWORD input_size, void* output,
@@ -62,8 +62,8 @@ class Devices {
                         EXPECT_EQ(output, nullptr);
                         EXPECT_EQ(overlapped, nullptr);
                         lines.push_back("control" + numbers({code, input_size, output_size}));
-                        SetLastError(dismount_error);
-                        return dismount_error == 0;
+                        SetLastError(dismount_error.value_or(ERROR_SUCCESS));
+                        return !dismount_error;
                     }),
           m_native_open(module, "ZwOpenFile",
                         [this](HANDLE* file, ACCESS_MASK access, OBJECT_ATTRIBUTES* attributes,
@@ -96,9 +96,10 @@ class Devices {
           }) {}
 
     std::vector<std::string> lines;
-    DWORD open_error = 0;
-    DWORD flush_error = 0;
-    DWORD dismount_error = 0;
+    // Set where the call fails.
+    std::optional<DWORD> open_error;
+    std::optional<DWORD> flush_error;
+    std::optional<DWORD> dismount_error;
     std::deque<std::uint32_t> native_opens;             // a status a try; then success
     std::optional<std::uint32_t> native_io_status = 0;  // none: not written
     std::uint32_t native_returned = 0;
@@ -296,6 +297,34 @@ TEST_F(Dismount, AVolumeThatCannotBeDismounted) {
         EXPECT_EQ(dismount(), 50u);
         EXPECT_EQ(devices.lines, dismounted("\\\\?\\V{1}") + Lines{"close volume"});
         expect_lines({{0, "OfflineVolumeW: FSCTL_DISMOUNT_VOLUME  for vol1 failed 0x32"}}, "0x32");
+    });
+}
+
+// The system may fail a call without naming an error: a failure anyway, and the
+// volume goes no further.
+TEST_F(Dismount, AFailureWithoutAnErrorIsAFailure) {
+    at_every_threshold([&] {
+        Devices devices(dll().module());
+        devices.open_error = ERROR_SUCCESS;
+        EXPECT_EQ(dismount(), 0xc1000001u);
+        EXPECT_EQ(devices.lines, opened("\\\\?\\V{1}"));
+        expect_lines({{0, "OfflineVolumeW:CreateFileW for vol1 failed 0xc1000001"}}, "0xc1000001");
+    });
+    at_every_threshold([&] {
+        Devices devices(dll().module());
+        devices.flush_error = ERROR_SUCCESS;
+        EXPECT_EQ(dismount(), 0xc1000001u);
+        EXPECT_EQ(devices.lines, opened("\\\\?\\V{1}") + (Lines{"flush", "close volume"}));
+        expect_lines({{0, "OfflineVolumeW: FlushFileBuffers for \\\\?\\V{1}\\ failed 0xc1000001"}},
+                     "0xc1000001");
+    });
+    at_every_threshold([&] {
+        Devices devices(dll().module());
+        devices.dismount_error = ERROR_SUCCESS;
+        EXPECT_EQ(dismount(), 0xc1000001u);
+        EXPECT_EQ(devices.lines, dismounted("\\\\?\\V{1}") + Lines{"close volume"});
+        expect_lines({{0, "OfflineVolumeW: FSCTL_DISMOUNT_VOLUME  for vol1 failed 0xc1000001"}},
+                     "0xc1000001");
     });
 }
 

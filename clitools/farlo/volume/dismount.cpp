@@ -4,6 +4,7 @@
 #include "dmcontrol.h"
 #include "farlo.h"
 #include "guid_text.h"
+#include "system_failure.h"
 #include "trace_log.h"
 #include "windows_handle.h"
 
@@ -45,21 +46,21 @@ std::uint32_t dismount(const char* name, const wchar_t* path, const void* group_
                                     FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
                                     FILE_ATTRIBUTE_SYSTEM, nullptr));
     if (!volume) {
-        const DWORD error = GetLastError();
-        log(0, L"OfflineVolumeW:CreateFileW for %S failed 0x%x", name, error);
-        return error;
+        const std::uint32_t status = failure_of(GetLastError());
+        log(0, L"OfflineVolumeW:CreateFileW for %S failed 0x%x", name, status);
+        return status;
     }
     if (!FlushFileBuffers(volume.get())) {
-        const DWORD error = GetLastError();
-        log(0, L"OfflineVolumeW: FlushFileBuffers for %s failed 0x%x", path, error);
-        return error;
+        const std::uint32_t status = failure_of(GetLastError());
+        log(0, L"OfflineVolumeW: FlushFileBuffers for %s failed 0x%x", path, status);
+        return status;
     }
     DWORD returned = 0;
     if (!DeviceIoControl(volume.get(), FSCTL_DISMOUNT_VOLUME, nullptr, 0, nullptr, 0, &returned,
                          nullptr)) {
-        const DWORD error = GetLastError();
-        log(0, L"OfflineVolumeW: FSCTL_DISMOUNT_VOLUME  for %S failed 0x%x", name, error);
-        return error;
+        const std::uint32_t status = failure_of(GetLastError());
+        log(0, L"OfflineVolumeW: FSCTL_DISMOUNT_VOLUME  for %S failed 0x%x", name, status);
+        return status;
     }
     return SendDmConfigRequest(DM_CONFIG_VOLUME_OFFLINE, &request);
 }

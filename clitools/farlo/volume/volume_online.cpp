@@ -8,6 +8,7 @@
 #include "lookup.h"
 #include "method.h"
 #include "node_start.h"
+#include "system_failure.h"
 #include "trace_log.h"
 #include "validate.h"
 #include "windows_handle.h"
@@ -39,11 +40,6 @@ struct Request {
 // The handle that the steps of a call use from here on.
 opal_handle serving(opal_handle handle, const OwnConnection& own) {
     return own.get() != nullptr ? own.get() : handle;
-}
-
-// The system's last error as a status: a failure also where the system names none.
-std::uint32_t failure_of(DWORD error) {
-    return error != ERROR_SUCCESS ? error : FARLO_PROVIDER_FAILED;
 }
 
 // Waits for the thread without a limit, in intervals after each of which the

@@ -1,0 +1,18 @@
+// The system's last error as the status of a call that failed.
+#pragma once
+
+#include "farlo.h"
+
+#include <windows.h>
+
+#include <cstdint>
+
+namespace farlo {
+
+// For a call that has failed: `error`, or FARLO_PROVIDER_FAILED where the system
+// names none. Never FARLO_SUCCESS.
+constexpr std::uint32_t failure_of(DWORD error) {
+    return error != ERROR_SUCCESS ? error : FARLO_PROVIDER_FAILED;
+}
+
+}  // namespace farlo
