@@ -91,8 +91,10 @@ TEST(ReadmeSample, IsTheProgramThatIsBuilt) {
 }
 
 TEST(ReadmeSample, ImportsADiskGroup) {
-    SetEnvironmentVariableW(L"ZTLAB_SCENARIO",
-                            (std::wstring(FARLO_PROJECT) + L"lab/scenarios/small.json").c_str());
+    const TemporaryFolder folder;
+    const std::wstring scenario = folder.write(
+        L"scenario.json", R"({"disk_groups": [{"name": "dg_data", "dgid": "guid-1"}]})");
+    SetEnvironmentVariableW(L"ZTLAB_SCENARIO", scenario.c_str());
     Process sample(beside_this_program(L"readme_sample.exe"));
     EXPECT_EQ(sample.wait(60'000), DWORD{0});
     EXPECT_EQ(sample.output(), "dg_data: 0x0\r\n");

@@ -1002,7 +1002,7 @@ typedef struct DgDiskList {
 #pragma pack(pop)
 
 /* The layouts are checked where the language can: C11, C++11 and later. */
-#if defined(__cplusplus) && __cplusplus >= 201103L
+#if defined(__cplusplus) && (__cplusplus >= 201103L || defined(_MSVC_LANG))
 #define FARLO_STATIC_ASSERT static_assert
 #elif !defined(__cplusplus) && defined(__STDC_VERSION__) && __STDC_VERSION__ >= 201112L
 #define FARLO_STATIC_ASSERT _Static_assert
