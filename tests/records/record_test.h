@@ -11,8 +11,6 @@ namespace records {
 
 using namespace support;
 
-inline constexpr char mount_methods[] = "{2f0eafcd-7b86-4f9b-bd98-d61ce4211f8f}";
-
 // What the service's mount-point methods answer for one volume.
 struct Mounts {
     // Nothing: the method leaves the property out.

@@ -1,6 +1,8 @@
 // Lines of the recorder, put together for expectations.
 #pragma once
 
+#include "service_names.h"
+
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -18,10 +20,10 @@ inline std::string objects(const std::string& type, const std::string& names) {
     return "DbGetObjects " + type + " -> 0x0 [" + names + "]";
 }
 inline std::string cluster_service() {
-    return objects("solvane_cluster_service", "@service");
+    return objects(ZTTYPE_CLUSTER_SERVICE, "@service");
 }
 inline std::string groups(const std::string& names) {
-    return objects("tamo_ztvm_diskgroup", names);
+    return objects(ZTTYPE_DISK_GROUP, names);
 }
 inline std::string read(const std::string& object, const std::string& property,
                         const std::string& value) {
@@ -40,9 +42,6 @@ inline std::string str(const std::string& text) {
 inline std::string uint32(std::uint32_t value) {
     return "UINT32 " + std::to_string(value);
 }
-
-inline constexpr char volume_manager_methods[] = "{61678c9a-1dd2-11b2-9623-0800209ead9c}";
-inline constexpr char cluster_methods[] = "{375ec58d-475e-4658-3bcd-61c7483a4fc6}";
 
 // `input` without braces; `output` as the set stands after the call.
 inline std::string invoke(const std::string& target, const std::string& interface_id,
