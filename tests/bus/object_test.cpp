@@ -59,13 +59,13 @@ class Objects : public ClassLayer {
 
 TEST_F(Objects, AllOfATypeInTheServicesOrder) {
     std::vector<CZtObject> found;
-    EXPECT_EQ(CZtDatabase::GetObjects(m_pair, disk_group_type, found), 0u);
+    EXPECT_EQ(CZtDatabase::GetObjects(m_pair, ZTTYPE_DISK_GROUP, found), 0u);
     EXPECT_EQ(names(found), (Names{L"dg1", L"dg2"}));
     expect_connected(found);
     // Appended.
-    EXPECT_EQ(CZtDatabase::GetObjects(m_pair, disk_type, found), 0u);
+    EXPECT_EQ(CZtDatabase::GetObjects(m_pair, ZTTYPE_DISK, found), 0u);
     EXPECT_EQ(names(found), (Names{L"dg1", L"dg2", L"disk1"}));
-    EXPECT_EQ(CZtDatabase::GetObjects(m_pair, plex_type, found), 0u);
+    EXPECT_EQ(CZtDatabase::GetObjects(m_pair, ZTTYPE_PLEX, found), 0u);
     EXPECT_EQ(found.size(), 3u);
 }
 
@@ -73,13 +73,13 @@ TEST_F(Objects, AFailedQueryIsTracedAndReturned) {
     std::vector<CZtObject> found;
     found.push_back(object("v1"));
     faults(R"([{"function": "DbGetObjects", "status": "0xc1000001"}])");
-    EXPECT_EQ(CZtDatabase::GetObjects(m_pair, disk_group_type, found), 0xc1000001u);
+    EXPECT_EQ(CZtDatabase::GetObjects(m_pair, ZTTYPE_DISK_GROUP, found), 0xc1000001u);
     EXPECT_EQ(names(found), Names{L"v1"});
     EXPECT_EQ(traces, Texts{"5 WARNING: c1000001 in CZtDatabase::GetObjects() call to DbGetObjects "
                             "for all objects of type tamo_ztvm_diskgroup failed"});
     // Informational statuses are successes.
     faults(R"([{"function": "DbGetObjects", "after": "0x41000012"}])");
-    EXPECT_EQ(CZtDatabase::GetObjects(m_pair, disk_group_type, found), 0x41000012u);
+    EXPECT_EQ(CZtDatabase::GetObjects(m_pair, ZTTYPE_DISK_GROUP, found), 0x41000012u);
     EXPECT_EQ(names(found), (Names{L"v1", L"dg1", L"dg2"}));
 }
 
@@ -99,7 +99,7 @@ TEST_F(Objects, AFailedQueryByTextIsReturnedOnly) {
 TEST_F(Objects, QueriesInsertTheValueBare) {
     QueryText text;
     ASSERT_TRUE(text);
-    EXPECT_TRUE(text.format(volume_type, "DEVICE NAME", L"dev 1"));
+    EXPECT_TRUE(text.format(ZTTYPE_VOLUME, "DEVICE NAME", L"dev 1"));
     EXPECT_STREQ(text.c_str(), L"SELECT FROM tamo_ztvm_volume where \"DEVICE NAME\" EQ dev 1");
     std::vector<CZtObject> found;
     EXPECT_EQ(CZtDatabase::GetObjectsByQuery(m_pair, text.c_str(), found), 0u);
@@ -112,7 +112,7 @@ TEST_F(Objects, QueriesInsertTheValueBare) {
 TEST_F(Objects, QuotesInAValueReachTheService) {
     object("v1").AddProperty(CZtProperty("DEVICE NAME", L"a \"b\" c"));
     QueryText text;
-    ASSERT_TRUE(text.format(volume_type, "DEVICE NAME", L"a \"b\" c"));
+    ASSERT_TRUE(text.format(ZTTYPE_VOLUME, "DEVICE NAME", L"a \"b\" c"));
     std::vector<CZtObject> found;
     EXPECT_EQ(calls_of([&] { CZtDatabase::GetObjectsByQuery(m_pair, text.c_str(), found); },
                        LAB_RECORD_SERVICE),
@@ -223,14 +223,14 @@ TEST_F(Objects, TypePropertiesChildrenAndParents) {
     group.GetChildObjects(children);
     EXPECT_EQ(names(children), (Names{L"disk1", L"v1", L"v2"}));
     children.clear();
-    group.GetChildObjects(children, volume_type);
+    group.GetChildObjects(children, ZTTYPE_VOLUME);
     EXPECT_EQ(names(children), (Names{L"v1", L"v2"}));
     expect_connected(children);
     std::vector<CZtObject> parents;
-    children[0].GetParentObjects(disk_group_type, parents);
+    children[0].GetParentObjects(ZTTYPE_DISK_GROUP, parents);
     EXPECT_EQ(names(parents), Names{L"dg1"});
     expect_connected(parents);
-    children[0].GetParentObjects(disk_type, parents);
+    children[0].GetParentObjects(ZTTYPE_DISK, parents);
     EXPECT_EQ(parents.size(), 1u);
 }
 
@@ -249,7 +249,7 @@ TEST_F(Objects, CallsThatFailAreTracedAndThrown) {
     EXPECT_EQ(thrown_by([&] { group.GetProperties(properties); }), 0xc1000001u);
     EXPECT_EQ(thrown_by([&] { group.GetType(type); }), 0xc1000001u);
     EXPECT_EQ(thrown_by([&] { group.GetChildObjects(found); }), 0xc1000001u);
-    EXPECT_EQ(thrown_by([&] { group.GetParentObjects(disk_type, found); }), 0xc1000001u);
+    EXPECT_EQ(thrown_by([&] { group.GetParentObjects(ZTTYPE_DISK, found); }), 0xc1000001u);
     EXPECT_EQ(
         traces,
         (Texts{"4 clusapiprov: ERROR: CZtObject::AddProperty(const CZtProperty &property): "
@@ -276,7 +276,7 @@ TEST_F(Objects, ASuccessThatHandsOutNothing) {
     std::string type = "as it was";
     std::uint32_t value = 42;
     faults(R"([{"nothing": true}])");
-    EXPECT_EQ(CZtDatabase::GetObjects(m_pair, disk_group_type, found), 0u);
+    EXPECT_EQ(CZtDatabase::GetObjects(m_pair, ZTTYPE_DISK_GROUP, found), 0u);
     group.GetChildObjects(found);
     EXPECT_TRUE(found.empty());
     EXPECT_EQ(thrown_by([&] { group.GetType(type); }), 0xc100003au);
@@ -289,7 +289,7 @@ TEST_F(Objects, Deletion) {
     CZtObject group = object("dg2");
     EXPECT_EQ(group.Destroy(), 0u);
     std::vector<CZtObject> found;
-    CZtDatabase::GetObjects(m_pair, disk_group_type, found);
+    CZtDatabase::GetObjects(m_pair, ZTTYPE_DISK_GROUP, found);
     EXPECT_EQ(names(found), Names{L"dg1"});
 }
 

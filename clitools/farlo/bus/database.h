@@ -1,22 +1,14 @@
-// Finding objects of the storage management service.
+// Finding objects of the storage management service. Object types are the ZTTYPE_ names of
+// ztservice.h.
 #pragma once
 
 #include "object.h"
+#include "ztservice.h"
 
 #include <cstdint>
 #include <vector>
 
 namespace farlo {
-
-// Type names of the service's objects.
-inline constexpr char disk_group_type[] = "tamo_ztvm_diskgroup";
-inline constexpr char volume_type[] = "tamo_ztvm_volume";
-inline constexpr char disk_type[] = "tamo_ztvm_disk";
-inline constexpr char plex_type[] = "tamo_ztvm_plex";
-inline constexpr char subdisk_type[] = "tamo_ztvm_subdisk";
-inline constexpr char misc_type[] = "tamo_ztvm_misc";
-inline constexpr char file_system_type[] = "tamo_fs_nt";
-inline constexpr char cluster_service_type[] = "solvane_cluster_service";
 
 // The text of a query for the objects of a type whose property has a value,
 // in a 4096-byte buffer of the bus.

@@ -16,19 +16,14 @@ namespace {
 constexpr int lookup_tries = 5;
 constexpr DWORD lookup_pause_ms = 5000;
 
-// "LDM DG TYPE" of groups that these operations must not use.
-constexpr std::uint32_t excluded_types[] = {0, 7};
-constexpr std::uint32_t cluster_type = 2;
-constexpr std::uint32_t cluster_shared_type = 8;
-
 bool is_excluded(std::uint32_t type) {
-    return type == excluded_types[0] || type == excluded_types[1];
+    return type == ZTDGTYPE_EXCLUDED_0 || type == ZTDGTYPE_EXCLUDED_7;
 }
 
 // Queries all disk groups until there are some; false when there never were.
 bool query_groups(opal_handle handle, const wchar_t* sleeping, std::vector<CZtObject>& groups) {
     for (int attempt = 0; attempt < lookup_tries; ++attempt) {
-        CZtDatabase::GetObjects(connection_pair(handle), disk_group_type, groups);
+        CZtDatabase::GetObjects(connection_pair(handle), ZTTYPE_DISK_GROUP, groups);
         if (!groups.empty()) {
             return true;
         }
@@ -75,8 +70,8 @@ bool UseDgGuid(const char* guid) {
 std::uint32_t GetClusSvcId(opal_handle handle, opal_objid& id) {
     std::vector<CZtObject> services;
     for (int attempt = 0; attempt < lookup_tries; ++attempt) {
-        if (is_failure(
-                CZtDatabase::GetObjects(connection_pair(handle), cluster_service_type, services))) {
+        if (is_failure(CZtDatabase::GetObjects(connection_pair(handle), ZTTYPE_CLUSTER_SERVICE,
+                                               services))) {
             return FARLO_NO_CLUSTER_SERVICE;
         }
         if (!services.empty()) {
@@ -104,7 +99,7 @@ std::uint32_t GetDgObjIdByName(opal_handle handle, const wchar_t* name, CZtObjec
             candidate.GetProp("Name", candidate_name);
             return _wcsicmp(candidate_name.c_str(), name) == 0;
         },
-        [flag](std::uint32_t type) { return !flag || type == cluster_type; });
+        [flag](std::uint32_t type) { return !flag || type == ZTDGTYPE_CLUSTER; });
     if (status != FARLO_SUCCESS) {
         log(0, L"GetDgObjIdByName() failed , DG_TYPENAME not found in OPAL, error=(0x%x)", status);
     }
@@ -126,7 +121,7 @@ std::uint32_t GetDgObjIdByGuid(opal_handle handle, const char* guid, CZtObject& 
             return _stricmp(candidate_guid.c_str(), guid) == 0;
         },
         [flag](std::uint32_t type) {
-            return !flag || type == cluster_type || type == cluster_shared_type;
+            return !flag || type == ZTDGTYPE_CLUSTER || type == ZTDGTYPE_CLUSTER_SHARED;
         });
     if (status != FARLO_SUCCESS) {
         log(0, L"GetDgObjIdByGuid() failed , DG_TYPENAME not found in OPAL, error=(0x%x)", status);

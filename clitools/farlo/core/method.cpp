@@ -1,8 +1,13 @@
 #include "method.h"
 
+#include "farlo.h"
 #include "status.h"
 
 namespace farlo {
+
+// farlo.h documents the two service statuses that callers should know.
+static_assert(FARLO_NODE_ALREADY_STARTED == ZTERROR_NODE_ALREADY_STARTED);
+static_assert(FARLO_ALREADY_ONLINE == ZTERROR_GROUP_ALREADY_ONLINE);
 
 OutputPropertySet::OutputPropertySet() {
     if (is_failure(PsCreatePropset(&m_set))) {
@@ -20,7 +25,7 @@ std::uint32_t CsfInvoke(opal_connection connection, const opal_objid& target, co
                         const CZtPropertySet& input, const OutputPropertySet& output) {
     std::uint64_t task = 0;
     std::uint64_t result = 0;
-    return PrCallDispatch(connection, &target, method.interface_id, method_major, method.minor,
+    return PrCallDispatch(connection, &target, method.interface_id, ZTMETHOD_MAJOR, method.minor,
                           input.handle(), output.handle(), 0, 0, 0, 0, &task, &result);
 }
 

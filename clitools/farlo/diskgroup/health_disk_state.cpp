@@ -15,7 +15,7 @@ namespace {
 bool FindDiskIdByOSorDevName(opal_handle handle, const wchar_t* name, CZtObject& found) {
     try {
         std::vector<CZtObject> disks;
-        CZtDatabase::GetObjects(connection_pair(handle), disk_type, disks);
+        CZtDatabase::GetObjects(connection_pair(handle), ZTTYPE_DISK, disks);
         for (const CZtObject& disk : disks) {
             if (is_text(disk, "Name", name) || is_text(disk, "DEVICE NAME", name)) {
                 found.assign(disk);

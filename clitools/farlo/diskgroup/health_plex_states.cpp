@@ -39,7 +39,7 @@ std::uint32_t plex_states(const CZtObject& volume, std::uint32_t* count,
                           farlo_plex_state* records) {
     try {
         std::vector<CZtObject> plexes;
-        volume.GetChildObjects(plexes, plex_type);
+        volume.GetChildObjects(plexes, ZTTYPE_PLEX);
         *count = static_cast<std::uint32_t>(plexes.size());
         if (records == nullptr) {
             return FARLO_BUFFER_TOO_SMALL;

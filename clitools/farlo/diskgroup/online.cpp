@@ -122,7 +122,7 @@ std::optional<std::uint32_t> import_group(const Request& request, std::uint32_t&
     if (check_name) {
         std::vector<CZtObject> groups;
         try {
-            CZtDatabase::GetObjects(connection_pair(request.handle), disk_group_type, groups);
+            CZtDatabase::GetObjects(connection_pair(request.handle), ZTTYPE_DISK_GROUP, groups);
         } catch (...) {
             // Kept: agents have always been told success here.
             early_status = FARLO_SUCCESS;

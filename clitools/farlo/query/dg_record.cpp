@@ -54,9 +54,9 @@ std::uint32_t GetDgPropertiesW(opal_handle handle, const wchar_t* name, const ch
         WideText group_name;
         group.GetProp("Name", group_name);
         std::vector<CZtObject> disks;
-        group.GetChildObjects(disks, disk_type);
+        group.GetChildObjects(disks, ZTTYPE_DISK);
         std::vector<CZtObject> volumes;
-        group.GetChildObjects(volumes, volume_type);
+        group.GetChildObjects(volumes, ZTTYPE_VOLUME);
         if (size == nullptr) {
             log(0, L"GetDgPropertiesW() failed , pInfoSize == NULL, error=(0x%x)",
                 FARLO_MISSING_ARGUMENT);

@@ -39,7 +39,7 @@ void put_drive_letter(wchar_t letter, VolInfo& record) {
 void fill_file_system(const CZtObject& volume, VolInfo& record) {
     std::vector<CZtObject> file_systems;
     try {
-        volume.GetChildObjects(file_systems, file_system_type);
+        volume.GetChildObjects(file_systems, ZTTYPE_FILE_SYSTEM);
     } catch (...) {
         return;
     }

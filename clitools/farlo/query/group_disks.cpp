@@ -46,7 +46,7 @@ std::uint32_t GetDgDiskPropertiesW(opal_handle handle, const wchar_t* name, cons
         WideText group_name;
         group.GetProp("Name", group_name);
         std::vector<CZtObject> disks;
-        group.GetChildObjects(disks, disk_type);
+        group.GetChildObjects(disks, ZTTYPE_DISK);
         if (size == nullptr) {
             log(0, L"GetDgDiskPropertiesW() failed , pInfoSize == NULL, error=(0x%x) ",
                 FARLO_MISSING_ARGUMENT);

@@ -16,7 +16,7 @@ std::uint32_t fill_record(opal_handle handle, const CZtObject& group, const wcha
                           VolInfo& record) {
     try {
         std::vector<CZtObject> volumes;
-        group.GetChildObjects(volumes, volume_type);
+        group.GetChildObjects(volumes, ZTTYPE_VOLUME);
         log(6, L"GetDgVolumePropertiesW(), Total volume objects = %d",
             static_cast<std::uint32_t>(volumes.size()));
         const CZtObject* const volume = find_by_device_name(volumes, device);

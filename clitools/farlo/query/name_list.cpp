@@ -25,7 +25,8 @@ bool is_selected(const CZtObject& group, bool cluster) {
     } catch (std::uint32_t) {
         return false;
     }
-    return type != 0 && type != 7 && (type == 2) == cluster;
+    return type != ZTDGTYPE_EXCLUDED_0 && type != ZTDGTYPE_EXCLUDED_7 &&
+           (type == ZTDGTYPE_CLUSTER) == cluster;
 }
 
 bool is_imported(const CZtObject& group) {
@@ -86,7 +87,7 @@ void append_narrow(TextList& list, const WideText& name) {
 std::vector<CZtObject> query_groups(opal_handle handle) {
     std::vector<CZtObject> groups;
     for (int attempt = 0; attempt < query_tries && groups.empty(); ++attempt) {
-        CZtDatabase::GetObjects(connection_pair(handle), disk_group_type, groups);
+        CZtDatabase::GetObjects(connection_pair(handle), ZTTYPE_DISK_GROUP, groups);
         if (groups.empty()) {
             log(6, L"GetDgNameListCommon: Sleeping for 5 secs");
             Sleep(query_pause_ms);

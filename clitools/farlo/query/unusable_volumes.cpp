@@ -45,7 +45,7 @@ std::vector<const CZtObject*> select_unusable(const std::vector<CZtObject>& volu
 std::uint32_t list_unusable(opal_handle handle, const CZtObject& group, const wchar_t* shown_name,
                             VolInfo* records, std::uint32_t& count) {
     std::vector<CZtObject> volumes;
-    group.GetChildObjects(volumes, volume_type);
+    group.GetChildObjects(volumes, ZTTYPE_VOLUME);
     if (volumes.empty()) {
         log(0, L"GetUnusableVolumesInfo::No Volume present in DG: %s, error=(0x%x)", shown_name,
             FARLO_VOLUME_NOT_FOUND);

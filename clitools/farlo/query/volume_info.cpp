@@ -26,7 +26,7 @@ bool is_usable(const VolInfo& record) {
 std::uint32_t fill_record(opal_handle handle, const CZtObject& group, const wchar_t* device,
                           VolInfo& record) {
     std::vector<CZtObject> volumes;
-    group.GetChildObjects(volumes, volume_type);
+    group.GetChildObjects(volumes, ZTTYPE_VOLUME);
     const CZtObject* const volume = find_by_device_name(volumes, device);
     if (volume == nullptr) {
         return FARLO_VOLUME_NOT_FOUND;

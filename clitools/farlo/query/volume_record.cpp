@@ -24,13 +24,13 @@ static_assert(told_size == 1660);
 std::vector<CZtObject> disks_under(const CZtObject& volume) {
     std::vector<CZtObject> disks;
     std::vector<CZtObject> plexes;
-    volume.GetChildObjects(plexes, plex_type);
+    volume.GetChildObjects(plexes, ZTTYPE_PLEX);
     for (const CZtObject& plex : plexes) {
         std::vector<CZtObject> subdisks;
-        plex.GetChildObjects(subdisks, subdisk_type);
+        plex.GetChildObjects(subdisks, ZTTYPE_SUBDISK);
         for (const CZtObject& subdisk : subdisks) {
             std::vector<CZtObject> found;
-            subdisk.GetParentObjects(disk_type, found);
+            subdisk.GetParentObjects(ZTTYPE_DISK, found);
             if (!found.empty()) {
                 disks.push_back(std::move(found.front()));
             }

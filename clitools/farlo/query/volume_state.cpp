@@ -16,7 +16,7 @@ namespace {
 std::uint32_t read_state(const CZtObject& group, const wchar_t* device, std::uint32_t& state) {
     try {
         std::vector<CZtObject> volumes;
-        group.GetChildObjects(volumes, volume_type);
+        group.GetChildObjects(volumes, ZTTYPE_VOLUME);
         const CZtObject* const volume = find_by_device_name(volumes, device);
         if (volume == nullptr) {
             return FARLO_VOLUME_NOT_FOUND;

@@ -2,7 +2,6 @@
 
 #include "connection.h"
 #include "database.h"
-#include "dg_type.h"
 #include "farlo.h"
 #include "guid_text.h"
 #include "status.h"
@@ -29,7 +28,7 @@ std::uint32_t find_guid(opal_handle handle, const wchar_t* device, char* guid) {
         log(0, L"GetClusterSharedDgGuidW: failed to allocate memory");
         return FARLO_OUT_OF_MEMORY;
     }
-    if (!query.format(volume_type, "DEVICE NAME", device)) {
+    if (!query.format(ZTTYPE_VOLUME, "DEVICE NAME", device)) {
         log(0, L"GetClusterSharedDgGuidW() failed , Volume Device Name is too long, error=(0x%x)",
             FARLO_INVALID_ARGUMENT);
         return FARLO_INVALID_ARGUMENT;
@@ -49,14 +48,14 @@ std::uint32_t find_guid(opal_handle handle, const wchar_t* device, char* guid) {
         return FARLO_PROVIDER_FAILED;
     }
     std::vector<CZtObject> groups;
-    volumes.front().GetParentObjects(disk_group_type, groups);
+    volumes.front().GetParentObjects(ZTTYPE_DISK_GROUP, groups);
     if (groups.empty()) {
         log(0, L"GetClusterSharedDgGuidW: Dg object not found for volume  - %s", device);
         return FARLO_PROVIDER_FAILED;
     }
     std::uint32_t type = 0;
     groups.front().GetProp("LDM DG TYPE", type);
-    if (type != cluster_shared_dg_type) {
+    if (type != ZTDGTYPE_CLUSTER_SHARED) {
         log(0, L"GetClusterSharedDgGuidW: DgType is not Cluster Shared for volume - %s", device);
         return FARLO_INVALID_ARGUMENT;
     }

@@ -39,14 +39,14 @@ bool is_clusterable(opal_handle handle, std::uint32_t style, std::uint32_t signa
     // For other styles the empty query is run: kept, the service answers it.
     if (style == FARLO_PARTITION_STYLE_MBR) {
         _snwprintf(value.get(), value_characters, L"%u", signature);
-        query.format(disk_type, "SIGNATURE", value.get());
+        query.format(ZTTYPE_DISK, "SIGNATURE", value.get());
     } else if (style == FARLO_PARTITION_STYLE_GPT) {
         if (disk_guid == nullptr) {
             log(0, L"IsStorageClusterable() failed , NULL Disk GUID");
             return false;
         }
         format_guid(value.get(), disk_guid);
-        query.format(disk_type, "DISKGUID", value.get());
+        query.format(ZTTYPE_DISK, "DISKGUID", value.get());
     }
     std::vector<CZtObject> disks;
     const std::uint32_t status =
@@ -61,7 +61,7 @@ bool is_clusterable(opal_handle handle, std::uint32_t style, std::uint32_t signa
         return false;
     }
     std::vector<CZtObject> groups;
-    disks.front().GetParentObjects(disk_group_type, groups);
+    disks.front().GetParentObjects(ZTTYPE_DISK_GROUP, groups);
     if (groups.empty()) {
         return false;
     }
@@ -69,7 +69,7 @@ bool is_clusterable(opal_handle handle, std::uint32_t style, std::uint32_t signa
     std::uint32_t type = 0;
     groups.front().GetProp("cluster resource", cluster_resource);
     groups.front().GetProp("LDM DG TYPE", type);
-    return type == cluster_dg_type && cluster_resource;
+    return type == ZTDGTYPE_CLUSTER && cluster_resource;
 }
 
 }  // namespace
@@ -98,7 +98,7 @@ bool IsStorageClusterable(opal_handle handle, std::uint32_t style, std::uint32_t
 bool IsVolumeClusterable(opal_handle handle, const wchar_t* volume_name) {
     log(2, L"Entering IsVolumeClusterable");
     CZtObject group;
-    if (!IsVolumeOfSpecifiedDgType(handle, volume_name, cluster_shared_dg_type, group)) {
+    if (!IsVolumeOfSpecifiedDgType(handle, volume_name, ZTDGTYPE_CLUSTER_SHARED, group)) {
         return false;
     }
     bool shared = false;

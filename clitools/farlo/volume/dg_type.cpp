@@ -26,7 +26,7 @@ bool is_of_type(opal_handle handle, const QueryText& query, const wchar_t* volum
         return false;
     }
     std::vector<CZtObject> groups;
-    volumes.front().GetParentObjects(disk_group_type, groups);
+    volumes.front().GetParentObjects(ZTTYPE_DISK_GROUP, groups);
     if (groups.empty()) {
         return false;
     }
@@ -59,7 +59,7 @@ bool IsVolumeOfSpecifiedDgType(opal_handle handle, const wchar_t* volume_name, s
         log(0, L"IsVolumeOfSpecifiedDgType: failed to allocate memory");
         return false;
     }
-    if (!query.format(volume_type, "volumename", volume_name)) {
+    if (!query.format(ZTTYPE_VOLUME, "volumename", volume_name)) {
         log(0, L"IsVolumeOfSpecifiedDgType() failed , Volume Name is too long, error=(0x%x)",
             FARLO_INVALID_ARGUMENT);
         return false;

@@ -17,7 +17,7 @@ bool FindVolObjByDevName(opal_handle handle, const wchar_t* device, CZtObject& v
         log(0, L"FindVolObjByDevName: failed to allocate memory");
         return false;
     }
-    if (!query.format(volume_type, "DEVICE NAME", device)) {
+    if (!query.format(ZTTYPE_VOLUME, "DEVICE NAME", device)) {
         log(0, L"FindVolObjByDevName() failed , device name is too long, error=(0x%x)",
             FARLO_INVALID_ARGUMENT);
         return false;
@@ -40,7 +40,7 @@ bool FindVolObjByDevName(opal_handle handle, const wchar_t* device, CZtObject& v
 
 bool FindVolIdByDLorDevName(opal_handle handle, CZtObject& volume, const wchar_t* name) {
     std::vector<CZtObject> volumes;
-    CZtDatabase::GetObjects(connection_pair(handle), volume_type, volumes);
+    CZtDatabase::GetObjects(connection_pair(handle), ZTTYPE_VOLUME, volumes);
     for (const CZtObject& candidate : volumes) {
         if (is_text(candidate, "Name", name) || is_text(candidate, "DEVICE NAME", name) ||
             is_text(candidate, "DRIVE LETTER", name)) {

@@ -34,7 +34,7 @@ std::uint32_t read_disk_id(opal_handle handle, const wchar_t* group_name, std::u
         return status;
     }
     std::vector<CZtObject> volumes;
-    group.GetChildObjects(volumes, volume_type);
+    group.GetChildObjects(volumes, ZTTYPE_VOLUME);
     if (volumes.empty()) {
         // Success all the same: kept, agents ask for groups that are still empty.
         log(0, L"GetFirstVolumesDiskIDW:GetDiskTypeAndSignatureW volumes does not exists in DG");

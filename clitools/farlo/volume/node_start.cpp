@@ -115,7 +115,7 @@ std::uint32_t wait_for_node(const CZtObject& misc) {
 }
 
 std::uint32_t start_cluster(opal_handle handle, std::vector<CZtObject>& misc, NodeMutex& mutex) {
-    CZtDatabase::GetObjects(connection_pair(handle), misc_type, misc);
+    CZtDatabase::GetObjects(connection_pair(handle), ZTTYPE_MISC, misc);
     if (misc.empty()) {
         log(0, L"CVMClusterStart::misc object not present");
         return FARLO_PROVIDER_FAILED;

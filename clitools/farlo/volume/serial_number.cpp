@@ -73,7 +73,7 @@ std::uint32_t GetVolumeNameForSerialNumberW(opal_handle handle, const wchar_t* g
     }
     try {
         std::vector<CZtObject> volumes;
-        group.GetChildObjects(volumes, volume_type);
+        group.GetChildObjects(volumes, ZTTYPE_VOLUME);
         if (size == nullptr) {
             log(0, L"GetVolumeNameForSerialNumberW() failed , pSize == NULL");
             return FARLO_MISSING_ARGUMENT;

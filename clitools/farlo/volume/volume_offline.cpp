@@ -64,7 +64,7 @@ std::uint32_t offline_volume(opal_handle handle, const char* guid, const wchar_t
         return FARLO_NOT_CONNECTED;
     }
     std::vector<CZtObject> misc;
-    CZtDatabase::GetObjects(connection_pair(handle), misc_type, misc);
+    CZtDatabase::GetObjects(connection_pair(handle), ZTTYPE_MISC, misc);
     if (misc.empty()) {
         log(0, L"OfflineVolW()::misc object not present");
         return FARLO_PROVIDER_FAILED;
