@@ -6,13 +6,11 @@
 #define BARE_BUS_H
 
 #include "ztcmd.h"
+#include "ztservice.h"
 
 #include <stdio.h>
 #include <string.h>
 #include <wchar.h>
-
-static const GUID bare_volume_manager_operations = {
-    0x61678C9A, 0x1DD2, 0x11B2, {0x96, 0x23, 0x08, 0x00, 0x20, 0x9E, 0xAD, 0x9C}};
 
 static inline int failed(opal_status status) {
     return (status >> 30) == 3 || (status != 0 && status < 0x10000);
@@ -85,7 +83,7 @@ static inline opal_status find_service(opal_handle handle, opal_objid* service) 
     opal_objid* ids = NULL;
     uint32_t count = 0;
     const opal_status status = DbGetObjects(handle->connection, handle->connection_context,
-                                            "solvane_cluster_service", &ids, &count);
+                                            ZTTYPE_CLUSTER_SERVICE, &ids, &count);
     if (failed(status) || count == 0) {
         return status != 0 ? status : ZTERROR_UNKNOWN_OBJECT;
     }
@@ -97,7 +95,7 @@ static inline opal_status find_service(opal_handle handle, opal_objid* service) 
 static inline opal_status all_groups(opal_handle handle, opal_objid** ids, uint32_t* count) {
     *ids = NULL;
     *count = 0;
-    return DbGetObjects(handle->connection, handle->connection_context, "tamo_ztvm_diskgroup", ids,
+    return DbGetObjects(handle->connection, handle->connection_context, ZTTYPE_DISK_GROUP, ids,
                         count);
 }
 
@@ -125,8 +123,9 @@ static inline opal_status invoke_for(opal_handle handle, const opal_objid* targe
     uint64_t result = 0;
     *output = NULL;
     PsCreatePropset(output);
-    const opal_status status = PrCallDispatch(handle->connection, target, interface_id, 0, minor,
-                                              input, *output, 0, 0, 0, 0, &task, &result);
+    const opal_status status =
+        PrCallDispatch(handle->connection, target, interface_id, ZTMETHOD_MAJOR, minor, input,
+                       *output, 0, 0, 0, 0, &task, &result);
     PsDestroyPropset(input);
     return status;
 }
@@ -136,7 +135,7 @@ static inline opal_status invoke(opal_handle handle, const opal_objid* target, u
                                  opal_propset input) {
     opal_propset output;
     const opal_status status =
-        invoke_for(handle, target, &bare_volume_manager_operations, minor, input, &output);
+        invoke_for(handle, target, &zt_volume_manager_interface, minor, input, &output);
     PsDestroyPropset(output);
     return status;
 }
@@ -173,7 +172,7 @@ static inline opal_status find_volume(opal_handle handle, const wchar_t* device,
     if (query == NULL) {
         return ZTERROR_NO_MEMORY;
     }
-    _snwprintf(query, 2047, L"SELECT FROM %S where \"%S\" EQ %s", "tamo_ztvm_volume", "DEVICE NAME",
+    _snwprintf(query, 2047, L"SELECT FROM %S where \"%S\" EQ %s", ZTTYPE_VOLUME, "DEVICE NAME",
                device);
     const opal_status status =
         DbGetObjectsByQuery(handle->connection, handle->connection_context, query, &ids, &count);

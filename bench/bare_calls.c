@@ -38,7 +38,7 @@ opal_status bare_online(opal_handle handle, const wchar_t* name, const char* gui
     add_wide(input, "newname", name);
     add_uint32(input, "Opflag", 0x4046);
     add_uint32(input, "OnlineFlag", 0x4046);
-    status = invoke(handle, &service, 2003, input);
+    status = invoke(handle, &service, ZTMETHOD_DGOP_IMPORT, input);
     return connected(handle) ? status : ZTERROR_NOT_CONNECTED;
 }
 
@@ -59,7 +59,7 @@ opal_status bare_offline(opal_handle handle, const char* guid) {
     add_text(input, "dgid", guid);
     add_uint32(input, "Opflag", 0x4040);
     add_uint32(input, "OfflineFlag", 0x4040);
-    status = invoke(handle, &group, 2001, input);
+    status = invoke(handle, &group, ZTMETHOD_DGOP_DEPORT, input);
     return connected(handle) ? status : ZTERROR_NOT_CONNECTED;
 }
 
@@ -81,7 +81,8 @@ opal_status bare_guid(opal_handle handle, const wchar_t* name, char* guid) {
         const int found = _wcsicmp((const wchar_t*)property.value, name) == 0;
         PsFreeProperty(&property);
         if (found) {
-            if (type == 2 && read_text(handle, &groups[i], "dgid", TYPE_STR, &property)) {
+            if (type == ZTDGTYPE_CLUSTER &&
+                read_text(handle, &groups[i], "dgid", TYPE_STR, &property)) {
                 if (property.size <= 65) {
                     memcpy(guid, property.value, property.size);
                     status = 0;
@@ -99,7 +100,7 @@ opal_status bare_guid(opal_handle handle, const wchar_t* name, char* guid) {
 static int listed_name(opal_handle handle, const opal_objid* group, opal_property* name) {
     uint32_t type = 0;
     int imported = 0;
-    return read_uint32(handle, group, "LDM DG TYPE", &type) && type == 2 &&
+    return read_uint32(handle, group, "LDM DG TYPE", &type) && type == ZTDGTYPE_CLUSTER &&
            read_bool(handle, group, "imported", &imported) && imported &&
            read_text(handle, group, "Name", TYPE_WSTR, name);
 }

@@ -26,7 +26,7 @@ opal_status bare_disk_state(opal_handle handle, const wchar_t* disk, uint32_t* s
     if (!connected(handle)) {
         return ZTERROR_NOT_CONNECTED;
     }
-    DbGetObjects(handle->connection, handle->connection_context, "tamo_ztvm_disk", &disks, &count);
+    DbGetObjects(handle->connection, handle->connection_context, ZTTYPE_DISK, &disks, &count);
     for (uint32_t i = 0; i < count; ++i) {
         if (has_text(handle, &disks[i], "Name", disk) ||
             has_text(handle, &disks[i], "DEVICE NAME", disk)) {

@@ -90,7 +90,7 @@ static void fill_volume(opal_handle handle, const opal_objid* volume, VolInfo* r
         letter[2] = L'\0';
         memcpy(&record->drive_letter, letter, sizeof letter);
     }
-    children(handle, volume, "tamo_fs_nt", &file_systems, &count);
+    children(handle, volume, ZTTYPE_FILE_SYSTEM, &file_systems, &count);
     if (count != 0) {
         copy_wide(handle, file_systems, "type of file system", &record->file_system,
                   sizeof record->file_system);
@@ -123,8 +123,8 @@ opal_status bare_group_record(opal_handle handle, const char* guid, DgInfo* reco
         return ZTERROR_PROPERTY;
     }
     PsFreeProperty(&name);
-    children(handle, &group, "tamo_ztvm_disk", &disks, &disk_count);
-    children(handle, &group, "tamo_ztvm_volume", &volumes, &volume_count);
+    children(handle, &group, ZTTYPE_DISK, &disks, &disk_count);
+    children(handle, &group, ZTTYPE_VOLUME, &volumes, &volume_count);
     if (sizeof(DgInfo) + disk_count * sizeof(DgDiskInfo) + volume_count * sizeof(VolInfo) > size) {
         status = ZTERROR_NO_MEMORY;
     } else {
@@ -225,7 +225,7 @@ opal_status bare_unusable_volumes(opal_handle handle, const char* guid, VolInfo*
     if (status != 0) {
         return status;
     }
-    children(handle, &group, "tamo_ztvm_volume", &volumes, &volume_count);
+    children(handle, &group, ZTTYPE_VOLUME, &volumes, &volume_count);
     for (uint32_t i = 0; i < volume_count; ++i) {
         if (is_unusable(handle, &volumes[i])) {
             volumes[unusable++] = volumes[i];
@@ -252,12 +252,12 @@ static uint32_t fill_plex(opal_handle handle, const opal_objid* plex, DgDiskInfo
     opal_objid* subdisks;
     uint32_t count;
     uint32_t filled = 0;
-    children(handle, plex, "tamo_ztvm_subdisk", &subdisks, &count);
+    children(handle, plex, ZTTYPE_SUBDISK, &subdisks, &count);
     for (uint32_t i = 0; i < count; ++i) {
         opal_objid* disks = NULL;
         uint32_t disk_count = 0;
         ObGetParentObjects(handle->connection, handle->connection_context, &subdisks[i],
-                           "tamo_ztvm_disk", &disks, &disk_count);
+                           ZTTYPE_DISK, &disks, &disk_count);
         if (disk_count != 0 && filled < capacity) {
             fill_disk(handle, disks, &records[filled++]);
         }
@@ -286,7 +286,7 @@ opal_status bare_volume_record(opal_handle handle, const wchar_t* device, VolPro
     const uint32_t capacity =
         (uint32_t)((size - sizeof(VolPropInfo) - sizeof(VolInfo)) / sizeof(DgDiskInfo));
     DgDiskInfo* const disks = (DgDiskInfo*)(record + 1);
-    children(handle, &volume, "tamo_ztvm_plex", &plexes, &count);
+    children(handle, &volume, ZTTYPE_PLEX, &plexes, &count);
     for (uint32_t i = 0; i < count; ++i) {
         filled += fill_plex(handle, &plexes[i], disks + filled, capacity - filled);
     }

@@ -4,9 +4,6 @@
 
 #define MOUNT_TEXT_CAPACITY 261
 
-static const GUID mount_manager = {
-    0x2F0EAFCD, 0x7B86, 0x4F9B, {0xBD, 0x98, 0xD6, 0x1C, 0xE4, 0x21, 0x1F, 0x8F}};
-
 opal_status bare_online_volume(opal_handle handle, const char* guid, const wchar_t* device) {
     opal_objid* misc = NULL;
     opal_objid group;
@@ -19,8 +16,8 @@ opal_status bare_online_volume(opal_handle handle, const char* guid, const wchar
     if (!connected(handle)) {
         return ZTERROR_NOT_CONNECTED;
     }
-    opal_status status = DbGetObjects(handle->connection, handle->connection_context,
-                                      "tamo_ztvm_misc", &misc, &count);
+    opal_status status =
+        DbGetObjects(handle->connection, handle->connection_context, ZTTYPE_MISC, &misc, &count);
     if (failed(status) || count == 0) {
         return status != 0 ? status : ZTERROR_UNKNOWN_OBJECT;
     }
@@ -48,7 +45,7 @@ opal_status bare_online_volume(opal_handle handle, const char* guid, const wchar
     const opal_property target = {"volume", TYPE_ZTOBJID, 1, sizeof volume, &volume};
     PsAddProperty(input, &target);
     add_uint32(input, "OnlineFlag", 1);
-    status = invoke(handle, &service, 6063, input);
+    status = invoke(handle, &service, ZTMETHOD_MISCOP_VOLUMEONLINE, input);
     return connected(handle) ? status : ZTERROR_NOT_CONNECTED;
 }
 
@@ -56,8 +53,7 @@ opal_status bare_find_volume(opal_handle handle, const wchar_t* name, opal_objid
     opal_objid* volumes = NULL;
     uint32_t count = 0;
     opal_status status = ZTERROR_UNKNOWN_OBJECT;
-    DbGetObjects(handle->connection, handle->connection_context, "tamo_ztvm_volume", &volumes,
-                 &count);
+    DbGetObjects(handle->connection, handle->connection_context, ZTTYPE_VOLUME, &volumes, &count);
     for (uint32_t i = 0; i < count; ++i) {
         if (has_text(handle, &volumes[i], "Name", name) ||
             has_text(handle, &volumes[i], "DEVICE NAME", name) ||
@@ -90,7 +86,8 @@ opal_status bare_drive_letter(opal_handle handle, const opal_objid* volume, wcha
     opal_propset output;
     PsCreatePropset(&input);
     add_uint32(input, "FromMM", 1);
-    opal_status status = invoke_for(handle, volume, &mount_manager, 8007, input, &output);
+    opal_status status = invoke_for(handle, volume, &zt_mount_manager_interface,
+                                    ZTMETHOD_MNTOP_GET_DRIVE_LETTER, input, &output);
     if (status == 0) {
         status = ZTERROR_PROPERTY;
         if (find_result(output, "DRIVE LETTER", TYPE_WSTR, &property)) {
@@ -136,7 +133,8 @@ opal_status bare_mount_points(opal_handle handle, const opal_objid* volume, wcha
     opal_propset output;
     uint32_t length = 0;
     PsCreatePropset(&input);
-    opal_status status = invoke_for(handle, volume, &mount_manager, 8006, input, &output);
+    opal_status status = invoke_for(handle, volume, &zt_mount_manager_interface,
+                                    ZTMETHOD_MNTOP_GET_ALL_MOUNTPOINTS, input, &output);
     text[0] = L'\0';
     if (status != 0) {
         PsDestroyPropset(output);
