@@ -3,20 +3,13 @@
 #pragma once
 
 #include "model.h"
-#include "object_types.h"
 #include "text.h"
+#include "ztservice.h"
 
 #include <string>
 #include <vector>
 
 namespace lab {
-
-inline constexpr GUID volume_manager_operations = {
-    0x61678C9A, 0x1DD2, 0x11B2, {0x96, 0x23, 0x08, 0x00, 0x20, 0x9E, 0xAD, 0x9C}};
-inline constexpr GUID cluster_service_interface = {
-    0x375EC58D, 0x475E, 0x4658, {0x3B, 0xCD, 0x61, 0xC7, 0x48, 0x3A, 0x4F, 0xC6}};
-inline constexpr GUID mount_manager_interface = {
-    0x2F0EAFCD, 0x7B86, 0x4F9B, {0xBD, 0x98, 0xD6, 0x1C, 0xE4, 0x21, 0x1F, 0x8F}};
 
 // One call of a method, under the store's lock.
 struct MethodCall {

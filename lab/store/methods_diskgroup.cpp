@@ -5,14 +5,12 @@
 namespace lab {
 namespace {
 
-constexpr std::uint32_t cluster_group = 2;
-
 // Raises the alert of an operation's end and passes its status on. Cluster
 // groups report through the cluster's events, all others through the volume
 // manager's.
 opal_status report(MethodCall& call, const Object* group, const char* operation,
                    opal_status status) {
-    const bool cluster = group != nullptr && group->number("LDM DG TYPE") == cluster_group;
+    const bool cluster = group != nullptr && group->number("LDM DG TYPE") == ZTDGTYPE_CLUSTER;
     call.alerts.push_back(std::string("event.alert.ztvm.") + (cluster ? "cluster" : "ztvm") +
                           ".dg." + operation + (status == ZTSTATUS_OK ? ".success" : ".failed"));
     return status;
@@ -32,7 +30,7 @@ opal_status give_identity(MethodCall& call, const Object& object, const char* pr
 }  // namespace
 
 Object* group_by_guid(MethodCall& call, const std::string& guid) {
-    return call.model.find_by_text(group_type, "dgid", widen_ansi(guid));
+    return call.model.find_by_text(ZTTYPE_DISK_GROUP, "dgid", widen_ansi(guid));
 }
 
 opal_status import_group(MethodCall& call) {
@@ -41,16 +39,17 @@ opal_status import_group(MethodCall& call) {
         !call.fits<std::wstring>("Newdgname", TYPE_WSTR)) {
         return status_missing_parameter;
     }
-    Object* group = call.target.type == group_type ? &call.target : group_by_guid(call, *guid);
+    Object* group =
+        call.target.type == ZTTYPE_DISK_GROUP ? &call.target : group_by_guid(call, *guid);
     if (group == nullptr) {
         return report(call, group, "import", status_no_such_group);
     }
     if (group->is_true("imported")) {
-        return report(call, group, "import", status_already_online);
+        return report(call, group, "import", ZTERROR_GROUP_ALREADY_ONLINE);
     }
     const std::wstring* new_name = call.wide("Newdgname");
     if (new_name != nullptr && !new_name->empty()) {
-        const Object* taken = call.model.find_by_text(group_type, "Name", *new_name);
+        const Object* taken = call.model.find_by_text(ZTTYPE_DISK_GROUP, "Name", *new_name);
         if (taken != nullptr && taken != group) {
             return report(call, group, "import", status_name_taken);
         }
@@ -77,7 +76,7 @@ opal_status get_group_guid(MethodCall& call) {
     if (name == nullptr) {
         return status_missing_parameter;
     }
-    const Object* group = call.model.find_by_text(group_type, "Name", *name);
+    const Object* group = call.model.find_by_text(ZTTYPE_DISK_GROUP, "Name", *name);
     return group != nullptr ? give_identity(call, *group, "dgid", "Dgguid") : status_no_such_group;
 }
 
@@ -91,7 +90,7 @@ opal_status get_volume_guid(MethodCall& call) {
     if (group == nullptr) {
         return status_no_such_group;
     }
-    for (const opal_objid& id : call.model.matching(volume_type, "DEVICE NAME", *device)) {
+    for (const opal_objid& id : call.model.matching(ZTTYPE_VOLUME, "DEVICE NAME", *device)) {
         const Object& volume = *call.model.find(id);
         for (const opal_objid& parent : volume.parents) {
             if (IdEqual()(parent, group->id)) {

@@ -18,7 +18,7 @@ opal_status count_disks(MethodCall& call) {
     std::uint32_t live = 0;
     for (const opal_objid& id : group->children) {
         const Object& disk = *call.model.find(id);
-        if (disk.type == disk_type && !disk.hidden) {
+        if (disk.type == ZTTYPE_DISK && !disk.hidden) {
             ++total;
             live += (disk.number("ztvmstate") & disk_dead) == 0 ? 1 : 0;
         }

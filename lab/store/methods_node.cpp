@@ -17,7 +17,7 @@ enum NodeState : std::uint32_t {
 constexpr std::uint32_t start_failed = 1;  // "nodeStatus"
 
 Object* misc_of(Model& model) {
-    const std::vector<opal_objid>& misc = model.of_type(misc_type);
+    const std::vector<opal_objid>& misc = model.of_type(ZTTYPE_MISC);
     return misc.empty() ? nullptr : model.find(misc.front());
 }
 
@@ -63,7 +63,7 @@ opal_status start_node(MethodCall& call) {
     switch (state_of(call.model.node, *misc)) {
     case node_starting:
     case node_running:
-        return status_already_started;
+        return ZTERROR_NODE_ALREADY_STARTED;
     case node_stopping:
         return status_node_busy;
     default:

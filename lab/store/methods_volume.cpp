@@ -8,7 +8,7 @@ namespace {
 
 // Whether the cluster volume manager runs on this node.
 bool node_runs(MethodCall& call) {
-    const std::vector<opal_objid>& misc = call.model.of_type(misc_type);
+    const std::vector<opal_objid>& misc = call.model.of_type(ZTTYPE_MISC);
     return !misc.empty() && call.model.find(misc.front())->number("nodeRole") != 0;
 }
 
@@ -16,13 +16,13 @@ bool node_runs(MethodCall& call) {
 Object* volume_of(MethodCall& call) {
     const opal_objid* id = call.parameter<opal_objid>("volume", TYPE_ZTOBJID);
     Object* volume = id != nullptr ? call.model.find(*id) : nullptr;
-    return volume != nullptr && !volume->hidden && volume->type == volume_type ? volume : nullptr;
+    return volume != nullptr && !volume->hidden && volume->type == ZTTYPE_VOLUME ? volume : nullptr;
 }
 
 bool is_imported(MethodCall& call, const Object& volume) {
     for (const opal_objid& id : volume.parents) {
         const Object& parent = *call.model.find(id);
-        if (parent.type == group_type && parent.is_true("imported")) {
+        if (parent.type == ZTTYPE_DISK_GROUP && parent.is_true("imported")) {
             return true;
         }
     }

@@ -2,11 +2,11 @@
 
 #include "json_file.h"
 #include "node_drive.h"
-#include "object_types.h"
 #include "reservation.h"
 #include "scenario_members.h"
 #include "scenario_values.h"
 #include "text.h"
+#include "ztservice.h"
 
 #include <functional>
 #include <stdexcept>
@@ -18,9 +18,6 @@ constexpr std::uint64_t most_of_a_pattern = 1'000'000;
 
 constexpr std::uint32_t usual_start_role = 1;
 constexpr std::uint64_t usual_reservation_key = 1;
-
-constexpr std::uint32_t cluster_type = 2;
-constexpr std::uint32_t cluster_shared_type = 8;
 
 class Builder {
   public:
@@ -121,7 +118,7 @@ class Builder {
         Members members(node != nullptr ? *node : nothing);
         add_cluster_service(members);
         if (members.boolean("misc", true)) {
-            Object& misc = add("misc", misc_type, members.line());
+            Object& misc = add("misc", ZTTYPE_MISC, members.line());
             m_model.set(misc, "Name", wide_value(L"misc"));
             m_model.set(misc, "nodeRole", uint32_value(members.uint32("role", 0)));
             m_model.set(misc, "nodeStatus", uint32_value(members.uint32("status", 0)));
@@ -156,7 +153,7 @@ class Builder {
         if (given != nullptr && !overrides && !given->boolean()) {
             return;
         }
-        Object& service = add("service", service_type, node.line());
+        Object& service = add("service", ZTTYPE_CLUSTER_SERVICE, node.line());
         m_model.set(service, "Name", wide_value(L"cluster service"));
         m_model.set(service, "node", wide_value(widen(node_name)));
         m_model.set(service, reservation_key, uint64_value(key));
@@ -191,16 +188,17 @@ class Builder {
     void add_group(const JsonNode& node, const std::string& number) {
         Members members(node, number);
         members.find("count");
-        Object& group = add_named(members, group_type, nullptr);
-        const std::uint32_t type = members.uint32("type", cluster_type);
+        Object& group = add_named(members, ZTTYPE_DISK_GROUP, nullptr);
+        const std::uint32_t type = members.uint32("type", ZTDGTYPE_CLUSTER);
         group.hidden = members.boolean("hidden", false);
         m_model.set(group, "dgid", narrow_value(members, members.get("dgid")));
         m_model.set(group, "LDM DG TYPE", uint32_value(type));
         m_model.set(group, "imported", boolean_value(members.boolean("imported", false)));
         m_model.set(group, "cluster resource",
-                    boolean_value(members.boolean("cluster_resource", type == cluster_type)));
-        m_model.set(group, "cluster shared",
-                    boolean_value(members.boolean("cluster_shared", type == cluster_shared_type)));
+                    boolean_value(members.boolean("cluster_resource", type == ZTDGTYPE_CLUSTER)));
+        m_model.set(
+            group, "cluster shared",
+            boolean_value(members.boolean("cluster_shared", type == ZTDGTYPE_CLUSTER_SHARED)));
         if (const JsonNode* reservation = members.find("reservation")) {
             add_reservation(*reservation, group, number);
         }
@@ -228,7 +226,7 @@ class Builder {
     void add_disk(const JsonNode& node, Object& group, const std::string& number) {
         Members members(node, number);
         members.find("count");
-        Object& disk = add_named(members, disk_type, &group);
+        Object& disk = add_named(members, ZTTYPE_DISK, &group);
         m_model.set(disk, "DEVICE NAME", wide_value(widen(members.text("device", ""))));
         m_model.set(disk, "SIGNATURE", uint32_value(members.uint32("signature", 0)));
         m_model.set(disk, "DISKID", narrow_value(members, "disk_id"));
@@ -244,7 +242,7 @@ class Builder {
     void add_volume(const JsonNode& node, Object& group, const std::string& number) {
         Members members(node, number);
         members.find("count");
-        Object& volume = add_named(members, volume_type, &group);
+        Object& volume = add_named(members, ZTTYPE_VOLUME, &group);
         add_volume_names(members, volume);
         if (const JsonNode* guid = members.find("guid")) {
             m_model.set(volume, "volguid", narrow_value(members, *guid));
@@ -319,7 +317,7 @@ class Builder {
             Members mount(node, number);
             const JsonNode& holder_name = mount.get("volume");
             const Object& holder = find_object(holder_name, mount.text(holder_name));
-            if (holder.type != volume_type) {
+            if (holder.type != ZTTYPE_VOLUME) {
                 throw ScenarioError(holder_name.line, "\"" + holder.name + "\" is no volume");
             }
             volume.mounts.push_back(
@@ -330,8 +328,8 @@ class Builder {
 
     void add_file_system(const JsonNode& node, Object& volume, const std::string& number) {
         Members members(node, number);
-        Object& file_system =
-            add(members.text("id", volume.name + " file system"), file_system_type, members.line());
+        Object& file_system = add(members.text("id", volume.name + " file system"),
+                                  ZTTYPE_FILE_SYSTEM, members.line());
         file_system.hidden = volume.hidden;
         m_model.set(file_system, "type of file system",
                     wide_value(widen(members.text("type", "NTFS"))));
@@ -343,7 +341,7 @@ class Builder {
 
     void add_plex(const JsonNode& node, Object& volume, const std::string& number) {
         Members members(node, number);
-        Object& plex = add_named(members, plex_type, &volume);
+        Object& plex = add_named(members, ZTTYPE_PLEX, &volume);
         m_model.set(plex, "ztvmstate", uint32_value(members.uint32("state", 0)));
         override_properties(members, plex);
         for (const JsonNode& subdisk : members.array("subdisks")) {
@@ -355,10 +353,10 @@ class Builder {
     // Below its plex, and below the disk that it lies on.
     void add_subdisk(const JsonNode& node, Object& plex, const std::string& number) {
         Members members(node, number);
-        Object& subdisk = add_named(members, subdisk_type, &plex);
+        Object& subdisk = add_named(members, ZTTYPE_SUBDISK, &plex);
         if (const JsonNode* disk_name = members.find("disk")) {
             Object& disk = find_object(*disk_name, members.text(*disk_name));
-            if (disk.type != disk_type) {
+            if (disk.type != ZTTYPE_DISK) {
                 throw ScenarioError(disk_name->line, "\"" + disk.name + "\" is no disk");
             }
             m_model.link(disk, subdisk);

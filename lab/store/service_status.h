@@ -6,8 +6,6 @@
 
 namespace lab {
 
-inline constexpr opal_status status_already_started = 0xe5150047;  // the node runs already
-inline constexpr opal_status status_already_online = 0xe515007a;   // the group is imported here
 inline constexpr opal_status status_no_such_group = 0xe5150101;
 inline constexpr opal_status status_not_imported = 0xe5150102;
 inline constexpr opal_status status_no_such_volume = 0xe5150103;

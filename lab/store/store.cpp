@@ -232,8 +232,8 @@ void Store::set_change_sink(ChangeSink sink) {
     if (!m_change_sink) {
         return;
     }
-    std::vector<opal_objid> all = m_model.of_type(group_type);
-    const std::vector<opal_objid>& volumes = m_model.of_type(volume_type);
+    std::vector<opal_objid> all = m_model.of_type(ZTTYPE_DISK_GROUP);
+    const std::vector<opal_objid>& volumes = m_model.of_type(ZTTYPE_VOLUME);
     all.insert(all.end(), volumes.begin(), volumes.end());
     m_change_sink(m_model, all);
 }

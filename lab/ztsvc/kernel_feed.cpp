@@ -1,9 +1,9 @@
 #include "kernel_feed.h"
 
-#include "object_types.h"
 #include "reservation.h"
 #include "text.h"
 #include "volume_state.h"
+#include "ztservice.h"
 
 #include <cstdio>
 #include <cstring>
@@ -44,7 +44,7 @@ void copy_guid(std::uint8_t (&field)[16], const std::string& text) {
 }
 
 std::wstring this_node(Model& model) {
-    const std::vector<opal_objid>& services = model.of_type(service_type);
+    const std::vector<opal_objid>& services = model.of_type(ZTTYPE_CLUSTER_SERVICE);
     return services.empty() ? std::wstring() : model.find(services.front())->text("node");
 }
 
@@ -71,7 +71,7 @@ lab_dm_volume volume_record(Model& model, const Object& volume) {
         return record;
     }
     for (const opal_objid& parent : volume.parents) {
-        if (model.find(parent)->type == group_type) {
+        if (model.find(parent)->type == ZTTYPE_DISK_GROUP) {
             std::memcpy(record.group_id, parent.bytes, sizeof record.group_id);
             break;
         }
@@ -128,9 +128,9 @@ void KernelFeed::feed(Model& model, const std::vector<opal_objid>& changed) {
             volume.flags = LAB_DM_GONE;
             groups.push_back(group);
             volumes.push_back(volume);
-        } else if (object->type == group_type) {
+        } else if (object->type == ZTTYPE_DISK_GROUP) {
             groups.push_back(group_record(*object, node));
-        } else if (object->type == volume_type) {
+        } else if (object->type == ZTTYPE_VOLUME) {
             volumes.push_back(volume_record(model, *object));
         }
     }

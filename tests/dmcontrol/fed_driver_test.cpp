@@ -77,7 +77,8 @@ TEST_F(FedDriver, TellsOfReservationsAndReleasesThem) {
     ASSERT_EQ(CALL(*farlo, ArbitrateDgW)(handle, L"dg", group_guid), 0u);
     ASSERT_EQ(CALL(*farlo, ReleaseDgW)(group_guid), 0u);
     EXPECT_EQ(reservation(group_guid), 33u);
-    EXPECT_EQ(CALL(*farlo, StopDgReservationW)(handle, L"dg", group_guid), 0xe515010bu);
+    EXPECT_EQ(CALL(*farlo, StopDgReservationW)(handle, L"dg", group_guid),
+              lab::status_not_reserved);
     EXPECT_EQ(reservation("other"), 34u);
 }
 
@@ -112,7 +113,7 @@ TEST_F(FedDriver, IsNotToldOfHiddenGroupsUntilARescan) {
                                  sizeof block);
     };
     EXPECT_EQ(ask(), 0xC0000034u);
-    ASSERT_EQ(call_service_method(handle, 6054), 0u);
+    ASSERT_EQ(call_service_method(handle, ZTMETHOD_MISCOP_PNP_RESCAN), 0u);
     EXPECT_EQ(ask(), 0u);
     EXPECT_EQ(record.reply, 1);
 }

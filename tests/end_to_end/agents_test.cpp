@@ -68,7 +68,7 @@ class Agents : public ServiceTest {
         std::vector<bool> result;
         const opal_handle handle = connect();
         std::vector<opal_objid> groups;
-        EXPECT_EQ(list(handle, "tamo_ztvm_diskgroup", groups), ZTSTATUS_OK);
+        EXPECT_EQ(list(handle, ZTTYPE_DISK_GROUP, groups), ZTSTATUS_OK);
         for (const opal_objid& group : groups) {
             opal_property property;
             EXPECT_EQ(ObGetProperty(handle->connection, handle->connection_context, &group,

@@ -17,7 +17,7 @@
 // at "-" it stops nowhere.
 #include "../support/interposer.h"
 #include "farlo.h"
-#include "ztbus3.h"
+#include "ztservice.h"
 
 #include <cstdio>
 #include <memory>
@@ -29,7 +29,6 @@ using support::StandIn;
 constexpr DWORD hang_ms = 60'000;
 constexpr DWORD poll_pause_ms = 1000;
 constexpr int could_not_begin = 0x10000;
-constexpr std::uint32_t start_node_method = 6058;
 constexpr char node_mutex[] = "Global\\cvmclusternodeMutex";
 
 std::wstring step;
@@ -76,12 +75,12 @@ class Road {
           m_dispatch(farlo, "PrCallDispatch",
                      [this](auto connection, auto target, auto interface_id, auto major,
                             std::uint32_t minor, auto... rest) {
-                         if (minor == start_node_method && step == L"token") {
+                         if (minor == ZTMETHOD_MISCOP_STARTNODE && step == L"token") {
                              stop_here();
                          }
                          const opal_status status = m_dispatch.real(
                              connection, target, interface_id, major, minor, rest...);
-                         if (minor == start_node_method && step == L"answered") {
+                         if (minor == ZTMETHOD_MISCOP_STARTNODE && step == L"answered") {
                              stop_here();
                          }
                          return status;

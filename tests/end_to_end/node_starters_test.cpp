@@ -11,9 +11,6 @@ namespace {
 
 using namespace support;
 
-constexpr uint32_t start_method = 6058;
-constexpr uint32_t stop_method = 6059;
-
 // What a starter that does not get through is given before it counts as waiting:
 // more than one of its rounds.
 constexpr DWORD patience_ms = 1500;
@@ -78,9 +75,10 @@ class NodeStarters : public ServiceTest {
     // How many starts the service was asked for, the test's own among them.
     std::size_t starts() const {
         std::size_t count = 0;
+        const std::string logged = "method " + std::to_string(ZTMETHOD_MISCOP_STARTNODE) + " ";
         std::istringstream log(service->log());
         for (std::string line; std::getline(log, line);) {
-            count += line.find("method 6058 ") != std::string::npos ? 1 : 0;
+            count += line.find(logged) != std::string::npos ? 1 : 0;
         }
         return count;
     }
@@ -114,12 +112,12 @@ class NodeStarters : public ServiceTest {
     void expect_waits() {
         EXPECT_FALSE(is_done_within(patience_ms));
         EXPECT_EQ(starts(), 0u);
-        EXPECT_EQ(node(start_method), 0u);
+        EXPECT_EQ(node(ZTMETHOD_MISCOP_STARTNODE), 0u);
         EXPECT_TRUE(is_done_within(hang_ms));
         expect_running(m_second);
         EXPECT_EQ(starts(), 1u);
 
-        EXPECT_EQ(node(stop_method), 0u);
+        EXPECT_EQ(node(ZTMETHOD_MISCOP_STOPNODE), 0u);
         const std::size_t third = add_starter();
         let_go(third);
         EXPECT_TRUE(is_done_within(hang_ms));
@@ -151,7 +149,7 @@ TEST_F(NodeStarters, TheServiceSeesOneStartOfTwelve) {
         }
         await_done(starters);
         ASSERT_EQ(starts(), round);
-        ASSERT_EQ(node(stop_method), 0u);
+        ASSERT_EQ(node(ZTMETHOD_MISCOP_STOPNODE), 0u);
     }
     for (std::size_t number = 0; number < starters; ++number) {
         expect_running(number);

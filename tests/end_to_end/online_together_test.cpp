@@ -69,11 +69,11 @@ class OnlineTogether : public ServiceTest {
         return codes;
     }
     // What the service answered to a method, in order.
-    std::vector<std::string> answers(const std::string& minor) const {
+    std::vector<std::string> answers(std::uint32_t method) const {
         std::vector<std::string> found;
         std::istringstream log(service->log());
         for (std::string line; std::getline(log, line);) {
-            const std::string begin = "method " + minor + " -> ";
+            const std::string begin = "method " + std::to_string(method) + " -> ";
             const std::size_t at = line.find(begin);
             if (at != std::string::npos) {
                 line.erase(line.find_last_not_of('\r') + 1);
@@ -86,7 +86,7 @@ class OnlineTogether : public ServiceTest {
         std::vector<std::uint32_t> states;
         const opal_handle handle = connect();
         std::vector<opal_objid> volumes;
-        EXPECT_EQ(list(handle, "tamo_ztvm_volume", volumes), ZTSTATUS_OK);
+        EXPECT_EQ(list(handle, ZTTYPE_VOLUME, volumes), ZTSTATUS_OK);
         for (const opal_objid& volume : volumes) {
             opal_property state;
             EXPECT_EQ(ObGetProperty(handle->connection, handle->connection_context, &volume,
@@ -108,30 +108,30 @@ class OnlineTogether : public ServiceTest {
 TEST_F(OnlineTogether, ANodeIsStartedOnce) {
     start(scenario(R"("start_seconds": 2)"));
     EXPECT_THAT(online_all(), Each(Optional(0u)));
-    EXPECT_THAT(answers("6058"), ElementsAre("0x0"));
-    EXPECT_EQ(answers("6063"), std::vector<std::string>(agents, "0x0"));
+    EXPECT_THAT(answers(ZTMETHOD_MISCOP_STARTNODE), ElementsAre("0x0"));
+    EXPECT_EQ(answers(ZTMETHOD_MISCOP_VOLUMEONLINE), std::vector<std::string>(agents, "0x0"));
     EXPECT_EQ(volume_states(), std::vector<std::uint32_t>(agents, 0));
 }
 
 TEST_F(OnlineTogether, ANodeThatDoesNotStartFailsThemAll) {
     start(scenario(R"("start_seconds": 1, "start_fails": true)"));
-    EXPECT_THAT(online_all(), Each(Optional(0xc1000001u)));
-    EXPECT_THAT(answers("6058"), Not(IsEmpty()));
-    EXPECT_THAT(answers("2003"), IsEmpty());
-    EXPECT_THAT(answers("6063"), IsEmpty());
+    EXPECT_THAT(online_all(), Each(Optional(ZTERROR_PROVIDER)));
+    EXPECT_THAT(answers(ZTMETHOD_MISCOP_STARTNODE), Not(IsEmpty()));
+    EXPECT_THAT(answers(ZTMETHOD_DGOP_IMPORT), IsEmpty());
+    EXPECT_THAT(answers(ZTMETHOD_MISCOP_VOLUMEONLINE), IsEmpty());
     EXPECT_EQ(volume_states(), std::vector<std::uint32_t>(agents, 0x20));
 }
 
 TEST_F(OnlineTogether, ANodeThatRunsIsNotStarted) {
     start(scenario(R"("role": 1)"));
     EXPECT_THAT(online_all(), Each(Optional(0u)));
-    EXPECT_THAT(answers("6058"), IsEmpty());
-    EXPECT_EQ(answers("6063"), std::vector<std::string>(agents, "0x0"));
+    EXPECT_THAT(answers(ZTMETHOD_MISCOP_STARTNODE), IsEmpty());
+    EXPECT_EQ(answers(ZTMETHOD_MISCOP_VOLUMEONLINE), std::vector<std::string>(agents, "0x0"));
     EXPECT_EQ(volume_states(), std::vector<std::uint32_t>(agents, 0));
     // One imports the group; who came too late for it goes on.
-    std::vector<std::string> imports = answers("2003");
+    std::vector<std::string> imports = answers(ZTMETHOD_DGOP_IMPORT);
     EXPECT_EQ(std::erase(imports, "0x0"), 1u);
-    EXPECT_THAT(imports, Each("0xe515007a"));
+    EXPECT_THAT(imports, Each(hex_status(ZTERROR_GROUP_ALREADY_ONLINE)));
 }
 
 }  // namespace

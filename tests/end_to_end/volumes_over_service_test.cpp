@@ -37,7 +37,7 @@ class VolumesOverService : public ServiceTest {
     std::uint32_t state_seen_by_others() {
         const opal_handle other = connect();
         std::vector<opal_objid> volumes;
-        EXPECT_EQ(list(other, "tamo_ztvm_volume", volumes), ZTSTATUS_OK);
+        EXPECT_EQ(list(other, ZTTYPE_VOLUME, volumes), ZTSTATUS_OK);
         opal_property state;
         EXPECT_EQ(ObGetProperty(other->connection, other->connection_context, &volumes.at(0),
                                 "ztvmstate", &state),

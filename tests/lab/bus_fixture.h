@@ -3,6 +3,7 @@
 #pragma once
 
 #include "lab_bus.h"
+#include "service_names.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -13,6 +14,11 @@
 #include <vector>
 
 namespace lab_tests {
+
+using support::fault_plan;
+using support::hex_status;
+using support::returns;
+using support::returns_after;
 
 inline void load_scenario(const std::string& json) {
     char error[200];

@@ -9,9 +9,6 @@ using testing::IsEmpty;
 
 namespace {
 
-const GUID volume_manager = {
-    0x61678C9A, 0x1DD2, 0x11B2, {0x96, 0x23, 0x08, 0x00, 0x20, 0x9E, 0xAD, 0x9C}};
-
 using Event = std::pair<int, std::string>;
 
 class Connections : public BusTest {
@@ -20,7 +17,7 @@ class Connections : public BusTest {
         opal_objid* ids = nullptr;
         std::uint32_t count = 0;
         const opal_status status =
-            DbGetObjects(of, its_context, "solvane_cluster_service", &ids, &count);
+            DbGetObjects(of, its_context, ZTTYPE_CLUSTER_SERVICE, &ids, &count);
         _ZtFree(ids);
         return status;
     }
@@ -33,8 +30,9 @@ class Connections : public BusTest {
         PsAddProperty(input, &dgid);
         PsAddProperty(input, &options);
         const opal_objid service = object("service");
-        const opal_status status = PrCallDispatch(connection, &service, &volume_manager, 0, 2003,
-                                                  input, nullptr, 0, 0, 0, 0, nullptr, nullptr);
+        const opal_status status =
+            PrCallDispatch(connection, &service, &zt_volume_manager_interface, 0,
+                           ZTMETHOD_DGOP_IMPORT, input, nullptr, 0, 0, 0, 0, nullptr, nullptr);
         PsDestroyPropset(input);
         return status;
     }
@@ -69,10 +67,11 @@ TEST_F(Connections, NeedRoomForTheirHandles) {
 }
 
 TEST_F(Connections, AreRefusedUntilAllowedAgain) {
-    LabRefuseConnections(0xc1000001);
+    LabRefuseConnections(ZTERROR_PROVIDER);
     opal_connection other;
     opal_context other_context;
-    EXPECT_EQ(LabOpenConnection(nullptr, nullptr, nullptr, &other, &other_context), 0xc1000001u);
+    EXPECT_EQ(LabOpenConnection(nullptr, nullptr, nullptr, &other, &other_context),
+              ZTERROR_PROVIDER);
     EXPECT_EQ(use(connection, context), ZTSTATUS_OK);
     LabRefuseConnections(ZTSTATUS_OK);
     ASSERT_EQ(LabOpenConnection(nullptr, nullptr, nullptr, &other, &other_context), ZTSTATUS_OK);
@@ -120,7 +119,7 @@ TEST_F(Connections, BringAlertsToEverySink) {
 TEST_F(Connections, BringTheAlertsOfMethods) {
     load_scenario(R"({"disk_groups": [{"name": "dg1", "dgid": "id-1", "type": 2}]})");
     EXPECT_EQ(import("id-1"), ZTSTATUS_OK);
-    EXPECT_EQ(import("id-1"), 0xe515007au);
+    EXPECT_EQ(import("id-1"), ZTERROR_GROUP_ALREADY_ONLINE);
     EXPECT_THAT(events,
                 ElementsAre(Event(LAB_EVENT_ALERT, "event.alert.ztvm.cluster.dg.import.success"),
                             Event(LAB_EVENT_ALERT, "event.alert.ztvm.cluster.dg.import.failed")));

@@ -79,9 +79,9 @@ class FaultPlan : public BusTest {
 };
 
 TEST_F(FaultPlan, SelectsByFunction) {
-    plan(R"([{"function": "ObGetObjectType", "status": "0xc1000001"}])");
-    EXPECT_EQ(get_type(dg1), 0xc1000001u);
-    EXPECT_EQ(get_type(dg2), 0xc1000001u);
+    plan(fault_plan({{R"("function": "ObGetObjectType")", returns(ZTERROR_PROVIDER)}}));
+    EXPECT_EQ(get_type(dg1), ZTERROR_PROVIDER);
+    EXPECT_EQ(get_type(dg2), ZTERROR_PROVIDER);
     EXPECT_EQ(get(dg1, "Name"), ZTSTATUS_OK);
     plan("[]");
     EXPECT_EQ(get_type(dg1), ZTSTATUS_OK);
@@ -89,8 +89,8 @@ TEST_F(FaultPlan, SelectsByFunction) {
 
 TEST_F(FaultPlan, SelectsWhatReachesTheServiceWithoutAFunction) {
     plan(R"([{"status": 3238002689}])");
-    EXPECT_EQ(get_type(dg1), 0xc1000001u);
-    EXPECT_EQ(of_type("tamo_ztvm_disk"), 0xc1000001u);
+    EXPECT_EQ(get_type(dg1), ZTERROR_PROVIDER);
+    EXPECT_EQ(of_type(ZTTYPE_DISK), ZTERROR_PROVIDER);
     opal_propset set;
     EXPECT_EQ(PsCreatePropset(&set), ZTSTATUS_OK);
     EXPECT_EQ(PsDestroyPropset(set), ZTSTATUS_OK);
@@ -114,14 +114,14 @@ TEST_F(FaultPlan, SelectsTheNthCall) {
 
 TEST_F(FaultPlan, SelectsByWhatTheCallIsAbout) {
     plan(R"([{"object": "dg2", "property": "Name", "status": "1"},
-             {"type": "tamo_ztvm_volume", "status": "2"},
+             {"type": ")" ZTTYPE_VOLUME R"(", "status": "2"},
              {"minor": 11, "status": "3"},
              {"function": "PsAddProperty", "property": "x", "status": "4"}])");
     EXPECT_EQ(get(dg1, "Name"), ZTSTATUS_OK);
     EXPECT_EQ(get(dg2, "dgid"), ZTSTATUS_OK);
     EXPECT_EQ(get(dg2, "Name"), 1u);
-    EXPECT_EQ(of_type("tamo_ztvm_disk"), ZTSTATUS_OK);
-    EXPECT_EQ(of_type("tamo_ztvm_volume"), 2u);
+    EXPECT_EQ(of_type(ZTTYPE_DISK), ZTSTATUS_OK);
+    EXPECT_EQ(of_type(ZTTYPE_VOLUME), 2u);
     EXPECT_EQ(dispatch(1), ZTSTATUS_OK);
     EXPECT_EQ(dispatch(11), 3u);
     const std::uint32_t one = 1;
@@ -164,7 +164,7 @@ TEST_F(FaultPlan, HandsNothingOutBehindAFailure) {
     const lab_live before = live();
     opal_propset set = nullptr;
     EXPECT_EQ(get(dg1, "Name"), 5u);
-    EXPECT_EQ(of_type("tamo_ztvm_diskgroup"), 5u);
+    EXPECT_EQ(of_type(ZTTYPE_DISK_GROUP), 5u);
     EXPECT_EQ(ObGetProperties(connection, context, &dg1, &set), 5u);
     EXPECT_EQ(PsCreatePropset(&set), 5u);
     EXPECT_EQ(set, nullptr);
@@ -175,13 +175,13 @@ TEST_F(FaultPlan, HandsNothingOutBehindAFailure) {
 }
 
 TEST_F(FaultPlan, AnswersInformationWithResults) {
-    plan(R"([{"function": "ObGetProperty", "after": "0x41000012"}])");
+    plan(fault_plan({{R"("function": "ObGetProperty")", returns_after(ZTSTATUS_SAME_VALUE)}}));
     opal_property property;
-    EXPECT_EQ(ObGetProperty(connection, context, &dg1, "dgid", &property), 0x41000012u);
+    EXPECT_EQ(ObGetProperty(connection, context, &dg1, "dgid", &property), ZTSTATUS_SAME_VALUE);
     EXPECT_EQ(text_of(property), "id-1");
     PsFreeProperty(&property);
-    plan(R"([{"function": "ObGetProperty", "status": "0x41000012"}])");
-    EXPECT_EQ(ObGetProperty(connection, context, &dg1, "dgid", &property), 0x41000012u);
+    plan(fault_plan({{R"("function": "ObGetProperty")", returns(ZTSTATUS_SAME_VALUE)}}));
+    EXPECT_EQ(ObGetProperty(connection, context, &dg1, "dgid", &property), ZTSTATUS_SAME_VALUE);
     EXPECT_EQ(property.name, nullptr);
     EXPECT_EQ(property.value, nullptr);
 }
@@ -200,7 +200,7 @@ TEST_F(FaultPlan, HandsOutNothing) {
     EXPECT_EQ(type, nullptr);
     opal_objid* ids = &dg1;
     std::uint32_t count = 9;
-    EXPECT_EQ(DbGetObjects(connection, context, "tamo_ztvm_diskgroup", &ids, &count), ZTSTATUS_OK);
+    EXPECT_EQ(DbGetObjects(connection, context, ZTTYPE_DISK_GROUP, &ids, &count), ZTSTATUS_OK);
     EXPECT_EQ(ids, nullptr);
     EXPECT_EQ(count, 0u);
     opal_propset set;

@@ -22,13 +22,14 @@ class MountMethods : public lab_tests::StoreTest {
     }
 
     opal_status mounts(const std::string& volume) {
-        return call(volume, lab::mount_manager_interface, 8006, {});
+        return call(volume, zt_mount_manager_interface, ZTMETHOD_MNTOP_GET_ALL_MOUNTPOINTS, {});
     }
     opal_status letter(const std::string& volume) {
-        return call(volume, lab::mount_manager_interface, 8007, {{"FromMM", lab::uint32_value(1)}});
+        return call(volume, zt_mount_manager_interface, ZTMETHOD_MNTOP_GET_DRIVE_LETTER,
+                    {{"FromMM", lab::uint32_value(1)}});
     }
     opal_status refresh(const std::string& volume) {
-        return call(volume, lab::volume_manager_operations, 3041,
+        return call(volume, zt_volume_manager_interface, ZTMETHOD_MISCOP_UPDATE_MOUNTPATH,
                     {{"UpdateMountPath", lab::uint32_value(1)}});
     }
 };
@@ -73,7 +74,7 @@ TEST_F(MountMethods, GiveTheDriveLetter) {
     EXPECT_EQ(results(), R"({"DRIVE LETTER": WSTR "E"})");
     EXPECT_EQ(letter("logs"), ZTSTATUS_OK);
     EXPECT_EQ(results(), R"({"DRIVE LETTER": WSTR "0"})");
-    EXPECT_EQ(letter("nested"), 0xe5150109u);
+    EXPECT_EQ(letter("nested"), lab::status_no_drive_letter);
     EXPECT_THAT(output, IsEmpty());
     // As it is stored, whatever its type.
     EXPECT_EQ(letter("odd"), ZTSTATUS_OK);
@@ -83,19 +84,21 @@ TEST_F(MountMethods, GiveTheDriveLetter) {
 TEST_F(MountMethods, AVolumeWithoutALetterHasNone) {
     load(R"({"disk_groups": [{"name": "dg", "dgid": "g", "volumes": [
         {"name": "v", "device": "\\V"}]}]})");
-    EXPECT_EQ(letter("v"), 0xe5150109u);
+    EXPECT_EQ(letter("v"), lab::status_no_drive_letter);
     EXPECT_THAT(output, IsEmpty());
 }
 
 TEST_F(MountMethods, ParametersAreWanted) {
-    EXPECT_EQ(call("data", lab::mount_manager_interface, 8007, {}), 0xe5150104u);
-    EXPECT_EQ(
-        call("data", lab::mount_manager_interface, 8007, {{"FromMM", lab::boolean_value(true)}}),
-        0xe5150104u);
-    EXPECT_EQ(call("logs", lab::volume_manager_operations, 3041, {}), 0xe5150104u);
-    EXPECT_EQ(call("logs", lab::volume_manager_operations, 3041,
+    EXPECT_EQ(call("data", zt_mount_manager_interface, ZTMETHOD_MNTOP_GET_DRIVE_LETTER, {}),
+              lab::status_missing_parameter);
+    EXPECT_EQ(call("data", zt_mount_manager_interface, ZTMETHOD_MNTOP_GET_DRIVE_LETTER,
+                   {{"FromMM", lab::boolean_value(true)}}),
+              lab::status_missing_parameter);
+    EXPECT_EQ(call("logs", zt_volume_manager_interface, ZTMETHOD_MISCOP_UPDATE_MOUNTPATH, {}),
+              lab::status_missing_parameter);
+    EXPECT_EQ(call("logs", zt_volume_manager_interface, ZTMETHOD_MISCOP_UPDATE_MOUNTPATH,
                    {{"UpdateMountPath", lab::text_value("1")}}),
-              0xe5150104u);
+              lab::status_missing_parameter);
     EXPECT_EQ(mounts("logs"), ZTSTATUS_OK);
     EXPECT_EQ(lab::find(output, "MEMBERIDZ")->value.elements.size(), 2u);
 }
@@ -104,7 +107,8 @@ TEST_F(MountMethods, VolumesAloneOfferThem) {
     EXPECT_EQ(mounts("dg"), ZTERROR_UNKNOWN_METHOD);
     EXPECT_EQ(letter("service"), ZTERROR_UNKNOWN_METHOD);
     EXPECT_EQ(refresh("service"), ZTERROR_UNKNOWN_METHOD);
-    EXPECT_EQ(call("data", lab::volume_manager_operations, 8006, {}), ZTERROR_UNKNOWN_METHOD);
+    EXPECT_EQ(call("data", zt_volume_manager_interface, ZTMETHOD_MNTOP_GET_ALL_MOUNTPOINTS, {}),
+              ZTERROR_UNKNOWN_METHOD);
 }
 
 }  // namespace

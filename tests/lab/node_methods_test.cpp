@@ -16,11 +16,16 @@ class NodeMethods : public lab_tests::StoreTest {
                                              clock_of_the_test);
         now_ms = 5000;
     }
-    opal_status start() { return call("service", lab::volume_manager_operations, 6058, {}); }
-    opal_status stop() { return call("service", lab::volume_manager_operations, 6059, {}); }
+    opal_status start() {
+        return call("service", zt_volume_manager_interface, ZTMETHOD_MISCOP_STARTNODE, {});
+    }
+    opal_status stop() {
+        return call("service", zt_volume_manager_interface, ZTMETHOD_MISCOP_STOPNODE, {});
+    }
     // The state that the service tells; its status must be 0.
     std::string state() {
-        EXPECT_EQ(call("service", lab::volume_manager_operations, 6060, {}), ZTSTATUS_OK);
+        EXPECT_EQ(call("service", zt_volume_manager_interface, ZTMETHOD_MISCOP_GETNODESTATE, {}),
+                  ZTSTATUS_OK);
         return results();
     }
     std::string role() { return property("misc", "nodeRole"); }
@@ -33,15 +38,15 @@ TEST_F(NodeMethods, AStartTakesItsTime) {
     EXPECT_EQ(start(), ZTSTATUS_OK);
     EXPECT_EQ(role(), "UINT32 0");
     EXPECT_EQ(state(), R"({"nodeState": UINT32 1})");
-    EXPECT_EQ(start(), 0xe5150047u);
-    EXPECT_EQ(stop(), 0xe515010cu);
+    EXPECT_EQ(start(), ZTERROR_NODE_ALREADY_STARTED);
+    EXPECT_EQ(stop(), lab::status_node_busy);
     now_ms += 2999;
     EXPECT_EQ(role(), "UINT32 0");
     now_ms += 1;
     EXPECT_EQ(role(), "UINT32 7");
     EXPECT_EQ(failure(), "UINT32 0");
     EXPECT_EQ(state(), R"({"nodeState": UINT32 2})");
-    EXPECT_EQ(start(), 0xe5150047u);
+    EXPECT_EQ(start(), ZTERROR_NODE_ALREADY_STARTED);
     EXPECT_EQ(role(), "UINT32 7");
 }
 
@@ -66,7 +71,7 @@ TEST_F(NodeMethods, AStartThatFails) {
     EXPECT_EQ(failure(), "UINT32 0");
     now_ms += 1000;
     EXPECT_EQ(failure(), "UINT32 1");
-    EXPECT_EQ(stop(), 0xe5150107u);
+    EXPECT_EQ(stop(), lab::status_node_not_running);
 }
 
 TEST_F(NodeMethods, AStopTakesItsTime) {
@@ -74,21 +79,22 @@ TEST_F(NodeMethods, AStopTakesItsTime) {
     EXPECT_EQ(stop(), ZTSTATUS_OK);
     EXPECT_EQ(role(), "UINT32 2");
     EXPECT_EQ(state(), R"({"nodeState": UINT32 3})");
-    EXPECT_EQ(start(), 0xe515010cu);
-    EXPECT_EQ(stop(), 0xe515010cu);
+    EXPECT_EQ(start(), lab::status_node_busy);
+    EXPECT_EQ(stop(), lab::status_node_busy);
     now_ms += 1000;
     EXPECT_EQ(state(), R"({"nodeState": UINT32 0})");
     EXPECT_EQ(role(), "UINT32 0");
-    EXPECT_EQ(stop(), 0xe5150107u);
+    EXPECT_EQ(stop(), lab::status_node_not_running);
     EXPECT_EQ(start(), ZTSTATUS_OK);
     EXPECT_EQ(role(), "UINT32 1");
 }
 
 TEST_F(NodeMethods, NeedAMiscObject) {
     load_node(R"("misc": false)");
-    EXPECT_EQ(start(), 0xe515010du);
-    EXPECT_EQ(stop(), 0xe515010du);
-    EXPECT_EQ(call("service", lab::volume_manager_operations, 6060, {}), 0xe515010du);
+    EXPECT_EQ(start(), lab::status_no_node);
+    EXPECT_EQ(stop(), lab::status_no_node);
+    EXPECT_EQ(call("service", zt_volume_manager_interface, ZTMETHOD_MISCOP_GETNODESTATE, {}),
+              lab::status_no_node);
 }
 
 }  // namespace

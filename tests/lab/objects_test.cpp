@@ -7,11 +7,6 @@ using testing::ElementsAre;
 
 namespace {
 
-const GUID volume_manager = {
-    0x61678C9A, 0x1DD2, 0x11B2, {0x96, 0x23, 0x08, 0x00, 0x20, 0x9E, 0xAD, 0x9C}};
-const GUID cluster_service = {
-    0x375EC58D, 0x475E, 0x4658, {0x3B, 0xCD, 0x61, 0xC7, 0x48, 0x3A, 0x4F, 0xC6}};
-
 class Objects : public BusTest {
   protected:
     void SetUp() override {
@@ -128,28 +123,29 @@ TEST_F(Objects, GiveAllPropertiesAsASet) {
 TEST_F(Objects, GiveTheirType) {
     char* type = nullptr;
     ASSERT_EQ(ObGetObjectType(connection, context, &dg1, &type), ZTSTATUS_OK);
-    EXPECT_STREQ(type, "tamo_ztvm_diskgroup");
+    EXPECT_STREQ(type, ZTTYPE_DISK_GROUP);
     EXPECT_EQ(live().blocks, 1u);
     _ZtFree(type);
     EXPECT_EQ(ObGetObjectType(connection, context, &null_id, &type), ZTERROR_NULL_OBJECT);
 }
 
 TEST_F(Objects, AreFoundByTypeAndQuery) {
-    EXPECT_THAT(of_type("tamo_ztvm_diskgroup"), ElementsAre("dg1", "dg2"));
+    EXPECT_THAT(of_type(ZTTYPE_DISK_GROUP), ElementsAre("dg1", "dg2"));
     EXPECT_THAT(of_type("nothing"), ElementsAre());
-    EXPECT_THAT(query(L"SELECT FROM tamo_ztvm_volume where \"DEVICE NAME\" EQ \\DEVICE\\V2"),
+    EXPECT_THAT(query(L"SELECT FROM " ZTTYPE_VOLUME L" where \"DEVICE NAME\" EQ \\DEVICE\\V2"),
                 ElementsAre("v2"));
-    EXPECT_THAT(query(L"SELECT FROM tamo_ztvm_volume where \"DEVICE NAME\" EQ v2"), ElementsAre());
-    EXPECT_THAT(query(L""), ElementsAre("0xc1000106"));
+    EXPECT_THAT(query(L"SELECT FROM " ZTTYPE_VOLUME L" where \"DEVICE NAME\" EQ v2"),
+                ElementsAre());
+    EXPECT_THAT(query(L""), ElementsAre(hex_status(ZTERROR_BAD_QUERY)));
 }
 
 TEST_F(Objects, AreFoundByRelation) {
     EXPECT_THAT(children(dg1, nullptr), ElementsAre("d1", "v1", "v2"));
-    EXPECT_THAT(children(dg1, "tamo_ztvm_volume"), ElementsAre("v1", "v2"));
+    EXPECT_THAT(children(dg1, ZTTYPE_VOLUME), ElementsAre("v1", "v2"));
     EXPECT_THAT(children(service, nullptr), ElementsAre());
-    EXPECT_THAT(parents(object("v2"), "tamo_ztvm_diskgroup"), ElementsAre("dg1"));
-    EXPECT_THAT(parents(object("v2"), "tamo_ztvm_disk"), ElementsAre());
-    EXPECT_THAT(parents(null_id, "tamo_ztvm_disk"), ElementsAre("0xc1000010"));
+    EXPECT_THAT(parents(object("v2"), ZTTYPE_DISK_GROUP), ElementsAre("dg1"));
+    EXPECT_THAT(parents(object("v2"), ZTTYPE_DISK), ElementsAre());
+    EXPECT_THAT(parents(null_id, ZTTYPE_DISK), ElementsAre(hex_status(ZTERROR_NULL_OBJECT)));
 }
 
 TEST_F(Objects, AreDeleted) {
@@ -178,8 +174,9 @@ TEST_F(Objects, OfferMethods) {
     PsAddProperty(input, &name);
     std::uint64_t task = 0;
     std::uint64_t result = 99;
-    EXPECT_EQ(PrCallDispatch(connection, &service, &cluster_service, 0, 1, input, output, 0, 0, 0,
-                             0, &task, &result),
+    EXPECT_EQ(PrCallDispatch(connection, &service, &zt_cluster_service_interface, 0,
+                             ZTMETHOD_CLUSSVCOP_GETDGGUID, input, output, 0, 0, 0, 0, &task,
+                             &result),
               ZTSTATUS_OK);
     EXPECT_NE(task, 0u);
     EXPECT_EQ(result, 0u);
@@ -189,10 +186,14 @@ TEST_F(Objects, OfferMethods) {
     PsFreeProperty(&guid);
 
     // Without an output set, and with results of a call before in it.
-    EXPECT_EQ(dispatch(service, cluster_service, 1, input, nullptr), ZTSTATUS_OK);
+    EXPECT_EQ(dispatch(service, zt_cluster_service_interface, ZTMETHOD_CLUSSVCOP_GETDGGUID, input,
+                       nullptr),
+              ZTSTATUS_OK);
     const opal_property other_name = wide_property("Dgname", L"dg1");
     PsSetProperty(input, &other_name);
-    EXPECT_EQ(dispatch(service, cluster_service, 1, input, output), ZTSTATUS_OK);
+    EXPECT_EQ(dispatch(service, zt_cluster_service_interface, ZTMETHOD_CLUSSVCOP_GETDGGUID, input,
+                       output),
+              ZTSTATUS_OK);
     ASSERT_EQ(PsFindProperty(output, "Dgguid", &guid), ZTSTATUS_OK);
     EXPECT_EQ(text_of(guid), "id-1");
     PsFreeProperty(&guid);
@@ -201,13 +202,18 @@ TEST_F(Objects, OfferMethods) {
 }
 
 TEST_F(Objects, RefuseMethodsThatTheyDoNotOffer) {
-    EXPECT_EQ(dispatch(service, volume_manager, 1, nullptr, nullptr), ZTERROR_UNKNOWN_METHOD);
-    EXPECT_EQ(dispatch(null_id, volume_manager, 2003, nullptr, nullptr), ZTERROR_NULL_OBJECT);
+    EXPECT_EQ(dispatch(service, zt_volume_manager_interface, ZTMETHOD_CLUSSVCOP_GETDGGUID, nullptr,
+                       nullptr),
+              ZTERROR_UNKNOWN_METHOD);
+    EXPECT_EQ(
+        dispatch(null_id, zt_volume_manager_interface, ZTMETHOD_DGOP_IMPORT, nullptr, nullptr),
+        ZTERROR_NULL_OBJECT);
     std::uint64_t result = 0;
-    EXPECT_EQ(PrCallDispatch(connection, &service, &cluster_service, 0, 1, nullptr, nullptr, 0, 0,
-                             0, 0, nullptr, &result),
-              0xe5150104u);
-    EXPECT_EQ(result, 0xe5150104u);
+    EXPECT_EQ(PrCallDispatch(connection, &service, &zt_cluster_service_interface, 0,
+                             ZTMETHOD_CLUSSVCOP_GETDGGUID, nullptr, nullptr, 0, 0, 0, 0, nullptr,
+                             &result),
+              lab::status_missing_parameter);
+    EXPECT_EQ(result, lab::status_missing_parameter);
 }
 
 TEST_F(Objects, RefuseArgumentsThatAreNone) {
@@ -234,11 +240,12 @@ TEST_F(Objects, RefuseArgumentsThatAreNone) {
     EXPECT_EQ(DbGetObjects(connection, context, "t", &ids, nullptr), ZTERROR_INVALID_ARGUMENT);
     EXPECT_EQ(DbGetObjectsByQuery(connection, context, nullptr, &ids, &count),
               ZTERROR_INVALID_ARGUMENT);
-    EXPECT_EQ(PrCallDispatch(connection, nullptr, &cluster_service, 0, 1, nullptr, nullptr, 0, 0, 0,
-                             0, nullptr, nullptr),
+    EXPECT_EQ(PrCallDispatch(connection, nullptr, &zt_cluster_service_interface, 0,
+                             ZTMETHOD_CLUSSVCOP_GETDGGUID, nullptr, nullptr, 0, 0, 0, 0, nullptr,
+                             nullptr),
               ZTERROR_INVALID_ARGUMENT);
-    EXPECT_EQ(PrCallDispatch(connection, &service, nullptr, 0, 1, nullptr, nullptr, 0, 0, 0, 0,
-                             nullptr, nullptr),
+    EXPECT_EQ(PrCallDispatch(connection, &service, nullptr, 0, ZTMETHOD_CLUSSVCOP_GETDGGUID,
+                             nullptr, nullptr, 0, 0, 0, 0, nullptr, nullptr),
               ZTERROR_INVALID_ARGUMENT);
 }
 
@@ -253,8 +260,9 @@ TEST_F(Objects, NeedAConnectionAndItsOwnContext) {
     EXPECT_EQ(ObGetObjectType(unknown, context, &dg1, &type), ZTERROR_NOT_CONNECTED);
     EXPECT_EQ(ObGetObjectType(nullptr, nullptr, &dg1, &type), ZTERROR_NOT_CONNECTED);
     EXPECT_EQ(ObGetObjectType(connection, other_context, &dg1, &type), ZTERROR_NOT_CONNECTED);
-    EXPECT_EQ(PrCallDispatch(unknown, &service, &cluster_service, 0, 1, nullptr, nullptr, 0, 0, 0,
-                             0, nullptr, nullptr),
+    EXPECT_EQ(PrCallDispatch(unknown, &service, &zt_cluster_service_interface, 0,
+                             ZTMETHOD_CLUSSVCOP_GETDGGUID, nullptr, nullptr, 0, 0, 0, 0, nullptr,
+                             nullptr),
               ZTERROR_NOT_CONNECTED);
     EXPECT_EQ(LabCloseConnection(other_connection), ZTSTATUS_OK);
     EXPECT_EQ(ObGetObjectType(other_connection, other_context, &dg1, &type), ZTERROR_NOT_CONNECTED);

@@ -95,7 +95,7 @@ TEST_F(PropertySets, SetReplacesOrAdds) {
     const opal_property other_value = number_property("n", eight);
     const opal_property other_type = text_property("n", "8");
     EXPECT_EQ(PsSetProperty(set, &first), ZTSTATUS_OK);
-    EXPECT_EQ(PsSetProperty(set, &first), 0x41000012u);
+    EXPECT_EQ(PsSetProperty(set, &first), ZTSTATUS_SAME_VALUE);
     EXPECT_EQ(PsSetProperty(set, &other_value), ZTSTATUS_OK);
     EXPECT_EQ(PsSetProperty(set, &other_type), ZTSTATUS_OK);
     opal_property found;

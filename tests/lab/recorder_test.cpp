@@ -7,9 +7,6 @@ using testing::ElementsAre;
 
 namespace {
 
-const GUID volume_manager = {
-    0x61678C9A, 0x1DD2, 0x11B2, {0x96, 0x23, 0x08, 0x00, 0x20, 0x9E, 0xAD, 0x9C}};
-
 class Recorder : public BusTest {
   protected:
     void SetUp() override {
@@ -26,6 +23,12 @@ class Recorder : public BusTest {
     opal_objid unknown{};
     const opal_objid null_id{};
     const std::uint32_t one = 1;
+
+    // The beginning of the line of a call of DGOP_IMPORT.
+    static std::string method_call(const std::string& target, int major) {
+        return "PrCallDispatch " + target + " " + support::volume_manager_methods + " " +
+               std::to_string(major) + "." + std::to_string(ZTMETHOD_DGOP_IMPORT) + " ";
+    }
 };
 
 TEST_F(Recorder, WritesCallsThatReachTheService) {
@@ -36,11 +39,12 @@ TEST_F(Recorder, WritesCallsThatReachTheService) {
     opal_propset set;
     char* type;
 
-    DbGetObjects(connection, context, "tamo_ztvm_diskgroup", &ids, &count);
+    DbGetObjects(connection, context, ZTTYPE_DISK_GROUP, &ids, &count);
     _ZtFree(ids);
     DbGetObjects(connection, context, "none", &ids, &count);
     DbGetObjectsByQuery(connection, context,
-                        L"SELECT FROM tamo_ztvm_volume where \"DEVICE NAME\" EQ \\v", &ids, &count);
+                        L"SELECT FROM " ZTTYPE_VOLUME L" where \"DEVICE NAME\" EQ \\v", &ids,
+                        &count);
     _ZtFree(ids);
     DbGetObjectsByQuery(connection, context, L"what", &ids, &count);
     ObGetProperty(connection, context, &dg1, "Name", &property);
@@ -54,34 +58,36 @@ TEST_F(Recorder, WritesCallsThatReachTheService) {
     PsDestroyPropset(set);
     ObGetObjectType(connection, context, &dg1, &type);
     _ZtFree(type);
-    ObGetChildObjects(connection, context, &dg1, "tamo_ztvm_volume", &ids, &count);
+    ObGetChildObjects(connection, context, &dg1, ZTTYPE_VOLUME, &ids, &count);
     _ZtFree(ids);
     ObGetChildObjects(connection, context, &dg1, nullptr, &ids, &count);
     _ZtFree(ids);
-    ObGetParentObjects(connection, context, &v1, "tamo_ztvm_diskgroup", &ids, &count);
+    ObGetParentObjects(connection, context, &v1, ZTTYPE_DISK_GROUP, &ids, &count);
     _ZtFree(ids);
     ObDeleteObject(connection, context, &v1);
     ObDeleteObject(connection, context, &null_id);
 
-    EXPECT_THAT(
-        recorded(),
-        ElementsAre(
-            "DbGetObjects tamo_ztvm_diskgroup -> 0x0 [@dg1]", "DbGetObjects none -> 0x0 []",
-            R"(DbGetObjectsByQuery "SELECT FROM tamo_ztvm_volume where \"DEVICE NAME\" EQ \\v")"
-            " -> 0x0 [@v1]",
-            R"(DbGetObjectsByQuery "what" -> 0xc1000106)",
-            R"(ObGetProperty @dg1 "Name" -> 0x0 WSTR "dg1")",
-            R"(ObGetProperty @dg1 "none" -> 0xc100003a)",
-            R"(ObGetProperty @null "Name" -> 0xc1000010)",
-            R"(ObGetProperty @ab000000000000000000000000000000 "Name" -> 0xc1000104)",
-            R"(ObSetProperty @dg1 "x" UINT32 1 -> 0x0)",
-            R"(ObGetProperties @dg1 -> 0x0 {"Name": WSTR "dg1", "dgid": STR "g", )"
-            R"("LDM DG TYPE": UINT32 2, "x": UINT32 1})",
-            "ObGetObjectType @dg1 -> 0x0 tamo_ztvm_diskgroup",
-            "ObGetChildObjects @dg1 tamo_ztvm_volume -> 0x0 [@v1]",
-            "ObGetChildObjects @dg1 * -> 0x0 [@v1]",
-            "ObGetParentObjects @v1 tamo_ztvm_diskgroup -> 0x0 [@dg1]", "ObDeleteObject @v1 -> 0x0",
-            "ObDeleteObject @null -> 0xc1000010"));
+    EXPECT_THAT(recorded(),
+                ElementsAre("DbGetObjects " ZTTYPE_DISK_GROUP " -> 0x0 [@dg1]",
+                            "DbGetObjects none -> 0x0 []",
+                            R"(DbGetObjectsByQuery "SELECT FROM )" ZTTYPE_VOLUME
+                            R"( where \"DEVICE NAME\" EQ \\v")"
+                            " -> 0x0 [@v1]",
+                            R"(DbGetObjectsByQuery "what" -> )" + hex_status(ZTERROR_BAD_QUERY),
+                            R"(ObGetProperty @dg1 "Name" -> 0x0 WSTR "dg1")",
+                            R"(ObGetProperty @dg1 "none" -> )" + hex_status(ZTERROR_PROPERTY),
+                            R"(ObGetProperty @null "Name" -> )" + hex_status(ZTERROR_NULL_OBJECT),
+                            R"(ObGetProperty @ab000000000000000000000000000000 "Name" -> )" +
+                                hex_status(ZTERROR_UNKNOWN_OBJECT),
+                            R"(ObSetProperty @dg1 "x" UINT32 1 -> 0x0)",
+                            R"(ObGetProperties @dg1 -> 0x0 {"Name": WSTR "dg1", "dgid": STR "g", )"
+                            R"("LDM DG TYPE": UINT32 2, "x": UINT32 1})",
+                            "ObGetObjectType @dg1 -> 0x0 " ZTTYPE_DISK_GROUP,
+                            "ObGetChildObjects @dg1 " ZTTYPE_VOLUME " -> 0x0 [@v1]",
+                            "ObGetChildObjects @dg1 * -> 0x0 [@v1]",
+                            "ObGetParentObjects @v1 " ZTTYPE_DISK_GROUP " -> 0x0 [@dg1]",
+                            "ObDeleteObject @v1 -> 0x0",
+                            "ObDeleteObject @null -> " + hex_status(ZTERROR_NULL_OBJECT)));
 }
 
 TEST_F(Recorder, WritesMethodsWithTheirSets) {
@@ -97,18 +103,18 @@ TEST_F(Recorder, WritesMethodsWithTheirSets) {
     const opal_property before = number_property("before", one);
     PsAddProperty(output, &before);
     LabRecorderStart(LAB_RECORD_SERVICE);
-    PrCallDispatch(connection, &service, &volume_manager, 0, 2003, input, output, 1, 2, 3, 4,
-                   nullptr, nullptr);
-    PrCallDispatch(connection, &dg1, &volume_manager, 5, 2003, nullptr, nullptr, 0, 0, 0, 0,
-                   nullptr, nullptr);
+    PrCallDispatch(connection, &service, &zt_volume_manager_interface, 0, ZTMETHOD_DGOP_IMPORT,
+                   input, output, 1, 2, 3, 4, nullptr, nullptr);
+    PrCallDispatch(connection, &dg1, &zt_volume_manager_interface, 5, ZTMETHOD_DGOP_IMPORT, nullptr,
+                   nullptr, 0, 0, 0, 0, nullptr, nullptr);
     PsDestroyPropset(input);
     PsDestroyPropset(output);
     EXPECT_THAT(recorded(),
-                ElementsAre("PrCallDispatch @service {61678c9a-1dd2-11b2-9623-0800209ead9c} 0.2003 "
-                            R"({"dgid": STR "g", "Opflag": UINT32 1} 1,2,3,4 -> 0x0 )"
-                            R"({"before": UINT32 1})",
-                            "PrCallDispatch @dg1 {61678c9a-1dd2-11b2-9623-0800209ead9c} 5.2003 "
-                            "NULL 0,0,0,0 -> 0xc1000105 NULL"));
+                ElementsAre(method_call("@service", 0) +
+                                R"({"dgid": STR "g", "Opflag": UINT32 1} 1,2,3,4 -> 0x0 )"
+                                R"({"before": UINT32 1})",
+                            method_call("@dg1", 5) + "NULL 0,0,0,0 -> " +
+                                hex_status(ZTERROR_UNKNOWN_METHOD) + " NULL"));
 }
 
 TEST_F(Recorder, WritesValuesOfEveryType) {
@@ -158,16 +164,18 @@ TEST_F(Recorder, WritesTheClientSideWhenAsked) {
     EXPECT_THAT(
         recorded(),
         ElementsAre("PsCreatePropset -> 0x0 #1", "PsAddProperty #1 \"Opflag\" UINT32 7 -> 0x0",
-                    "PsAddProperty #1 \"Opflag\" UINT32 7 -> 0xc1000108",
-                    "PsAddProperty #1 \"bad\" malformed -> 0xc1000101",
-                    "PsSetProperty #1 \"Opflag\" UINT32 7 -> 0x41000012",
+                    "PsAddProperty #1 \"Opflag\" UINT32 7 -> " + hex_status(ZTERROR_DUPLICATE),
+                    "PsAddProperty #1 \"bad\" malformed -> " + hex_status(ZTERROR_INVALID_ARGUMENT),
+                    "PsSetProperty #1 \"Opflag\" UINT32 7 -> " + hex_status(ZTSTATUS_SAME_VALUE),
                     "PsFindProperty #1 \"Opflag\" -> 0x0 \"Opflag\" UINT32 7",
-                    "PsFreeProperty \"Opflag\" -> 0x0", "PsFindProperty #1 \"x\" -> 0xc100003a",
+                    "PsFreeProperty \"Opflag\" -> 0x0",
+                    "PsFindProperty #1 \"x\" -> " + hex_status(ZTERROR_PROPERTY),
                     "PsOpenPropset #1 -> 0x0", "PsFindNextProperty #1 -> 0x0 \"Opflag\" UINT32 7",
                     "PsFreeProperty \"Opflag\" -> 0x0", "PsFreeProperty NULL -> 0x0",
-                    "PsFindNextProperty #1 -> 0xc1000107", "PsCopyPropset #1 -> 0x0 #2",
-                    "PsDestroyPropset #1 -> 0x0", "PsDestroyPropset #2 -> 0x0",
-                    "PsDestroyPropset NULL -> 0xc1000101",
+                    "PsFindNextProperty #1 -> " + hex_status(ZTERROR_END_OF_SET),
+                    "PsCopyPropset #1 -> 0x0 #2", "PsDestroyPropset #1 -> 0x0",
+                    "PsDestroyPropset #2 -> 0x0",
+                    "PsDestroyPropset NULL -> " + hex_status(ZTERROR_INVALID_ARGUMENT),
                     R"(ZtTrace 4 "clusapiprov: \"ERROR\"\x0a")", "ZtSleep 1"));
 }
 
@@ -182,9 +190,11 @@ TEST_F(Recorder, TellsAWrongConnection) {
     LabDropConnections();
     ObGetObjectType(connection, context, &dg1, &type);
     LabCloseConnection(other);
-    EXPECT_THAT(recorded(), ElementsAre("ObGetObjectType @dg1 -> 0xc1000103 !connection",
-                                        "ObGetObjectType @dg1 -> 0xc1000103 !connection",
-                                        "ObGetObjectType @dg1 -> 0xc1000103"));
+    EXPECT_THAT(
+        recorded(),
+        ElementsAre("ObGetObjectType @dg1 -> " + hex_status(ZTERROR_NOT_CONNECTED) + " !connection",
+                    "ObGetObjectType @dg1 -> " + hex_status(ZTERROR_NOT_CONNECTED) + " !connection",
+                    "ObGetObjectType @dg1 -> " + hex_status(ZTERROR_NOT_CONNECTED)));
 }
 
 TEST_F(Recorder, BeginsAnewAndStops) {
@@ -209,7 +219,8 @@ TEST_F(Recorder, TellsTheSizeThatItsTextNeeds) {
     LabRecorderStart(LAB_RECORD_SERVICE);
     opal_property property;
     ObGetProperty(connection, context, &null_id, "a", &property);
-    const std::string line = "ObGetProperty @null \"a\" -> 0xc1000010\n";
+    const std::string line =
+        "ObGetProperty @null \"a\" -> " + hex_status(ZTERROR_NULL_OBJECT) + "\n";
     EXPECT_EQ(LabRecorderText(nullptr, 0), line.size() + 1);
     char text[8] = "zzzzzzz";
     EXPECT_EQ(LabRecorderText(text, 5), line.size() + 1);

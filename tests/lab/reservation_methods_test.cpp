@@ -16,16 +16,16 @@ class Reservations : public lab_tests::StoreTest {
             {"name": "late", "dgid": "id-5", "hidden": true}]})");
     }
     opal_status arbitrate(const std::string& guid) {
-        return call("service", lab::cluster_service_interface, 2,
+        return call("service", zt_cluster_service_interface, ZTMETHOD_CLUSSVCOP_ARBITRATEDG,
                     {{"Dgguid", lab::text_value(guid)}});
     }
     opal_status stop(const std::string& guid) {
-        return call("service", lab::cluster_service_interface, 4,
+        return call("service", zt_cluster_service_interface, ZTMETHOD_CLUSSVCOP_OFFLINEDG,
                     {{"Dgguid", lab::text_value(guid)}, {"Opflag", lab::uint32_value(1)}});
     }
     // The results of asking for the state.
     std::string state(const std::string& guid) {
-        EXPECT_EQ(call("service", lab::cluster_service_interface, 5,
+        EXPECT_EQ(call("service", zt_cluster_service_interface, ZTMETHOD_CLUSSVCOP_GETDGSTATUS,
                        {{"Dgguid", lab::text_value(guid)},
                         {"Opflag", lab::uint32_value(0)},
                         {"otl trace", lab::boolean_value(false)}}),
@@ -48,10 +48,10 @@ TEST_F(Reservations, AFreeGroupIsTaken) {
 }
 
 TEST_F(Reservations, OneThatIsDefendedIsLost) {
-    EXPECT_EQ(arbitrate("id-2"), 0xe515010au);
+    EXPECT_EQ(arbitrate("id-2"), lab::status_reservation_conflict);
     expect_owner("defended", "WSTR \"there\"", "UINT64 5");
     EXPECT_EQ(state("id-2"), R"({"Dgstate": UINT32 33})");
-    EXPECT_EQ(stop("id-2"), 0xe515010bu);
+    EXPECT_EQ(stop("id-2"), lab::status_not_reserved);
     expect_owner("defended", "WSTR \"there\"", "UINT64 5");
 }
 
@@ -66,24 +66,28 @@ TEST_F(Reservations, Stop) {
     EXPECT_EQ(stop("id-4"), ZTSTATUS_OK);
     expect_owner("ours", "", "");
     EXPECT_EQ(state("id-4"), R"({"Dgstate": UINT32 33})");
-    EXPECT_EQ(stop("id-4"), 0xe515010bu);
+    EXPECT_EQ(stop("id-4"), lab::status_not_reserved);
 }
 
 TEST_F(Reservations, OfGroupsThatAreNone) {
     for (const char* guid : {"id-5", "id-9", ""}) {
-        EXPECT_EQ(arbitrate(guid), 0xe5150101u);
-        EXPECT_EQ(stop(guid), 0xe5150101u);
+        EXPECT_EQ(arbitrate(guid), lab::status_no_such_group);
+        EXPECT_EQ(stop(guid), lab::status_no_such_group);
     }
     const lab::Property guid{"Dgguid", lab::text_value("id-4")};
     const lab::Property wide_guid{"Dgguid", lab::wide_value(L"id-4")};
     for (const std::uint32_t minor : {2u, 4u, 5u, 13u}) {
-        EXPECT_EQ(call("service", lab::cluster_service_interface, minor, {}), 0xe5150104u);
-        EXPECT_EQ(call("service", lab::cluster_service_interface, minor, {wide_guid}), 0xe5150104u);
-        EXPECT_EQ(call("ours", lab::cluster_service_interface, minor, {guid}),
+        EXPECT_EQ(call("service", zt_cluster_service_interface, minor, {}),
+                  lab::status_missing_parameter);
+        EXPECT_EQ(call("service", zt_cluster_service_interface, minor, {wide_guid}),
+                  lab::status_missing_parameter);
+        EXPECT_EQ(call("ours", zt_cluster_service_interface, minor, {guid}),
                   ZTERROR_UNKNOWN_METHOD);
     }
-    EXPECT_EQ(call("service", lab::cluster_service_interface, 4, {guid}), 0xe5150104u);
-    EXPECT_EQ(call("service", lab::cluster_service_interface, 5, {guid}), 0xe5150104u);
+    EXPECT_EQ(call("service", zt_cluster_service_interface, ZTMETHOD_CLUSSVCOP_OFFLINEDG, {guid}),
+              lab::status_missing_parameter);
+    EXPECT_EQ(call("service", zt_cluster_service_interface, ZTMETHOD_CLUSSVCOP_GETDGSTATUS, {guid}),
+              lab::status_missing_parameter);
     expect_owner("ours", "WSTR \"here\"", "UINT64 77");
 }
 
@@ -113,7 +117,7 @@ class DiskHealth : public lab_tests::StoreTest {
   protected:
     opal_status count(const std::string& guid) {
         return call(
-            "service", lab::cluster_service_interface, 13,
+            "service", zt_cluster_service_interface, ZTMETHOD_CLUSSVCOP_DISKAVAIB,
             {{"Dgname", lab::wide_value(L"not looked at")}, {"Dgguid", lab::text_value(guid)}});
     }
 };
@@ -129,7 +133,7 @@ TEST_F(DiskHealth, CountsThoseThatAreAlive) {
     EXPECT_EQ(results(), R"({"total_disks": UINT32 5, "live_disks": UINT32 2})");
     EXPECT_EQ(count("id-2"), ZTSTATUS_OK);
     EXPECT_EQ(results(), R"({"total_disks": UINT32 0, "live_disks": UINT32 0})");
-    EXPECT_EQ(count("id-9"), 0xe5150101u);
+    EXPECT_EQ(count("id-9"), lab::status_no_such_group);
     EXPECT_EQ(store->set_property(id("good"), {"ztvmstate", lab::uint32_value(2)}), ZTSTATUS_OK);
     EXPECT_EQ(count("id-1"), ZTSTATUS_OK);
     EXPECT_EQ(results(), R"({"total_disks": UINT32 5, "live_disks": UINT32 1})");
@@ -140,18 +144,19 @@ using ClusterState = lab_tests::StoreTest;
 TEST_F(ClusterState, IsKeptOnItsObjects) {
     load(R"({"disk_groups": [{"name": "dg1", "dgid": "id-1"}]})");
     EXPECT_EQ(property("dg1", "FastFailoverFlag"), "");
-    EXPECT_EQ(call("dg1", lab::volume_manager_operations, 2027,
+    EXPECT_EQ(call("dg1", zt_volume_manager_interface, ZTMETHOD_DGOP_SETFASTFAILOVERFLAG,
                    {{"FastFailoverFlag", lab::uint32_value(9)}}),
               ZTSTATUS_OK);
     EXPECT_EQ(property("dg1", "FastFailoverFlag"), "UINT32 9");
-    EXPECT_EQ(call("service", lab::volume_manager_operations, 2028,
+    EXPECT_EQ(call("service", zt_volume_manager_interface, ZTMETHOD_DGOP_CLUSTERSERVICESTATE,
                    {{"ServiceState", lab::uint32_value(4)}}),
               ZTSTATUS_OK);
     EXPECT_EQ(property("service", "ServiceState"), "UINT32 4");
-    EXPECT_EQ(call("dg1", lab::volume_manager_operations, 2027,
+    EXPECT_EQ(call("dg1", zt_volume_manager_interface, ZTMETHOD_DGOP_SETFASTFAILOVERFLAG,
                    {{"FastFailoverFlag", lab::boolean_value(true)}}),
-              0xe5150104u);
-    EXPECT_EQ(call("service", lab::volume_manager_operations, 2028, {}), 0xe5150104u);
+              lab::status_missing_parameter);
+    EXPECT_EQ(call("service", zt_volume_manager_interface, ZTMETHOD_DGOP_CLUSTERSERVICESTATE, {}),
+              lab::status_missing_parameter);
     EXPECT_EQ(property("dg1", "FastFailoverFlag"), "UINT32 9");
 }
 

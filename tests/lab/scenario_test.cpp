@@ -25,11 +25,11 @@ std::string fault_of(const std::string& json) {
 
 TEST_F(Scenario, OfNothingHasTheServiceAndTheMiscObject) {
     load("{}");
-    EXPECT_THAT(of_type("solvane_cluster_service"), ElementsAre("service"));
+    EXPECT_THAT(of_type(ZTTYPE_CLUSTER_SERVICE), ElementsAre("service"));
     EXPECT_EQ(property("service", "node"), "WSTR \"node1\"");
     EXPECT_EQ(property("misc", "nodeRole"), "UINT32 0");
     EXPECT_EQ(property("misc", "nodeStatus"), "UINT32 0");
-    EXPECT_THAT(of_type("tamo_ztvm_diskgroup"), IsEmpty());
+    EXPECT_THAT(of_type(ZTTYPE_DISK_GROUP), IsEmpty());
 }
 
 TEST_F(Scenario, DescribesTheNode) {
@@ -47,8 +47,8 @@ TEST_F(Scenario, DescribesTheNode) {
     EXPECT_EQ(property("service", "reservation key"), "UINT64 1");
 
     load(R"({"node": {"cluster_service": false, "misc": false}})");
-    EXPECT_THAT(of_type("solvane_cluster_service"), IsEmpty());
-    EXPECT_THAT(of_type("tamo_ztvm_misc"), IsEmpty());
+    EXPECT_THAT(of_type(ZTTYPE_CLUSTER_SERVICE), IsEmpty());
+    EXPECT_THAT(of_type(ZTTYPE_MISC), IsEmpty());
 }
 
 TEST_F(Scenario, DescribesDiskGroups) {
@@ -185,8 +185,8 @@ TEST_F(Scenario, MakesManyGroupsOfOnePattern) {
         "disks": [{"name": "d#"}],
         "volumes": [{"name": "v#", "device": "\\V#", "guid": "##", "volume_name": "n#n",
                      "plexes": [{"name": "p#", "subdisks": [{"name": "s#", "disk": "d#"}]}]}]}]})");
-    EXPECT_EQ(of_type("tamo_ztvm_diskgroup").size(), 12u);
-    EXPECT_EQ(of_type("tamo_ztvm_subdisk").size(), 12u);
+    EXPECT_EQ(of_type(ZTTYPE_DISK_GROUP).size(), 12u);
+    EXPECT_EQ(of_type(ZTTYPE_SUBDISK).size(), 12u);
     EXPECT_EQ(property("dg7", "dgid"), "STR \"x-0007\"");
     EXPECT_EQ(property("dg12", "dgid"), "STR \"x-0012\"");
     EXPECT_EQ(property("v7", "volguid"), "STR \"07\"");
@@ -356,30 +356,30 @@ TEST_F(ScenarioFile, FaultsTellFileAndLine) {
 
 TEST_F(ScenarioFile, SmallIsTheDemo) {
     load_shipped("small.json");
-    EXPECT_THAT(of_type("tamo_ztvm_diskgroup"), ElementsAre("dg_data", "dg_quorum", "dg_local"));
+    EXPECT_THAT(of_type(ZTTYPE_DISK_GROUP), ElementsAre("dg_data", "dg_quorum", "dg_local"));
     opal_objid late;
     EXPECT_TRUE(store->find_named("dg_late", late));
     EXPECT_EQ(property("dg_local", "LDM DG TYPE"), "UINT32 1");
     EXPECT_EQ(property("dg_quorum", "imported"), "BOOLEAN true");
-    EXPECT_THAT(children("vol_data", "tamo_ztvm_plex"), ElementsAre("vol_data-01", "vol_data-02"));
+    EXPECT_THAT(children("vol_data", ZTTYPE_PLEX), ElementsAre("vol_data-01", "vol_data-02"));
 }
 
 TEST_F(ScenarioFile, LargeHasTenThousandGroups) {
     load_shipped("large.json");
-    EXPECT_EQ(of_type("tamo_ztvm_diskgroup").size(), 10'000u);
+    EXPECT_EQ(of_type(ZTTYPE_DISK_GROUP).size(), 10'000u);
     EXPECT_EQ(property("dg_in5000", "dgid"), "STR \"11111111-0000-0000-0000-000000005000\"");
     EXPECT_EQ(property("dg_in5000", "imported"), "BOOLEAN true");
     EXPECT_EQ(property("dg_out1", "imported"), "BOOLEAN false");
-    EXPECT_THAT(query(L"SELECT FROM tamo_ztvm_volume where \"DEVICE NAME\" EQ "
+    EXPECT_THAT(query(L"SELECT FROM " ZTTYPE_VOLUME L" where \"DEVICE NAME\" EQ "
                       L"\\device\\harddiskdmvolumes\\dg_out77\\VOL"),
                 ElementsAre("vol_out77"));
 }
 
 TEST_F(ScenarioFile, LargeGroupHasManyDisksAndVolumes) {
     load_shipped("large_group.json");
-    EXPECT_THAT(of_type("tamo_ztvm_diskgroup"), ElementsAre("dg_large"));
-    EXPECT_EQ(children("dg_large", "tamo_ztvm_disk").size(), 500u);
-    EXPECT_EQ(children("dg_large", "tamo_ztvm_volume").size(), 2000u);
+    EXPECT_THAT(of_type(ZTTYPE_DISK_GROUP), ElementsAre("dg_large"));
+    EXPECT_EQ(children("dg_large", ZTTYPE_DISK).size(), 500u);
+    EXPECT_EQ(children("dg_large", ZTTYPE_VOLUME).size(), 2000u);
     EXPECT_EQ(property("vol0042", "volguid"), "STR \"c0000000-0000-0000-0001-000000000042\"");
     EXPECT_EQ(property("vol2000 file system", "label"), "WSTR \"Volume 2000\"");
     EXPECT_EQ(property("Harddisk007", "DISKID"), "STR \"c0000007-5e6f\"");
@@ -387,11 +387,10 @@ TEST_F(ScenarioFile, LargeGroupHasManyDisksAndVolumes) {
 
 TEST_F(ScenarioFile, RecordsHaveDrivesMirrorsAndSubdisks) {
     load_shipped("records.json");
-    EXPECT_THAT(children("vol_mirror", "tamo_ztvm_plex"),
-                ElementsAre("vol_mirror-01", "vol_mirror-02"));
-    EXPECT_THAT(children("Harddisk2", "tamo_ztvm_subdisk"), ElementsAre("Harddisk2-01"));
+    EXPECT_THAT(children("vol_mirror", ZTTYPE_PLEX), ElementsAre("vol_mirror-01", "vol_mirror-02"));
+    EXPECT_THAT(children("Harddisk2", ZTTYPE_SUBDISK), ElementsAre("Harddisk2-01"));
     EXPECT_THAT(children("vol_spanned-01"), ElementsAre("Harddisk3-01", "Harddisk3-02"));
-    EXPECT_THAT(parents("Harddisk3-02", "tamo_ztvm_disk"), ElementsAre("Harddisk3"));
+    EXPECT_THAT(parents("Harddisk3-02", ZTTYPE_DISK), ElementsAre("Harddisk3"));
     EXPECT_THAT(children("dg_nodisks"), ElementsAre("vol_raw", "vol_bare"));
     EXPECT_THAT(children("vol_raw"), IsEmpty());
     EXPECT_THAT(children("dg_novolumes"), ElementsAre("Harddisk4"));
@@ -401,8 +400,8 @@ TEST_F(ScenarioFile, RecordsHaveDrivesMirrorsAndSubdisks) {
 
 TEST_F(ScenarioFile, EmptyHasNoStorage) {
     load_shipped("empty.json");
-    EXPECT_THAT(of_type("tamo_ztvm_diskgroup"), IsEmpty());
-    EXPECT_THAT(of_type("solvane_cluster_service"), ElementsAre("service"));
+    EXPECT_THAT(of_type(ZTTYPE_DISK_GROUP), IsEmpty());
+    EXPECT_THAT(of_type(ZTTYPE_CLUSTER_SERVICE), ElementsAre("service"));
 }
 
 TEST_F(ScenarioFile, AwkwardHasWhatAgentsDoNotExpect) {
@@ -413,7 +412,7 @@ TEST_F(ScenarioFile, AwkwardHasWhatAgentsDoNotExpect) {
     EXPECT_EQ(property("dg_nodgid", "dgid"), "");
     EXPECT_EQ(property("dg_notype", "LDM DG TYPE"), "");
     EXPECT_EQ(property("dg_wrongtypes", "imported"), "UINT32 1");
-    EXPECT_THAT(query(L"SELECT FROM tamo_ztvm_diskgroup where \"Name\" EQ dg_mixed"),
+    EXPECT_THAT(query(L"SELECT FROM " ZTTYPE_DISK_GROUP L" where \"Name\" EQ dg_mixed"),
                 ElementsAre("DG_Mixed"));
 }
 

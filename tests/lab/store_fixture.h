@@ -2,6 +2,7 @@
 #pragma once
 
 #include "scenario.h"
+#include "service_names.h"
 #include "store.h"
 
 #include <gmock/gmock.h>
@@ -68,7 +69,7 @@ class StoreTest : public testing::Test {
     opal_status call(const std::string& target, const GUID& interface_id, std::uint32_t minor,
                      const lab::PropertySet& input) {
         output.clear();
-        return store->invoke(id(target), interface_id, 0, minor, input, output);
+        return store->invoke(id(target), interface_id, ZTMETHOD_MAJOR, minor, input, output);
     }
     // The results of the last call: "{name: TYPE value, ...}".
     std::string results() { return lab::to_text(output, name_object, store.get()); }

@@ -26,33 +26,33 @@ class StoreObjects : public lab_tests::StoreTest {
 };
 
 TEST_F(StoreObjects, OfATypeComeInTheOrderOfTheScenario) {
-    EXPECT_THAT(of_type("tamo_ztvm_diskgroup"), ElementsAre("dg1", "dg2"));
-    EXPECT_THAT(of_type("tamo_ztvm_disk"), ElementsAre("d1", "d2"));
-    EXPECT_THAT(of_type("solvane_cluster_service"), ElementsAre("service"));
-    EXPECT_THAT(of_type("tamo_ztvm_misc"), ElementsAre("misc"));
+    EXPECT_THAT(of_type(ZTTYPE_DISK_GROUP), ElementsAre("dg1", "dg2"));
+    EXPECT_THAT(of_type(ZTTYPE_DISK), ElementsAre("d1", "d2"));
+    EXPECT_THAT(of_type(ZTTYPE_CLUSTER_SERVICE), ElementsAre("service"));
+    EXPECT_THAT(of_type(ZTTYPE_MISC), ElementsAre("misc"));
     EXPECT_THAT(of_type("no such type"), IsEmpty());
 }
 
 TEST_F(StoreObjects, AreRelatedAsStorageIs) {
     EXPECT_THAT(children("dg1"), ElementsAre("d1", "d2", "v1"));
-    EXPECT_THAT(children("dg1", "tamo_ztvm_volume"), ElementsAre("v1"));
-    EXPECT_THAT(children("dg1", "tamo_ztvm_plex"), IsEmpty());
+    EXPECT_THAT(children("dg1", ZTTYPE_VOLUME), ElementsAre("v1"));
+    EXPECT_THAT(children("dg1", ZTTYPE_PLEX), IsEmpty());
     EXPECT_THAT(children("v1"), ElementsAre("fs1", "p1"));
     EXPECT_THAT(children("p1"), ElementsAre("s1"));
     EXPECT_THAT(children("d2"), ElementsAre("s1"));
     EXPECT_THAT(parents("s1"), ElementsAre("p1", "d2"));
-    EXPECT_THAT(parents("s1", "tamo_ztvm_disk"), ElementsAre("d2"));
+    EXPECT_THAT(parents("s1", ZTTYPE_DISK), ElementsAre("d2"));
     EXPECT_THAT(parents("fs1"), ElementsAre("v1"));
-    EXPECT_THAT(parents("v1", "tamo_ztvm_diskgroup"), ElementsAre("dg1"));
+    EXPECT_THAT(parents("v1", ZTTYPE_DISK_GROUP), ElementsAre("dg1"));
     EXPECT_THAT(parents("dg1"), IsEmpty());
 }
 
 TEST_F(StoreObjects, HaveTypes) {
     std::string type;
     EXPECT_EQ(store->get_type(id("s1"), type), ZTSTATUS_OK);
-    EXPECT_EQ(type, "tamo_ztvm_subdisk");
+    EXPECT_EQ(type, ZTTYPE_SUBDISK);
     EXPECT_EQ(store->get_type(id("fs1"), type), ZTSTATUS_OK);
-    EXPECT_EQ(type, "tamo_fs_nt");
+    EXPECT_EQ(type, ZTTYPE_FILE_SYSTEM);
 }
 
 TEST_F(StoreObjects, ThatAreHiddenAreUnknownToClients) {
@@ -62,8 +62,8 @@ TEST_F(StoreObjects, ThatAreHiddenAreUnknownToClients) {
         EXPECT_EQ(store->get_type(id(name), type), ZTERROR_UNKNOWN_OBJECT) << name;
         EXPECT_EQ(store->get_property(id(name), "Name", value), ZTERROR_UNKNOWN_OBJECT) << name;
     }
-    EXPECT_THAT(of_type("tamo_ztvm_volume"), ElementsAre("v1"));
-    EXPECT_THAT(query(L"SELECT FROM tamo_ztvm_volume where \"Name\" EQ v3"), IsEmpty());
+    EXPECT_THAT(of_type(ZTTYPE_VOLUME), ElementsAre("v1"));
+    EXPECT_THAT(query(L"SELECT FROM " ZTTYPE_VOLUME L" where \"Name\" EQ v3"), IsEmpty());
 }
 
 TEST_F(StoreObjects, ThatAreHiddenAreNobodysRelatives) {
@@ -120,14 +120,14 @@ TEST_F(StoreObjects, KeepWhatIsWritten) {
 }
 
 TEST_F(StoreObjects, AreGoneWhenDeleted) {
-    EXPECT_EQ(query(L"SELECT FROM tamo_ztvm_volume where \"Name\" EQ v1").size(), 1u);
+    EXPECT_EQ(query(L"SELECT FROM " ZTTYPE_VOLUME L" where \"Name\" EQ v1").size(), 1u);
     const opal_objid volume = id("v1");
     EXPECT_EQ(store->delete_object(volume), ZTSTATUS_OK);
     EXPECT_EQ(store->delete_object(volume), ZTERROR_UNKNOWN_OBJECT);
-    EXPECT_THAT(of_type("tamo_ztvm_volume"), IsEmpty());
+    EXPECT_THAT(of_type(ZTTYPE_VOLUME), IsEmpty());
     EXPECT_THAT(children("dg1"), ElementsAre("d1", "d2"));
     EXPECT_THAT(parents("p1"), IsEmpty());
-    EXPECT_THAT(query(L"SELECT FROM tamo_ztvm_volume where \"Name\" EQ v1"), IsEmpty());
+    EXPECT_THAT(query(L"SELECT FROM " ZTTYPE_VOLUME L" where \"Name\" EQ v1"), IsEmpty());
 }
 
 class StoreQuery : public lab_tests::StoreTest {
@@ -217,7 +217,7 @@ class StoreThreads : public lab_tests::StoreTest {
             if (worker.store->set_property(worker.group, written) != ZTSTATUS_OK ||
                 worker.store->get_property(worker.group, "Name", value) != ZTSTATUS_OK ||
                 !lab::same(value, written.value) ||
-                worker.store->query(L"SELECT FROM tamo_ztvm_diskgroup where \"Name\" EQ even",
+                worker.store->query(L"SELECT FROM " ZTTYPE_DISK_GROUP L" where \"Name\" EQ even",
                                     ids) != ZTSTATUS_OK ||
                 ids.size() > 4) {
                 ++*worker.failures;
@@ -242,7 +242,7 @@ TEST_F(StoreThreads, WorkAtOnce) {
         CloseHandle(thread);
     }
     EXPECT_EQ(failures, 0);
-    EXPECT_EQ(query(L"SELECT FROM tamo_ztvm_diskgroup where \"Name\" EQ odd").size(), 4u);
+    EXPECT_EQ(query(L"SELECT FROM " ZTTYPE_DISK_GROUP L" where \"Name\" EQ odd").size(), 4u);
 }
 
 }  // namespace

@@ -26,11 +26,11 @@ class VolumeMethods : public lab_tests::StoreTest {
 
     static lab::Value object(const opal_objid& id) { return {TYPE_ZTOBJID, {id}}; }
     opal_status online(const std::string& volume, std::uint32_t flags = 1) {
-        return call("service", lab::volume_manager_operations, 6063,
+        return call("service", zt_volume_manager_interface, ZTMETHOD_MISCOP_VOLUMEONLINE,
                     {{"volume", object(id(volume))}, {"OnlineFlag", lab::uint32_value(flags)}});
     }
     opal_status offline(const std::string& volume, std::uint32_t flags = 1) {
-        return call("service", lab::volume_manager_operations, 6064,
+        return call("service", zt_volume_manager_interface, ZTMETHOD_MISCOP_VOLUMEOFFLINE,
                     {{"volume", object(id(volume))}, {"OfflineFlag", lab::uint32_value(flags)}});
     }
 };
@@ -58,19 +58,19 @@ TEST_F(VolumeMethods, WhatIsDoneAlreadySucceeds) {
 }
 
 TEST_F(VolumeMethods, ABrokenVolumeDoesNotGoOnline) {
-    EXPECT_EQ(online("lost"), 0xe5150108u);
+    EXPECT_EQ(online("lost"), lab::status_volume_broken);
     EXPECT_EQ(property("lost", "ztvmstate"), "UINT32 36");
-    EXPECT_EQ(online("failed"), 0xe5150108u);
-    EXPECT_EQ(online("detached"), 0xe5150108u);
+    EXPECT_EQ(online("failed"), lab::status_volume_broken);
+    EXPECT_EQ(online("detached"), lab::status_volume_broken);
     EXPECT_EQ(offline("failed"), ZTSTATUS_OK);
     EXPECT_EQ(property("failed", "ztvmstate"), "UINT32 48");
 }
 
 TEST_F(VolumeMethods, TheGroupMustBeImported) {
-    EXPECT_EQ(online("far"), 0xe5150102u);
-    EXPECT_EQ(offline("far"), 0xe5150102u);
+    EXPECT_EQ(online("far"), lab::status_not_imported);
+    EXPECT_EQ(offline("far"), lab::status_not_imported);
     EXPECT_EQ(property("far", "ztvmstate"), "UINT32 32");
-    EXPECT_EQ(call("service", lab::volume_manager_operations, 2003,
+    EXPECT_EQ(call("service", zt_volume_manager_interface, ZTMETHOD_DGOP_IMPORT,
                    {{"dgid", lab::text_value("id-2")}, {"Opflag", lab::uint32_value(1)}}),
               ZTSTATUS_OK);
     EXPECT_EQ(online("far"), ZTSTATUS_OK);
@@ -80,20 +80,20 @@ TEST_F(VolumeMethods, TheGroupMustBeImported) {
 TEST_F(VolumeMethods, TheNodeMustRun) {
     for (const char* node : {"\"role\": 0", "\"misc\": false"}) {
         load_on_node(node);
-        EXPECT_EQ(online("down"), 0xe5150107u);
-        EXPECT_EQ(offline("v"), 0xe5150107u);
+        EXPECT_EQ(online("down"), lab::status_node_not_running);
+        EXPECT_EQ(offline("v"), lab::status_node_not_running);
         EXPECT_EQ(property("down", "ztvmstate"), "UINT32 4128");
         EXPECT_EQ(property("v", "ztvmstate"), "UINT32 0");
     }
 }
 
 TEST_F(VolumeMethods, WhatIsNoVolumeIsRefused) {
-    EXPECT_EQ(online("up"), 0xe5150103u);
-    EXPECT_EQ(offline("service"), 0xe5150103u);
-    EXPECT_EQ(offline("unseen"), 0xe5150103u);
-    EXPECT_EQ(call("service", lab::volume_manager_operations, 6063,
+    EXPECT_EQ(online("up"), lab::status_no_such_volume);
+    EXPECT_EQ(offline("service"), lab::status_no_such_volume);
+    EXPECT_EQ(offline("unseen"), lab::status_no_such_volume);
+    EXPECT_EQ(call("service", zt_volume_manager_interface, ZTMETHOD_MISCOP_VOLUMEONLINE,
                    {{"volume", object({})}, {"OnlineFlag", lab::uint32_value(1)}}),
-              0xe5150103u);
+              lab::status_no_such_volume);
 }
 
 TEST_F(VolumeMethods, ParametersAreWanted) {
@@ -103,18 +103,18 @@ TEST_F(VolumeMethods, ParametersAreWanted) {
     const lab::Property offline_flag{"OfflineFlag", lab::uint32_value(1)};
     const lab::Property wide_flag{"OfflineFlag", lab::uint64_value(1)};
     const auto online_with = [&](const lab::PropertySet& input) {
-        return call("service", lab::volume_manager_operations, 6063, input);
+        return call("service", zt_volume_manager_interface, ZTMETHOD_MISCOP_VOLUMEONLINE, input);
     };
     const auto offline_with = [&](const lab::PropertySet& input) {
-        return call("service", lab::volume_manager_operations, 6064, input);
+        return call("service", zt_volume_manager_interface, ZTMETHOD_MISCOP_VOLUMEOFFLINE, input);
     };
-    EXPECT_EQ(online_with({}), 0xe5150104u);
-    EXPECT_EQ(online_with({volume}), 0xe5150104u);
-    EXPECT_EQ(online_with({online_flag}), 0xe5150104u);
-    EXPECT_EQ(online_with({text, online_flag}), 0xe5150104u);
-    EXPECT_EQ(online_with({volume, offline_flag}), 0xe5150104u);
-    EXPECT_EQ(offline_with({volume, online_flag}), 0xe5150104u);
-    EXPECT_EQ(offline_with({volume, wide_flag}), 0xe5150104u);
+    EXPECT_EQ(online_with({}), lab::status_missing_parameter);
+    EXPECT_EQ(online_with({volume}), lab::status_missing_parameter);
+    EXPECT_EQ(online_with({online_flag}), lab::status_missing_parameter);
+    EXPECT_EQ(online_with({text, online_flag}), lab::status_missing_parameter);
+    EXPECT_EQ(online_with({volume, offline_flag}), lab::status_missing_parameter);
+    EXPECT_EQ(offline_with({volume, online_flag}), lab::status_missing_parameter);
+    EXPECT_EQ(offline_with({volume, wide_flag}), lab::status_missing_parameter);
     EXPECT_EQ(property("v", "ztvmstate"), "UINT32 0");
     EXPECT_EQ(offline_with({volume, offline_flag}), ZTSTATUS_OK);
 }
@@ -122,9 +122,12 @@ TEST_F(VolumeMethods, ParametersAreWanted) {
 TEST_F(VolumeMethods, TheClusterServiceAloneOffersThem) {
     const lab::PropertySet input{{"volume", object(id("v"))},
                                  {"OfflineFlag", lab::uint32_value(1)}};
-    EXPECT_EQ(call("v", lab::volume_manager_operations, 6064, input), ZTERROR_UNKNOWN_METHOD);
-    EXPECT_EQ(call("up", lab::volume_manager_operations, 6064, input), ZTERROR_UNKNOWN_METHOD);
-    EXPECT_EQ(call("service", lab::cluster_service_interface, 6064, input), ZTERROR_UNKNOWN_METHOD);
+    EXPECT_EQ(call("v", zt_volume_manager_interface, ZTMETHOD_MISCOP_VOLUMEOFFLINE, input),
+              ZTERROR_UNKNOWN_METHOD);
+    EXPECT_EQ(call("up", zt_volume_manager_interface, ZTMETHOD_MISCOP_VOLUMEOFFLINE, input),
+              ZTERROR_UNKNOWN_METHOD);
+    EXPECT_EQ(call("service", zt_cluster_service_interface, ZTMETHOD_MISCOP_VOLUMEOFFLINE, input),
+              ZTERROR_UNKNOWN_METHOD);
 }
 
 }  // namespace

@@ -38,7 +38,7 @@ bool work(const std::vector<opal_handle>& handles) {
         for (const opal_handle handle : handles) {
             std::vector<opal_objid> groups;
             opal_property name;
-            if (list(handle, "tamo_ztvm_diskgroup", groups) != ZTSTATUS_OK || groups.size() != 1 ||
+            if (list(handle, ZTTYPE_DISK_GROUP, groups) != ZTSTATUS_OK || groups.size() != 1 ||
                 ObGetProperty(handle->connection, handle->connection_context, &groups.front(),
                               "dgid", &name) != ZTSTATUS_OK) {
                 return false;

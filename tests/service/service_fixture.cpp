@@ -55,7 +55,7 @@ void ServiceTest::expect_alive() {
     const opal_handle handle = connect();
     ASSERT_NE(handle, nullptr);
     std::vector<opal_objid> services;
-    EXPECT_EQ(list(handle, "solvane_cluster_service", services), ZTSTATUS_OK);
+    EXPECT_EQ(list(handle, ZTTYPE_CLUSTER_SERVICE, services), ZTSTATUS_OK);
     EXPECT_EQ(services.size(), 1u);
     release(handle);
 }

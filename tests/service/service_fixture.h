@@ -5,6 +5,7 @@
 #include "session_calls.h"
 
 #include "lab_bus.h"
+#include "service_names.h"
 
 #include <gtest/gtest.h>
 

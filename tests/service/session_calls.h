@@ -2,6 +2,7 @@
 #pragma once
 
 #include "lab_cmd.h"
+#include "ztservice.h"
 
 #include <windows.h>
 
@@ -10,10 +11,8 @@
 
 namespace support {
 
-inline constexpr GUID volume_manager_interface = {
-    0x61678C9A, 0x1DD2, 0x11B2, {0x96, 0x23, 0x08, 0x00, 0x20, 0x9E, 0xAD, 0x9C}};
-inline constexpr uint32_t import_method = 2003;
-inline constexpr uint32_t deport_method = 2001;
+inline constexpr uint32_t import_method = ZTMETHOD_DGOP_IMPORT;
+inline constexpr uint32_t deport_method = ZTMETHOD_DGOP_DEPORT;
 
 inline uint8_t connected_of(opal_handle handle) {
     EnterCriticalSection(&handle->lock);
@@ -52,8 +51,9 @@ inline opal_status call_group_method(opal_handle handle, const opal_objid& group
         }
     }
     if (status == ZTSTATUS_OK) {
-        status = PrCallDispatch(handle->connection, &group, &volume_manager_interface, 0, method,
-                                input, nullptr, 0, 0, 0, 0, nullptr, nullptr);
+        status =
+            PrCallDispatch(handle->connection, &group, &zt_volume_manager_interface, ZTMETHOD_MAJOR,
+                           method, input, nullptr, 0, 0, 0, 0, nullptr, nullptr);
     }
     PsDestroyPropset(input);
     return status;
@@ -62,18 +62,18 @@ inline opal_status call_group_method(opal_handle handle, const opal_objid& group
 // Calls a method without parameters of the cluster-service object.
 inline opal_status call_service_method(opal_handle handle, uint32_t method) {
     std::vector<opal_objid> services;
-    const opal_status status = list(handle, "solvane_cluster_service", services);
+    const opal_status status = list(handle, ZTTYPE_CLUSTER_SERVICE, services);
     if (status != ZTSTATUS_OK || services.empty()) {
         return status != ZTSTATUS_OK ? status : ZTERROR_UNKNOWN_OBJECT;
     }
-    return PrCallDispatch(handle->connection, &services.front(), &volume_manager_interface, 0,
-                          method, nullptr, nullptr, 0, 0, 0, 0, nullptr, nullptr);
+    return PrCallDispatch(handle->connection, &services.front(), &zt_volume_manager_interface,
+                          ZTMETHOD_MAJOR, method, nullptr, nullptr, 0, 0, 0, 0, nullptr, nullptr);
 }
 
 // The same on the first disk group that the service has.
 inline opal_status call_group_method(opal_handle handle, uint32_t method) {
     std::vector<opal_objid> groups;
-    const opal_status status = list(handle, "tamo_ztvm_diskgroup", groups);
+    const opal_status status = list(handle, ZTTYPE_DISK_GROUP, groups);
     if (status != ZTSTATUS_OK || groups.empty()) {
         return status != ZTSTATUS_OK ? status : ZTERROR_UNKNOWN_OBJECT;
     }

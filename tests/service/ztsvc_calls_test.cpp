@@ -112,45 +112,44 @@ TEST_F(ServiceCalls, FindObjects) {
     const opal_connection connection = handle->connection;
     const opal_context context = handle->connection_context;
     std::vector<opal_objid> groups;
-    ASSERT_EQ(list(handle, "tamo_ztvm_diskgroup", groups), ZTSTATUS_OK);
+    ASSERT_EQ(list(handle, ZTTYPE_DISK_GROUP, groups), ZTSTATUS_OK);
     ASSERT_EQ(groups.size(), 2u);
-    const opal_objid volume = only("tamo_ztvm_volume");
+    const opal_objid volume = only(ZTTYPE_VOLUME);
     LabRecorderStart(LAB_RECORD_SERVICE);
     read_ids([&](opal_objid** ids, uint32_t* count) {
-        return DbGetObjects(connection, context, "tamo_ztvm_diskgroup", ids, count);
+        return DbGetObjects(connection, context, ZTTYPE_DISK_GROUP, ids, count);
     });
     read_ids([&](opal_objid** ids, uint32_t* count) {
         return DbGetObjects(connection, context, "nothing", ids, count);
     });
     read_ids([&](opal_objid** ids, uint32_t* count) {
         return DbGetObjectsByQuery(connection, context,
-                                   L"SELECT FROM tamo_ztvm_diskgroup where \"Name\" EQ dg2", ids,
+                                   L"SELECT FROM " ZTTYPE_DISK_GROUP L" where \"Name\" EQ dg2", ids,
                                    count);
     });
     read_ids([&](opal_objid** ids, uint32_t* count) {
-        return ObGetChildObjects(connection, context, &groups[0], "tamo_ztvm_disk", ids, count);
+        return ObGetChildObjects(connection, context, &groups[0], ZTTYPE_DISK, ids, count);
     });
     read_ids([&](opal_objid** ids, uint32_t* count) {
-        return ObGetParentObjects(connection, context, &volume, "tamo_ztvm_diskgroup", ids, count);
+        return ObGetParentObjects(connection, context, &volume, ZTTYPE_DISK_GROUP, ids, count);
     });
     char* type = nullptr;
     EXPECT_EQ(ObGetObjectType(connection, context, &volume, &type), ZTSTATUS_OK);
-    EXPECT_STREQ(type, "tamo_ztvm_volume");
+    EXPECT_STREQ(type, ZTTYPE_VOLUME);
     _ZtFree(type);
-    EXPECT_EQ(
-        recorded(),
-        (Lines{"DbGetObjects tamo_ztvm_diskgroup -> 0x0 [@dg1 @dg2]",
-               "DbGetObjects nothing -> 0x0 []",
-               "DbGetObjectsByQuery \"SELECT FROM tamo_ztvm_diskgroup where \\\"Name\\\" EQ dg2\""
-               " -> 0x0 [@dg2]",
-               "ObGetChildObjects @dg1 tamo_ztvm_disk -> 0x0 [@d1 @d2]",
-               "ObGetParentObjects @v1 tamo_ztvm_diskgroup -> 0x0 [@dg1]",
-               "ObGetObjectType @v1 -> 0x0 tamo_ztvm_volume"}));
+    EXPECT_EQ(recorded(), (Lines{"DbGetObjects " ZTTYPE_DISK_GROUP " -> 0x0 [@dg1 @dg2]",
+                                 "DbGetObjects nothing -> 0x0 []",
+                                 "DbGetObjectsByQuery \"SELECT FROM " ZTTYPE_DISK_GROUP
+                                 " where \\\"Name\\\" EQ dg2\""
+                                 " -> 0x0 [@dg2]",
+                                 "ObGetChildObjects @dg1 " ZTTYPE_DISK " -> 0x0 [@d1 @d2]",
+                                 "ObGetParentObjects @v1 " ZTTYPE_DISK_GROUP " -> 0x0 [@dg1]",
+                                 "ObGetObjectType @v1 -> 0x0 " ZTTYPE_VOLUME}));
 }
 
 TEST_F(ServiceCalls, CallMethods) {
     connect_to(one_group);
-    const opal_objid group = only("tamo_ztvm_diskgroup");
+    const opal_objid group = only(ZTTYPE_DISK_GROUP);
     LabRecorderStart(LAB_RECORD_SERVICE);
     EXPECT_EQ(call_group_method(handle, group, import_method), ZTSTATUS_OK);
     opal_property imported;
@@ -159,21 +158,23 @@ TEST_F(ServiceCalls, CallMethods) {
               ZTSTATUS_OK);
     EXPECT_EQ(PsFreeProperty(&imported), ZTSTATUS_OK);
     // A failure of the method's own comes back as it is.
-    EXPECT_EQ(call_group_method(handle, group, import_method), 0xe515007au);
+    EXPECT_EQ(call_group_method(handle, group, import_method), ZTERROR_GROUP_ALREADY_ONLINE);
     EXPECT_EQ(call_group_method(handle, group, 9999), ZTERROR_UNKNOWN_METHOD);
-    const std::string call = "PrCallDispatch @dg1 {61678c9a-1dd2-11b2-9623-0800209ead9c} 0.";
+    const std::string call = std::string("PrCallDispatch @dg1 ") + volume_manager_methods + " 0.";
+    const std::string import = std::to_string(ZTMETHOD_DGOP_IMPORT);
     const std::string input = " {\"dgid\": STR \"g1\", \"Opflag\": UINT32 0} 0,0,0,0 -> ";
-    EXPECT_EQ(recorded(), (Lines{call + "2003" + input + "0x0 NULL",
-                                 "ObGetProperty @dg1 \"imported\" -> 0x0 BOOLEAN true",
-                                 call + "2003" + input + "0xe515007a NULL",
-                                 call + "9999" + input + "0xc1000105 NULL"}));
+    EXPECT_EQ(recorded(),
+              (Lines{call + import + input + "0x0 NULL",
+                     "ObGetProperty @dg1 \"imported\" -> 0x0 BOOLEAN true",
+                     call + import + input + hex_status(ZTERROR_GROUP_ALREADY_ONLINE) + " NULL",
+                     call + "9999" + input + hex_status(ZTERROR_UNKNOWN_METHOD) + " NULL"}));
 }
 
 TEST_F(ServiceCalls, PassRefusalsOn) {
     connect_to(one_group);
     const opal_connection connection = handle->connection;
     const opal_context context = handle->connection_context;
-    const opal_objid group = only("tamo_ztvm_diskgroup");
+    const opal_objid group = only(ZTTYPE_DISK_GROUP);
     const opal_objid stranger{{0xee}};
     opal_property property;
     EXPECT_EQ(ObGetProperty(connection, context, &group, "nothing", &property), ZTERROR_PROPERTY);
@@ -186,14 +187,14 @@ TEST_F(ServiceCalls, PassRefusalsOn) {
     EXPECT_EQ(ObDeleteObject(connection, context, &group), ZTSTATUS_OK);
     EXPECT_EQ(ObDeleteObject(connection, context, &group), ZTERROR_UNKNOWN_OBJECT);
     std::vector<opal_objid> groups;
-    EXPECT_EQ(list(handle, "tamo_ztvm_diskgroup", groups), ZTSTATUS_OK);
+    EXPECT_EQ(list(handle, ZTTYPE_DISK_GROUP, groups), ZTSTATUS_OK);
     EXPECT_TRUE(groups.empty());
 }
 
 TEST_F(ServiceCalls, CarryLargeAnswers) {
     connect_to(R"({"disk_groups": [{"name": "dg#", "dgid": "g#", "count": 20000}]})");
     std::vector<opal_objid> groups;
-    EXPECT_EQ(list(handle, "tamo_ztvm_diskgroup", groups), ZTSTATUS_OK);
+    EXPECT_EQ(list(handle, ZTTYPE_DISK_GROUP, groups), ZTSTATUS_OK);
     EXPECT_EQ(groups.size(), 20000u);
 }
 
@@ -223,7 +224,7 @@ DWORD WINAPI ask_often(void* argument) {
 TEST_F(ServiceCalls, OfSeveralThreadsAreToldApart) {
     connect_to(R"({"disk_groups": [{"name": "dg#", "dgid": "g#", "count": 8}]})");
     std::vector<opal_objid> groups;
-    ASSERT_EQ(list(handle, "tamo_ztvm_diskgroup", groups), ZTSTATUS_OK);
+    ASSERT_EQ(list(handle, ZTTYPE_DISK_GROUP, groups), ZTSTATUS_OK);
     ASSERT_EQ(groups.size(), 8u);
     std::vector<Asker> askers;
     for (std::size_t i = 0; i < groups.size(); ++i) {

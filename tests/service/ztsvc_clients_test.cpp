@@ -43,7 +43,7 @@ TEST_F(Clients, SixtyFourAtOnce) {
 }
 
 TEST_F(Clients, OneThatIsKilledInTheMiddleOfACall) {
-    start(one_group, R"([{"minor": 2003, "delay": 3000}])");
+    start(one_group, fault_plan({{of_method(ZTMETHOD_DGOP_IMPORT), R"("delay": 3000)"}}));
     const opal_handle bystander = connect();
     ClientProcess client(L"import");
     client.await_ready();
@@ -55,7 +55,10 @@ TEST_F(Clients, OneThatIsKilledInTheMiddleOfACall) {
     // The service finishes what was asked, finds nobody to tell it and goes on.
     EXPECT_TRUE(eventually([&] { return lines_with(service->log(), "client 2: gone") == 1; }))
         << service->log();
-    EXPECT_EQ(lines_with(service->log(), "client 2: method 2003 -> 0x0"), 1u) << service->log();
+    EXPECT_EQ(lines_with(service->log(),
+                         "client 2: method " + std::to_string(ZTMETHOD_DGOP_IMPORT) + " -> 0x0"),
+              1u)
+        << service->log();
     EXPECT_EQ(call_group_method(bystander, deport_method), ZTSTATUS_OK);
     EXPECT_EQ(connected_of(bystander), 1);
     release(bystander);
@@ -80,7 +83,7 @@ TEST_F(Clients, OneThatTakesNothing) {
     ASSERT_NE(socket, INVALID_SOCKET);
     lab::Writer body;
     body.number(static_cast<std::uint32_t>(lab::Operation::get_objects));
-    body.text("tamo_ztvm_diskgroup");
+    body.text(ZTTYPE_DISK_GROUP);
     const std::vector<std::uint8_t> question = body.take();
     for (std::uint32_t i = 0; i < 60; ++i) {  // 320,000 bytes each
         const lab::FrameHeader header{lab::frame_magic, lab::frame_version, 1, i,

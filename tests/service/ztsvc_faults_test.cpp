@@ -11,12 +11,12 @@ using ServiceFaults = ServiceTest;
 
 opal_status list_groups(opal_handle handle) {
     std::vector<opal_objid> groups;
-    return list(handle, "tamo_ztvm_diskgroup", groups);
+    return list(handle, ZTTYPE_DISK_GROUP, groups);
 }
 
 bool is_imported(opal_handle handle) {
     std::vector<opal_objid> groups;
-    EXPECT_EQ(list(handle, "tamo_ztvm_diskgroup", groups), ZTSTATUS_OK);
+    EXPECT_EQ(list(handle, ZTTYPE_DISK_GROUP, groups), ZTSTATUS_OK);
     opal_property property;
     EXPECT_EQ(ObGetProperty(handle->connection, handle->connection_context, &groups.front(),
                             "imported", &property),
@@ -27,30 +27,33 @@ bool is_imported(opal_handle handle) {
 }
 
 TEST_F(ServiceFaults, AStatusInPlaceOfAMethodsWork) {
-    start(one_group, R"([{"minor": 2003, "call": 2, "times": 2, "status": "0xc1000001"}])");
+    start(one_group, fault_plan({{of_method(ZTMETHOD_DGOP_IMPORT), R"("call": 2, "times": 2)",
+                                  returns(ZTERROR_PROVIDER)}}));
     const opal_handle handle = connect();
     EXPECT_EQ(call_group_method(handle, import_method), ZTSTATUS_OK);
     EXPECT_EQ(call_group_method(handle, deport_method), ZTSTATUS_OK);  // not counted
-    EXPECT_EQ(call_group_method(handle, import_method), 0xc1000001u);
+    EXPECT_EQ(call_group_method(handle, import_method), ZTERROR_PROVIDER);
     EXPECT_FALSE(is_imported(handle));
-    EXPECT_EQ(call_group_method(handle, import_method), 0xc1000001u);
+    EXPECT_EQ(call_group_method(handle, import_method), ZTERROR_PROVIDER);
     EXPECT_EQ(call_group_method(handle, import_method), ZTSTATUS_OK);
     EXPECT_TRUE(is_imported(handle));
     release(handle);
 }
 
 TEST_F(ServiceFaults, AStatusOfAFunction) {
-    start(one_group, R"([{"function": "DbGetObjects", "call": 3, "status": "0xc1000102"}])");
+    start(one_group,
+          fault_plan({{R"("function": "DbGetObjects", "call": 3)", returns(ZTERROR_NO_MEMORY)}}));
     const opal_handle handle = connect();
     EXPECT_EQ(list_groups(handle), ZTSTATUS_OK);
-    EXPECT_EQ(call_group_method(handle, import_method), ZTSTATUS_OK);  // looks for the group first
+    EXPECT_EQ(call_group_method(handle, import_method),
+              ZTSTATUS_OK);  // looks for the group first
     EXPECT_EQ(list_groups(handle), ZTERROR_NO_MEMORY);
     EXPECT_EQ(list_groups(handle), ZTSTATUS_OK);
     release(handle);
 }
 
 TEST_F(ServiceFaults, AStatusOfWhateverComes) {
-    start(one_group, R"([{"call": 1, "status": "0xc1000001"}])");
+    start(one_group, fault_plan({{R"("call": 1)", returns(ZTERROR_PROVIDER)}}));
     const opal_handle handle = connect();
     EXPECT_EQ(list_groups(handle), ZTERROR_PROVIDER);
     EXPECT_EQ(list_groups(handle), ZTSTATUS_OK);
@@ -58,17 +61,19 @@ TEST_F(ServiceFaults, AStatusOfWhateverComes) {
 }
 
 TEST_F(ServiceFaults, TheFirstRuleAppliesAndAllCount) {
-    start(one_group, R"([{"minor": 2003, "call": 1, "status": "0xc1000001"},
-                         {"minor": 2003, "call": 2, "status": "0xc1000102"}])");
+    start(one_group,
+          fault_plan(
+              {{of_method(ZTMETHOD_DGOP_IMPORT), R"("call": 1)", returns(ZTERROR_PROVIDER)},
+               {of_method(ZTMETHOD_DGOP_IMPORT), R"("call": 2)", returns(ZTERROR_NO_MEMORY)}}));
     const opal_handle handle = connect();
-    EXPECT_EQ(call_group_method(handle, import_method), 0xc1000001u);
-    EXPECT_EQ(call_group_method(handle, import_method), 0xc1000102u);
+    EXPECT_EQ(call_group_method(handle, import_method), ZTERROR_PROVIDER);
+    EXPECT_EQ(call_group_method(handle, import_method), ZTERROR_NO_MEMORY);
     EXPECT_EQ(call_group_method(handle, import_method), ZTSTATUS_OK);
     release(handle);
 }
 
 TEST_F(ServiceFaults, ADelay) {
-    start(one_group, R"([{"minor": 2003, "delay": 700}])");
+    start(one_group, fault_plan({{of_method(ZTMETHOD_DGOP_IMPORT), R"("delay": 700)"}}));
     const opal_handle handle = connect();
     const ULONGLONG begin = GetTickCount64();
     EXPECT_EQ(call_group_method(handle, import_method), ZTSTATUS_OK);
@@ -77,7 +82,7 @@ TEST_F(ServiceFaults, ADelay) {
 }
 
 TEST_F(ServiceFaults, ADropComesAfterTheWork) {
-    start(one_group, R"([{"minor": 2003, "drop": true}])");
+    start(one_group, fault_plan({{of_method(ZTMETHOD_DGOP_IMPORT), R"("drop": true)"}}));
     const opal_handle handle = connect();
     const opal_handle bystander = connect();
     EXPECT_EQ(call_group_method(handle, import_method), ZTERROR_NOT_CONNECTED);

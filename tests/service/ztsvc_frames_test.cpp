@@ -33,7 +33,7 @@ ByteList question(Operation operation) {
     lab::Writer writer;
     writer.number(static_cast<std::uint32_t>(operation));
     if (operation == Operation::get_objects) {
-        writer.text("solvane_cluster_service");
+        writer.text(ZTTYPE_CLUSTER_SERVICE);
     }
     return writer.take();
 }
@@ -47,7 +47,7 @@ class BadFrames : public ServiceTest {
     void TearDown() override {
         EXPECT_EQ(connected_of(m_bystander), 1);
         std::vector<opal_objid> groups;
-        EXPECT_EQ(list(m_bystander, "tamo_ztvm_diskgroup", groups), ZTSTATUS_OK);
+        EXPECT_EQ(list(m_bystander, ZTTYPE_DISK_GROUP, groups), ZTSTATUS_OK);
         EXPECT_EQ(groups.size(), 1u);
         release(m_bystander);
         ServiceTest::TearDown();
@@ -146,9 +146,9 @@ TEST_F(BadFrames, SpoiltOnesDoNoHarm) {
         lab::Writer writer;
         writer.number(static_cast<std::uint32_t>(1 + below(12)));
         writer.object(opal_objid{{static_cast<std::uint8_t>(below(256))}});
-        writer.guid(volume_manager_interface);
+        writer.guid(zt_volume_manager_interface);
         writer.number(0);
-        writer.number(import_method);
+        writer.number(ZTMETHOD_DGOP_IMPORT);
         writer.set(
             {{"dgid", {TYPE_STR, {std::string("g1")}}}, {"numbers", {TYPE_UINT32Z, {1u, 2u, 3u}}}});
         ByteList body = writer.take();

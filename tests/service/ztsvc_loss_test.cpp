@@ -25,13 +25,13 @@ TEST_F(ServiceLoss, ConnectedDropsWithinAMoment) {
     EXPECT_TRUE(
         eventually([&] { return connected_of(one) == 0 && connected_of(other) == 0; }, 5000));
     std::vector<opal_objid> groups;
-    EXPECT_EQ(list(one, "tamo_ztvm_diskgroup", groups), ZTERROR_NOT_CONNECTED);
+    EXPECT_EQ(list(one, ZTTYPE_DISK_GROUP, groups), ZTERROR_NOT_CONNECTED);
     release(one);
     release(other);
 }
 
 TEST_F(ServiceLoss, ACallUnderWayEnds) {
-    start(one_group, R"([{"minor": 2003, "delay": 60000}])");
+    start(one_group, fault_plan({{of_method(ZTMETHOD_DGOP_IMPORT), R"("delay": 60000)"}}));
     const opal_handle handle = connect();
     const HANDLE caller = CreateThread(nullptr, 0, import_in_thread, handle, 0, nullptr);
     EXPECT_EQ(WaitForSingleObject(caller, 500), static_cast<DWORD>(WAIT_TIMEOUT));
@@ -58,7 +58,7 @@ TEST_F(ServiceLoss, ARestartedServiceIsFoundOnItsPort) {
     release(lost);
     const opal_handle again = connect();
     std::vector<opal_objid> groups;
-    EXPECT_EQ(list(again, "tamo_ztvm_diskgroup", groups), ZTSTATUS_OK);
+    EXPECT_EQ(list(again, ZTTYPE_DISK_GROUP, groups), ZTSTATUS_OK);
     EXPECT_EQ(groups.size(), 1u);
     release(again);
 }
@@ -119,7 +119,7 @@ TEST_F(ServiceAlerts, OfACallAreQueuedWhenItReturns) {
     EXPECT_EQ(call_group_method(handle, import_method), ZTSTATUS_OK);
     LabCmdFlushAlerts();
     EXPECT_EQ(take_names(), std::vector<std::string>{imported});
-    EXPECT_EQ(call_group_method(handle, import_method), 0xe515007au);
+    EXPECT_EQ(call_group_method(handle, import_method), ZTERROR_GROUP_ALREADY_ONLINE);
     LabCmdFlushAlerts();
     EXPECT_EQ(take_names(), std::vector<std::string>{"event.alert.ztvm.cluster.dg.import.failed"});
     release(handle);
