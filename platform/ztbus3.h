@@ -7,19 +7,19 @@
  *
  * Statuses. Every function that can fail returns an opal_status. Bits 16 to 27
  * hold a facility, bits 30 and 31 a severity. A status s is a failure
- *   - facility 0x100 (the bus and the service): when both top bits are set;
- *   - facility 0: when s is not 0;
- *   - any other facility: when bit 31 is set.
- * Everything else, informational statuses included, is a success.
+ *   - in facility 0x100 (the bus and the service), if both severity bits are set;
+ *   - in facility 0, if s is not 0;
+ *   - in any other facility, if bit 31 is set.
+ * All other statuses, including informational ones, are successes.
  *
- * Memory. What a function hands out is freed by the function that its
- * description names, and by no other. Out arguments are written on success
- * only, except where a description says otherwise.
+ * Memory. Everything that a function returns must be freed with the function
+ * named in its description, and no other. Out arguments are written on success
+ * only, unless a description says otherwise.
  *
- * Threads. Every function may be called from any thread. A property set is not
- * guarded: one thread at a time.
+ * Threads. Every function may be called from any thread. A property set has no
+ * lock: only one thread may use it at a time.
  *
- * Texts. "Narrow" is NUL-terminated in the ANSI code page, "wide" is
+ * Strings. "Narrow" means NUL-terminated in the ANSI code page, "wide" means
  * NUL-terminated UTF-16. Type names and property names are narrow.
  */
 #ifndef ZTBUS3_H
@@ -53,14 +53,14 @@ typedef uint32_t opal_status;
 #define ZTERROR_SHUTTING_DOWN 0xc10000c9u /* the runtime is shutting down */
 #define ZTERROR_INVALID_ARGUMENT 0xc1000101u
 #define ZTERROR_NO_MEMORY 0xc1000102u
-#define ZTERROR_NOT_CONNECTED 0xc1000103u  /* the connection is gone, or was never one */
+#define ZTERROR_NOT_CONNECTED 0xc1000103u  /* the connection is lost, or not a valid one */
 #define ZTERROR_UNKNOWN_OBJECT 0xc1000104u /* no object has that id */
 #define ZTERROR_UNKNOWN_METHOD 0xc1000105u /* the target does not offer that method */
-#define ZTERROR_BAD_QUERY 0xc1000106u      /* a query text that is no query */
-#define ZTERROR_END_OF_SET 0xc1000107u     /* PsFindNextProperty: no further property */
-#define ZTERROR_DUPLICATE 0xc1000108u      /* PsAddProperty: the set has that name already */
-#define ZTERROR_READ_ONLY 0xc1000109u      /* the service does not let clients write it */
-#define ZTERROR_NO_EVENT 0xc100010au       /* nobody listens for the event */
+#define ZTERROR_BAD_QUERY 0xc1000106u      /* malformed query string */
+#define ZTERROR_END_OF_SET 0xc1000107u     /* PsFindNextProperty: no more properties */
+#define ZTERROR_DUPLICATE 0xc1000108u      /* PsAddProperty: the set already has that name */
+#define ZTERROR_READ_ONLY 0xc1000109u      /* clients may not write this property */
+#define ZTERROR_NO_EVENT 0xc100010au       /* nothing listens for the event */
 
 /* ------------------------------------------------------------------- types */
 
@@ -68,21 +68,21 @@ typedef uint8_t opal_bool;
 #define opal_false ((opal_bool)0)
 #define opal_true ((opal_bool)1)
 
-/* One connection to the service, and the second word that goes with it. Both
- * come from the command library (ztcmd.h) and are opaque. */
+/* A connection to the service and its context, which functions take as a pair.
+ * Both are opaque and come from the command library (ztcmd.h). */
 typedef struct opal_connection_s* opal_connection;
 typedef struct opal_context_s* opal_context;
 
-/* Names one object of the service. Compared with ObCompareId only. All bytes
- * zero is the null id, which names no object. */
+/* Identifies one object of the service. Compare ids with ObCompareId only. The
+ * null id, all bytes zero, identifies no object. */
 typedef struct opal_objid {
     uint8_t bytes[16];
 } opal_objid;
 
-/* A property set: named, typed values in the order in which they were added. */
+/* A property set: named, typed values in the order they were added. */
 typedef struct opal_propset_s* opal_propset;
 
-/* Type tags. An array type is its element type with the top bit set. */
+/* Type tags. The tag of an array is its element type with the top bit set. */
 #define TYPE_BOOLEAN 1u
 #define TYPE_INT32 2u
 #define TYPE_UINT32 3u
@@ -112,24 +112,24 @@ typedef struct opal_propset_s* opal_propset;
 #define TYPE_I18NFORMATSTRINGZ (TYPE_ARRAY_BIT | TYPE_I18NFORMATSTRING)
 #define TYPE_TIMEZ (TYPE_ARRAY_BIT | TYPE_TIME)
 
-/* Value of TYPE_I18N: a message that a catalog translates. */
+/* Value of TYPE_I18N: a message to be translated by a catalog. */
 typedef struct opal_i18n {
     uint32_t message_id;
     const char* name;    /* narrow, never NULL */
     const char* catalog; /* narrow, never NULL */
 } opal_i18n;
 
-/* One text put into a format pattern. Exactly one of the two is set. */
+/* One string to insert into a pattern. Exactly one of the members is set. */
 typedef struct opal_insertion {
     const char* text;         /* narrow, or NULL */
     const wchar_t* wide_text; /* wide, or NULL */
 } opal_insertion;
 
-/* Value of TYPE_I18NFORMATSTRING: a pattern and the texts put into it. */
+/* Value of TYPE_I18NFORMATSTRING: a pattern and the strings to insert into it. */
 typedef struct opal_i18n_format {
     const char* pattern; /* narrow, never NULL */
     uint32_t insertion_count;
-    opal_insertion* insertions; /* insertion_count of them; NULL when there is none */
+    opal_insertion* insertions; /* insertion_count elements; NULL if there are none */
 } opal_i18n_format;
 
 /*
@@ -147,14 +147,14 @@ typedef struct opal_i18n_format {
  *   TYPE_PROPSET            opal_propset
  *   TYPE_I18N               opal_i18n
  *   TYPE_I18NFORMATSTRING   opal_i18n_format
- *   array types             `count` elements of the above, one behind the other;
- *                           for TYPE_STRZ and TYPE_WSTRZ the elements are
- *                           pointers to NUL-terminated texts
+ *   array types             `count` consecutive elements of the above; those of
+ *                           TYPE_STRZ and TYPE_WSTRZ are pointers to
+ *                           NUL-terminated strings
  *
- * `count` is the number of elements, 1 for a type that is no array. `size` is
- * the number of bytes that `value` points to. `value` may be NULL only when
- * `size` is 0. Readers trust neither a terminator beyond `size` nor an array
- * longer than `size`.
+ * `count` is the number of elements: 1 unless the type is an array. `size` is
+ * the number of bytes that `value` points to. `value` may be NULL only if
+ * `size` is 0. A reader must not look for a terminator or an array element
+ * beyond `size`.
  */
 typedef struct opal_property {
     const char* name;
@@ -166,43 +166,44 @@ typedef struct opal_property {
 
 /* ----------------------------------------------------------- property sets */
 
-/* Makes an empty set. Freed by PsDestroyPropset. */
+/* Creates an empty set. Free it with PsDestroyPropset. */
 ZTBUS3_API opal_status PsCreatePropset(opal_propset* set);
 
-/* Destroys a set and all that it holds, nested sets included. */
+/* Destroys a set and everything in it, including nested sets. */
 ZTBUS3_API opal_status PsDestroyPropset(opal_propset set);
 
-/* Adds a copy of a property at the end of the set. ZTERROR_DUPLICATE when the
- * set has a property of that name already. */
+/* Appends a copy of a property to the set. Returns ZTERROR_DUPLICATE if the set
+ * already has a property of that name. */
 ZTBUS3_API opal_status PsAddProperty(opal_propset set, const opal_property* property);
 
-/* Replaces the property of that name by a copy, in its place, or adds it at the
- * end. ZTSTATUS_SAME_VALUE when the set holds that very value already. */
+/* Replaces the property of that name in place with a copy of `property`, or
+ * appends the copy. Returns ZTSTATUS_SAME_VALUE if the value is already set. */
 ZTBUS3_API opal_status PsSetProperty(opal_propset set, const opal_property* property);
 
-/* Finds a property by name (compared byte for byte). ZTERROR_PROPERTY when the
- * set has none. What was found is a copy, freed by PsFreeProperty. */
+/* Returns a copy of the property with a name (compared byte for byte). Free it
+ * with PsFreeProperty. Returns ZTERROR_PROPERTY if the set has none. */
 ZTBUS3_API opal_status PsFindProperty(opal_propset set, const char* name, opal_property* property);
 
-/* Puts the set's walk before its first property. A set has one walk. */
+/* Starts an iteration over the set's properties. A set has one iterator. */
 ZTBUS3_API opal_status PsOpenPropset(opal_propset set);
 
-/* Hands out a copy of the next property of the walk, freed by PsFreeProperty;
- * ZTERROR_END_OF_SET behind the last. */
+/* Returns a copy of the iteration's next property. Free it with PsFreeProperty.
+ * Returns ZTERROR_END_OF_SET after the last one. */
 ZTBUS3_API opal_status PsFindNextProperty(opal_propset set, opal_property* property);
 
-/* Frees what a property that the bus handed out points to (the name, the value
- * and all below it) and clears the record. A cleared record is left alone. */
+/* Frees everything that a property returned by the bus points to (name, value
+ * and what the value refers to) and clears the record. Does nothing if the
+ * record is already cleared. */
 ZTBUS3_API opal_status PsFreeProperty(opal_property* property);
 
-/* Makes a new set with copies of all properties of `set`. Freed by
+/* Creates a new set with copies of all properties of `set`. Free it with
  * PsDestroyPropset. */
 ZTBUS3_API opal_status PsCopyPropset(opal_propset set, opal_propset* copy);
 
 /* ----------------------------------------------------------------- objects */
 
-/* Reads one property of an object. ZTERROR_PROPERTY when it has none of that
- * name. Freed by PsFreeProperty. */
+/* Reads one property of an object. Free it with PsFreeProperty. Returns
+ * ZTERROR_PROPERTY if the object has no property of that name. */
 ZTBUS3_API opal_status ObGetProperty(opal_connection connection, opal_context context,
                                      const opal_objid* object, const char* name,
                                      opal_property* property);
@@ -211,23 +212,23 @@ ZTBUS3_API opal_status ObGetProperty(opal_connection connection, opal_context co
 ZTBUS3_API opal_status ObSetProperty(opal_connection connection, opal_context context,
                                      const opal_objid* object, const opal_property* property);
 
-/* Reads all properties of an object into a new set, freed by PsDestroyPropset. */
+/* Reads all properties of an object into a new set. Free it with
+ * PsDestroyPropset. */
 ZTBUS3_API opal_status ObGetProperties(opal_connection connection, opal_context context,
                                        const opal_objid* object, opal_propset* set);
 
-/* The object's type name; freed by _ZtFree. */
+/* Returns the object's type name. Free it with _ZtFree. */
 ZTBUS3_API opal_status ObGetObjectType(opal_connection connection, opal_context context,
                                        const opal_objid* object, char** type);
 
-/* The ids of the objects below an object, in the service's order: of all types
- * when `type` is NULL, else of that type. `ids` is freed by _ZtFree and is NULL
- * when there is none. */
+/* Returns the ids of an object's children, in the service's order: those of one
+ * type, or all of them if `type` is NULL. Free `ids` with _ZtFree; it is NULL
+ * if there are none. */
 ZTBUS3_API opal_status ObGetChildObjects(opal_connection connection, opal_context context,
                                          const opal_objid* object, const char* type,
                                          opal_objid** ids, uint32_t* count);
 
-/* The ids of the objects of a type above an object; otherwise as
- * ObGetChildObjects. */
+/* Returns the ids of an object's parents, otherwise like ObGetChildObjects. */
 ZTBUS3_API opal_status ObGetParentObjects(opal_connection connection, opal_context context,
                                           const opal_objid* object, const char* type,
                                           opal_objid** ids, uint32_t* count);
@@ -236,36 +237,38 @@ ZTBUS3_API opal_status ObGetParentObjects(opal_connection connection, opal_conte
 ZTBUS3_API opal_status ObDeleteObject(opal_connection connection, opal_context context,
                                       const opal_objid* object);
 
-/* 0 when both ids name the same object, else not 0. Cannot fail. */
+/* Returns 0 if both ids identify the same object, else another value. */
 ZTBUS3_API int32_t ObCompareId(const opal_objid* left, const opal_objid* right);
 
 /* ---------------------------------------------------------------- database */
 
-/* The ids of all objects of a type, in the service's order. No object is a
- * success with a count of 0 and NULL. `ids` is freed by _ZtFree. */
+/* Returns the ids of all objects of a type, in the service's order. Free `ids`
+ * with _ZtFree. Succeeds with a count of 0 and NULL if there are none. */
 ZTBUS3_API opal_status DbGetObjects(opal_connection connection, opal_context context,
                                     const char* type, opal_objid** ids, uint32_t* count);
 
-/* The ids of the objects that a query names, as DbGetObjects gives them. The
- * text is: SELECT FROM type where "property" EQ value. The value is all that
- * stands behind "EQ ", quotes and blanks included; it is compared with the
- * property's text form without regard to case. */
+/* Returns the ids of the objects that match a query, like DbGetObjects. The
+ * query is: SELECT FROM type where "property" EQ value. The value is the rest
+ * of the string after "EQ ", including quotes and blanks. It is compared with
+ * the property formatted as a string, ignoring case. */
 ZTBUS3_API opal_status DbGetObjectsByQuery(opal_connection connection, opal_context context,
                                            const wchar_t* query, opal_objid** ids, uint32_t* count);
 
 /* ----------------------------------------------------------------- methods */
 
 /*
- * Calls a method of an object and waits for its answer.
+ * Calls a method of an object and waits until it returns.
  *
- *   target, interface_id, major, minor   which method of which object
- *   input       the parameters; stays the caller's; may be NULL (no parameters)
- *   output      a set of the caller's that receives the results; may be NULL
- *   reserved1 to reserved4               pass 0
- *   task, result   receive the service's number for the call and the provider's
- *                  own result; may be NULL
+ *   target      the object
+ *   interface_id, major, minor   the method (see ztservice.h)
+ *   input       the parameters, owned by the caller; NULL if there are none
+ *   output      a set of the caller that receives the results; may be NULL
+ *   reserved1 to reserved4   pass 0
+ *   task        receives the service's number for the call; may be NULL
+ *   result      receives the provider's own result; may be NULL
  *
- * Returns the method's status, or a bus status when the call did not get there.
+ * Returns the method's status, or a bus status if the call did not reach the
+ * service.
  */
 ZTBUS3_API opal_status PrCallDispatch(opal_connection connection, const opal_objid* target,
                                       const GUID* interface_id, uint32_t major, uint32_t minor,
@@ -275,48 +278,49 @@ ZTBUS3_API opal_status PrCallDispatch(opal_connection connection, const opal_obj
 
 /* ------------------------------------------------------- alerts, messages */
 
-/* Whether an alert's name matches a pattern, without regard to case; a "*" in
- * the pattern stands for any characters. Cannot fail. */
+/* Returns whether an alert's name matches a pattern, ignoring case. A "*" in the
+ * pattern matches any number of characters. */
 ZTBUS3_API opal_bool EvMatch(const char* pattern, const char* name);
 
-/* Appends a copy of a text to the insertions of a format value that was begun
- * as {pattern, 0, NULL}. The copies and the array come from _ZtAlloc; the
- * caller frees each text and then the array with _ZtFree. */
+/* Appends a copy of a string to the insertions of a format value that was
+ * initialised as {pattern, 0, NULL}. The copies and the array are allocated
+ * with _ZtAlloc; the caller frees each string, then the array, with _ZtFree. */
 ZTBUS3_API opal_status I18nAddInsertionString(opal_i18n_format* format, const char* text);
 ZTBUS3_API opal_status I18nAddInsertionWideString(opal_i18n_format* format, const wchar_t* text);
 
 /* --------------------------------------------------------------- utilities */
 
 /* Writes one line to the bus's own trace, which is not farlo's trace log. The
- * format is narrow, of the Windows family: "%s" narrow, "%S" wide. */
+ * format is narrow and follows Windows: "%s" is narrow, "%S" is wide. */
 ZTBUS3_API void ZtTrace(uint32_t level, const char* format, ...);
 
-/* The text of a GUID, "{xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx}" in lower-case
- * hexadecimal; freed by _ZtFree. NULL when out of memory. */
+/* Returns a GUID as a string, "{xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx}" in
+ * lower-case hexadecimal, or NULL when out of memory. Free it with _ZtFree. */
 ZTBUS3_API char* ZtGUIDToString(const GUID* guid);
 
-/* Memory of the bus: _ZtAlloc returns `size` zeroed bytes, or NULL; _ZtFree
- * takes NULL without complaint. */
+/* Memory of the bus. _ZtAlloc returns `size` zeroed bytes, or NULL; _ZtFree
+ * ignores NULL. */
 ZTBUS3_API void* _ZtAlloc(size_t size);
 ZTBUS3_API void _ZtFree(void* block);
 
 /* Sleeps for a number of milliseconds. */
 ZTBUS3_API void ZtSleep(uint32_t milliseconds);
 
-/* The bus's own critical sections. */
+/* Critical sections, as the bus itself uses them. */
 ZTBUS3_API void ZtInitializeCriticalSection(CRITICAL_SECTION* section);
 ZTBUS3_API void ZtEnterCriticalSection(CRITICAL_SECTION* section);
 ZTBUS3_API void ZtLeaveCriticalSection(CRITICAL_SECTION* section);
 ZTBUS3_API void ZtDeleteCriticalSection(CRITICAL_SECTION* section);
 
-/* Conversions in the ANSI code page. They write at most `capacity` characters,
- * the terminator included, and return the number written without it, or
- * (size_t)-1 when the text is no text or does not fit (the target is then an
- * empty text). With a NULL target they return the length that is needed. */
+/* Convert between wide strings and the ANSI code page. They write at most
+ * `capacity` characters, including the terminator, and return the number
+ * written without it. With a NULL target they return the required length. If
+ * the source is NULL, cannot be converted or does not fit, they return
+ * (size_t)-1 and the target is an empty string. */
 ZTBUS3_API size_t Ztmbstowcs(wchar_t* target, const char* source, size_t capacity);
 ZTBUS3_API size_t Ztwcstombs(char* target, const wchar_t* source, size_t capacity);
 
-/* Closes a Windows handle; FALSE when that failed. */
+/* Closes a Windows handle. Returns FALSE on failure. */
 ZTBUS3_API BOOL ZtCloseHandle(HANDLE handle);
 
 #ifdef __cplusplus
