@@ -1,5 +1,5 @@
-/* Wine runs drivers in a process of their own, so that a program's addresses mean
- * nothing here, and has no MmCopyVirtualMemory: these calls of ntdll do it. */
+/* Wine runs drivers in a separate process, where a program's addresses are not valid,
+ * and has no MmCopyVirtualMemory. Calls of ntdll copy the memory instead. */
 #include "caller_memory.h"
 
 enum {
@@ -43,8 +43,8 @@ static NTSTATUS open_caller(HANDLE* process) {
                          &attributes, &caller);
 }
 
-/* Whether the program could do that itself: Wine's copies go past the protection
- * of pages. */
+/* Checks that the program itself could access the pages: Wine's copies ignore page
+ * protection. */
 static NTSTATUS check_pages(HANDLE process, uint64_t address, SIZE_T size, ULONG protections) {
     if (address + size < address) {
         return STATUS_ACCESS_VIOLATION;
@@ -68,7 +68,7 @@ static NTSTATUS check_pages(HANDLE process, uint64_t address, SIZE_T size, ULONG
     return STATUS_SUCCESS;
 }
 
-/* A copy that ended early is a failure. */
+/* Treats an incomplete copy as a failure. */
 static NTSTATUS whole(NTSTATUS status, SIZE_T copied, SIZE_T size) {
     return NT_SUCCESS(status) && copied != size ? STATUS_PARTIAL_COPY : status;
 }

@@ -1,4 +1,4 @@
-/* The memory of the program whose request is being looked at. */
+/* The memory of the program that sent the current request. */
 #ifndef CALLER_MEMORY_H
 #define CALLER_MEMORY_H
 
@@ -6,7 +6,7 @@
 
 #include <stdint.h>
 
-/* Both copy all or fail; no address brings them down. */
+/* Copy everything or fail. Any address is safe to pass. */
 NTSTATUS read_caller(uint64_t address, void* to, SIZE_T size);
 NTSTATUS write_caller(uint64_t address, const void* from, SIZE_T size);
 

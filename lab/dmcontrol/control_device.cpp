@@ -12,14 +12,14 @@ namespace lab {
 namespace {
 
 constexpr ULONG synchronous_io = 0x20;  // FILE_SYNCHRONOUS_IO_NONALERT
-constexpr std::size_t records_a_request = 256;
-constexpr std::size_t events_a_request = 64;
+constexpr std::size_t records_per_request = 256;
+constexpr std::size_t events_per_request = 64;
 
 template <class Record>
 std::uint32_t send_records(HANDLE device, std::uint32_t code, const std::vector<Record>& records) {
     std::uint32_t status = 0;
-    for (std::size_t sent = 0; sent < records.size() && status == 0; sent += records_a_request) {
-        const std::size_t count = std::min(records_a_request, records.size() - sent);
+    for (std::size_t sent = 0; sent < records.size() && status == 0; sent += records_per_request) {
+        const std::size_t count = std::min(records_per_request, records.size() - sent);
         status = send_request(device, code, &records[sent], count * sizeof(Record));
     }
     return status;
@@ -78,19 +78,19 @@ bool ControlDevice::has_events() const {
 }
 
 std::vector<lab_dm_event> ControlDevice::take_events() {
-    // First: what comes while the events are taken sets it again.
+    // Reset first, so that events that arrive meanwhile set it again.
     ResetEvent(m_signal.get());
     std::vector<lab_dm_event> events;
     for (;;) {
         const std::size_t before = events.size();
-        events.resize(before + events_a_request);
+        events.resize(before + events_per_request);
         std::size_t written = 0;
         const std::uint32_t status =
             send_request(m_device.get(), LAB_DM_TAKE_EVENTS, nullptr, 0, &events[before],
-                         events_a_request * sizeof(lab_dm_event), &written);
+                         events_per_request * sizeof(lab_dm_event), &written);
         const std::size_t count = status == 0 ? written / sizeof(lab_dm_event) : 0;
         events.resize(before + count);
-        if (count < events_a_request) {
+        if (count < events_per_request) {
             return events;
         }
     }

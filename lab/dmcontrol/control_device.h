@@ -1,4 +1,4 @@
-// The lab's side of dmcontrol.sys: feeds it, and hears what programs told it.
+// Access to dmcontrol.sys for the lab: sends it its state and collects its events.
 #pragma once
 
 #include "lab_dmcontrol.h"
@@ -16,31 +16,32 @@ struct CloseWindowsHandle {
 };
 using WindowsHandle = std::unique_ptr<HANDLE, CloseWindowsHandle>;
 
-// A handle of a native device; null when there is none of that name.
+// Opens a device by its native name. Returns null on failure.
 WindowsHandle open_device(const wchar_t* native_name);
 
-// One request; its native status. `written` receives the size of the output.
+// Sends one request and returns its native status. `written` receives the size of the
+// output.
 std::uint32_t send_request(HANDLE device, std::uint32_t code, const void* input,
                            std::size_t input_size, void* output = nullptr,
                            std::size_t output_size = 0, std::size_t* written = nullptr);
 
-// The info device, through which the lab drives the driver. Each function answers
-// a native status.
+// The info device, which takes the lab's own requests. Functions that send a request
+// return its native status.
 class ControlDevice {
   public:
-    // Whether the driver is there.
+    // Whether the driver is loaded.
     explicit operator bool() const { return m_device != nullptr; }
 
     std::uint32_t forget();
     std::uint32_t set_groups(const std::vector<lab_dm_group>& groups);
     std::uint32_t set_volumes(const std::vector<lab_dm_volume>& volumes);
-    // The next so many requests with that code answer that status; 0 requests
-    // take an earlier answer back.
+    // Makes the next `requests` requests with a code return a status without doing
+    // anything. 0 requests cancel an earlier call.
     std::uint32_t set_answer(std::uint32_t code, std::uint32_t status, std::uint32_t requests);
 
-    // Whether programs told the driver something since the last call. Cheap.
+    // Whether there are events to take. Cheap.
     bool has_events() const;
-    // What they told.
+    // Returns what programs requested from the driver since the last call.
     std::vector<lab_dm_event> take_events();
 
   private:

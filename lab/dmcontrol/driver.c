@@ -1,13 +1,13 @@
 /* dmcontrol.sys: the volume manager's control devices. */
 #include "irp.h"
 #include "lab_dmcontrol.h"
+#include "planned_answers.h"
 #include "requests.h"
 #include "state.h"
-#include "told_answers.h"
 
 #define DEVICE_FOLDER L"\\Device\\DmControl"
 
-/* Reasons for which a DLL's entry is called are 0 to 3. */
+/* The reasons that a DLL's entry point is called with are 0 to 3. */
 enum { last_dll_reason = 3 };
 enum { handing_over_100ns = 1000000 };
 
@@ -80,8 +80,8 @@ static void WINAPI unload(DRIVER_OBJECT* driver) {
 NTSTATUS WINAPI DriverEntry(DRIVER_OBJECT* driver, UNICODE_STRING* registry_path);
 
 NTSTATUS WINAPI DriverEntry(DRIVER_OBJECT* driver, UNICODE_STRING* registry_path) {
-    /* Wine takes a driver that imports ntdll for a DLL, too, and calls this as
-     * its entry. */
+    /* Wine also treats a driver that imports ntdll as a DLL and calls this as its
+     * entry point. */
     if ((ULONG_PTR)registry_path <= last_dll_reason) {
         return TRUE;
     }
@@ -89,7 +89,7 @@ NTSTATUS WINAPI DriverEntry(DRIVER_OBJECT* driver, UNICODE_STRING* registry_path
     driver->MajorFunction[IRP_MJ_CLOSE] = open_or_close;
     driver->MajorFunction[IRP_MJ_DEVICE_CONTROL] = control;
     driver->DriverUnload = unload;
-    told_answers_init();
+    planned_answers_init();
     NTSTATUS status = state_init();
     if (NT_SUCCESS(status)) {
         status = make_devices(driver);

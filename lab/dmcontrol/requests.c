@@ -2,8 +2,8 @@
 
 #include "caller_memory.h"
 #include "lab_dmcontrol.h"
+#include "planned_answers.h"
 #include "state.h"
-#include "told_answers.h"
 
 static BOOLEAN is_zero(const uint8_t* bytes, SIZE_T size) {
     for (SIZE_T i = 0; i < size; ++i) {
@@ -14,8 +14,8 @@ static BOOLEAN is_zero(const uint8_t* bytes, SIZE_T size) {
     return TRUE;
 }
 
-/* A text that ends within its field, with nothing behind its end. */
-static BOOLEAN is_text(const char* field, SIZE_T capacity) {
+/* Whether the field has a terminator, and only zeros after it. */
+static BOOLEAN is_string(const char* field, SIZE_T capacity) {
     SIZE_T length = 0;
     while (length < capacity && field[length] != '\0') {
         ++length;
@@ -25,7 +25,7 @@ static BOOLEAN is_text(const char* field, SIZE_T capacity) {
 
 /* ------------------------------------------------- requests of dmcontrol.h */
 
-/* Fetches the record to which the request's control block points, and leaves its
+/* Reads the record that the request's control block points to, and returns its
  * address. */
 static NTSTATUS fetch_record(const struct request* request, void* record, SIZE_T size,
                              uint64_t* address) {
@@ -40,15 +40,15 @@ static NTSTATUS fetch_record(const struct request* request, void* record, SIZE_T
     return STATUS_SUCCESS;
 }
 
-/* Fetches the record of a request to the info device; `reservation` is what it
- * has to say of itself. */
+/* Reads and checks the record of a request to the info device. Its member of that name
+ * must equal `reservation`. */
 static NTSTATUS fetch_group(const struct request* request, ULONG reservation,
                             dm_reservation_request* record, uint64_t* address) {
     const NTSTATUS status = fetch_record(request, record, sizeof *record, address);
     if (!NT_SUCCESS(status)) {
         return status;
     }
-    const BOOLEAN is_good = is_text(record->group_guid, sizeof record->group_guid) &&
+    const BOOLEAN is_good = is_string(record->group_guid, sizeof record->group_guid) &&
                             is_zero(record->zero1, sizeof record->zero1) &&
                             is_zero(record->zero2, sizeof record->zero2) &&
                             record->reservation == reservation;
@@ -62,7 +62,7 @@ static NTSTATUS fetch_volume(const struct request* request, dm_volume_request* r
         return status;
     }
     const BOOLEAN is_good =
-        is_text(record->name, sizeof record->name) && is_zero(record->zero, sizeof record->zero);
+        is_string(record->name, sizeof record->name) && is_zero(record->zero, sizeof record->zero);
     return is_good ? STATUS_SUCCESS : STATUS_INVALID_PARAMETER;
 }
 
@@ -107,8 +107,8 @@ static NTSTATUS release_reservation(struct request* request) {
     return NT_SUCCESS(status) ? state_release_group(record.group_guid) : status;
 }
 
-/* Kept: "unsuccessful" is the answer for a healthy volume. A volume of a group
- * that is not imported has no device. */
+/* KEPT: a healthy volume has the status "unsuccessful". A volume in a group that is not
+ * imported has no device. */
 static NTSTATUS get_volume_status(struct request* request) {
     dm_volume_request record;
     ULONG group_flags;
@@ -134,7 +134,7 @@ static NTSTATUS volume_offline(struct request* request) {
 
 /* ----------------------------------------------- requests of lab_dmcontrol.h */
 
-/* How many records of that size the input holds; 0 when it holds a part of one. */
+/* Returns the number of records in the input; 0 if it has an incomplete record. */
 static ULONG count_records(const struct request* request, SIZE_T size) {
     return request->input_size % size == 0 ? (ULONG)(request->input_size / size) : 0;
 }
@@ -156,7 +156,7 @@ static NTSTATUS forget(struct request* request) {
 }
 
 static NTSTATUS set_answer(struct request* request) {
-    return count_records(request, sizeof(lab_dm_answer)) == 1 ? tell_answer(request->buffer)
+    return count_records(request, sizeof(lab_dm_answer)) == 1 ? plan_answer(request->buffer)
                                                               : STATUS_INVALID_BUFFER_SIZE;
 }
 
@@ -169,7 +169,7 @@ static NTSTATUS take_events(struct request* request) {
     return STATUS_SUCCESS;
 }
 
-/* -------------------------------------------------------------------- which */
+/* ----------------------------------------------------------------- dispatch */
 
 struct row {
     enum device_kind device;
@@ -194,7 +194,7 @@ NTSTATUS handle_request(enum device_kind device, struct request* request) {
     for (SIZE_T i = 0; i < sizeof rows / sizeof *rows; ++i) {
         if (rows[i].device == device && rows[i].code == request->code) {
             NTSTATUS status;
-            return take_told_answer(request->code, &status) ? status : rows[i].handle(request);
+            return take_planned_answer(request->code, &status) ? status : rows[i].handle(request);
         }
     }
     return STATUS_INVALID_DEVICE_REQUEST;

@@ -1,4 +1,4 @@
-/* The requests of both devices. */
+/* Requests of both devices. */
 #ifndef REQUESTS_H
 #define REQUESTS_H
 
@@ -6,8 +6,8 @@
 
 enum device_kind { info_device, config_device };
 
-/* A request's code and its buffer, in which input and output lie. `written` is
- * the output's size. */
+/* A request. `buffer` has the input and receives the output; `written` is the size of
+ * the output. */
 struct request {
     ULONG code;
     void* buffer;
@@ -16,7 +16,7 @@ struct request {
     ULONG written;
 };
 
-/* Does it; returns the native status that it answers. */
+/* Handles a request and returns its native status. */
 NTSTATUS handle_request(enum device_kind device, struct request* request);
 
 #endif

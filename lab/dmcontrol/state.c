@@ -2,17 +2,17 @@
 
 enum { bucket_count = 1024, pool_tag = 0x43446D4C /* "LmDC" */ };
 
-/* Native calls that ddk headers leave out. */
+/* Native calls that are missing in the ddk headers. */
 NTSTATUS NTAPI ZwCreateEvent(HANDLE* event, ACCESS_MASK access, OBJECT_ATTRIBUTES* attributes,
                              EVENT_TYPE type, BOOLEAN signalled);
 NTSTATUS NTAPI ZwSetEvent(HANDLE event, LONG* before);
 
-/* Groups and volumes by their id; each with room for what its kind holds. */
+/* A group or volume, found by its id. */
 struct entry {
     struct entry* next;
-    BOOLEAN changed; /* by a program, and the service has not heard of it */
+    BOOLEAN changed; /* by a program; the service has not taken the event */
     union {
-        uint8_t id[16]; /* first in both */
+        uint8_t id[16]; /* first member of both */
         lab_dm_group group;
         lab_dm_volume volume;
     };
@@ -39,7 +39,7 @@ static BOOLEAN is_terminated(const char* text, SIZE_T capacity) {
     return capacity != 0;
 }
 
-/* The link that leads to the entry of that id, or to where it would be. */
+/* Returns the link to the entry with that id, or to where it would be inserted. */
 static struct entry** place_of(struct table* table, const uint8_t id[16]) {
     ULONG hash = 0;
     for (int i = 0; i < 16; ++i) {
@@ -66,7 +66,7 @@ static void drop_all(struct table* table) {
     }
 }
 
-/* The entry of that id, made when there is none; NULL without memory. */
+/* Returns the entry with that id, creating it if necessary; NULL when out of memory. */
 static struct entry* make_entry(struct table* table, const uint8_t id[16]) {
     struct entry** place = place_of(table, id);
     if (*place == NULL) {
@@ -85,7 +85,7 @@ static void remove_entry(struct table* table, const uint8_t id[16]) {
     }
 }
 
-/* What an entry is looked for by. */
+/* The values to find an entry by. */
 struct sought {
     const char* text;
     const uint8_t* guid;
@@ -115,7 +115,7 @@ static BOOLEAN is_changed(const struct entry* entry, const struct sought* sought
     return entry->changed;
 }
 
-/* NULL when there is none. */
+/* Returns NULL if there is none. */
 static struct entry* find(const struct table* table,
                           BOOLEAN (*is_meant)(const struct entry*, const struct sought*),
                           struct sought sought) {
@@ -133,7 +133,7 @@ static struct entry* find_group(const char* guid_text) {
     return find(&groups, has_guid_text, (struct sought){.text = guid_text});
 }
 
-/* The service is to hear of it. */
+/* Makes the entry an event for the service. */
 static void mark_changed(struct entry* entry) {
     entry->changed = TRUE;
     ZwSetEvent(events_signal, NULL);
@@ -184,7 +184,7 @@ NTSTATUS state_set_groups(const lab_dm_group* records, ULONG count) {
             continue;
         }
         entry->group = records[i];
-        /* A release that the service has not heard of stays. */
+        /* Keeps a release that the service has not taken yet. */
         if (entry->changed) {
             entry->group.flags &= ~LAB_DM_GROUP_RESERVED;
         }

@@ -1,5 +1,5 @@
-/* What the driver knows of disk groups and volumes: what the lab's service feeds
- * it, and what programs told it since. Every function locks for itself. */
+/* The driver's disk groups and volumes, as sent by the lab's service and changed by
+ * programs since. Every function takes the lock itself. */
 #ifndef STATE_H
 #define STATE_H
 
@@ -13,15 +13,15 @@ void state_free(void);
 /* Forgets all groups and volumes. */
 void state_forget(void);
 
-/* The records of a feed. All of them are good, or none is taken. */
+/* Add or replace groups and volumes. If one record is invalid, nothing changes. */
 NTSTATUS state_set_groups(const lab_dm_group* groups, ULONG count);
 NTSTATUS state_set_volumes(const lab_dm_volume* volumes, ULONG count);
 
-/* Moves up to `capacity` events to `events`; returns how many. */
+/* Moves up to `capacity` events to `events` and returns their number. */
 ULONG state_take_events(lab_dm_event* events, ULONG capacity);
 
-/* What the requests of dmcontrol.h do; each answers their native status. Texts
- * are NUL-terminated. */
+/* The requests of dmcontrol.h. Each function returns the native status of its request.
+ * Strings are NUL-terminated. */
 NTSTATUS state_group_flags(const char* guid_text, ULONG* flags);
 NTSTATUS state_release_group(const char* guid_text);
 NTSTATUS state_volume_flags(const char* group_guid_text, const uint8_t guid[16], ULONG* group_flags,

@@ -34,7 +34,7 @@ ServiceHandle open_manager() {
     return manager;
 }
 
-// Null when there is no service of that name.
+// Returns null if there is no service of that name.
 ServiceHandle open_service(SC_HANDLE manager, const std::wstring& name) {
     ServiceHandle service(OpenServiceW(manager, name.c_str(), SERVICE_ALL_ACCESS));
     if (service == nullptr && GetLastError() != ERROR_SERVICE_DOES_NOT_EXIST) {
@@ -69,9 +69,9 @@ void stop(SC_HANDLE service) {
     }
 }
 
-// A system that has just come up is busy with its own services for a while; and Wine's
-// host of drivers, which goes with its last driver, may be about to end.
-bool may_pass(DWORD error) {
+// A system that has just started is busy with its own services for a while, and Wine's
+// driver host may be about to end because its last driver was unloaded.
+bool is_temporary(DWORD error) {
     return error == ERROR_SERVICE_DATABASE_LOCKED || error == ERROR_INTERNAL_ERROR;
 }
 
@@ -82,7 +82,7 @@ void start(SC_HANDLE service) {
         if (error == ERROR_SERVICE_ALREADY_RUNNING) {
             return;
         }
-        if (!may_pass(error) || GetTickCount64() - begin > start_limit_ms) {
+        if (!is_temporary(error) || GetTickCount64() - begin > start_limit_ms) {
             fail(error, "loading the driver");
         }
         Sleep(poll_ms);
@@ -92,7 +92,7 @@ void start(SC_HANDLE service) {
 bool is_from(SC_HANDLE service, const std::wstring& file) {
     DWORD size = 0;
     QueryServiceConfigW(service, nullptr, 0, &size);
-    // Its texts lie behind the record.
+    // The record is followed by its strings.
     std::vector<QUERY_SERVICE_CONFIGW> config(size / sizeof(QUERY_SERVICE_CONFIGW) + 1);
     if (QueryServiceConfigW(service, config.data(), size, &size) == FALSE) {
         fail(GetLastError(), "the driver's configuration");

@@ -1,4 +1,4 @@
-// Kernel drivers of the lab, through the system's service manager.
+// Loads and unloads the lab's kernel drivers through the system's service manager.
 #pragma once
 
 #include <filesystem>
@@ -6,13 +6,13 @@
 
 namespace lab {
 
-// Loads the driver of that file, under that name, unless it is loaded already.
-// One that was loaded from another file is unloaded first. Any number of
-// processes may do so at once. Throws std::system_error.
+// Loads a driver from a file under a name, unless it is already loaded. A driver
+// that was loaded from another file is unloaded first. Several processes may call
+// this at the same time. Throws std::system_error.
 void start_driver(const std::wstring& name, const std::filesystem::path& file);
 
-// Unloads the driver and forgets its name; one that is not known is left so.
-// Throws std::system_error.
+// Unloads a driver and removes its service, if there is one. Throws
+// std::system_error.
 void stop_driver(const std::wstring& name);
 
 }  // namespace lab

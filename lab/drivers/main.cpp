@@ -12,13 +12,13 @@ namespace {
 constexpr int exit_failed = 1;
 constexpr int exit_usage = 2;
 
-// The driver's file, beside this program.
+// Returns the driver's file in this program's folder.
 std::filesystem::path file_of(const std::string& name) {
     wchar_t program[MAX_PATH];
     GetModuleFileNameW(nullptr, program, MAX_PATH);
     std::filesystem::path file = std::filesystem::path(program).replace_filename(name + ".sys");
     if (!std::filesystem::exists(file)) {
-        throw std::runtime_error(file.string() + ": there is no such driver");
+        throw std::runtime_error(file.string() + ": no such driver");
     }
     return file;
 }
@@ -29,10 +29,11 @@ int run(int argc, char** argv) {
         [](const CLI::App*, const CLI::Error& error) { return std::string(error.what()) + '\n'; });
     app.require_subcommand(1);
     std::string name;
-    CLI::App* const start = app.add_subcommand("start", "loads a driver unless it is loaded");
-    CLI::App* const stop = app.add_subcommand("stop", "unloads a driver");
+    CLI::App* const start =
+        app.add_subcommand("start", "load a driver unless it is already loaded");
+    CLI::App* const stop = app.add_subcommand("stop", "unload a driver");
     for (CLI::App* command : {start, stop}) {
-        command->add_option("driver", name, "its name: labdisk, for one")->required();
+        command->add_option("driver", name, "the driver's name, for example labdisk")->required();
     }
     try {
         app.parse(argc, argv);

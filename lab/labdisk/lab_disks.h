@@ -1,6 +1,6 @@
 /*
- * The lab's disks: devices of labdisk.sys that answer for their drive layout and
- * hold nothing. Programs open them as "\\.\NAME".
+ * The lab's disks: devices of labdisk.sys that report a drive layout and have no
+ * contents. Programs open them as "\\.\NAME".
  */
 #ifndef LAB_DISKS_H
 #define LAB_DISKS_H
@@ -8,7 +8,7 @@
 #define LAB_DISK_MBR L"LabDiskMbr"
 #define LAB_DISK_GPT L"LabDiskGpt"
 #define LAB_DISK_RAW L"LabDiskRaw"
-/* A GPT disk of more partitions than most who ask have room for. */
+/* A GPT disk with more partitions than most callers have room for. */
 #define LAB_DISK_CROWDED L"LabDiskCrowded"
 
 #define LAB_DISK_MBR_SIGNATURE 0x1A2B3C4Du

@@ -30,8 +30,8 @@ static void write_header(const struct lab_disk* disk, DRIVE_LAYOUT_INFORMATION_E
     }
 }
 
-/* One megabyte each, one behind the other. Of an MBR disk's four the first is in
- * use. */
+/* Partitions are consecutive, one megabyte each. Of an MBR disk's four, only the
+ * first is in use. */
 static void write_partition(const struct lab_disk* disk, ULONG number,
                             PARTITION_INFORMATION_EX* partition) {
     partition->PartitionStyle = disk->style;

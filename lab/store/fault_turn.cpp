@@ -30,7 +30,7 @@ opal_status read_status(const JsonNode& node) {
     char* end = nullptr;
     const unsigned long long status = std::strtoull(text.c_str(), &end, 0);
     if (text.empty() || *end != '\0' || status > UINT32_MAX) {
-        throw ScenarioError(node.line, "\"" + text + "\" is no status");
+        throw ScenarioError(node.line, "\"" + text + "\" is not a valid status");
     }
     return static_cast<opal_status>(status);
 }

@@ -1,5 +1,4 @@
-// What the rules of the lab's fault plans have in common, in the bus and in the
-// service process.
+// The part of a fault plan's rules that the bus and the service process share.
 #pragma once
 
 #include "scenario_members.h"
@@ -9,15 +8,15 @@
 
 namespace lab {
 
-// The calls that a rule is for, among those that it selects: "call" is the first
-// of them, counted from 1, "times" how many from there on.
+// Decides whether a rule applies to a call that it selects. It applies to "times" calls;
+// the first of them is number "call", counted from 1.
 class FaultTurn {
   public:
     FaultTurn() = default;
-    // Takes both keys. Throws ScenarioError.
+    // Reads both keys. Throws ScenarioError.
     explicit FaultTurn(Members& members);
 
-    // Counts a selected call; whether the rule is for it.
+    // Counts a selected call and returns whether the rule applies to it.
     bool is_due();
 
   private:
@@ -26,7 +25,7 @@ class FaultTurn {
     std::uint64_t m_selected = 0;  // calls so far
 };
 
-// A number, or a text with one: "0xc1000001". Throws ScenarioError.
+// Reads a number, or a string with a number: "0xc1000001". Throws ScenarioError.
 opal_status read_status(const JsonNode& node);
 
 }  // namespace lab

@@ -8,9 +8,9 @@
 
 namespace lab {
 
-// Gives a file's text to `use`. Throws std::runtime_error with one line: "file:
-// reason" when the file cannot be read, "file:line: reason" for a ScenarioError
-// of `use`.
-void use_json_file(const wchar_t* path, const std::function<void(const std::string& text)>& use);
+// Calls `use` with the contents of a file. Throws std::runtime_error with one
+// line: "file: reason" if the file cannot be read, "file:line: reason" if `use`
+// throws a ScenarioError.
+void use_json_file(const wchar_t* path, const std::function<void(const std::string& json)>& use);
 
 }  // namespace lab

@@ -1,5 +1,4 @@
-// Scoped holds of slim reader/writer locks: the toolchain's C++ library has no
-// mutexes.
+// Scoped locks. The toolchain's C++ library has no mutexes.
 #pragma once
 
 #include <windows.h>
@@ -30,14 +29,14 @@ class Exclusive {
     SRWLOCK& m_lock;
 };
 
-// A hold of what one process of the machine does at a time. Throws
-// std::system_error.
+// Holds a named mutex, so that only one process on the machine runs the guarded
+// code at a time. Throws std::system_error.
 class MachineLock {
   public:
     explicit MachineLock(const wchar_t* name) : m_mutex(CreateMutexW(nullptr, FALSE, name)) {
         if (m_mutex == nullptr) {
             throw std::system_error(static_cast<int>(GetLastError()), std::system_category(),
-                                    "a lock of the machine");
+                                    "creating a machine-wide lock");
         }
         WaitForSingleObject(m_mutex, INFINITE);
     }

@@ -1,5 +1,5 @@
-// What the methods of the service do. A method that is not in the table is
-// refused, never answered with a made-up success.
+// The methods of the service. A method that the lab does not model fails with a
+// status; it never fakes success.
 #pragma once
 
 #include "model.h"
@@ -11,16 +11,16 @@
 
 namespace lab {
 
-// One call of a method, under the store's lock.
+// One call of a method, made under the store's lock.
 struct MethodCall {
     Model& model;
     Object& target;
     const PropertySet& input;
     PropertySet& output;
-    std::vector<std::string>& alerts;  // raised when the lock is released
+    std::vector<std::string>& alerts;  // to raise once the lock is released
     std::uint64_t now_ms;              // on the store's clock
 
-    // A parameter of a type; nullptr when missing or of another type.
+    // Returns a parameter, or nullptr if it is missing or of another type.
     template <class T> const T* parameter(const std::string& name, std::uint32_t type) const {
         const Property* property = find(input, name);
         if (property == nullptr || property->value.type != type ||
@@ -29,7 +29,7 @@ struct MethodCall {
         }
         return std::get_if<T>(&property->value.elements.front());
     }
-    // Whether a parameter that may be left out is absent, or is of that type.
+    // Returns whether an optional parameter is missing or of the right type.
     template <class T> bool fits(const std::string& name, std::uint32_t type) const {
         return find(input, name) == nullptr || parameter<T>(name, type) != nullptr;
     }
@@ -46,15 +46,15 @@ struct MethodCall {
 
 using MethodHandler = opal_status (*)(MethodCall& call);
 
-// The handler of a method of an object of that type; nullptr when such an object
-// does not offer it.
+// Returns the handler of a method, or nullptr if objects of `target_type` do not
+// have that method.
 MethodHandler find_method(const GUID& interface_id, std::uint32_t major, std::uint32_t minor,
                           const std::string& target_type);
 
-// The visible disk group of that GUID text, or nullptr.
+// Returns the visible disk group with a GUID string, or nullptr.
 Object* group_by_guid(MethodCall& call, const std::string& guid);
 
-// Handlers, by what they are about.
+// Handlers.
 opal_status import_group(MethodCall& call);
 opal_status deport_group(MethodCall& call);
 opal_status get_group_guid(MethodCall& call);

@@ -1,11 +1,11 @@
-// What the cluster tells the service of itself: kept on its objects.
+// Settings of the cluster, stored as properties of the target.
 #include "methods.h"
 #include "service_status.h"
 
 namespace lab {
 namespace {
 
-opal_status keep(MethodCall& call, const char* name) {
+opal_status store_number(MethodCall& call, const char* name) {
     const std::uint32_t* value = call.number(name);
     if (value == nullptr) {
         return status_missing_parameter;
@@ -17,11 +17,11 @@ opal_status keep(MethodCall& call, const char* name) {
 }  // namespace
 
 opal_status set_fast_failover(MethodCall& call) {
-    return keep(call, "FastFailoverFlag");
+    return store_number(call, "FastFailoverFlag");
 }
 
 opal_status set_cluster_service_state(MethodCall& call) {
-    return keep(call, "ServiceState");
+    return store_number(call, "ServiceState");
 }
 
 }  // namespace lab

@@ -1,13 +1,13 @@
-// Import, deport and identities of disk groups.
+// Import, deport and identifiers of disk groups, and the disk rescan.
 #include "methods.h"
 #include "service_status.h"
 
 namespace lab {
 namespace {
 
-// Raises the alert of an operation's end and passes its status on. Cluster
-// groups report through the cluster's events, all others through the volume
-// manager's.
+// Raises the alert that ends an operation and returns the operation's status.
+// Alerts of cluster groups are named after the cluster, those of other groups
+// after the volume manager.
 opal_status report(MethodCall& call, const Object* group, const char* operation,
                    opal_status status) {
     const bool cluster = group != nullptr && group->number("LDM DG TYPE") == ZTDGTYPE_CLUSTER;
@@ -16,9 +16,9 @@ opal_status report(MethodCall& call, const Object* group, const char* operation,
     return status;
 }
 
-// Hands an identity out as it is stored, whatever its type.
-opal_status give_identity(MethodCall& call, const Object& object, const char* property,
-                          const char* name) {
+// Returns an identifier as it is stored, even if it has an unexpected type.
+opal_status return_identity(MethodCall& call, const Object& object, const char* property,
+                            const char* name) {
     const Value* identity = object.get(property);
     if (identity == nullptr) {
         return status_no_identifier;
@@ -77,7 +77,8 @@ opal_status get_group_guid(MethodCall& call) {
         return status_missing_parameter;
     }
     const Object* group = call.model.find_by_text(ZTTYPE_DISK_GROUP, "Name", *name);
-    return group != nullptr ? give_identity(call, *group, "dgid", "Dgguid") : status_no_such_group;
+    return group != nullptr ? return_identity(call, *group, "dgid", "Dgguid")
+                            : status_no_such_group;
 }
 
 opal_status get_volume_guid(MethodCall& call) {
@@ -94,7 +95,7 @@ opal_status get_volume_guid(MethodCall& call) {
         const Object& volume = *call.model.find(id);
         for (const opal_objid& parent : volume.parents) {
             if (IdEqual()(parent, group->id)) {
-                return give_identity(call, volume, "volguid", "Volguid");
+                return return_identity(call, volume, "volguid", "Volguid");
             }
         }
     }

@@ -1,4 +1,4 @@
-// How many of a disk group's disks are alive.
+// The number of a disk group's disks that work.
 #include "disk_state.h"
 #include "methods.h"
 #include "service_status.h"

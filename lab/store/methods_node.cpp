@@ -1,5 +1,5 @@
-// The cluster volume manager on this node: start, stop and state. The misc object
-// tells its role and failure, and what a start and a stop are like.
+// Start, stop and state of the cluster volume manager on this node. The misc
+// object has its role and failure, and how long starts and stops take.
 #include "methods.h"
 #include "service_status.h"
 

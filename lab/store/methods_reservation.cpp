@@ -6,7 +6,7 @@
 namespace lab {
 namespace {
 
-// "Dgstate": the numbers that agents know from the driver's road.
+// Values of "Dgstate". Agents get the same numbers when they ask the driver.
 constexpr std::uint32_t state_not_held = 33;
 constexpr std::uint32_t state_held = 34;
 
@@ -21,7 +21,7 @@ std::uint64_t this_key(const MethodCall& call) {
     return number != nullptr ? *number : 0;
 }
 
-// The group that the call is about.
+// Finds the disk group that the call names.
 opal_status find_group(MethodCall& call, Object*& group) {
     const std::string* guid = call.text("Dgguid");
     if (guid == nullptr) {
@@ -46,8 +46,8 @@ void release_reservation(Model& model, Object& group) {
     model.unset(group, reservation_defended);
 }
 
-// Another node's reservation is challenged: a node that defends it registers its
-// key again in time, and keeps it; one that does not loses it.
+// Challenges another node's reservation. A node that defends its reservation
+// registers its key again in time and keeps it; any other node loses it.
 opal_status arbitrate(MethodCall& call) {
     Object* group = nullptr;
     const opal_status status = find_group(call, group);

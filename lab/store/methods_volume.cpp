@@ -1,4 +1,4 @@
-// Volumes going online and offline.
+// Online and offline of volumes.
 #include "methods.h"
 #include "service_status.h"
 #include "volume_state.h"
@@ -6,13 +6,13 @@
 namespace lab {
 namespace {
 
-// Whether the cluster volume manager runs on this node.
+// Returns whether the cluster volume manager runs on this node.
 bool node_runs(MethodCall& call) {
     const std::vector<opal_objid>& misc = call.model.of_type(ZTTYPE_MISC);
     return !misc.empty() && call.model.find(misc.front())->number("nodeRole") != 0;
 }
 
-// The volume that the call is about; nullptr when it names none.
+// Returns the volume that the call names, or nullptr.
 Object* volume_of(MethodCall& call) {
     const opal_objid* id = call.parameter<opal_objid>("volume", TYPE_ZTOBJID);
     Object* volume = id != nullptr ? call.model.find(*id) : nullptr;
@@ -29,8 +29,8 @@ bool is_imported(MethodCall& call, const Object& volume) {
     return false;
 }
 
-// What online and offline have in common: they act on a volume of an imported
-// group, on a node that runs.
+// The checks that online and offline share: there is such a volume, the node
+// runs and the volume's group is imported.
 opal_status check(MethodCall& call, const char* flags, Object*& volume) {
     if (call.parameter<opal_objid>("volume", TYPE_ZTOBJID) == nullptr ||
         call.number(flags) == nullptr) {

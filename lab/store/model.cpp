@@ -19,8 +19,8 @@ std::uint64_t number_of(const opal_objid& id) {
     return number;
 }
 
-// A number that no other object of the process has, and the process: the id of
-// one process's storage names nothing in another's.
+// A number that is unique in the process, and the process id: an id of one
+// process identifies nothing in another.
 opal_objid new_id() {
     opal_objid id{};
     const std::uint64_t number = ++last_number;
@@ -30,7 +30,7 @@ opal_objid new_id() {
     return id;
 }
 
-// The form in which texts and numbers are queried; false for a type that has none.
+// Formats a value as queries compare it. Returns false if its type cannot be queried.
 bool text_form(const Value& value, std::wstring& text) {
     if (value.is_array() || value.elements.empty()) {
         return false;
@@ -63,7 +63,7 @@ template <class T> Value single(std::uint32_t type, T value) {
     return result;
 }
 
-// The element of a property of that C++ type, or nullptr.
+// Returns a property's first element if it has that C++ type, else nullptr.
 template <class T> const T* element_of(const Value* value) {
     return value != nullptr && !value->is_array() && !value->elements.empty()
                ? std::get_if<T>(&value->elements.front())
@@ -210,7 +210,7 @@ const std::vector<opal_objid>& Model::of_type(const std::string& type) const {
 std::vector<opal_objid> Model::matching(const std::string& type, const std::string& property,
                                         const std::wstring& text) {
     std::vector<opal_objid> ids;
-    // No index for a type that is none: a client could ask for any number of them.
+    // No index for an unknown type: clients could fill the memory with such queries.
     if (of_type(type).empty()) {
         return ids;
     }

@@ -19,16 +19,16 @@ namespace lab {
 namespace {
 
 constexpr wchar_t drives_folder[] = L"C:\\lab-drives";
-// In the root of a drive that was made here.
+// In the root of every drive that was created here.
 constexpr wchar_t marker_file[] = L".lab-drive";
 
-// Wine's own request of the mount-point manager: a folder becomes a drive.
+// A request that only Wine's mount-point manager has: turns a folder into a drive.
 constexpr DWORD define_unix_drive =
     CTL_CODE('m', 32, METHOD_BUFFERED, FILE_READ_ACCESS | FILE_WRITE_ACCESS);
 struct UnixDrive {
-    ULONG size;  // with the folder's name, which follows
+    ULONG size;  // including the folder's name, which follows
     ULONG type;
-    ULONG file_system;  // 0: as Wine finds it
+    ULONG file_system;  // 0: Wine detects it
     ULONG serial_number;
     ULONGLONG unix_device;
     WCHAR letter;
@@ -75,7 +75,7 @@ void write(const std::filesystem::path& path, const std::string& line) {
     }
 }
 
-// The host's name of a file; empty when this is no Wine.
+// Returns the host's path of a file; empty if this is not Wine.
 std::string unix_name(const std::filesystem::path& path) {
     const auto ask = reinterpret_cast<char*(CDECL*)(const WCHAR*)>(reinterpret_cast<void*>(
         GetProcAddress(GetModuleHandleW(L"kernel32.dll"), "wine_get_unix_file_name")));
@@ -87,8 +87,8 @@ std::string unix_name(const std::filesystem::path& path) {
     return name != nullptr ? name.get() : "";
 }
 
-// Serial number and label are files that the mount-point manager reads when it
-// learns of the drive.
+// Writes the files from which the mount-point manager reads serial number and
+// label when the drive is added.
 std::filesystem::path make_folder(const NodeDrive& drive) {
     const std::filesystem::path folder =
         std::filesystem::path(drives_folder) / std::wstring(1, drive.letter);
@@ -98,14 +98,14 @@ std::filesystem::path make_folder(const NodeDrive& drive) {
                   static_cast<unsigned>(drive.serial_number));
     write(folder / L".windows-serial", serial_number);
     write(folder / L".windows-label", drive.label);
-    write(folder / marker_file, "made for a scenario");
+    write(folder / marker_file, "created for a scenario");
     return folder;
 }
 
 void make(const NodeDrive& drive) {
     const std::string folder = unix_name(make_folder(drive));
     if (folder.empty()) {
-        fail(drive, "this system cannot make it");
+        fail(drive, "this system cannot create it");
     }
     std::vector<char> request(sizeof(UnixDrive) + folder.size() + 1);
     UnixDrive definition{};
@@ -122,10 +122,11 @@ void make(const NodeDrive& drive) {
     if (DeviceIoControl(manager.get(), define_unix_drive, request.data(),
                         static_cast<DWORD>(request.size()), nullptr, 0, &returned,
                         nullptr) == FALSE) {
-        fail(drive, "the mount-point manager refuses it, error " + std::to_string(GetLastError()));
+        fail(drive,
+             "the mount-point manager does not accept it, error " + std::to_string(GetLastError()));
     }
     if (!is_as_wanted(drive)) {
-        fail(drive, "the mount-point manager does not know it as it was made");
+        fail(drive, "the mount-point manager does not report it as it was created");
     }
 }
 
@@ -147,7 +148,7 @@ NodeDriveNames names_of(const NodeDrive& drive) {
 NodeDriveNames provide_drive(const NodeDrive& drive) {
     const MachineLock hold(L"Global\\farlo lab drives");
     if (exists(drive) && !is_as_wanted(drive) && !was_made_here(drive)) {
-        fail(drive, "it is in use, with another serial number");
+        fail(drive, "the letter is in use with another serial number");
     }
     if (!exists(drive) || !is_as_wanted(drive)) {
         make(drive);

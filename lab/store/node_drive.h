@@ -1,5 +1,5 @@
-// Drives of the machine that stand for volumes of a scenario: the mount-point
-// manager and the file system answer for them themselves.
+// Drives of the machine that are volumes of a scenario. The real mount-point
+// manager and file system serve them.
 #pragma once
 
 #include <cstdint>
@@ -16,13 +16,13 @@ struct NodeDrive {
 // What the machine calls a drive.
 struct NodeDriveNames {
     std::wstring device;       // "\Device\HarddiskVolume7"
-    std::wstring volume_name;  // "\\?\Volume{...}", without a backslash behind it
+    std::wstring volume_name;  // "\\?\Volume{...}", no trailing backslash
 };
 
-// Sees to it that the machine has the drive. One with the serial number is taken
-// as it is; where there is none, a Wine node gets one, a folder of its drive C.
-// It stays when the process ends. Throws std::runtime_error when the letter is
-// another drive's, and for a drive that the machine cannot make.
+// Ensures that the machine has the drive. A drive with that letter and serial
+// number is used as it is; otherwise a Wine node creates it as a folder on drive
+// C. The drive stays when the process ends. Throws std::runtime_error if the
+// letter is another drive's or the drive cannot be created.
 NodeDriveNames provide_drive(const NodeDrive& drive);
 
 }  // namespace lab

@@ -1,4 +1,4 @@
-// A start or stop of the node that takes its time.
+// A start or stop of the node in progress.
 #pragma once
 
 #include <cstdint>
@@ -15,7 +15,7 @@ struct NodeTransition {
     bool is_due(std::uint64_t now_ms) const { return to != To::none && now_ms >= due_ms; }
 };
 
-// Ends a transition that is due.
+// Completes the transition if it is due.
 void settle_node(Model& model, std::uint64_t now_ms);
 
 }  // namespace lab

@@ -1,5 +1,5 @@
-// The reservation of a disk group: properties of the group, which it has only
-// while somebody holds it.
+// The reservation of a disk group: properties that the group has only while a
+// node holds the reservation.
 #pragma once
 
 #include "model.h"
@@ -8,9 +8,10 @@
 
 namespace lab {
 
-inline constexpr char reservation_owner[] = "reservation owner";  // the node's name
-inline constexpr char reservation_key[] = "reservation key";      // also of the service object
-inline constexpr char reservation_defended[] = "reservation defended";  // against other nodes
+// The service object has a "reservation key", too: the key of this node.
+inline constexpr char reservation_owner[] = "reservation owner";        // the node's name
+inline constexpr char reservation_key[] = "reservation key";            // the owner's key
+inline constexpr char reservation_defended[] = "reservation defended";  // by its owner
 
 inline bool is_reserved(const Object& group) {
     return group.get(reservation_owner) != nullptr;

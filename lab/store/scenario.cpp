@@ -32,7 +32,7 @@ class Builder {
         }
         scenario.find("comment");
         scenario.finish();
-        // Last, when every object that a value can name is there.
+        // Last, when every object that a value can refer to exists.
         for (const auto& step : m_last_steps) {
             step();
         }
@@ -44,18 +44,16 @@ class Builder {
 
     Object& add(const std::string& id, const std::string& type, std::size_t line) {
         if (id.empty() || id == "null") {
-            throw ScenarioError(line,
-                                "\"" + id + "\" cannot stand for an object; give it an \"id\"");
+            throw ScenarioError(line, "\"" + id + "\" cannot be an object's id; add an \"id\"");
         }
         try {
             return m_model.add(id, type);
         } catch (const std::invalid_argument& error) {
-            throw ScenarioError(line, std::string(error.what()) +
-                                          "; give the object an \"id\" of its own");
+            throw ScenarioError(line, std::string(error.what()) + "; add an \"id\" of its own");
         }
     }
 
-    // An object with a "Name", below `parent` if there is one.
+    // Adds an object with a "Name", as a child of `parent` unless that is null.
     Object& add_named(Members& members, const std::string& type, Object* parent) {
         const JsonNode& name_node = members.get("name");
         const std::string name = members.text(name_node);
@@ -70,7 +68,7 @@ class Builder {
         return object;
     }
 
-    // "properties" sets any property to any type, "without" leaves one out.
+    // "properties" sets any property to any type, "without" removes properties.
     void override_properties(Members& members, Object& object) {
         const JsonNode* properties = members.find("properties");
         const JsonNode* without = members.find("without");
@@ -87,7 +85,7 @@ class Builder {
                 for (const JsonNode& name : without->array()) {
                     if (!m_model.unset(object, name.text())) {
                         throw ScenarioError(name.line, "the object has no property \"" +
-                                                           name.text() + "\" to leave out");
+                                                           name.text() + "\" to remove");
                     }
                 }
             }
@@ -105,7 +103,7 @@ class Builder {
     static Value narrow_value(const Members& members, const JsonNode& node) {
         return text_value(narrow_text(node, members.text(node)));
     }
-    // Empty when there is no such key.
+    // Empty if there is no such key.
     static Value narrow_value(Members& members, const char* key) {
         const JsonNode* node = members.find(key);
         return node != nullptr ? narrow_value(members, *node) : text_value("");
@@ -131,19 +129,19 @@ class Builder {
         members.finish();
     }
 
-    // The role of a node that started: one of 0 would be none.
+    // The role after a start. 0 would mean a node that does not run.
     static std::uint32_t start_role(Members& node) {
         const JsonNode* given = node.find("start_role");
         const auto role = given != nullptr
                               ? static_cast<std::uint32_t>(given->unsigned_integer(UINT32_MAX))
                               : usual_start_role;
         if (role == 0) {
-            throw ScenarioError(given->line, "a node that runs has a role other than 0");
+            throw ScenarioError(given->line, "the role of a node that runs cannot be 0");
         }
         return role;
     }
 
-    // "cluster_service": false leaves it out, an object overrides its properties.
+    // "cluster_service": false omits the object, an object overrides its properties.
     void add_cluster_service(Members& node) {
         const std::string node_name = node.text("name", "node1");
         const std::uint64_t key = node.uint64("reservation_key", usual_reservation_key);
@@ -166,8 +164,8 @@ class Builder {
 
     // ------------------------------------------------------------ disk groups
 
-    // "count" makes that many of one description, numbered from 1. All that is
-    // below them has their number.
+    // Calls `add` once, or "count" times with numbers from 1. All objects inside a copy
+    // have the number of the copy.
     template <class Add>
     static void repeat(const JsonNode& node, const std::string& number, Add&& add) {
         const JsonNode* count = Members(node).find("count");
@@ -176,8 +174,7 @@ class Builder {
             return;
         }
         if (!number.empty()) {
-            throw ScenarioError(count->line,
-                                "a pattern inside a pattern; their texts have one number only");
+            throw ScenarioError(count->line, "a \"count\" inside another \"count\" is not allowed");
         }
         const std::uint64_t copies = count->unsigned_integer(most_of_a_pattern);
         for (std::uint64_t copy = 1; copy <= copies; ++copy) {
@@ -217,7 +214,7 @@ class Builder {
         const JsonNode& owner = members.get("owner");
         const std::wstring name = widen(members.text(owner));
         if (name.empty()) {
-            throw ScenarioError(owner.line, "a reservation's owner is a node's name");
+            throw ScenarioError(owner.line, "the owner of a reservation must be a node's name");
         }
         reserve(m_model, group, name, members.uint64("key", 0), members.boolean("defended", true));
         members.finish();
@@ -265,8 +262,8 @@ class Builder {
         members.finish();
     }
 
-    // The names of a volume that is a drive of the machine are the machine's,
-    // unless others are given.
+    // A volume that is a drive of the machine has the machine's names unless the
+    // scenario gives others.
     void add_volume_names(Members& members, Object& volume) {
         const JsonNode* drive = members.find("drive");
         const JsonNode* device = drive != nullptr ? members.find("device") : &members.get("device");
@@ -300,7 +297,7 @@ class Builder {
         const JsonNode& letter = members.get("letter");
         const std::string text = members.text(letter);
         if (text.size() != 1 || text.front() < 'A' || text.front() > 'Z') {
-            throw ScenarioError(letter.line, "a letter from \"A\" to \"Z\" is wanted here");
+            throw ScenarioError(letter.line, "expected a letter from \"A\" to \"Z\"");
         }
         const JsonNode& serial_number = members.get("serial");
         const NodeDrive drive{
@@ -311,14 +308,14 @@ class Builder {
         return drive;
     }
 
-    // Folders of other volumes in which this one is mounted.
+    // Folders on other volumes where this one is mounted.
     void add_mount_points(const JsonNode& mounts, Object& volume, const std::string& number) {
         for (const JsonNode& node : mounts.array()) {
             Members mount(node, number);
             const JsonNode& holder_name = mount.get("volume");
             const Object& holder = find_object(holder_name, mount.text(holder_name));
             if (holder.type != ZTTYPE_VOLUME) {
-                throw ScenarioError(holder_name.line, "\"" + holder.name + "\" is no volume");
+                throw ScenarioError(holder_name.line, "\"" + holder.name + "\" is not a volume");
             }
             volume.mounts.push_back(
                 {widen(mount.text(mount.get("path"))), holder.id, mount.boolean("hidden", false)});
@@ -350,14 +347,14 @@ class Builder {
         members.finish();
     }
 
-    // Below its plex, and below the disk that it lies on.
+    // A child of its plex and of the disk it is on.
     void add_subdisk(const JsonNode& node, Object& plex, const std::string& number) {
         Members members(node, number);
         Object& subdisk = add_named(members, ZTTYPE_SUBDISK, &plex);
         if (const JsonNode* disk_name = members.find("disk")) {
             Object& disk = find_object(*disk_name, members.text(*disk_name));
             if (disk.type != ZTTYPE_DISK) {
-                throw ScenarioError(disk_name->line, "\"" + disk.name + "\" is no disk");
+                throw ScenarioError(disk_name->line, "\"" + disk.name + "\" is not a disk");
             }
             m_model.link(disk, subdisk);
         }
@@ -367,7 +364,7 @@ class Builder {
 
     // ---------------------------------------------------------- anything else
 
-    // "name", "type", "parents"; it has those properties only that it is given.
+    // Any object. It has only the properties that the scenario sets.
     void add_object(const JsonNode& node) {
         Members members(node);
         const JsonNode& name = members.get("name");

@@ -1,4 +1,4 @@
-// Scenarios: storage layouts in JSON (lab/scenarios/README.md tells the form).
+// Scenarios: storage layouts in JSON (format: lab/scenarios/README.md).
 #pragma once
 
 #include "model.h"
@@ -13,7 +13,7 @@ namespace lab {
 Model build_scenario(std::string_view json);
 
 // The storage that a scenario file describes. Throws std::runtime_error with one
-// line, "file:line: reason", or "file: reason" when the file cannot be read.
+// line: "file:line: reason", or "file: reason" if the file cannot be read.
 Model load_scenario(const wchar_t* path);
 
 }  // namespace lab

@@ -9,14 +9,14 @@
 namespace lab {
 namespace {
 
-// Where the reading stands. A line feed counts when the character behind it is
-// read: the end of a number is known only then, and the number stands before it.
+// The reader's position. A line feed counts only when the character after it is
+// read: the parser reports a number only then, and the number was on the old line.
 struct Place {
     std::size_t line = 1;
     bool at_line_end = false;
 };
 
-// Reads characters and counts the lines that were begun.
+// Reads characters and counts lines.
 class LineIterator {
   public:
     using iterator_category = std::input_iterator_tag;
@@ -75,7 +75,7 @@ class TreeBuilder {
         const auto& members = std::get<JsonNode::Members>(m_open.back()->value);
         if (std::any_of(members.begin(), members.end(),
                         [&name](const auto& member) { return member.name == name; })) {
-            throw ScenarioError(m_place.line, "the key \"" + name + "\" is given twice");
+            throw ScenarioError(m_place.line, "the key \"" + name + "\" is a duplicate");
         }
         m_key = name;
         return true;
@@ -118,8 +118,8 @@ class TreeBuilder {
 
     const Place& m_place;
     JsonNode m_root;
-    // Containers that are not closed. Only the innermost grows, so that none of
-    // them moves.
+    // The open containers, outermost first. Only the innermost grows, so the
+    // pointers stay valid.
     std::vector<JsonNode*> m_open;
     std::string m_key;
 };
@@ -129,7 +129,7 @@ class TreeBuilder {
 const JsonNode::Members& JsonNode::members() const {
     const auto* result = std::get_if<Members>(&value);
     if (result == nullptr) {
-        throw ScenarioError(line, "an object is wanted here");
+        throw ScenarioError(line, "expected an object");
     }
     return *result;
 }
@@ -137,7 +137,7 @@ const JsonNode::Members& JsonNode::members() const {
 const JsonNode::Array& JsonNode::array() const {
     const auto* result = std::get_if<Array>(&value);
     if (result == nullptr) {
-        throw ScenarioError(line, "an array is wanted here");
+        throw ScenarioError(line, "expected an array");
     }
     return *result;
 }
@@ -145,7 +145,7 @@ const JsonNode::Array& JsonNode::array() const {
 const std::string& JsonNode::text() const {
     const auto* result = std::get_if<std::string>(&value);
     if (result == nullptr) {
-        throw ScenarioError(line, "a text is wanted here");
+        throw ScenarioError(line, "expected a string");
     }
     return *result;
 }
@@ -153,7 +153,7 @@ const std::string& JsonNode::text() const {
 bool JsonNode::boolean() const {
     const auto* result = std::get_if<bool>(&value);
     if (result == nullptr) {
-        throw ScenarioError(line, "true or false is wanted here");
+        throw ScenarioError(line, "expected true or false");
     }
     return *result;
 }
@@ -164,7 +164,7 @@ std::int64_t JsonNode::integer() const {
     }
     const auto* result = std::get_if<std::uint64_t>(&value);
     if (result == nullptr || *result > INT64_MAX) {
-        throw ScenarioError(line, "an integer is wanted here");
+        throw ScenarioError(line, "expected an integer");
     }
     return static_cast<std::int64_t>(*result);
 }
@@ -172,8 +172,7 @@ std::int64_t JsonNode::integer() const {
 std::uint64_t JsonNode::unsigned_integer(std::uint64_t limit) const {
     const auto* result = std::get_if<std::uint64_t>(&value);
     if (result == nullptr || *result > limit) {
-        throw ScenarioError(line,
-                            "an integer from 0 to " + std::to_string(limit) + " is wanted here");
+        throw ScenarioError(line, "expected an integer from 0 to " + std::to_string(limit));
     }
     return *result;
 }

@@ -1,5 +1,5 @@
-// JSON as a tree that knows the line of every value, so that a scenario's errors
-// can be told by line.
+// JSON as a tree that keeps the line of every value, so that errors in a scenario
+// are reported with their line.
 #pragma once
 
 #include <string>
@@ -9,7 +9,7 @@
 
 namespace lab {
 
-// A fault of a scenario: its line and why. what() is "line: reason".
+// An error in a scenario or fault plan. what() is "line: reason".
 class ScenarioError : public std::exception {
   public:
     ScenarioError(std::size_t line, const std::string& reason)
@@ -23,14 +23,14 @@ class ScenarioError : public std::exception {
 struct JsonNode {
     using Array = std::vector<JsonNode>;
     struct Member;
-    using Members = std::vector<Member>;  // in the file's order
+    using Members = std::vector<Member>;  // in file order
 
     std::size_t line = 0;
     std::variant<std::nullptr_t, bool, std::int64_t, std::uint64_t, double, std::string, Array,
                  Members>
         value;
 
-    // Each throws ScenarioError when the node is something else.
+    // Each throws ScenarioError if the node is something else.
     const Members& members() const;
     const Array& array() const;
     const std::string& text() const;
@@ -44,7 +44,7 @@ struct JsonNode::Member {
     JsonNode value;
 };
 
-// Throws ScenarioError for text that is no JSON, and for a key given twice.
+// Throws ScenarioError for malformed JSON and for a duplicate key.
 JsonNode parse_json(std::string_view text);
 
 }  // namespace lab

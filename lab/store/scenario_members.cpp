@@ -71,7 +71,7 @@ const JsonNode::Array& Members::array(const std::string& key) {
 void Members::finish() const {
     if (!m_left.empty()) {
         const auto& [key, node] = *m_left.begin();
-        throw ScenarioError(node->line, "nothing is known of the key \"" + key + "\"");
+        throw ScenarioError(node->line, "unknown key \"" + key + "\"");
     }
 }
 

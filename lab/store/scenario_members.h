@@ -1,4 +1,4 @@
-// The members of an object of a scenario.
+// The members of a JSON object in a scenario or fault plan.
 #pragma once
 
 #include "scenario_json.h"
@@ -9,9 +9,9 @@
 
 namespace lab {
 
-// Each member must be asked for: what is left over is a key that nobody knows.
-// Of the objects that one pattern makes, each has a number: it takes the place
-// of a run of "#" in every text, with as many digits as the run is long at least.
+// Every member must be read: a member that is left over is an unknown key. In
+// objects created from a pattern, the object's number replaces each run of "#"
+// in a string, padded with zeros to the length of the run.
 class Members {
   public:
     explicit Members(const JsonNode& node, std::string number = "");
@@ -19,9 +19,9 @@ class Members {
     std::size_t line() const { return m_node.line; }
     const std::string& number() const { return m_number; }
 
-    // nullptr when there is no such key.
+    // nullptr if there is no such key.
     const JsonNode* find(const std::string& key);
-    // Throws ScenarioError when there is no such key.
+    // Throws ScenarioError if there is no such key.
     const JsonNode& get(const std::string& key);
 
     std::string text(const JsonNode& node) const;
@@ -29,10 +29,10 @@ class Members {
     bool boolean(const std::string& key, bool otherwise);
     std::uint32_t uint32(const std::string& key, std::uint32_t otherwise);
     std::uint64_t uint64(const std::string& key, std::uint64_t otherwise);
-    // The elements of an array; none when there is no such key.
+    // The elements of an array; empty if there is no such key.
     const JsonNode::Array& array(const std::string& key);
 
-    // Throws ScenarioError for a key that was not asked for.
+    // Throws ScenarioError if a member was not read.
     void finish() const;
 
   private:

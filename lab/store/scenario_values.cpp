@@ -20,7 +20,7 @@ Bytes read_bytes(const JsonNode& node) {
         unsigned byte = 0;
         int used = 0;
         if (std::sscanf(text.c_str() + i, "%2x%n", &byte, &used) != 1 || used != 2) {
-            throw ScenarioError(node.line, "pairs of hexadecimal digits are wanted here");
+            throw ScenarioError(node.line, "expected pairs of hexadecimal digits");
         }
         bytes.push_back(static_cast<std::uint8_t>(byte));
     }
@@ -37,7 +37,7 @@ GUID read_guid(const JsonNode& node) {
                     &parts[8], &parts[9], &used) != 11 ||
         static_cast<std::size_t>(used) != text.size()) {
         throw ScenarioError(node.line,
-                            "a GUID as {xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx} is wanted here");
+                            "expected a GUID like {xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx}");
     }
     GUID guid{
         first, static_cast<unsigned short>(parts[0]), static_cast<unsigned short>(parts[1]), {}};
@@ -70,7 +70,7 @@ I18nFormat read_format(const JsonNode& node) {
     Members members(node);
     I18nFormat format{read_narrow(members.get("pattern")), {}};
     for (const JsonNode& insertion : members.array("insertions")) {
-        // A text by itself is narrow; {"wide": text} is wide.
+        // A string is narrow, {"wide": string} is wide.
         if (std::holds_alternative<std::string>(insertion.value)) {
             format.insertions.emplace_back(read_narrow(insertion));
         } else {
@@ -133,7 +133,7 @@ Scalar read_element(std::uint32_t type, const JsonNode& node, Model& model) {
 std::string narrow_text(const JsonNode& node, const std::string& utf8) {
     std::string ansi;
     if (!to_ansi(widen(utf8), ansi)) {
-        throw ScenarioError(node.line, "the text has characters that a narrow text cannot hold");
+        throw ScenarioError(node.line, "the ANSI code page lacks a character of the string");
     }
     return ansi;
 }
@@ -146,7 +146,7 @@ Value read_value(const JsonNode& node, Model& model) {
     Value value;
     value.type = type_tag(type.text());
     if (value.type == 0) {
-        throw ScenarioError(type.line, "\"" + type.text() + "\" is no type");
+        throw ScenarioError(type.line, "\"" + type.text() + "\" is not a type");
     }
     if (!value.is_array()) {
         value.elements.push_back(read_element(value.type, contents, model));

@@ -8,12 +8,12 @@
 
 namespace lab {
 
-// A text of a scenario in the ANSI code page. Throws ScenarioError, for the
-// node's line, when it has characters that the code page lacks.
+// Converts a string of a scenario to the ANSI code page. Throws ScenarioError with
+// the node's line if the code page lacks one of its characters.
 std::string narrow_text(const JsonNode& node, const std::string& utf8);
 
-// Throws ScenarioError. Object ids are given by name ("null" for the null id)
-// and looked up in the model.
+// Throws ScenarioError. Object ids are written as names, which are looked up in
+// the model; "null" is the null id.
 Value read_value(const JsonNode& node, Model& model);
 
 }  // namespace lab

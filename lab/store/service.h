@@ -1,5 +1,5 @@
-// What a storage management service answers, whoever answers it: the store in
-// this process, or the service process behind a connection.
+// The interface of the storage management service, implemented by the store in
+// this process and by the connection to the service process.
 #pragma once
 
 #include "value.h"
@@ -11,9 +11,9 @@
 
 namespace lab {
 
-// Every operation returns a bus status (ztbus3.h) and writes its out argument
-// on success only, except invoke, which may leave results behind a failure.
-// Operations may be called from any thread.
+// Every operation returns a bus status (ztbus3.h) and may be called from any
+// thread. Out arguments are written on success only, except that a method may
+// return results with a failure.
 class Service {
   public:
     virtual ~Service() = default;
@@ -24,7 +24,7 @@ class Service {
     virtual opal_status get_properties(const opal_objid& object, PropertySet& properties) = 0;
     virtual opal_status get_type(const opal_objid& object, std::string& type) = 0;
 
-    // All types when `type` is empty.
+    // Objects of all types if `type` is empty.
     virtual opal_status get_children(const opal_objid& object, const std::string& type,
                                      std::vector<opal_objid>& ids) = 0;
     virtual opal_status get_parents(const opal_objid& object, const std::string& type,
@@ -38,13 +38,13 @@ class Service {
                                std::uint32_t major, std::uint32_t minor, const PropertySet& input,
                                PropertySet& output) = 0;
 
-    // The scenario's name of an object for people to read ("dg1"), "null" for
-    // the null id, the id in hexadecimal when it names none.
+    // Returns the name of an object in the scenario ("dg1"), "null" for the null
+    // id, or the id in hexadecimal if it is unknown.
     virtual std::string name_of(const opal_objid& object) = 0;
 
-    // Receives the names of alerts, on the thread that raises them. An empty
-    // function ends the delivery; when the call returns none is under way.
-    // One sink a Service.
+    // Sets the function that receives the names of alerts on the thread that
+    // raises them. An empty function ends delivery; once set_alert_sink returns,
+    // no call of the old function is in progress. A service has one sink.
     using AlertSink = std::function<void(const std::string& name)>;
     virtual void set_alert_sink(AlertSink sink) = 0;
 };

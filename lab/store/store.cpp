@@ -172,7 +172,7 @@ opal_status Store::query(const std::wstring& text, std::vector<opal_objid>& ids)
     if (!parse_query(text, query)) {
         return ZTERROR_BAD_QUERY;
     }
-    const Exclusive hold(m_lock);  // the first query of a property makes its index
+    const Exclusive hold(m_lock);  // the first query of a property builds an index
     ids = m_model.matching(query.type, query.property, query.value);
     return ZTSTATUS_OK;
 }

@@ -1,5 +1,4 @@
-// The lab's storage as a service: a model behind a lock, and the alerts of what
-// is done to it.
+// The lab's storage as a service: a model with a lock, which raises alerts.
 #pragma once
 
 #include "locks.h"
@@ -13,7 +12,7 @@ namespace lab {
 
 class Store : public Service {
   public:
-    // Milliseconds, from any beginning.
+    // Returns milliseconds since any fixed time.
     using Clock = ULONGLONG(WINAPI*)();
 
     explicit Store(Model model, Clock clock = GetTickCount64)
@@ -36,25 +35,25 @@ class Store : public Service {
     std::string name_of(const opal_objid& object) override;
     void set_alert_sink(AlertSink sink) override;
 
-    // The id of the scenario's object of that name, hidden or not; false when
-    // there is none.
+    // Finds the object with that name in the scenario, hidden or not. Returns
+    // false if there is none.
     bool find_named(const std::string& name, opal_objid& id);
     // Sends an alert to the sink.
     void raise_alert(const std::string& name);
 
-    // Is told of every change, in order, under the store's lock: it must not call
-    // the store. First it is told of all disk groups and volumes that there are.
-    // An empty function ends it.
+    // Sets the function that is called for every change, in order, and first with
+    // all existing disk groups and volumes. It runs under the store's lock and
+    // must not call the store. An empty function ends the calls.
     using ChangeSink = std::function<void(Model& model, const std::vector<opal_objid>& changed)>;
     void set_change_sink(ChangeSink sink);
-    // Changes the storage as no client does.
+    // Changes the storage directly, without a client's restrictions.
     void change(const std::function<void(Model& model)>& work);
 
   private:
-    // Ends what the node was at, when its time has come.
+    // Completes a start or stop of the node that is due.
     void settle();
     void report_changes();
-    // The object that clients know by that id; nullptr and a status otherwise.
+    // Returns the object if clients may see it, else nullptr and a status.
     Object* locate(const opal_objid& id, opal_status& status);
     opal_status related(const opal_objid& object, std::vector<opal_objid> Object::*relation,
                         const std::string& type, std::vector<opal_objid>& ids);

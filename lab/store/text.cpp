@@ -14,7 +14,7 @@ std::wstring to_wide(UINT code_page, const std::string& text) {
 }
 
 std::string to_narrow(const std::wstring& text, BOOL* lost) {
-    // The code page UTF-8 lacks nothing, and does not allow the question.
+    // UTF-8 can represent every character and rejects this parameter.
     const bool lacks = GetACP() != CP_UTF8;
     const DWORD flags = lacks ? WC_NO_BEST_FIT_CHARS : 0;
     const auto length = static_cast<int>(text.size());

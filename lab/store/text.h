@@ -1,4 +1,4 @@
-// Texts in the forms that the lab meets: UTF-8 in its files, the ANSI code page
+// Conversions between the encodings of strings: UTF-8 in files, the ANSI code page
 // and UTF-16 on the bus.
 #pragma once
 
@@ -12,14 +12,13 @@ std::wstring widen(const std::string& utf8);
 // ANSI code page to UTF-16.
 std::wstring widen_ansi(const std::string& text);
 
-// UTF-16 to the ANSI code page; false when it has characters that the code page
-// lacks.
+// UTF-16 to the ANSI code page. Returns false if the code page lacks a character.
 bool to_ansi(const std::wstring& text, std::string& ansi);
 
-// As to_ansi, with "?" for what the code page lacks: for people to read.
+// Like to_ansi, but writes "?" for characters that the code page lacks.
 std::string narrow(const std::wstring& text);
 
-// The form in which texts are compared without regard to case.
+// Folds case: strings that differ only in case become equal.
 std::wstring folded(std::wstring text);
 
 }  // namespace lab

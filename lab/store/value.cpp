@@ -67,7 +67,7 @@ bool same_scalar(const Scalar& left, const Scalar& right) {
         left);
 }
 
-// Characters that are not printable ASCII are written with `escape`.
+// `escape` is the printf format for characters that are not printable ASCII.
 template <class Char> std::string quote(const std::basic_string<Char>& text, const char* escape) {
     std::string result = "\"";
     for (const Char character : text) {

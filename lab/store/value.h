@@ -1,4 +1,4 @@
-// Typed values and property sets as the lab keeps them and sends them.
+// Typed values and property sets as the lab stores and sends them.
 #pragma once
 
 #include "ztbus3.h"
@@ -12,7 +12,7 @@
 namespace lab {
 
 struct Property;
-using PropertySet = std::vector<Property>;  // in the order in which they were added
+using PropertySet = std::vector<Property>;  // in the order they were added
 
 struct I18n {
     std::uint32_t message_id = 0;
@@ -29,13 +29,13 @@ struct I18nFormat {
 
 using Bytes = std::vector<std::uint8_t>;
 
-// One value that is no array. TYPE_TIME is kept as std::int64_t.
+// One element of a value. TYPE_TIME is stored as std::int64_t.
 using Scalar = std::variant<bool, std::int32_t, std::uint32_t, std::int64_t, std::uint64_t,
                             std::string, std::wstring, Bytes, GUID, opal_objid,
                             std::shared_ptr<PropertySet>, I18n, I18nFormat>;
 
-// A value with its type tag: exactly one element, or any number for an array
-// type. Every element holds the alternative that belongs to the tag.
+// A value with its type tag: one element, or any number for an array type. The
+// elements have the C++ type that belongs to the tag.
 struct Value {
     std::uint32_t type = 0;
     std::vector<Scalar> elements;
@@ -52,11 +52,11 @@ struct Property {
 // "{xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx}" in lower-case hexadecimal.
 std::string guid_text(const GUID& guid);
 
-// Two lower-case hexadecimal digits a byte.
+// Two lower-case hexadecimal digits per byte.
 std::string hex_text(const std::uint8_t* bytes, std::size_t size);
 
-// A text as a person reads it on one line: in double quotes, with backslash
-// escapes for these two and for what is not printable ASCII.
+// Formats a string for people, on one line: in double quotes, with backslash
+// escapes for quotes, backslashes and everything that is not printable ASCII.
 std::string quoted(const std::string& text);
 std::string quoted(const std::wstring& text);
 
@@ -67,16 +67,15 @@ const Property* find(const PropertySet& set, const std::string& name);
 bool same(const Value& left, const Value& right);
 bool same(const PropertySet& left, const PropertySet& right);
 
-// The type's name without "TYPE_", as in "WSTR" or "UINT32Z"; "?" when the tag
-// is none.
+// The type's name without "TYPE_": "WSTR", "UINT32Z". "?" for an unknown tag.
 const char* type_name(std::uint32_t type);
 
-// The tag that type_name gives that name for; 0 when there is none.
+// The tag of the type with that name; 0 if there is none.
 std::uint32_t type_tag(const std::string& name);
 
-// A value as a person reads it: texts in double quotes with backslash escapes,
-// booleans as true and false, numbers in decimal, bytes in hexadecimal, arrays
-// in brackets, sets in braces. Object ids are written by `name_of`.
+// Formats a value for people: strings as quoted() does, booleans as true and
+// false, numbers in decimal, bytes in hexadecimal, arrays in brackets, sets in
+// braces. `name_of` formats object ids.
 using ObjectNamer = std::string (*)(const opal_objid& id, const void* context);
 std::string to_text(const Value& value, ObjectNamer name_of, const void* context);
 std::string to_text(const PropertySet& set, ObjectNamer name_of, const void* context);

@@ -205,7 +205,7 @@ Scalar Reader::scalar(std::uint32_t type) {
         return format;
     }
     default:
-        throw Malformed("a type that is none");
+        throw Malformed("an unknown type");
     }
 }
 
@@ -217,7 +217,7 @@ Value Reader::value() {
         throw Malformed("a scalar without exactly one element");
     }
     if (std::strcmp(type_name(value.type), "?") == 0) {
-        throw Malformed("a type that is none");
+        throw Malformed("an unknown type");
     }
     for (std::uint32_t i = 0; i < elements; ++i) {
         value.elements.push_back(scalar(value.element_type()));
@@ -227,7 +227,7 @@ Value Reader::value() {
 
 PropertySet Reader::set() {
     if (++m_depth > depth_limit) {
-        throw Malformed("sets are nested too deep");
+        throw Malformed("sets are nested too deeply");
     }
     PropertySet set;
     for (std::uint32_t left = count(3 * sizeof(std::uint32_t)); left != 0; --left) {
@@ -242,7 +242,7 @@ PropertySet Reader::set() {
 
 void Reader::finish() const {
     if (m_at != m_bytes.size()) {
-        throw Malformed("the body goes on behind its end");
+        throw Malformed("bytes after the end of the body");
     }
 }
 

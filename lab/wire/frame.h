@@ -1,8 +1,9 @@
-// How clients and the service talk: frames over a stream, little-endian.
+// The protocol between clients and the service: frames over a stream, in
+// little-endian byte order.
 //
-// A frame is a header and a body of at most frame_limit bytes. A request and
-// its answer carry the same number. Whatever is not as it should be makes a
-// Reader throw Malformed; the connection is then of no more use.
+// A frame is a header and a body of at most frame_limit bytes. A request and its
+// answer have the same number. A Reader throws Malformed for every invalid byte;
+// the connection must then be closed.
 #pragma once
 
 #include "value.h"
@@ -35,7 +36,7 @@ struct Frame {
     std::vector<std::uint8_t> body;
 };
 
-// What a request asks for: the first word of its body.
+// What a request asks for. The first number in its body.
 enum class Operation : std::uint32_t {
     get_property = 1,
     set_property,
@@ -48,7 +49,7 @@ enum class Operation : std::uint32_t {
     query,
     invoke,
     name_of,
-    // The service's process, as a number and the time of its start.
+    // Returns the service's process id and start time.
     process,
 };
 
@@ -92,18 +93,18 @@ class Reader {
     std::vector<opal_objid> objects();
     Value value();
     PropertySet set();
-    // Nothing may be left over.
+    // Throws Malformed if bytes are left over.
     void finish() const;
 
   private:
     void raw(void* target, std::size_t size);
-    // A count of things that take at least `least` bytes each.
+    // Reads the number of items that take at least `least` bytes each.
     std::uint32_t count(std::size_t least);
     Scalar scalar(std::uint32_t type);
 
     const std::vector<std::uint8_t>& m_bytes;
     std::size_t m_at = 0;
-    int m_depth = 0;  // of nested sets
+    int m_depth = 0;  // of nested property sets
 };
 
 }  // namespace lab

@@ -1,5 +1,4 @@
-// Which process is on the other side of a connection: one of this node, if it
-// can be opened here.
+// Identifies the process at the other end of a connection.
 #pragma once
 
 #include <windows.h>
@@ -8,7 +7,8 @@
 
 namespace lab {
 
-// Numbers of processes are used again, and mean another process on another node.
+// The start time makes the identity unique: process ids are reused, and another node
+// may use the same id.
 struct ProcessIdentity {
     std::uint32_t number;
     std::uint64_t started;  // 100 ns since 1601
@@ -16,8 +16,8 @@ struct ProcessIdentity {
 
 ProcessIdentity this_process();
 
-// A handle to wait with, for the caller to close; null if this node has no such
-// process.
+// Returns a handle to wait on, which the caller closes; null if this node has no
+// such process.
 HANDLE open_process(const ProcessIdentity& identity);
 
 }  // namespace lab

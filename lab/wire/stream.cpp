@@ -6,7 +6,7 @@
 namespace lab {
 namespace {
 
-// How much memory a header alone can claim.
+// Limits the memory that is allocated because of a header alone.
 constexpr std::size_t receive_step = 64 * 1024;
 
 bool is_header(const FrameHeader& header) {
@@ -73,7 +73,7 @@ bool Stream::receive(Frame& frame) {
         return false;
     }
     if (!is_header(header)) {
-        throw Malformed("a header that is none");
+        throw Malformed("an invalid header");
     }
     frame.kind = static_cast<FrameKind>(header.kind);
     frame.number = header.number;
@@ -91,7 +91,7 @@ bool Stream::receive(Frame& frame) {
 
 void Stream::shut_down() {
     shutdown(m_socket, SD_BOTH);
-    // A receive that waits already goes on until the other side closes, too.
+    // A receive in progress continues until the peer closes its side, too.
     CancelIoEx(reinterpret_cast<HANDLE>(m_socket), nullptr);
 }
 

@@ -10,7 +10,7 @@
 
 namespace lab {
 
-// Winsock for as long as the process runs. Throws std::runtime_error.
+// Initialises Winsock for the life of the process. Throws std::runtime_error.
 void start_winsock();
 
 class Stream {
@@ -20,12 +20,12 @@ class Stream {
     Stream(const Stream&) = delete;
     Stream& operator=(const Stream&) = delete;
 
-    // False when the other side is gone, or does not take the frame. Frames of
-    // several threads do not mix. Throws Malformed for a body beyond frame_limit.
+    // Sends a frame; several threads may send. Returns false if the peer is gone or
+    // does not take the frame. Throws Malformed for a body beyond frame_limit.
     bool send(FrameKind kind, std::uint32_t number, const std::vector<std::uint8_t>& body);
-    // False when the other side is gone. Throws Malformed.
+    // Returns false if the peer is gone. Throws Malformed.
     bool receive(Frame& frame);
-    // Ends a send or a receive that is under way in another thread.
+    // Makes a send or receive in progress on another thread return.
     void shut_down();
 
   private:

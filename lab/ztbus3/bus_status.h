@@ -1,4 +1,4 @@
-// Which statuses are failures.
+// The failure rule of ztbus3.h.
 #pragma once
 
 #include "ztbus3.h"

@@ -97,7 +97,7 @@ std::shared_ptr<Service> Connection::service() const {
     return is_embedded() ? embedded_store() : m_remote;
 }
 
-void Connection::tell(int event, const char* name) {
+void Connection::report(int event, const char* name) {
     const Shared hold(m_sink_lock);
     if (m_sink != nullptr) {
         m_sink(m_user, event, name);
@@ -106,13 +106,13 @@ void Connection::tell(int event, const char* name) {
 
 void Connection::drop() {
     if (m_connected.exchange(false)) {
-        tell(LAB_EVENT_DISCONNECTED, nullptr);
+        report(LAB_EVENT_DISCONNECTED, nullptr);
     }
 }
 
 void Connection::alert(const std::string& name) {
     if (m_connected) {
-        tell(LAB_EVENT_ALERT, name.c_str());
+        report(LAB_EVENT_ALERT, name.c_str());
     }
 }
 
@@ -206,7 +206,7 @@ opal_status LabOpenConnection(const char* service, lab_event_sink sink, void* us
     if (service == nullptr) {
         made = std::make_shared<Connection>(nullptr, sink, user);
     } else {
-        // The service may vanish before the connection is there: it waits here.
+        // If the service is lost before the connection exists, the event waits here.
         struct Late {
             SRWLOCK lock = SRWLOCK_INIT;
             std::weak_ptr<Connection> connection;

@@ -12,7 +12,7 @@ namespace lab {
 
 class Connection {
   public:
-    // A connection to the embedded service when `remote` is null.
+    // Connects to the embedded service if `remote` is null.
     Connection(std::shared_ptr<Service> remote, lab_event_sink sink, void* user);
 
     // What a client has of a connection: two addresses that are nobody else's while
@@ -31,14 +31,14 @@ class Connection {
     bool connected() const { return m_connected; }
     std::shared_ptr<Service> service() const;
 
-    // The connection is gone: tells the sink, once.
+    // Marks the connection as lost and reports that to the sink, once.
     void drop();
     void alert(const std::string& name);
-    // No call of the sink is under way when this returns, and none comes later.
+    // When this returns, no call of the sink is in progress and none will follow.
     void close_sink();
 
   private:
-    void tell(int event, const char* name);
+    void report(int event, const char* name);
 
     std::shared_ptr<Service> m_remote;
     std::atomic<bool> m_connected{true};
@@ -48,7 +48,7 @@ class Connection {
     std::shared_ptr<Words> m_words = std::make_shared<Words>();
 };
 
-// Null for a handle that is no connection of this process.
+// Returns null if the handle is not a connection of this process.
 std::shared_ptr<Connection> find_connection(opal_connection handle);
 
 // Ends the process when `word` is of a connection that LabReleaseConnection closed;
@@ -61,8 +61,8 @@ void set_embedded_store(std::shared_ptr<Store> store);
 
 void drop_connections();
 
-// An object's name as its scenario has it, whichever service of this process's
-// connections knows it; "null" for the null id, hexadecimal for an unknown one.
+// Returns an object's name in the scenario of any service that this process is
+// connected to, "null" for the null id, hexadecimal digits for an unknown id.
 std::string name_of_object(const opal_objid& id);
 
 }  // namespace lab

@@ -27,7 +27,7 @@ struct Rule {
         if (function) {
             return *function == called;
         }
-        // A property is read from an object, or from a set.
+        // A property is read from an object or from a set.
         return reads() ? called == Function::ObGetProperty || called == Function::PsFindProperty
                        : reaches_service(called);
     }
@@ -45,7 +45,7 @@ std::atomic<bool> planned{false};
 std::uint32_t read_type(const JsonNode& node) {
     const std::uint32_t type = type_tag(node.text());
     if (type == 0) {
-        throw ScenarioError(node.line, "\"" + node.text() + "\" is no type");
+        throw ScenarioError(node.line, "\"" + node.text() + "\" is not a type");
     }
     return type;
 }
@@ -61,13 +61,13 @@ Lie read_lie(const JsonNode& node) {
             return lie;
         }
     }
-    throw ScenarioError(node.line, "\"" + node.text() + "\" is no lie");
+    throw ScenarioError(node.line, "\"" + node.text() + "\" is not a lie");
 }
 
 Function read_function(const JsonNode& node) {
     const std::optional<Function> function = function_named(node.text());
     if (!function) {
-        throw ScenarioError(node.line, "\"" + node.text() + "\" is no function of the bus");
+        throw ScenarioError(node.line, "\"" + node.text() + "\" is not a function of the bus");
     }
     return *function;
 }
@@ -111,12 +111,12 @@ void read_fault(Members& members, Fault& fault) {
     }
 }
 
-// What a rule asks of its function that the function cannot do.
+// Returns why the function cannot do what the rule says; nullptr if it can.
 const char* contradiction(const Rule& rule) {
     const Fault& fault = rule.fault;
     const bool works = fault.after || fault.nothing || fault.drop || rule.reads();
     if (fault.answers && works) {
-        return "\"status\" does not do the work; the rule asks for both";
+        return "\"status\" excludes effects that do the work";
     }
     if (!fault.answers && !works && fault.delay_ms == 0) {
         return "the rule does nothing";
@@ -127,7 +127,7 @@ const char* contradiction(const Rule& rule) {
     const Function function = *rule.function;
     if (rule.reads() && function != Function::ObGetProperty &&
         function != Function::PsFindProperty && function != Function::PsFindNextProperty) {
-        return "the function hands out no property";
+        return "the function returns no property";
     }
     const bool has_status = reaches_service(function) || works_on_sets(function) ||
                             function == Function::I18nAddInsertionString ||
@@ -151,8 +151,8 @@ Rule read_rule(const JsonNode& node) {
     return rule;
 }
 
-// Makes a value have fewer or more characters or elements. False when it has
-// none to begin with, as a number.
+// Changes the number of characters or elements of a value. Returns false if it
+// has neither, like a number.
 bool resize(Value& value, Lie lie) {
     const auto change = [lie](auto& sequence) {
         if (lie == Lie::empty) {
@@ -221,7 +221,7 @@ void hand_out_with(const Fault& fault, const std::string& name, Value value,
         hand_out(name, value, property);
     }
     if (resizes && !resized && fault.lie != Lie::longer) {
-        property.size = 0;  // a number, one element fewer
+        property.size = 0;  // a number with one element less
     }
     if (fault.lie == Lie::null) {
         property.value = nullptr;

@@ -1,4 +1,4 @@
-// Faults that calls are to meet (lab_bus.h, LabSetFaultPlan).
+// Faults to inject into calls (lab_bus.h, LabSetFaultPlan).
 #pragma once
 
 #include "bus_status.h"
@@ -11,7 +11,7 @@
 
 namespace lab {
 
-// What a call is about; empty or 0 where it is about no such thing.
+// What a call refers to; members that do not apply are empty or 0.
 struct Subject {
     std::string object;
     std::string property;
@@ -22,8 +22,8 @@ struct Subject {
 enum class Lie { none, empty, longer, unterminated, shorter, null };
 
 struct Fault {
-    bool answers = false;  // with `status`, without doing the work
-    bool after = false;    // does the work, then answers `status`
+    bool answers = false;  // returns `status` without doing the work
+    bool after = false;    // does the work, then returns `status`
     opal_status status = 0;
     bool nothing = false;
     bool drop = false;
@@ -31,18 +31,18 @@ struct Fault {
     std::uint32_t as_type = 0;
     Lie lie = Lie::none;
 
-    // Whether the caller gets to see a failure: nothing is handed out then.
+    // Whether the caller sees a failure after the work, and so gets no results.
     bool fails_after() const { return after && is_failure(status); }
 };
 
-// False, at the cost of one load, when there is no plan.
+// Costs one load.
 bool has_fault_plan();
 
-// What the plan has for this call; counts the call for the rules that select it.
-// Waits as the plan says before it returns.
+// Counts the call for the rules that select it and returns the fault that
+// applies to it, after waiting as long as the plan says.
 Fault next_fault(Function function, const Subject& subject);
 
-// Hands a property out as the fault wants it.
+// Returns a property to the client, changed as the fault says.
 void hand_out_with(const Fault& fault, const std::string& name, Value value,
                    opal_property& property);
 

@@ -1,4 +1,4 @@
-// Calls that stay in this process, as the fault plan wants them.
+// Calls that stay in this process, with faults of the fault plan.
 #pragma once
 
 #include "bus_status.h"
@@ -11,9 +11,9 @@
 
 namespace lab {
 
-// Counts a call and runs it: `work` takes the fault that it meets and returns a
-// status, `text` takes the status and makes what the recorder writes behind the
-// function's name.
+// Counts and runs a call. `work` takes the fault that applies and returns a
+// status; `text` takes the status and returns the rest of the recorder's line,
+// after the function's name.
 template <class Work, class Text>
 opal_status client_call(Function function, const char* property, Work&& work, Text&& text) {
     count_call(function);
@@ -41,8 +41,8 @@ opal_status client_call(Function function, const char* property, Work&& work, Te
     return status;
 }
 
-// For functions that answer no status: whether the plan makes this call hand out
-// nothing. Counts the call.
+// For functions without a status: counts the call and returns whether the plan
+// makes it return nothing.
 inline bool is_withheld(Function function) {
     count_call(function);
     return has_fault_plan() && next_fault(function, {}).nothing;

@@ -1,4 +1,4 @@
-// The functions of the bus: their names, and how often each was called.
+// The functions of the bus: their names and call counts.
 #pragma once
 
 #include <optional>
@@ -51,7 +51,7 @@ std::optional<Function> function_named(const std::string& name);
 
 // Whether calls of the function go to the service.
 bool reaches_service(Function function);
-// Whether it works on a property set, or on a property that the bus handed out.
+// Whether it works on a property set or on a property that the bus returned.
 bool works_on_sets(Function function);
 
 void count_call(Function function);

@@ -1,10 +1,10 @@
 /*
- * lab_bus.h - what the lab's ztbus3.dll offers beside the bus: scenarios,
+ * lab_bus.h - what the lab's ztbus3.dll exports in addition to the bus: scenarios,
  * connections for the lab's command library, the recorder, the fault plan and
- * counters. Nothing that ships uses it.
+ * counters. For the lab and tests only.
  *
- * Functions that take `error` write one line there on failure ("" on success)
- * and return 0 for success, not 0 for failure.
+ * Functions with an `error` parameter return 0 on success and another value on
+ * failure. On failure they write one line to `error`, on success "".
  */
 #ifndef LAB_BUS_H
 #define LAB_BUS_H
@@ -17,27 +17,27 @@ extern "C" {
 
 /* --------------------------------------------------------------- scenarios */
 
-/* Replaces the embedded service's storage by a scenario: from a JSON file, or
- * from JSON text. Object ids of the scenario before are unknown afterwards.
- * Without any such call the embedded service starts with the file that the
- * environment variable ZTLAB_SCENARIO names, or with an empty node (the
- * cluster-service object and the misc object only). */
+/* Replace the embedded service's storage with a scenario from a JSON file or a
+ * JSON string. Object ids of the old scenario become unknown. Before the first
+ * call the embedded service has the scenario in the file that the environment
+ * variable ZTLAB_SCENARIO names, or an empty node, which has the cluster-service
+ * object and the misc object only. */
 ZTBUS3_API int LabLoadScenarioFile(const wchar_t* path, char* error, size_t capacity);
 ZTBUS3_API int LabLoadScenarioText(const char* json, char* error, size_t capacity);
 
-/* The object id that the scenario's name stands for; 0 when found. */
+/* Finds the id of the object with a name in the scenario. Returns 0 if found. */
 ZTBUS3_API int LabFindObject(const char* name, opal_objid* id);
 
 /* ------------------------------------------------------------- connections */
 
-/* What a connection tells its owner. Called on the thread where it happened. */
+/* Receives the events of a connection, on the thread where they happen. */
 #define LAB_EVENT_ALERT 1        /* `name` is the alert's name */
-#define LAB_EVENT_DISCONNECTED 2 /* the service is gone; `name` is NULL */
+#define LAB_EVENT_DISCONNECTED 2 /* the connection is lost; `name` is NULL */
 typedef void (*lab_event_sink)(void* user, int event, const char* name);
 
-/* Opens a connection: to the service at `service` ("127.0.0.1:4711"), or to the
- * embedded service when it is NULL. The sink may be called before this
- * returns; it is not called after LabCloseConnection returned. */
+/* Opens a connection to the service at `service` ("127.0.0.1:4711"), or to the
+ * embedded service if that is NULL. The sink may be called before this function
+ * returns. It is not called after LabCloseConnection has returned. */
 ZTBUS3_API opal_status LabOpenConnection(const char* service, lab_event_sink sink, void* user,
                                          opal_connection* connection, opal_context* context);
 ZTBUS3_API opal_status LabCloseConnection(opal_connection connection);
@@ -55,20 +55,20 @@ ZTBUS3_API opal_status LabReleaseConnection(opal_connection connection, const vo
 #define LAB_RELEASED_USE_EXIT 70
 ZTBUS3_API void LabEndReleasedUse(const char* use, const CONTEXT* context);
 
-/* Drops every connection of this process, as when the service dies: the sinks
- * are told, later calls answer ZTERROR_NOT_CONNECTED. */
+/* Drops every connection of this process, as if the service had died: the sinks
+ * get LAB_EVENT_DISCONNECTED and later calls return ZTERROR_NOT_CONNECTED. */
 ZTBUS3_API void LabDropConnections(void);
 
-/* Until set back to 0, LabOpenConnection answers this status. */
+/* Makes LabOpenConnection return a status until it is set back to 0. */
 ZTBUS3_API void LabRefuseConnections(opal_status status);
 
-/* Raises an alert of that name on every embedded connection. */
+/* Raises an alert on every connection to the embedded service. */
 ZTBUS3_API void LabRaiseAlert(const char* name);
 
 /* ---------------------------------------------------------------- recorder */
 
 /*
- * Writes down the calls that reach the bus, one line each, in order:
+ * Records the calls that reach the service, in order, one line each:
  *
  *   DbGetObjects tamo_ztvm_diskgroup -> 0x0 [@dg1 @dg2]
  *   DbGetObjectsByQuery "SELECT FROM ..." -> 0x0 [@vol1]
@@ -84,87 +84,95 @@ ZTBUS3_API void LabRaiseAlert(const char* name);
  *       {"Dgguid": STR "g", "Opflag": UINT32 7} 0,0,0,0 -> 0x0 {}
  *                                              (one line; "NULL" for a NULL set)
  *
- * and, with LAB_RECORD_ALL, those below too, which touch the client side only:
+ * and, with LAB_RECORD_ALL, also these calls, which do not leave the process:
  *
- *   PsCreatePropset -> 0x0 #1          sets are numbered from 1 as they are made
+ *   PsCreatePropset -> 0x0 #1          sets are numbered from 1
  *   PsAddProperty #1 "Opflag" UINT32 7 -> 0x0
  *   PsSetProperty, PsFindProperty #1 "x" -> ..., PsOpenPropset #1 -> ...
  *   PsFindNextProperty #1 -> ..., PsFreeProperty "x" -> 0x0
  *   PsCopyPropset #1 -> 0x0 #2, PsDestroyPropset #1 -> 0x0
- *   ZtTrace 4 "clusapiprov: ERROR: ..." (the formatted text), ZtSleep 50
+ *   ZtTrace 4 "clusapiprov: ERROR: ..." (formatted), ZtSleep 50
  *
- * Texts have backslash escapes for quotes, backslashes and what is not printable
- * ASCII. A client's property that is none is written as "name" malformed.
- * Objects are written as "@" and the scenario's name ("@null", or "@" and
- * hexadecimal when it has none). A call with an unknown connection, or with a
- * connection and context that do not belong together, ends in " !connection".
+ * Strings have backslash escapes for quotes, backslashes and everything that is
+ * not printable ASCII. An invalid property of a client is written as "name"
+ * malformed. Objects are written as "@" and their name in the scenario; the null
+ * id is "@null", an unknown id is "@" and hexadecimal digits. The line of a call
+ * with an unknown connection, or with another connection's context, ends with
+ * " !connection".
  */
 #define LAB_RECORD_SERVICE 1
 #define LAB_RECORD_ALL 2
-ZTBUS3_API void LabRecorderStart(int what); /* forgets what was written before */
+ZTBUS3_API void LabRecorderStart(int what); /* discards the lines recorded before */
 ZTBUS3_API void LabRecorderStop(void);
 
-/* Copies the lines, each ended by "\n", NUL-terminated; returns the size that
- * is needed, the terminator included. A NULL buffer asks for the size. */
+/* Copies the lines as one NUL-terminated string, each with "\n" at its end, and
+ * returns the required size, including the terminator. `buffer` may be NULL. */
 ZTBUS3_API size_t LabRecorderText(char* buffer, size_t capacity);
 
 /* -------------------------------------------------------------- fault plan */
 
 /*
- * Replaces the plan by a JSON array of rules; NULL or "[]" ends it. A refused
- * plan leaves the one before in force. Every rule counts the calls that it
- * selects; of those that are due for a call the first acts. A rule selects calls
- * by all of the keys that it gives:
+ * Replaces the fault plan with a JSON array of rules. NULL or "[]" removes the
+ * plan. If a rule is invalid, or could not do what it says, the function fails
+ * and the old plan stays.
  *
- *   "function": "PrCallDispatch"    the function; without it, any function that
+ * A rule selects the calls that match all of these keys:
+ *
+ *   "function": "PrCallDispatch"    the function; default: every function that
  *                                   reaches the service
- *   "call": 2                       the n-th call that the other keys select,
- *                                   counted from 1; without it, every one
- *   "times": 3                      how many selected calls from there on
- *                                   (default 1 with "call", else all)
  *   "object": "dg1", "property": "Name", "type": "tamo_ztvm_volume",
- *   "minor": 2003                   what the call is about
+ *   "minor": 2003                   what the call refers to
  *
- * and does one of these, or several that do not exclude each other:
+ * It applies to some of the calls that it selects:
  *
- *   "status": "0xc1000001"          answers that status, does nothing
- *   "after": "0xc1000001"           does the work, then answers that status
- *   "nothing": true                 does the work, succeeds whatever came of it and
- *                                   hands out nothing: NULL, a cleared property,
- *                                   count 0; an empty set from ObGetProperties and
+ *   "call": 2                       the first one, counted from 1; default: 1
+ *   "times": 3                      the number of calls; default: 1 with "call",
+ *                                   else no limit
+ *
+ * Every rule counts the calls that it selects. If several rules apply to a call,
+ * the first one is used. A rule has one or more compatible effects:
+ *
+ *   "status": "0xc1000001"          returns the status and does nothing
+ *   "after": "0xc1000001"           does the work, then returns the status
+ *   "nothing": true                 does the work, then returns success but no
+ *                                   results: NULL, a cleared property or a count
+ *                                   of 0; an empty set from ObGetProperties and
  *                                   PrCallDispatch
  *   "drop": true                    does the work and drops every connection
- *   "delay": 200                    waits that many milliseconds, then goes on
- *   "as": "UINT32"                  hands out the property with that tag, the
- *                                   value's bytes as they are
- *   "lie": "empty"                  hands out the property of its type, but: "empty"
- *                                   no characters or elements; "long" ten times as
- *                                   many; "unterminated" no NUL within its size;
- *                                   "short" one element fewer; "null" value NULL, size 0
+ *   "delay": 200                    first waits that many milliseconds
+ *   "as": "UINT32"                  returns the property with that type tag and
+ *                                   its bytes unchanged
+ *   "lie": "empty"                  returns the property with its type, but with
+ *                                   a wrong value:
+ *       "empty"          no characters or elements
+ *       "long"           ten times as many characters or elements
+ *       "unterminated"   no NUL within its size
+ *       "short"          one element less
+ *       "null"           value NULL, size 0
  *
- * Rules for reading a property ("as", "lie") hold for ObGetProperty and
- * PsFindProperty, and for PsFindNextProperty when they name it. A number that is
- * made "empty" or "short" has the size 0. Of the functions that answer no status
- * _ZtAlloc and ZtGUIDToString can be made to hand out nothing, and be delayed.
- * A rule that could not do what it says is refused. */
+ * "as" and "lie" apply to ObGetProperty and PsFindProperty, and to
+ * PsFindNextProperty if the rule names it. "empty" and "short" give a number the
+ * size 0. Of the functions without a status, only _ZtAlloc and ZtGUIDToString
+ * accept faults: "nothing" and "delay".
+ */
 ZTBUS3_API int LabSetFaultPlan(const char* json, char* error, size_t capacity);
 
 /* ---------------------------------------------------------------- counters */
 
-/* What clients hold now. All 0 when everything was given back. */
+/* What clients hold now. All members are 0 once everything is freed. */
 typedef struct lab_live {
-    uint32_t property_sets; /* made, not destroyed */
-    uint32_t properties;    /* handed out, not freed */
+    uint32_t property_sets; /* created, not destroyed */
+    uint32_t properties;    /* returned, not freed */
     uint32_t blocks;        /* from _ZtAlloc and id arrays, not freed */
     uint32_t connections;
 } lab_live;
 ZTBUS3_API void LabGetLive(lab_live* live);
 
-/* How often a function was called since the process began; 0 for a name that
- * is none. Counted whether or not the recorder runs. */
+/* Returns how often a function was called since the process started, recorded or
+ * not; 0 for an unknown name. */
 ZTBUS3_API uint64_t LabCallCount(const char* function);
 
-/* Receives the formatted lines of ZtTrace; NULL ends that. Without a sink they
+/* Sets the function that receives the formatted lines of ZtTrace. With NULL they
  * go to the file that the environment variable ZTLAB_TRACE names, if any. */
 typedef void (*lab_trace_sink)(uint32_t level, const char* text);
 ZTBUS3_API void LabSetTraceSink(lab_trace_sink sink);

@@ -12,7 +12,7 @@ using namespace lab;
 int LabLoadScenarioFile(const wchar_t* path, char* error, size_t capacity) {
     return reporting(error, capacity, [path] {
         if (path == nullptr) {
-            throw std::invalid_argument("no scenario is given");
+            throw std::invalid_argument("no scenario given");
         }
         set_embedded_store(std::make_shared<Store>(load_scenario(path)));
     });
@@ -21,7 +21,7 @@ int LabLoadScenarioFile(const wchar_t* path, char* error, size_t capacity) {
 int LabLoadScenarioText(const char* json, char* error, size_t capacity) {
     return reporting(error, capacity, [json] {
         if (json == nullptr) {
-            throw std::invalid_argument("no scenario is given");
+            throw std::invalid_argument("no scenario given");
         }
         set_embedded_store(std::make_shared<Store>(build_scenario(json)));
     });

@@ -1,4 +1,4 @@
-// What clients hold of the bus, counted.
+// Counts of what clients hold.
 #pragma once
 
 #include <atomic>

@@ -11,7 +11,7 @@
 namespace lab {
 namespace {
 
-// What a handed-out value points to beside its own bytes.
+// The memory that a returned value points to, other than its own bytes.
 struct Pointees {
     std::deque<std::string> texts;
     std::deque<std::wstring> wide_texts;
@@ -25,7 +25,7 @@ struct Pointees {
     }
 };
 
-// Stands in front of the name, and the value behind the name.
+// Precedes the name in memory; the value follows the name.
 struct Head {
     static constexpr std::uint64_t alive = 0x79747265706f7270;
     std::uint64_t magic;
@@ -56,7 +56,7 @@ std::size_t raw_size(std::uint32_t element_type) {
 
 class RawWriter {
   public:
-    // `pointees` may be null for a type that has none.
+    // `pointees` may be null for a type without any.
     RawWriter(char* to, Pointees* pointees) : m_to(to), m_pointees(pointees) {}
 
     void operator()(bool value) { put(static_cast<opal_bool>(value ? opal_true : opal_false)); }
@@ -104,7 +104,7 @@ class RawWriter {
     Pointees* m_pointees;
 };
 
-// The bytes of a scalar whose value is the characters or bytes themselves.
+// The bytes of a scalar that consists of characters or bytes.
 bool own_bytes(const Value& value, const void*& bytes, std::size_t& size) {
     if (value.is_array() || value.elements.empty()) {
         return false;
@@ -125,7 +125,7 @@ bool own_bytes(const Value& value, const void*& bytes, std::size_t& size) {
     return true;
 }
 
-// Whether the value is characters or bytes themselves.
+// Whether values of the type consist of characters or bytes.
 bool holds_own_bytes(std::uint32_t type) {
     return type == TYPE_STR || type == TYPE_WSTR || type == TYPE_BINARY;
 }
@@ -135,7 +135,7 @@ bool has_pointees(std::uint32_t element_type) {
            element_type == TYPE_I18N || element_type == TYPE_I18NFORMATSTRING;
 }
 
-// `slack` more bytes, of 'X', behind the value.
+// `slack` more bytes after the value, filled with 'X'.
 void fill(const std::string& name, const Value& value, std::size_t slack, opal_property& property) {
     const void* bytes = nullptr;
     std::size_t size = value.elements.size() * raw_size(value.element_type());

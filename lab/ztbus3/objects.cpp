@@ -1,4 +1,4 @@
-// The bus's objects, database and methods: what goes to the service.
+// The functions of the bus that call the service: objects, database, methods.
 #include "bus_status.h"
 #include "connection.h"
 #include "fault_plan.h"
@@ -19,7 +19,7 @@ std::string text_or_empty(const char* text) {
     return text != nullptr ? text : "";
 }
 
-// What a call is about, as fault plans select it.
+// What a call refers to, for the fault plan.
 struct About {
     const opal_objid* object = nullptr;
     const char* property = nullptr;
@@ -32,7 +32,7 @@ struct About {
     }
 };
 
-// One call that goes to the service on a connection.
+// One call to the service over a connection.
 class ServiceCall {
   public:
     ServiceCall(Function function, opal_connection connection)
@@ -51,8 +51,8 @@ class ServiceCall {
         }
     }
 
-    // `work` takes the Service and returns a status; `deliver` takes the fault and
-    // hands out what came of it, after a success only.
+    // `work` takes the Service and returns a status. After a success `deliver`
+    // takes the fault and returns the results to the client.
     template <class Work, class Deliver>
     opal_status run(const About& about, Work&& work, Deliver&& deliver) {
         try {
@@ -61,14 +61,14 @@ class ServiceCall {
             return m_status = ZTERROR_NO_MEMORY;
         }
     }
-    // Arguments that are none.
+    // For invalid arguments.
     opal_status refuse() { return m_status = ZTERROR_INVALID_ARGUMENT; }
 
-    // Whether results were handed out.
+    // Whether results were returned.
     bool delivered() const { return m_delivered; }
 
-    // Writes the call down: `arguments` and `results` make the texts in front of
-    // and behind the status.
+    // Records the call. `arguments` and `results` return the parts of the line
+    // before and after the status.
     template <class Arguments, class Results>
     void write_down(Arguments&& arguments, Results&& results) const {
         if (is_recorded(m_function)) {
@@ -133,7 +133,7 @@ void* hand_out_block(const void* bytes, std::size_t size) {
     return block;
 }
 
-// A call that hands out ids; `find` takes the Service and the ids.
+// A call that returns ids; `find` takes the Service and the ids.
 template <class Find, class Arguments>
 opal_status find_objects(ServiceCall& call, const About& about, bool valid, opal_objid** ids,
                          std::uint32_t* count, Find&& find, Arguments&& arguments) {
@@ -155,7 +155,7 @@ opal_status find_objects(ServiceCall& call, const About& about, bool valid, opal
     return status;
 }
 
-// Results of a method take the place of what the caller's set has of that name.
+// Results of a method replace properties of the same name in the caller's set.
 void put_results(PropertySet& set, PropertySet&& results) {
     for (Property& result : results) {
         bool replaced = false;
@@ -280,7 +280,7 @@ opal_status ObGetParentObjects(opal_connection connection, opal_context context,
 opal_status ObDeleteObject(opal_connection connection, opal_context context,
                            const opal_objid* object) {
     ServiceCall call(Function::ObDeleteObject, connection, context);
-    // Made before: afterwards the object has no name.
+    // Formatted first, because the deleted object has no name.
     const std::string text = is_recorded(Function::ObDeleteObject) ? object_text(object) : "";
     const opal_status status =
         object == nullptr ? call.refuse()

@@ -1,4 +1,4 @@
-// Waits for the end of another process.
+// Reports the end of another process.
 #pragma once
 
 #include <windows.h>
@@ -9,11 +9,11 @@ namespace lab {
 
 class ProcessWatch {
   public:
-    // Takes the handle over; null watches nothing. `on_end` is called on a thread
-    // of the watch's own, at most once, when the process ends. Where that thread
-    // cannot be made nothing is watched.
+    // Takes ownership of the handle, which may be null. When the process ends,
+    // `on_end` is called once on the watch's own thread. Watches nothing if the
+    // handle is null or the thread cannot be created.
     ProcessWatch(HANDLE process, std::function<void()> on_end);
-    // Not from within `on_end`, which is not called any more afterwards.
+    // `on_end` is not called afterwards. Must not be called from within `on_end`.
     ~ProcessWatch();
     ProcessWatch(const ProcessWatch&) = delete;
     ProcessWatch& operator=(const ProcessWatch&) = delete;

@@ -29,7 +29,7 @@ Property* find_in(opal_propset set, const std::string& name) {
     return found == set->properties.end() ? nullptr : &*found;
 }
 
-// PsAddProperty and PsSetProperty: `put` takes a copy of a well-formed property.
+// PsAddProperty and PsSetProperty: `put` takes a copy of a valid property.
 template <class Put>
 opal_status put_property(Function function, opal_propset set, const opal_property* property,
                          Put&& put) {
@@ -47,7 +47,7 @@ opal_status put_property(Function function, opal_propset set, const opal_propert
         });
 }
 
-// Hands a property of a set out as the fault wants it.
+// Returns a property of a set, changed as the fault says.
 opal_status give_property(const Fault& fault, const Property& found, opal_property& property) {
     if (!fault.fails_after()) {
         hand_out_with(fault, found.name, found.value, property);
@@ -55,7 +55,7 @@ opal_status give_property(const Fault& fault, const Property& found, opal_proper
     return ZTSTATUS_OK;
 }
 
-// Hands a new set out, or what the fault makes of it.
+// Returns a new set, or none if the fault says so.
 opal_status give_set(const Fault& fault, PropertySet properties, opal_propset& set) {
     if (!fault.fails_after()) {
         set = fault.nothing ? nullptr : new_propset(std::move(properties));
@@ -85,7 +85,7 @@ bool delete_propset(opal_propset set) {
         return false;
     }
     const std::unique_ptr<opal_propset_s> owner(set);
-    set->magic = 0;  // found by a second call, as long as the memory is not used again
+    set->magic = 0;  // makes a second call fail as long as the memory is not reused
     --live.property_sets;
     return true;
 }

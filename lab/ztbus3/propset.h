@@ -1,4 +1,4 @@
-// The record behind an opal_propset.
+// The record that an opal_propset points to.
 #pragma once
 
 #include "value.h"
@@ -8,19 +8,19 @@ struct opal_propset_s {
     static constexpr std::uint64_t alive = 0x7465737072707a6c;
 
     std::uint64_t magic = alive;
-    std::uint32_t number = 0;  // as the recorder names it; 0 until it does
+    std::uint32_t number = 0;  // in the recorder; 0 until the recorder names the set
     lab::PropertySet properties;
-    std::size_t walk = 0;  // index of the next property of the walk
+    std::size_t walk = 0;  // index of the iteration's next property
 };
 
 namespace lab {
 
-// Makes a set, counted.
+// Creates a set and counts it.
 opal_propset new_propset(PropertySet properties);
-// Destroys it. False for NULL, and for what is no set.
+// Destroys a set. Returns false for NULL and for an invalid set.
 bool delete_propset(opal_propset set);
 bool is_propset(opal_propset set);
-// The next set is number 1 again.
+// Numbers sets from 1 again.
 void restart_set_numbers();
 
 }  // namespace lab

@@ -12,11 +12,11 @@ namespace lab {
 namespace {
 
 constexpr long connect_limit_s = 5;
-// A service that is just being killed may still accept, and never answers.
+// A service that is being killed may still accept a connection but never reply.
 constexpr DWORD first_answer_ms = 5000;
 
-// What the calling threads and the reading thread share. The reading thread
-// keeps it alive: it may be the one that lets go of the service.
+// Shared by the calling threads and the reading thread. The reading thread keeps
+// it alive, because it may release the service last.
 class RemoteLink {
   public:
     RemoteLink(SOCKET socket, std::function<void()> on_disconnect)
@@ -29,9 +29,9 @@ class RemoteLink {
         m_sink = std::move(sink);
     }
 
-    // Sends a request and waits. An answer is a status and, where the call
-    // succeeded or is a method's, its results, which `read_results` reads. Where
-    // none comes within the limit the connection counts as lost.
+    // Sends a request and waits for its answer: a status and, if the call succeeded
+    // or is a method call, results, which `read_results` reads. If no answer comes
+    // within the limit, the connection is lost.
     template <class ReadResults>
     opal_status ask(Writer& request, ReadResults&& read_results, DWORD limit_ms = INFINITE) {
         const std::vector<std::uint8_t> question = request.take();
@@ -52,7 +52,7 @@ class RemoteLink {
             if (answer.flag()) {
                 read_results(answer);
             } else if (status == ZTSTATUS_OK) {
-                throw Malformed("a success without its results");
+                throw Malformed("a success without results");
             }
             answer.finish();
             return status;
@@ -69,11 +69,11 @@ class RemoteLink {
                 take(frame);
             }
         } catch (const std::exception&) {
-            // No frame, or no memory for it: what follows makes no sense.
+            // An invalid frame, or no memory for it: the rest of the stream is useless.
             m_stream.shut_down();
         }
-        // Told first: whoever learns from a call that the connection is gone must
-        // find it gone.
+        // Reported first: once a call has failed with this loss, the connection
+        // must be marked as lost.
         m_on_disconnect();
         const Exclusive hold(m_lock);
         m_ended = true;
@@ -81,7 +81,7 @@ class RemoteLink {
     }
 
   private:
-    // A request that waits for its answer, on its caller's stack.
+    // A request that waits for its answer; on its caller's stack.
     class Waiting {
       public:
         explicit Waiting(RemoteLink& link) : m_link(link) {
@@ -99,8 +99,8 @@ class RemoteLink {
         std::uint32_t number() const { return m_number; }
         const std::vector<std::uint8_t>& body() const { return m_body; }
 
-        // False when the connection ended first, or when nothing at all came on it
-        // for so long.
+        // Returns false if the connection ended first, or if nothing was received
+        // on it within the limit.
         bool wait(DWORD limit_ms) {
             const Exclusive hold(m_link.m_lock);
             while (!m_answered && !m_link.m_ended &&
@@ -108,7 +108,7 @@ class RemoteLink {
             }
             return m_answered;
         }
-        // Under the link's lock.
+        // Called under the link's lock.
         void answer(std::vector<std::uint8_t> body) {
             m_body = std::move(body);
             m_answered = true;
@@ -145,7 +145,7 @@ class RemoteLink {
         const Exclusive hold(m_lock);
         const auto found = m_waiting.find(frame.number);
         if (found == m_waiting.end()) {
-            throw Malformed("an answer that nobody waits for");
+            throw Malformed("an answer without a request");
         }
         Waiting& waiting = *found->second;
         m_waiting.erase(found);
@@ -206,8 +206,8 @@ class RemoteService : public Service {
         return true;
     }
 
-    // Learns of the service's end from its process, too: when one is killed, Wine
-    // now and then leaves a connection of it open. Fails when nobody answers.
+    // Also watches the service's process: when it is killed, Wine sometimes leaves
+    // its connections open. Fails if the service does not answer.
     opal_status watch_process() {
         Writer request;
         request.number(static_cast<std::uint32_t>(Operation::process));
@@ -317,7 +317,7 @@ class RemoteService : public Service {
     std::unique_ptr<ProcessWatch> m_watch;
 };
 
-// "host:port" with a numeric address.
+// Parses "host:port" with a numeric address.
 bool parse_address(const char* text, sockaddr_in& address) {
     const char* colon = std::strrchr(text, ':');
     if (colon == nullptr) {
@@ -333,7 +333,7 @@ bool parse_address(const char* text, sockaddr_in& address) {
     return *end == '\0' && port != 0 && port <= 65535 && address.sin_addr.s_addr != INADDR_NONE;
 }
 
-// Connects within the limit; INVALID_SOCKET when nobody listens.
+// Connects within the limit. Returns INVALID_SOCKET if nothing listens.
 SOCKET connect_socket(const sockaddr_in& address) {
     const SOCKET socket = ::socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
     if (socket == INVALID_SOCKET) {

@@ -1,4 +1,4 @@
-// The storage service of another process, behind a connection.
+// A connection to the storage service in another process.
 #pragma once
 
 #include "service.h"
@@ -8,9 +8,9 @@
 
 namespace lab {
 
-// Connects to "127.0.0.1:4711". Null and a status on failure. `on_disconnect`
-// is called once, on a thread of the connection's own, when the service is
-// gone; calls then answer ZTERROR_NOT_CONNECTED.
+// Connects to `service` ("127.0.0.1:4711"). Returns null and sets `status` on
+// failure. When the connection is lost, `on_disconnect` is called once on the
+// connection's own thread, and calls return ZTERROR_NOT_CONNECTED.
 std::unique_ptr<Service> connect_remote(const char* service, std::function<void()> on_disconnect,
                                         opal_status& status);
 

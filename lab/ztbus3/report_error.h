@@ -6,19 +6,19 @@
 
 namespace lab {
 
-// Runs `work`; 0 and an empty line, or 1 and what was thrown.
+// Runs `work`. Returns 0 and an empty line, or 1 and the exception's message.
 template <class Work> int reporting(char* error, std::size_t capacity, Work&& work) {
-    const auto tell = [&](const char* text) {
+    const auto report = [&](const char* text) {
         if (error != nullptr && capacity != 0) {
             std::snprintf(error, capacity, "%s", text);
         }
     };
     try {
         work();
-        tell("");
+        report("");
         return 0;
     } catch (const std::exception& failure) {
-        tell(failure.what());
+        report(failure.what());
         return 1;
     }
 }

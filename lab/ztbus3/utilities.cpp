@@ -60,7 +60,7 @@ void release(const void* block) {
     }
 }
 
-// Appends an insertion whose text is a copy; takes the copy over.
+// Appends an insertion whose string is a copy, and takes ownership of the copy.
 opal_status append(opal_i18n_format& format, const opal_insertion& insertion) {
     const std::size_t count = format.insertion_count;
     auto* longer =
@@ -138,7 +138,7 @@ void ZtTrace(uint32_t level, const char* format, ...) {
     char text[2048];
     std::va_list arguments;
     va_start(arguments, format);
-    // msvcrt's: "%S" is wide here.
+    // msvcrt's function, where "%S" is wide.
     const int length = _vsnprintf(text, sizeof text - 1, format, arguments);
     va_end(arguments);
     text[length < 0 ? static_cast<int>(sizeof text - 1) : length] = '\0';

@@ -45,7 +45,7 @@ DWORD WINAPI deliver_alerts(void* /*unused*/) {
 void queue_alert(std::weak_ptr<Session> session, const std::string& name) {
     const Exclusive hold(queue_lock);
     if (!thread_runs) {
-        // The thread never ends: the code it runs must stay.
+        // The thread never ends, so its code must stay loaded.
         HMODULE self = nullptr;
         GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
                            reinterpret_cast<const wchar_t*>(&deliver_alerts), &self);

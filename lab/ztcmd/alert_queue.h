@@ -1,4 +1,4 @@
-// Delivers alerts in order, on a thread of its own.
+// Delivers alerts in order on a separate thread.
 #pragma once
 
 #include <memory>
@@ -8,10 +8,10 @@ namespace lab {
 
 class Session;
 
-// Queues an alert; it is dropped when the session is gone by its turn.
+// Queues an alert. It is discarded if the session no longer exists when it is due.
 void queue_alert(std::weak_ptr<Session> session, const std::string& name);
 
-// Waits until all that is queued has been delivered. Not from a handler.
+// Waits until all queued alerts are delivered. Must not be called from a handler.
 void flush_alerts();
 
 }  // namespace lab

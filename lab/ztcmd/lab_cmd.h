@@ -1,6 +1,6 @@
 /*
- * lab_cmd.h - what the lab's ZtCMD.DLL offers beside the command library, for
- * tests. Nothing that ships uses it.
+ * lab_cmd.h - what the lab's ZtCMD.DLL exports in addition to the command library.
+ * For tests only.
  */
 #ifndef LAB_CMD_H
 #define LAB_CMD_H
@@ -11,22 +11,22 @@
 extern "C" {
 #endif
 
-/* The next `times` calls of InitializeZtVmW answer a status; 0 times ends it. */
+/* Makes the next `times` calls of InitializeZtVmW return a status; 0 cancels that. */
 ZTCMD_API void LabCmdFailInitialize(opal_status status, uint32_t times);
-/* Until set back to 0, these calls answer that status after doing their work
- * (UnInitializeZtVmW) or in its place (RegisterAlertCallback). */
+/* Make UnInitializeZtVmW return a status after it has done its work, and
+ * RegisterAlertCallback return one without doing it, until set back to 0. */
 ZTCMD_API void LabCmdFailUnInitialize(opal_status status);
 ZTCMD_API void LabCmdFailRegister(opal_status status);
 
-/* Takes the connection of a handle away, as when the service dies: `connected`
- * is 0 when this returns. */
+/* Drops the connection of a handle, as if the service had died. `connected` is 0 when
+ * this returns. */
 ZTCMD_API void LabCmdDisconnect(opal_handle handle);
 
-/* Calls the handler that is registered for a handle, on the calling thread; the
- * alert may be NULL. 0, or ZTERROR_NO_EVENT when there is no handler. */
+/* Calls a handle's handler on the calling thread; the alert may be NULL. Returns 0, or
+ * ZTERROR_NO_EVENT if there is no handler. */
 ZTCMD_API opal_status LabCmdDeliver(opal_handle handle, const opal_alert* alert);
 
-/* Waits until every alert that was raised so far has been delivered. */
+/* Waits until all alerts raised so far are delivered. */
 ZTCMD_API void LabCmdFlushAlerts(void);
 
 /*
@@ -51,9 +51,9 @@ ZTCMD_API void LabCmdFlushAlerts(void);
  */
 ZTCMD_API int LabCmdStrict(int on);
 
-/* What was called since the process began, and with what last. */
+/* Counts of calls since the process started, and their last arguments. */
 typedef struct lab_cmd_calls {
-    uint32_t live_handles; /* made, not released */
+    uint32_t live_handles; /* created, not released */
     uint32_t initialize;
     uint32_t uninitialize;
     uint32_t register_alerts;

@@ -17,7 +17,7 @@ Session::~Session() {
 }
 
 opal_status Session::open(const char* service) {
-    // Before the connection is there: the service may drop it at once.
+    // Set first, because the service may drop the connection at once.
     set_connected(true);
     const opal_status status = LabOpenConnection(service, on_event, this, &m_record->connection,
                                                  &m_record->connection_context);
@@ -88,7 +88,7 @@ bool Session::deliver(const opal_alert* alert) {
 }
 
 bool Session::others_deliver() const {
-    // A handler may release its own handle: it does not wait for itself.
+    // A handler may release its own handle and must not wait for itself.
     return std::any_of(m_delivering.begin(), m_delivering.end(),
                        [](DWORD thread) { return thread != GetCurrentThreadId(); });
 }

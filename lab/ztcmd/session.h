@@ -1,4 +1,4 @@
-// A connection handle of the command library and all that hangs on it.
+// A connection handle of the command library with its connection and handler.
 #pragma once
 
 #include "lab_bus.h"
@@ -25,12 +25,12 @@ class Session : public std::enable_shared_from_this<Session> {
     void set_connected(bool connected);
     bool is_connected();
 
-    // False once the session is retired.
+    // Returns false once the session is retired.
     bool set_handler(opal_alert_handler handler);
-    // Calls the handler, if there is one.
+    // Calls the handler. Returns false if there is none.
     bool deliver(const opal_alert* alert);
-    // When this returns no other thread is in the handler, it is not called again,
-    // and the record is gone.
+    // Ends delivery: when this returns, no other thread is in the handler, it is not called
+    // again, and the record is gone.
     void retire();
 
   private:

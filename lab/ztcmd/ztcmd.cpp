@@ -1,4 +1,4 @@
-// The command library's exports, and the lab's beside them.
+// The exports of the command library, and those that the lab adds.
 #include "alert_queue.h"
 #include "lab_cmd.h"
 #include "locks.h"
@@ -26,7 +26,7 @@ std::atomic<std::uint32_t> initialize_failures{0};
 std::atomic<opal_status> uninitialize_failure{0};
 std::atomic<opal_status> register_failure{0};
 
-// Whether one of the planned failures is due.
+// Returns whether the call must fail as planned.
 bool take_initialize_failure() {
     std::uint32_t left = initialize_failures;
     while (left != 0) {
@@ -37,7 +37,7 @@ bool take_initialize_failure() {
     return false;
 }
 
-// The address of the service; empty for the embedded one.
+// Returns the service's address; empty for the embedded service.
 std::string service_address() {
     const DWORD size = GetEnvironmentVariableA("ZTLAB_SERVICE", nullptr, 0);
     std::string text(size, '\0');
@@ -45,7 +45,7 @@ std::string service_address() {
     return text;
 }
 
-// Null for a handle that is not live.
+// Returns null if the handle is not live.
 std::shared_ptr<Session> find_session(opal_handle handle) {
     const Shared hold(sessions_lock);
     const auto found = sessions.find(handle);

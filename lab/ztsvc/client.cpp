@@ -7,10 +7,10 @@
 namespace lab {
 namespace {
 
-// Thrown where the fault plan closes the client's connection.
+// Thrown when the fault plan closes the client's connection.
 struct Dropped {};
 
-// A status and, when it succeeded, results.
+// Builds an answer: a status and results.
 template <class Write>
 std::vector<std::uint8_t> reply(opal_status status, bool has_results, Write&& write) {
     Writer body;
@@ -44,7 +44,7 @@ void Client::serve() {
     try {
         for (Frame frame; m_stream.receive(frame);) {
             if (frame.kind != FrameKind::request) {
-                throw Malformed("a frame that is no request");
+                throw Malformed("expected a request");
             }
             const std::vector<std::uint8_t> body = answer(frame);
             if (!m_stream.send(FrameKind::answer, frame.number, body)) {
@@ -184,7 +184,7 @@ std::vector<std::uint8_t> Client::answer(const Frame& request) {
         });
     }
     }
-    throw Malformed("an operation that is none");
+    throw Malformed("an unknown operation");
 }
 
 }  // namespace lab

@@ -1,4 +1,4 @@
-// One client of the service: a connection and the thread that serves it.
+// One client of the service: its connection and the requests on it.
 #pragma once
 
 #include "faults.h"
@@ -17,15 +17,15 @@ class Client {
         : m_stream(socket), m_store(store), m_faults(faults), m_kernel(kernel), m_number(number),
           m_quiet(quiet) {}
 
-    // Answers requests until the client is gone or sends what is no frame.
+    // Answers requests until the client disconnects or sends an invalid frame.
     void serve();
-    // Passes an alert on. A client that does not take it is about to end.
+    // Sends an alert. Disconnects a client that does not take it.
     void alert(const std::string& name);
 
   private:
-    // The answer to a request. Throws Malformed and Dropped.
+    // Returns the answer to a request. Throws Malformed and Dropped.
     std::vector<std::uint8_t> answer(const Frame& request);
-    // Does the work of a request as the fault plan has it. Throws Dropped.
+    // Does the work of a request with the fault that applies to it. Throws Dropped.
     template <class Work>
     opal_status faulty(Operation operation, Work&& work, std::uint32_t minor = 0);
     void say(const std::string& what) const;

@@ -27,7 +27,7 @@ Operation read_operation(const JsonNode& node) {
                      [&node](const FunctionName& row) { return node.text() == row.function; });
     if (found == std::end(functions)) {
         throw ScenarioError(node.line,
-                            "\"" + node.text() + "\" is no function that reaches the service");
+                            "\"" + node.text() + "\" is not a function that reaches the service");
     }
     return found->operation;
 }
@@ -43,7 +43,7 @@ FaultPlan::Rule FaultPlan::read_rule(const JsonNode& node) {
     if (const JsonNode* minor = members.find("minor")) {
         rule.minor = static_cast<std::uint32_t>(minor->unsigned_integer(UINT32_MAX));
         if (rule.operation.value_or(Operation::invoke) != Operation::invoke) {
-            throw ScenarioError(minor->line, "only a call of PrCallDispatch has a \"minor\"");
+            throw ScenarioError(minor->line, "only PrCallDispatch has a \"minor\"");
         }
         rule.operation = Operation::invoke;
     }
@@ -55,14 +55,14 @@ FaultPlan::Rule FaultPlan::read_rule(const JsonNode& node) {
     rule.fault.drop = members.boolean("drop", false);
     members.finish();
     if (rule.fault.status && rule.fault.drop) {
-        throw ScenarioError(node.line, "\"status\" does not do the work; the rule asks for both");
+        throw ScenarioError(node.line, "\"status\" and \"drop\" exclude each other");
     }
     if (!rule.fault.status && !rule.fault.drop && rule.fault.delay_ms == 0) {
         throw ScenarioError(node.line, "the rule does nothing");
     }
     if (rule.fault.status == ZTSTATUS_OK &&
         rule.operation.value_or(Operation::get_property) == Operation::get_property) {
-        throw ScenarioError(node.line, "a property is not read successfully without a value");
+        throw ScenarioError(node.line, "reading a property cannot succeed without a value");
     }
     return rule;
 }

@@ -1,15 +1,17 @@
-// Faults of the service, from a file:
+// The service's fault plan, read from a file:
 //
 //   [{"minor": 2003, "call": 2, "status": "0xe5150101"},
 //    {"function": "ObGetProperty", "delay": 500},
 //    {"minor": 6058, "drop": true}]
 //
-// "function" selects requests by the bus function that sends them (without it,
-// any), "minor" method calls by their number, "call" the n-th selected request
-// (every one without it), "times" how many from there on (1 with "call", else
-// all). "delay" waits that many milliseconds first; "status" answers without
-// doing the work; "drop" does the work and closes the client's connection
-// without an answer. The first rule that is for a request applies.
+// A rule selects requests by "function", the bus function that sends them, and
+// method calls by "minor", their number; without both, all requests. It applies
+// to "times" of the selected requests from number "call", counted from 1. The
+// default is all of them; with "call" it is that one.
+//
+// "delay" first waits that many milliseconds. "status" answers without doing the
+// work. "drop" does the work and closes the client's connection without an
+// answer. If several rules apply to a request, the first one is used.
 #pragma once
 
 #include "fault_turn.h"
@@ -30,12 +32,12 @@ struct ServiceFault {
 
 class FaultPlan {
   public:
-    // A plan without rules.
+    // An empty plan.
     FaultPlan() = default;
     // Throws std::runtime_error with one line, "file:line: reason".
     explicit FaultPlan(const wchar_t* path);
 
-    // What the next request of that kind meets; `minor` is that of a method call.
+    // Counts a request and returns its fault. `minor` is the number of a method.
     ServiceFault next(Operation operation, std::uint32_t minor = 0);
 
   private:

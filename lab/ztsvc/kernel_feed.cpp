@@ -13,8 +13,8 @@ namespace {
 
 static_assert(sizeof lab_dm_group::id == sizeof(opal_objid));
 
-// Whether the text and its terminator fit: what does not fit the driver cannot
-// be asked for either.
+// Copies a string with its terminator. Returns false if it does not fit: no
+// request to the driver can name such an object.
 template <std::size_t capacity> bool copy(char (&field)[capacity], const std::string& text) {
     if (text.size() >= capacity) {
         return false;
@@ -23,7 +23,7 @@ template <std::size_t capacity> bool copy(char (&field)[capacity], const std::st
     return true;
 }
 
-// Zero for a text that is no GUID.
+// Leaves the field zero if the string is not a GUID.
 void copy_guid(std::uint8_t (&field)[16], const std::string& text) {
     unsigned long first = 0;
     unsigned parts[10] = {};
@@ -119,7 +119,7 @@ void KernelFeed::feed(Model& model, const std::vector<opal_objid>& changed) {
     for (const opal_objid& id : changed) {
         const Object* object = model.find(id);
         if (object == nullptr) {
-            // It was one or the other, if either.
+            // Its type is unknown: remove it as a group and as a volume.
             lab_dm_group group{};
             lab_dm_volume volume{};
             std::memcpy(group.id, id.bytes, sizeof group.id);
@@ -142,7 +142,7 @@ void KernelFeed::collect() {
     if (!has_driver()) {
         return;
     }
-    // Held while what was told is done: others must not answer before.
+    // Held until the events are applied, so that no other thread answers before.
     const Exclusive hold(m_collect_lock);
     if (!m_control.has_events()) {
         return;

@@ -1,5 +1,6 @@
-// What the volume manager's driver is told of the storage, and what programs told
-// it. Without the driver it does nothing.
+// Keeps the volume manager's driver and the store in step: the driver learns of
+// changes in the store, the store of requests to the driver. Does nothing if the
+// driver is not loaded.
 #pragma once
 
 #include "control_device.h"
@@ -10,7 +11,7 @@ namespace lab {
 
 class KernelFeed {
   public:
-    // Feeds the driver now, and with every change of the store.
+    // Sends the driver the storage now, and every change later.
     explicit KernelFeed(Store& store);
     ~KernelFeed() { m_store.set_change_sink({}); }
     KernelFeed(const KernelFeed&) = delete;
@@ -18,8 +19,8 @@ class KernelFeed {
 
     bool has_driver() const { return static_cast<bool>(m_control); }
 
-    // Does to the store what programs told the driver. To be called before the
-    // store answers, so that it never tells what is over.
+    // Applies to the store what programs requested from the driver. Call it before
+    // each request to the store, so that no answer is out of date.
     void collect();
 
   private:

@@ -15,7 +15,7 @@ namespace {
 
 constexpr int exit_usage = 2;
 
-// Loads the driver that lies beside this program.
+// Loads the driver from this program's folder.
 void load_driver() {
     wchar_t program[MAX_PATH];
     GetModuleFileNameW(nullptr, program, MAX_PATH);
@@ -23,7 +23,7 @@ void load_driver() {
                       std::filesystem::path(program).replace_filename(LAB_DM_DRIVER L".sys"));
 }
 
-// Appears whole, so that whoever waits for it never reads half a number.
+// Renames a finished file, so that a reader never sees part of the number.
 void write_port_file(const std::filesystem::path& path, std::uint16_t port) {
     std::filesystem::path unfinished = path;
     unfinished += L".new";
@@ -40,7 +40,7 @@ void write_port_file(const std::filesystem::path& path, std::uint16_t port) {
 int run(int argc, char** argv) {
     CLI::App app("The lab's storage service: serves a scenario to object-bus clients.", "ztsvc");
     app.set_version_flag("--version", "ztsvc 1.0.0");
-    // One line tells what is wrong; --help is asked for when it is wanted.
+    // One line with the error, without the usage.
     app.failure_message(
         [](const CLI::App*, const CLI::Error& error) { return std::string(error.what()) + '\n'; });
     std::string scenario;
@@ -49,14 +49,14 @@ int run(int argc, char** argv) {
     std::uint16_t port = 4711;
     bool quiet = false;
     bool driver = false;
-    app.add_option("--scenario", scenario, "the storage to serve, a JSON file")->required();
-    app.add_option("--port", port, "loopback port to listen on; 0 takes a free one")
+    app.add_option("--scenario", scenario, "JSON file with the storage to serve")->required();
+    app.add_option("--port", port, "loopback port to listen on; 0 selects a free one")
         ->capture_default_str();
-    app.add_option("--port-file", port_file,
-                   "file that receives the port once clients may connect");
-    app.add_option("--faults", faults_file, "faults that requests are to meet, a JSON file");
-    app.add_flag("--driver", driver, "load dmcontrol.sys, which is fed whenever it is loaded");
-    app.add_flag("--quiet", quiet, "no line for each client and method");
+    app.add_option("--port-file", port_file, "file to write the port to once clients can connect");
+    app.add_option("--faults", faults_file, "JSON file with faults to inject into requests");
+    app.add_flag("--driver", driver,
+                 "load the driver dmcontrol.sys; a loaded driver is always kept up to date");
+    app.add_flag("--quiet", quiet, "do not print a line for each client and method");
 
     try {
         app.parse(argc, argv);
@@ -79,7 +79,7 @@ int run(int argc, char** argv) {
     if (!quiet) {
         std::printf("listening on 127.0.0.1:%u\n", port);
         if (!kernel.has_driver()) {
-            std::printf("dmcontrol.sys is not loaded: no kernel device answers\n");
+            std::printf("dmcontrol.sys is not loaded: the kernel devices are missing\n");
         }
         std::fflush(stdout);
     }

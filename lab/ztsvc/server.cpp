@@ -6,8 +6,8 @@
 namespace lab {
 namespace {
 
-// A client that takes nothing for so long is given up: alerts for the others
-// wait behind it.
+// A client that receives nothing for this long is disconnected, because alerts
+// for the other clients wait for it.
 constexpr DWORD send_limit_ms = 5000;
 
 void set_up(SOCKET accepted) {
@@ -28,7 +28,7 @@ Server::Server(Store& store, FaultPlan& faults, KernelFeed& kernel, bool quiet)
 std::uint16_t Server::listen(std::uint16_t port) {
     start_winsock();
     m_socket = socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
-    // No other process may listen there too.
+    // Prevents other processes from listening on the same port.
     const BOOL exclusive = TRUE;
     setsockopt(m_socket, SOL_SOCKET, SO_EXCLUSIVEADDRUSE, reinterpret_cast<const char*>(&exclusive),
                sizeof exclusive);
@@ -41,7 +41,7 @@ std::uint16_t Server::listen(std::uint16_t port) {
         const int error = WSAGetLastError();
         throw std::runtime_error("port " + std::to_string(port) +
                                  (error == WSAEADDRINUSE || error == WSAEACCES
-                                      ? ": taken by another program"
+                                      ? ": in use by another program"
                                       : ": Winsock error " + std::to_string(error)));
     }
     int size = sizeof address;
@@ -81,7 +81,7 @@ DWORD WINAPI Server::serve(void* argument) {
     try {
         served->client->serve();
     } catch (const std::exception& error) {
-        // Out of memory, at worst: this client ends, the others do not notice.
+        // For example out of memory. Only this client is lost.
         std::fprintf(stderr, "ztsvc: a client was dropped: %s\n", error.what());
     }
     const Exclusive hold(served->server->m_lock);

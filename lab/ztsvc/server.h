@@ -1,5 +1,4 @@
-// Listens on the loopback interface and serves every client on a thread of its
-// own.
+// Listens on the loopback interface and serves each client on its own thread.
 #pragma once
 
 #include "client.h"
@@ -13,7 +12,7 @@ class Server {
   public:
     Server(Store& store, FaultPlan& faults, KernelFeed& kernel, bool quiet);
 
-    // Port 0 takes any free one; returns the port. Throws std::runtime_error.
+    // Returns the port; 0 selects a free one. Throws std::runtime_error.
     std::uint16_t listen(std::uint16_t port);
     // Never returns.
     void run();

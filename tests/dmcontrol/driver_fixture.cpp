@@ -18,7 +18,7 @@ std::filesystem::path driver_file() {
     return path;
 }
 
-// Loaded anew: what runs is what was built.
+// Loads the driver again, so that the one just built runs.
 void DriverTest::SetUpTestSuite() {
     lab::stop_driver(LAB_DM_DRIVER);
     lab::start_driver(LAB_DM_DRIVER, driver_file());

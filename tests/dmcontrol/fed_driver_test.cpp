@@ -1,4 +1,4 @@
-// The driver fed by the service process, and the library that asks it.
+// The driver with its service process, queried through the library.
 #include "../service/service_fixture.h"
 #include "control_device.h"
 #include "driver_service.h"
@@ -36,7 +36,7 @@ class FedDriver : public ServiceTest {
         lab::stop_driver(LAB_DM_DRIVER);
     }
 
-    // What the library tells, its status being 0.
+    // Results of the library's calls, which must succeed.
     int state(const char* guid) {
         std::uint8_t imported = 0xC5;
         EXPECT_EQ(CALL(*farlo, GetDgStateW)(handle, L"", guid, &imported), 0u);
@@ -57,7 +57,7 @@ class FedDriver : public ServiceTest {
     opal_handle handle = nullptr;
 };
 
-TEST_F(FedDriver, TellsOfImports) {
+TEST_F(FedDriver, ReportsImports) {
     EXPECT_EQ(state(group_guid), 0);
     EXPECT_EQ(state("other"), 1);
     ASSERT_EQ(CALL(*farlo, ImportDgW)(handle, L"dg", group_guid, nullptr, 0), 0u);
@@ -66,27 +66,27 @@ TEST_F(FedDriver, TellsOfImports) {
     EXPECT_EQ(state(group_guid), 0);
 }
 
-TEST_F(FedDriver, TellsOfReservationsAndReleasesThem) {
-    EXPECT_EQ(reservation(group_guid), 33u);
-    EXPECT_EQ(reservation("other"), 34u);
+TEST_F(FedDriver, ReportsAndReleasesReservations) {
+    EXPECT_EQ(reservation(group_guid), FARLO_RESERVATION_NOT_HELD);
+    EXPECT_EQ(reservation("other"), FARLO_RESERVATION_HELD);
     ASSERT_EQ(CALL(*farlo, ArbitrateDgW)(handle, L"dg", group_guid), 0u);
-    EXPECT_EQ(reservation(group_guid), 34u);
+    EXPECT_EQ(reservation(group_guid), FARLO_RESERVATION_HELD);
     ASSERT_EQ(CALL(*farlo, StopDgReservationW)(handle, L"dg", group_guid), 0u);
-    EXPECT_EQ(reservation(group_guid), 33u);
-    // Released through the driver: the service knows of it.
+    EXPECT_EQ(reservation(group_guid), FARLO_RESERVATION_NOT_HELD);
+    // The service learns of a release through the driver.
     ASSERT_EQ(CALL(*farlo, ArbitrateDgW)(handle, L"dg", group_guid), 0u);
     ASSERT_EQ(CALL(*farlo, ReleaseDgW)(group_guid), 0u);
-    EXPECT_EQ(reservation(group_guid), 33u);
+    EXPECT_EQ(reservation(group_guid), FARLO_RESERVATION_NOT_HELD);
     EXPECT_EQ(CALL(*farlo, StopDgReservationW)(handle, L"dg", group_guid),
               lab::status_not_reserved);
-    EXPECT_EQ(reservation("other"), 34u);
+    EXPECT_EQ(reservation("other"), FARLO_RESERVATION_HELD);
 }
 
-TEST_F(FedDriver, TellsOfVolumes) {
-    EXPECT_EQ(volume_status(), 35u);
+TEST_F(FedDriver, ReportsVolumes) {
+    EXPECT_EQ(volume_status(), FARLO_VOLUME_STATUS_OTHER);
     ASSERT_EQ(CALL(*farlo, ImportDgW)(handle, L"dg", group_guid, nullptr, 0), 0u);
-    EXPECT_EQ(volume_status(), 36u);
-    // What the library sends when it has dismounted a volume.
+    EXPECT_EQ(volume_status(), FARLO_VOLUME_STATUS_HEALTHY);
+    // The request that the library sends after dismounting a volume.
     dm_volume_request record{};
     std::strcpy(record.name, "vol");
     std::memcpy(record.guid, binary_group_guid, sizeof record.guid);
@@ -95,14 +95,14 @@ TEST_F(FedDriver, TellsOfVolumes) {
     ASSERT_EQ(lab::send_request(config.get(), DM_CONFIG_VOLUME_OFFLINE, &block, sizeof block,
                                 &block, sizeof block),
               0u);
-    EXPECT_EQ(volume_status(), 35u);
+    EXPECT_EQ(volume_status(), FARLO_VOLUME_STATUS_OTHER);
     std::uint32_t state = 0;
     ASSERT_EQ(CALL(*farlo, GetDgVolumeStateW)(handle, L"dg", group_guid, L"\\Device\\V", &state),
               0u);
     EXPECT_EQ(state, 0x20u);
 }
 
-TEST_F(FedDriver, IsNotToldOfHiddenGroupsUntilARescan) {
+TEST_F(FedDriver, LearnsOfHiddenGroupsAtRescan) {
     lab::ControlDevice control;
     dm_reservation_request record{};
     std::strcpy(record.group_guid, "late");
@@ -118,15 +118,16 @@ TEST_F(FedDriver, IsNotToldOfHiddenGroupsUntilARescan) {
     EXPECT_EQ(record.reply, 1);
 }
 
-TEST_F(FedDriver, FailsAsItIsTold) {
+TEST_F(FedDriver, ReturnsPlannedStatuses) {
     lab::ControlDevice control;
     ASSERT_EQ(control.set_answer(DM_INFO_GET_IMPORTED, 0xC0000043, 1), 0u);
     std::uint8_t imported = 0xC5;
-    EXPECT_EQ(CALL(*farlo, GetDgStateW)(handle, L"", group_guid, &imported), 23u);
+    EXPECT_EQ(CALL(*farlo, GetDgStateW)(handle, L"", group_guid, &imported),
+              FARLO_DEVICE_SHARING_VIOLATION);
     EXPECT_EQ(imported, 0xC5);
     ASSERT_EQ(control.set_answer(DM_INFO_GET_IMPORTED, 0xC0000001, 1), 0u);
-    EXPECT_EQ(CALL(*farlo, GetDgStateW)(handle, L"", group_guid, &imported), 24u);
-    // Not known to the driver: the service is asked.
+    EXPECT_EQ(CALL(*farlo, GetDgStateW)(handle, L"", group_guid, &imported), FARLO_DEVICE_FAILED);
+    // For a group that the driver does not know, the library asks the service.
     ASSERT_EQ(control.set_answer(DM_INFO_GET_IMPORTED, 0xC0000034, 1), 0u);
     EXPECT_EQ(CALL(*farlo, GetDgStateW)(handle, L"", "other", &imported), 0u);
     EXPECT_EQ(imported, 1);

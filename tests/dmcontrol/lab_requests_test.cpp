@@ -1,4 +1,4 @@
-// How the lab feeds the driver.
+// The lab's own requests: the driver's state and its events.
 #include "driver_fixture.h"
 
 namespace {
@@ -7,7 +7,7 @@ using namespace dm_tests;
 
 using Feed = DriverTest;
 
-TEST_F(Feed, ReplacesByIdAndForgets) {
+TEST_F(Feed, ReplacesGroupsByIdAndForgetsThem) {
     ASSERT_EQ(control.set_groups({group(1, 0), group(2, 0)}), done);
     lab_dm_group renamed = group(1, LAB_DM_GROUP_IMPORTED);
     std::strcpy(renamed.guid_text, "another");
@@ -21,7 +21,7 @@ TEST_F(Feed, ReplacesByIdAndForgets) {
     EXPECT_EQ(ask_info(DM_INFO_GET_IMPORTED, group_record("group-2", 0)), not_found);
 }
 
-TEST_F(Feed, VolumesGo) {
+TEST_F(Feed, RemovesVolumes) {
     ASSERT_EQ(control.set_groups({group(1, LAB_DM_GROUP_IMPORTED)}), done);
     ASSERT_EQ(control.set_volumes({volume(11, 1, 0)}), done);
     EXPECT_EQ(ask_config(DM_CONFIG_GET_VOLUME_STATUS, volume_record("group-1", 11)), done);
@@ -29,7 +29,7 @@ TEST_F(Feed, VolumesGo) {
     EXPECT_EQ(ask_config(DM_CONFIG_GET_VOLUME_STATUS, volume_record("group-1", 11)), not_found);
 }
 
-TEST_F(Feed, TakesThousands) {
+TEST_F(Feed, AcceptsThousandsOfGroups) {
     std::vector<lab_dm_group> groups;
     for (std::uint32_t number = 0; number < 3000; ++number) {
         lab_dm_group each{};
@@ -44,7 +44,7 @@ TEST_F(Feed, TakesThousands) {
     EXPECT_EQ(ask_info(DM_INFO_GET_IMPORTED, group_record("many-3000", 0)), not_found);
 }
 
-TEST_F(Feed, MoreEventsThanARequestHolds) {
+TEST_F(Feed, ReturnsMoreEventsThanOneRequestHolds) {
     std::vector<lab_dm_group> groups;
     for (std::uint8_t number = 1; number <= 130; ++number) {
         groups.push_back(group(number, LAB_DM_GROUP_RESERVED));
@@ -57,7 +57,7 @@ TEST_F(Feed, MoreEventsThanARequestHolds) {
     EXPECT_FALSE(control.has_events());
 }
 
-TEST_F(Feed, DoesNotUndoWhatWasNotHeardOf) {
+TEST_F(Feed, KeepsChangesThatTheServiceHasNotCollected) {
     ASSERT_EQ(control.set_groups({group(1, LAB_DM_GROUP_RESERVED)}), done);
     ASSERT_EQ(ask_info(DM_INFO_RELEASE_RESERVATION, group_record("group-1", 1)), done);
     ASSERT_EQ(control.set_groups({group(1, LAB_DM_GROUP_RESERVED)}), done);
@@ -70,7 +70,7 @@ TEST_F(Feed, DoesNotUndoWhatWasNotHeardOf) {
     EXPECT_EQ(record->reply, 1);
 }
 
-TEST_F(Feed, IsRefusedWhenItIsNone) {
+TEST_F(Feed, RejectsInvalidRecordsAndSizes) {
     const std::uint32_t codes[] = {LAB_DM_SET_GROUPS, LAB_DM_SET_VOLUMES, LAB_DM_SET_ANSWER};
     std::vector<char> bytes(1000);
     for (const std::uint32_t code : codes) {

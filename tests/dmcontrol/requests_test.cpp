@@ -1,102 +1,111 @@
-// What programs ask the devices, and what they get.
+// The requests of dmcontrol.h, as programs send them.
 #include "driver_fixture.h"
 
 namespace {
 
 using namespace dm_tests;
 
-constexpr std::uint32_t info_codes[] = {0xD903F02C, 0xD903F034, 0xD903F080};
-constexpr std::uint32_t config_codes[] = {0xD903F0C8, 0xD903F0CC};
+constexpr std::uint32_t info_codes[] = {DM_INFO_GET_RESERVATION, DM_INFO_RELEASE_RESERVATION,
+                                        DM_INFO_GET_IMPORTED};
+constexpr std::uint32_t config_codes[] = {DM_CONFIG_GET_VOLUME_STATUS, DM_CONFIG_VOLUME_OFFLINE};
 constexpr std::uint32_t imported = LAB_DM_GROUP_IMPORTED;
 constexpr std::uint32_t reserved = LAB_DM_GROUP_RESERVED;
 constexpr std::uint32_t healthy = LAB_DM_VOLUME_HEALTHY;
 
 using Requests = DriverTest;
 
-TEST_F(Requests, TellWhetherAGroupIsReserved) {
+TEST(DriverContract, NumbersTheRequests) {
+    EXPECT_EQ(DM_INFO_GET_RESERVATION, 0xD903F02Cu);
+    EXPECT_EQ(DM_INFO_RELEASE_RESERVATION, 0xD903F034u);
+    EXPECT_EQ(DM_INFO_GET_IMPORTED, 0xD903F080u);
+    EXPECT_EQ(DM_CONFIG_GET_VOLUME_STATUS, 0xD903F0C8u);
+    EXPECT_EQ(DM_CONFIG_VOLUME_OFFLINE, 0xD903F0CCu);
+}
+
+TEST_F(Requests, ReturnWhetherGroupIsReserved) {
     ASSERT_EQ(control.set_groups({group(1, reserved), group(2, imported)}), done);
     dm_reservation_request* record = group_record("group-1", 1);
-    EXPECT_EQ(ask_info(0xD903F02C, record), done);
+    EXPECT_EQ(ask_info(DM_INFO_GET_RESERVATION, record), done);
     EXPECT_EQ(record->reply, 1);
     record = group_record("GROUP-2", 1);
     record->reply = 0xFF;
-    EXPECT_EQ(ask_info(0xD903F02C, record), done);
+    EXPECT_EQ(ask_info(DM_INFO_GET_RESERVATION, record), done);
     EXPECT_EQ(record->reply, 0);
     EXPECT_STREQ(record->group_guid, "GROUP-2");
     EXPECT_EQ(record->reservation, 1u);
-    EXPECT_EQ(ask_info(0xD903F02C, group_record("group-3", 1)), not_found);
-    EXPECT_EQ(ask_info(0xD903F02C, group_record("", 1)), not_found);
+    EXPECT_EQ(ask_info(DM_INFO_GET_RESERVATION, group_record("group-3", 1)), not_found);
+    EXPECT_EQ(ask_info(DM_INFO_GET_RESERVATION, group_record("", 1)), not_found);
 }
 
-TEST_F(Requests, TellWhetherAGroupIsImported) {
+TEST_F(Requests, ReturnWhetherGroupIsImported) {
     ASSERT_EQ(control.set_groups({group(1, reserved), group(2, imported)}), done);
     dm_reservation_request* record = group_record("group-1", 0);
-    EXPECT_EQ(ask_info(0xD903F080, record), done);
+    EXPECT_EQ(ask_info(DM_INFO_GET_IMPORTED, record), done);
     EXPECT_EQ(record->reply, 1);
     record = group_record("group-2", 0);
-    EXPECT_EQ(ask_info(0xD903F080, record), done);
+    EXPECT_EQ(ask_info(DM_INFO_GET_IMPORTED, record), done);
     EXPECT_EQ(record->reply, 0);
-    EXPECT_EQ(ask_info(0xD903F080, group_record("group-3", 0)), not_found);
+    EXPECT_EQ(ask_info(DM_INFO_GET_IMPORTED, group_record("group-3", 0)), not_found);
 }
 
-TEST_F(Requests, ReleaseAReservation) {
+TEST_F(Requests, ReleaseReservation) {
     ASSERT_EQ(control.set_groups({group(1, reserved | imported), group(2, 0)}), done);
     EXPECT_FALSE(control.has_events());
-    EXPECT_EQ(ask_info(0xD903F034, group_record("group-1", 1)), done);
+    EXPECT_EQ(ask_info(DM_INFO_RELEASE_RESERVATION, group_record("group-1", 1)), done);
     dm_reservation_request* record = group_record("group-1", 1);
-    EXPECT_EQ(ask_info(0xD903F02C, record), done);
+    EXPECT_EQ(ask_info(DM_INFO_GET_RESERVATION, record), done);
     EXPECT_EQ(record->reply, 0);
     record = group_record("group-1", 0);
-    EXPECT_EQ(ask_info(0xD903F080, record), done);
+    EXPECT_EQ(ask_info(DM_INFO_GET_IMPORTED, record), done);
     EXPECT_EQ(record->reply, 0) << "it stays imported";
-    // One that is not reserved is released already.
-    EXPECT_EQ(ask_info(0xD903F034, group_record("group-2", 1)), done);
-    EXPECT_EQ(ask_info(0xD903F034, group_record("group-3", 1)), not_found);
+    // Releasing a group that is not reserved succeeds.
+    EXPECT_EQ(ask_info(DM_INFO_RELEASE_RESERVATION, group_record("group-2", 1)), done);
+    EXPECT_EQ(ask_info(DM_INFO_RELEASE_RESERVATION, group_record("group-3", 1)), not_found);
 
     EXPECT_TRUE(control.has_events());
     const std::vector<lab_dm_event> events = control.take_events();
     ASSERT_EQ(events.size(), 1u);
-    EXPECT_EQ(events[0].code, 0xD903F034u);
+    EXPECT_EQ(events[0].code, DM_INFO_RELEASE_RESERVATION);
     EXPECT_EQ(events[0].id[0], 1);
     EXPECT_FALSE(control.has_events());
     EXPECT_TRUE(control.take_events().empty());
 }
 
-TEST_F(Requests, TellWhetherAVolumeIsHealthy) {
+TEST_F(Requests, ReturnWhetherVolumeIsHealthy) {
     ASSERT_EQ(control.set_groups({group(1, imported), group(2, 0)}), done);
     ASSERT_EQ(
         control.set_volumes({volume(11, 1, healthy), volume(12, 1, 0), volume(21, 2, healthy)}),
         done);
     const auto status = [&](const char* group_text, std::uint8_t guid) {
-        return ask_config(0xD903F0C8, volume_record(group_text, guid));
+        return ask_config(DM_CONFIG_GET_VOLUME_STATUS, volume_record(group_text, guid));
     };
     EXPECT_EQ(status("group-1", 11), unsuccessful);
     EXPECT_EQ(status("Group-1", 11), unsuccessful);
     EXPECT_EQ(status("group-1", 12), done);
     EXPECT_EQ(status("group-2", 21), no_such_device);  // not imported
-    EXPECT_EQ(status("group-2", 11), not_found);       // of another group
+    EXPECT_EQ(status("group-2", 11), not_found);       // in another group
     EXPECT_EQ(status("group-1", 13), not_found);
     EXPECT_EQ(status("group-3", 11), not_found);
 }
 
-TEST_F(Requests, TakeAVolumeOffline) {
+TEST_F(Requests, TakeVolumeOffline) {
     ASSERT_EQ(control.set_groups({group(1, imported), group(2, imported)}), done);
     ASSERT_EQ(control.set_volumes({volume(11, 1, healthy), volume(12, 1, healthy)}), done);
-    EXPECT_EQ(ask_config(0xD903F0CC, volume_record("VOLUME-11", 1)), done);
-    EXPECT_EQ(ask_config(0xD903F0C8, volume_record("group-1", 11)), done);
-    EXPECT_EQ(ask_config(0xD903F0C8, volume_record("group-1", 12)), unsuccessful);
-    EXPECT_EQ(ask_config(0xD903F0CC, volume_record("volume-12", 2)), not_found);
-    EXPECT_EQ(ask_config(0xD903F0CC, volume_record("volume-12", 3)), not_found);
-    EXPECT_EQ(ask_config(0xD903F0CC, volume_record("volume-13", 1)), not_found);
+    EXPECT_EQ(ask_config(DM_CONFIG_VOLUME_OFFLINE, volume_record("VOLUME-11", 1)), done);
+    EXPECT_EQ(ask_config(DM_CONFIG_GET_VOLUME_STATUS, volume_record("group-1", 11)), done);
+    EXPECT_EQ(ask_config(DM_CONFIG_GET_VOLUME_STATUS, volume_record("group-1", 12)), unsuccessful);
+    EXPECT_EQ(ask_config(DM_CONFIG_VOLUME_OFFLINE, volume_record("volume-12", 2)), not_found);
+    EXPECT_EQ(ask_config(DM_CONFIG_VOLUME_OFFLINE, volume_record("volume-12", 3)), not_found);
+    EXPECT_EQ(ask_config(DM_CONFIG_VOLUME_OFFLINE, volume_record("volume-13", 1)), not_found);
 
     EXPECT_TRUE(control.has_events());
     const std::vector<lab_dm_event> events = control.take_events();
     ASSERT_EQ(events.size(), 1u);
-    EXPECT_EQ(events[0].code, 0xD903F0CCu);
+    EXPECT_EQ(events[0].code, DM_CONFIG_VOLUME_OFFLINE);
     EXPECT_EQ(events[0].id[0], 11);
 }
 
-TEST_F(Requests, RefuseShortBuffers) {
+TEST_F(Requests, RejectShortBuffers) {
     ASSERT_EQ(control.set_groups({group(1, imported)}), done);
     const auto sizes = [&](HANDLE device, std::uint32_t code, const void* record) {
         for (const std::size_t size : {0u, 1u, 8u, 15u}) {
@@ -111,21 +120,21 @@ TEST_F(Requests, RefuseShortBuffers) {
         EXPECT_EQ(lab::send_request(device, code, nullptr, 0, nullptr, 0), buffer_too_small);
     };
     for (const std::uint32_t code : info_codes) {
-        sizes(info.get(), code, group_record("group-1", code == 0xD903F080 ? 0 : 1));
+        sizes(info.get(), code, group_record("group-1", code == DM_INFO_GET_IMPORTED ? 0 : 1));
     }
     for (const std::uint32_t code : config_codes) {
         sizes(config.get(), code, volume_record("group-1", 1));
     }
 }
 
-TEST_F(Requests, RefuseBadAddresses) {
+TEST_F(Requests, RejectBadAddresses) {
     ASSERT_EQ(control.set_groups({group(1, imported | reserved)}), done);
     SYSTEM_INFO system;
     GetSystemInfo(&system);
     auto* pages = static_cast<char*>(
         VirtualAlloc(nullptr, 2 * system.dwPageSize, MEM_RESERVE, PAGE_NOACCESS));
     ASSERT_NE(VirtualAlloc(pages, system.dwPageSize, MEM_COMMIT, PAGE_READWRITE), nullptr);
-    // The last ends with the first page: its record goes on where there is none.
+    // The last record starts on the first page and extends beyond it.
     const void* const addresses[] = {nullptr,
                                      reinterpret_cast<void*>(1),
                                      reinterpret_cast<void*>(~std::uintptr_t{0}),
@@ -141,27 +150,27 @@ TEST_F(Requests, RefuseBadAddresses) {
             EXPECT_EQ(ask_config(code, address), invalid_parameter) << address;
         }
     }
-    // Read, but not written.
+    // A page that can be read but not written.
     auto* record = reinterpret_cast<dm_reservation_request*>(pages);
     *record = *group_record("group-1", 1);
     DWORD before = 0;
     ASSERT_TRUE(VirtualProtect(pages, system.dwPageSize, PAGE_READONLY, &before));
-    EXPECT_EQ(ask_info(0xD903F02C, record), invalid_parameter);
+    EXPECT_EQ(ask_info(DM_INFO_GET_RESERVATION, record), invalid_parameter);
     ASSERT_TRUE(VirtualProtect(pages, system.dwPageSize, PAGE_READWRITE, &before));
-    EXPECT_EQ(ask_info(0xD903F02C, record), done);
+    EXPECT_EQ(ask_info(DM_INFO_GET_RESERVATION, record), done);
     EXPECT_EQ(record->reply, 1);
     VirtualFree(pages, 0, MEM_RELEASE);
 }
 
-TEST_F(Requests, RefuseRecordsThatAreNone) {
+TEST_F(Requests, RejectInvalidRecords) {
     ASSERT_EQ(control.set_groups({group(1, imported | reserved)}), done);
     ASSERT_EQ(control.set_volumes({volume(11, 1, healthy)}), done);
     for (const std::uint32_t code : info_codes) {
         SCOPED_TRACE(code);
-        const std::uint32_t word = code == 0xD903F080 ? 0 : 1;
+        const std::uint32_t word = code == DM_INFO_GET_IMPORTED ? 0 : 1;
         EXPECT_EQ(ask_info(code, group_record("group-1", word ^ 1)), invalid_parameter);
         dm_reservation_request* record = group_record("group-1", word);
-        record->group_guid[255] = 1;  // not zero behind the text
+        record->group_guid[255] = 1;  // not zero after the terminator
         EXPECT_EQ(ask_info(code, record), invalid_parameter);
         std::memset(record->group_guid, 'a', sizeof record->group_guid);
         EXPECT_EQ(ask_info(code, record), invalid_parameter);
@@ -175,7 +184,7 @@ TEST_F(Requests, RefuseRecordsThatAreNone) {
     }
     for (const std::uint32_t code : config_codes) {
         SCOPED_TRACE(code);
-        const char* name = code == 0xD903F0C8 ? "group-1" : "volume-11";
+        const char* name = code == DM_CONFIG_GET_VOLUME_STATUS ? "group-1" : "volume-11";
         dm_volume_request* record = volume_record(name, 1);
         record->zero[0] = 1;
         EXPECT_EQ(ask_config(code, record), invalid_parameter);
@@ -183,11 +192,12 @@ TEST_F(Requests, RefuseRecordsThatAreNone) {
         EXPECT_EQ(ask_config(code, record), invalid_parameter);
     }
     dm_control_block block{reinterpret_cast<std::uintptr_t>(group_record("group-1", 1)), 1};
-    EXPECT_EQ(lab::send_request(info.get(), 0xD903F02C, &block, sizeof block, &block, sizeof block),
+    EXPECT_EQ(lab::send_request(info.get(), DM_INFO_GET_RESERVATION, &block, sizeof block, &block,
+                                sizeof block),
               invalid_parameter);
 }
 
-TEST_F(Requests, GoToTheirOwnDeviceOnly) {
+TEST_F(Requests, FailOnTheOtherDevice) {
     ASSERT_EQ(control.set_groups({group(1, imported)}), done);
     for (const std::uint32_t code : info_codes) {
         EXPECT_EQ(ask_config(code, group_record("group-1", 1)), invalid_device_request);
@@ -201,13 +211,14 @@ TEST_F(Requests, GoToTheirOwnDeviceOnly) {
     }
 }
 
-TEST_F(Requests, AnswerWhatTheDriverWasTold) {
+TEST_F(Requests, ReturnPlannedStatus) {
     ASSERT_EQ(control.set_groups({group(1, imported | reserved)}), done);
     ASSERT_EQ(control.set_volumes({volume(11, 1, healthy)}), done);
-    for (const std::uint32_t status : {0xC0000043u, 0xC0000034u, 0xC0000001u, 0xC000000Eu,
-                                       0xC000000Du, 0xC000009Au, 0x80000005u}) {
+    for (const std::uint32_t status :
+         {sharing_violation, not_found, unsuccessful, no_such_device, invalid_parameter,
+          insufficient_resources, buffer_overflow}) {
         for (const std::uint32_t code : info_codes) {
-            const std::uint32_t word = code == 0xD903F080 ? 0 : 1;
+            const std::uint32_t word = code == DM_INFO_GET_IMPORTED ? 0 : 1;
             ASSERT_EQ(control.set_answer(code, status, 2), done);
             EXPECT_EQ(ask_info(code, group_record("group-1", word)), status);
             EXPECT_EQ(ask_info(code, nullptr), status);
@@ -221,12 +232,12 @@ TEST_F(Requests, AnswerWhatTheDriverWasTold) {
             EXPECT_EQ(ask_config(code, nullptr), invalid_parameter);
         }
     }
-    // What it answers unasked it does not do.
+    // A request with a planned status has no effect.
     ASSERT_EQ(control.set_groups({group(1, reserved)}), done);
     control.take_events();
     ASSERT_EQ(control.set_groups({group(1, reserved)}), done);
-    ASSERT_EQ(control.set_answer(0xD903F034, done, 1), done);
-    EXPECT_EQ(ask_info(0xD903F034, group_record("group-1", 1)), done);
+    ASSERT_EQ(control.set_answer(DM_INFO_RELEASE_RESERVATION, done, 1), done);
+    EXPECT_EQ(ask_info(DM_INFO_RELEASE_RESERVATION, group_record("group-1", 1)), done);
     EXPECT_FALSE(control.has_events());
     EXPECT_EQ(control.set_answer(0xD903F000, done, 1), invalid_parameter);
 }

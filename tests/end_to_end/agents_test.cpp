@@ -1,4 +1,4 @@
-// Several agents at work while their service is killed and restarted.
+// Several agents work while their service is killed and restarted.
 #include "../service/service_fixture.h"
 #include "farlo_dll.h"
 #include "trace_lines.h"
@@ -46,13 +46,13 @@ class Agents : public ServiceTest {
                 std::to_wstring(number) + L" " + std::wstring(text.begin(), text.end())));
         }
     }
-    // Until each agent has moved its group on the connection that it has now.
+    // Waits until each agent has moved its group over its current connection.
     void await_moves() {
         for (int number = 1; number <= agents; ++number) {
             ASSERT_EQ(WaitForSingleObject(m_moved, hang_ms), WAIT_OBJECT_0);
         }
     }
-    // What each agent ended with.
+    // Stops the agents and returns their outputs.
     std::vector<std::string> stop_agents() {
         SetEvent(m_stop);
         std::vector<std::string> outputs;
@@ -63,7 +63,7 @@ class Agents : public ServiceTest {
         }
         return outputs;
     }
-    // Whether the service says of each group that it is imported.
+    // Returns for each group whether the service reports it as imported.
     std::vector<bool> imported() {
         std::vector<bool> result;
         const opal_handle handle = connect();
@@ -88,7 +88,7 @@ class Agents : public ServiceTest {
     std::vector<std::unique_ptr<Process>> m_processes;
 };
 
-TEST_F(Agents, ReconnectWheneverTheServiceIsKilled) {
+TEST_F(Agents, ReconnectWhenTheServiceIsKilled) {
     start(scenario());
     start_agents();
     await_moves();

@@ -1,13 +1,12 @@
-// A cluster agent that moves its disk group in and out until it is told to stop,
-// and reconnects whenever the service is lost:
+// A cluster agent that imports and deports its disk group until it is stopped, and
+// reconnects when the service is lost:
 //
 //   group_agent NAME GROUP GUID
 //
-// NAME is that of a pair of kernel objects: the semaphore NAME.moved is released
-// after the first round of each connection, the event NAME.stop ends the agent,
-// with the group deported. Writes "rounds N, reconnections N, alerts N" and ends
-// with 0; with 1 when an answer is neither success nor a lost connection, or no
-// alert came on a connection.
+// It releases the semaphore NAME.moved after the first round on each connection.
+// When the event NAME.stop is set, it deports the group, prints "rounds N,
+// reconnections N, alerts N" and exits with 0. It exits with 1 if a call fails for
+// another reason than a lost connection, or if no alert arrives on a connection.
 #include "farlo.h"
 
 #include <windows.h>
@@ -31,7 +30,7 @@ void on_alert() {
     ++alerts;
 }
 
-// Alerts come on a thread of their own.
+// Alerts arrive on another thread.
 bool an_alert_comes(unsigned before) {
     for (DWORD waited = 0; alerts == before; waited += retry_ms) {
         if (waited >= hang_ms) {

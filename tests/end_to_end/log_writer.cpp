@@ -2,8 +2,8 @@
 //
 //   log_writer PROCESS THREADS LINES WIDTH
 //
-// Each line is the first of two that a call with a NULL handle writes, and names
-// process, thread and number; it is WIDTH characters wide.
+// Each line is the first of the two lines that a call with a NULL handle writes. It
+// contains process, thread and number and is WIDTH characters wide.
 #include "farlo.h"
 
 #include <windows.h>

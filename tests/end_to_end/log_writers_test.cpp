@@ -1,4 +1,4 @@
-// Many processes and threads write to one trace log across a rollover.
+// Many processes and threads write to one trace log while it rolls over.
 #include "farlo_dll.h"
 #include "trace_lines.h"
 
@@ -15,7 +15,7 @@ constexpr int processes = 8;
 constexpr int threads = 4;
 // Each call writes two lines: 20,000 in all.
 constexpr int calls = 10'000 / (processes * threads);
-// Wide enough for one rollover, and not for two.
+// Wide enough for exactly one rollover.
 constexpr int width = 1100;
 
 std::filesystem::path own_folder() {
@@ -39,7 +39,7 @@ HANDLE start_writer(int number) {
     return process.hProcess;
 }
 
-TEST(LogWriters, NoLineIsLostMixedOrTornAcrossARollover) {
+TEST(LogWriters, LoseMixAndTearNoLineAcrossRollover) {
     environment().remove_logs();
     std::vector<HANDLE> writers;
     for (int number = 0; number < processes; ++number) {
@@ -64,7 +64,7 @@ TEST(LogWriters, NoLineIsLostMixedOrTornAcrossARollover) {
     EXPECT_FALSE(newer.empty());
     lines.insert(lines.end(), newer.begin(), newer.end());
 
-    // Every line of every thread is there once, whole, and in its order.
+    // Every line of every thread is complete, present once and in order.
     std::map<std::pair<int, int>, int> next;
     std::size_t failures = 0;
     for (const LogLine& line : lines) {

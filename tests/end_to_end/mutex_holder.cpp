@@ -1,6 +1,6 @@
-// Holds a mutex as a reservation thread does: "mutex_holder NAME MUTEX". Releases
-// the semaphore NAME.ready when it holds the mutex, and gives it back and ends when
-// the event NAME.go is set.
+// Holds a mutex like a reservation thread: "mutex_holder NAME MUTEX". Releases the
+// semaphore NAME.ready once it holds the mutex. When the event NAME.go is set, it
+// releases the mutex and exits.
 #include <windows.h>
 
 #include <string>

@@ -1,20 +1,19 @@
-// A cluster agent that brings a volume online, again and again, and on that road
-// starts the node:
+// A cluster agent that brings a volume online repeatedly, which starts the node:
 //
 //   node_starter NAME NUMBER GROUP DEVICE STEP
 //
-// The event NAME.go.NUMBER sends it off; the semaphore NAME.done is released when
-// it is connected, and after each online. It ends behind an online that failed,
-// with its status.
+// Each set of the event NAME.go.NUMBER makes it bring the volume online once. It
+// releases the semaphore NAME.done once it is connected, and after each online. If an
+// online fails, it exits with its status.
 //
-// At STEP it stops for good and releases the semaphore NAME.reached:
-//   before    the node's mutex is not yet there
-//   holding   it holds the mutex
-//   token     it holds the mutex and the start token
-//   answered  the same, and the start is answered
-//   waiting   it waits for the node, and holds the token only
-// At "at-mutex" it releases the semaphore, too, but goes on and waits for the mutex;
-// at "-" it stops nowhere.
+// At STEP it releases the semaphore NAME.reached and stops forever:
+//   before    before the node's mutex is created
+//   holding   while it holds the mutex
+//   token     while it holds the mutex and the start token
+//   answered  the same, after the start has returned
+//   waiting   while it waits for the node and holds the token only
+// At "at-mutex" it releases the semaphore and then waits for the mutex. With "-" it
+// stops nowhere.
 #include "../support/interposer.h"
 #include "farlo.h"
 #include "ztservice.h"
@@ -34,18 +33,18 @@ constexpr char node_mutex[] = "Global\\cvmclusternodeMutex";
 std::wstring step;
 HANDLE reached;
 
-void tell() {
+void report_reached() {
     ReleaseSemaphore(reached, 1, nullptr);
 }
 
 [[noreturn]] void stop_here() {
-    tell();
+    report_reached();
     for (;;) {
         Sleep(INFINITE);
     }
 }
 
-// What the library calls on its road, for the life of the process.
+// Replaces functions that the library calls, for the life of the process.
 class Road {
   public:
     explicit Road(HMODULE farlo)
@@ -64,7 +63,7 @@ class Road {
                  [this](HANDLE object, DWORD limit_ms) {
                      const bool is_mutex = object == m_mutex.load();
                      if (is_mutex && step == L"at-mutex") {
-                         tell();
+                         report_reached();
                      }
                      const DWORD result = m_wait.real(object, limit_ms);
                      if (is_mutex && step == L"holding") {

@@ -1,5 +1,5 @@
-// Agents in processes of their own start the node: all at once, and one after
-// another was killed on the road.
+// Agents in separate processes start the node: all at once, and after one of them was
+// killed during the start.
 #include "../service/service_fixture.h"
 #include "farlo_dll.h"
 
@@ -11,8 +11,8 @@ namespace {
 
 using namespace support;
 
-// What a starter that does not get through is given before it counts as waiting:
-// more than one of its rounds.
+// A starter that has not finished after this time counts as waiting. Longer than one of
+// its poll intervals.
 constexpr DWORD patience_ms = 1500;
 
 class NodeStarters : public ServiceTest {
@@ -43,7 +43,7 @@ class NodeStarters : public ServiceTest {
         ASSERT_NE(m_handle, nullptr);
     }
 
-    // A starter that is connected; its number.
+    // Starts a starter, waits until it is connected and returns its number.
     std::size_t add_starter(const std::wstring& step = L"-") {
         const std::size_t number = m_starters.size();
         m_go.push_back(CreateEventW(nullptr, FALSE, FALSE,
@@ -65,14 +65,14 @@ class NodeStarters : public ServiceTest {
         return WaitForSingleObject(m_done, limit_ms) == WAIT_OBJECT_0;
     }
     void await_reached() { ASSERT_EQ(WaitForSingleObject(m_reached, hang_ms), WAIT_OBJECT_0); }
-    // Every starter that was not killed is there for another round: none failed.
+    // Checks that the starter has not failed and waits for another round.
     void expect_running(std::size_t number) {
         EXPECT_TRUE(starter(number).runs()) << starter(number).wait(0).value_or(0);
         EXPECT_EQ(starter(number).errors(), "");
     }
 
     opal_status node(uint32_t method) { return call_service_method(m_handle, method); }
-    // How many starts the service was asked for, the test's own among them.
+    // Returns the number of start requests, including the test's own.
     std::size_t starts() const {
         std::size_t count = 0;
         const std::string logged = "method " + std::to_string(ZTMETHOD_MISCOP_STARTNODE) + " ";
@@ -83,8 +83,8 @@ class NodeStarters : public ServiceTest {
         return count;
     }
 
-    // The first starter is killed at that step. The second goes its road behind
-    // it or, when it `waits_for_mutex`, is on it already.
+    // Kills the first starter at a step. The second starts afterwards or, if
+    // `waits_for_mutex`, already waits for the mutex.
     void kill_at(const std::wstring& step, bool waits_for_mutex) {
         start_service(1);
         const std::size_t first = add_starter(step);
@@ -94,21 +94,21 @@ class NodeStarters : public ServiceTest {
         if (waits_for_mutex) {
             let_go(m_second);
             await_reached();
-            Sleep(100);  // from there to the wait itself
+            Sleep(100);  // until it really waits
         }
         starter(first).kill();
         if (!waits_for_mutex) {
             let_go(m_second);
         }
     }
-    // The second starter brings its volume online, and there was one start.
-    void expect_through() {
+    // The second starter brings its volume online after one start.
+    void expect_success() {
         EXPECT_TRUE(is_done_within(hang_ms));
         expect_running(m_second);
         EXPECT_EQ(starts(), 1u);
     }
-    // It starts nothing and waits until somebody else starts the node; the one
-    // that comes behind it gets through.
+    // The second starter waits until the node is started by someone else. A third
+    // starter then succeeds.
     void expect_waits() {
         EXPECT_FALSE(is_done_within(patience_ms));
         EXPECT_EQ(starts(), 0u);
@@ -135,7 +135,7 @@ class NodeStarters : public ServiceTest {
     opal_handle m_handle = nullptr;
 };
 
-TEST_F(NodeStarters, TheServiceSeesOneStartOfTwelve) {
+TEST_F(NodeStarters, SendOneStartOfTwelve) {
     constexpr std::size_t starters = 12;
     constexpr std::size_t rounds = 50;
     start_service(0);
@@ -156,24 +156,24 @@ TEST_F(NodeStarters, TheServiceSeesOneStartOfTwelve) {
     }
 }
 
-TEST_F(NodeStarters, OneKilledBeforeTheMutexLeavesTheRoadFree) {
+TEST_F(NodeStarters, SucceedAfterOneIsKilledBeforeTheMutex) {
     kill_at(L"before", false);
-    expect_through();
+    expect_success();
 }
 
-TEST_F(NodeStarters, TheMutexOfOneKilledIsGoneWithIt) {
+TEST_F(NodeStarters, SucceedAfterOneIsKilledHoldingTheMutex) {
     kill_at(L"holding", false);
-    expect_through();
+    expect_success();
 }
 
-// A mutex whose owner died does not count as obtained.
-TEST_F(NodeStarters, OneThatInheritsTheMutexOnlyWaits) {
+// KEPT: a mutex whose owner died does not count as obtained.
+TEST_F(NodeStarters, OnlyWaitAfterInheritingTheMutex) {
     kill_at(L"holding", true);
     expect_waits();
 }
 
 // Of two that wait for the mutex, the one that does not inherit it starts the node.
-TEST_F(NodeStarters, TheNextStartsTheNodeWhenTheMutexIsAbandoned) {
+TEST_F(NodeStarters, StartTheNodeAfterTheMutexIsAbandoned) {
     start_service(1);
     const std::size_t first = add_starter(L"holding");
     const std::size_t waiting[] = {add_starter(L"at-mutex"), add_starter(L"at-mutex")};
@@ -192,24 +192,24 @@ TEST_F(NodeStarters, TheNextStartsTheNodeWhenTheMutexIsAbandoned) {
     EXPECT_EQ(starts(), 1u);
 }
 
-TEST_F(NodeStarters, OneKilledWithTheTokenLeavesTheNextWaiting) {
+TEST_F(NodeStarters, OnlyWaitAfterOneIsKilledWithTheToken) {
     kill_at(L"token", false);
     expect_waits();
 }
 
-TEST_F(NodeStarters, OneThatInheritsTheMutexWithoutATokenOnlyWaits) {
+TEST_F(NodeStarters, OnlyWaitAfterInheritingTheMutexWithoutToken) {
     kill_at(L"token", true);
     expect_waits();
 }
 
-TEST_F(NodeStarters, OneKilledBehindTheStartHasStartedTheNode) {
+TEST_F(NodeStarters, SucceedAfterOneIsKilledAfterTheStart) {
     kill_at(L"answered", false);
-    expect_through();
+    expect_success();
 }
 
-TEST_F(NodeStarters, OneKilledWhileItWaitsHasStartedTheNode) {
+TEST_F(NodeStarters, SucceedAfterOneIsKilledWhileItWaits) {
     kill_at(L"waiting", false);
-    expect_through();
+    expect_success();
 }
 
 }  // namespace

@@ -2,9 +2,8 @@
 //
 //   online_client NAME GROUP DEVICE
 //
-// NAME is that of a pair of kernel objects: the semaphore NAME.ready is released
-// when the agent is connected, the event NAME.go lets it go on. Ends with the
-// status of the online.
+// It releases the semaphore NAME.ready once it is connected, then waits for the event
+// NAME.go. Exits with the status of the online.
 #include "farlo.h"
 
 #include <windows.h>
@@ -16,7 +15,7 @@ namespace {
 
 constexpr DWORD hang_ms = 60'000;
 constexpr int could_not_begin = 0x10000;
-// Shorter than the node takes to start: the wait is repeated.
+// Shorter than a start of the node, so that the wait is repeated.
 constexpr std::uint32_t interval_ms = 200;
 
 template <class Function> Function find(HMODULE farlo, const char* name) {

@@ -1,5 +1,5 @@
-// Agents in processes of their own bring volumes online at once; where the node
-// does not run, one of them starts it.
+// Agents in separate processes bring volumes online at the same time. If the node does
+// not run, one of them starts it.
 #include "../service/service_fixture.h"
 #include "farlo_dll.h"
 
@@ -23,7 +23,7 @@ std::string volume_device(int number) {
     return "\\\\Device\\\\V" + std::to_string(number);
 }
 
-// A group that is not imported, and volumes that are offline.
+// A group that is not imported, with volumes that are offline.
 std::string scenario(const std::string& node) {
     std::string volumes;
     for (int number = 1; number <= agents; ++number) {
@@ -48,7 +48,7 @@ class OnlineTogether : public ServiceTest {
         ServiceTest::TearDown();
     }
 
-    // Connects the agents, lets them go at once and gathers what they end with.
+    // Connects the agents, lets them continue at once and returns their exit codes.
     std::vector<std::optional<DWORD>> online_all() {
         std::vector<std::unique_ptr<Process>> processes;
         for (int number = 1; number <= agents; ++number) {
@@ -68,8 +68,8 @@ class OnlineTogether : public ServiceTest {
         }
         return codes;
     }
-    // What the service answered to a method, in order.
-    std::vector<std::string> answers(std::uint32_t method) const {
+    // The service's results of a method, in order.
+    std::vector<std::string> results_of(std::uint32_t method) const {
         std::vector<std::string> found;
         std::istringstream log(service->log());
         for (std::string line; std::getline(log, line);) {
@@ -105,31 +105,31 @@ class OnlineTogether : public ServiceTest {
     HANDLE m_go = nullptr;
 };
 
-TEST_F(OnlineTogether, ANodeIsStartedOnce) {
+TEST_F(OnlineTogether, StartTheNodeOnce) {
     start(scenario(R"("start_seconds": 2)"));
     EXPECT_THAT(online_all(), Each(Optional(0u)));
-    EXPECT_THAT(answers(ZTMETHOD_MISCOP_STARTNODE), ElementsAre("0x0"));
-    EXPECT_EQ(answers(ZTMETHOD_MISCOP_VOLUMEONLINE), std::vector<std::string>(agents, "0x0"));
+    EXPECT_THAT(results_of(ZTMETHOD_MISCOP_STARTNODE), ElementsAre("0x0"));
+    EXPECT_EQ(results_of(ZTMETHOD_MISCOP_VOLUMEONLINE), std::vector<std::string>(agents, "0x0"));
     EXPECT_EQ(volume_states(), std::vector<std::uint32_t>(agents, 0));
 }
 
-TEST_F(OnlineTogether, ANodeThatDoesNotStartFailsThemAll) {
+TEST_F(OnlineTogether, FailWhenTheNodeDoesNotStart) {
     start(scenario(R"("start_seconds": 1, "start_fails": true)"));
     EXPECT_THAT(online_all(), Each(Optional(ZTERROR_PROVIDER)));
-    EXPECT_THAT(answers(ZTMETHOD_MISCOP_STARTNODE), Not(IsEmpty()));
-    EXPECT_THAT(answers(ZTMETHOD_DGOP_IMPORT), IsEmpty());
-    EXPECT_THAT(answers(ZTMETHOD_MISCOP_VOLUMEONLINE), IsEmpty());
+    EXPECT_THAT(results_of(ZTMETHOD_MISCOP_STARTNODE), Not(IsEmpty()));
+    EXPECT_THAT(results_of(ZTMETHOD_DGOP_IMPORT), IsEmpty());
+    EXPECT_THAT(results_of(ZTMETHOD_MISCOP_VOLUMEONLINE), IsEmpty());
     EXPECT_EQ(volume_states(), std::vector<std::uint32_t>(agents, 0x20));
 }
 
-TEST_F(OnlineTogether, ANodeThatRunsIsNotStarted) {
+TEST_F(OnlineTogether, DoNotStartRunningNode) {
     start(scenario(R"("role": 1)"));
     EXPECT_THAT(online_all(), Each(Optional(0u)));
-    EXPECT_THAT(answers(ZTMETHOD_MISCOP_STARTNODE), IsEmpty());
-    EXPECT_EQ(answers(ZTMETHOD_MISCOP_VOLUMEONLINE), std::vector<std::string>(agents, "0x0"));
+    EXPECT_THAT(results_of(ZTMETHOD_MISCOP_STARTNODE), IsEmpty());
+    EXPECT_EQ(results_of(ZTMETHOD_MISCOP_VOLUMEONLINE), std::vector<std::string>(agents, "0x0"));
     EXPECT_EQ(volume_states(), std::vector<std::uint32_t>(agents, 0));
-    // One imports the group; who came too late for it goes on.
-    std::vector<std::string> imports = answers(ZTMETHOD_DGOP_IMPORT);
+    // One agent imports the group; the others accept that it is already online.
+    std::vector<std::string> imports = results_of(ZTMETHOD_DGOP_IMPORT);
     EXPECT_EQ(std::erase(imports, "0x0"), 1u);
     EXPECT_THAT(imports, Each(hex_status(ZTERROR_GROUP_ALREADY_ONLINE)));
 }

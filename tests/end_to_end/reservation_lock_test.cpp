@@ -1,5 +1,5 @@
-// The reservation status while another process holds the group's lock: real driver,
-// service and processes.
+// The reservation status while another process holds the group's lock, with the real
+// driver, service and processes.
 #include "../service/service_fixture.h"
 #include "control_device.h"
 #include "driver_service.h"
@@ -42,11 +42,11 @@ class ReservationLock : public ServiceTest {
                                       L" Global\\" + std::wstring(guid, guid + sizeof guid - 1));
         ASSERT_EQ(WaitForSingleObject(m_ready, hang_ms), WAIT_OBJECT_0);
     }
-    void give_it_back() {
+    void release_the_lock() {
         SetEvent(m_go);
         EXPECT_EQ(m_holder->wait(hang_ms), 0u);
     }
-    // The status that the library tells.
+    // Returns the reservation status from the library.
     std::uint32_t ask(std::uint32_t wanted_result) {
         std::uint32_t status = 0xC5C5C5C5;
         EXPECT_EQ(CALL(*m_farlo, GetDgReservationStatusW)(m_handle, L"dg", guid, &status),
@@ -64,35 +64,36 @@ class ReservationLock : public ServiceTest {
     opal_handle m_handle = nullptr;
 };
 
-TEST_F(ReservationLock, IsBusyWhileItIsHeldElsewhere) {
-    EXPECT_EQ(ask(0), 34u);
+TEST_F(ReservationLock, ReturnsBusyWhileHeldByAnotherProcess) {
+    EXPECT_EQ(ask(FARLO_SUCCESS), FARLO_RESERVATION_HELD);
     hold_the_lock();
-    // The next that reaches the driver takes this answer.
+    // The next request that reaches the driver gets this status.
     lab::ControlDevice control;
     ASSERT_EQ(control.set_answer(DM_INFO_GET_RESERVATION, 0xC0000034, 1), 0u);
-    EXPECT_EQ(ask(0), 39u);
-    EXPECT_EQ(ask(0), 39u);
-    give_it_back();
-    EXPECT_EQ(ask(1), 35u) << "the driver was asked while the lock was held elsewhere";
-    EXPECT_EQ(ask(0), 34u);
+    EXPECT_EQ(ask(FARLO_SUCCESS), FARLO_RESERVATION_BUSY);
+    EXPECT_EQ(ask(FARLO_SUCCESS), FARLO_RESERVATION_BUSY);
+    release_the_lock();
+    EXPECT_EQ(ask(FARLO_NOT_FOUND), FARLO_RESERVATION_UNKNOWN)
+        << "the driver was asked while the lock was held elsewhere";
+    EXPECT_EQ(ask(FARLO_SUCCESS), FARLO_RESERVATION_HELD);
 }
 
-TEST_F(ReservationLock, OfAKilledHolderIsGoneWithIt) {
+TEST_F(ReservationLock, IsFreeAfterItsHolderIsKilled) {
     hold_the_lock();
-    EXPECT_EQ(ask(0), 39u);
+    EXPECT_EQ(ask(FARLO_SUCCESS), FARLO_RESERVATION_BUSY);
     m_holder->kill();
-    EXPECT_EQ(ask(0), 34u);
+    EXPECT_EQ(ask(FARLO_SUCCESS), FARLO_RESERVATION_HELD);
 }
 
-// Somebody else has it open, so that it outlives its owner: the first query learns
-// that the owner died and leaves the lock owned.
-TEST_F(ReservationLock, ThatWasAbandonedIsBusy) {
+// A third process keeps the lock alive after its owner died. The first query sees that
+// the owner died and leaves the lock owned.
+TEST_F(ReservationLock, ReturnsBusyWhenAbandoned) {
     hold_the_lock();
     const lab::WindowsHandle open(
         OpenMutexA(SYNCHRONIZE, FALSE, (std::string("Global\\") + guid).c_str()));
     ASSERT_TRUE(open != nullptr);
     m_holder->kill();
-    EXPECT_EQ(ask(0), 39u);
+    EXPECT_EQ(ask(FARLO_SUCCESS), FARLO_RESERVATION_BUSY);
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// Volumes over the service process: its methods, and what one agent does, seen
-// by another.
+// Volumes over the service process: methods, and changes by one agent that another one
+// sees.
 #include "../service/service_fixture.h"
 #include "farlo_dll.h"
 
@@ -33,7 +33,7 @@ class VolumesOverService : public ServiceTest {
             0u);
         return volume;
     }
-    // As a second connection reads it.
+    // Returns the volume's state as another connection reads it.
     std::uint32_t state_seen_by_others() {
         const opal_handle other = connect();
         std::vector<opal_objid> volumes;
@@ -53,7 +53,7 @@ class VolumesOverService : public ServiceTest {
     std::wstring device;
 };
 
-TEST_F(VolumesOverService, ARecordHasLettersAndMountPoints) {
+TEST_F(VolumesOverService, RecordHasLettersAndMountPoints) {
     EXPECT_STREQ(record().device_name, device.c_str());
     EXPECT_STREQ(record().drive_letter, L"M:");
     EXPECT_STREQ(record().mount_points, L"X:\\mnt\\mirror");
@@ -62,15 +62,15 @@ TEST_F(VolumesOverService, ARecordHasLettersAndMountPoints) {
     EXPECT_EQ(record().state, 0);
 }
 
-TEST_F(VolumesOverService, AStateChangesForAllAgents) {
+TEST_F(VolumesOverService, StateChangesForAllAgents) {
     EXPECT_EQ(CALL(dll, OfflineVolW)(agent, mirror_guid, device.c_str(), 0), 0u);
     EXPECT_EQ(state_seen_by_others(), 0x20u);
     EXPECT_EQ(record().state, 0x20);
     EXPECT_EQ(CALL(dll, OnlineVolW)(agent, mirror_guid, device.c_str(), 0, 1000), 0u);
     EXPECT_EQ(state_seen_by_others(), 0u);
-    // Unknown to the service, whatever the machine calls it.
+    // A device name that the service does not know.
     EXPECT_EQ(CALL(dll, OfflineVolW)(agent, mirror_guid, L"\\Device\\HarddiskVolume99", 0),
-              0x80070057u);
+              FARLO_INVALID_ARGUMENT);
 }
 
 }  // namespace

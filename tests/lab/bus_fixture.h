@@ -1,5 +1,5 @@
-// The lab's bus on a connection to the embedded service, and short ways to look
-// at what it hands out. What a test leaves behind is a failure.
+// A connection to the embedded service, and helpers for properties and ids. A test
+// fails if it leaves property sets, properties, blocks or connections behind.
 #pragma once
 
 #include "lab_bus.h"
@@ -31,7 +31,7 @@ inline opal_objid object(const char* name) {
     return id;
 }
 
-// A property of a client's.
+// Properties as clients build them.
 inline opal_property number_property(const char* name, const std::uint32_t& value) {
     return {name, TYPE_UINT32, 1, sizeof value, &value};
 }
@@ -52,7 +52,7 @@ inline std::string text_of(const opal_property& property) {
     return static_cast<const char*>(property.value);
 }
 
-// Time that passed since some moment, by the clock that does not go in ticks.
+// Time since a fixed moment, with a higher resolution than GetTickCount64.
 inline std::int64_t microseconds() {
     LARGE_INTEGER now;
     LARGE_INTEGER frequency;
@@ -120,7 +120,7 @@ class BusTest : public testing::Test {
     std::vector<std::pair<int, std::string>> events;
 
   private:
-    // "name" of the scenario, as its "Name" property may be anything.
+    // The name in the scenario; the "Name" property may differ.
     static std::string m_name(const opal_objid& id) {
         for (const char* name :
              {"service", "misc", "dg1", "dg2", "late", "d1", "v1", "v2", "p1", "s1", "fs1", "o"}) {

@@ -42,7 +42,7 @@ class Connections : public BusTest {
     }
 };
 
-TEST_F(Connections, AreCountedAndEndWhenClosed) {
+TEST_F(Connections, CountsOpenConnectionsAndEndsClosedOnes) {
     EXPECT_EQ(live().connections, 1u);
     opal_connection other;
     opal_context other_context;
@@ -57,7 +57,7 @@ TEST_F(Connections, AreCountedAndEndWhenClosed) {
     EXPECT_EQ(use(connection, context), ZTSTATUS_OK);
 }
 
-TEST_F(Connections, NeedRoomForTheirHandles) {
+TEST_F(Connections, RejectsNullOutArguments) {
     opal_connection other;
     opal_context other_context;
     EXPECT_EQ(LabOpenConnection(nullptr, nullptr, nullptr, nullptr, &other_context),
@@ -66,7 +66,7 @@ TEST_F(Connections, NeedRoomForTheirHandles) {
               ZTERROR_INVALID_ARGUMENT);
 }
 
-TEST_F(Connections, AreRefusedUntilAllowedAgain) {
+TEST_F(Connections, FailsWithPlannedStatusUntilItIsCleared) {
     LabRefuseConnections(ZTERROR_PROVIDER);
     opal_connection other;
     opal_context other_context;
@@ -78,14 +78,14 @@ TEST_F(Connections, AreRefusedUntilAllowedAgain) {
     EXPECT_EQ(LabCloseConnection(other), ZTSTATUS_OK);
 }
 
-TEST_F(Connections, ToNoServiceFail) {
+TEST_F(Connections, RejectsInvalidAddress) {
     opal_connection other;
     opal_context other_context;
     EXPECT_EQ(LabOpenConnection("no address", nullptr, nullptr, &other, &other_context),
               ZTERROR_INVALID_ARGUMENT);
 }
 
-TEST_F(Connections, TellOnceThatTheyAreGone) {
+TEST_F(Connections, ReportsLossOnceToEachSink) {
     std::vector<Event> others;
     opal_connection other;
     opal_context other_context;
@@ -104,7 +104,7 @@ TEST_F(Connections, TellOnceThatTheyAreGone) {
     EXPECT_EQ(LabCloseConnection(other), ZTSTATUS_OK);
 }
 
-TEST_F(Connections, BringAlertsToEverySink) {
+TEST_F(Connections, DeliversAlertsToEverySink) {
     std::vector<Event> others;
     opal_connection other;
     opal_context other_context;
@@ -116,7 +116,7 @@ TEST_F(Connections, BringAlertsToEverySink) {
     EXPECT_THAT(events, ElementsAre(Event(LAB_EVENT_ALERT, "one"), Event(LAB_EVENT_ALERT, "two")));
 }
 
-TEST_F(Connections, BringTheAlertsOfMethods) {
+TEST_F(Connections, DeliversAlertsOfMethods) {
     load_scenario(R"({"disk_groups": [{"name": "dg1", "dgid": "id-1", "type": 2}]})");
     EXPECT_EQ(import("id-1"), ZTSTATUS_OK);
     EXPECT_EQ(import("id-1"), ZTERROR_GROUP_ALREADY_ONLINE);
@@ -125,7 +125,7 @@ TEST_F(Connections, BringTheAlertsOfMethods) {
                             Event(LAB_EVENT_ALERT, "event.alert.ztvm.cluster.dg.import.failed")));
 }
 
-TEST_F(Connections, SeeAnotherScenarioOnceItIsLoaded) {
+TEST_F(Connections, ForgetsObjectsWhenAnotherScenarioIsLoaded) {
     load_scenario(R"({"disk_groups": [{"name": "dg1", "dgid": "id-1"}]})");
     const opal_objid before = object("dg1");
     load_scenario(R"({"disk_groups": [{"name": "dg1", "dgid": "id-1"}]})");
@@ -136,12 +136,12 @@ TEST_F(Connections, SeeAnotherScenarioOnceItIsLoaded) {
     _ZtFree(type);
 }
 
-TEST_F(Connections, KeepTheScenarioWhenAnotherIsRefused) {
+TEST_F(Connections, KeepsScenarioWhenAnotherFailsToLoad) {
     load_scenario(R"({"disk_groups": [{"name": "dg1", "dgid": "id-1"}]})");
     const opal_objid dg1 = object("dg1");
     char error[100];
     EXPECT_NE(LabLoadScenarioText("{\n\"x\": 1}", error, sizeof error), 0);
-    EXPECT_STREQ(error, "2: nothing is known of the key \"x\"");
+    EXPECT_STREQ(error, "2: unknown key \"x\"");
     EXPECT_NE(LabLoadScenarioText(nullptr, error, sizeof error), 0);
     EXPECT_NE(LabLoadScenarioFile(nullptr, error, sizeof error), 0);
     EXPECT_NE(LabLoadScenarioText("{\n\"x\": 1}", nullptr, 0), 0);
@@ -153,13 +153,13 @@ TEST_F(Connections, KeepTheScenarioWhenAnotherIsRefused) {
     _ZtFree(type);
 }
 
-TEST_F(Connections, LoadScenarioFiles) {
+TEST_F(Connections, LoadsScenarioFiles) {
     char error[300] = "x";
     const std::filesystem::path small = LAB_SCENARIOS "small.json";
     EXPECT_EQ(LabLoadScenarioFile(small.c_str(), error, sizeof error), 0);
     EXPECT_STREQ(error, "");
     opal_objid id;
-    EXPECT_EQ(LabFindObject("dg_late", &id), 0);  // hidden, but there
+    EXPECT_EQ(LabFindObject("dg_late", &id), 0);  // hidden, but it exists
     EXPECT_NE(LabFindObject("nobody", &id), 0);
     EXPECT_NE(LabFindObject(nullptr, &id), 0);
     EXPECT_NE(LabLoadScenarioFile(L"no such file.json", error, sizeof error), 0);

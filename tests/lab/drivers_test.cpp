@@ -1,4 +1,4 @@
-// How the lab's drivers get into the system, shown with its disks.
+// Loading and unloading the lab's drivers, tested with the lab's disks.
 #include "driver_service.h"
 #include "lab_disks.h"
 
@@ -37,7 +37,7 @@ class Drivers : public testing::Test {
     void SetUp() override { lab::stop_driver(L"labdisk"); }
     void TearDown() override { lab::stop_driver(L"labdisk"); }
 
-    // The program's exit code; its messages go to `errors`.
+    // Runs labdriver and returns its exit code; its messages go to `errors`.
     std::optional<DWORD> labdriver(const std::wstring& arguments) {
         const Process process(L"labdriver.exe " + arguments);
         const std::optional<DWORD> code = process.wait(hang_ms);
@@ -47,7 +47,7 @@ class Drivers : public testing::Test {
     std::string errors;
 };
 
-TEST_F(Drivers, AreLoadedOnceAndUnloaded) {
+TEST_F(Drivers, LoadOnceAndUnload) {
     EXPECT_FALSE(disk_is_there());
     lab::start_driver(L"labdisk", labdisk_file());
     EXPECT_TRUE(disk_is_there());
@@ -60,7 +60,7 @@ TEST_F(Drivers, AreLoadedOnceAndUnloaded) {
     EXPECT_TRUE(disk_is_there());
 }
 
-TEST_F(Drivers, TakeTheFileThatIsNamedLast) {
+TEST_F(Drivers, LoadFromTheLastFileGiven) {
     const TemporaryFolder folder;
     const std::filesystem::path other = folder.file(L"other.sys");
     std::filesystem::copy_file(labdisk_file(), other);
@@ -75,14 +75,14 @@ TEST_F(Drivers, TakeTheFileThatIsNamedLast) {
     EXPECT_TRUE(disk_is_there());
 }
 
-TEST_F(Drivers, AreLoadedFromTheCommandLine) {
+TEST_F(Drivers, LoadAndUnloadFromTheCommandLine) {
     EXPECT_EQ(labdriver(L"start labdisk"), 0u);
     EXPECT_TRUE(disk_is_there());
     EXPECT_EQ(labdriver(L"stop labdisk"), 0u);
     EXPECT_FALSE(disk_is_there());
     EXPECT_EQ(errors, "");
     EXPECT_EQ(labdriver(L"start nothing"), 1u);
-    EXPECT_NE(errors.find("nothing.sys: there is no such driver"), std::string::npos) << errors;
+    EXPECT_NE(errors.find("nothing.sys: no such driver"), std::string::npos) << errors;
     EXPECT_EQ(labdriver(L"start"), 2u);
     EXPECT_EQ(labdriver(L"load labdisk"), 2u);
     EXPECT_EQ(labdriver(L""), 2u);

@@ -7,7 +7,7 @@
 namespace lab_tests {
 namespace {
 
-// The elements of a value, compared one by one.
+// Compares the elements of a value one by one.
 template <class T> std::function<void(const void*)> elements(std::vector<T> wanted) {
     return [wanted](const void* value) {
         for (std::size_t i = 0; i < wanted.size(); ++i) {

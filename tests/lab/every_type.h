@@ -1,5 +1,5 @@
-// One value of every type of property: as a scenario gives it, as the bus hands
-// it out, and as the recorder writes it.
+// One value of every property type: in a scenario, from the bus, and in the
+// recorder.
 #pragma once
 
 #include "ztbus3.h"
@@ -22,7 +22,7 @@ struct TypeCase {
 
 const std::vector<TypeCase>& every_type();
 
-// A scenario with the object "o" that has that value as its property "p".
+// Returns a scenario with an object "o" whose property "p" has the value.
 std::string scenario_with(const TypeCase& type);
 
 }  // namespace lab_tests

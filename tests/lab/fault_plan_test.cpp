@@ -1,4 +1,4 @@
-// The fault plan: which calls a rule selects, and what it does to them.
+// The bus's fault plan: the calls that a rule selects, and its effects.
 #include "bus_fixture.h"
 #include "every_type.h"
 
@@ -60,14 +60,14 @@ class FaultPlan : public BusTest {
         PsDestroyPropset(input);
         return status;
     }
-    // A property of "o" as a lying service hands it out; look and free.
+    // Reads a property of "o" with a fault. The caller frees it.
     opal_property lied(const char* name, const std::string& fault) {
         plan(R"([{"property": ")" + std::string(name) + "\", " + fault + "}]");
         opal_property property{};
         EXPECT_EQ(ObGetProperty(connection, context, &o, name, &property), ZTSTATUS_OK);
         return property;
     }
-    static std::string fault_of(const char* rules) {
+    static std::string error_of(const char* rules) {
         char error[200];
         return LabSetFaultPlan(rules, error, sizeof error) == 0 ? "accepted" : error;
     }
@@ -87,7 +87,7 @@ TEST_F(FaultPlan, SelectsByFunction) {
     EXPECT_EQ(get_type(dg1), ZTSTATUS_OK);
 }
 
-TEST_F(FaultPlan, SelectsWhatReachesTheServiceWithoutAFunction) {
+TEST_F(FaultPlan, SelectsAllServiceCallsWithoutFunction) {
     plan(R"([{"status": 3238002689}])");
     EXPECT_EQ(get_type(dg1), ZTERROR_PROVIDER);
     EXPECT_EQ(of_type(ZTTYPE_DISK), ZTERROR_PROVIDER);
@@ -96,7 +96,7 @@ TEST_F(FaultPlan, SelectsWhatReachesTheServiceWithoutAFunction) {
     EXPECT_EQ(PsDestroyPropset(set), ZTSTATUS_OK);
 }
 
-TEST_F(FaultPlan, SelectsTheNthCall) {
+TEST_F(FaultPlan, SelectsNthCall) {
     plan(R"([{"function": "ObGetProperty", "call": 2, "status": "7"}])");
     EXPECT_EQ(get(dg1, "Name"), ZTSTATUS_OK);
     EXPECT_EQ(get_type(dg1), ZTSTATUS_OK);  // not counted
@@ -112,7 +112,7 @@ TEST_F(FaultPlan, SelectsTheNthCall) {
     EXPECT_EQ(get(dg1, "Name"), ZTSTATUS_OK);
 }
 
-TEST_F(FaultPlan, SelectsByWhatTheCallIsAbout) {
+TEST_F(FaultPlan, SelectsByObjectPropertyTypeAndMethod) {
     plan(R"([{"object": "dg2", "property": "Name", "status": "1"},
              {"type": ")" ZTTYPE_VOLUME R"(", "status": "2"},
              {"minor": 11, "status": "3"},
@@ -134,16 +134,16 @@ TEST_F(FaultPlan, SelectsByWhatTheCallIsAbout) {
     PsDestroyPropset(set);
 }
 
-TEST_F(FaultPlan, CountsCallsForEveryRule) {
+TEST_F(FaultPlan, CountsCallsForEveryRuleAndAppliesTheFirst) {
     plan(R"([{"function": "ObGetProperty", "call": 1, "status": "1"},
              {"function": "ObGetProperty", "call": 2, "status": "2"},
              {"function": "ObGetProperty", "call": 2, "status": "3"}])");
     EXPECT_EQ(get(dg1, "Name"), 1u);
-    EXPECT_EQ(get(dg1, "Name"), 2u);  // the first that is due
+    EXPECT_EQ(get(dg1, "Name"), 2u);  // the first rule that applies
     EXPECT_EQ(get(dg1, "Name"), ZTSTATUS_OK);
 }
 
-TEST_F(FaultPlan, AnswersInPlaceOfTheWork) {
+TEST_F(FaultPlan, ReturnsStatusInsteadOfOrAfterTheWork) {
     const std::uint32_t one = 1;
     const opal_property written = number_property("new", one);
     plan(R"([{"function": "ObSetProperty", "status": "5"}])");
@@ -154,8 +154,8 @@ TEST_F(FaultPlan, AnswersInPlaceOfTheWork) {
     EXPECT_EQ(get(dg1, "new"), ZTSTATUS_OK);
 }
 
-// What a client does not learn of it cannot free.
-TEST_F(FaultPlan, HandsNothingOutBehindAFailure) {
+// A client that sees a failure frees nothing.
+TEST_F(FaultPlan, ReturnsNoResultsWithFailureAfterTheWork) {
     plan(
         R"([{"function": "ObGetProperty", "after": "5"}, {"function": "DbGetObjects", "after": "5"},
              {"function": "ObGetProperties", "after": "5"},
@@ -174,7 +174,7 @@ TEST_F(FaultPlan, HandsNothingOutBehindAFailure) {
     EXPECT_EQ(after.property_sets, before.property_sets);
 }
 
-TEST_F(FaultPlan, AnswersInformationWithResults) {
+TEST_F(FaultPlan, ReturnsResultsWithInformationalStatusAfterTheWork) {
     plan(fault_plan({{R"("function": "ObGetProperty")", returns_after(ZTSTATUS_SAME_VALUE)}}));
     opal_property property;
     EXPECT_EQ(ObGetProperty(connection, context, &dg1, "dgid", &property), ZTSTATUS_SAME_VALUE);
@@ -186,7 +186,7 @@ TEST_F(FaultPlan, AnswersInformationWithResults) {
     EXPECT_EQ(property.value, nullptr);
 }
 
-TEST_F(FaultPlan, HandsOutNothing) {
+TEST_F(FaultPlan, ReturnsSuccessWithoutResults) {
     plan(R"([{"nothing": true}, {"function": "PsCreatePropset", "call": 1, "nothing": true},
              {"function": "_ZtAlloc", "nothing": true},
              {"function": "ZtGUIDToString", "nothing": true}])");
@@ -208,14 +208,14 @@ TEST_F(FaultPlan, HandsOutNothing) {
     EXPECT_EQ(set, nullptr);
     EXPECT_EQ(ObGetProperties(connection, context, &dg1, &set), ZTSTATUS_OK);
     EXPECT_EQ(dispatch(1, set), ZTSTATUS_OK);
-    EXPECT_EQ(dispatch(4711, set), ZTSTATUS_OK);  // succeeds whatever came of it
+    EXPECT_EQ(dispatch(4711, set), ZTSTATUS_OK);  // succeeds although the method does not exist
     EXPECT_EQ(PsFindNextProperty(set, &property), ZTERROR_END_OF_SET);
     PsDestroyPropset(set);
     EXPECT_EQ(_ZtAlloc(1), nullptr);
     EXPECT_EQ(ZtGUIDToString(&cluster_service), nullptr);
 }
 
-TEST_F(FaultPlan, DropsConnectionsBehindTheWork) {
+TEST_F(FaultPlan, DropsConnectionsAfterTheWork) {
     const std::uint32_t one = 1;
     const opal_property written = number_property("new", one);
     plan(R"([{"function": "ObSetProperty", "drop": true}])");
@@ -227,7 +227,7 @@ TEST_F(FaultPlan, DropsConnectionsBehindTheWork) {
     EXPECT_EQ(get(dg1, "new"), ZTSTATUS_OK);
 }
 
-TEST_F(FaultPlan, DropsConnectionsInCallsOfTheClientSide) {
+TEST_F(FaultPlan, DropsConnectionsInLocalCalls) {
     plan(R"([{"function": "PsDestroyPropset", "call": 1, "drop": true}])");
     opal_propset set;
     PsCreatePropset(&set);
@@ -243,24 +243,24 @@ TEST_F(FaultPlan, DelaysCalls) {
     EXPECT_GE(microseconds() - before, 59'000);
 }
 
-TEST_F(FaultPlan, HandsPropertiesOutAsAnotherType) {
+TEST_F(FaultPlan, ReturnsPropertyWithAnotherType) {
     opal_property property = lied("text", R"("as": "UINT32")");
     EXPECT_EQ(property.type, TYPE_UINT32);
     EXPECT_EQ(property.size, 4u);
-    EXPECT_STREQ(static_cast<const char*>(property.value), "abc");  // the bytes as they are
+    EXPECT_STREQ(static_cast<const char*>(property.value), "abc");  // the bytes are unchanged
     PsFreeProperty(&property);
 
     opal_propset set;
     PsCreatePropset(&set);
     const opal_property text = text_property("text", "abc");
     PsAddProperty(set, &text);
-    ASSERT_EQ(PsFindProperty(set, "text", &property), ZTSTATUS_OK);  // sets too
+    ASSERT_EQ(PsFindProperty(set, "text", &property), ZTSTATUS_OK);  // also from a property set
     EXPECT_EQ(property.type, TYPE_UINT32);
     PsFreeProperty(&property);
     PsDestroyPropset(set);
 }
 
-TEST_F(FaultPlan, ReadingRulesLeaveWritingAlone) {
+TEST_F(FaultPlan, IgnoresWritesInRulesForReading) {
     plan(R"([{"property": "text", "call": 1, "as": "UINT32"}])");
     const opal_property written = text_property("text", "new");
     EXPECT_EQ(ObSetProperty(connection, context, &o, &written), ZTSTATUS_OK);  // not counted
@@ -270,7 +270,7 @@ TEST_F(FaultPlan, ReadingRulesLeaveWritingAlone) {
     PsFreeProperty(&property);
 }
 
-TEST_F(FaultPlan, LiesAboutEveryTypeAndIsFreedAllTheSame) {
+TEST_F(FaultPlan, ReturnsWrongValuesOfEveryTypeThatCanBeFreed) {
     for (const TypeCase& type : every_type()) {
         load_scenario(scenario_with(type));
         const opal_objid object_id = object("o");
@@ -285,7 +285,7 @@ TEST_F(FaultPlan, LiesAboutEveryTypeAndIsFreedAllTheSame) {
     }
 }
 
-TEST_F(FaultPlan, LiesEmpty) {
+TEST_F(FaultPlan, ReturnsEmptyValues) {
     opal_property property = lied("text", R"("lie": "empty")");
     EXPECT_EQ(property.size, 1u);
     EXPECT_EQ(text_of(property), "");
@@ -303,7 +303,7 @@ TEST_F(FaultPlan, LiesEmpty) {
     PsFreeProperty(&property);
 }
 
-TEST_F(FaultPlan, LiesLong) {
+TEST_F(FaultPlan, ReturnsValuesTenTimesAsLong) {
     opal_property property = lied("text", R"("lie": "long")");
     EXPECT_EQ(property.size, 31u);
     EXPECT_EQ(text_of(property), "abcabcabcabcabcabcabcabcabcabc");
@@ -318,7 +318,7 @@ TEST_F(FaultPlan, LiesLong) {
     PsFreeProperty(&property);
 }
 
-TEST_F(FaultPlan, LiesWithoutTerminator) {
+TEST_F(FaultPlan, ReturnsStringsWithoutTerminator) {
     opal_property property = lied("text", R"("lie": "unterminated")");
     EXPECT_EQ(property.size, 3u);
     EXPECT_EQ(std::string(static_cast<const char*>(property.value), 4), "abcX");
@@ -331,7 +331,7 @@ TEST_F(FaultPlan, LiesWithoutTerminator) {
     PsFreeProperty(&property);
 }
 
-TEST_F(FaultPlan, LiesShort) {
+TEST_F(FaultPlan, ReturnsValuesWithOneElementLess) {
     opal_property property = lied("text", R"("lie": "short")");
     EXPECT_EQ(text_of(property), "ab");
     PsFreeProperty(&property);
@@ -344,7 +344,7 @@ TEST_F(FaultPlan, LiesShort) {
     PsFreeProperty(&property);
 }
 
-TEST_F(FaultPlan, LiesNull) {
+TEST_F(FaultPlan, ReturnsNullValues) {
     opal_property property = lied("text", R"("lie": "null")");
     EXPECT_EQ(property.type, TYPE_STR);
     EXPECT_EQ(property.value, nullptr);
@@ -353,7 +353,7 @@ TEST_F(FaultPlan, LiesNull) {
     EXPECT_EQ(PsFreeProperty(&property), ZTSTATUS_OK);
 }
 
-TEST_F(FaultPlan, RecordsWhatTheSetHoldsWhenItLies) {
+TEST_F(FaultPlan, RecordsStoredValueInsteadOfWrongValue) {
     opal_propset set;
     PsCreatePropset(&set);
     const opal_property text = text_property("text", "a text of some length");
@@ -370,35 +370,36 @@ TEST_F(FaultPlan, RecordsWhatTheSetHoldsWhenItLies) {
         ElementsAre(R"(PsFindProperty #1 "text" -> 0x0 "text" STR "a text of some length")"));
 }
 
-TEST_F(FaultPlan, RefusesRulesThatAreNone) {
-    EXPECT_THAT(fault_of("["), testing::StartsWith("1: syntax error"));
-    EXPECT_EQ(fault_of("{}"), "1: an array is wanted here");
-    EXPECT_EQ(fault_of("[\n5]"), "2: an object is wanted here");
-    EXPECT_EQ(fault_of("[{\n\"functions\": \"x\", \"nothing\": true}]"),
-              "2: nothing is known of the key \"functions\"");
-    EXPECT_EQ(fault_of(R"([{"function": "ObGetPropertie", "nothing": true}])"),
-              "1: \"ObGetPropertie\" is no function of the bus");
-    EXPECT_EQ(fault_of(R"([{"function": "ObGetProperty"}])"), "1: the rule does nothing");
-    EXPECT_EQ(fault_of(R"([{"nothing": false}])"), "1: the rule does nothing");
-    EXPECT_EQ(fault_of(R"([{"call": 0, "nothing": true}])"), "1: calls are counted from 1");
-    EXPECT_EQ(fault_of(R"([{"status": "much"}])"), "1: \"much\" is no status");
-    EXPECT_EQ(fault_of(R"([{"status": "0x1ffffffff"}])"), "1: \"0x1ffffffff\" is no status");
-    EXPECT_EQ(fault_of(R"([{"status": "1", "drop": true}])"),
-              "1: \"status\" does not do the work; the rule asks for both");
-    EXPECT_EQ(fault_of(R"([{"as": "LONG"}])"), "1: \"LONG\" is no type");
-    EXPECT_EQ(fault_of(R"([{"lie": "big"}])"), "1: \"big\" is no lie");
-    EXPECT_EQ(fault_of(R"([{"function": "DbGetObjects", "lie": "empty"}])"),
-              "1: the function hands out no property");
-    EXPECT_EQ(fault_of(R"([{"function": "ZtSleep", "status": "1"}])"),
+TEST_F(FaultPlan, RejectsInvalidRules) {
+    EXPECT_THAT(error_of("["), testing::StartsWith("1: syntax error"));
+    EXPECT_EQ(error_of("{}"), "1: expected an array");
+    EXPECT_EQ(error_of("[\n5]"), "2: expected an object");
+    EXPECT_EQ(error_of("[{\n\"functions\": \"x\", \"nothing\": true}]"),
+              "2: unknown key \"functions\"");
+    EXPECT_EQ(error_of(R"([{"function": "ObGetPropertie", "nothing": true}])"),
+              "1: \"ObGetPropertie\" is not a function of the bus");
+    EXPECT_EQ(error_of(R"([{"function": "ObGetProperty"}])"), "1: the rule does nothing");
+    EXPECT_EQ(error_of(R"([{"nothing": false}])"), "1: the rule does nothing");
+    EXPECT_EQ(error_of(R"([{"call": 0, "nothing": true}])"), "1: calls are counted from 1");
+    EXPECT_EQ(error_of(R"([{"status": "much"}])"), "1: \"much\" is not a valid status");
+    EXPECT_EQ(error_of(R"([{"status": "0x1ffffffff"}])"),
+              "1: \"0x1ffffffff\" is not a valid status");
+    EXPECT_EQ(error_of(R"([{"status": "1", "drop": true}])"),
+              "1: \"status\" excludes effects that do the work");
+    EXPECT_EQ(error_of(R"([{"as": "LONG"}])"), "1: \"LONG\" is not a type");
+    EXPECT_EQ(error_of(R"([{"lie": "big"}])"), "1: \"big\" is not a lie");
+    EXPECT_EQ(error_of(R"([{"function": "DbGetObjects", "lie": "empty"}])"),
+              "1: the function returns no property");
+    EXPECT_EQ(error_of(R"([{"function": "ZtSleep", "status": "1"}])"),
               "1: the function cannot do that");
-    EXPECT_EQ(fault_of(R"([{"function": "_ZtAlloc", "status": "1"}])"),
+    EXPECT_EQ(error_of(R"([{"function": "_ZtAlloc", "status": "1"}])"),
               "1: the function cannot do that");
-    EXPECT_EQ(fault_of(nullptr), "accepted");
+    EXPECT_EQ(error_of(nullptr), "accepted");
 }
 
-TEST_F(FaultPlan, KeepsThePlanBeforeWhenItRefusesOne) {
+TEST_F(FaultPlan, KeepsOldPlanWhenNewOneIsInvalid) {
     plan(R"([{"function": "ObGetProperty", "status": "5"}])");
-    EXPECT_NE(fault_of("[5]"), "accepted");
+    EXPECT_NE(error_of("[5]"), "accepted");
     EXPECT_EQ(get(dg1, "Name"), 5u);
 }
 

@@ -1,4 +1,4 @@
-// What the service's methods do to the lab's storage.
+// Methods on disk groups: import, deport, GUIDs and the disk rescan.
 #include "methods.h"
 #include "store_fixture.h"
 
@@ -41,7 +41,7 @@ class Methods : public lab_tests::StoreTest {
         return call("service", zt_cluster_service_interface, ZTMETHOD_CLUSSVCOP_GETVOLUMEGUID,
                     {{"Dgguid", lab::text_value(guid)}, {"Voldevname", lab::wide_value(device)}});
     }
-    // The one result of the last call.
+    // Returns the only result of the last call.
     std::string result(const std::string& name) {
         EXPECT_EQ(output.size(), 1u);
         const lab::Property* found = lab::find(output, name);
@@ -51,7 +51,7 @@ class Methods : public lab_tests::StoreTest {
     }
 };
 
-TEST_F(Methods, ImportByIdentifierOnTheClusterService) {
+TEST_F(Methods, ImportsByGuidOnClusterService) {
     EXPECT_EQ(import("service", "ID-1"), ZTSTATUS_OK);
     EXPECT_EQ(property("dg1", "imported"), "BOOLEAN true");
     EXPECT_EQ(property("dg1", "Name"), "WSTR \"dg1\"");
@@ -59,20 +59,20 @@ TEST_F(Methods, ImportByIdentifierOnTheClusterService) {
     EXPECT_THAT(alerts, ElementsAre("event.alert.ztvm.cluster.dg.import.success"));
 }
 
-TEST_F(Methods, ImportOnTheGroup) {
+TEST_F(Methods, ImportsOnGroup) {
     EXPECT_EQ(import("local", "id-3"), ZTSTATUS_OK);
     EXPECT_EQ(property("local", "imported"), "BOOLEAN true");
     EXPECT_THAT(alerts, ElementsAre("event.alert.ztvm.ztvm.dg.import.success"));
 }
 
-TEST_F(Methods, ImportGivesANewName) {
+TEST_F(Methods, ImportsWithNewName) {
     EXPECT_EQ(import("service", "id-1", L"renamed"), ZTSTATUS_OK);
     EXPECT_EQ(property("dg1", "Name"), "WSTR \"renamed\"");
     EXPECT_EQ(group_guid(L"RENAMED"), ZTSTATUS_OK);
     EXPECT_EQ(group_guid(L"dg1"), lab::status_no_such_group);
 }
 
-TEST_F(Methods, ImportRefusesWhatCannotBeImported) {
+TEST_F(Methods, ImportFailsForMissingImportedAndClashingGroups) {
     EXPECT_EQ(import("service", "id-99"), lab::status_no_such_group);
     EXPECT_EQ(import("service", "id-2"), ZTERROR_GROUP_ALREADY_ONLINE);
     EXPECT_EQ(import("up", "id-2"), ZTERROR_GROUP_ALREADY_ONLINE);
@@ -87,7 +87,7 @@ TEST_F(Methods, ImportRefusesWhatCannotBeImported) {
                                     "event.alert.ztvm.cluster.dg.import.failed"));
 }
 
-TEST_F(Methods, ImportWantsItsParameters) {
+TEST_F(Methods, ImportFailsWithoutItsParameters) {
     const lab::Property guid{"dgid", lab::text_value("id-1")};
     const lab::Property options{"Opflag", lab::uint32_value(1)};
     const auto import_with = [&](const lab::PropertySet& input) {
@@ -105,7 +105,7 @@ TEST_F(Methods, ImportWantsItsParameters) {
     EXPECT_EQ(import_with({guid, options}), ZTSTATUS_OK);
 }
 
-TEST_F(Methods, Deport) {
+TEST_F(Methods, DeportsImportedGroupOnly) {
     EXPECT_EQ(deport("up"), ZTSTATUS_OK);
     EXPECT_EQ(property("up", "imported"), "BOOLEAN false");
     EXPECT_EQ(deport("up"), lab::status_not_imported);
@@ -117,7 +117,7 @@ TEST_F(Methods, Deport) {
               lab::status_missing_parameter);
 }
 
-TEST_F(Methods, GiveTheIdentifierOfAGroup) {
+TEST_F(Methods, ReturnsGroupGuid) {
     EXPECT_EQ(group_guid(L"DG1"), ZTSTATUS_OK);
     EXPECT_EQ(result("Dgguid"), "id-1");
     EXPECT_EQ(group_guid(L"nowhere"), lab::status_no_such_group);
@@ -129,20 +129,20 @@ TEST_F(Methods, GiveTheIdentifierOfAGroup) {
               lab::status_missing_parameter);
 }
 
-TEST_F(Methods, GiveTheIdentifierOfAVolume) {
+TEST_F(Methods, ReturnsVolumeGuid) {
     EXPECT_EQ(volume_guid("id-1", L"\\device\\v1"), ZTSTATUS_OK);
     EXPECT_EQ(result("Volguid"), "vol-1");
     EXPECT_EQ(volume_guid("id-1", L"\\Device\\v2"), lab::status_no_identifier);
     EXPECT_EQ(volume_guid("id-1", L"\\Device\\v3"), lab::status_no_such_volume);
     EXPECT_EQ(volume_guid("id-2", L"\\Device\\v1"),
-              lab::status_no_such_volume);  // of another group
+              lab::status_no_such_volume);  // in another group
     EXPECT_EQ(volume_guid("id-9", L"\\Device\\v1"), lab::status_no_such_group);
     EXPECT_EQ(call("service", zt_cluster_service_interface, ZTMETHOD_CLUSSVCOP_GETVOLUMEGUID,
                    {{"Dgguid", lab::text_value("id-1")}}),
               lab::status_missing_parameter);
 }
 
-TEST_F(Methods, RescanOfDisksShowsWhatWasHidden) {
+TEST_F(Methods, RescanRevealsHiddenObjects) {
     EXPECT_EQ(group_guid(L"late"), lab::status_no_such_group);
     EXPECT_EQ(call("service", zt_volume_manager_interface, ZTMETHOD_MISCOP_PNP_RESCAN,
                    {{"pnp rescan only", lab::uint32_value(0)}}),
@@ -158,7 +158,7 @@ TEST_F(Methods, RescanOfDisksShowsWhatWasHidden) {
               ZTSTATUS_OK);
 }
 
-TEST_F(Methods, ThatATargetDoesNotOfferAreRefused) {
+TEST_F(Methods, FailsForMethodsTheTargetDoesNotHave) {
     const lab::PropertySet input{{"dgid", lab::text_value("id-1")},
                                  {"Opflag", lab::uint32_value(1)}};
     const auto call_service = [&](const GUID& interface_id, std::uint32_t minor) {
@@ -183,7 +183,7 @@ TEST_F(Methods, ThatATargetDoesNotOfferAreRefused) {
     EXPECT_THAT(alerts, IsEmpty());
 }
 
-TEST_F(Methods, RaiseNoAlertWithoutASink) {
+TEST_F(Methods, RaisesNoAlertWithoutSink) {
     store->set_alert_sink({});
     EXPECT_EQ(import("service", "id-1"), ZTSTATUS_OK);
     EXPECT_THAT(alerts, IsEmpty());

@@ -1,4 +1,4 @@
-// What the lab's storage tells of drive letters and mount points.
+// Methods on drive letters and mount points.
 #include "methods.h"
 #include "store_fixture.h"
 
@@ -37,7 +37,7 @@ class MountMethods : public lab_tests::StoreTest {
 constexpr char nothing[] = R"({"ALL MOUNT POINTS ARRAY": WSTRZ [], )"
                            R"("NUMBER OF MOUNT POINTS": UINT32 0, "MEMBERIDZ": ZTOBJIDZ []})";
 
-TEST_F(MountMethods, GiveThePathsAndTheirHolders) {
+TEST_F(MountMethods, ReturnsPathsAndHolders) {
     EXPECT_EQ(mounts("logs"), ZTSTATUS_OK);
     EXPECT_EQ(results(),
               R"({"ALL MOUNT POINTS ARRAY": WSTRZ ["logs\\new" "deep"], )"
@@ -46,7 +46,7 @@ TEST_F(MountMethods, GiveThePathsAndTheirHolders) {
     EXPECT_EQ(results(), nothing);
 }
 
-TEST_F(MountMethods, ARefreshShowsHiddenPathsOfItsVolume) {
+TEST_F(MountMethods, RefreshRevealsHiddenPathsOfTheVolume) {
     EXPECT_EQ(mounts("nested"), ZTSTATUS_OK);
     EXPECT_EQ(results(), nothing);
     EXPECT_EQ(refresh("nested"), ZTSTATUS_OK);
@@ -69,26 +69,26 @@ TEST_F(MountMethods, ARefreshShowsHiddenPathsOfItsVolume) {
     EXPECT_THAT(alerts, IsEmpty());
 }
 
-TEST_F(MountMethods, GiveTheDriveLetter) {
+TEST_F(MountMethods, ReturnsDriveLetter) {
     EXPECT_EQ(letter("data"), ZTSTATUS_OK);
     EXPECT_EQ(results(), R"({"DRIVE LETTER": WSTR "E"})");
     EXPECT_EQ(letter("logs"), ZTSTATUS_OK);
     EXPECT_EQ(results(), R"({"DRIVE LETTER": WSTR "0"})");
     EXPECT_EQ(letter("nested"), lab::status_no_drive_letter);
     EXPECT_THAT(output, IsEmpty());
-    // As it is stored, whatever its type.
+    // Returned as it is stored, even with another type.
     EXPECT_EQ(letter("odd"), ZTSTATUS_OK);
     EXPECT_EQ(results(), R"({"DRIVE LETTER": UINT32 7})");
 }
 
-TEST_F(MountMethods, AVolumeWithoutALetterHasNone) {
+TEST_F(MountMethods, FailsForVolumeWithoutDriveLetter) {
     load(R"({"disk_groups": [{"name": "dg", "dgid": "g", "volumes": [
         {"name": "v", "device": "\\V"}]}]})");
     EXPECT_EQ(letter("v"), lab::status_no_drive_letter);
     EXPECT_THAT(output, IsEmpty());
 }
 
-TEST_F(MountMethods, ParametersAreWanted) {
+TEST_F(MountMethods, FailsWithoutParameters) {
     EXPECT_EQ(call("data", zt_mount_manager_interface, ZTMETHOD_MNTOP_GET_DRIVE_LETTER, {}),
               lab::status_missing_parameter);
     EXPECT_EQ(call("data", zt_mount_manager_interface, ZTMETHOD_MNTOP_GET_DRIVE_LETTER,
@@ -103,7 +103,7 @@ TEST_F(MountMethods, ParametersAreWanted) {
     EXPECT_EQ(lab::find(output, "MEMBERIDZ")->value.elements.size(), 2u);
 }
 
-TEST_F(MountMethods, VolumesAloneOfferThem) {
+TEST_F(MountMethods, FailsOnTargetsOtherThanVolumes) {
     EXPECT_EQ(mounts("dg"), ZTERROR_UNKNOWN_METHOD);
     EXPECT_EQ(letter("service"), ZTERROR_UNKNOWN_METHOD);
     EXPECT_EQ(refresh("service"), ZTERROR_UNKNOWN_METHOD);

@@ -11,13 +11,13 @@ namespace {
 
 class NodeDrives : public lab_tests::StoreTest {
   protected:
-    // Volume "v" as drive L.
+    // A scenario in which volume "v" is drive L.
     void load_drive(const std::string& serial, const std::string& more = "") {
         load(R"({"disk_groups": [{"name": "dg", "dgid": "g", "volumes": [
             {"name": "v", "drive": {"letter": "L", "serial": )" +
              serial + R"(, "label": "Bücher"})" + more + "}]}]}");
     }
-    static std::string fault_of(const std::string& volume) {
+    static std::string error_of(const std::string& volume) {
         try {
             lab::build_scenario(R"({"disk_groups": [{"name": "dg", "dgid": "g", "volumes": [)"
                                 "\n" +
@@ -42,7 +42,7 @@ class NodeDrives : public lab_tests::StoreTest {
     }
 };
 
-TEST_F(NodeDrives, AreThereForTheWholeMachine) {
+TEST_F(NodeDrives, ExistForTheWholeMachine) {
     load_drive("439041101");
     EXPECT_EQ(GetDriveTypeW(L"L:\\"), UINT{DRIVE_FIXED});
     wchar_t label[MAX_PATH];
@@ -57,7 +57,7 @@ TEST_F(NodeDrives, AreThereForTheWholeMachine) {
     std::filesystem::remove("L:\\some file");
 }
 
-TEST_F(NodeDrives, AreCalledWhatTheMachineCallsThem) {
+TEST_F(NodeDrives, HaveTheMachinesNames) {
     load_drive("439041101");
     const std::wstring device = device_of(L"L:");
     EXPECT_EQ(device.substr(0, 22), L"\\Device\\HarddiskVolume");
@@ -73,14 +73,14 @@ TEST_F(NodeDrives, AreCalledWhatTheMachineCallsThem) {
     EXPECT_EQ(property("v", "volumename"), wide_property(without_backslash));
 }
 
-TEST_F(NodeDrives, OtherNamesCanBeGiven) {
+TEST_F(NodeDrives, HaveOtherNamesIfGiven) {
     load_drive("439041101", R"(, "device": "\\D", "volume_name": "V", "drive_letter": "0")");
     EXPECT_EQ(property("v", "DEVICE NAME"), "WSTR \"\\\\D\"");
     EXPECT_EQ(property("v", "volumename"), "WSTR \"V\"");
     EXPECT_EQ(property("v", "DRIVE LETTER"), "WSTR \"0\"");
 }
 
-TEST_F(NodeDrives, TakeAnotherSerialNumberWithAnotherScenario) {
+TEST_F(NodeDrives, ChangeSerialNumberWithAnotherScenario) {
     for (const DWORD wanted : {1u, 0xFFFFFFFFu, 439041101u}) {
         load_drive(std::to_string(wanted));
         DWORD serial_number = 0;
@@ -90,41 +90,41 @@ TEST_F(NodeDrives, TakeAnotherSerialNumberWithAnotherScenario) {
     }
 }
 
-TEST_F(NodeDrives, LeaveTheDrivesOfOthersAlone) {
+TEST_F(NodeDrives, RejectLettersOfOtherDrives) {
     DWORD before = 0;
     ASSERT_TRUE(GetVolumeInformationW(L"C:\\", nullptr, 0, &before, nullptr, nullptr, nullptr, 0));
     const std::string other = std::to_string(before + 1);
-    EXPECT_EQ(fault_of(R"({"name": "v", "drive":)"
+    EXPECT_EQ(error_of(R"({"name": "v", "drive":)"
                        "\n"
                        R"({"letter": "C", "serial": )" +
                        other + "}}"),
-              "3: drive C: it is in use, with another serial number");
+              "3: drive C: the letter is in use with another serial number");
     DWORD after = 0;
     ASSERT_TRUE(GetVolumeInformationW(L"C:\\", nullptr, 0, &after, nullptr, nullptr, nullptr, 0));
     EXPECT_EQ(after, before);
-    // With its own serial number it is what is wanted.
-    EXPECT_EQ(fault_of(R"({"name": "v", "drive": {"letter": "C", "serial": )" +
+    // With that drive's serial number, the drive is used.
+    EXPECT_EQ(error_of(R"({"name": "v", "drive": {"letter": "C", "serial": )" +
                        std::to_string(before) + "}}"),
               "");
     EXPECT_FALSE(std::filesystem::exists("C:\\.lab-drive"));
 }
 
-TEST_F(NodeDrives, FaultsTellTheirLine) {
+TEST_F(NodeDrives, ReportErrorsWithLine) {
     for (const char* letter : {"\"l\"", "\"\"", "\"LL\"", "\"L:\"", "\"1\""}) {
-        EXPECT_EQ(fault_of(std::string(R"({"name": "v", "drive": {"serial": 1,)"
+        EXPECT_EQ(error_of(std::string(R"({"name": "v", "drive": {"serial": 1,)"
                                        "\n\"letter\": ") +
                            letter + "}}"),
-                  "3: a letter from \"A\" to \"Z\" is wanted here")
+                  "3: expected a letter from \"A\" to \"Z\"")
             << letter;
     }
-    EXPECT_EQ(fault_of(R"({"name": "v", "drive": {"letter": "L"}})"), "2: \"serial\" is missing");
-    EXPECT_EQ(fault_of(R"({"name": "v", "drive": {"serial": 1}})"), "2: \"letter\" is missing");
-    EXPECT_EQ(fault_of(R"({"name": "v"})"), "2: \"device\" is missing");
-    EXPECT_EQ(fault_of(R"({"name": "v", "drive": {"letter": "L", "serial": 1,)"
+    EXPECT_EQ(error_of(R"({"name": "v", "drive": {"letter": "L"}})"), "2: \"serial\" is missing");
+    EXPECT_EQ(error_of(R"({"name": "v", "drive": {"serial": 1}})"), "2: \"letter\" is missing");
+    EXPECT_EQ(error_of(R"({"name": "v"})"), "2: \"device\" is missing");
+    EXPECT_EQ(error_of(R"({"name": "v", "drive": {"letter": "L", "serial": 1,)"
                        "\n\"size\": 2}}"),
-              "3: nothing is known of the key \"size\"");
+              "3: unknown key \"size\"");
     EXPECT_EQ(
-        fault_of(R"({"name": "v", "drive": {"letter": "L", "serial": 4294967296}})").substr(0, 3),
+        error_of(R"({"name": "v", "drive": {"letter": "L", "serial": 4294967296}})").substr(0, 3),
         "2: ");
 }
 

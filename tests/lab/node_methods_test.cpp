@@ -1,4 +1,4 @@
-// The node's start and stop, with a clock that the test turns.
+// Start, stop and state of the node, with a clock that the test sets.
 #include "methods.h"
 #include "store_fixture.h"
 
@@ -22,7 +22,7 @@ class NodeMethods : public lab_tests::StoreTest {
     opal_status stop() {
         return call("service", zt_volume_manager_interface, ZTMETHOD_MISCOP_STOPNODE, {});
     }
-    // The state that the service tells; its status must be 0.
+    // Returns the results of GETNODESTATE, which must succeed.
     std::string state() {
         EXPECT_EQ(call("service", zt_volume_manager_interface, ZTMETHOD_MISCOP_GETNODESTATE, {}),
                   ZTSTATUS_OK);
@@ -32,7 +32,7 @@ class NodeMethods : public lab_tests::StoreTest {
     std::string failure() { return property("misc", "nodeStatus"); }
 };
 
-TEST_F(NodeMethods, AStartTakesItsTime) {
+TEST_F(NodeMethods, StartTakesStartSeconds) {
     load_node(R"("start_seconds": 3, "start_role": 7)");
     EXPECT_EQ(state(), R"({"nodeState": UINT32 0})");
     EXPECT_EQ(start(), ZTSTATUS_OK);
@@ -50,7 +50,7 @@ TEST_F(NodeMethods, AStartTakesItsTime) {
     EXPECT_EQ(role(), "UINT32 7");
 }
 
-TEST_F(NodeMethods, AStartWithoutATimeIsOverAtOnce) {
+TEST_F(NodeMethods, StartWithoutSecondsCompletesAtOnce) {
     load_node("");
     EXPECT_EQ(start(), ZTSTATUS_OK);
     EXPECT_EQ(results(), "{}");
@@ -58,7 +58,7 @@ TEST_F(NodeMethods, AStartWithoutATimeIsOverAtOnce) {
     EXPECT_EQ(state(), R"({"nodeState": UINT32 2})");
 }
 
-TEST_F(NodeMethods, AStartThatFails) {
+TEST_F(NodeMethods, FailedStartReportsFailureUntilTheNext) {
     load_node(R"("start_seconds": 1, "start_fails": true)");
     EXPECT_EQ(start(), ZTSTATUS_OK);
     EXPECT_EQ(failure(), "UINT32 0");
@@ -66,7 +66,7 @@ TEST_F(NodeMethods, AStartThatFails) {
     EXPECT_EQ(failure(), "UINT32 1");
     EXPECT_EQ(role(), "UINT32 0");
     EXPECT_EQ(state(), R"({"nodeState": UINT32 4})");
-    // Another try forgets the failure until it fails as well.
+    // Another start clears the failure until it fails, too.
     EXPECT_EQ(start(), ZTSTATUS_OK);
     EXPECT_EQ(failure(), "UINT32 0");
     now_ms += 1000;
@@ -74,7 +74,7 @@ TEST_F(NodeMethods, AStartThatFails) {
     EXPECT_EQ(stop(), lab::status_node_not_running);
 }
 
-TEST_F(NodeMethods, AStopTakesItsTime) {
+TEST_F(NodeMethods, StopTakesStopSeconds) {
     load_node(R"("role": 2, "stop_seconds": 1)");
     EXPECT_EQ(stop(), ZTSTATUS_OK);
     EXPECT_EQ(role(), "UINT32 2");
@@ -89,7 +89,7 @@ TEST_F(NodeMethods, AStopTakesItsTime) {
     EXPECT_EQ(role(), "UINT32 1");
 }
 
-TEST_F(NodeMethods, NeedAMiscObject) {
+TEST_F(NodeMethods, FailsWithoutMiscObject) {
     load_node(R"("misc": false)");
     EXPECT_EQ(start(), lab::status_no_node);
     EXPECT_EQ(stop(), lab::status_no_node);

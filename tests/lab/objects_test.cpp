@@ -1,4 +1,4 @@
-// Objects, database and methods through the bus.
+// Objects, queries and methods through the bus.
 #include "bus_fixture.h"
 #include "every_type.h"
 
@@ -20,7 +20,7 @@ class Objects : public BusTest {
         service = object("service");
     }
 
-    // The bus's answer as names; "0x..." alone when it fails.
+    // The objects returned by the bus, by name; the status "0x..." if it fails.
     template <class Call> std::vector<std::string> ids_of(Call&& call) {
         opal_objid nowhere;
         opal_objid* ids = &nowhere;
@@ -67,7 +67,7 @@ class Objects : public BusTest {
     const opal_objid null_id{};
 };
 
-TEST_F(Objects, GiveTheirProperties) {
+TEST_F(Objects, ReturnProperties) {
     for (const TypeCase& type : every_type()) {
         SCOPED_TRACE(type.type);
         load_scenario(scenario_with(type));
@@ -83,7 +83,7 @@ TEST_F(Objects, GiveTheirProperties) {
     }
 }
 
-TEST_F(Objects, KeepWhatClientsWriteOfEveryType) {
+TEST_F(Objects, StoreWrittenValuesOfEveryType) {
     for (const TypeCase& type : every_type()) {
         SCOPED_TRACE(type.type);
         load_scenario(scenario_with(type));
@@ -101,7 +101,7 @@ TEST_F(Objects, KeepWhatClientsWriteOfEveryType) {
     }
 }
 
-TEST_F(Objects, LackAProperty) {
+TEST_F(Objects, FailForMissingProperty) {
     opal_property untouched{"name", 1, 2, 3, "value"};
     EXPECT_EQ(ObGetProperty(connection, context, &dg1, "none", &untouched), ZTERROR_PROPERTY);
     EXPECT_STREQ(untouched.name, "name");
@@ -109,7 +109,7 @@ TEST_F(Objects, LackAProperty) {
               ZTERROR_NULL_OBJECT);
 }
 
-TEST_F(Objects, GiveAllPropertiesAsASet) {
+TEST_F(Objects, ReturnAllPropertiesAsSet) {
     opal_propset set;
     ASSERT_EQ(ObGetProperties(connection, context, &dg1, &set), ZTSTATUS_OK);
     opal_property property;
@@ -120,7 +120,7 @@ TEST_F(Objects, GiveAllPropertiesAsASet) {
     EXPECT_EQ(ObGetProperties(connection, context, &null_id, &set), ZTERROR_NULL_OBJECT);
 }
 
-TEST_F(Objects, GiveTheirType) {
+TEST_F(Objects, ReturnTheirType) {
     char* type = nullptr;
     ASSERT_EQ(ObGetObjectType(connection, context, &dg1, &type), ZTSTATUS_OK);
     EXPECT_STREQ(type, ZTTYPE_DISK_GROUP);
@@ -129,7 +129,7 @@ TEST_F(Objects, GiveTheirType) {
     EXPECT_EQ(ObGetObjectType(connection, context, &null_id, &type), ZTERROR_NULL_OBJECT);
 }
 
-TEST_F(Objects, AreFoundByTypeAndQuery) {
+TEST_F(Objects, MatchTypeAndQuery) {
     EXPECT_THAT(of_type(ZTTYPE_DISK_GROUP), ElementsAre("dg1", "dg2"));
     EXPECT_THAT(of_type("nothing"), ElementsAre());
     EXPECT_THAT(query(L"SELECT FROM " ZTTYPE_VOLUME L" where \"DEVICE NAME\" EQ \\DEVICE\\V2"),
@@ -139,7 +139,7 @@ TEST_F(Objects, AreFoundByTypeAndQuery) {
     EXPECT_THAT(query(L""), ElementsAre(hex_status(ZTERROR_BAD_QUERY)));
 }
 
-TEST_F(Objects, AreFoundByRelation) {
+TEST_F(Objects, ReturnParentsAndChildren) {
     EXPECT_THAT(children(dg1, nullptr), ElementsAre("d1", "v1", "v2"));
     EXPECT_THAT(children(dg1, ZTTYPE_VOLUME), ElementsAre("v1", "v2"));
     EXPECT_THAT(children(service, nullptr), ElementsAre());
@@ -148,7 +148,7 @@ TEST_F(Objects, AreFoundByRelation) {
     EXPECT_THAT(parents(null_id, ZTTYPE_DISK), ElementsAre(hex_status(ZTERROR_NULL_OBJECT)));
 }
 
-TEST_F(Objects, AreDeleted) {
+TEST_F(Objects, DisappearWhenDeleted) {
     const opal_objid volume = object("v1");
     EXPECT_EQ(ObDeleteObject(connection, context, &volume), ZTSTATUS_OK);
     EXPECT_EQ(ObDeleteObject(connection, context, &volume), ZTERROR_UNKNOWN_OBJECT);
@@ -156,7 +156,7 @@ TEST_F(Objects, AreDeleted) {
     EXPECT_THAT(children(dg1, nullptr), ElementsAre("d1", "v2"));
 }
 
-TEST_F(Objects, AreComparedById) {
+TEST_F(Objects, CompareById) {
     const opal_objid same = object("dg1");
     const opal_objid other = object("dg2");
     EXPECT_EQ(ObCompareId(&dg1, &same), 0);
@@ -165,7 +165,7 @@ TEST_F(Objects, AreComparedById) {
     EXPECT_NE(ObCompareId(&dg1, nullptr), 0);
 }
 
-TEST_F(Objects, OfferMethods) {
+TEST_F(Objects, RunMethods) {
     opal_propset input;
     opal_propset output;
     PsCreatePropset(&input);
@@ -185,7 +185,7 @@ TEST_F(Objects, OfferMethods) {
     EXPECT_EQ(text_of(guid), "id-2");
     PsFreeProperty(&guid);
 
-    // Without an output set, and with results of a call before in it.
+    // Without an output set, and with an output set that has old results.
     EXPECT_EQ(dispatch(service, zt_cluster_service_interface, ZTMETHOD_CLUSSVCOP_GETDGGUID, input,
                        nullptr),
               ZTSTATUS_OK);
@@ -201,7 +201,7 @@ TEST_F(Objects, OfferMethods) {
     PsDestroyPropset(output);
 }
 
-TEST_F(Objects, RefuseMethodsThatTheyDoNotOffer) {
+TEST_F(Objects, FailForUnknownMethods) {
     EXPECT_EQ(dispatch(service, zt_volume_manager_interface, ZTMETHOD_CLUSSVCOP_GETDGGUID, nullptr,
                        nullptr),
               ZTERROR_UNKNOWN_METHOD);
@@ -216,7 +216,7 @@ TEST_F(Objects, RefuseMethodsThatTheyDoNotOffer) {
     EXPECT_EQ(result, lab::status_missing_parameter);
 }
 
-TEST_F(Objects, RefuseArgumentsThatAreNone) {
+TEST_F(Objects, RejectNullArguments) {
     opal_property property{};
     opal_propset set;
     char* type;
@@ -249,7 +249,7 @@ TEST_F(Objects, RefuseArgumentsThatAreNone) {
               ZTERROR_INVALID_ARGUMENT);
 }
 
-TEST_F(Objects, NeedAConnectionAndItsOwnContext) {
+TEST_F(Objects, FailWithoutConnectionAndItsContext) {
     opal_connection other_connection;
     opal_context other_context;
     ASSERT_EQ(LabOpenConnection(nullptr, nullptr, nullptr, &other_connection, &other_context),

@@ -1,4 +1,4 @@
-// Property sets: what clients put in comes out again, of every type.
+// Property sets: they return what clients store, for every type.
 #include "bus_fixture.h"
 #include "every_type.h"
 
@@ -43,7 +43,7 @@ class PropertySets : public BusTest {
     const std::uint32_t eight = 8;
 };
 
-TEST_F(PropertySets, KeepValuesOfEveryType) {
+TEST_F(PropertySets, ReturnValuesOfEveryType) {
     for (const TypeCase& type : every_type()) {
         SCOPED_TRACE(type.type);
         load_scenario(scenario_with(type));
@@ -64,14 +64,14 @@ TEST_F(PropertySets, KeepValuesOfEveryType) {
         EXPECT_EQ(found.size, type.size);
         type.expect_value(found.value);
         EXPECT_EQ(PsDestroyPropset(other), ZTSTATUS_OK);
-        type.expect_value(found.value);  // a copy, which outlives the set
+        type.expect_value(found.value);  // a copy, so it outlives the set
         EXPECT_EQ(PsFreeProperty(&found), ZTSTATUS_OK);
         EXPECT_EQ(found.name, nullptr);
         EXPECT_EQ(found.value, nullptr);
     }
 }
 
-TEST_F(PropertySets, KeepTheOrderInWhichPropertiesCame) {
+TEST_F(PropertySets, KeepInsertionOrder) {
     EXPECT_EQ(add(number_property("z", seven)), ZTSTATUS_OK);
     EXPECT_EQ(add(text_property("a", "text")), ZTSTATUS_OK);
     EXPECT_EQ(add(wide_property("m", L"wide")), ZTSTATUS_OK);
@@ -82,15 +82,15 @@ TEST_F(PropertySets, KeepTheOrderInWhichPropertiesCame) {
     EXPECT_EQ(number(set, "z"), 8u);
 }
 
-TEST_F(PropertySets, HaveANameOnce) {
+TEST_F(PropertySets, RejectDuplicateNames) {
     EXPECT_EQ(add(number_property("n", seven)), ZTSTATUS_OK);
     EXPECT_EQ(add(number_property("n", eight)), ZTERROR_DUPLICATE);
     EXPECT_EQ(number(set, "n"), 7u);
-    EXPECT_EQ(add(number_property("N", eight)), ZTSTATUS_OK);  // byte for byte another name
+    EXPECT_EQ(add(number_property("N", eight)), ZTSTATUS_OK);  // names are case-sensitive
     EXPECT_THAT(walk(set), ElementsAre("n", "N"));
 }
 
-TEST_F(PropertySets, SetReplacesOrAdds) {
+TEST_F(PropertySets, ReplaceOrAppendWhenSet) {
     const opal_property first = number_property("n", seven);
     const opal_property other_value = number_property("n", eight);
     const opal_property other_type = text_property("n", "8");
@@ -104,14 +104,14 @@ TEST_F(PropertySets, SetReplacesOrAdds) {
     PsFreeProperty(&found);
 }
 
-TEST_F(PropertySets, DoNotFindWhatIsNotThere) {
+TEST_F(PropertySets, ReportMissingProperties) {
     opal_property untouched{"name", 1, 2, 3, "value"};
     EXPECT_EQ(PsFindProperty(set, "n", &untouched), ZTERROR_PROPERTY);
     EXPECT_STREQ(untouched.name, "name");
     EXPECT_EQ(untouched.size, 3u);
 }
 
-TEST_F(PropertySets, WalkFromTheFrontWhenOpened) {
+TEST_F(PropertySets, IterateFromTheStartWhenOpened) {
     add(number_property("a", seven));
     add(number_property("b", seven));
     opal_property property;
@@ -122,7 +122,7 @@ TEST_F(PropertySets, WalkFromTheFrontWhenOpened) {
     EXPECT_THAT(walk(set), ElementsAre("a", "b"));
 }
 
-TEST_F(PropertySets, CopyAsAWhole) {
+TEST_F(PropertySets, CopyAllProperties) {
     add(number_property("a", seven));
     opal_propset copy;
     ASSERT_EQ(PsCopyPropset(set, &copy), ZTSTATUS_OK);
@@ -134,7 +134,7 @@ TEST_F(PropertySets, CopyAsAWhole) {
     EXPECT_EQ(PsDestroyPropset(copy), ZTSTATUS_OK);
 }
 
-TEST_F(PropertySets, HoldCopiesOfNestedSets) {
+TEST_F(PropertySets, StoreCopiesOfNestedSets) {
     opal_propset inner;
     ASSERT_EQ(PsCreatePropset(&inner), ZTSTATUS_OK);
     const opal_property n = number_property("n", seven);
@@ -147,7 +147,7 @@ TEST_F(PropertySets, HoldCopiesOfNestedSets) {
     PsFreeProperty(&found);
 }
 
-TEST_F(PropertySets, AreCounted) {
+TEST_F(PropertySets, CountUndestroyedSetsAndProperties) {
     const lab_live before = live();
     opal_propset other;
     PsCreatePropset(&other);
@@ -157,13 +157,13 @@ TEST_F(PropertySets, AreCounted) {
     PsFindProperty(set, "n", &found);
     EXPECT_EQ(live().properties, before.properties + 1);
     PsFreeProperty(&found);
-    EXPECT_EQ(PsFreeProperty(&found), ZTSTATUS_OK);  // a cleared record is left alone
+    EXPECT_EQ(PsFreeProperty(&found), ZTSTATUS_OK);  // does nothing for a cleared record
     EXPECT_EQ(live().properties, before.properties);
     PsDestroyPropset(other);
     EXPECT_EQ(live().property_sets, before.property_sets);
 }
 
-TEST_F(PropertySets, RefuseArgumentsThatAreNone) {
+TEST_F(PropertySets, RejectInvalidArguments) {
     opal_property property = number_property("n", seven);
     opal_propset copy;
     EXPECT_EQ(PsCreatePropset(nullptr), ZTERROR_INVALID_ARGUMENT);
@@ -184,7 +184,7 @@ TEST_F(PropertySets, RefuseArgumentsThatAreNone) {
 }
 
 // A client's property must hold what its type, count and size say.
-TEST_F(PropertySets, RefuseMalformedProperties) {
+TEST_F(PropertySets, RejectMalformedProperties) {
     const std::uint64_t room[2] = {0x4141414141414141, 0x4141414141414141};
     const char* no_texts[1] = {nullptr};
     const opal_propset no_set = nullptr;

@@ -1,4 +1,4 @@
-// The recorder: each function's line.
+// The recorder: the line of each function.
 #include "bus_fixture.h"
 #include "every_type.h"
 
@@ -31,7 +31,7 @@ class Recorder : public BusTest {
     }
 };
 
-TEST_F(Recorder, WritesCallsThatReachTheService) {
+TEST_F(Recorder, RecordsCallsToTheService) {
     LabRecorderStart(LAB_RECORD_SERVICE);
     opal_objid* ids;
     std::uint32_t count;
@@ -90,7 +90,7 @@ TEST_F(Recorder, WritesCallsThatReachTheService) {
                             "ObDeleteObject @null -> " + hex_status(ZTERROR_NULL_OBJECT)));
 }
 
-TEST_F(Recorder, WritesMethodsWithTheirSets) {
+TEST_F(Recorder, RecordsMethodsWithTheirSets) {
     const opal_objid service = object("service");
     opal_propset input;
     opal_propset output;
@@ -117,7 +117,7 @@ TEST_F(Recorder, WritesMethodsWithTheirSets) {
                                 hex_status(ZTERROR_UNKNOWN_METHOD) + " NULL"));
 }
 
-TEST_F(Recorder, WritesValuesOfEveryType) {
+TEST_F(Recorder, RecordsValuesOfEveryType) {
     for (const TypeCase& type : every_type()) {
         load_scenario(scenario_with(type));
         const opal_objid o = object("o");
@@ -133,7 +133,7 @@ TEST_F(Recorder, WritesValuesOfEveryType) {
     }
 }
 
-TEST_F(Recorder, WritesTheClientSideWhenAsked) {
+TEST_F(Recorder, RecordsLocalCallsOnRequest) {
     LabRecorderStart(LAB_RECORD_ALL);
     opal_propset set;
     opal_propset copy;
@@ -179,7 +179,7 @@ TEST_F(Recorder, WritesTheClientSideWhenAsked) {
                     R"(ZtTrace 4 "clusapiprov: \"ERROR\"\x0a")", "ZtSleep 1"));
 }
 
-TEST_F(Recorder, TellsAWrongConnection) {
+TEST_F(Recorder, MarksCallsWithWrongConnection) {
     opal_connection other;
     opal_context other_context;
     LabOpenConnection(nullptr, nullptr, nullptr, &other, &other_context);
@@ -197,7 +197,7 @@ TEST_F(Recorder, TellsAWrongConnection) {
                     "ObGetObjectType @dg1 -> " + hex_status(ZTERROR_NOT_CONNECTED)));
 }
 
-TEST_F(Recorder, BeginsAnewAndStops) {
+TEST_F(Recorder, DiscardsOldLinesOnStart) {
     char* type;
     const auto ask = [&] {
         ASSERT_EQ(ObGetObjectType(connection, context, &dg1, &type), ZTSTATUS_OK);
@@ -215,7 +215,7 @@ TEST_F(Recorder, BeginsAnewAndStops) {
     EXPECT_EQ(recorded().size(), 1u);
 }
 
-TEST_F(Recorder, TellsTheSizeThatItsTextNeeds) {
+TEST_F(Recorder, ReturnsRequiredSize) {
     LabRecorderStart(LAB_RECORD_SERVICE);
     opal_property property;
     ObGetProperty(connection, context, &null_id, "a", &property);

@@ -1,4 +1,4 @@
-// Reservations, the health of disks, and what the cluster tells of itself.
+// Reservations, disk availability, cluster settings, and errors in scenarios.
 #include "methods.h"
 #include "store_fixture.h"
 
@@ -23,7 +23,7 @@ class Reservations : public lab_tests::StoreTest {
         return call("service", zt_cluster_service_interface, ZTMETHOD_CLUSSVCOP_OFFLINEDG,
                     {{"Dgguid", lab::text_value(guid)}, {"Opflag", lab::uint32_value(1)}});
     }
-    // The results of asking for the state.
+    // Returns the results of GETDGSTATUS.
     std::string state(const std::string& guid) {
         EXPECT_EQ(call("service", zt_cluster_service_interface, ZTMETHOD_CLUSSVCOP_GETDGSTATUS,
                        {{"Dgguid", lab::text_value(guid)},
@@ -38,7 +38,7 @@ class Reservations : public lab_tests::StoreTest {
     }
 };
 
-TEST_F(Reservations, AFreeGroupIsTaken) {
+TEST_F(Reservations, ArbitrationReservesFreeGroup) {
     EXPECT_EQ(state("id-1"), R"({"Dgstate": UINT32 33})");
     EXPECT_EQ(arbitrate("ID-1"), ZTSTATUS_OK);
     expect_owner("free", "WSTR \"here\"", "UINT64 77");
@@ -47,7 +47,7 @@ TEST_F(Reservations, AFreeGroupIsTaken) {
     expect_owner("free", "WSTR \"here\"", "UINT64 77");
 }
 
-TEST_F(Reservations, OneThatIsDefendedIsLost) {
+TEST_F(Reservations, ArbitrationFailsAgainstDefendedReservation) {
     EXPECT_EQ(arbitrate("id-2"), lab::status_reservation_conflict);
     expect_owner("defended", "WSTR \"there\"", "UINT64 5");
     EXPECT_EQ(state("id-2"), R"({"Dgstate": UINT32 33})");
@@ -55,13 +55,13 @@ TEST_F(Reservations, OneThatIsDefendedIsLost) {
     expect_owner("defended", "WSTR \"there\"", "UINT64 5");
 }
 
-TEST_F(Reservations, OneThatIsNotDefendedIsWon) {
+TEST_F(Reservations, ArbitrationTakesUndefendedReservation) {
     EXPECT_EQ(arbitrate("id-3"), ZTSTATUS_OK);
     expect_owner("given up", "WSTR \"here\"", "UINT64 77");
     EXPECT_EQ(state("id-3"), R"({"Dgstate": UINT32 34})");
 }
 
-TEST_F(Reservations, Stop) {
+TEST_F(Reservations, StopReleasesOwnReservationOnly) {
     EXPECT_EQ(state("id-4"), R"({"Dgstate": UINT32 34})");
     EXPECT_EQ(stop("id-4"), ZTSTATUS_OK);
     expect_owner("ours", "", "");
@@ -69,14 +69,16 @@ TEST_F(Reservations, Stop) {
     EXPECT_EQ(stop("id-4"), lab::status_not_reserved);
 }
 
-TEST_F(Reservations, OfGroupsThatAreNone) {
+TEST_F(Reservations, FailForUnknownGroupsAndMissingParameters) {
     for (const char* guid : {"id-5", "id-9", ""}) {
         EXPECT_EQ(arbitrate(guid), lab::status_no_such_group);
         EXPECT_EQ(stop(guid), lab::status_no_such_group);
     }
     const lab::Property guid{"Dgguid", lab::text_value("id-4")};
     const lab::Property wide_guid{"Dgguid", lab::wide_value(L"id-4")};
-    for (const std::uint32_t minor : {2u, 4u, 5u, 13u}) {
+    for (const std::uint32_t minor :
+         {ZTMETHOD_CLUSSVCOP_ARBITRATEDG, ZTMETHOD_CLUSSVCOP_OFFLINEDG,
+          ZTMETHOD_CLUSSVCOP_GETDGSTATUS, ZTMETHOD_CLUSSVCOP_DISKAVAIB}) {
         EXPECT_EQ(call("service", zt_cluster_service_interface, minor, {}),
                   lab::status_missing_parameter);
         EXPECT_EQ(call("service", zt_cluster_service_interface, minor, {wide_guid}),
@@ -91,8 +93,8 @@ TEST_F(Reservations, OfGroupsThatAreNone) {
     expect_owner("ours", "WSTR \"here\"", "UINT64 77");
 }
 
-TEST_F(Reservations, ChangesAreTold) {
-    std::vector<std::vector<std::string>> told;
+TEST_F(Reservations, ReportChanges) {
+    std::vector<std::vector<std::string>> reported;
     store->set_change_sink([&](lab::Model& model, const std::vector<opal_objid>& changed) {
         std::vector<std::string> names;
         for (const opal_objid& id : changed) {
@@ -102,27 +104,26 @@ TEST_F(Reservations, ChangesAreTold) {
                 names.push_back(name);
             }
         }
-        told.push_back(names);
+        reported.push_back(names);
     });
     EXPECT_EQ(arbitrate("id-1"), ZTSTATUS_OK);
     EXPECT_EQ(store->delete_object(id("ours")), ZTSTATUS_OK);
     store->change([](lab::Model& model) { model.reveal(); });
-    using Told = std::vector<std::vector<std::string>>;
+    using Reported = std::vector<std::vector<std::string>>;
     EXPECT_EQ(
-        told,
-        (Told{{"free", "defended", "given up", "ours", "late"}, {"free"}, {"gone"}, {"late"}}));
+        reported,
+        (Reported{{"free", "defended", "given up", "ours", "late"}, {"free"}, {"gone"}, {"late"}}));
 }
 
 class DiskHealth : public lab_tests::StoreTest {
   protected:
     opal_status count(const std::string& guid) {
-        return call(
-            "service", zt_cluster_service_interface, ZTMETHOD_CLUSSVCOP_DISKAVAIB,
-            {{"Dgname", lab::wide_value(L"not looked at")}, {"Dgguid", lab::text_value(guid)}});
+        return call("service", zt_cluster_service_interface, ZTMETHOD_CLUSSVCOP_DISKAVAIB,
+                    {{"Dgname", lab::wide_value(L"ignored")}, {"Dgguid", lab::text_value(guid)}});
     }
 };
 
-TEST_F(DiskHealth, CountsThoseThatAreAlive) {
+TEST_F(DiskHealth, CountsLiveDisks) {
     load(R"({"disk_groups": [
         {"name": "dg1", "dgid": "id-1", "disks": [
             {"name": "good"}, {"name": "missing", "state": 1}, {"name": "failed", "state": 2},
@@ -141,7 +142,7 @@ TEST_F(DiskHealth, CountsThoseThatAreAlive) {
 
 using ClusterState = lab_tests::StoreTest;
 
-TEST_F(ClusterState, IsKeptOnItsObjects) {
+TEST_F(ClusterState, IsStoredAsProperties) {
     load(R"({"disk_groups": [{"name": "dg1", "dgid": "id-1"}]})");
     EXPECT_EQ(property("dg1", "FastFailoverFlag"), "");
     EXPECT_EQ(call("dg1", zt_volume_manager_interface, ZTMETHOD_DGOP_SETFASTFAILOVERFLAG,
@@ -162,22 +163,22 @@ TEST_F(ClusterState, IsKeptOnItsObjects) {
 
 using ScenarioFaults = lab_tests::StoreTest;
 
-TEST_F(ScenarioFaults, OfNodesAndReservationsAreToldByLine) {
+TEST_F(ScenarioFaults, ReportsErrorsInNodesAndReservationsWithLine) {
     const struct {
         const char* json;
         const char* reason;
     } rows[] = {
-        {"{\"node\": {\n\"start_role\": 0}}", "2: a node that runs has a role other than 0"},
+        {"{\"node\": {\n\"start_role\": 0}}", "2: the role of a node that runs cannot be 0"},
         {"{\"node\": {\n\"stop_seconds\": -1}}", nullptr},
         {"{\"node\": {\n\"reservation_key\": \"x\"}}", nullptr},
         {"{\"disk_groups\": [{\"name\": \"d\", \"dgid\": \"g\",\n\"reservation\": {}}]}",
          "2: \"owner\" is missing"},
         {"{\"disk_groups\": [{\"name\": \"d\", \"dgid\": \"g\",\n\"reservation\": {\"owner\": "
          "\"\"}}]}",
-         "2: a reservation's owner is a node's name"},
+         "2: the owner of a reservation must be a node's name"},
         {"{\"disk_groups\": [{\"name\": \"d\", \"dgid\": \"g\",\n\"reservation\": {\"owner\": "
          "\"n\", \"lost\": true}}]}",
-         "2: nothing is known of the key \"lost\""},
+         "2: unknown key \"lost\""},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.json);

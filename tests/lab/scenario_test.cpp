@@ -1,4 +1,4 @@
-// Scenarios: what each key makes, and how faults in them are told.
+// Scenarios: the effect of each key, and the reports of errors.
 #include "store_fixture.h"
 
 #include <windows.h>
@@ -13,8 +13,8 @@ namespace {
 
 using Scenario = lab_tests::StoreTest;
 
-// What is said of a faulty scenario: "line: reason".
-std::string fault_of(const std::string& json) {
+// The error of a bad scenario: "line: reason".
+std::string error_of(const std::string& json) {
     try {
         lab::build_scenario(json);
     } catch (const std::exception& error) {
@@ -23,7 +23,7 @@ std::string fault_of(const std::string& json) {
     return "accepted";
 }
 
-TEST_F(Scenario, OfNothingHasTheServiceAndTheMiscObject) {
+TEST_F(Scenario, CreatesServiceAndMiscObjectByDefault) {
     load("{}");
     EXPECT_THAT(of_type(ZTTYPE_CLUSTER_SERVICE), ElementsAre("service"));
     EXPECT_EQ(property("service", "node"), "WSTR \"node1\"");
@@ -32,7 +32,7 @@ TEST_F(Scenario, OfNothingHasTheServiceAndTheMiscObject) {
     EXPECT_THAT(of_type(ZTTYPE_DISK_GROUP), IsEmpty());
 }
 
-TEST_F(Scenario, DescribesTheNode) {
+TEST_F(Scenario, SetsPropertiesOfTheNode) {
     load(R"({"node": {"name": "n7", "role": 2, "status": 3, "start_seconds": 4,
                       "start_fails": true, "without": ["nodeStatus"],
                       "cluster_service": {"properties": {"x": {"type": "STR", "value": "y"}}}}})");
@@ -51,7 +51,7 @@ TEST_F(Scenario, DescribesTheNode) {
     EXPECT_THAT(of_type(ZTTYPE_MISC), IsEmpty());
 }
 
-TEST_F(Scenario, DescribesDiskGroups) {
+TEST_F(Scenario, CreatesDiskGroups) {
     load(R"({"disk_groups": [
         {"name": "a", "dgid": "id-a"},
         {"name": "Same", "id": "b", "dgid": "id-b", "type": 8, "imported": true},
@@ -72,7 +72,7 @@ TEST_F(Scenario, DescribesDiskGroups) {
     EXPECT_EQ(property("c", "cluster shared"), "BOOLEAN true");
 }
 
-TEST_F(Scenario, DescribesDisksAndVolumes) {
+TEST_F(Scenario, CreatesDisksAndVolumes) {
     load(R"({"disk_groups": [{"name": "dg", "dgid": "g",
         "disks": [{"name": "d", "device": "\\D", "signature": 4294967295, "disk_id": "1a-2",
                    "disk_guid": "{0}", "port": 1, "target": 2, "lun": 3, "state": 4}],
@@ -168,7 +168,7 @@ TEST_F(Scenario, SetsPropertiesOfEveryType) {
     EXPECT_THAT(parents("o"), ElementsAre("other"));
 }
 
-TEST_F(Scenario, OverridesAndLeavesOutUsualProperties) {
+TEST_F(Scenario, OverridesAndOmitsUsualProperties) {
     load(R"({"disk_groups": [{"name": "dg", "dgid": "g",
         "properties": {"imported": {"type": "UINT32", "value": 1}},
         "without": ["dgid", "LDM DG TYPE"]}]})");
@@ -177,10 +177,10 @@ TEST_F(Scenario, OverridesAndLeavesOutUsualProperties) {
     EXPECT_EQ(property("dg", "LDM DG TYPE"), "");
     lab::PropertySet all;
     store->get_properties(id("dg"), all);
-    EXPECT_EQ(all[1].name, "imported");  // in its place
+    EXPECT_EQ(all[1].name, "imported");  // at its usual place
 }
 
-TEST_F(Scenario, MakesManyGroupsOfOnePattern) {
+TEST_F(Scenario, CreatesGroupsFromPattern) {
     load(R"({"disk_groups": [{"name": "dg#", "dgid": "x-####", "count": 12,
         "disks": [{"name": "d#"}],
         "volumes": [{"name": "v#", "device": "\\V#", "guid": "##", "volume_name": "n#n",
@@ -198,7 +198,7 @@ TEST_F(Scenario, MakesManyGroupsOfOnePattern) {
     EXPECT_EQ(property("a#b", "dgid"), "STR \"#\"");
 }
 
-TEST_F(Scenario, MakesManyDisksAndVolumesOfOnePattern) {
+TEST_F(Scenario, CreatesDisksAndVolumesFromPattern) {
     load(R"({"disk_groups": [{"name": "dg#", "dgid": "#",
         "disks": [{"name": "d##", "count": 3, "signature": 7}, {"name": "d#"}],
         "volumes": [{"name": "none", "count": 0, "device": ""},
@@ -211,117 +211,116 @@ TEST_F(Scenario, MakesManyDisksAndVolumesOfOnePattern) {
     EXPECT_THAT(parents("s2"), ElementsAre("p2", "d02"));
 }
 
-TEST(ScenarioFault, OfAPatternTellsItsLine) {
-    EXPECT_EQ(fault_of("{\"disk_groups\": [{\"name\": \"g#\", \"dgid\": \"1\", \"count\": 2,\n"
+TEST(ScenarioError, InPatternIsReportedWithLine) {
+    EXPECT_EQ(error_of("{\"disk_groups\": [{\"name\": \"g#\", \"dgid\": \"1\", \"count\": 2,\n"
                        "\"disks\": [{\"name\": \"d#\",\n\"count\": 2}]}]}"),
-              "3: a pattern inside a pattern; their texts have one number only");
-    EXPECT_EQ(fault_of("{\"disk_groups\": [{\"name\": \"g#\", \"dgid\": \"1\", \"volumes\": [\n"
+              "3: a \"count\" inside another \"count\" is not allowed");
+    EXPECT_EQ(error_of("{\"disk_groups\": [{\"name\": \"g#\", \"dgid\": \"1\", \"volumes\": [\n"
                        "{\"name\": \"v#\", \"device\": \"\",\n\"count\": 1000001}]}]}"),
-              "3: an integer from 0 to 1000000 is wanted here");
-    EXPECT_EQ(fault_of("{\"disk_groups\": [{\"name\": \"g\", \"dgid\": \"1\", \"disks\": [\n"
+              "3: expected an integer from 0 to 1000000");
+    EXPECT_EQ(error_of("{\"disk_groups\": [{\"name\": \"g\", \"dgid\": \"1\", \"disks\": [\n"
                        "{\"count\": 2,\n\"name\": \"d\"}]}]}"),
-              "3: the name \"d\" is taken; give the object an \"id\" of its own");
+              "3: the name \"d\" is taken; add an \"id\" of its own");
 }
 
-TEST(ScenarioFault, OfJsonTellsItsLine) {
-    EXPECT_THAT(fault_of("{\n\"node\": {\n}\n,,\n}"), testing::StartsWith("4: syntax error"));
-    EXPECT_THAT(fault_of(""), testing::StartsWith("1: syntax error"));
-    EXPECT_THAT(fault_of("{\n\n"), testing::StartsWith("2: syntax error"));
-    EXPECT_THAT(fault_of("{\n\"a\nb\": 1}"), testing::StartsWith("2: syntax error"));
-    EXPECT_EQ(fault_of("{\n\"node\": {},\n\"node\": {}}"), "3: the key \"node\" is given twice");
+TEST(ScenarioError, InJsonIsReportedWithLine) {
+    EXPECT_THAT(error_of("{\n\"node\": {\n}\n,,\n}"), testing::StartsWith("4: syntax error"));
+    EXPECT_THAT(error_of(""), testing::StartsWith("1: syntax error"));
+    EXPECT_THAT(error_of("{\n\n"), testing::StartsWith("2: syntax error"));
+    EXPECT_THAT(error_of("{\n\"a\nb\": 1}"), testing::StartsWith("2: syntax error"));
+    EXPECT_EQ(error_of("{\n\"node\": {},\n\"node\": {}}"), "3: the key \"node\" is a duplicate");
 }
 
-TEST(ScenarioFault, OfMeaningTellsItsLine) {
-    EXPECT_EQ(fault_of("[]"), "1: an object is wanted here");
-    EXPECT_EQ(fault_of("{\n\"diskgroups\": []}"), "2: nothing is known of the key \"diskgroups\"");
-    EXPECT_EQ(fault_of("{\"node\": {\n\"roll\":\n1}}"), "3: nothing is known of the key \"roll\"");
-    EXPECT_EQ(fault_of("{\"disk_groups\": {}}"), "1: an array is wanted here");
-    EXPECT_EQ(fault_of("{\"disk_groups\": [\n\n{\"name\": \"a\"}]}"), "3: \"dgid\" is missing");
-    EXPECT_EQ(fault_of("{\"disk_groups\": [\n{\"dgid\": \"a\"}]}"), "2: \"name\" is missing");
-    EXPECT_EQ(fault_of("{\"disk_groups\": [{\"name\": \"a\",\n\"dgid\": 5\n}]}"),
-              "2: a text is wanted here");
-    EXPECT_EQ(fault_of("{\"disk_groups\": [{\"name\": \"a\", \"dgid\": \"\",\n\"type\": -1\n}]}"),
-              "2: an integer from 0 to 4294967295 is wanted here");
-    EXPECT_EQ(fault_of("{\"disk_groups\": [{\"name\": \"a\", \"dgid\": \"\",\n\"hidden\": 1\n}]}"),
-              "2: true or false is wanted here");
-    EXPECT_EQ(fault_of("{\"node\": {\"role\":\n4294967296\n}}"),
-              "2: an integer from 0 to 4294967295 is wanted here");
-    EXPECT_EQ(fault_of("{\"node\": {\"role\":\n1.5}}"),
-              "2: an integer from 0 to 4294967295 is wanted here");
+TEST(ScenarioError, InKeysIsReportedWithLine) {
+    EXPECT_EQ(error_of("[]"), "1: expected an object");
+    EXPECT_EQ(error_of("{\n\"diskgroups\": []}"), "2: unknown key \"diskgroups\"");
+    EXPECT_EQ(error_of("{\"node\": {\n\"roll\":\n1}}"), "3: unknown key \"roll\"");
+    EXPECT_EQ(error_of("{\"disk_groups\": {}}"), "1: expected an array");
+    EXPECT_EQ(error_of("{\"disk_groups\": [\n\n{\"name\": \"a\"}]}"), "3: \"dgid\" is missing");
+    EXPECT_EQ(error_of("{\"disk_groups\": [\n{\"dgid\": \"a\"}]}"), "2: \"name\" is missing");
+    EXPECT_EQ(error_of("{\"disk_groups\": [{\"name\": \"a\",\n\"dgid\": 5\n}]}"),
+              "2: expected a string");
+    EXPECT_EQ(error_of("{\"disk_groups\": [{\"name\": \"a\", \"dgid\": \"\",\n\"type\": -1\n}]}"),
+              "2: expected an integer from 0 to 4294967295");
+    EXPECT_EQ(error_of("{\"disk_groups\": [{\"name\": \"a\", \"dgid\": \"\",\n\"hidden\": 1\n}]}"),
+              "2: expected true or false");
+    EXPECT_EQ(error_of("{\"node\": {\"role\":\n4294967296\n}}"),
+              "2: expected an integer from 0 to 4294967295");
+    EXPECT_EQ(error_of("{\"node\": {\"role\":\n1.5}}"),
+              "2: expected an integer from 0 to 4294967295");
 }
 
-TEST(ScenarioFault, OfNamesTellsItsLine) {
+TEST(ScenarioError, InNamesIsReportedWithLine) {
     const std::string twice = "{\"disk_groups\": [{\"name\": \"a\", \"dgid\": \"1\"},\n"
                               "{\"dgid\": \"2\",\n\"name\": \"a\"}]}";
-    EXPECT_EQ(fault_of(twice), "3: the name \"a\" is taken; give the object an \"id\" of its own");
+    EXPECT_EQ(error_of(twice), "3: the name \"a\" is taken; add an \"id\" of its own");
     EXPECT_EQ(
-        fault_of("{\"disk_groups\": [{\"id\":\n\"null\", \"name\": \"a\", \"dgid\": \"1\"}]}"),
-        "2: \"null\" cannot stand for an object; give it an \"id\"");
+        error_of("{\"disk_groups\": [{\"id\":\n\"null\", \"name\": \"a\", \"dgid\": \"1\"}]}"),
+        "2: \"null\" cannot be an object's id; add an \"id\"");
     EXPECT_EQ(
-        fault_of("{\"objects\": [{\"name\": \"a\", \"type\": \"t\",\n\"parents\":\n[\"b\"]}]}"),
+        error_of("{\"objects\": [{\"name\": \"a\", \"type\": \"t\",\n\"parents\":\n[\"b\"]}]}"),
         "3: there is no object \"b\"");
-    EXPECT_EQ(fault_of("{\"disk_groups\": [{\"name\": \"a\", \"dgid\": \"1\", \"volumes\": [\n"
+    EXPECT_EQ(error_of("{\"disk_groups\": [{\"name\": \"a\", \"dgid\": \"1\", \"volumes\": [\n"
                        "{\"name\": \"v\", \"device\": \"\", \"plexes\": [{\"name\": \"p\",\n"
                        "\"subdisks\": [{\"name\": \"s\", \"disk\":\n\"v\"}]}]}]}]}"),
-              "4: \"v\" is no disk");
-    EXPECT_EQ(fault_of("{\"disk_groups\": [{\"name\": \"a\", \"dgid\": \"1\", \"volumes\": [\n"
+              "4: \"v\" is not a disk");
+    EXPECT_EQ(error_of("{\"disk_groups\": [{\"name\": \"a\", \"dgid\": \"1\", \"volumes\": [\n"
                        "{\"name\": \"v\", \"device\": \"\", \"mount_points\": [\n"
                        "{\"path\": \"p\", \"volume\":\n\"a\"}]}]}]}"),
-              "4: \"a\" is no volume");
-    EXPECT_EQ(fault_of("{\"disk_groups\": [{\"name\": \"a\", \"dgid\": \"1\", \"volumes\": [\n"
+              "4: \"a\" is not a volume");
+    EXPECT_EQ(error_of("{\"disk_groups\": [{\"name\": \"a\", \"dgid\": \"1\", \"volumes\": [\n"
                        "{\"name\": \"v\", \"device\": \"\", \"mount_points\": [\n"
                        "{\"volume\": \"v\"}]}]}]}"),
               "3: \"path\" is missing");
-    EXPECT_EQ(fault_of("{\"disk_groups\": [{\"name\": \"a\", \"dgid\": \"1\",\n"
+    EXPECT_EQ(error_of("{\"disk_groups\": [{\"name\": \"a\", \"dgid\": \"1\",\n"
                        "\"without\": [\"dgid\",\n\"size\"]}]}"),
-              "3: the object has no property \"size\" to leave out");
+              "3: the object has no property \"size\" to remove");
 }
 
-// A scenario with one property, whose value begins on line 2.
+// A scenario with one property whose value starts on line 2.
 std::string with_property(const std::string& type, const std::string& value) {
     return "{\"objects\": [{\"name\": \"o\", \"type\": \"t\", \"properties\": {\"p\": "
            "{\"type\": \"" +
            type + "\", \"value\":\n" + value + "}}}]}";
 }
 
-TEST(ScenarioFault, OfValuesTellsItsLine) {
-    EXPECT_EQ(fault_of(with_property("INT", "1")), "1: \"INT\" is no type");
-    EXPECT_EQ(fault_of(with_property("BINARYZ", "[]")), "1: \"BINARYZ\" is no type");
-    EXPECT_EQ(fault_of(with_property("INT32", "2147483648")),
+TEST(ScenarioError, InValuesIsReportedWithLine) {
+    EXPECT_EQ(error_of(with_property("INT", "1")), "1: \"INT\" is not a type");
+    EXPECT_EQ(error_of(with_property("BINARYZ", "[]")), "1: \"BINARYZ\" is not a type");
+    EXPECT_EQ(error_of(with_property("INT32", "2147483648")),
               "2: the number does not fit its type");
-    EXPECT_EQ(fault_of(with_property("UINT32", "-1")),
-              "2: an integer from 0 to 4294967295 is wanted here");
-    EXPECT_EQ(fault_of(with_property("INT64", "9223372036854775808")),
-              "2: an integer is wanted here");
-    EXPECT_EQ(fault_of(with_property("BOOLEAN", "0")), "2: true or false is wanted here");
-    EXPECT_EQ(fault_of(with_property("BOOLEANZ", "true")), "2: an array is wanted here");
-    EXPECT_EQ(fault_of(with_property("BINARY", "\"0\"")),
-              "2: pairs of hexadecimal digits are wanted here");
-    EXPECT_EQ(fault_of(with_property("BINARY", "\"zz\"")),
-              "2: pairs of hexadecimal digits are wanted here");
-    EXPECT_EQ(fault_of(with_property("GUID", "\"{1}\"")),
-              "2: a GUID as {xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx} is wanted here");
-    EXPECT_EQ(fault_of(with_property("ZTOBJID", "\"x\"")), "2: there is no object \"x\"");
-    EXPECT_EQ(fault_of(with_property("I18N", "{\"id\": 1, \"name\": \"n\"}")),
+    EXPECT_EQ(error_of(with_property("UINT32", "-1")),
+              "2: expected an integer from 0 to 4294967295");
+    EXPECT_EQ(error_of(with_property("INT64", "9223372036854775808")), "2: expected an integer");
+    EXPECT_EQ(error_of(with_property("BOOLEAN", "0")), "2: expected true or false");
+    EXPECT_EQ(error_of(with_property("BOOLEANZ", "true")), "2: expected an array");
+    EXPECT_EQ(error_of(with_property("BINARY", "\"0\"")),
+              "2: expected pairs of hexadecimal digits");
+    EXPECT_EQ(error_of(with_property("BINARY", "\"zz\"")),
+              "2: expected pairs of hexadecimal digits");
+    EXPECT_EQ(error_of(with_property("GUID", "\"{1}\"")),
+              "2: expected a GUID like {xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx}");
+    EXPECT_EQ(error_of(with_property("ZTOBJID", "\"x\"")), "2: there is no object \"x\"");
+    EXPECT_EQ(error_of(with_property("I18N", "{\"id\": 1, \"name\": \"n\"}")),
               "2: \"catalog\" is missing");
-    EXPECT_EQ(fault_of(with_property("I18NFORMATSTRING", "{\"insertions\": []}")),
+    EXPECT_EQ(error_of(with_property("I18NFORMATSTRING", "{\"insertions\": []}")),
               "2: \"pattern\" is missing");
     EXPECT_EQ(
-        fault_of(with_property("I18NFORMATSTRING", "{\"pattern\": \"\", \"insertions\": [5]}")),
-        "2: an object is wanted here");
-    EXPECT_EQ(fault_of(with_property("PROPSET", "{\"a\": {\"type\": \"STR\", \"value\": 1}}")),
-              "2: a text is wanted here");
-    EXPECT_EQ(fault_of("{\"objects\": [{\"name\": \"o\", \"type\": \"t\", \"properties\": {\"p\":\n"
+        error_of(with_property("I18NFORMATSTRING", "{\"pattern\": \"\", \"insertions\": [5]}")),
+        "2: expected an object");
+    EXPECT_EQ(error_of(with_property("PROPSET", "{\"a\": {\"type\": \"STR\", \"value\": 1}}")),
+              "2: expected a string");
+    EXPECT_EQ(error_of("{\"objects\": [{\"name\": \"o\", \"type\": \"t\", \"properties\": {\"p\":\n"
                        "{\"type\": \"INT32\", \"value\": 1, \"x\": 1}}}]}"),
-              "2: nothing is known of the key \"x\"");
+              "2: unknown key \"x\"");
 }
 
-TEST(ScenarioFault, OfNarrowTextIsRefused) {
+TEST(ScenarioError, InNarrowStringsIsReported) {
     if (GetACP() == CP_UTF8) {
         GTEST_SKIP() << "the code page of this node holds every character";
     }
-    EXPECT_EQ(fault_of(with_property("STR", "\"\\u65e5\"")),
-              "2: the text has characters that a narrow text cannot hold");
+    EXPECT_EQ(error_of(with_property("STR", "\"\\u65e5\"")),
+              "2: the ANSI code page lacks a character of the string");
 }
 
 class ScenarioFile : public lab_tests::StoreTest {
@@ -340,7 +339,7 @@ class ScenarioFile : public lab_tests::StoreTest {
     }
 };
 
-TEST_F(ScenarioFile, FaultsTellFileAndLine) {
+TEST_F(ScenarioFile, ReportsErrorsWithFileAndLine) {
     wchar_t folder[MAX_PATH];
     ASSERT_NE(GetTempPathW(MAX_PATH, folder), 0u);
     const std::filesystem::path path = std::filesystem::path(folder) / L"faulty.json";
@@ -348,13 +347,12 @@ TEST_F(ScenarioFile, FaultsTellFileAndLine) {
     ASSERT_NE(file, nullptr);
     std::fputs("{\r\n\"node\": {\r\n\"role\": true\r\n}}\r\n", file);
     std::fclose(file);
-    EXPECT_EQ(fault_of_file(path),
-              path.string() + ":3: an integer from 0 to 4294967295 is wanted here");
+    EXPECT_EQ(fault_of_file(path), path.string() + ":3: expected an integer from 0 to 4294967295");
     std::filesystem::remove(path);
     EXPECT_EQ(fault_of_file(path), path.string() + ": No such file or directory");
 }
 
-TEST_F(ScenarioFile, SmallIsTheDemo) {
+TEST_F(ScenarioFile, SmallHasTheDemosGroups) {
     load_shipped("small.json");
     EXPECT_THAT(of_type(ZTTYPE_DISK_GROUP), ElementsAre("dg_data", "dg_quorum", "dg_local"));
     opal_objid late;
@@ -385,7 +383,7 @@ TEST_F(ScenarioFile, LargeGroupHasManyDisksAndVolumes) {
     EXPECT_EQ(property("Harddisk007", "DISKID"), "STR \"c0000007-5e6f\"");
 }
 
-TEST_F(ScenarioFile, RecordsHaveDrivesMirrorsAndSubdisks) {
+TEST_F(ScenarioFile, RecordsHasDrivesMirrorsAndSubdisks) {
     load_shipped("records.json");
     EXPECT_THAT(children("vol_mirror", ZTTYPE_PLEX), ElementsAre("vol_mirror-01", "vol_mirror-02"));
     EXPECT_THAT(children("Harddisk2", ZTTYPE_SUBDISK), ElementsAre("Harddisk2-01"));
@@ -404,7 +402,7 @@ TEST_F(ScenarioFile, EmptyHasNoStorage) {
     EXPECT_THAT(of_type(ZTTYPE_CLUSTER_SERVICE), ElementsAre("service"));
 }
 
-TEST_F(ScenarioFile, AwkwardHasWhatAgentsDoNotExpect) {
+TEST_F(ScenarioFile, AwkwardHasExcludedTypesAndMistypedProperties) {
     load_shipped("awkward.json");
     EXPECT_EQ(property("dg_type0", "LDM DG TYPE"), "UINT32 0");
     EXPECT_EQ(property("dg_type7", "LDM DG TYPE"), "UINT32 7");

@@ -1,4 +1,4 @@
-// A store made from a scenario, and short ways to ask it.
+// A store built from a scenario, and helpers to query it.
 #pragma once
 
 #include "scenario.h"
@@ -53,7 +53,7 @@ class StoreTest : public testing::Test {
         EXPECT_EQ(store->query(text, ids), ZTSTATUS_OK);
         return names(ids);
     }
-    // "TYPE value", or "" when the object has no such property.
+    // "TYPE value", or "" if the object has no such property.
     std::string property(const std::string& object, const std::string& name) {
         lab::Value value;
         const opal_status status = store->get_property(id(object), name, value);

@@ -25,7 +25,7 @@ class StoreObjects : public lab_tests::StoreTest {
     }
 };
 
-TEST_F(StoreObjects, OfATypeComeInTheOrderOfTheScenario) {
+TEST_F(StoreObjects, KeepTheOrderOfTheScenario) {
     EXPECT_THAT(of_type(ZTTYPE_DISK_GROUP), ElementsAre("dg1", "dg2"));
     EXPECT_THAT(of_type(ZTTYPE_DISK), ElementsAre("d1", "d2"));
     EXPECT_THAT(of_type(ZTTYPE_CLUSTER_SERVICE), ElementsAre("service"));
@@ -33,7 +33,7 @@ TEST_F(StoreObjects, OfATypeComeInTheOrderOfTheScenario) {
     EXPECT_THAT(of_type("no such type"), IsEmpty());
 }
 
-TEST_F(StoreObjects, AreRelatedAsStorageIs) {
+TEST_F(StoreObjects, HaveParentsAndChildren) {
     EXPECT_THAT(children("dg1"), ElementsAre("d1", "d2", "v1"));
     EXPECT_THAT(children("dg1", ZTTYPE_VOLUME), ElementsAre("v1"));
     EXPECT_THAT(children("dg1", ZTTYPE_PLEX), IsEmpty());
@@ -55,7 +55,7 @@ TEST_F(StoreObjects, HaveTypes) {
     EXPECT_EQ(type, ZTTYPE_FILE_SYSTEM);
 }
 
-TEST_F(StoreObjects, ThatAreHiddenAreUnknownToClients) {
+TEST_F(StoreObjects, AreUnknownWhileHidden) {
     for (const char* name : {"late", "v3", "fs3", "p3", "s3"}) {
         std::string type;
         lab::Value value;
@@ -66,7 +66,7 @@ TEST_F(StoreObjects, ThatAreHiddenAreUnknownToClients) {
     EXPECT_THAT(query(L"SELECT FROM " ZTTYPE_VOLUME L" where \"Name\" EQ v3"), IsEmpty());
 }
 
-TEST_F(StoreObjects, ThatAreHiddenAreNobodysRelatives) {
+TEST_F(StoreObjects, AreNoParentsOrChildrenWhileHidden) {
     load(R"({"objects": [{"name": "top", "type": "t"},
                          {"name": "ghost", "type": "t", "hidden": true},
                          {"name": "child", "type": "t", "parents": ["top", "ghost"]},
@@ -76,7 +76,7 @@ TEST_F(StoreObjects, ThatAreHiddenAreNobodysRelatives) {
     EXPECT_THAT(parents("child"), ElementsAre("top"));
 }
 
-TEST_F(StoreObjects, AreToldApartFromTheNullObject) {
+TEST_F(StoreObjects, AreDistinguishedFromTheNullId) {
     const opal_objid null_id{};
     opal_objid unknown{};
     unknown.bytes[3] = 0xff;
@@ -100,14 +100,14 @@ TEST_F(StoreObjects, AreToldApartFromTheNullObject) {
     EXPECT_EQ(store->name_of(unknown), "000000ff000000000000000000000000");
 }
 
-TEST_F(StoreObjects, OfAScenarioBeforeAreUnknown) {
+TEST_F(StoreObjects, AreUnknownInAnotherStore) {
     const opal_objid before = id("dg1");
     load(R"({"disk_groups": [{"name": "dg1", "dgid": "id-1"}]})");
     std::string type;
     EXPECT_EQ(store->get_type(before, type), ZTERROR_UNKNOWN_OBJECT);
 }
 
-TEST_F(StoreObjects, KeepWhatIsWritten) {
+TEST_F(StoreObjects, StoreWrittenProperties) {
     EXPECT_EQ(store->set_property(id("dg2"), {"new", lab::uint32_value(7)}), ZTSTATUS_OK);
     EXPECT_EQ(property("dg2", "new"), "UINT32 7");
     EXPECT_EQ(store->set_property(id("dg2"), {"new", lab::text_value("seven")}), ZTSTATUS_OK);
@@ -119,7 +119,7 @@ TEST_F(StoreObjects, KeepWhatIsWritten) {
     EXPECT_EQ(all.back().name, "new");
 }
 
-TEST_F(StoreObjects, AreGoneWhenDeleted) {
+TEST_F(StoreObjects, DisappearWhenDeleted) {
     EXPECT_EQ(query(L"SELECT FROM " ZTTYPE_VOLUME L" where \"Name\" EQ v1").size(), 1u);
     const opal_objid volume = id("v1");
     EXPECT_EQ(store->delete_object(volume), ZTSTATUS_OK);
@@ -156,7 +156,7 @@ class StoreQuery : public lab_tests::StoreTest {
     }
 };
 
-TEST_F(StoreQuery, ComparesTextFormsWithoutRegardToCase) {
+TEST_F(StoreQuery, ComparesStringsIgnoringCase) {
     EXPECT_THAT(where(L"\"text\" EQ mixed case"), ElementsAre("a", "b"));
     EXPECT_THAT(where(L"\"number\" EQ 2882343476"), ElementsAre("a"));
     EXPECT_THAT(where(L"\"number\" EQ 5"), ElementsAre("b"));
@@ -169,14 +169,14 @@ TEST_F(StoreQuery, ComparesTextFormsWithoutRegardToCase) {
     EXPECT_THAT(where(L"\"none\" EQ one"), IsEmpty());
 }
 
-TEST_F(StoreQuery, TakesTheValueAsItStands) {
+TEST_F(StoreQuery, ComparesTheValueLiterally) {
     EXPECT_THAT(where(L"\"narrow\" EQ x\"y"), ElementsAre("a"));
     EXPECT_THAT(where(L"\"text\" EQ \"mixed case\""), IsEmpty());
     EXPECT_THAT(where(L"\"text\" EQ mixed case "), IsEmpty());
     EXPECT_THAT(where(L"\"text\" EQ "), IsEmpty());
 }
 
-TEST_F(StoreQuery, FollowsChanges) {
+TEST_F(StoreQuery, FindsChangedAndDeletedObjects) {
     EXPECT_THAT(where(L"\"text\" EQ mixed case"), ElementsAre("a", "b"));
     store->set_property(id("a"), {"text", lab::wide_value(L"else")});
     EXPECT_THAT(where(L"\"text\" EQ mixed case"), ElementsAre("b"));
@@ -187,7 +187,7 @@ TEST_F(StoreQuery, FollowsChanges) {
     EXPECT_THAT(where(L"\"text\" EQ else"), ElementsAre("b"));
 }
 
-TEST_F(StoreQuery, RefusesWhatIsNoQuery) {
+TEST_F(StoreQuery, RejectsMalformedQueries) {
     std::vector<opal_objid> ids(1);
     for (const wchar_t* text :
          {L"", L"SELECT", L"SELECT FROM thing", L"SELECT FROM thing where text EQ a",
@@ -195,10 +195,10 @@ TEST_F(StoreQuery, RefusesWhatIsNoQuery) {
           L"SELECT FROM  where \"text\" EQ a", L"SELECT FROM thing where \"\" EQ a"}) {
         EXPECT_EQ(store->query(text, ids), ZTERROR_BAD_QUERY) << testing::PrintToString(text);
     }
-    EXPECT_EQ(ids.size(), 1u);  // written on success only
+    EXPECT_EQ(ids.size(), 1u);  // unchanged on failure
 }
 
-// Readers, writers, queries and imports at once.
+// Reads, writes, queries and imports on several threads.
 class StoreThreads : public lab_tests::StoreTest {
   protected:
     struct Worker {
@@ -227,7 +227,7 @@ class StoreThreads : public lab_tests::StoreTest {
     }
 };
 
-TEST_F(StoreThreads, WorkAtOnce) {
+TEST_F(StoreThreads, ReadWriteQueryAndImportConcurrently) {
     load(R"({"disk_groups": [{"name": "dg#", "dgid": "#", "count": 4}]})");
     std::atomic<int> failures{0};
     Worker workers[4];

@@ -1,4 +1,4 @@
-// Alert names, messages, texts, memory, trace, and what the DLL exports.
+// Alert names, messages, strings, memory, trace and the DLL's exports.
 #include "bus_fixture.h"
 
 #include <set>
@@ -10,7 +10,7 @@ namespace {
 
 using Utilities = BusTest;
 
-TEST_F(Utilities, EvMatchKnowsTheStarAndNoCase) {
+TEST_F(Utilities, EvMatchSupportsStarAndIgnoresCase) {
     EXPECT_TRUE(EvMatch("event.alert", "EVENT.alert"));
     EXPECT_FALSE(EvMatch("event.alert", "event.alert.more"));
     EXPECT_FALSE(EvMatch("event.alert.more", "event.alert"));
@@ -25,7 +25,7 @@ TEST_F(Utilities, EvMatchKnowsTheStarAndNoCase) {
     EXPECT_FALSE(EvMatch("a", nullptr));
 }
 
-TEST_F(Utilities, InsertionsAreCopiesThatTheCallerFrees) {
+TEST_F(Utilities, InsertionsAreCopiesForTheCallerToFree) {
     opal_i18n_format format{"%s and %s", 0, nullptr};
     char narrow[] = "first";
     wchar_t wide[] = L"second";
@@ -47,7 +47,7 @@ TEST_F(Utilities, InsertionsAreCopiesThatTheCallerFrees) {
     EXPECT_EQ(I18nAddInsertionWideString(&format, nullptr), ZTERROR_INVALID_ARGUMENT);
 }
 
-TEST_F(Utilities, GuidTextIsLowerCase) {
+TEST_F(Utilities, GuidStringIsLowerCase) {
     const GUID guid = {
         0x61678C9A, 0x1DD2, 0x01B2, {0x96, 0x03, 0x08, 0x00, 0x20, 0x9E, 0xAD, 0x9C}};
     char* text = ZtGUIDToString(&guid);
@@ -70,7 +70,7 @@ TEST_F(Utilities, MemoryIsZeroedAndCounted) {
     EXPECT_EQ(live().blocks, 0u);
 }
 
-TEST_F(Utilities, TextsAreConverted) {
+TEST_F(Utilities, ConvertsStringsWithinCapacity) {
     constexpr auto failed = static_cast<size_t>(-1);
     wchar_t wide[8] = L"zzzzzzz";
     EXPECT_EQ(Ztmbstowcs(wide, "abc", 4), 3u);
@@ -96,7 +96,7 @@ TEST_F(Utilities, TextsAreConverted) {
     }
 }
 
-TEST_F(Utilities, CriticalSectionsAndHandles) {
+TEST_F(Utilities, LocksCriticalSectionsAndClosesHandles) {
     CRITICAL_SECTION section;
     ZtInitializeCriticalSection(&section);
     ZtEnterCriticalSection(&section);
@@ -122,16 +122,16 @@ void keep_trace(std::uint32_t level, const char* text) {
     traced.push_back(std::to_string(level) + " " + text);
 }
 
-TEST_F(Utilities, TraceHasTheWindowsFamilysFormats) {
+TEST_F(Utilities, TraceFormatsLikeWindows) {
     traced.clear();
     LabSetTraceSink(keep_trace);
     ZtTrace(4, "%S: %s is %d, 0x%x, %I64d, %ws", L"wide", "narrow", -1, 0xabu, INT64_MIN, L"w");
     LabSetTraceSink(nullptr);
-    ZtTrace(5, "nobody listens");
+    ZtTrace(5, "no sink");
     EXPECT_THAT(traced, ElementsAre("4 wide: narrow is -1, 0xab, -9223372036854775808, w"));
 }
 
-TEST_F(Utilities, TraceKeepsLongTextsWithinBounds) {
+TEST_F(Utilities, TraceTruncatesLongLines) {
     traced.clear();
     LabSetTraceSink(keep_trace);
     ZtTrace(0, "%s", std::string(5000, 'x').c_str());
@@ -141,7 +141,7 @@ TEST_F(Utilities, TraceKeepsLongTextsWithinBounds) {
     EXPECT_GT(traced[0].size(), 1000u);
 }
 
-// The names that the DLL exports, from its export table.
+// Returns the names in the DLL's export table.
 std::set<std::string> exported_names() {
     const auto* base = reinterpret_cast<const char*>(GetModuleHandleW(L"ztbus3.dll"));
     const auto* dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(base);
@@ -156,7 +156,7 @@ std::set<std::string> exported_names() {
     return result;
 }
 
-TEST_F(Utilities, TheDllExportsTheBusAndTheLab) {
+TEST_F(Utilities, DllExportsTheBusAndTheLab) {
     EXPECT_THAT(exported_names(),
                 testing::UnorderedElementsAre(
                     "PsCreatePropset", "PsDestroyPropset", "PsAddProperty", "PsSetProperty",
@@ -175,7 +175,7 @@ TEST_F(Utilities, TheDllExportsTheBusAndTheLab) {
                     "LabSetFaultPlan", "LabGetLive", "LabCallCount", "LabSetTraceSink"));
 }
 
-TEST_F(Utilities, CallsAreCounted) {
+TEST_F(Utilities, CountsCallsByName) {
     const std::uint64_t before = LabCallCount("EvMatch");
     const std::uint64_t allocations = LabCallCount("_ZtAlloc");
     EvMatch("a", "b");

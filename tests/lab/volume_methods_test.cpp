@@ -1,4 +1,4 @@
-// Volumes of the lab's storage go online and offline.
+// Methods that bring volumes online and offline.
 #include "methods.h"
 #include "store_fixture.h"
 
@@ -35,7 +35,7 @@ class VolumeMethods : public lab_tests::StoreTest {
     }
 };
 
-TEST_F(VolumeMethods, OfflineAndOnlineChangeOneBitOfTheState) {
+TEST_F(VolumeMethods, OfflineSetsAndOnlineClearsOneBitOfTheState) {
     EXPECT_EQ(offline("v"), ZTSTATUS_OK);
     EXPECT_EQ(property("v", "ztvmstate"), "UINT32 32");
     EXPECT_THAT(output, IsEmpty());
@@ -50,14 +50,14 @@ TEST_F(VolumeMethods, OfflineAndOnlineChangeOneBitOfTheState) {
     EXPECT_THAT(alerts, IsEmpty());
 }
 
-TEST_F(VolumeMethods, WhatIsDoneAlreadySucceeds) {
+TEST_F(VolumeMethods, SucceedWhenNothingIsToBeDone) {
     EXPECT_EQ(online("v"), ZTSTATUS_OK);
     EXPECT_EQ(property("v", "ztvmstate"), "UINT32 0");
     EXPECT_EQ(offline("down", 0xFFFFFFFF), ZTSTATUS_OK);
     EXPECT_EQ(property("down", "ztvmstate"), "UINT32 4128");
 }
 
-TEST_F(VolumeMethods, ABrokenVolumeDoesNotGoOnline) {
+TEST_F(VolumeMethods, OnlineFailsForBrokenVolume) {
     EXPECT_EQ(online("lost"), lab::status_volume_broken);
     EXPECT_EQ(property("lost", "ztvmstate"), "UINT32 36");
     EXPECT_EQ(online("failed"), lab::status_volume_broken);
@@ -66,7 +66,7 @@ TEST_F(VolumeMethods, ABrokenVolumeDoesNotGoOnline) {
     EXPECT_EQ(property("failed", "ztvmstate"), "UINT32 48");
 }
 
-TEST_F(VolumeMethods, TheGroupMustBeImported) {
+TEST_F(VolumeMethods, FailWhileGroupIsNotImported) {
     EXPECT_EQ(online("far"), lab::status_not_imported);
     EXPECT_EQ(offline("far"), lab::status_not_imported);
     EXPECT_EQ(property("far", "ztvmstate"), "UINT32 32");
@@ -77,7 +77,7 @@ TEST_F(VolumeMethods, TheGroupMustBeImported) {
     EXPECT_EQ(property("far", "ztvmstate"), "UINT32 0");
 }
 
-TEST_F(VolumeMethods, TheNodeMustRun) {
+TEST_F(VolumeMethods, FailWhileNodeDoesNotRun) {
     for (const char* node : {"\"role\": 0", "\"misc\": false"}) {
         load_on_node(node);
         EXPECT_EQ(online("down"), lab::status_node_not_running);
@@ -87,7 +87,7 @@ TEST_F(VolumeMethods, TheNodeMustRun) {
     }
 }
 
-TEST_F(VolumeMethods, WhatIsNoVolumeIsRefused) {
+TEST_F(VolumeMethods, FailForOtherObjectsAndHiddenVolumes) {
     EXPECT_EQ(online("up"), lab::status_no_such_volume);
     EXPECT_EQ(offline("service"), lab::status_no_such_volume);
     EXPECT_EQ(offline("unseen"), lab::status_no_such_volume);
@@ -96,7 +96,7 @@ TEST_F(VolumeMethods, WhatIsNoVolumeIsRefused) {
               lab::status_no_such_volume);
 }
 
-TEST_F(VolumeMethods, ParametersAreWanted) {
+TEST_F(VolumeMethods, FailWithoutParameters) {
     const lab::Property volume{"volume", object(id("v"))};
     const lab::Property text{"volume", lab::text_value("v")};
     const lab::Property online_flag{"OnlineFlag", lab::uint32_value(1)};
@@ -119,7 +119,7 @@ TEST_F(VolumeMethods, ParametersAreWanted) {
     EXPECT_EQ(offline_with({volume, offline_flag}), ZTSTATUS_OK);
 }
 
-TEST_F(VolumeMethods, TheClusterServiceAloneOffersThem) {
+TEST_F(VolumeMethods, FailOnTargetsOtherThanTheClusterService) {
     const lab::PropertySet input{{"volume", object(id("v"))},
                                  {"OfflineFlag", lab::uint32_value(1)}};
     EXPECT_EQ(call("v", zt_volume_manager_interface, ZTMETHOD_MISCOP_VOLUMEOFFLINE, input),

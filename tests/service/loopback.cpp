@@ -51,7 +51,7 @@ void send_bytes(SOCKET socket, const void* bytes, std::size_t size) {
     for (std::size_t at = 0; at < size;) {
         const int sent = send(socket, first + at, static_cast<int>(size - at), 0);
         if (sent <= 0) {
-            return;  // the other side closed: what it says is looked at elsewhere
+            return;  // the peer has closed the connection
         }
         at += static_cast<std::size_t>(sent);
     }

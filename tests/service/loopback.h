@@ -1,4 +1,4 @@
-// Plain TCP on the loopback interface, beside the code under test.
+// Plain TCP on the loopback interface, without the code under test.
 #pragma once
 
 #include <winsock2.h>
@@ -8,7 +8,7 @@
 
 namespace support {
 
-// A connected socket; INVALID_SOCKET when nobody listens.
+// Returns a connected socket; INVALID_SOCKET if nothing listens.
 SOCKET connect_to(std::uint16_t port);
 
 struct SocketPair {
@@ -19,8 +19,8 @@ SocketPair connected_pair();
 
 void send_bytes(SOCKET socket, const void* bytes, std::size_t size);
 
-// All that comes until the other side closes. Fails the test after ten seconds
-// of silence.
+// Receives until the peer closes the connection. Fails the test after ten seconds
+// without data.
 std::vector<std::uint8_t> receive_to_end(SOCKET socket);
 
 }  // namespace support

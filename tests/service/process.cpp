@@ -14,7 +14,7 @@ TemporaryFolder::TemporaryFolder() {
     GetTempPathW(MAX_PATH, base);
     m_path = std::wstring(base) + L"farlo-" + std::to_wstring(GetCurrentProcessId()) + L"-" +
              std::to_wstring(++last_number);
-    // A process that crashed under the same number left its own.
+    // May be left over from a crashed process with the same id.
     std::filesystem::remove_all(m_path);
     std::filesystem::create_directories(m_path);
 }
@@ -57,7 +57,7 @@ Process::Process(const std::wstring& command_line) {
     start.dwFlags = STARTF_USESTDHANDLES;
     start.hStdOutput = open(m_folder.file(L"out"));
     start.hStdError = open(m_folder.file(L"err"));
-    std::wstring line = command_line;  // CreateProcessW writes into it
+    std::wstring line = command_line;  // CreateProcessW modifies its argument
     PROCESS_INFORMATION process{};
     if (CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &start,
                        &process) == FALSE) {

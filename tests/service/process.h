@@ -1,4 +1,4 @@
-// Processes that tests start, and the files that they leave.
+// Processes that tests start, and their files.
 #pragma once
 
 #include <windows.h>
@@ -8,7 +8,7 @@
 
 namespace support {
 
-// A folder that is gone with the test.
+// A folder that is deleted with the object.
 class TemporaryFolder {
   public:
     TemporaryFolder();
@@ -17,22 +17,22 @@ class TemporaryFolder {
     TemporaryFolder& operator=(const TemporaryFolder&) = delete;
 
     std::wstring file(const std::wstring& name) const { return m_path + L"\\" + name; }
-    // Writes a file; returns its path.
+    // Writes a file and returns its path.
     std::wstring write(const std::wstring& name, const std::string& text) const;
 
   private:
     std::wstring m_path;
 };
 
-// The text of a file; empty when there is none.
+// Returns the contents of a file; empty if there is no such file.
 std::string read_text(const std::wstring& path);
 
 std::wstring in_quotes(const std::wstring& path);
 
-// The program of that name in the folder of this test program, in quotes.
+// Returns the path of a program in this test program's folder, in quotes.
 std::wstring beside_this_program(const wchar_t* name);
 
-// A process whose output goes to files. Killed when it goes out of scope.
+// A process with its output redirected to files. The destructor kills it.
 class Process {
   public:
     explicit Process(const std::wstring& command_line);
@@ -42,7 +42,7 @@ class Process {
 
     bool runs() const;
     void kill();
-    // Its exit code; nothing when it still runs after that time.
+    // Returns its exit code; nothing if it still runs after that time.
     std::optional<DWORD> wait(DWORD limit_ms) const;
     HANDLE handle() const { return m_process; }
     std::string output() const { return read_text(m_folder.file(L"out")); }
@@ -53,7 +53,7 @@ class Process {
     HANDLE m_process = nullptr;
 };
 
-// Whether a condition comes true within the limit.
+// Returns whether a condition becomes true within the limit.
 template <class Condition> bool eventually(Condition&& condition, DWORD limit_ms = 20'000) {
     const ULONGLONG begin = GetTickCount64();
     while (!condition()) {

@@ -1,13 +1,12 @@
 // A client process for the tests of the service:
 //
-//   service_client work NAME COUNT   COUNT connections at once, each of them used
+//   service_client work NAME COUNT   opens and uses COUNT connections at once
 //   service_client import NAME       imports the first disk group
-//   service_client watch NAME        prints the alerts that come
-//   service_client leave NAME        ends with its connection open
+//   service_client watch NAME        prints the alerts it receives
+//   service_client leave NAME        exits without closing its connection
 //
-// NAME is that of a pair of kernel objects: the semaphore NAME.ready is released
-// when the client is connected, the event NAME.go lets it go on. Ends with 0 when
-// all went as it should.
+// It releases the semaphore NAME.ready once it is connected, then waits for the
+// event NAME.go. Exits with 0 on success.
 #include "session_calls.h"
 
 #include <cstdio>

@@ -1,4 +1,4 @@
-// Tests of the service process: real processes, real connections.
+// Fixture of tests with a real service process and real connections.
 #pragma once
 
 #include "process.h"
@@ -18,10 +18,10 @@ namespace support {
 
 constexpr DWORD hang_ms = 60'000;
 
-// ztsvc.exe, once it listens.
+// A running ztsvc.exe. The constructor waits until it listens.
 class Service {
   public:
-    // Port 0 takes a free one.
+    // Port 0 selects a free one.
     Service(const std::string& scenario, const std::string& faults, std::uint16_t port,
             const std::wstring& options = L"");
 
@@ -37,7 +37,7 @@ class Service {
     std::uint16_t m_port = 0;
 };
 
-// service_client.exe.
+// A running service_client.exe.
 class ClientProcess {
   public:
     explicit ClientProcess(const std::wstring& task, int connections = 1);
@@ -60,13 +60,12 @@ class ServiceTest : public testing::Test {
   protected:
     void TearDown() override;
 
-    // Starts the service and makes it this process's, and that of the clients
-    // which are started from here on.
+    // Starts the service. This process and clients started later connect to it.
     void start(const std::string& scenario, const std::string& faults = "[]",
                std::uint16_t port = 0, const std::wstring& options = L"");
     opal_handle connect();
     static void release(opal_handle handle) { EXPECT_EQ(UnInitializeZtVmW(handle), ZTSTATUS_OK); }
-    // The service answers a connection of its own.
+    // Checks that the service serves a new connection.
     void expect_alive();
 
     static constexpr char one_group[] = R"({"disk_groups": [{"name": "dg1", "dgid": "g1"}]})";

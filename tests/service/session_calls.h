@@ -1,4 +1,4 @@
-// Calls over a connection handle, as the library makes them.
+// Calls over a connection handle, like those of the library.
 #pragma once
 
 #include "lab_cmd.h"
@@ -21,7 +21,7 @@ inline uint8_t connected_of(opal_handle handle) {
     return connected;
 }
 
-// All objects of a type.
+// Lists all objects of a type.
 inline opal_status list(opal_handle handle, const char* type, std::vector<opal_objid>& objects) {
     opal_objid* ids = nullptr;
     uint32_t count = 0;
@@ -34,7 +34,7 @@ inline opal_status list(opal_handle handle, const char* type, std::vector<opal_o
     return status;
 }
 
-// Calls the method that imports or deports a disk group, on the group itself.
+// Calls DGOP_IMPORT or DGOP_DEPORT on the disk group with GUID "g1".
 inline opal_status call_group_method(opal_handle handle, const opal_objid& group, uint32_t method) {
     opal_propset input = nullptr;
     opal_status status = PsCreatePropset(&input);
@@ -59,7 +59,7 @@ inline opal_status call_group_method(opal_handle handle, const opal_objid& group
     return status;
 }
 
-// Calls a method without parameters of the cluster-service object.
+// Calls a method without parameters on the cluster-service object.
 inline opal_status call_service_method(opal_handle handle, uint32_t method) {
     std::vector<opal_objid> services;
     const opal_status status = list(handle, ZTTYPE_CLUSTER_SERVICE, services);
@@ -70,7 +70,7 @@ inline opal_status call_service_method(opal_handle handle, uint32_t method) {
                           ZTMETHOD_MAJOR, method, nullptr, nullptr, 0, 0, 0, 0, nullptr, nullptr);
 }
 
-// The same on the first disk group that the service has.
+// The same on the service's first disk group.
 inline opal_status call_group_method(opal_handle handle, uint32_t method) {
     std::vector<opal_objid> groups;
     const opal_status status = list(handle, ZTTYPE_DISK_GROUP, groups);

@@ -1,4 +1,4 @@
-// Services that keep their connections open and say nothing any more.
+// Services that keep connections open but no longer answer.
 #include "loopback.h"
 #include "process_identity.h"
 #include "service_fixture.h"
@@ -28,18 +28,18 @@ class SilentService : public ServiceTest {
     }
     void connect_here() { SetEnvironmentVariableA("ZTLAB_SERVICE", m_address.c_str()); }
 
-    // The next client's connection, once it has been told that it talks to this
-    // process. To be closed by the test's end.
+    // Accepts the next client and answers its first request with the identity of a
+    // service process. The test closes the connection.
     std::unique_ptr<lab::Stream> accept_client(const lab::ProcessIdentity& identity) {
         auto client = std::make_unique<lab::Stream>(accept(m_listener, nullptr, nullptr));
-        lab::Frame question;
-        EXPECT_TRUE(client->receive(question));
+        lab::Frame request;
+        EXPECT_TRUE(client->receive(request));
         lab::Writer answer;
         answer.number(ZTSTATUS_OK);
         answer.flag(true);
         answer.number(identity.number);
         answer.big_number(identity.started);
-        EXPECT_TRUE(client->send(lab::FrameKind::answer, question.number, answer.take()));
+        EXPECT_TRUE(client->send(lab::FrameKind::answer, request.number, answer.take()));
         return client;
     }
 
@@ -59,7 +59,7 @@ DWORD WINAPI connect_in_thread(void* argument) {
     return 0;
 }
 
-TEST_F(SilentService, NoConnectionWithoutAFirstAnswer) {
+TEST_F(SilentService, ConnectFailsWithoutFirstAnswer) {
     connect_here();
     const ULONGLONG begin = GetTickCount64();
     opal_handle handle = nullptr;
@@ -70,7 +70,7 @@ TEST_F(SilentService, NoConnectionWithoutAFirstAnswer) {
     EXPECT_LT(waited, 10'000u);
 }
 
-TEST_F(SilentService, TheEndOfItsProcessIsTheEndOfTheConnection) {
+TEST_F(SilentService, ConnectionEndsWithTheServicesProcess) {
     start(one_group);
     connect_here();
     Connecting connecting;
@@ -91,7 +91,7 @@ TEST_F(SilentService, TheEndOfItsProcessIsTheEndOfTheConnection) {
     release(connecting.handle);
 }
 
-TEST_F(SilentService, AnotherProcessOfThatNumberIsNotIt) {
+TEST_F(SilentService, IgnoresAnotherProcessWithTheSameId) {
     start(one_group);
     connect_here();
     Connecting connecting;

@@ -54,7 +54,7 @@ TEST_F(Streams, CarriesFramesOfAnySize) {
     }
 }
 
-TEST_F(Streams, RefusesHeadersThatAreNone) {
+TEST_F(Streams, RejectsInvalidHeaders) {
     const struct {
         std::uint32_t magic, version, kind, length;
     } rows[] = {
@@ -72,14 +72,14 @@ TEST_F(Streams, RefusesHeadersThatAreNone) {
     }
 }
 
-TEST_F(Streams, AHeaderAloneClaimsNoMemory) {
+TEST_F(Streams, DoesNotAllocateForHeaderAlone) {
     send_header(frame_magic, frame_version, 1, frame_limit);
     hang_up();
     EXPECT_FALSE(m_stream->receive(m_frame));
     EXPECT_LE(m_frame.body.capacity(), 128u * 1024);
 }
 
-TEST_F(Streams, EndsInTheMiddleOfAFrame) {
+TEST_F(Streams, ReceiveFailsInTheMiddleOfAFrame) {
     const FrameHeader header{frame_magic, frame_version, 1, 1, 8};
     send_bytes(m_raw, &header, sizeof header);
     send_bytes(m_raw, "1234", 4);
@@ -87,18 +87,18 @@ TEST_F(Streams, EndsInTheMiddleOfAFrame) {
     EXPECT_FALSE(m_stream->receive(m_frame));
 }
 
-TEST_F(Streams, EndsInTheMiddleOfAHeader) {
+TEST_F(Streams, ReceiveFailsInTheMiddleOfAHeader) {
     send_bytes(m_raw, &frame_magic, sizeof frame_magic);
     hang_up();
     EXPECT_FALSE(m_stream->receive(m_frame));
 }
 
-TEST_F(Streams, DoesNotSendWhatNobodyTakes) {
+TEST_F(Streams, RejectsBodiesBeyondTheLimit) {
     EXPECT_THROW(m_stream->send(FrameKind::answer, 1, std::vector<std::uint8_t>(frame_limit + 1)),
                  Malformed);
 }
 
-// Each thread sends bodies of one byte value; a frame of mixed bytes would show.
+// Each thread sends bodies that repeat one byte value, so that mixed frames are detected.
 constexpr int senders = 4;
 constexpr int frames_each = 50;
 DWORD WINAPI send_frames(void* argument) {
@@ -113,7 +113,7 @@ DWORD WINAPI send_frames(void* argument) {
     return 0;
 }
 
-TEST_F(Streams, FramesOfSeveralThreadsDoNotMix) {
+TEST_F(Streams, DoesNotMixFramesOfSeveralThreads) {
     Stream other(m_raw);
     m_raw = INVALID_SOCKET;
     HANDLE threads[senders];

@@ -1,4 +1,4 @@
-// Bodies that nobody wrote: each is refused, or read and written again as it was.
+// Corrupt and random bodies: each is rejected, or read and written again unchanged.
 #include "frame.h"
 #include "wire_values.h"
 
@@ -19,8 +19,8 @@ class WireFuzz : public testing::Test {
         return std::uniform_int_distribution<std::size_t>(0, limit - 1)(m_random);
     }
 
-    // One fault, of those that a broken or hostile sender makes.
-    void spoil(ByteList& bytes) {
+    // Changes the bytes once, as a broken or hostile sender might.
+    void corrupt(ByteList& bytes) {
         constexpr std::uint32_t awkward[] = {
             0, 1, 2, 0x7f, 0xff, 0xffff, 0x10005, 0x80000000, 0x8000000a, 0x7fffffff, 0xffffffff};
         const std::size_t at = below(bytes.size());
@@ -52,14 +52,14 @@ class WireFuzz : public testing::Test {
         }
     }
 
-    void expect_refused_or_the_same(const ByteList& bytes) {
+    void expect_rejected_or_unchanged(const ByteList& bytes) {
         PropertySet set;
         try {
             Reader reader(bytes);
             set = reader.set();
             reader.finish();
         } catch (const Malformed&) {
-            ++m_refused;
+            ++m_rejected;
             return;
         }
         ++m_read;
@@ -70,27 +70,27 @@ class WireFuzz : public testing::Test {
 
     std::mt19937 m_random{20240229};
     std::size_t m_word = 0;
-    int m_refused = 0;
+    int m_rejected = 0;
     int m_read = 0;
 };
 
-TEST_F(WireFuzz, SpoiltBodies) {
+TEST_F(WireFuzz, RejectsOrRoundTripsCorruptBodies) {
     Writer writer;
     writer.set(set_of_every_type());
     const ByteList whole = writer.take();
     for (int round = 0; round < 6000; ++round) {
         ByteList bytes = whole;
         for (std::size_t faults = 1 + below(3); faults != 0; --faults) {
-            spoil(bytes);
+            corrupt(bytes);
         }
-        expect_refused_or_the_same(bytes);
+        expect_rejected_or_unchanged(bytes);
     }
-    // Both ways were gone often enough to tell something.
-    EXPECT_GT(m_refused, 1000);
+    // Both outcomes occurred often enough.
+    EXPECT_GT(m_rejected, 1000);
     EXPECT_GT(m_read, 100);
 }
 
-TEST_F(WireFuzz, SmallBodiesOfAwkwardWords) {
+TEST_F(WireFuzz, RejectsOrRoundTripsSmallBodiesOfAwkwardNumbers) {
     constexpr std::uint32_t parts[] = {0,  1,  2,  3,          6,          7,
                                        10, 16, 17, 0x8000000a, 0x80000006, 0xffffffff};
     for (int round = 0; round < 6000; ++round) {
@@ -98,9 +98,9 @@ TEST_F(WireFuzz, SmallBodiesOfAwkwardWords) {
         for (std::size_t left = 1 + below(12); left != 0; --left) {
             writer.number(parts[below(std::size(parts))]);
         }
-        expect_refused_or_the_same(writer.take());
+        expect_rejected_or_unchanged(writer.take());
     }
-    EXPECT_GT(m_refused, 1000);
+    EXPECT_GT(m_rejected, 1000);
 }
 
 }  // namespace

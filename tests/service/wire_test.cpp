@@ -1,4 +1,4 @@
-// What the bodies of frames hold, byte by byte.
+// The bodies of frames, byte by byte.
 #include "frame.h"
 #include "wire_values.h"
 
@@ -19,7 +19,7 @@ ByteList written(const PropertySet& set) {
     return writer.take();
 }
 
-// A reader lives no longer than what it reads.
+// The reader refers to the bytes, so both live in one function.
 template <class Read> auto read_all(const ByteList& bytes, Read&& read) {
     Reader reader(bytes);
     auto result = read(reader);
@@ -58,8 +58,8 @@ TEST(Wire, CarriesEveryType) {
     EXPECT_TRUE(same(read_set(written(all)), all));
 }
 
-TEST(Wire, TellsUnequalSetsApart) {
-    // The comparison that the tests stand on.
+TEST(Wire, DistinguishesUnequalSets) {
+    // The other tests rely on this comparison.
     const PropertySet one{{"a", {TYPE_INT32, {1}}}};
     EXPECT_FALSE(same(one, PropertySet{{"a", {TYPE_INT32, {2}}}}));
     EXPECT_FALSE(same(one, PropertySet{{"b", {TYPE_INT32, {1}}}}));
@@ -84,7 +84,7 @@ TEST(Wire, IsLittleEndian) {
     EXPECT_TRUE(same(read_set(expected), set));
 }
 
-TEST(Wire, WritesAHeaderInTwentyBytes) {
+TEST(Wire, WritesHeaderInTwentyBytes) {
     const FrameHeader header{frame_magic, frame_version, 3, 0x0a0b0c0d, 5};
     const auto* bytes = reinterpret_cast<const std::uint8_t*>(&header);
     const ByteList expected = {'Z', 'T', 'L',  'B',  1,    0,    0, 0, 3, 0,
@@ -92,7 +92,7 @@ TEST(Wire, WritesAHeaderInTwentyBytes) {
     EXPECT_EQ(ByteList(bytes, bytes + sizeof header), expected);
 }
 
-TEST(Wire, CarriesObjectsAndTexts) {
+TEST(Wire, CarriesObjectsAndStrings) {
     Writer writer;
     writer.objects({sample_id, opal_objid{}});
     writer.guid(sample_guid);
@@ -114,7 +114,7 @@ TEST(Wire, CarriesObjectsAndTexts) {
     EXPECT_NO_THROW(reader.finish());
 }
 
-TEST(Wire, RefusesEveryPartOfABody) {
+TEST(Wire, RejectsEveryTruncatedBody) {
     const ByteList whole = written(set_of_every_type());
     for (std::size_t size = 0; size < whole.size(); ++size) {
         const ByteList part(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size));
@@ -122,19 +122,19 @@ TEST(Wire, RefusesEveryPartOfABody) {
     }
 }
 
-TEST(Wire, RefusesWhatIsLeftOver) {
+TEST(Wire, RejectsBytesAfterTheBody) {
     ByteList bytes = written(set_of_every_type());
     bytes.push_back(0);
     EXPECT_THROW(read_set(bytes), Malformed);
 }
 
-TEST(Wire, RefusesCountsBeyondTheBody) {
+TEST(Wire, RejectsCountsBeyondTheBody) {
     const auto text = [](Reader& reader) { return reader.text(); };
     const auto wide = [](Reader& reader) { return reader.wide(); };
     const auto objects = [](Reader& reader) { return reader.objects(); };
     for (const std::uint32_t count : {5u, 0x7fffffffu, 0x80000000u, 0xffffffffu}) {
         SCOPED_TRACE(count);
-        const ByteList bytes = words({count, 0});  // 4 bytes behind the count
+        const ByteList bytes = words({count, 0});  // 4 bytes after the count
         EXPECT_THROW(read_all(bytes, text), Malformed);
         EXPECT_THROW(read_all(bytes, wide), Malformed);
         EXPECT_THROW(read_all(bytes, objects), Malformed);
@@ -143,13 +143,13 @@ TEST(Wire, RefusesCountsBeyondTheBody) {
         EXPECT_THROW(read_value(words({TYPE_PROPSETZ, count, 0})), Malformed);
         EXPECT_THROW(read_value(words({TYPE_I18NFORMATSTRING, 1, 0, count, 0})), Malformed);
     }
-    // The largest that fit.
+    // The largest counts that fit.
     EXPECT_EQ(read_all(words({4, 0x64636261}), text), "abcd");
     EXPECT_EQ(read_all(words({2, 0x00620061}), wide), L"ab");
     EXPECT_EQ(read_value(words({TYPE_UINT32Z, 1, 9})).elements.size(), 1u);
 }
 
-TEST(Wire, RefusesTypesThatAreNone) {
+TEST(Wire, RejectsUnknownTypes) {
     for (const std::uint32_t type :
          {0u, 12u, 15u, 18u, 0x10004u, 0x7fffffffu, 0x80000000u, TYPE_ARRAY_BIT | TYPE_BINARY}) {
         SCOPED_TRACE(type);
@@ -158,18 +158,18 @@ TEST(Wire, RefusesTypesThatAreNone) {
     }
 }
 
-TEST(Wire, RefusesAScalarThatIsNotOne) {
+TEST(Wire, RejectsScalarsWithoutExactlyOneElement) {
     EXPECT_THROW(read_value(words({TYPE_UINT32, 0})), Malformed);
     EXPECT_THROW(read_value(words({TYPE_UINT32, 2, 1, 1})), Malformed);
     EXPECT_EQ(std::get<std::uint32_t>(read_value(words({TYPE_UINT32, 1, 8})).elements.at(0)), 8u);
 }
 
-TEST(Wire, RefusesFlagsThatAreNone) {
+TEST(Wire, RejectsInvalidFlags) {
     EXPECT_THROW(read_value(words({TYPE_BOOLEAN, 1, 2})), Malformed);
     EXPECT_THROW(read_value(words({TYPE_I18NFORMATSTRING, 1, 0, 1, 2, 0})), Malformed);
 }
 
-TEST(Wire, RefusesSetsNestedTooDeep) {
+TEST(Wire, RejectsSetsNestedTooDeeply) {
     const auto nested = [](int depth) {
         PropertySet set;
         for (int i = 1; i < depth; ++i) {
@@ -179,7 +179,7 @@ TEST(Wire, RefusesSetsNestedTooDeep) {
     };
     EXPECT_NO_THROW(read_set(written(nested(16))));
     EXPECT_THROW(read_set(written(nested(17))), Malformed);
-    // Sets side by side are not deep.
+    // Many sets at one level are not nested.
     Value many{TYPE_PROPSETZ, {}};
     for (int i = 0; i < 100; ++i) {
         many.elements.push_back(nested_set({}));

@@ -1,4 +1,4 @@
-// Values of every type, for what carries them.
+// Values of every type, for tests of the protocol.
 #pragma once
 
 #include "value.h"
@@ -18,7 +18,7 @@ inline Scalar nested_set(PropertySet set) {
     return std::make_shared<PropertySet>(std::move(set));
 }
 
-// A property of every type there is, with what is awkward in it.
+// Returns a set with properties of every type, including awkward values.
 inline PropertySet set_of_every_type() {
     using std::int32_t;
     using std::int64_t;

@@ -32,7 +32,7 @@ std::vector<Received> take_received() {
     return std::exchange(received, {});
 }
 
-// A handler that tells that it is entered and stays until it is let go.
+// A handler that reports its entry and then blocks until it is released.
 HANDLE entered;
 HANDLE let_go;
 volatile LONG handler_left;
@@ -87,7 +87,7 @@ class Alerts : public ZtCmdTest {
 
 using Names = std::vector<std::string>;
 
-TEST_F(Alerts, ComeOnAThreadOfTheLibrarysOwn) {
+TEST_F(Alerts, ArriveOnAThreadOfTheLibrary) {
     const opal_handle handle = connect_with(note);
     LabRaiseAlert("event.one");
     LabCmdFlushAlerts();
@@ -101,7 +101,7 @@ TEST_F(Alerts, ComeOnAThreadOfTheLibrarysOwn) {
     release(handle);
 }
 
-TEST_F(Alerts, ComeInOrder) {
+TEST_F(Alerts, ArriveInOrder) {
     const opal_handle handle = connect_with(note);
     Names wanted;
     for (int i = 0; i < 200; ++i) {
@@ -113,7 +113,7 @@ TEST_F(Alerts, ComeInOrder) {
     release(handle);
 }
 
-TEST_F(Alerts, ReachEveryHandleThatHasAHandler) {
+TEST_F(Alerts, ReachEveryHandleWithAHandler) {
     const opal_handle one = connect_with(note);
     const opal_handle other = connect_with(note);
     const opal_handle silent = connect();
@@ -130,7 +130,7 @@ TEST_F(Alerts, ReachEveryHandleThatHasAHandler) {
     release(silent);
 }
 
-TEST_F(Alerts, GoToTheHandlerRegisteredLast) {
+TEST_F(Alerts, GoToTheLastHandlerRegistered) {
     const opal_handle handle = connect_with(stay);
     EXPECT_EQ(RegisterAlertCallback(handle, note), ZTSTATUS_OK);
     EXPECT_EQ(RegisterAlertCallback(handle, nullptr), ZTERROR_INVALID_ARGUMENT);
@@ -140,7 +140,7 @@ TEST_F(Alerts, GoToTheHandlerRegisteredLast) {
     release(handle);
 }
 
-TEST_F(Alerts, OfAMethodCallCome) {
+TEST_F(Alerts, ArriveForMethodCalls) {
     const opal_handle handle = connect_with(note);
     opal_objid group;
     ASSERT_EQ(LabFindObject("dg1", &group), 0);
@@ -150,7 +150,7 @@ TEST_F(Alerts, OfAMethodCallCome) {
     release(handle);
 }
 
-TEST_F(Alerts, DoNotComeWhileNotConnected) {
+TEST_F(Alerts, DoNotArriveWhileDisconnected) {
     const opal_handle handle = connect_with(note);
     LabDropConnections();
     LabRaiseAlert("event.lost");
@@ -159,7 +159,7 @@ TEST_F(Alerts, DoNotComeWhileNotConnected) {
     release(handle);
 }
 
-TEST_F(Alerts, ReleasingWaitsForTheHandlerThatRuns) {
+TEST_F(Alerts, MakeReleaseWaitForARunningHandler) {
     const opal_handle handle = connect_with(stay);
     LabRaiseAlert("event.first");
     LabRaiseAlert("event.never");
@@ -176,10 +176,11 @@ TEST_F(Alerts, ReleasingWaitsForTheHandlerThatRuns) {
     EXPECT_EQ(status, ZTSTATUS_OK);
     CloseHandle(releaser);
     LabCmdFlushAlerts();
-    EXPECT_EQ(WaitForSingleObject(entered, 0), static_cast<DWORD>(WAIT_TIMEOUT));  // not again
+    EXPECT_EQ(WaitForSingleObject(entered, 0),
+              static_cast<DWORD>(WAIT_TIMEOUT));  // not called again
 }
 
-TEST_F(Alerts, AHandlerMayReleaseItsOwnHandle) {
+TEST_F(Alerts, LetAHandlerReleaseItsOwnHandle) {
     own_handle = connect_with(release_itself);
     LabRaiseAlert("event.first");
     LabRaiseAlert("event.never");
@@ -189,13 +190,13 @@ TEST_F(Alerts, AHandlerMayReleaseItsOwnHandle) {
     EXPECT_EQ(cmd_calls().live_handles, 0u);
 }
 
-// The memory of a released handle is soon a new handle's.
-TEST_F(Alerts, OfAReleasedHandleReachNoOther) {
+// A new handle may get the memory of a released one.
+TEST_F(Alerts, DoNotReachANewHandleWithTheSameMemory) {
     const opal_handle blocker = connect_with(stay);
     const opal_handle released = connect_with(note);
     LabRaiseAlert("event.old");
     ASSERT_EQ(WaitForSingleObject(entered, hang_ms), WAIT_OBJECT_0);
-    LabRaiseAlert("event.older");  // waits behind the blocker, for both handles
+    LabRaiseAlert("event.older");  // queued after the blocker, for both handles
     release(released);
     take_received();
     std::vector<opal_handle> later;

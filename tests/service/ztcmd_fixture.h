@@ -1,4 +1,4 @@
-// What the tests of the command library over the embedded service share.
+// Fixture of the command library's tests, with the embedded service.
 #pragma once
 
 #include "session_calls.h"
@@ -17,7 +17,7 @@ inline lab_cmd_calls cmd_calls() {
     return calls;
 }
 
-// Leaves no handle, no connection and no planned failure behind.
+// Checks that a test leaves no handle and no connection, and clears planned failures.
 class ZtCmdTest : public testing::Test {
   protected:
     void SetUp() override {
@@ -46,7 +46,7 @@ class ZtCmdTest : public testing::Test {
         return handle;
     }
     static void release(opal_handle handle) { EXPECT_EQ(UnInitializeZtVmW(handle), ZTSTATUS_OK); }
-    // The status of a call that reaches the service.
+    // Returns the status of a call to the service.
     static opal_status call(opal_handle handle) {
         std::vector<opal_objid> groups;
         const opal_status status = list(handle, "tamo_ztvm_diskgroup", groups);

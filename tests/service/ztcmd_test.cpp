@@ -8,11 +8,11 @@ using namespace support;
 
 using Handles = ZtCmdTest;
 
-constexpr opal_status any_failure = 0xc1000001;
+constexpr opal_status any_failure = ZTERROR_PROVIDER;
 
 void ignore_alert(const opal_alert*, void*, void*, void*) {}
 
-TEST_F(Handles, AreConnectedAndUsable) {
+TEST_F(Handles, AreConnectedAfterInitialize) {
     const opal_handle handle = connect();
     EXPECT_NE(handle->connection, nullptr);
     EXPECT_NE(handle->connection_context, nullptr);
@@ -34,7 +34,7 @@ TEST_F(Handles, AreIndependent) {
     release(other);
 }
 
-TEST_F(Handles, ARefusedConnectionLeavesTheSlotNull) {
+TEST_F(Handles, LeaveTheSlotNullWhenConnectingFails) {
     LabRefuseConnections(any_failure);
     auto slot = reinterpret_cast<opal_handle>(1);
     EXPECT_EQ(InitializeZtVmW(0, 0, &slot), any_failure);
@@ -44,11 +44,11 @@ TEST_F(Handles, ARefusedConnectionLeavesTheSlotNull) {
     release(connect());
 }
 
-TEST_F(Handles, ANullSlotIsRefused) {
+TEST_F(Handles, RejectNullSlot) {
     EXPECT_EQ(InitializeZtVmW(0, 0, nullptr), ZTERROR_INVALID_ARGUMENT);
 }
 
-TEST_F(Handles, UnknownOnesAreRefused) {
+TEST_F(Handles, RejectUnknownHandles) {
     const StrictHandles off(false);
     opal_session stranger{};
     EXPECT_EQ(UnInitializeZtVmW(nullptr), ZTERROR_INVALID_ARGUMENT);
@@ -61,7 +61,7 @@ TEST_F(Handles, UnknownOnesAreRefused) {
     EXPECT_EQ(RegisterAlertCallback(released, ignore_alert), ZTERROR_INVALID_ARGUMENT);
 }
 
-TEST_F(Handles, ALostConnectionIsSeenAndReleased) {
+TEST_F(Handles, ClearConnectedWhenConnectionIsLost) {
     const opal_handle handle = connect();
     LabDropConnections();
     EXPECT_EQ(connected_of(handle), 0);
@@ -83,7 +83,7 @@ TEST_F(Handles, CanBeDisconnectedOneByOne) {
     release(other);
 }
 
-TEST_F(Handles, PlannedFailuresOfInitialize) {
+TEST_F(Handles, FailInitializeAsPlanned) {
     LabCmdFailInitialize(any_failure, 2);
     for (int i = 0; i < 2; ++i) {
         auto slot = reinterpret_cast<opal_handle>(1);
@@ -93,7 +93,7 @@ TEST_F(Handles, PlannedFailuresOfInitialize) {
     release(connect());
 }
 
-TEST_F(Handles, APlannedFailureOfUnInitializeStillReleases) {
+TEST_F(Handles, AreReleasedByPlannedFailureOfUnInitialize) {
     const StrictHandles off(false);
     const opal_handle handle = connect();
     LabCmdFailUnInitialize(any_failure);
@@ -102,7 +102,7 @@ TEST_F(Handles, APlannedFailureOfUnInitializeStillReleases) {
     EXPECT_EQ(UnInitializeZtVmW(handle), ZTERROR_INVALID_ARGUMENT);
 }
 
-TEST_F(Handles, APlannedFailureOfRegisterRegistersNothing) {
+TEST_F(Handles, RegisterNothingOnPlannedFailure) {
     const opal_handle handle = connect();
     LabCmdFailRegister(any_failure);
     EXPECT_EQ(RegisterAlertCallback(handle, ignore_alert), any_failure);
@@ -113,7 +113,7 @@ TEST_F(Handles, APlannedFailureOfRegisterRegistersNothing) {
     release(handle);
 }
 
-TEST_F(Handles, CallsAreCountedWithTheirLastArguments) {
+TEST_F(Handles, CountCallsAndKeepTheirLastArguments) {
     const lab_cmd_calls before = cmd_calls();
     opal_handle handle = nullptr;
     ASSERT_EQ(InitializeZtVmW(3, 4, &handle), ZTSTATUS_OK);
@@ -130,13 +130,13 @@ TEST_F(Handles, CallsAreCountedWithTheirLastArguments) {
     after = cmd_calls();
     EXPECT_EQ(after.uninitialize, before.uninitialize + 1);
     EXPECT_EQ(after.last_released, handle);
-    // Refused calls count too.
+    // Failed calls count, too.
     EXPECT_EQ(UnInitializeZtVmW(nullptr), ZTERROR_INVALID_ARGUMENT);
     EXPECT_EQ(cmd_calls().uninitialize, before.uninitialize + 2);
     EXPECT_EQ(cmd_calls().last_released, nullptr);
 }
 
-TEST_F(Handles, AnAddressThatIsNoneIsRefused) {
+TEST_F(Handles, RejectInvalidAddress) {
     const std::string long_text(400, 'x');
     for (const char* address : {"nowhere", "127.0.0.1", "127.0.0.1:", "127.0.0.1:0",
                                 "127.0.0.1:65536", "127.0.0.1:12x", ":4711", long_text.c_str()}) {
@@ -148,8 +148,8 @@ TEST_F(Handles, AnAddressThatIsNoneIsRefused) {
     }
 }
 
-TEST_F(Handles, AServiceThatIsNotThereIsNotWaitedFor) {
-    // Port 1 of the loopback interface: nobody listens there.
+TEST_F(Handles, FailAtOnceWithoutService) {
+    // Nothing listens on port 1 of the loopback interface.
     SetEnvironmentVariableA("ZTLAB_SERVICE", "127.0.0.1:1");
     opal_handle slot = nullptr;
     const ULONGLONG begin = GetTickCount64();

@@ -51,7 +51,7 @@ class ServiceCalls : public ServiceTest {
     opal_handle handle = nullptr;
 };
 
-// An object whose properties are called like their types.
+// A scenario with an object whose properties are named after their types.
 std::string scenario_of_every_type() {
     std::string properties;
     for (const TypeCase& type : every_type()) {
@@ -147,7 +147,7 @@ TEST_F(ServiceCalls, FindObjects) {
                                  "ObGetObjectType @v1 -> 0x0 " ZTTYPE_VOLUME}));
 }
 
-TEST_F(ServiceCalls, CallMethods) {
+TEST_F(ServiceCalls, ReturnStatusesAndResultsOfMethods) {
     connect_to(one_group);
     const opal_objid group = only(ZTTYPE_DISK_GROUP);
     LabRecorderStart(LAB_RECORD_SERVICE);
@@ -157,7 +157,7 @@ TEST_F(ServiceCalls, CallMethods) {
                             &imported),
               ZTSTATUS_OK);
     EXPECT_EQ(PsFreeProperty(&imported), ZTSTATUS_OK);
-    // A failure of the method's own comes back as it is.
+    // A failure of the method is returned unchanged.
     EXPECT_EQ(call_group_method(handle, group, import_method), ZTERROR_GROUP_ALREADY_ONLINE);
     EXPECT_EQ(call_group_method(handle, group, 9999), ZTERROR_UNKNOWN_METHOD);
     const std::string call = std::string("PrCallDispatch @dg1 ") + volume_manager_methods + " 0.";
@@ -170,7 +170,7 @@ TEST_F(ServiceCalls, CallMethods) {
                      call + "9999" + input + hex_status(ZTERROR_UNKNOWN_METHOD) + " NULL"}));
 }
 
-TEST_F(ServiceCalls, PassRefusalsOn) {
+TEST_F(ServiceCalls, ReturnFailuresOfTheService) {
     connect_to(one_group);
     const opal_connection connection = handle->connection;
     const opal_context context = handle->connection_context;
@@ -191,14 +191,14 @@ TEST_F(ServiceCalls, PassRefusalsOn) {
     EXPECT_TRUE(groups.empty());
 }
 
-TEST_F(ServiceCalls, CarryLargeAnswers) {
+TEST_F(ServiceCalls, ReturnLargeResults) {
     connect_to(R"({"disk_groups": [{"name": "dg#", "dgid": "g#", "count": 20000}]})");
     std::vector<opal_objid> groups;
     EXPECT_EQ(list(handle, ZTTYPE_DISK_GROUP, groups), ZTSTATUS_OK);
     EXPECT_EQ(groups.size(), 20000u);
 }
 
-// Threads that share a connection get each the answer to its own question.
+// Threads that share a connection each get the results of their own calls.
 struct Asker {
     opal_handle handle;
     opal_objid group;
@@ -221,7 +221,7 @@ DWORD WINAPI ask_often(void* argument) {
     return 0;
 }
 
-TEST_F(ServiceCalls, OfSeveralThreadsAreToldApart) {
+TEST_F(ServiceCalls, ReturnTheirOwnResultsToConcurrentThreads) {
     connect_to(R"({"disk_groups": [{"name": "dg#", "dgid": "g#", "count": 8}]})");
     std::vector<opal_objid> groups;
     ASSERT_EQ(list(handle, ZTTYPE_DISK_GROUP, groups), ZTSTATUS_OK);

@@ -1,4 +1,4 @@
-// Many clients, and clients that behave badly.
+// Many clients, and clients that misbehave.
 #include "service_fixture.h"
 
 #include "frame.h"
@@ -18,7 +18,7 @@ std::size_t lines_with(const std::string& log, const std::string& text) {
     return count;
 }
 
-TEST_F(Clients, SixtyFourAtOnce) {
+TEST_F(Clients, ServesSixtyFourAtOnce) {
     start(one_group);
     std::vector<std::unique_ptr<ClientProcess>> clients;
     for (int i = 0; i < 4; ++i) {
@@ -27,7 +27,7 @@ TEST_F(Clients, SixtyFourAtOnce) {
     for (const auto& client : clients) {
         client->await_ready();
     }
-    // All of them are connected at once; one more is served beside them.
+    // All of them are connected at the same time; another one is served, too.
     EXPECT_TRUE(eventually([&] { return lines_with(service->log(), ": connected") == 64; }))
         << service->log();
     EXPECT_EQ(lines_with(service->log(), ": gone"), 0u);
@@ -42,7 +42,7 @@ TEST_F(Clients, SixtyFourAtOnce) {
         << service->log();
 }
 
-TEST_F(Clients, OneThatIsKilledInTheMiddleOfACall) {
+TEST_F(Clients, SurvivesClientKilledDuringCall) {
     start(one_group, fault_plan({{of_method(ZTMETHOD_DGOP_IMPORT), R"("delay": 3000)"}}));
     const opal_handle bystander = connect();
     ClientProcess client(L"import");
@@ -52,7 +52,7 @@ TEST_F(Clients, OneThatIsKilledInTheMiddleOfACall) {
     EXPECT_TRUE(client.process().runs());
     client.process().kill();
     expect_alive();
-    // The service finishes what was asked, finds nobody to tell it and goes on.
+    // The service finishes the call, cannot send the answer and continues.
     EXPECT_TRUE(eventually([&] { return lines_with(service->log(), "client 2: gone") == 1; }))
         << service->log();
     EXPECT_EQ(lines_with(service->log(),
@@ -64,7 +64,7 @@ TEST_F(Clients, OneThatIsKilledInTheMiddleOfACall) {
     release(bystander);
 }
 
-TEST_F(Clients, OneThatEndsWithItsConnectionOpen) {
+TEST_F(Clients, SurvivesClientThatDoesNotClose) {
     start(one_group);
     ClientProcess client(L"leave");
     client.await_ready();
@@ -74,9 +74,9 @@ TEST_F(Clients, OneThatEndsWithItsConnectionOpen) {
     expect_alive();
 }
 
-// Answers that nobody takes fill the connection; the next alert waits behind
-// them, but not for ever.
-TEST_F(Clients, OneThatTakesNothing) {
+// Answers that the client does not receive fill the connection. The next alert waits
+// for room, but not forever.
+TEST_F(Clients, DisconnectsClientThatReceivesNothing) {
     start(R"({"disk_groups": [{"name": "dg#", "dgid": "g#", "count": 20000}]})");
     const opal_handle caller = connect();
     const SOCKET socket = connect_to(service->port());

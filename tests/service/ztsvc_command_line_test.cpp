@@ -1,4 +1,4 @@
-// What ztsvc.exe says to a command line, and how it ends.
+// The messages and exit codes of ztsvc.exe for its command lines.
 #include "service_fixture.h"
 
 #include <gmock/gmock.h>
@@ -21,14 +21,14 @@ class CommandLine : public testing::Test {
         EXPECT_TRUE(code.has_value()) << "it still runs";
         return {code.value_or(~0u), process.output(), process.errors()};
     }
-    // Exit code 2 and that one line.
+    // Expects exit code 2 and one line of output.
     static void expect_refused(const std::wstring& arguments, const std::string& line) {
         const Ended ended = run(arguments);
         EXPECT_EQ(ended.code, 2u);
         EXPECT_EQ(ended.out, "");
         EXPECT_EQ(ended.err, line + "\r\n");
     }
-    // A path as it appears in a message.
+    // Returns a path as messages show it.
     static std::string shown(const std::wstring& path) { return {path.begin(), path.end()}; }
 
     std::wstring scenario_option() const {
@@ -38,7 +38,7 @@ class CommandLine : public testing::Test {
     TemporaryFolder m_folder;
 };
 
-TEST_F(CommandLine, HelpAndVersion) {
+TEST_F(CommandLine, PrintsHelpAndVersion) {
     const Ended help = run(L"--help");
     EXPECT_EQ(help.code, 0u);
     EXPECT_EQ(help.err, "");
@@ -52,7 +52,7 @@ TEST_F(CommandLine, HelpAndVersion) {
     EXPECT_EQ(version.out, "ztsvc 1.0.0\r\n");
 }
 
-TEST_F(CommandLine, OptionsThatAreNone) {
+TEST_F(CommandLine, RejectsInvalidOptions) {
     for (const wchar_t* arguments : {L"", L"--port 70000", L"--port -1", L"--port x", L"--nonsense",
                                      L"--scenario", L"stray"}) {
         SCOPED_TRACE(shown(arguments));
@@ -61,25 +61,24 @@ TEST_F(CommandLine, OptionsThatAreNone) {
                                     : scenario_option() + arguments);
         EXPECT_EQ(ended.code, 2u);
         EXPECT_EQ(ended.out, "");
-        // One line, and not an empty one.
+        // One line that is not empty.
         EXPECT_GT(ended.err.find('\n'), 5u);
         EXPECT_EQ(ended.err.find('\n'), ended.err.size() - 1) << ended.err;
     }
 }
 
-TEST_F(CommandLine, AScenarioThatIsNotThere) {
+TEST_F(CommandLine, ReportsMissingScenario) {
     const std::wstring path = m_folder.file(L"nowhere.json");
     expect_refused(L"--scenario " + in_quotes(path), shown(path) + ": No such file or directory");
 }
 
-TEST_F(CommandLine, AFaultInAScenarioHasALine) {
+TEST_F(CommandLine, ReportsErrorInScenarioWithLine) {
     const std::wstring path =
         m_folder.write(L"bad.json", "{\n  \"node\": {\"name\": \"n1\"},\n  \"oops\": 1\n}\n");
-    expect_refused(L"--scenario " + in_quotes(path),
-                   shown(path) + ":3: nothing is known of the key \"oops\"");
+    expect_refused(L"--scenario " + in_quotes(path), shown(path) + ":3: unknown key \"oops\"");
 }
 
-TEST_F(CommandLine, AScenarioThatIsNoJson) {
+TEST_F(CommandLine, ReportsMalformedScenarioWithLine) {
     const std::wstring path = m_folder.write(L"bad.json", "{\n\n  nonsense\n}\n");
     const Ended ended = run(L"--scenario " + in_quotes(path));
     EXPECT_EQ(ended.code, 2u);
@@ -87,23 +86,22 @@ TEST_F(CommandLine, AScenarioThatIsNoJson) {
     EXPECT_EQ(ended.err.find('\n'), ended.err.size() - 1) << ended.err;
 }
 
-TEST_F(CommandLine, FaultsInAFaultPlanHaveALine) {
+TEST_F(CommandLine, ReportsErrorInFaultPlanWithLine) {
     const struct {
         const char* json;
         const char* reason;
     } rows[] = {
-        {R"({"drop": true})", "1: an array is wanted here"},
+        {R"({"drop": true})", "1: expected an array"},
         {"[\n{\"minor\": 1}]", "2: the rule does nothing"},
-        {"[{\"drop\": true,\n\"whatever\": 1}]", "2: nothing is known of the key \"whatever\""},
-        {R"([{"status": "zero"}])", "1: \"zero\" is no status"},
-        {R"([{"status": "1", "drop": true}])",
-         "1: \"status\" does not do the work; the rule asks for both"},
+        {"[{\"drop\": true,\n\"whatever\": 1}]", "2: unknown key \"whatever\""},
+        {R"([{"status": "zero"}])", "1: \"zero\" is not a valid status"},
+        {R"([{"status": "1", "drop": true}])", "1: \"status\" and \"drop\" exclude each other"},
         {R"([{"function": "PsCreatePropset", "drop": true}])",
-         "1: \"PsCreatePropset\" is no function that reaches the service"},
+         "1: \"PsCreatePropset\" is not a function that reaches the service"},
         {R"([{"function": "DbGetObjects", "minor": 1, "drop": true}])",
-         "1: only a call of PrCallDispatch has a \"minor\""},
+         "1: only PrCallDispatch has a \"minor\""},
         {R"([{"call": 0, "drop": true}])", "1: calls are counted from 1"},
-        {R"([{"status": 0}])", "1: a property is not read successfully without a value"},
+        {R"([{"status": 0}])", "1: reading a property cannot succeed without a value"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.json);
@@ -116,24 +114,24 @@ TEST_F(CommandLine, FaultsInAFaultPlanHaveALine) {
                    shown(nowhere) + ": No such file or directory");
 }
 
-TEST_F(CommandLine, APortThatIsTaken) {
+TEST_F(CommandLine, ReportsPortInUse) {
     const Service first("{}", "[]", 0);
     expect_refused(scenario_option() + L"--port " + std::to_wstring(first.port()),
-                   "port " + std::to_string(first.port()) + ": taken by another program");
+                   "port " + std::to_string(first.port()) + ": in use by another program");
     EXPECT_TRUE(first.runs());
 }
 
-TEST_F(CommandLine, APortFileThatCannotBeWritten) {
+TEST_F(CommandLine, ReportsUnwritablePortFile) {
     const std::wstring path = m_folder.file(L"no folder\\port");
     expect_refused(scenario_option() + L"--port 0 --port-file " + in_quotes(path),
                    shown(path) + ": cannot be written");
 }
 
-TEST_F(CommandLine, AFileNameBeyondAscii) {
+TEST_F(CommandLine, AcceptsFileNameBeyondAscii) {
     const std::wstring path = m_folder.write(L"sz\u00e9nario.json", "{\"oops\": 1}");
     const Ended ended = run(L"--scenario " + in_quotes(path));
     EXPECT_EQ(ended.code, 2u);
-    EXPECT_THAT(ended.err, HasSubstr("nario.json:1: nothing is known of the key \"oops\""));
+    EXPECT_THAT(ended.err, HasSubstr("nario.json:1: unknown key \"oops\""));
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// The service's fault plan.
+// The fault plan of the service process.
 #include "service_fixture.h"
 
 #include <gmock/gmock.h>
@@ -26,7 +26,7 @@ bool is_imported(opal_handle handle) {
     return imported;
 }
 
-TEST_F(ServiceFaults, AStatusInPlaceOfAMethodsWork) {
+TEST_F(ServiceFaults, ReturnsStatusInsteadOfMethod) {
     start(one_group, fault_plan({{of_method(ZTMETHOD_DGOP_IMPORT), R"("call": 2, "times": 2)",
                                   returns(ZTERROR_PROVIDER)}}));
     const opal_handle handle = connect();
@@ -40,7 +40,7 @@ TEST_F(ServiceFaults, AStatusInPlaceOfAMethodsWork) {
     release(handle);
 }
 
-TEST_F(ServiceFaults, AStatusOfAFunction) {
+TEST_F(ServiceFaults, ReturnsStatusForFunction) {
     start(one_group,
           fault_plan({{R"("function": "DbGetObjects", "call": 3)", returns(ZTERROR_NO_MEMORY)}}));
     const opal_handle handle = connect();
@@ -52,7 +52,7 @@ TEST_F(ServiceFaults, AStatusOfAFunction) {
     release(handle);
 }
 
-TEST_F(ServiceFaults, AStatusOfWhateverComes) {
+TEST_F(ServiceFaults, ReturnsStatusForAnyRequest) {
     start(one_group, fault_plan({{R"("call": 1)", returns(ZTERROR_PROVIDER)}}));
     const opal_handle handle = connect();
     EXPECT_EQ(list_groups(handle), ZTERROR_PROVIDER);
@@ -60,7 +60,7 @@ TEST_F(ServiceFaults, AStatusOfWhateverComes) {
     release(handle);
 }
 
-TEST_F(ServiceFaults, TheFirstRuleAppliesAndAllCount) {
+TEST_F(ServiceFaults, AppliesFirstRuleAndCountsForAll) {
     start(one_group,
           fault_plan(
               {{of_method(ZTMETHOD_DGOP_IMPORT), R"("call": 1)", returns(ZTERROR_PROVIDER)},
@@ -72,7 +72,7 @@ TEST_F(ServiceFaults, TheFirstRuleAppliesAndAllCount) {
     release(handle);
 }
 
-TEST_F(ServiceFaults, ADelay) {
+TEST_F(ServiceFaults, DelaysMethod) {
     start(one_group, fault_plan({{of_method(ZTMETHOD_DGOP_IMPORT), R"("delay": 700)"}}));
     const opal_handle handle = connect();
     const ULONGLONG begin = GetTickCount64();
@@ -81,7 +81,7 @@ TEST_F(ServiceFaults, ADelay) {
     release(handle);
 }
 
-TEST_F(ServiceFaults, ADropComesAfterTheWork) {
+TEST_F(ServiceFaults, DropsClientAfterTheWork) {
     start(one_group, fault_plan({{of_method(ZTMETHOD_DGOP_IMPORT), R"("drop": true)"}}));
     const opal_handle handle = connect();
     const opal_handle bystander = connect();

@@ -1,4 +1,4 @@
-// Frames that no client of ours sends.
+// Frames that a correct client does not send.
 #include "frame.h"
 #include "loopback.h"
 #include "service_fixture.h"
@@ -52,7 +52,7 @@ class BadFrames : public ServiceTest {
         release(m_bystander);
         ServiceTest::TearDown();
     }
-    // What the service answers to these bytes until it closes the connection.
+    // Sends bytes and returns the answers until the service closes the connection.
     ByteList answers_to(const ByteList& bytes, bool hangs_up = false) {
         const SOCKET socket = connect_to(service->port());
         EXPECT_NE(socket, INVALID_SOCKET);
@@ -68,7 +68,7 @@ class BadFrames : public ServiceTest {
     opal_handle m_bystander = nullptr;
 };
 
-TEST_F(BadFrames, EndTheConnectionWithoutAnAnswer) {
+TEST_F(BadFrames, EndTheConnectionWithoutAnswer) {
     const ByteList good = question(Operation::get_objects);
     FrameHeader magic = header_of(good.size());
     magic.magic ^= 0x20;
@@ -87,20 +87,20 @@ TEST_F(BadFrames, EndTheConnectionWithoutAnAnswer) {
         ByteList bytes;
         const char* log;
     } rows[] = {
-        {"another magic", frame_of(magic, good), "a header that is none"},
-        {"another version", frame_of(version, good), "a header that is none"},
-        {"an answer", frame_of(answer, good), "a frame that is no request"},
-        {"no kind", frame_of(nothing, good), "a header that is none"},
-        {"too long", frame_of(header_of(lab::frame_limit + 1u), {}), "a header that is none"},
+        {"another magic", frame_of(magic, good), "an invalid header"},
+        {"another version", frame_of(version, good), "an invalid header"},
+        {"an answer", frame_of(answer, good), "expected a request"},
+        {"no kind", frame_of(nothing, good), "an invalid header"},
+        {"too long", frame_of(header_of(lab::frame_limit + 1u), {}), "an invalid header"},
         {"no body", frame_of(header_of(0), {}), "the body ends too early"},
         {"no operation", frame_of(header_of(4), question(static_cast<Operation>(0))),
-         "an operation that is none"},
+         "an unknown operation"},
         {"no such operation", frame_of(header_of(4), question(static_cast<Operation>(13))),
-         "an operation that is none"},
+         "an unknown operation"},
         {"no arguments", frame_of(header_of(4), question(Operation::query)),
          "the body ends too early"},
         {"something left over", frame_of(header_of(longer.size()), longer),
-         "the body goes on behind its end"},
+         "bytes after the end of the body"},
         {"a length that lies", frame_of(header_of(lying.size()), lying),
          "a count is larger than the body"},
 
@@ -118,7 +118,7 @@ TEST_F(BadFrames, EndTheConnectionWithoutAnAnswer) {
     EXPECT_EQ(answers_to(ByteList(http.begin(), http.end())), ByteList{});
 }
 
-TEST_F(BadFrames, WhatCameBeforeIsAnswered) {
+TEST_F(BadFrames, AreRejectedAfterEarlierRequestsAreAnswered) {
     const ByteList good = question(Operation::get_objects);
     ByteList bytes = frame_of(header_of(good.size()), good);
     bytes.insert(bytes.end(), 20, 0xee);
@@ -126,7 +126,7 @@ TEST_F(BadFrames, WhatCameBeforeIsAnswered) {
     EXPECT_EQ(answers_to(bytes).size(), sizeof(FrameHeader) + 4 + 4 + 4 + 16);
 }
 
-TEST_F(BadFrames, HalfAFrameAndThenNothing) {
+TEST_F(BadFrames, AreRejectedWhenTruncated) {
     const ByteList good = question(Operation::get_objects);
     const ByteList whole = frame_of(header_of(good.size()), good);
     for (const std::size_t size : {1u, 19u, 20u, 24u}) {
@@ -136,8 +136,8 @@ TEST_F(BadFrames, HalfAFrameAndThenNothing) {
     }
 }
 
-TEST_F(BadFrames, SpoiltOnesDoNoHarm) {
-    // Requests of every operation, with the arguments that the fullest has.
+TEST_F(BadFrames, DoNoHarmWhenCorrupted) {
+    // Requests for every operation, with the arguments of the largest one.
     std::mt19937 random(77);
     const auto below = [&random](std::size_t limit) {
         return std::uniform_int_distribution<std::size_t>(0, limit - 1)(random);

@@ -1,4 +1,4 @@
-// The service goes away, and comes back.
+// Loss and restart of the service.
 #include "service_fixture.h"
 
 #include "locks.h"
@@ -16,7 +16,7 @@ DWORD WINAPI import_in_thread(void* handle) {
     return call_group_method(static_cast<opal_handle>(handle), import_method);
 }
 
-TEST_F(ServiceLoss, ConnectedDropsWithinAMoment) {
+TEST_F(ServiceLoss, ClearsConnectedWhenServiceIsKilled) {
     start(one_group);
     const opal_handle one = connect();
     const opal_handle other = connect();
@@ -30,7 +30,7 @@ TEST_F(ServiceLoss, ConnectedDropsWithinAMoment) {
     release(other);
 }
 
-TEST_F(ServiceLoss, ACallUnderWayEnds) {
+TEST_F(ServiceLoss, FailsCallInProgress) {
     start(one_group, fault_plan({{of_method(ZTMETHOD_DGOP_IMPORT), R"("delay": 60000)"}}));
     const opal_handle handle = connect();
     const HANDLE caller = CreateThread(nullptr, 0, import_in_thread, handle, 0, nullptr);
@@ -44,7 +44,7 @@ TEST_F(ServiceLoss, ACallUnderWayEnds) {
     release(handle);
 }
 
-TEST_F(ServiceLoss, ARestartedServiceIsFoundOnItsPort) {
+TEST_F(ServiceLoss, ConnectsToRestartedService) {
     start(one_group);
     const opal_handle lost = connect();
     service->kill();
@@ -54,7 +54,7 @@ TEST_F(ServiceLoss, ARestartedServiceIsFoundOnItsPort) {
     EXPECT_EQ(slot, nullptr);
 
     start(one_group, "[]", service->port());
-    EXPECT_EQ(connected_of(lost), 0);  // a handle stays lost
+    EXPECT_EQ(connected_of(lost), 0);  // an old handle stays disconnected
     release(lost);
     const opal_handle again = connect();
     std::vector<opal_objid> groups;
@@ -111,7 +111,7 @@ TEST_F(ServiceAlerts, ReachEveryClient) {
     release(other);
 }
 
-TEST_F(ServiceAlerts, OfACallAreQueuedWhenItReturns) {
+TEST_F(ServiceAlerts, AreQueuedBeforeTheirCallReturns) {
     start(one_group);
     const opal_handle handle = connect();
     EXPECT_EQ(RegisterAlertCallback(handle, note), ZTSTATUS_OK);

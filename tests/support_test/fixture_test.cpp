@@ -164,7 +164,7 @@ TEST_F(Fixture, PausesAreComparedInOrder) {
 TEST_F(Fixture, AFaultyScenarioIsTold) {
     scenario = R"({"disk_groups": 3})";
     EXPECT_THAT(failures([&] { once([] { ADD_FAILURE() << "the body runs all the same"; }); }),
-                ElementsAre(HasSubstr("the scenario: 1: an array is wanted here")));
+                ElementsAre(HasSubstr("the scenario: 1: expected an array")));
 }
 
 TEST_F(Fixture, ALeakedPropertySetIsFound) {

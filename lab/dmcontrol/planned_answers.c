@@ -1,4 +1,4 @@
-#include "told_answers.h"
+#include "planned_answers.h"
 
 static FAST_MUTEX lock;
 static lab_dm_answer answers[] = {{.code = DM_INFO_GET_RESERVATION},
@@ -16,29 +16,29 @@ static lab_dm_answer* find_answer(ULONG code) {
     return NULL;
 }
 
-void told_answers_init(void) {
+void planned_answers_init(void) {
     ExInitializeFastMutex(&lock);
 }
 
-NTSTATUS tell_answer(const lab_dm_answer* answer) {
-    lab_dm_answer* told = find_answer(answer->code);
-    if (told == NULL) {
+NTSTATUS plan_answer(const lab_dm_answer* answer) {
+    lab_dm_answer* planned = find_answer(answer->code);
+    if (planned == NULL) {
         return STATUS_INVALID_PARAMETER;
     }
     ExAcquireFastMutex(&lock);
-    *told = *answer;
+    *planned = *answer;
     ExReleaseFastMutex(&lock);
     return STATUS_SUCCESS;
 }
 
-BOOLEAN take_told_answer(ULONG code, NTSTATUS* status) {
-    lab_dm_answer* told = find_answer(code);
+BOOLEAN take_planned_answer(ULONG code, NTSTATUS* status) {
+    lab_dm_answer* planned = find_answer(code);
     BOOLEAN taken = FALSE;
-    if (told != NULL) {
+    if (planned != NULL) {
         ExAcquireFastMutex(&lock);
-        if (told->requests != 0) {
-            --told->requests;
-            *status = (NTSTATUS)told->status;
+        if (planned->requests != 0) {
+            --planned->requests;
+            *status = (NTSTATUS)planned->status;
             taken = TRUE;
         }
         ExReleaseFastMutex(&lock);
