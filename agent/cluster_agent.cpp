@@ -27,7 +27,7 @@ std::string describe(uint32_t status) {
     case FARLO_NOT_FOUND:
         return "no such disk group";
     case FARLO_ALREADY_IMPORTED:
-        return "a disk group of that name is imported already";
+        return "a disk group of that name is already imported";
     case FARLO_NO_GUID_MEMORY:
     case FARLO_OUT_OF_MEMORY:
         return "out of memory";
@@ -60,9 +60,9 @@ std::string describe(uint32_t status) {
     case FARLO_PROVIDER_FAILED:
         return "an object of the service is missing, or the node's start failed";
     case FARLO_NODE_ALREADY_STARTED:
-        return "the cluster volume manager runs already";
+        return "the cluster volume manager already runs";
     case FARLO_ALREADY_ONLINE:
-        return "the disk group is online already";
+        return "the disk group is already online";
     default:
         return "a status of the storage service";
     }
@@ -100,7 +100,7 @@ void ClusterAgent::disconnect() {
     m_handle = nullptr;
 }
 
-// Asks for the size, then for the list; again when the list grew in between.
+// Gets the size, then the list. Repeats both if the list grew in between.
 std::vector<std::wstring> ClusterAgent::names(GetDgNameListW_fn list, const char* call) {
     std::vector<wchar_t> buffer(1);
     for (;;) {
@@ -187,8 +187,8 @@ DiskAvailability ClusterAgent::disk_availability(const std::string& guid) {
     return disks;
 }
 
-// The number of plexes cannot be given with the array: one that is added between
-// the two calls would not fit. An agent lists them while it alone changes volumes.
+// GetDgVolPlexStatesW does not take the array's size, so a plex that is added between
+// the two calls overflows it. Call this only while nothing else changes volumes.
 std::vector<farlo_plex_state> ClusterAgent::plex_states(const std::string& guid,
                                                         const std::wstring& device) {
     uint32_t count = 0;
@@ -205,7 +205,7 @@ std::vector<farlo_plex_state> ClusterAgent::plex_states(const std::string& guid,
     return plexes;
 }
 
-// Asks for the size, then for the record; again when the group grew in between.
+// Gets the size, then the record. Repeats both if the group grew in between.
 GroupRecord ClusterAgent::record(const std::string& guid) {
     std::vector<uint64_t> buffer;
     uint32_t size = 0;

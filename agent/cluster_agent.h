@@ -1,5 +1,5 @@
-// What a cluster agent does with the library: one handle, disk groups by their
-// configured names, and a connection that is renewed when the service drops it.
+// A cluster agent's use of the library: one handle, disk groups by their configured
+// names, and a connection that is renewed after a loss.
 #pragma once
 
 #include "farlo_library.h"
@@ -12,7 +12,7 @@
 
 namespace agent {
 
-// A call of the library that answered a status other than 0.
+// A call of the library returned a status other than 0.
 class FarloError : public std::runtime_error {
   public:
     FarloError(const std::string& call, uint32_t status);
@@ -22,10 +22,10 @@ class FarloError : public std::runtime_error {
     uint32_t m_status;
 };
 
-// What a status means, in a few words.
+// Describes a status in a few words.
 std::string describe(uint32_t status);
 
-// A disk group as its record tells of it.
+// The disks and volumes in a disk group's record.
 struct GroupRecord {
     std::vector<DgDiskInfo> disks;
     std::vector<VolInfo> volumes;
@@ -38,19 +38,19 @@ struct DiskAvailability {
 
 class ClusterAgent {
   public:
-    // Connects. Throws FarloError when there is no service.
+    // Connects. Throws FarloError if there is no service.
     explicit ClusterAgent(FarloLibrary& farlo);
     ~ClusterAgent();
     ClusterAgent(const ClusterAgent&) = delete;
     ClusterAgent& operator=(const ClusterAgent&) = delete;
 
-    // Runs `on_alert` on the command library's thread whenever the service
-    // finished an import or a deport. One agent a process.
+    // Calls `on_alert` on the command library's thread whenever the service has
+    // finished an import or deport. Only one agent per process may use it.
     void watch(std::function<void()> on_alert);
 
-    // Connects again when the connection was lost.
+    // Connects again if the connection was lost.
     void reconnect();
-    // Gives the handle back.
+    // Releases the handle.
     void disconnect();
 
     std::vector<std::wstring> cluster_groups();
@@ -61,7 +61,7 @@ class ClusterAgent {
     void online(const std::wstring& name, const std::string& guid, uint32_t options);
     void offline(const std::wstring& name, const std::string& guid, uint32_t options);
 
-    // Takes the reservations of a group's disks for this node, and gives them up.
+    // Reserve a group's disks for this node, and give the reservation up.
     void arbitrate(const std::string& guid);
     void stop_reservation(const std::string& guid);
     // One of FARLO_RESERVATION_...
@@ -72,13 +72,13 @@ class ClusterAgent {
     std::vector<farlo_plex_state> plex_states(const std::string& guid, const std::wstring& device);
     GroupRecord record(const std::string& guid);
 
-    // Starts the cluster volume manager on this node, where it does not run yet.
-    // It takes a while until node_state tells so.
+    // Starts the cluster volume manager on this node unless it runs. Returns before
+    // it runs: poll node_state.
     void start_node();
     uint32_t node_state();
 
-    // A volume is named by its device name; the callback of `watch` is run each
-    // time that so many milliseconds have passed while the node starts.
+    // Bring a volume, given by its device name, online and offline. While the node
+    // starts, `watch`'s callback is called every `interval_ms` milliseconds.
     void online_volume(const std::string& guid, const std::wstring& device, uint32_t interval_ms);
     void offline_volume(const std::string& guid, const std::wstring& device);
     void refresh_mount_path(const std::wstring& device);

@@ -18,7 +18,7 @@ constexpr DWORD node_limit_ms = 30'000;
 constexpr DWORD poll_ms = 50;
 constexpr uint32_t volume_interval_ms = 1'000;
 
-// An alert wakes the agent that waits for it.
+// Lets the agent wait for an alert.
 class AlertSignal {
   public:
     AlertSignal() : m_event(CreateEventW(nullptr, FALSE, FALSE, nullptr)) {}
@@ -58,8 +58,8 @@ void list_groups(Steps& steps, ClusterAgent& agent) {
     }
 }
 
-// Polls an operation until it tells that the connection is gone. An operation that
-// meets the loss on its way goes through all its retries first: hence the time before.
+// Polls an operation until it reports the loss of the connection. Sleeps first, because
+// an operation during which the connection is lost goes through all its retries.
 void wait_for_drop(ClusterAgent& agent, const std::wstring& group) {
     for (DWORD waited = 0; waited < drop_limit_ms; waited += notice_ms) {
         Sleep(notice_ms);
@@ -85,11 +85,11 @@ const char* reservation_text(uint32_t state) {
     }
 }
 
-// One round of what a monitor asks again and again.
+// One round of a monitor's polling.
 void poll_health(Steps& steps, ClusterAgent& agent, const std::string& guid) {
     const DiskAvailability disks = agent.disk_availability(guid);
     steps.note(std::string("imported here: ") + (agent.is_imported(guid) ? "yes" : "no") +
-               "; reservation: " + reservation_text(agent.reservation(guid)) + "; disks alive: " +
+               "; reservation: " + reservation_text(agent.reservation(guid)) + "; live disks: " +
                std::to_string(disks.live) + " of " + std::to_string(disks.total));
 }
 
@@ -97,7 +97,7 @@ void start_node(Steps& steps, ClusterAgent& agent) {
     const uint32_t before = agent.node_state();
     agent.start_node();
     uint32_t state = agent.node_state();
-    steps.note("state " + std::to_string(before) + ", asked to start: state " +
+    steps.note("state " + std::to_string(before) + ", start requested: state " +
                std::to_string(state));
     const uint32_t starting = state;
     for (DWORD waited = 0; state == starting; waited += poll_ms) {
@@ -163,9 +163,9 @@ void run_demo(const DemoOptions& options) {
     const std::string guid = agent.guid_of(options.group);
     steps.note("name ", options.group);
     steps.note("GUID " + guid);
-    steps.note("back to the name ", agent.name_of(guid));
+    steps.note("name of the GUID ", agent.name_of(guid));
     if (!options.hidden_group.empty()) {
-        steps.begin("Resolve one that the service does not know yet: a disk rescan, 10 s");
+        steps.begin("Resolve a group that is not visible yet: a disk rescan, 10 s");
         steps.note("GUID " + agent.guid_of(options.hidden_group));
     }
 
@@ -178,11 +178,11 @@ void run_demo(const DemoOptions& options) {
     steps.begin("Lose the service and reconnect");
     service.kill();
     wait_for_drop(agent, options.group);
-    steps.note("the library answers: " + describe(FARLO_NOT_CONNECTED));
+    steps.note("the library returns: " + describe(FARLO_NOT_CONNECTED));
     service.restart();
     agent.reconnect();
     steps.note("reconnected; alerts are registered again");
-    // The service lost its memory with its process: the group is to be imported again.
+    // The restarted service has forgotten the import.
     agent.online(options.group, guid, 0);
     alert.wait();
 
@@ -209,7 +209,7 @@ void run_demo(const DemoOptions& options) {
     steps.begin("Print the disk group's record");
     print_record(steps, agent.record(guid));
 
-    steps.begin("Take the volumes offline, and give the reservation up");
+    steps.begin("Take the volumes offline and give up the reservation");
     for (const VolInfo& volume : agent.record(guid).volumes) {
         agent.offline_volume(guid, volume.device_name);
         steps.note("offline: ", volume.device_name);
@@ -223,7 +223,7 @@ void run_demo(const DemoOptions& options) {
     steps.note("deported; the alert reset the agent's time-out");
     list_groups(steps, agent);
 
-    steps.begin("Give the handle back");
+    steps.begin("Release the handle");
     agent.disconnect();
     std::printf("Done.\n");
 }

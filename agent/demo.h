@@ -1,4 +1,4 @@
-// A walk through an agent's main job, against a lab service of its own.
+// Runs the main job of a cluster agent step by step, with its own lab service.
 #pragma once
 
 #include <filesystem>
@@ -9,12 +9,12 @@ namespace agent {
 struct DemoOptions {
     std::filesystem::path bin;       // where farlo.dll and ztsvc.exe are
     std::filesystem::path scenario;  // the lab service's storage
-    std::filesystem::path work;      // for the service's port file; exists
+    std::filesystem::path work;      // an existing folder for the service's port file
     std::wstring group;              // the cluster disk group to bring online
-    std::wstring hidden_group;       // one that a disk rescan makes appear; may be empty
+    std::wstring hidden_group;       // one that appears after a disk rescan; may be empty
 };
 
-// Prints each step and its outcome. Throws what a step throws.
+// Prints each step and its result. Throws the exception of a failed step.
 void run_demo(const DemoOptions& options);
 
 }  // namespace agent

@@ -18,7 +18,7 @@ HMODULE load(const std::filesystem::path& path) {
 template <class Function> Function resolve(HMODULE module, const char* name) {
     const FARPROC entry = GetProcAddress(module, name);
     if (entry == nullptr) {
-        throw std::runtime_error(std::string("farlo.dll has no entry ") + name);
+        throw std::runtime_error(std::string("farlo.dll does not export ") + name);
     }
     return reinterpret_cast<Function>(reinterpret_cast<void*>(entry));
 }

@@ -9,12 +9,12 @@
 
 namespace agent {
 
-// The entries that this agent uses, under their own names. The DLL stays loaded
-// as long as the object.
+// The functions that this agent uses, with their own names. The DLL stays loaded
+// as long as the object exists.
 class FarloLibrary {
   public:
-    // Loads the DLL at a path. Throws std::runtime_error when it, or one of the
-    // entries, is not there.
+    // Loads the DLL from a path. Throws std::runtime_error if that fails or a
+    // function is missing.
     explicit FarloLibrary(const std::filesystem::path& path);
     ~FarloLibrary();
     FarloLibrary(const FarloLibrary&) = delete;

@@ -43,10 +43,10 @@ void LabService::start() {
             return;
         }
         if (WaitForSingleObject(m_process, poll_ms) == WAIT_OBJECT_0) {
-            throw std::runtime_error("the lab service ended at its start; its message is above");
+            throw std::runtime_error("the lab service did not start; its message is above");
         }
     }
-    throw std::runtime_error("the lab service did not start to listen in 20 s");
+    throw std::runtime_error("the lab service did not listen within 20 s");
 }
 
 void LabService::kill() {

@@ -12,16 +12,16 @@ namespace agent {
 class LabService {
   public:
     // Starts `program` on a free port and waits until it listens. Throws
-    // std::runtime_error when it does not within 20 s.
+    // std::runtime_error if it does not listen within 20 s.
     LabService(std::filesystem::path program, std::filesystem::path scenario,
                std::filesystem::path port_file);
     ~LabService();
     LabService(const LabService&) = delete;
     LabService& operator=(const LabService&) = delete;
 
-    // As a crash would.
+    // Kills the process, like a crash.
     void kill();
-    // On the port that it had.
+    // Starts it again on the same port.
     void restart();
 
     // "127.0.0.1:PORT"

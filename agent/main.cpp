@@ -1,4 +1,4 @@
-// farlo-agent: a small cluster agent, the example of how farlo.dll is used.
+// farlo-agent: a small cluster agent, as an example of how to use farlo.dll.
 #include "cluster_agent.h"
 #include "demo.h"
 
@@ -27,7 +27,7 @@ std::wstring widen(const std::string& text) {
     const int length = MultiByteToWideChar(CP_ACP, MB_ERR_INVALID_CHARS, text.c_str(), -1,
                                            wide.data(), static_cast<int>(wide.size()));
     if (length == 0) {
-        throw std::runtime_error("\"" + text + "\" is no text in the code page");
+        throw std::runtime_error("\"" + text + "\" is not valid in the code page");
     }
     wide.resize(static_cast<std::size_t>(length) - 1);
     return wide;
@@ -59,7 +59,7 @@ int run(int argc, char** argv) {
         cluster_agent.disconnect();
     };
 
-    app.add_subcommand("list", "the disk groups that are imported on this host")->callback([&] {
+    app.add_subcommand("list", "list the disk groups imported on this host")->callback([&] {
         connected([](ClusterAgent& cluster_agent) {
             print_groups("cluster disk groups:", cluster_agent.cluster_groups());
             print_groups("other disk groups:", cluster_agent.other_groups());
@@ -71,7 +71,7 @@ int run(int argc, char** argv) {
     std::string device;
     uint32_t options = 0;
 
-    CLI::App* guid_command = app.add_subcommand("guid", "the GUID text of a cluster disk group");
+    CLI::App* guid_command = app.add_subcommand("guid", "print the GUID of a cluster disk group");
     guid_command->add_option("NAME", name, "the group's name")->required();
     guid_command->callback([&] {
         connected([&](ClusterAgent& cluster_agent) {
@@ -79,8 +79,8 @@ int run(int argc, char** argv) {
         });
     });
 
-    CLI::App* name_command = app.add_subcommand("name", "the name of a cluster disk group");
-    name_command->add_option("GUID", guid, "the group's GUID text")->required();
+    CLI::App* name_command = app.add_subcommand("name", "print the name of a cluster disk group");
+    name_command->add_option("GUID", guid, "the group's GUID")->required();
     name_command->callback([&] {
         connected([&](ClusterAgent& cluster_agent) {
             std::printf("%ls\n", cluster_agent.name_of(guid).c_str());
@@ -88,7 +88,7 @@ int run(int argc, char** argv) {
     });
 
     CLI::App* volume_command =
-        app.add_subcommand("volume-guid", "the GUID text of a volume of an imported disk group");
+        app.add_subcommand("volume-guid", "print the GUID of a volume in an imported disk group");
     volume_command->add_option("NAME", name, "the group's name")->required();
     volume_command->add_option("DEVICE", device, "the volume's device name")->required();
     volume_command->callback([&] {
@@ -99,7 +99,7 @@ int run(int argc, char** argv) {
 
     CLI::App* online_command = app.add_subcommand("online", "import a disk group on this host");
     online_command->add_option("NAME", name, "the group's name")->required();
-    online_command->add_option("--options", options, "the option word (farlo.h, FARLO_ONLINE_)");
+    online_command->add_option("--options", options, "option bits (FARLO_ONLINE_... in farlo.h)");
     online_command->callback([&] {
         connected([&](ClusterAgent& cluster_agent) {
             const std::wstring wide_name = widen(name);
@@ -109,7 +109,7 @@ int run(int argc, char** argv) {
 
     CLI::App* offline_command = app.add_subcommand("offline", "deport a disk group from this host");
     offline_command->add_option("NAME", name, "the group's name")->required();
-    offline_command->add_option("--options", options, "the option word (farlo.h, FARLO_OFFLINE_)");
+    offline_command->add_option("--options", options, "option bits (FARLO_OFFLINE_... in farlo.h)");
     offline_command->callback([&] {
         connected([&](ClusterAgent& cluster_agent) {
             const std::wstring wide_name = widen(name);
@@ -121,8 +121,8 @@ int run(int argc, char** argv) {
     std::string demo_group;
     std::string demo_hidden_group;
     CLI::App* demo_command =
-        app.add_subcommand("demo", "walk through an agent's main job with a lab service");
-    demo_command->add_option("--scenario", demo.scenario, "the lab service's storage")
+        app.add_subcommand("demo", "run the main job of an agent with a lab service");
+    demo_command->add_option("--scenario", demo.scenario, "scenario for the lab service")
         ->required()
         ->check(CLI::ExistingFile);
     demo_command->add_option("--work", demo.work, "a folder for temporary files")
@@ -131,7 +131,7 @@ int run(int argc, char** argv) {
     demo_command->add_option("--group", demo_group, "the cluster disk group to bring online")
         ->required();
     demo_command->add_option("--hidden-group", demo_hidden_group,
-                             "a disk group that appears with a disk rescan");
+                             "a disk group that appears after a disk rescan");
     demo_command->callback([&] {
         demo.bin = bin;
         demo.group = widen(demo_group);
