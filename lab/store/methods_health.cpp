@@ -1,5 +1,5 @@
 // The number of a disk group's disks that work.
-#include "disk_state.h"
+#include "disk_state_bits.h"
 #include "methods.h"
 #include "service_status.h"
 

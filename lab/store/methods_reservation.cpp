@@ -1,6 +1,6 @@
 // Reservations of disk groups, and the arbitration for them.
+#include "group_reservation.h"
 #include "methods.h"
-#include "reservation.h"
 #include "service_status.h"
 
 namespace lab {

@@ -1,8 +1,8 @@
 #include "scenario.h"
 
+#include "group_reservation.h"
 #include "json_file.h"
 #include "node_drive.h"
-#include "reservation.h"
 #include "scenario_members.h"
 #include "scenario_values.h"
 #include "text.h"

@@ -1,8 +1,8 @@
 // Calls that stay in this process, with faults of the fault plan.
 #pragma once
 
+#include "bus_connection.h"
 #include "bus_status.h"
-#include "connection.h"
 #include "fault_plan.h"
 #include "function.h"
 #include "recorder.h"

@@ -1,5 +1,5 @@
 // Scenarios and counters of this process (lab_bus.h).
-#include "connection.h"
+#include "bus_connection.h"
 #include "lab_bus.h"
 #include "live.h"
 #include "report_error.h"

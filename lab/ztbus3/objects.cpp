@@ -1,6 +1,6 @@
 // The functions of the bus that call the service: objects, database, methods.
+#include "bus_connection.h"
 #include "bus_status.h"
-#include "connection.h"
 #include "fault_plan.h"
 #include "function.h"
 #include "live.h"

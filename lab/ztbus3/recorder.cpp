@@ -1,6 +1,6 @@
 #include "recorder.h"
 
-#include "connection.h"
+#include "bus_connection.h"
 #include "lab_bus.h"
 #include "locks.h"
 #include "marshal.h"

@@ -1,8 +1,8 @@
 #include "kernel_feed.h"
 
-#include "reservation.h"
+#include "group_reservation.h"
 #include "text.h"
-#include "volume_state.h"
+#include "volume_state_bits.h"
 #include "ztservice.h"
 
 #include <cstdio>

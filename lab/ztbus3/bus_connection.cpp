@@ -1,4 +1,4 @@
-#include "connection.h"
+#include "bus_connection.h"
 
 #include "live.h"
 #include "remote_service.h"
