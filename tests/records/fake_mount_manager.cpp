@@ -1,4 +1,4 @@
-#include "mount_manager.h"
+#include "fake_mount_manager.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,5 +1,5 @@
 // GetDgVolProperties, and what the light form of a volume's record holds.
-#include "mount_manager.h"
+#include "fake_mount_manager.h"
 #include "record_test.h"
 
 #include <algorithm>

@@ -1,6 +1,6 @@
 // What the library makes of the mount-point manager's answers, seen through the
 // drive letter of a light record.
-#include "mount_manager.h"
+#include "fake_mount_manager.h"
 #include "record_test.h"
 
 namespace {

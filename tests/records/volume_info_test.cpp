@@ -1,5 +1,5 @@
 // GetVolumeInfo.
-#include "mount_manager.h"
+#include "fake_mount_manager.h"
 #include "record_test.h"
 
 namespace {
