@@ -51,11 +51,11 @@ void Client::serve() {
                 break;
             }
         }
-        say("gone");
+        say("disconnected");
     } catch (const Dropped&) {
-        say("dropped, as the fault plan says");
+        say("dropped by the fault plan");
     } catch (const Malformed& error) {
-        say(std::string("refused: ") + error.what());
+        say(std::string("rejected: ") + error.what());
     }
     m_stream.shut_down();
 }

@@ -30,7 +30,7 @@ TEST_F(Clients, ServesSixtyFourAtOnce) {
     // All of them are connected at the same time; another one is served, too.
     EXPECT_TRUE(eventually([&] { return lines_with(service->log(), ": connected") == 64; }))
         << service->log();
-    EXPECT_EQ(lines_with(service->log(), ": gone"), 0u);
+    EXPECT_EQ(lines_with(service->log(), ": disconnected"), 0u);
     expect_alive();
     for (const auto& client : clients) {
         client->let_go();
@@ -38,7 +38,7 @@ TEST_F(Clients, ServesSixtyFourAtOnce) {
     for (const auto& client : clients) {
         EXPECT_EQ(client->process().wait(hang_ms), 0u);
     }
-    EXPECT_TRUE(eventually([&] { return lines_with(service->log(), ": gone") == 65; }))
+    EXPECT_TRUE(eventually([&] { return lines_with(service->log(), ": disconnected") == 65; }))
         << service->log();
 }
 
@@ -53,7 +53,7 @@ TEST_F(Clients, SurvivesClientKilledDuringCall) {
     client.process().kill();
     expect_alive();
     // The service finishes the call, cannot send the answer and continues.
-    EXPECT_TRUE(eventually([&] { return lines_with(service->log(), "client 2: gone") == 1; }))
+    EXPECT_TRUE(eventually([&] { return lines_with(service->log(), "client 2: disconnected") == 1; }))
         << service->log();
     EXPECT_EQ(lines_with(service->log(),
                          "client 2: method " + std::to_string(ZTMETHOD_DGOP_IMPORT) + " -> 0x0"),
@@ -70,7 +70,7 @@ TEST_F(Clients, SurvivesClientThatDoesNotClose) {
     client.await_ready();
     client.let_go();
     EXPECT_EQ(client.process().wait(hang_ms), 0u);
-    EXPECT_TRUE(eventually([&] { return lines_with(service->log(), "client 1: gone") == 1; }));
+    EXPECT_TRUE(eventually([&] { return lines_with(service->log(), "client 1: disconnected") == 1; }));
     expect_alive();
 }
 
@@ -93,7 +93,7 @@ TEST_F(Clients, DisconnectsClientThatReceivesNothing) {
     }
     Sleep(500);
     EXPECT_EQ(call_group_method(caller, import_method), ZTSTATUS_OK);
-    EXPECT_TRUE(eventually([&] { return lines_with(service->log(), "client 2: gone") == 1; }))
+    EXPECT_TRUE(eventually([&] { return lines_with(service->log(), "client 2: disconnected") == 1; }))
         << service->log();
     EXPECT_EQ(connected_of(caller), 1);
     closesocket(socket);

@@ -110,7 +110,7 @@ TEST_F(BadFrames, EndTheConnectionWithoutAnswer) {
         SCOPED_TRACE(row.what);
         EXPECT_EQ(answers_to(row.bytes), ByteList{});
         const std::string line =
-            "client " + std::to_string(++client) + ": refused: " + row.log + "\r\n";
+            "client " + std::to_string(++client) + ": rejected: " + row.log + "\r\n";
         EXPECT_TRUE(eventually([&] { return service->log().find(line) != std::string::npos; }))
             << service->log();
     }
