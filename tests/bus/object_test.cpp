@@ -161,6 +161,25 @@ TEST_F(Objects, AbsentAndMistypedProperties) {
                      "TYPE_UINT32"}));
 }
 
+TEST_F(Objects, TracesAMalformedValueAsOneOfAnotherType) {
+    const CZtObject group = object("dg1");
+    std::wstring name = L"as it was";
+    WideText in_place;
+    std::uint32_t type = 42;
+    faults(R"([{"function": "ObGetProperty", "lie": "unterminated"}])");
+    EXPECT_EQ(thrown_by([&] { group.GetProp("Name", name, true); }), 0xc100003au);
+    EXPECT_EQ(thrown_by([&] { group.GetProp("Name", in_place); }), 0xc100003au);
+    faults(R"([{"function": "ObGetProperty", "lie": "null"}])");
+    EXPECT_EQ(thrown_by([&] { group.GetProp("LDM DG TYPE", type); }), 0xc100003au);
+    EXPECT_EQ(name, L"as it was");
+    EXPECT_EQ(type, 42u);
+    const std::string not_a_string =
+        "6 clusapiprov: ERROR: CZtPropertySet::GetProp() : Property Name is not of TYPE_WSTR";
+    EXPECT_EQ(traces, (Texts{not_a_string, not_a_string,
+                             "6 clusapiprov: ERROR: CZtPropertySet::GetProp() : Property LDM DG "
+                             "TYPE is not of TYPE_UINT32"}));
+}
+
 TEST_F(Objects, APropertyThatFailsForAnotherReason) {
     const CZtObject group = object("dg1");
     std::uint32_t value = 42;

@@ -169,9 +169,15 @@ TEST_F(PropertyLookup, ATextInPlaceStaysWhenThereIsNoOther) {
     EXPECT_EQ(thrown_by([&] { set.GetProp("number", wide); }), 0xc100003au);
     expect_as_it_was();
     faults(R"([{"function": "PsFindProperty", "lie": "unterminated"}])");
+    traces.clear();
     EXPECT_EQ(thrown_by([&] { set.GetProp("narrow", narrow); }), 0xc100003au);
     EXPECT_EQ(thrown_by([&] { set.GetProp("wide", wide); }), 0xc100003au);
     expect_as_it_was();
+    EXPECT_EQ(traces,
+              (Texts{"6 clusapiprov: ERROR: CZtPropertySet::GetProp() : Property narrow is not of "
+                     "TYPE_STR",
+                     "6 clusapiprov: ERROR: CZtPropertySet::GetProp() : Property wide is not of "
+                     "TYPE_WSTR"}));
 }
 
 TEST_F(PropertyLookup, ATextInPlaceGivesWayToTheNext) {
@@ -207,6 +213,11 @@ TEST_F(PropertyLookup, NestedSetsThatCannotBeCopied) {
     // The first copy succeeds, the second does not.
     faults(R"([{"function": "PsCopyPropset", "call": 2, "status": "0xc1000102"}])");
     EXPECT_EQ(thrown_by([&] { set.GetProp("PROPSETZ", owns); }), 0xc1000102u);
+    // A status of the bus says nothing of the value, whichever it is.
+    faults(R"([{"function": "PsCopyPropset", "status": "0xc100003a"}])");
+    EXPECT_EQ(thrown_by([&] { set.GetProp("PROPSET", own); }), 0xc100003au);
+    EXPECT_EQ(thrown_by([&] { set.GetProp("PROPSETZ", owns); }), 0xc100003au);
+    EXPECT_EQ(traces, Texts{});
     faults(nullptr);
 
     std::string text;

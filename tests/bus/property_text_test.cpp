@@ -121,15 +121,24 @@ TEST_F(PropertyText, NothingToShow) {
 
 class UnreadableText : public PropertyText {
   protected:
-    // Wants a property, optional or not, to throw that status and leave the text.
+    // Wants "p", optional or not, to throw that status, to leave the string and to
+    // trace these lines each time.
     template <class... Value>
-    static void expect_thrown(std::uint32_t status, const Value&... value) {
+    static void expect_thrown(std::uint32_t status, const Texts& lines, const Value&... value) {
         CZtTempPropertySet set;
         set.AddProperty(CZtProperty("p", value...));
         std::string text = "as it was";
-        EXPECT_EQ(thrown_by([&] { set.ToString(text, "p", false, true); }), status);
-        EXPECT_EQ(thrown_by([&] { set.ToString(text, "p", true, false); }), status);
+        for (const bool optional : {false, true}) {
+            traces.clear();
+            EXPECT_EQ(thrown_by([&] { set.ToString(text, "p", optional, !optional); }), status);
+            EXPECT_EQ(traces, lines);
+        }
         EXPECT_EQ(text, "as it was");
+    }
+    // The one line of a malformed value.
+    static Texts not_of(const std::string& type, const std::string& name = "p") {
+        return {"6 clusapiprov: ERROR: CZtPropertySet::GetProp() : Property " + name +
+                " is not of " + type};
     }
 };
 
@@ -140,40 +149,50 @@ TEST_F(UnreadableText, ATypeThatIsNone) {
             property->type = 99;
             return status;
         });
-    expect_thrown(0xc100003a, "text");
+    expect_thrown(0xc100003a, not_of("its type"), "text");
     EXPECT_EQ(find.calls(), 2u);
 }
 
 TEST_F(UnreadableText, AValueThatLies) {
     faults(R"([{"function": "PsFindProperty", "lie": "unterminated"}])");
-    expect_thrown(0xc100003a, "text");
+    expect_thrown(0xc100003a, not_of("TYPE_STR"), "text");
     faults(R"([{"function": "PsFindProperty", "lie": "null"}])");
-    expect_thrown(0xc100003a, std::uint32_t{1});
+    expect_thrown(0xc100003a, not_of("TYPE_UINT32"), std::uint32_t{1});
     faults(R"([{"function": "PsFindProperty", "nothing": true}])");
-    expect_thrown(0xc100003a, "text");
+    expect_thrown(0xc100003a, not_of("its type"), "text");
 }
 
-TEST_F(UnreadableText, TextsThatAreNotInTheCodePage) {
-    expect_thrown(0xc100003a, not_in_the_code_page);
+TEST_F(UnreadableText, StringsThatAreNotInTheCodePage) {
+    expect_thrown(0xc100003a, not_of("TYPE_WSTR"), not_in_the_code_page);
     const wchar_t* const texts[] = {L"a", not_in_the_code_page};
-    expect_thrown(0xc100003a, TYPE_WSTRZ, static_cast<const void*>(texts), 2u,
+    expect_thrown(0xc100003a, not_of("TYPE_WSTRZ"), TYPE_WSTRZ, static_cast<const void*>(texts), 2u,
                   static_cast<std::uint32_t>(sizeof texts));
     opal_insertion insertions[] = {{nullptr, not_in_the_code_page}};
-    expect_thrown(0xc100003a, opal_i18n_format{"%1", 1, insertions});
+    expect_thrown(0xc100003a, not_of("TYPE_I18NFORMATSTRING"),
+                  opal_i18n_format{"%1", 1, insertions});
+}
+
+// Traced once, in the name of the property that cannot be read.
+TEST_F(UnreadableText, AMemberOfANestedSet) {
+    CZtTempPropertySet nested;
+    nested.AddProp("inner", not_in_the_code_page);
+    expect_thrown(0xc100003a, not_of("TYPE_WSTR", "inner"), nested.handle());
 }
 
 TEST_F(UnreadableText, NoMemoryForAGuid) {
     faults(R"([{"function": "ZtGUIDToString", "nothing": true}])");
-    expect_thrown(0xc1000102, some_guid);
-    expect_thrown(0xc1000102, opal_objid{});
+    expect_thrown(0xc1000102, {}, some_guid);
+    expect_thrown(0xc1000102, {}, opal_objid{});
 }
 
 TEST_F(UnreadableText, ANestedSetThatCannotBeCopiedOrWalked) {
     const CZtTempPropertySet nested;
     faults(R"([{"function": "PsCopyPropset", "status": "0xc1000103"}])");
-    expect_thrown(0xc1000103, nested.handle());
+    expect_thrown(0xc1000103, {}, nested.handle());
     faults(R"([{"function": "PsOpenPropset", "status": "0xc1000101"}])");
-    expect_thrown(0xc1000101, nested.handle());
+    expect_thrown(0xc1000101,
+                  {"4 clusapiprov: ERROR: in CZtPropertySet::GetKeys() PsOpenPropset() failed"},
+                  nested.handle());
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include "type_names.h"
 
 #include <cstdio>
+#include <optional>
 
 namespace farlo {
 namespace {
@@ -34,15 +35,10 @@ std::string render(std::uint64_t value) {
 std::string render(const std::string& value) {
     return value;
 }
-std::string render(const std::wstring& value) {
-    const std::size_t length = Ztwcstombs(nullptr, value.c_str(), 0);
-    if (length == static_cast<std::size_t>(-1)) {
-        throw ZTERROR_PROPERTY;
-    }
-    std::string text(length + 1, '\0');
-    Ztwcstombs(text.data(), value.c_str(), text.size());
-    text.resize(length);
-    return text;
+// None when it has a character that is not in the code page.
+std::optional<std::string> render(const std::wstring& value) {
+    std::string text;
+    return to_narrow(value.c_str(), text) ? std::optional(text) : std::nullopt;
 }
 std::string render(const ZtBinary& value) {
     std::string text;
@@ -87,23 +83,27 @@ std::string render(const CZtTempPropertySet& value) {
     }
     return text + "}";
 }
-template <class T> std::string render(const std::vector<T>& values) {
+template <class T> std::optional<std::string> render(const std::vector<T>& values) {
     std::string text = "{";
     const char* separator = "";
     for (const T& value : values) {
-        text += separator + render(value);
+        const std::optional<std::string> element = render(value);
+        if (!element) {
+            return std::nullopt;
+        }
+        text += separator + *element;
         separator = ", ";
     }
     return text + "}";
 }
 
-template <class T> std::string render_as(const opal_property& property) {
+template <class T> std::optional<std::string> render_as(const opal_property& property) {
     T value{};
-    copy_value(property, value);
-    return render(value);
+    return copy_value(property, value) ? std::optional<std::string>(render(value)) : std::nullopt;
 }
 
-std::string render_value(const opal_property& property) {
+// None when the value is malformed or its type is not a valid one.
+std::optional<std::string> render_value(const opal_property& property) {
     switch (property.type) {
     case TYPE_BOOLEAN:
         return render_as<bool>(property);
@@ -160,7 +160,7 @@ std::string render_value(const opal_property& property) {
     case TYPE_TIMEZ:
         return render_as<std::vector<ZtTime>>(property);
     default:
-        throw ZTERROR_PROPERTY;
+        return std::nullopt;
     }
 }
 
@@ -181,8 +181,12 @@ bool CZtPropertySet::ToString(std::string& text, const char* name, bool optional
                 provider_name, name);
         throw status;
     }
-    const char* label = with_type ? names_of_type(property.get().type).label : "";
-    text = label + render_value(property.get());
+    const std::uint32_t type = property.get().type;
+    const std::optional<std::string> value = render_value(property.get());
+    if (!value) {
+        reject_value(property, name, type);
+    }
+    text = (with_type ? names_of_type(type).label : "") + *value;
     return true;
 }
 

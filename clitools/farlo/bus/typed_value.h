@@ -1,8 +1,9 @@
 // Reading the value of a bus property as a C++ type, with the test of its tag.
 //
-// Every reader is bounded by the size that the property states; a value that
-// is shorter than its type, or a text without a terminator in its size, is no
-// value of that type and throws ZTERROR_PROPERTY.
+// Every reader is bounded by the size that the property states. A value that is
+// shorter than its type, a string without a terminator in its size, a NULL
+// string and one that cannot be converted are malformed: they are traced and
+// refused as a value of another type is.
 #pragma once
 
 #include "bus_memory.h"
@@ -51,9 +52,9 @@ template <class Char> class TextProperty {
     const Char* c_str() const { return m_text; }
     std::size_t length() const { return m_length; }
 
-    // Takes over a property whose tag has been tested; the one before goes. Throws
-    // ZTERROR_PROPERTY, and stays as it was, when the value is no text.
-    void take(BusProperty& property);
+    // Takes over a property whose tag has been tested and frees the previous one.
+    // False, and unchanged, when the value is malformed.
+    [[nodiscard]] bool take(BusProperty& property);
 
   private:
     BusProperty m_property;
@@ -92,57 +93,66 @@ struct TypeTag<std::vector<T>>
 // Messages and format patterns are also read into lists.
 template <class T> struct TypeTag<std::list<T>> : TypeTagIs<TYPE_ARRAY_BIT | TypeTag<T>::tag> {};
 
-// Traces the property's mismatch with the type that `wanted` is the tag of and
-// throws ZTERROR_PROPERTY.
-[[noreturn]] void reject_type(BusProperty& property, const char* name, std::uint32_t wanted);
+// Traces that the property is not a value of the type that `wanted` is the tag
+// of, frees it and throws ZTERROR_PROPERTY.
+[[noreturn]] void reject_value(BusProperty& property, const char* name, std::uint32_t wanted);
 
-// Copies the value of a property whose tag has been tested.
-void copy_value(const opal_property& property, bool& value);
-void copy_value(const opal_property& property, std::int32_t& value);
-void copy_value(const opal_property& property, std::uint32_t& value);
-void copy_value(const opal_property& property, std::int64_t& value);
-void copy_value(const opal_property& property, std::uint64_t& value);
-void copy_value(const opal_property& property, std::string& value);
-void copy_value(const opal_property& property, std::wstring& value);
-void copy_value(const opal_property& property, ZtBinary& value);
-void copy_value(const opal_property& property, GUID& value);
-void copy_value(const opal_property& property, CZtTempPropertySet& value);
-void copy_value(const opal_property& property, opal_objid& value);
-void copy_value(const opal_property& property, ZtI18n& value);
-void copy_value(const opal_property& property, ZtI18nFormat& value);
-void copy_value(const opal_property& property, ZtTime& value);
-void copy_value(const opal_property& property, std::vector<bool>& value);
-void copy_value(const opal_property& property, std::vector<std::int32_t>& value);
-void copy_value(const opal_property& property, std::vector<std::uint32_t>& value);
-void copy_value(const opal_property& property, std::vector<std::int64_t>& value);
-void copy_value(const opal_property& property, std::vector<std::uint64_t>& value);
-void copy_value(const opal_property& property, std::vector<std::string>& value);
-void copy_value(const opal_property& property, std::vector<std::wstring>& value);
-void copy_value(const opal_property& property, std::vector<GUID>& value);
-void copy_value(const opal_property& property, std::vector<CZtTempPropertySet>& value);
-void copy_value(const opal_property& property, std::vector<opal_objid>& value);
-void copy_value(const opal_property& property, std::vector<ZtI18n>& value);
-void copy_value(const opal_property& property, std::list<ZtI18n>& value);
-void copy_value(const opal_property& property, std::vector<ZtI18nFormat>& value);
-void copy_value(const opal_property& property, std::list<ZtI18nFormat>& value);
-void copy_value(const opal_property& property, std::vector<ZtTime>& value);
+// Converts a string to the code page. False when it has a character that is not
+// in it.
+[[nodiscard]] bool to_narrow(const wchar_t* wide, std::string& value);
+
+// Copies the value of a property whose tag has been tested. False, and `value`
+// unchanged, when it is malformed; nothing is traced then. A failure of the bus
+// is thrown.
+[[nodiscard]] bool copy_value(const opal_property& property, bool& value);
+[[nodiscard]] bool copy_value(const opal_property& property, std::int32_t& value);
+[[nodiscard]] bool copy_value(const opal_property& property, std::uint32_t& value);
+[[nodiscard]] bool copy_value(const opal_property& property, std::int64_t& value);
+[[nodiscard]] bool copy_value(const opal_property& property, std::uint64_t& value);
+[[nodiscard]] bool copy_value(const opal_property& property, std::string& value);
+[[nodiscard]] bool copy_value(const opal_property& property, std::wstring& value);
+[[nodiscard]] bool copy_value(const opal_property& property, ZtBinary& value);
+[[nodiscard]] bool copy_value(const opal_property& property, GUID& value);
+[[nodiscard]] bool copy_value(const opal_property& property, CZtTempPropertySet& value);
+[[nodiscard]] bool copy_value(const opal_property& property, opal_objid& value);
+[[nodiscard]] bool copy_value(const opal_property& property, ZtI18n& value);
+[[nodiscard]] bool copy_value(const opal_property& property, ZtI18nFormat& value);
+[[nodiscard]] bool copy_value(const opal_property& property, ZtTime& value);
+[[nodiscard]] bool copy_value(const opal_property& property, std::vector<bool>& value);
+[[nodiscard]] bool copy_value(const opal_property& property, std::vector<std::int32_t>& value);
+[[nodiscard]] bool copy_value(const opal_property& property, std::vector<std::uint32_t>& value);
+[[nodiscard]] bool copy_value(const opal_property& property, std::vector<std::int64_t>& value);
+[[nodiscard]] bool copy_value(const opal_property& property, std::vector<std::uint64_t>& value);
+[[nodiscard]] bool copy_value(const opal_property& property, std::vector<std::string>& value);
+[[nodiscard]] bool copy_value(const opal_property& property, std::vector<std::wstring>& value);
+[[nodiscard]] bool copy_value(const opal_property& property, std::vector<GUID>& value);
+[[nodiscard]] bool copy_value(const opal_property& property,
+                              std::vector<CZtTempPropertySet>& value);
+[[nodiscard]] bool copy_value(const opal_property& property, std::vector<opal_objid>& value);
+[[nodiscard]] bool copy_value(const opal_property& property, std::vector<ZtI18n>& value);
+[[nodiscard]] bool copy_value(const opal_property& property, std::list<ZtI18n>& value);
+[[nodiscard]] bool copy_value(const opal_property& property, std::vector<ZtI18nFormat>& value);
+[[nodiscard]] bool copy_value(const opal_property& property, std::list<ZtI18nFormat>& value);
+[[nodiscard]] bool copy_value(const opal_property& property, std::vector<ZtTime>& value);
 
 // GetProp of property sets and of objects. `find` receives a BusProperty and
-// tells whether there is one; when there is none, `value` stays as it was.
+// returns whether there is one; when there is none, `value` stays as it was.
 template <class T, class Find> bool read_typed(const char* name, T& value, Find&& find) {
     constexpr bool in_place = std::is_same_v<T, NarrowText> || std::is_same_v<T, WideText>;
     BusProperty property;
     if (!find(property)) {
         return false;
     }
+    const auto read = [&] {
+        if constexpr (in_place) {
+            return value.take(property);
+        } else {
+            return copy_value(property.get(), value);
+        }
+    };
     const std::uint32_t type = property.get().type;
-    if (type != TypeTag<T>::tag && type != TypeTag<T>::also) {
-        reject_type(property, name, TypeTag<T>::tag);
-    }
-    if constexpr (in_place) {
-        value.take(property);
-    } else {
-        copy_value(property.get(), value);
+    if ((type != TypeTag<T>::tag && type != TypeTag<T>::also) || !read()) {
+        reject_value(property, name, TypeTag<T>::tag);
     }
     return true;
 }
