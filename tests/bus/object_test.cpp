@@ -128,6 +128,8 @@ TEST_F(Objects, AQueryThatDoesNotFitIsRefused) {
     EXPECT_EQ(std::wcslen(text.c_str()), 2047u);
     EXPECT_FALSE(text.format("t", "p", std::wstring(2048 - front, L'v').c_str()));
     EXPECT_STREQ(text.c_str(), L"");
+    // The terminator counts.
+    EXPECT_EQ(QueryText::value_capacity("t", "p"), 2048 - front);
     faults(R"([{"function": "_ZtAlloc", "nothing": true}])");
     EXPECT_FALSE(QueryText());
 }

@@ -325,7 +325,7 @@ TEST_F(Deport, OfflineNarrowForm) {
         EXPECT_EQ(FARLO(OfflineDgA)(handle, std::string(32, 'n').c_str(), "guid-1", 0),
                   0x80070057u);
         expect_calls({});
-        expect_log({{0, "OfflineDgA() failed , text of more than 31 characters or invalid, "
+        expect_log({{0, "OfflineDgA() failed , name string of more than 31 characters or invalid, "
                         "error=(0x80070057)"}});
     });
 }
@@ -498,7 +498,7 @@ TEST_F(Deport, DeportNarrowForm) {
         start_watching();
         EXPECT_EQ(FARLO(DeportDgA)(handle, std::string(32, 'n').c_str(), "guid-1"), 0x80070057u);
         expect_calls({});
-        expect_log({{0, "DeportDgA() failed , text of more than 31 characters or invalid, "
+        expect_log({{0, "DeportDgA() failed , name string of more than 31 characters or invalid, "
                         "error=(0x80070057)"}});
     });
 }

@@ -228,8 +228,10 @@ TEST_F(Import, NarrowForm) {
                                        new_name ? too_long.c_str() : nullptr, 0),
                       0x80070057u);
             expect_calls({});
-            expect_log({{0, "ImportDgA() failed , text of more than 31 characters or invalid, "
-                            "error=(0x80070057)"}});
+            expect_log(
+                {{0, std::string("ImportDgA() failed , ") + (new_name ? "new_name" : "name") +
+                         " string of more than 31 characters or invalid, "
+                         "error=(0x80070057)"}});
         }
     });
 }

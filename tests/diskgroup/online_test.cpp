@@ -244,8 +244,8 @@ TEST_F(Online, AGuidTextThatDoesNotFitIsRefused) {
         EXPECT_EQ(online(L"d", too_long.c_str(), nullptr, 1), 0x80070057u);
         expect_calls({});
         expect_log({{0, "OnlineDg d is called with flag 0x1"},
-                    {0, "SetDgGuidParam() failed , pDgGuid is too long, error=(0x80070057)"},
-                    {0, "OnlineDgExW():SetDgGuidParam() failed, error=(0x80070057) "},
+                    {0, "OnlineDgExW() failed , guid string of more than 64 characters, "
+                        "error=(0x80070057)"},
                     {0, "OnlineDg d failed with res  0x80070057"},
                     {2, "Exiting OnlineDgExW"}});
         start_watching();
@@ -470,8 +470,10 @@ TEST_F(Online, NarrowNamesOfMoreThan31CharactersAreRefused) {
                                          new_name ? too_long.c_str() : nullptr, 1, 0),
                       0x80070057u);
             expect_calls({});
-            expect_log({{0, "OnlineDgExA() failed , text of more than 31 characters or invalid, "
-                            "error=(0x80070057)"}});
+            expect_log(
+                {{0, std::string("OnlineDgExA() failed , ") + (new_name ? "new_name" : "name") +
+                         " string of more than 31 characters or invalid, "
+                         "error=(0x80070057)"}});
         }
         start_watching();
         EXPECT_EQ(FARLO(OnlineDgExA)(handle, fits.c_str(), "guid-1", nullptr, 1, 0), 0u);

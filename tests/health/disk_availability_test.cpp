@@ -136,11 +136,13 @@ TEST_F(DiskAvailability, RefusesTextsThatAreTooLong) {
                                                 total.as<std::uint32_t>(),
                                                 live.as<std::uint32_t>()),
                   0x80070057u);
-        expect_log({entering,
-                    {0, "SetDgGuidParam() failed , pDgGuid is too long, error=(0x80070057)"},
-                    exiting,
-                    {0, "GetDgDiskAvailabilityA() failed , text of more than 31 characters or "
-                        "invalid, error=(0x80070057)"}});
+        expect_log(
+            {entering,
+             {0, "GetDgDiskAvailabilityW() failed , guid string of more than 64 "
+                 "characters, error=(0x80070057)"},
+             exiting,
+             {0, "GetDgDiskAvailabilityA() failed , name string of more than 31 characters or "
+                 "invalid, error=(0x80070057)"}});
     });
 }
 

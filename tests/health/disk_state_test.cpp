@@ -144,8 +144,9 @@ TEST_F(DiskState, RefusesANarrowNameOfMoreThan31Characters) {
         const std::string name(32, 'd');
         EXPECT_EQ(FARLO(GetDiskStateA)(handle, name.c_str(), state.as<std::uint32_t>()),
                   0x80070057u);
-        expect_log({{0, "GetDiskStateA() failed , text of more than 31 characters or invalid, "
-                        "error=(0x80070057)"}});
+        expect_log(
+            {{0, "GetDiskStateA() failed , disk string of more than 31 characters or invalid, "
+                 "error=(0x80070057)"}});
     });
 }
 

@@ -118,11 +118,10 @@ TEST_F(GroupState, RefusesTextsThatAreTooLong) {
                   0x80070057u);
         EXPECT_TRUE(state.untouched());
         expect_log({{4, "Entering GetDgStateW - dg1"},
-                    {0, "SetDgGuidParam() failed , pDgGuid is too long, error=(0x80070057)"},
-                    {0, "GetDgStateW():SetDgGuidParam() failed, error=(0x80070057) "},
-                    {0, "GetDgStateW() failed, error=(0x80070057) "},
+                    {0, "GetDgStateW() failed , guid string of more than 64 characters, "
+                        "error=(0x80070057)"},
                     {4, "Exiting GetDgStateW"},
-                    {0, "GetDgStateA() failed , text of more than 31 characters or invalid, "
+                    {0, "GetDgStateA() failed , name string of more than 31 characters or invalid, "
                         "error=(0x80070057)"}});
     });
 }

@@ -123,11 +123,16 @@ TEST_F(PlexStates, RefusesNarrowTextsThatAreNone) {
         EXPECT_EQ(FARLO(GetDgVolPlexStatesA)(handle, nullptr, "guid-1", "\\Device\\vol",
                                              count.as<std::uint32_t>(), nullptr),
                   0x80070057u);
+        // The first of two.
+        EXPECT_EQ(FARLO(GetDgVolPlexStatesA)(handle, "local", "guid-1", "\\Device\\vol",
+                                             count.as<std::uint32_t>(), nullptr),
+                  0x80070057u);
         EXPECT_TRUE(count.untouched());
         expect_calls({});
-        const Expected refusal{0, "GetDgVolPlexStatesA() failed , invalid text, "
-                                  "error=(0x80070057)"};
-        expect_log({refusal, refusal});
+        expect_log(
+            {{0, "GetDgVolPlexStatesA() failed , name string is invalid, error=(0x80070057)"},
+             {0, "GetDgVolPlexStatesA() failed , device string is invalid, error=(0x80070057)"},
+             {0, "GetDgVolPlexStatesA() failed , name string is invalid, error=(0x80070057)"}});
     });
 }
 

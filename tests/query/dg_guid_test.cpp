@@ -715,9 +715,9 @@ TEST_F(DgGuid, NarrowForms) {
         EXPECT_EQ(FARLO(GetNonClusterDgGuidA)(handle, too_long.c_str(), buffer.as<char>()),
                   0x80070057u);
         expect_calls({});
-        expect_log({{0, "GetDgGuidA() failed , text of more than 31 characters or invalid, "
+        expect_log({{0, "GetDgGuidA() failed , name string of more than 31 characters or invalid, "
                         "error=(0x80070057)"},
-                    {0, "GetNonClusterDgGuidA() failed , text of more than 31 characters or "
+                    {0, "GetNonClusterDgGuidA() failed , name string of more than 31 characters or "
                         "invalid, error=(0x80070057)"}});
     });
 }

@@ -142,7 +142,8 @@ TEST_F(VolumeGuid, Checks) {
             FARLO(GetDgVolumeGuidW)(handle, L"dg1", std::string(65, 'g').c_str(), L"d", buffer),
             0x80070057u);
         expect_log({{6, "Entering GetVolumeGuidW"},
-                    {0, "GetDgVolumeGuidW() failed , pDgGuid is too long, error=(0x80070057)"}});
+                    {0, "GetDgVolumeGuidW() failed , guid string of more than 64 characters, "
+                        "error=(0x80070057)"}});
         start_watching();
         heap().fail(1);
         EXPECT_EQ(FARLO(GetDgVolumeGuidW)(handle, L"dg1", "g", L"d", buffer), 0x11u);
@@ -301,9 +302,10 @@ TEST_F(VolumeGuid, NarrowForm) {
         EXPECT_EQ(FARLO(GetDgVolumeGuidA)(handle, nullptr, "g", too_long.c_str(), room),
                   0x80070057u);
         expect_calls({});
-        const std::string line = "GetDgVolumeGuidA() failed , text of more than 31 characters or "
-                                 "invalid, error=(0x80070057)";
-        expect_log({{0, line}, {0, line}});
+        expect_log({{0, "GetDgVolumeGuidA() failed , name string of more than 31 characters or "
+                        "invalid, error=(0x80070057)"},
+                    {0, "GetDgVolumeGuidA() failed , device string of more than 31 characters or "
+                        "invalid, error=(0x80070057)"}});
     });
 }
 

@@ -519,15 +519,16 @@ TEST_F(DgRecord, NarrowForm) {
         EXPECT_EQ(FARLO(GetDgPropertiesA)(handle, std::string(32, 'n').c_str(), "guid-2",
                                           record.as<DgInfo>(), &size),
                   0x80070057u);
-        expect_log({{4, "Entering GetDgPropertiesW - empty"},
-                    exiting,
-                    entering,
-                    exiting,
-                    {4, "Entering GetDgPropertiesW - " + std::string(31, 'n')},
-                    {0, "GetDgObjIdByName() failed , DG_TYPENAME not found in OPAL, error=(0x1)"},
-                    {0, "GetDgPropertiesW():GetDgObjId() failed, error=(0x1)"},
-                    {0, "GetDgPropertiesA() failed , text of more than 31 characters or invalid, "
-                        "error=(0x80070057)"}});
+        expect_log(
+            {{4, "Entering GetDgPropertiesW - empty"},
+             exiting,
+             entering,
+             exiting,
+             {4, "Entering GetDgPropertiesW - " + std::string(31, 'n')},
+             {0, "GetDgObjIdByName() failed , DG_TYPENAME not found in OPAL, error=(0x1)"},
+             {0, "GetDgPropertiesW():GetDgObjId() failed, error=(0x1)"},
+             {0, "GetDgPropertiesA() failed , name string of more than 31 characters or invalid, "
+                 "error=(0x80070057)"}});
     });
 }
 

@@ -215,7 +215,7 @@ TEST_F(GroupDisks, NarrowForm) {
                   0x80070057u);
         expect_log({entering,
                     exiting,
-                    {0, "GetDgDiskPropertiesA() failed , text of more than 31 characters or "
+                    {0, "GetDgDiskPropertiesA() failed , name string of more than 31 characters or "
                         "invalid, error=(0x80070057)"}});
     });
 }

@@ -251,9 +251,10 @@ TEST_F(GroupVolume, NarrowForm) {
         start_watching();
         EXPECT_EQ(call("dg", std::string(32, 'n').c_str()), 0x80070057u);
         EXPECT_EQ(call(std::string(32, 'n').c_str(), "\\Device\\v2"), 0x80070057u);
-        const Expected refused{0, "GetDgVolumePropertiesA() failed , text of more than 31 "
-                                  "characters or invalid, error=(0x80070057)"};
-        expect_log({refused, refused});
+        expect_log({{0, "GetDgVolumePropertiesA() failed , device string of more than 31 "
+                        "characters or invalid, error=(0x80070057)"},
+                    {0, "GetDgVolumePropertiesA() failed , name string of more than 31 "
+                        "characters or invalid, error=(0x80070057)"}});
     });
 }
 

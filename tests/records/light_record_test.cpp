@@ -326,7 +326,7 @@ TEST_F(LightRecord, NarrowForm) {
                   0x80070057u);
         expect_log({{4, "Entering GetDgVolPropertiesW - empty"},
                     exiting,
-                    {0, "GetDgVolPropertiesA() failed , text of more than 31 characters or "
+                    {0, "GetDgVolPropertiesA() failed , name string of more than 31 characters or "
                         "invalid, error=(0x80070057)"}});
     });
 }

@@ -304,7 +304,7 @@ TEST_F(VolumeRecord, NarrowForm) {
                   0x80070057u);
         expect_log({entering,
                     {0, "GetVolPropertiesW() failed , NULL opal_handle, error=(0x64)"},
-                    {0, "GetVolPropertiesA() failed , text of more than 259 characters or "
+                    {0, "GetVolPropertiesA() failed , device string of more than 259 characters or "
                         "invalid, error=(0x80070057)"}});
     });
 }

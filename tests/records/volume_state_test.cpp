@@ -218,10 +218,10 @@ TEST_F(VolumeState, NarrowForm) {
         EXPECT_EQ(call("dg", std::string(32, 'n').c_str()), 0x80070057u);
         EXPECT_EQ(call(std::string(32, 'n').c_str(), "v"), 0x80070057u);
         EXPECT_EQ(call("dg", nullptr), 0x13u);
-        const Expected refused{0, "GetDgVolumeStateA() failed , text of more than 31 characters "
-                                  "or invalid, error=(0x80070057)"};
-        expect_log({refused,
-                    refused,
+        expect_log({{0, "GetDgVolumeStateA() failed , device string of more than 31 characters "
+                        "or invalid, error=(0x80070057)"},
+                    {0, "GetDgVolumeStateA() failed , name string of more than 31 characters "
+                        "or invalid, error=(0x80070057)"},
                     entering,
                     {0, "GetDgVolumeStateW() failed , pVolumeState = pwVolumeName == NULL, "
                         "error=(0x13) "}});

@@ -214,12 +214,26 @@ TEST_F(VolumeStatus, ChecksItsArguments) {
         EXPECT_EQ(device.records.size(), 0u);
         const Expected invalid{0, "GetDgVolumeStatusW() failed, error=(0x80070057) "};
         const Expected missing{0, "GetDgVolumeStatusW() failed, error=(0x13) "};
-        expect_log(
-            {entering, {0, "GetDgVolumeStatusW() failed , NULL Volume GUID"},    invalid, exiting,
-             entering, {0, "GetDgVolumeStatusW():UseDgGuid()  failed"},          missing, exiting,
-             entering, {0, "GetDgVolumeStatusW():UseDgGuid()  failed"},          missing, exiting,
-             entering, {0, "GetDgVolumeStatusW() failed , pVolStatus == NULL"},  missing, exiting,
-             entering, {0, "GetDgVolumeStatusW() failed , pDgGuid is too long"}, invalid, exiting});
+        expect_log({entering,
+                    {0, "GetDgVolumeStatusW() failed , NULL Volume GUID"},
+                    invalid,
+                    exiting,
+                    entering,
+                    {0, "GetDgVolumeStatusW():UseDgGuid()  failed"},
+                    missing,
+                    exiting,
+                    entering,
+                    {0, "GetDgVolumeStatusW():UseDgGuid()  failed"},
+                    missing,
+                    exiting,
+                    entering,
+                    {0, "GetDgVolumeStatusW() failed , pVolStatus == NULL"},
+                    missing,
+                    exiting,
+                    entering,
+                    {0, "GetDgVolumeStatusW() failed , guid string of more than 64 characters, "
+                        "error=(0x80070057)"},
+                    exiting});
     });
 }
 

@@ -95,13 +95,13 @@ TEST_F(Arbitrate, RefusesTextsThatAreTooLong) {
         EXPECT_EQ(FARLO(ArbitrateDgW)(handle, L"dg1", std::string(65, 'g').c_str()), 0x80070057u);
         EXPECT_EQ(FARLO(ArbitrateDgA)(handle, std::string(32, 'n').c_str(), "g"), 0x80070057u);
         expect_calls({});
-        expect_log({{2, "Entering ArbitrateDgW - dg1"},
-                    {0, "SetDgGuidParam() failed , pDgGuid is too long, error=(0x80070057)"},
-                    {0, "ArbitrateDgW():SetDgGuidParam failed, error=(0x80070057)"},
-                    {0, "ArbitrateDgW() failed, error=(0x80070057)"},
-                    {2, "Exiting ArbitrateDgW"},
-                    {0, "ArbitrateDgA() failed , text of more than 31 characters or invalid, "
-                        "error=(0x80070057)"}});
+        expect_log(
+            {{2, "Entering ArbitrateDgW - dg1"},
+             {0, "ArbitrateDgW() failed , guid string of more than 64 characters, "
+                 "error=(0x80070057)"},
+             {2, "Exiting ArbitrateDgW"},
+             {0, "ArbitrateDgA() failed , name string of more than 31 characters or invalid, "
+                 "error=(0x80070057)"}});
     });
 }
 

@@ -156,13 +156,13 @@ TEST_F(DriverStatus, RefusesTextsThatAreTooLong) {
                   0x80070057u);
         EXPECT_TRUE(state.untouched());
         expect_journal(journal, {});
-        expect_log({entering,
-                    {0, "SetDgGuidParam() failed , pDgGuid is too long, error=(0x80070057)"},
-                    {0, "GetDgReservationStatusW():SetDgGuidParam() failed, error=(0x80070057) "},
-                    {0, "GetDgReservationStatusW() failed, error=(0x80070057) "},
-                    exiting,
-                    {0, "GetDgReservationStatusA() failed , text of more than 31 characters or "
-                        "invalid, error=(0x80070057)"}});
+        expect_log(
+            {entering,
+             {0, "GetDgReservationStatusW() failed , guid string of more than 64 "
+                 "characters, error=(0x80070057)"},
+             exiting,
+             {0, "GetDgReservationStatusA() failed , name string of more than 31 characters or "
+                 "invalid, error=(0x80070057)"}});
     });
 }
 

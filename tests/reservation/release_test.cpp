@@ -63,7 +63,10 @@ TEST_F(Release, RefusesAGuidThatIsTooLong) {
         KernelJournal journal(dll().module(), clock());
         EXPECT_EQ(FARLO(ReleaseDgW)(std::string(256, 'g').c_str()), 0x80070057u);
         EXPECT_EQ(journal.lines, Lines{});
-        expect_log({entering, {0, " ReleaseDgW() failed , error=(0x80070057)"}, exiting});
+        expect_log({entering,
+                    {0, "ReleaseDgW() failed , guid string of more than 255 characters, "
+                        "error=(0x80070057)"},
+                    exiting});
     });
 }
 

@@ -352,9 +352,8 @@ TEST_F(ServiceStatus, WantsANameOrAGuidThatFits) {
              {0, "GetNgcDgReservationStatusW() failed, error=(0x13) "},
              {4, "Exiting GetNgcDgReservationStatusW"},
              {4, "Entering GetNgcDgReservationStatusW - dg1"},
-             {0, "SetDgGuidParam() failed , pDgGuid is too long, error=(0x80070057)"},
-             {0, "GetNgcDgReservationStatusW():SetDgGuidParam() failed, error=(0x80070057) "},
-             {0, "GetNgcDgReservationStatusW() failed, error=(0x80070057) "},
+             {0, "GetDgReservationStatusW() failed , guid string of more than 64 characters, "
+                 "error=(0x80070057)"},
              {4, "Exiting GetNgcDgReservationStatusW"}});
     });
 }

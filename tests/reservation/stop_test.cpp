@@ -66,7 +66,7 @@ TEST_F(StopReservation, RefusesANarrowNameThatIsTooLong) {
         EXPECT_EQ(FARLO(StopDgReservationA)(handle, std::string(32, 'n').c_str(), "g"),
                   0x80070057u);
         expect_calls({});
-        expect_log({{0, "StopDgReservationA() failed , text of more than 31 characters or "
+        expect_log({{0, "StopDgReservationA() failed , name string of more than 31 characters or "
                         "invalid, error=(0x80070057)"}});
     });
 }
@@ -158,9 +158,8 @@ TEST_F(StopReservation, WantsANameOrAGuidThatFits) {
                     {0, "StopDgReservationW() failed, error=(0x13)"},
                     {6, "Exiting StopDgReservationW"},
                     {6, "Entering StopDgReservationW"},
-                    {0, "SetDgGuidParam() failed , pDgGuid is too long, error=(0x80070057)"},
-                    {0, "StopDgReservationW():SetDgGuidParam() failed, error=(0x80070057)"},
-                    {0, "StopDgReservationW() failed, error=(0x80070057)"},
+                    {0, "StopDgReservationW() failed , guid string of more than 64 characters, "
+                        "error=(0x80070057)"},
                     {6, "Exiting StopDgReservationW"}});
     });
 }

@@ -96,6 +96,7 @@ TEST_P(InputSweep, TextsOfEveryLength) {
                 text.text.assign(length, 'x');
                 Judgement judgement;
                 judgement.too_long = limit != 0 && length > limit;
+                judgement.refused = judgement.too_long && text.refused_beyond_limit;
                 call_with(numbered(place) + " has " + std::to_string(length) + " characters",
                           with(place, text), judgement);
             }

@@ -37,6 +37,11 @@ Argument w(const char* text, std::size_t limit = 0) {
 Argument g(const char* text, std::size_t limit = guid_limit) {
     return {Kind::narrow, text, 0, 0, limit};
 }
+// A string that is only looked up: a longer one names nothing.
+Argument looked_up(Argument argument) {
+    argument.refused_beyond_limit = false;
+    return argument;
+}
 Argument out(std::size_t size, bool written_on_failure = false) {
     return {Kind::out, "", 0, size, 0, written_on_failure};
 }
@@ -325,15 +330,15 @@ const std::vector<Situation> table = {
 
     {"imported",
      "OnlineVolA",
-     {h, g("guid-s"), n(shared_off, path_limit), num(0), num(INFINITE)},
+     {h, looked_up(g("guid-s")), n(shared_off, path_limit), num(0), num(INFINITE)},
      online_volume},
     {"imported",
      "OnlineVolW",
-     {h, g("guid-s"), w(shared_off, path_limit), num(0), num(INFINITE)},
+     {h, looked_up(g("guid-s")), looked_up(w(shared_off, path_limit)), num(0), num(INFINITE)},
      online_volume},
     {"node stopped",
      "OnlineVolW",
-     {h, g("guid-s"), w(shared_off, path_limit), num(0), num(INFINITE)},
+     {h, looked_up(g("guid-s")), looked_up(w(shared_off, path_limit)), num(0), num(INFINITE)},
      online_volume,
      0,
      0,
@@ -341,10 +346,17 @@ const std::vector<Situation> table = {
      R"("role": 0, "start_seconds": 0)"},
     {"not imported",
      "OnlineVolW",
-     {h, g("guid-n"), w("\\Device\\n-off", path_limit), num(0), num(INFINITE)},
+     {h, looked_up(g("guid-n")), looked_up(w("\\Device\\n-off", path_limit)), num(0),
+      num(INFINITE)},
      online_volume},
-    {"takes", "OfflineVolA", {h, g("guid-s"), n(shared_on, path_limit), num(0)}, offline_volume},
-    {"takes", "OfflineVolW", {h, g("guid-s"), w(shared_on, path_limit), num(0)}, offline_volume},
+    {"takes",
+     "OfflineVolA",
+     {h, looked_up(g("guid-s")), n(shared_on, path_limit), num(0)},
+     offline_volume},
+    {"takes",
+     "OfflineVolW",
+     {h, looked_up(g("guid-s")), looked_up(w(shared_on, path_limit)), num(0)},
+     offline_volume},
     {"dismounts", "OfflineVolumeA", {g("v1"), n("\\\\.\\F:\\", path_limit), bytes}, dismount},
     {"dismounts", "OfflineVolumeW", {g("v1"), w("\\\\.\\F:", path_limit), bytes}, dismount},
     {"refreshes", "FFUpdateMountPathA", {h, n("v1", path_limit)}, mount_path},
@@ -376,7 +388,10 @@ const std::vector<Situation> table = {
     {"is", "IsVolumeOfSpecifiedDgType", {h, w("vn-s-on"), num(8)}, a_flag, 1},
     {"is", "IsVolumeClusterable", {h, w("vn-s-on")}, a_flag, 1},
     {"finds", "GetClusterSharedDgGuidA", {h, n(shared_on, path_limit), out(65)}, shared_guid},
-    {"finds", "GetClusterSharedDgGuidW", {h, w(shared_on, path_limit), out(65)}, shared_guid},
+    {"finds",
+     "GetClusterSharedDgGuidW",
+     {h, looked_up(w(shared_on, path_limit)), out(65)},
+     shared_guid},
     {"wanted", "CheckOSVersionAndReg", {}, vmms},
     {"clears", "DeleteVMMSFolder", {folder}, vmms},
 

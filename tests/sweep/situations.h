@@ -39,6 +39,8 @@ struct Argument {
     std::size_t limit = 0;  // characters that a text may have; 0: no limit is told
     bool written_on_failure = false;
     std::size_t misplaced = 0;  // bytes by which its memory is not aligned
+    // Whether a longer string is refused in a line of its own; else it names nothing.
+    bool refused_beyond_limit = true;
 };
 
 // What may be answered beside the status of a clean call.

@@ -280,6 +280,16 @@ void SweepTest::judge(const std::string& what, const Result& result, const Judge
     if (!is_allowed(result.status, judgement)) {
         fault(what, "the status is " + hex(result.status));
     }
+    if (judgement.refused) {
+        const auto refusals =
+            std::count_if(result.log.begin(), result.log.end(), [](const std::string& line) {
+                return line.find(" string of more than ") != std::string::npos;
+            });
+        if (refusals != 1) {
+            fault(what, "is refused in " + std::to_string(refusals) + " lines, not one, of " +
+                            testing::PrintToString(result.log));
+        }
+    }
     const bool failed = has_failed(result.status, judgement);
     const bool writes_freely = judgement.dropped || judgement.lied_to;
     for (std::size_t i = 0; i < result.outputs.size(); ++i) {

@@ -68,6 +68,7 @@ class SweepTest : public support::FarloTest {
         bool other_call = false;                // the arguments are others
         bool null_handle = false;               // the handle is NULL, and nothing else
         bool too_long = false;                  // a text does not fit
+        bool refused = false;                   // in one line of its own
         bool too_small = false;                 // the size of an output
         const Outcome* outcome = nullptr;       // what the step comes to
         bool any_step = false;                  // it comes to what some step comes to

@@ -452,8 +452,8 @@ TEST_F(VolumeType, ANameThatDoesNotFitIntoTheQueryIsRefused) {
         EXPECT_EQ(ask(2, std::wstring(2000, L'v').c_str()), 0u);
         expect_calls({});
         expect_log({entering_type,
-                    {0, "IsVolumeOfSpecifiedDgType() failed , Volume Name is too long, "
-                        "error=(0x80070057)"}});
+                    {0, "IsVolumeOfSpecifiedDgType() failed , volume_name string of more than "
+                        "1996 characters, error=(0x80070057)"}});
     });
 }
 
@@ -778,9 +778,9 @@ TEST_F(SharedGuid, NoMemoryAndTooLong) {
     at_every_threshold([&] {
         GuardedBuffer guid(65);
         EXPECT_EQ(ask(guid, std::wstring(2000, L'd').c_str()), 0x80070057u);
-        expect_lines({{0, "GetClusterSharedDgGuidW() failed , Volume Device Name is too long, "
-                          "error=(0x80070057)"}},
-                     "0x80070057");
+        expect_log({{2, "Entering GetClusterSharedDgGuidW"},
+                    {0, "GetClusterSharedDgGuidW() failed , device string of more than 1995 "
+                        "characters, error=(0x80070057)"}});
         start_watching();
         set_faults(R"([{"function": "_ZtAlloc", "nothing": true}])");
         EXPECT_EQ(ask(guid), 0x8007000Eu);
@@ -850,8 +850,9 @@ TEST_F(SharedGuid, TheNarrowForm) {
         EXPECT_EQ(
             FARLO(GetClusterSharedDgGuidA)(handle, std::string(260, 'd').c_str(), guid.as<char>()),
             0x80070057u);
-        expect_log({{0, "GetClusterSharedDgGuidA() failed , text of more than 259 characters or "
-                        "invalid, error=(0x80070057)"}});
+        expect_log(
+            {{0, "GetClusterSharedDgGuidA() failed , device string of more than 259 characters or "
+                 "invalid, error=(0x80070057)"}});
     });
 }
 

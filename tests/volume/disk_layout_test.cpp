@@ -294,8 +294,9 @@ TEST_F(DiskLayout, TheNarrowForm) {
         EXPECT_EQ(FARLO(GetDiskTypeAndSignatureA)(std::string(260, 'p').c_str(), &signature, guid,
                                                   &style),
                   0x80070057u);
-        expect_log({{0, "GetDiskTypeAndSignatureA() failed , text of more than 259 characters or "
-                        "invalid, error=(0x80070057)"}});
+        expect_log(
+            {{0, "GetDiskTypeAndSignatureA() failed , path string of more than 259 characters or "
+                 "invalid, error=(0x80070057)"}});
         // The longest that fits.
         EXPECT_EQ(FARLO(GetDiskTypeAndSignatureA)(std::string(259, 'p').c_str(), &signature, guid,
                                                   &style),
@@ -626,8 +627,9 @@ TEST_F(FirstVolumesDisk, TheNarrowForm) {
         EXPECT_EQ(
             FARLO(GetFirstVolumesDiskIDA)(handle, std::string(260, 'n').c_str(), &value, &value),
             0x80070057u);
-        expect_log({{0, "GetFirstVolumesDiskIDA() failed , text of more than 259 characters or "
-                        "invalid, error=(0x80070057)"}});
+        expect_log(
+            {{0, "GetFirstVolumesDiskIDA() failed , name string of more than 259 characters or "
+                 "invalid, error=(0x80070057)"}});
     });
 }
 

@@ -256,15 +256,22 @@ TEST_F(Dismount, TextsThatFitAndTextsThatDoNot) {
         EXPECT_EQ(devices.record.name, name);
         devices.lines.clear();
 
-        const Expected refused{
-            0, "OfflineVolumeW() failed , Volume GUID/Name is too long, error=(0x80070057)"};
+        const Expected long_name{0, "OfflineVolumeW() failed , name string of more than 64 "
+                                    "characters, error=(0x80070057)"};
+        const Expected long_path{0, "OfflineVolumeW() failed , path string of more than 259 "
+                                    "characters, error=(0x80070057)"};
+        const std::wstring too_long = path + L"\\";
         start_watching();
         EXPECT_EQ(FARLO(OfflineVolumeW)((name + "n").c_str(), L"p", group_guid), 0x80070057u);
-        expect_lines({refused}, "0x80070057", "p");
+        expect_lines({long_name}, "0x80070057", "p");
         start_watching();
-        const std::wstring too_long = path + L"\\";
         EXPECT_EQ(FARLO(OfflineVolumeW)("n", too_long.c_str(), group_guid), 0x80070057u);
-        expect_lines({refused}, "0x80070057", narrow(too_long.c_str()));
+        expect_lines({long_path}, "0x80070057", narrow(too_long.c_str()));
+        // The first of two.
+        start_watching();
+        EXPECT_EQ(FARLO(OfflineVolumeW)((name + "n").c_str(), too_long.c_str(), group_guid),
+                  0x80070057u);
+        expect_lines({long_name}, "0x80070057", narrow(too_long.c_str()));
         EXPECT_EQ(devices.lines, Lines{});
     });
 }
@@ -455,8 +462,9 @@ TEST_F(Dismount, TheNarrowForm) {
         start_watching();
         EXPECT_EQ(FARLO(OfflineVolumeA)("vol1", std::string(260, 'p').c_str(), group_guid),
                   0x80070057u);
-        expect_log({{0, "OfflineVolumeA() failed , text of more than 259 characters or invalid, "
-                        "error=(0x80070057)"}});
+        expect_log(
+            {{0, "OfflineVolumeA() failed , path string of more than 259 characters or invalid, "
+                 "error=(0x80070057)"}});
     });
 }
 

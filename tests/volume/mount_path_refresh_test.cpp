@@ -196,7 +196,7 @@ TEST_F(RefreshMountPath, TheNarrowForm) {
         expect_log({entering, exiting});
         start_watching();
         EXPECT_EQ(FARLO(FFUpdateMountPathA)(handle, std::string(260, 'n').c_str()), 0x80070057u);
-        expect_log({{0, "FFUpdateMountPathA() failed , text of more than 259 characters or "
+        expect_log({{0, "FFUpdateMountPathA() failed , name string of more than 259 characters or "
                         "invalid, error=(0x80070057)"}});
     });
 }

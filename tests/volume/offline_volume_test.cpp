@@ -339,8 +339,9 @@ TEST_F(OfflineVolume, TheNarrowForm) {
         EXPECT_EQ(FARLO(OfflineVolA)(handle, "guid-1", std::string(260, 'd').c_str(), 0),
                   0x80070057u);
         expect_calls({});
-        expect_log({{0, "OfflineVolA() failed , text of more than 259 characters or invalid, "
-                        "error=(0x80070057)"}});
+        expect_log(
+            {{0, "OfflineVolA() failed , device string of more than 259 characters or invalid, "
+                 "error=(0x80070057)"}});
     });
 }
 

@@ -622,8 +622,8 @@ TEST_F(OnlineVolume, ADeviceNameThatFitsIntoTheQueryAndOneThatDoesNot) {
         std::string error;
         const std::vector<LogLine> lines = read_log(environment().log_file(), error);
         ASSERT_EQ(lines.size(), 4u);
-        EXPECT_EQ(lines[1].text,
-                  "FindVolObjByDevName() failed , device name is too long, error=(0x80070057)");
+        EXPECT_EQ(lines[1].text, "OnlineVolW() failed , device string of more than 1995 "
+                                 "characters, error=(0x80070057)");
     });
 }
 
@@ -1028,8 +1028,9 @@ TEST_F(OnlineVolume, TheNarrowFormKeepsNullAndRefusesWhatDoesNotFit) {
         start_watching();
         EXPECT_EQ(FARLO(OnlineVolA)(handle, "guid-1", (fits + "d").c_str(), 0, 0), 0x80070057u);
         expect_calls({});
-        expect_log({{0, "OnlineVolA() failed , text of more than 259 characters or invalid, "
-                        "error=(0x80070057)"}});
+        expect_log(
+            {{0, "OnlineVolA() failed , device string of more than 259 characters or invalid, "
+                 "error=(0x80070057)"}});
     });
 }
 

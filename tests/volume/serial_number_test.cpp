@@ -344,8 +344,9 @@ TEST_F(SerialNumber, TheNarrowForm) {
                                                        nullptr, 7, buffer.as<wchar_t>(), &size),
                   0x80070057u);
         expect_calls({});
-        expect_log({{0, "GetVolumeNameForSerialNumberA() failed , text of more than 31 characters "
-                        "or invalid, error=(0x80070057)"}});
+        expect_log(
+            {{0, "GetVolumeNameForSerialNumberA() failed , name string of more than 31 characters "
+                 "or invalid, error=(0x80070057)"}});
     });
 }
 

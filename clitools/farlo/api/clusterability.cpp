@@ -47,9 +47,10 @@ uint32_t GetClusterSharedDgGuidW(opal_handle handle, const wchar_t* device, char
 }
 
 uint32_t GetClusterSharedDgGuidA(opal_handle handle, const char* device, char* guid) {
-    const WidenedPath wide_device(L"GetClusterSharedDgGuidA", device);
-    return wide_device.fits() ? GetClusterSharedDgGuidW(handle, wide_device.get(), guid)
-                              : FARLO_INVALID_ARGUMENT;
+    const WidenedPath wide_device(device);
+    return wide_device.accepted(L"GetClusterSharedDgGuidA", L"device")
+               ? GetClusterSharedDgGuidW(handle, wide_device.get(), guid)
+               : FARLO_INVALID_ARGUMENT;
 }
 
 }  // extern "C"

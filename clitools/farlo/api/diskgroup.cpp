@@ -20,9 +20,10 @@ uint32_t OnlineDgExW(opal_handle handle, const wchar_t* name, const char* guid,
 
 uint32_t OnlineDgExA(opal_handle handle, const char* name, const char* guid, const char* new_name,
                      uint32_t options, uint32_t reserved) {
-    const WidenedGroupName wide_name(L"OnlineDgExA", name);
-    const WidenedGroupName wide_new_name(L"OnlineDgExA", new_name);
-    if (!wide_name.fits() || !wide_new_name.fits()) {
+    const WidenedGroupName wide_name(name);
+    const WidenedGroupName wide_new_name(new_name);
+    if (!wide_name.accepted(L"OnlineDgExA", L"name") ||
+        !wide_new_name.accepted(L"OnlineDgExA", L"new_name")) {
         return FARLO_INVALID_ARGUMENT;
     }
     return OnlineDgExW(handle, wide_name.get(), guid, wide_new_name.get(), options, reserved);
@@ -30,12 +31,21 @@ uint32_t OnlineDgExA(opal_handle handle, const char* name, const char* guid, con
 
 uint32_t OnlineDgW(opal_handle handle, const wchar_t* name, const char* guid,
                    const wchar_t* new_name, uint32_t options) {
-    return OnlineDgExW(handle, name, guid, new_name, options, farlo::online_default_reserved);
+    return guarded([&] {
+        return farlo::OnlineDgExW(handle, name, guid, new_name, options,
+                                  farlo::online_default_reserved, L"OnlineDgW");
+    });
 }
 
 uint32_t OnlineDgA(opal_handle handle, const char* name, const char* guid, const char* new_name,
                    uint32_t options) {
-    return OnlineDgExA(handle, name, guid, new_name, options, farlo::online_default_reserved);
+    const WidenedGroupName wide_name(name);
+    const WidenedGroupName wide_new_name(new_name);
+    if (!wide_name.accepted(L"OnlineDgA", L"name") ||
+        !wide_new_name.accepted(L"OnlineDgA", L"new_name")) {
+        return FARLO_INVALID_ARGUMENT;
+    }
+    return OnlineDgW(handle, wide_name.get(), guid, wide_new_name.get(), options);
 }
 
 uint32_t ImportDgW(opal_handle handle, const wchar_t* name, const char* guid,
@@ -45,9 +55,10 @@ uint32_t ImportDgW(opal_handle handle, const wchar_t* name, const char* guid,
 
 uint32_t ImportDgA(opal_handle handle, const char* name, const char* guid, const char* new_name,
                    uint32_t options) {
-    const WidenedGroupName wide_name(L"ImportDgA", name);
-    const WidenedGroupName wide_new_name(L"ImportDgA", new_name);
-    if (!wide_name.fits() || !wide_new_name.fits()) {
+    const WidenedGroupName wide_name(name);
+    const WidenedGroupName wide_new_name(new_name);
+    if (!wide_name.accepted(L"ImportDgA", L"name") ||
+        !wide_new_name.accepted(L"ImportDgA", L"new_name")) {
         return FARLO_INVALID_ARGUMENT;
     }
     return ImportDgW(handle, wide_name.get(), guid, wide_new_name.get(), options);
@@ -58,9 +69,10 @@ uint32_t OfflineDgW(opal_handle handle, const wchar_t* name, const char* guid, u
 }
 
 uint32_t OfflineDgA(opal_handle handle, const char* name, const char* guid, uint32_t options) {
-    const WidenedGroupName wide_name(L"OfflineDgA", name);
-    return wide_name.fits() ? OfflineDgW(handle, wide_name.get(), guid, options)
-                            : FARLO_INVALID_ARGUMENT;
+    const WidenedGroupName wide_name(name);
+    return wide_name.accepted(L"OfflineDgA", L"name")
+               ? OfflineDgW(handle, wide_name.get(), guid, options)
+               : FARLO_INVALID_ARGUMENT;
 }
 
 uint32_t DeportDgW(opal_handle handle, const wchar_t* name, const char* guid) {
@@ -68,8 +80,9 @@ uint32_t DeportDgW(opal_handle handle, const wchar_t* name, const char* guid) {
 }
 
 uint32_t DeportDgA(opal_handle handle, const char* name, const char* guid) {
-    const WidenedGroupName wide_name(L"DeportDgA", name);
-    return wide_name.fits() ? DeportDgW(handle, wide_name.get(), guid) : FARLO_INVALID_ARGUMENT;
+    const WidenedGroupName wide_name(name);
+    return wide_name.accepted(L"DeportDgA", L"name") ? DeportDgW(handle, wide_name.get(), guid)
+                                                     : FARLO_INVALID_ARGUMENT;
 }
 
 }  // extern "C"

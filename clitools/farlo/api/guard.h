@@ -19,26 +19,29 @@ template <class Operation> std::uint32_t guarded(Operation&& operation) noexcept
     }
 }
 
-// A narrow argument as wide text, in a buffer of `Capacity` characters. A text
-// that does not fit, or is none in the code page, is refused, never cut short:
-// half a name may name another group.
+// A narrow argument as a wide string, in a buffer of `Capacity` characters. A
+// string that does not fit, or is not valid in the code page, is refused, never
+// cut short: half a name may name another group.
 template <std::size_t Capacity> class WidenedText {
   public:
-    // Logs a refusal in the name of the entry.
-    WidenedText(const wchar_t* entry, const char* narrow) : m_null(narrow == nullptr) {
+    explicit WidenedText(const char* narrow) : m_null(narrow == nullptr) {
         if (m_null) {
             return;
         }
         m_text[Capacity - 1] = L'\0';
         const int length = _snwprintf(m_text, Capacity, L"%S", narrow);
         m_fits = length >= 0 && static_cast<std::size_t>(length) < Capacity;
-        if (!m_fits) {
-            log(0, L"%s() failed , text of more than %u characters or invalid, error=(0x%x)", entry,
-                static_cast<unsigned>(Capacity - 1), FARLO_INVALID_ARGUMENT);
-        }
     }
 
-    bool fits() const { return m_fits; }
+    // False, and a line that names the entry and the argument, when the string is
+    // refused.
+    [[nodiscard]] bool accepted(const wchar_t* entry, const wchar_t* argument) const {
+        if (!m_fits) {
+            log(0, L"%s() failed , %s string of more than %u characters or invalid, error=(0x%x)",
+                entry, argument, static_cast<unsigned>(Capacity - 1), FARLO_INVALID_ARGUMENT);
+        }
+        return m_fits;
+    }
     // NULL for a NULL argument.
     const wchar_t* get() const { return m_null ? nullptr : m_text; }
 

@@ -12,8 +12,8 @@ using farlo::WidenedGroupName;
 
 namespace {
 
-// A narrow argument of any length as a wide copy. A text that is none in the
-// code page is refused.
+// A narrow argument of any length as a wide copy. A string that is not valid in
+// the code page is refused.
 class WidenedCopy {
   public:
     explicit WidenedCopy(const char* narrow) {
@@ -25,7 +25,14 @@ class WidenedCopy {
         m_valid = _snwprintf(m_text.get(), capacity, L"%S", narrow) >= 0;
     }
 
-    bool valid() const { return m_valid; }
+    // False, and a line that names the argument, when the string is refused.
+    [[nodiscard]] bool accepted(const wchar_t* argument) const {
+        if (!m_valid) {
+            farlo::log(0, L"GetDgVolPlexStatesA() failed , %s string is invalid, error=(0x%x)",
+                       argument, FARLO_INVALID_ARGUMENT);
+        }
+        return m_valid;
+    }
     // NULL for a NULL argument.
     const wchar_t* get() const { return m_text.get(); }
 
@@ -43,9 +50,10 @@ uint32_t GetDgStateW(opal_handle handle, const wchar_t* name, const char* guid, 
 }
 
 uint32_t GetDgStateA(opal_handle handle, const char* name, const char* guid, uint8_t* imported) {
-    const WidenedGroupName wide_name(L"GetDgStateA", name);
-    return wide_name.fits() ? GetDgStateW(handle, wide_name.get(), guid, imported)
-                            : FARLO_INVALID_ARGUMENT;
+    const WidenedGroupName wide_name(name);
+    return wide_name.accepted(L"GetDgStateA", L"name")
+               ? GetDgStateW(handle, wide_name.get(), guid, imported)
+               : FARLO_INVALID_ARGUMENT;
 }
 
 uint32_t GetDgStateExW(opal_handle handle, const wchar_t* name, const char* guid,
@@ -60,9 +68,10 @@ uint32_t GetDiskStateW(opal_handle handle, const wchar_t* disk, uint32_t* state)
 // A disk's name has the room of a group's name here: kept for agents that rely
 // on the refusal of longer ones.
 uint32_t GetDiskStateA(opal_handle handle, const char* disk, uint32_t* state) {
-    const WidenedGroupName wide_disk(L"GetDiskStateA", disk);
-    return wide_disk.fits() ? GetDiskStateW(handle, wide_disk.get(), state)
-                            : FARLO_INVALID_ARGUMENT;
+    const WidenedGroupName wide_disk(disk);
+    return wide_disk.accepted(L"GetDiskStateA", L"disk")
+               ? GetDiskStateW(handle, wide_disk.get(), state)
+               : FARLO_INVALID_ARGUMENT;
 }
 
 uint32_t GetDgDiskAvailabilityW(opal_handle handle, const wchar_t* name, const char* guid,
@@ -72,9 +81,10 @@ uint32_t GetDgDiskAvailabilityW(opal_handle handle, const wchar_t* name, const c
 
 uint32_t GetDgDiskAvailabilityA(opal_handle handle, const char* name, const char* guid,
                                 uint32_t* total, uint32_t* live) {
-    const WidenedGroupName wide_name(L"GetDgDiskAvailabilityA", name);
-    return wide_name.fits() ? GetDgDiskAvailabilityW(handle, wide_name.get(), guid, total, live)
-                            : FARLO_INVALID_ARGUMENT;
+    const WidenedGroupName wide_name(name);
+    return wide_name.accepted(L"GetDgDiskAvailabilityA", L"name")
+               ? GetDgDiskAvailabilityW(handle, wide_name.get(), guid, total, live)
+               : FARLO_INVALID_ARGUMENT;
 }
 
 uint32_t GetDgVolPlexStatesW(opal_handle handle, const wchar_t* name, const char* guid,
@@ -88,9 +98,7 @@ uint32_t GetDgVolPlexStatesA(opal_handle handle, const char* name, const char* g
     return guarded([&] {
         const WidenedCopy wide_name(name);
         const WidenedCopy wide_device(device);
-        if (!wide_name.valid() || !wide_device.valid()) {
-            farlo::log(0, L"GetDgVolPlexStatesA() failed , invalid text, error=(0x%x)",
-                       FARLO_INVALID_ARGUMENT);
+        if (!wide_name.accepted(L"name") || !wide_device.accepted(L"device")) {
             return FARLO_INVALID_ARGUMENT;
         }
         return GetDgVolPlexStatesW(handle, wide_name.get(), guid, wide_device.get(), count, plexes);

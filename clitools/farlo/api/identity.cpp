@@ -36,8 +36,9 @@ uint32_t GetDgGuidW(opal_handle handle, const wchar_t* name, char* guid) {
 }
 
 uint32_t GetDgGuidA(opal_handle handle, const char* name, char* guid) {
-    const WidenedGroupName wide_name(L"GetDgGuidA", name);
-    return wide_name.fits() ? GetDgGuidW(handle, wide_name.get(), guid) : FARLO_INVALID_ARGUMENT;
+    const WidenedGroupName wide_name(name);
+    return wide_name.accepted(L"GetDgGuidA", L"name") ? GetDgGuidW(handle, wide_name.get(), guid)
+                                                      : FARLO_INVALID_ARGUMENT;
 }
 
 uint32_t GetNonClusterDgGuidW(opal_handle handle, const wchar_t* name, char* guid) {
@@ -45,9 +46,10 @@ uint32_t GetNonClusterDgGuidW(opal_handle handle, const wchar_t* name, char* gui
 }
 
 uint32_t GetNonClusterDgGuidA(opal_handle handle, const char* name, char* guid) {
-    const WidenedGroupName wide_name(L"GetNonClusterDgGuidA", name);
-    return wide_name.fits() ? GetNonClusterDgGuidW(handle, wide_name.get(), guid)
-                            : FARLO_INVALID_ARGUMENT;
+    const WidenedGroupName wide_name(name);
+    return wide_name.accepted(L"GetNonClusterDgGuidA", L"name")
+               ? GetNonClusterDgGuidW(handle, wide_name.get(), guid)
+               : FARLO_INVALID_ARGUMENT;
 }
 
 uint32_t GetDgNameListW(opal_handle handle, wchar_t** buffer, uint32_t* size, uint32_t* count) {
@@ -81,9 +83,10 @@ uint32_t GetDgVolumeGuidW(opal_handle handle, const wchar_t* name, const char* g
 // Any failure of the wide form is one status here: kept for agents that test it.
 uint32_t GetDgVolumeGuidA(opal_handle handle, const char* name, const char* guid,
                           const char* device, char* volume_guid) {
-    const WidenedGroupName wide_name(L"GetDgVolumeGuidA", name);
-    const WidenedGroupName wide_device(L"GetDgVolumeGuidA", device);
-    if (!wide_name.fits() || !wide_device.fits()) {
+    const WidenedGroupName wide_name(name);
+    const WidenedGroupName wide_device(device);
+    if (!wide_name.accepted(L"GetDgVolumeGuidA", L"name") ||
+        !wide_device.accepted(L"GetDgVolumeGuidA", L"device")) {
         return FARLO_INVALID_ARGUMENT;
     }
     char text[80] = {};

@@ -29,9 +29,10 @@ uint32_t GetDgPropertiesW(opal_handle handle, const wchar_t* name, const char* g
 
 uint32_t GetDgPropertiesA(opal_handle handle, const char* name, const char* guid, DgInfo* record,
                           uint32_t* size) {
-    const WidenedGroupName wide_name(L"GetDgPropertiesA", name);
-    return wide_name.fits() ? GetDgPropertiesW(handle, wide_name.get(), guid, record, size)
-                            : FARLO_INVALID_ARGUMENT;
+    const WidenedGroupName wide_name(name);
+    return wide_name.accepted(L"GetDgPropertiesA", L"name")
+               ? GetDgPropertiesW(handle, wide_name.get(), guid, record, size)
+               : FARLO_INVALID_ARGUMENT;
 }
 
 uint32_t GetVolPropertiesW(opal_handle handle, const wchar_t* device, VolPropInfo* record,
@@ -46,9 +47,10 @@ uint32_t GetVolPropertiesA(opal_handle handle, const char* device, VolPropInfo* 
                       L"pInfoSize == NULL");
         return FARLO_INVALID_ARGUMENT;
     }
-    const WidenedPath wide_device(L"GetVolPropertiesA", device);
-    return wide_device.fits() ? GetVolPropertiesW(handle, wide_device.get(), record, size)
-                              : FARLO_INVALID_ARGUMENT;
+    const WidenedPath wide_device(device);
+    return wide_device.accepted(L"GetVolPropertiesA", L"device")
+               ? GetVolPropertiesW(handle, wide_device.get(), record, size)
+               : FARLO_INVALID_ARGUMENT;
 }
 
 uint32_t GetDgVolPropertiesW(opal_handle handle, const wchar_t* name, const char* guid,
@@ -58,9 +60,10 @@ uint32_t GetDgVolPropertiesW(opal_handle handle, const wchar_t* name, const char
 
 uint32_t GetDgVolPropertiesA(opal_handle handle, const char* name, const char* guid,
                              DgVolInfo* record, uint32_t* size) {
-    const WidenedGroupName wide_name(L"GetDgVolPropertiesA", name);
-    return wide_name.fits() ? GetDgVolPropertiesW(handle, wide_name.get(), guid, record, size)
-                            : FARLO_INVALID_ARGUMENT;
+    const WidenedGroupName wide_name(name);
+    return wide_name.accepted(L"GetDgVolPropertiesA", L"name")
+               ? GetDgVolPropertiesW(handle, wide_name.get(), guid, record, size)
+               : FARLO_INVALID_ARGUMENT;
 }
 
 uint32_t GetDgVolumePropertiesW(opal_handle handle, const wchar_t* name, const char* guid,
@@ -71,9 +74,10 @@ uint32_t GetDgVolumePropertiesW(opal_handle handle, const wchar_t* name, const c
 
 uint32_t GetDgVolumePropertiesA(opal_handle handle, const char* name, const char* guid,
                                 const char* device, VolInfo* record, uint32_t* size) {
-    const WidenedGroupName wide_name(L"GetDgVolumePropertiesA", name);
-    const WidenedDevice wide_device(L"GetDgVolumePropertiesA", device);
-    if (!wide_name.fits() || !wide_device.fits()) {
+    const WidenedGroupName wide_name(name);
+    const WidenedDevice wide_device(device);
+    if (!wide_name.accepted(L"GetDgVolumePropertiesA", L"name") ||
+        !wide_device.accepted(L"GetDgVolumePropertiesA", L"device")) {
         return FARLO_INVALID_ARGUMENT;
     }
     return GetDgVolumePropertiesW(handle, wide_name.get(), guid, wide_device.get(), record, size);
@@ -86,9 +90,10 @@ uint32_t GetDgDiskPropertiesW(opal_handle handle, const wchar_t* name, const cha
 
 uint32_t GetDgDiskPropertiesA(opal_handle handle, const char* name, const char* guid,
                               DgDiskList* record, uint32_t* size) {
-    const WidenedGroupName wide_name(L"GetDgDiskPropertiesA", name);
-    return wide_name.fits() ? GetDgDiskPropertiesW(handle, wide_name.get(), guid, record, size)
-                            : FARLO_INVALID_ARGUMENT;
+    const WidenedGroupName wide_name(name);
+    return wide_name.accepted(L"GetDgDiskPropertiesA", L"name")
+               ? GetDgDiskPropertiesW(handle, wide_name.get(), guid, record, size)
+               : FARLO_INVALID_ARGUMENT;
 }
 
 uint32_t GetDgVolumeStateW(opal_handle handle, const wchar_t* name, const char* guid,
@@ -98,9 +103,10 @@ uint32_t GetDgVolumeStateW(opal_handle handle, const wchar_t* name, const char* 
 
 uint32_t GetDgVolumeStateA(opal_handle handle, const char* name, const char* guid,
                            const char* device, uint32_t* state) {
-    const WidenedGroupName wide_name(L"GetDgVolumeStateA", name);
-    const WidenedDevice wide_device(L"GetDgVolumeStateA", device);
-    if (!wide_name.fits() || !wide_device.fits()) {
+    const WidenedGroupName wide_name(name);
+    const WidenedDevice wide_device(device);
+    if (!wide_name.accepted(L"GetDgVolumeStateA", L"name") ||
+        !wide_device.accepted(L"GetDgVolumeStateA", L"device")) {
         return FARLO_INVALID_ARGUMENT;
     }
     return GetDgVolumeStateW(handle, wide_name.get(), guid, wide_device.get(), state);

@@ -14,8 +14,10 @@ uint32_t ArbitrateDgW(opal_handle handle, const wchar_t* name, const char* guid)
 }
 
 uint32_t ArbitrateDgA(opal_handle handle, const char* name, const char* guid) {
-    const WidenedGroupName wide_name(L"ArbitrateDgA", name);
-    return wide_name.fits() ? ArbitrateDgW(handle, wide_name.get(), guid) : FARLO_INVALID_ARGUMENT;
+    const WidenedGroupName wide_name(name);
+    return wide_name.accepted(L"ArbitrateDgA", L"name")
+               ? ArbitrateDgW(handle, wide_name.get(), guid)
+               : FARLO_INVALID_ARGUMENT;
 }
 
 uint32_t StopDgReservationW(opal_handle handle, const wchar_t* name, const char* guid) {
@@ -23,9 +25,10 @@ uint32_t StopDgReservationW(opal_handle handle, const wchar_t* name, const char*
 }
 
 uint32_t StopDgReservationA(opal_handle handle, const char* name, const char* guid) {
-    const WidenedGroupName wide_name(L"StopDgReservationA", name);
-    return wide_name.fits() ? StopDgReservationW(handle, wide_name.get(), guid)
-                            : FARLO_INVALID_ARGUMENT;
+    const WidenedGroupName wide_name(name);
+    return wide_name.accepted(L"StopDgReservationA", L"name")
+               ? StopDgReservationW(handle, wide_name.get(), guid)
+               : FARLO_INVALID_ARGUMENT;
 }
 
 uint32_t GetDgReservationStatusW(opal_handle handle, const wchar_t* name, const char* guid,
@@ -35,9 +38,10 @@ uint32_t GetDgReservationStatusW(opal_handle handle, const wchar_t* name, const 
 
 uint32_t GetDgReservationStatusA(opal_handle handle, const char* name, const char* guid,
                                  uint32_t* reservation) {
-    const WidenedGroupName wide_name(L"GetDgReservationStatusA", name);
-    return wide_name.fits() ? GetDgReservationStatusW(handle, wide_name.get(), guid, reservation)
-                            : FARLO_INVALID_ARGUMENT;
+    const WidenedGroupName wide_name(name);
+    return wide_name.accepted(L"GetDgReservationStatusA", L"name")
+               ? GetDgReservationStatusW(handle, wide_name.get(), guid, reservation)
+               : FARLO_INVALID_ARGUMENT;
 }
 
 uint32_t ReleaseDgW(const char* guid) {

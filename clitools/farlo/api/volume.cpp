@@ -24,9 +24,10 @@ uint32_t OnlineVolW(opal_handle handle, const char* guid, const wchar_t* device,
 
 uint32_t OnlineVolA(opal_handle handle, const char* guid, const char* device, uint32_t flags,
                     uint32_t timeout_ms) {
-    const WidenedPath wide_device(L"OnlineVolA", device);
-    return wide_device.fits() ? OnlineVolW(handle, guid, wide_device.get(), flags, timeout_ms)
-                              : FARLO_INVALID_ARGUMENT;
+    const WidenedPath wide_device(device);
+    return wide_device.accepted(L"OnlineVolA", L"device")
+               ? OnlineVolW(handle, guid, wide_device.get(), flags, timeout_ms)
+               : FARLO_INVALID_ARGUMENT;
 }
 
 uint32_t OfflineVolW(opal_handle handle, const char* guid, const wchar_t* device, uint32_t flags) {
@@ -34,9 +35,10 @@ uint32_t OfflineVolW(opal_handle handle, const char* guid, const wchar_t* device
 }
 
 uint32_t OfflineVolA(opal_handle handle, const char* guid, const char* device, uint32_t flags) {
-    const WidenedPath wide_device(L"OfflineVolA", device);
-    return wide_device.fits() ? OfflineVolW(handle, guid, wide_device.get(), flags)
-                              : FARLO_INVALID_ARGUMENT;
+    const WidenedPath wide_device(device);
+    return wide_device.accepted(L"OfflineVolA", L"device")
+               ? OfflineVolW(handle, guid, wide_device.get(), flags)
+               : FARLO_INVALID_ARGUMENT;
 }
 
 uint32_t OfflineVolumeW(const char* name, const wchar_t* path, const void* group_guid) {
@@ -44,9 +46,10 @@ uint32_t OfflineVolumeW(const char* name, const wchar_t* path, const void* group
 }
 
 uint32_t OfflineVolumeA(const char* name, const char* path, const void* group_guid) {
-    const WidenedPath wide_path(L"OfflineVolumeA", path);
-    return wide_path.fits() ? OfflineVolumeW(name, wide_path.get(), group_guid)
-                            : FARLO_INVALID_ARGUMENT;
+    const WidenedPath wide_path(path);
+    return wide_path.accepted(L"OfflineVolumeA", L"path")
+               ? OfflineVolumeW(name, wide_path.get(), group_guid)
+               : FARLO_INVALID_ARGUMENT;
 }
 
 uint32_t FFUpdateMountPathW(opal_handle handle, const wchar_t* name) {
@@ -54,8 +57,10 @@ uint32_t FFUpdateMountPathW(opal_handle handle, const wchar_t* name) {
 }
 
 uint32_t FFUpdateMountPathA(opal_handle handle, const char* name) {
-    const WidenedPath wide_name(L"FFUpdateMountPathA", name);
-    return wide_name.fits() ? FFUpdateMountPathW(handle, wide_name.get()) : FARLO_INVALID_ARGUMENT;
+    const WidenedPath wide_name(name);
+    return wide_name.accepted(L"FFUpdateMountPathA", L"name")
+               ? FFUpdateMountPathW(handle, wide_name.get())
+               : FARLO_INVALID_ARGUMENT;
 }
 
 uint32_t GetVolumeNameForSerialNumberW(opal_handle handle, const wchar_t* name, const char* guid,
@@ -70,10 +75,11 @@ uint32_t GetVolumeNameForSerialNumberW(opal_handle handle, const wchar_t* name, 
 uint32_t GetVolumeNameForSerialNumberA(opal_handle handle, const char* name, const char* guid,
                                        uint32_t serial_number, wchar_t* volume_name,
                                        uint32_t* size) {
-    const WidenedGroupName wide_name(L"GetVolumeNameForSerialNumberA", name);
-    return wide_name.fits() ? GetVolumeNameForSerialNumberW(handle, wide_name.get(), guid,
-                                                            serial_number, volume_name, size)
-                            : FARLO_INVALID_ARGUMENT;
+    const WidenedGroupName wide_name(name);
+    return wide_name.accepted(L"GetVolumeNameForSerialNumberA", L"name")
+               ? GetVolumeNameForSerialNumberW(handle, wide_name.get(), guid, serial_number,
+                                               volume_name, size)
+               : FARLO_INVALID_ARGUMENT;
 }
 
 uint32_t GetDiskTypeAndSignatureW(const wchar_t* path, uint32_t* signature, uint8_t* disk_guid,
@@ -84,9 +90,10 @@ uint32_t GetDiskTypeAndSignatureW(const wchar_t* path, uint32_t* signature, uint
 
 uint32_t GetDiskTypeAndSignatureA(const char* path, uint32_t* signature, uint8_t* disk_guid,
                                   uint32_t* style) {
-    const WidenedPath wide_path(L"GetDiskTypeAndSignatureA", path);
-    return wide_path.fits() ? GetDiskTypeAndSignatureW(wide_path.get(), signature, disk_guid, style)
-                            : FARLO_INVALID_ARGUMENT;
+    const WidenedPath wide_path(path);
+    return wide_path.accepted(L"GetDiskTypeAndSignatureA", L"path")
+               ? GetDiskTypeAndSignatureW(wide_path.get(), signature, disk_guid, style)
+               : FARLO_INVALID_ARGUMENT;
 }
 
 uint32_t GetFirstVolumesDiskIDW(opal_handle handle, const wchar_t* name, uint32_t* disk_id,
@@ -96,9 +103,10 @@ uint32_t GetFirstVolumesDiskIDW(opal_handle handle, const wchar_t* name, uint32_
 
 uint32_t GetFirstVolumesDiskIDA(opal_handle handle, const char* name, uint32_t* disk_id,
                                 uint32_t* style) {
-    const WidenedPath wide_name(L"GetFirstVolumesDiskIDA", name);
-    return wide_name.fits() ? GetFirstVolumesDiskIDW(handle, wide_name.get(), disk_id, style)
-                            : FARLO_INVALID_ARGUMENT;
+    const WidenedPath wide_name(name);
+    return wide_name.accepted(L"GetFirstVolumesDiskIDA", L"name")
+               ? GetFirstVolumesDiskIDW(handle, wide_name.get(), disk_id, style)
+               : FARLO_INVALID_ARGUMENT;
 }
 
 }  // extern "C"

@@ -6,15 +6,11 @@
 #include <cwchar>
 
 namespace farlo {
-namespace {
-constexpr std::size_t query_bytes = 4096;
-constexpr std::size_t query_characters = query_bytes / sizeof(wchar_t);
-}  // namespace
 
-QueryText::QueryText() : m_text(static_cast<wchar_t*>(_ZtAlloc(query_bytes))) {}
+QueryText::QueryText() : m_text(static_cast<wchar_t*>(_ZtAlloc(bytes))) {}
 
 bool QueryText::format(const char* type, const char* property, const wchar_t* value) {
-    const int length = _snwprintf(m_text.get(), query_characters - 1,
+    const int length = _snwprintf(m_text.get(), characters - 1,
                                   L"SELECT FROM %S where \"%S\" EQ %s", type, property, value);
     m_text.get()[length < 0 ? 0 : length] = L'\0';
     return length >= 0;

@@ -6,6 +6,7 @@
 #include "ztservice.h"
 
 #include <cstdint>
+#include <string_view>
 #include <vector>
 
 namespace farlo {
@@ -14,6 +15,15 @@ namespace farlo {
 // in a 4096-byte buffer of the bus.
 class QueryText {
   public:
+    static constexpr std::size_t bytes = 4096;
+    static constexpr std::size_t characters = bytes / sizeof(wchar_t);
+
+    // Characters of the longest value that fits, and of its terminator.
+    static constexpr std::size_t value_capacity(std::string_view type, std::string_view property) {
+        constexpr std::string_view frame = "SELECT FROM  where \"\" EQ ";
+        return characters - frame.size() - type.size() - property.size();
+    }
+
     QueryText();
 
     // False when the buffer could not be allocated.

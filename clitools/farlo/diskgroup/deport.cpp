@@ -1,5 +1,6 @@
 #include "deport.h"
 
+#include "caller_string.h"
 #include "connection.h"
 #include "farlo.h"
 #include "lookup.h"
@@ -63,11 +64,12 @@ std::uint32_t DeportDgW(opal_handle handle, const wchar_t* name, const char* gui
             FARLO_NOT_CONNECTED);
         return FARLO_NOT_CONNECTED;
     }
-    std::uint32_t status = deport_group(handle, name, guid);
+    const std::uint32_t refused = check_guid(L"DeportDgW", guid);
+    std::uint32_t status = refused != FARLO_SUCCESS ? refused : deport_group(handle, name, guid);
     if (!is_connected(handle)) {
         status = FARLO_NOT_CONNECTED;
     }
-    if (status != 0) {
+    if (status != refused) {
         log(0, L"DeportDgW() failed, error=(0x%x)", status);
     }
     log(6, L"Exiting DeportDgW");

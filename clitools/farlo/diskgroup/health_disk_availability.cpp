@@ -1,5 +1,6 @@
 #include "health.h"
 
+#include "caller_string.h"
 #include "connection.h"
 #include "farlo.h"
 #include "lookup.h"
@@ -79,7 +80,9 @@ std::uint32_t GetDgDiskAvailabilityW(opal_handle handle, const wchar_t* name, co
             FARLO_MISSING_ARGUMENT);
         return FARLO_MISSING_ARGUMENT;
     }
-    const std::uint32_t status = query_availability(handle, name, guid, total, live);
+    const std::uint32_t refused = check_guid(L"GetDgDiskAvailabilityW", guid);
+    const std::uint32_t status =
+        refused != FARLO_SUCCESS ? refused : query_availability(handle, name, guid, total, live);
     if (!is_connected(handle)) {
         return FARLO_NOT_CONNECTED;
     }

@@ -1,5 +1,6 @@
 #include "health.h"
 
+#include "caller_string.h"
 #include "connection.h"
 #include "dmcontrol.h"
 #include "farlo.h"
@@ -77,11 +78,13 @@ std::uint32_t GetDgStateW(opal_handle handle, const wchar_t* name, const char* g
         log(0, L"GetDgStateW() failed , pState == NULL, error=(0x%x) ", FARLO_MISSING_ARGUMENT);
         return FARLO_MISSING_ARGUMENT;
     }
-    std::uint32_t status = query_state(handle, name, guid, imported);
+    const std::uint32_t refused = check_guid(L"GetDgStateW", guid);
+    std::uint32_t status =
+        refused != FARLO_SUCCESS ? refused : query_state(handle, name, guid, imported);
     if (!is_connected(handle)) {
         status = FARLO_NOT_CONNECTED;
     }
-    if (status != 0) {
+    if (status != refused) {
         log(0, L"GetDgStateW() failed, error=(0x%x) ", status);
     }
     log(4, L"Exiting GetDgStateW");

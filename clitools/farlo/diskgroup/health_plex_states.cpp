@@ -81,9 +81,12 @@ std::uint32_t GetDgVolPlexStatesW(opal_handle handle, const wchar_t* name, const
         log(0, L"GetDgVolPlexStatesW::GetDgObjId failed, error=(0x%x) ", status);
         return status;
     }
-    CZtObject volume;
-    status = FindVolObjByDevName(handle, device, volume) ? plex_states(volume, count, plexes)
-                                                         : FARLO_INVALID_ARGUMENT;
+    status = check_device(L"GetDgVolPlexStatesW", device);
+    if (status == FARLO_SUCCESS) {
+        CZtObject volume;
+        status = FindVolObjByDevName(handle, device, volume) ? plex_states(volume, count, plexes)
+                                                             : FARLO_INVALID_ARGUMENT;
+    }
     // The entry line once more in place of an exit line: kept, administrators
     // search for it.
     log(6, L"Entering GetDgVolPlexStatesW");

@@ -1,5 +1,6 @@
 #include "import.h"
 
+#include "caller_string.h"
 #include "connection.h"
 #include "farlo.h"
 #include "lookup.h"
@@ -73,11 +74,13 @@ std::uint32_t ImportDgW(opal_handle handle, const wchar_t* name, const char* gui
             FARLO_NOT_CONNECTED);
         return FARLO_NOT_CONNECTED;
     }
-    std::uint32_t status = import_group(handle, name, guid, new_name, options);
+    const std::uint32_t refused = check_guid(L"ImportDgW", guid);
+    std::uint32_t status =
+        refused != FARLO_SUCCESS ? refused : import_group(handle, name, guid, new_name, options);
     if (!is_connected(handle)) {
         status = FARLO_NOT_CONNECTED;
     }
-    if (status != 0) {
+    if (status != refused) {
         log(0, L"ImportDgW() failed, error=(0x%x) ", status);
     }
     log(6, L"Exiting ImportDgW");

@@ -1,5 +1,6 @@
 #include "offline.h"
 
+#include "caller_string.h"
 #include "connection.h"
 #include "farlo.h"
 #include "lookup.h"
@@ -97,11 +98,13 @@ std::uint32_t OfflineDgW(opal_handle handle, const wchar_t* name, const char* gu
             FARLO_NOT_CONNECTED);
         return FARLO_NOT_CONNECTED;
     }
-    std::uint32_t status = offline_group(handle, name, guid, options);
+    const std::uint32_t refused = check_guid(L"OfflineDgW", guid);
+    std::uint32_t status =
+        refused != FARLO_SUCCESS ? refused : offline_group(handle, name, guid, options);
     if (!is_connected(handle)) {
         status = FARLO_NOT_CONNECTED;
     }
-    if (status != 0) {
+    if (status != refused) {
         log(0, L"OfflineDgW() failed, error=(0x%x) ", status);
     }
     log(2, L"Exiting OfflineDgW");

@@ -1,5 +1,6 @@
 #include "online.h"
 
+#include "caller_string.h"
 #include "connection.h"
 #include "database.h"
 #include "farlo.h"
@@ -153,7 +154,7 @@ std::optional<std::uint32_t> import_group(const Request& request, std::uint32_t&
 
 std::uint32_t OnlineDgExW(opal_handle handle, const wchar_t* name, const char* guid,
                           const wchar_t* new_name, std::uint32_t options,
-                          std::uint32_t /*reserved*/) {
+                          std::uint32_t /*reserved*/, const wchar_t* entry) {
     if ((options & FARLO_ONLINE_LOG_AS_OFFLINE) != 0) {
         log(0, L"OfflineDg %s is called with flag 0x%x", name, options);
     } else {
@@ -171,8 +172,11 @@ std::uint32_t OnlineDgExW(opal_handle handle, const wchar_t* name, const char* g
 
     std::uint32_t word = options;
     std::uint32_t early_status = FARLO_SUCCESS;
+    const std::uint32_t refused = check_guid(entry, guid);
     const std::optional<std::uint32_t> result =
-        import_group({handle, name, guid, new_name, options}, word, early_status);
+        refused != FARLO_SUCCESS
+            ? refused
+            : import_group({handle, name, guid, new_name, options}, word, early_status);
     if (!result) {
         return early_status;
     }

@@ -1,5 +1,6 @@
 #include "reservation.h"
 
+#include "caller_string.h"
 #include "connection.h"
 #include "farlo.h"
 #include "lookup.h"
@@ -56,11 +57,12 @@ std::uint32_t ArbitrateDgW(opal_handle handle, const wchar_t* name, const char* 
             FARLO_NOT_CONNECTED);
         return FARLO_NOT_CONNECTED;
     }
-    std::uint32_t status = arbitrate_group(handle, name, guid);
+    const std::uint32_t refused = check_guid(L"ArbitrateDgW", guid);
+    std::uint32_t status = refused != FARLO_SUCCESS ? refused : arbitrate_group(handle, name, guid);
     if (!is_connected(handle)) {
         status = FARLO_NOT_CONNECTED;
     }
-    if (status != 0) {
+    if (status != refused) {
         log(0, L"ArbitrateDgW() failed, error=(0x%x)", status);
     }
     log(2, L"Exiting ArbitrateDgW");

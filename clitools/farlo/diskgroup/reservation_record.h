@@ -18,13 +18,7 @@ struct PageFree {
 // its address, which must be page-aligned.
 using ReservationRecord = std::unique_ptr<dm_reservation_request, PageFree>;
 
-// Whether a GUID text and its terminator fit into the record.
-inline bool fits_record(const char* guid) {
-    return strnlen(guid, sizeof dm_reservation_request::group_guid) <
-           sizeof dm_reservation_request::group_guid;
-}
-
-// NULL when out of memory. The text must fit.
+// NULL when out of memory. The GUID string must fit.
 inline ReservationRecord make_reservation_record(const char* guid) {
     ReservationRecord record(static_cast<dm_reservation_request*>(
         VirtualAlloc(nullptr, sizeof(dm_reservation_request), MEM_COMMIT, PAGE_READWRITE)));

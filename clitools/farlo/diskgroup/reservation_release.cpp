@@ -1,5 +1,6 @@
 #include "reservation.h"
 
+#include "caller_string.h"
 #include "dmcontrol.h"
 #include "farlo.h"
 #include "info_device.h"
@@ -15,9 +16,6 @@ constexpr DWORD release_pause_ms = 1000;
 std::uint32_t release_group(const char* guid) {
     if (guid == nullptr) {
         return FARLO_EXCEPTION;
-    }
-    if (!fits_record(guid)) {
-        return FARLO_INVALID_ARGUMENT;
     }
     // Kept: the record is never freed, on any path. A call costs a committed page.
     dm_reservation_request* const record = make_reservation_record(guid).release();
@@ -41,8 +39,10 @@ std::uint32_t release_group(const char* guid) {
 
 std::uint32_t ReleaseDgW(const char* guid) {
     log(4, L"Entering ReleaseDgW()");
-    const std::uint32_t status = release_group(guid);
-    if (status != 0) {
+    const std::uint32_t refused =
+        check_string(L"ReleaseDgW", L"guid", guid, sizeof dm_reservation_request::group_guid);
+    const std::uint32_t status = refused != FARLO_SUCCESS ? refused : release_group(guid);
+    if (status != refused) {
         // The leading blank is kept, administrators search for this wording.
         log(0, L" ReleaseDgW() failed , error=(0x%x)", status);
     }

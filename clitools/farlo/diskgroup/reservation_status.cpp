@@ -1,5 +1,6 @@
 #include "reservation.h"
 
+#include "caller_string.h"
 #include "dmcontrol.h"
 #include "farlo.h"
 #include "info_device.h"
@@ -77,8 +78,10 @@ std::uint32_t GetDgReservationStatusW(opal_handle handle, const wchar_t* name, c
             FARLO_MISSING_ARGUMENT);
         return FARLO_MISSING_ARGUMENT;
     }
-    const std::uint32_t status = query_reservation(handle, name, guid, reservation);
-    if (status != 0) {
+    const std::uint32_t refused = check_guid(L"GetDgReservationStatusW", guid);
+    const std::uint32_t status =
+        refused != FARLO_SUCCESS ? refused : query_reservation(handle, name, guid, reservation);
+    if (status != refused) {
         log(0, L"GetDgReservationStatusW() failed, error=(0x%x) ", status);
     }
     log(4, L"Exiting GetDgReservationStatusW");

@@ -1,5 +1,6 @@
 #include "reservation.h"
 
+#include "caller_string.h"
 #include "connection.h"
 #include "farlo.h"
 #include "lookup.h"
@@ -79,8 +80,10 @@ std::uint32_t GetNgcDgReservationStatusW(opal_handle handle, const wchar_t* name
             FARLO_MISSING_ARGUMENT);
         return FARLO_MISSING_ARGUMENT;
     }
-    const std::uint32_t status = ask_service(handle, name, guid, reservation);
-    if (status != 0) {
+    const std::uint32_t refused = check_guid(L"GetDgReservationStatusW", guid);
+    const std::uint32_t status =
+        refused != FARLO_SUCCESS ? refused : ask_service(handle, name, guid, reservation);
+    if (status != refused) {
         log(0, L"GetNgcDgReservationStatusW() failed, error=(0x%x) ", status);
     }
     log(4, L"Exiting GetNgcDgReservationStatusW");

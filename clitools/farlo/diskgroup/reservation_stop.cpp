@@ -1,5 +1,6 @@
 #include "reservation.h"
 
+#include "caller_string.h"
 #include "connection.h"
 #include "farlo.h"
 #include "lookup.h"
@@ -60,11 +61,13 @@ std::uint32_t StopDgReservationW(opal_handle handle, const wchar_t* name, const 
             FARLO_NOT_CONNECTED);
         return FARLO_NOT_CONNECTED;
     }
-    std::uint32_t status = stop_reservation(handle, name, guid);
+    const std::uint32_t refused = check_guid(L"StopDgReservationW", guid);
+    std::uint32_t status =
+        refused != FARLO_SUCCESS ? refused : stop_reservation(handle, name, guid);
     if (!is_connected(handle)) {
         status = FARLO_NOT_CONNECTED;
     }
-    if (status != 0) {
+    if (status != refused) {
         log(0, L"StopDgReservationW() failed, error=(0x%x)", status);
     }
     log(6, L"Exiting StopDgReservationW");

@@ -230,18 +230,16 @@ std::uint32_t SetDgGuidParam(GuidText& text, const char* guid, const wchar_t* na
     }
     std::uint32_t status = FARLO_MISSING_ARGUMENT;
     if (UseDgGuid(guid)) {
-        if (copy_text(text.get(), guid_text_capacity, guid, std::strlen(guid))) {
-            return FARLO_SUCCESS;
-        }
-        status = FARLO_INVALID_ARGUMENT;
-        log(0, L"SetDgGuidParam() failed , pDgGuid is too long, error=(0x%x)", status);
+        // It fits: the operations refuse a longer one before they come here.
+        status = copy_text(text.get(), guid_text_capacity, guid, std::strlen(guid))
+                     ? FARLO_SUCCESS
+                     : FARLO_INVALID_ARGUMENT;
     } else if (UseDgName(name)) {
         status = GetDgGuidCommon(handle, name, text.get(), cluster);
-        if (status == FARLO_SUCCESS) {
-            return FARLO_SUCCESS;
-        }
     }
-    text.free();
+    if (status != FARLO_SUCCESS) {
+        text.free();
+    }
     return status;
 }
 

@@ -24,8 +24,8 @@ std::uint32_t PerformPnpDiskRescan(opal_handle handle, const void* unused);
 
 // The GUID text that a method of the service takes: a copy of the caller's when
 // there is one, else that of the named group, found as GetDgGuidCommon does. On
-// failure `text` holds no buffer. 17 out of memory, 19 when neither is given,
-// 0x80070057 when the caller's text is too long.
+// failure `text` holds no buffer. 17 out of memory, 19 when neither is given.
+// The caller's must have passed check_guid (core/caller_string.h).
 std::uint32_t SetDgGuidParam(GuidText& text, const char* guid, const wchar_t* name,
                              opal_handle handle, bool cluster);
 

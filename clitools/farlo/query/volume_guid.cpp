@@ -1,5 +1,6 @@
 #include "volume_guid.h"
 
+#include "caller_string.h"
 #include "connection.h"
 #include "dg_guid.h"
 #include "farlo.h"
@@ -72,16 +73,16 @@ std::uint32_t GetDgVolumeGuidW(opal_handle handle, const wchar_t* name, const ch
         return FARLO_MISSING_ARGUMENT;
     }
 
+    if (check_guid(L"GetDgVolumeGuidW", guid) != FARLO_SUCCESS) {
+        return FARLO_INVALID_ARGUMENT;
+    }
+
     GuidText group_guid;
     if (!group_guid.allocate()) {
         return FARLO_NO_GUID_MEMORY;
     }
     if (UseDgGuid(guid)) {
-        if (!copy_text(group_guid.get(), guid_text_capacity, guid, std::strlen(guid))) {
-            log(0, L"GetDgVolumeGuidW() failed , pDgGuid is too long, error=(0x%x)",
-                FARLO_INVALID_ARGUMENT);
-            return FARLO_INVALID_ARGUMENT;
-        }
+        std::strcpy(group_guid.get(), guid);
     } else if (!UseDgName(name)) {
         log(0, L"GetDgVolumeGuidW() failed , pDgGuid and pwDgName are invalid, error=(0x%x) ",
             FARLO_MISSING_ARGUMENT);

@@ -52,6 +52,27 @@ void fill_record(opal_handle handle, const std::vector<CZtObject>& disks, const 
     FillVolInfo(handle, volume, *reinterpret_cast<VolInfo*>(disk_records + disks.size()));
 }
 
+std::uint32_t query_volume(opal_handle handle, const wchar_t* device, VolPropInfo* record,
+                           std::uint32_t* size) {
+    try {
+        CZtObject volume;
+        if (!FindVolObjByDevName(handle, device, volume)) {
+            log(0, L"GetVolPropertiesW - FindVolObjByDevName failed for %s", device);
+            return FARLO_INVALID_ARGUMENT;
+        }
+        const std::vector<CZtObject> disks = disks_under(volume);
+        const std::uint32_t status =
+            check_record_size(told_size + sizeof(DgDiskInfo) * disks.size(), *size);
+        if (status == FARLO_SUCCESS) {
+            fill_record(handle, disks, volume, record);
+        }
+        return status;
+    } catch (...) {
+        log(6, L"API_TRY_CATCH_FAILED ");
+        return FARLO_EXCEPTION;
+    }
+}
+
 }  // namespace
 
 std::uint32_t GetVolPropertiesW(opal_handle handle, const wchar_t* device, VolPropInfo* record,
@@ -82,27 +103,13 @@ std::uint32_t GetVolPropertiesW(opal_handle handle, const wchar_t* device, VolPr
         return FARLO_MISSING_ARGUMENT;
     }
 
-    std::uint32_t status = FARLO_SUCCESS;
-    try {
-        CZtObject volume;
-        if (!FindVolObjByDevName(handle, device, volume)) {
-            log(0, L"GetVolPropertiesW - FindVolObjByDevName failed for %s", device);
-            status = FARLO_INVALID_ARGUMENT;
-        } else {
-            const std::vector<CZtObject> disks = disks_under(volume);
-            status = check_record_size(told_size + sizeof(DgDiskInfo) * disks.size(), *size);
-            if (status == FARLO_SUCCESS) {
-                fill_record(handle, disks, volume, record);
-            }
-        }
-    } catch (...) {
-        log(6, L"API_TRY_CATCH_FAILED ");
-        status = FARLO_EXCEPTION;
-    }
+    const std::uint32_t refused = check_device(L"GetVolPropertiesW", device);
+    std::uint32_t status =
+        refused != FARLO_SUCCESS ? refused : query_volume(handle, device, record, size);
     if (!is_connected(handle)) {
         status = FARLO_NOT_CONNECTED;
     }
-    if (status != FARLO_SUCCESS && status != FARLO_BUFFER_TOO_SMALL) {
+    if (status != refused && status != FARLO_BUFFER_TOO_SMALL) {
         log(0, L"GetVolPropertiesW() failed, error=(0x%x) ", status);
     }
     log(4, L"Exiting GetVolPropertiesW");

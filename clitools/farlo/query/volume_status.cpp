@@ -1,9 +1,9 @@
 #include "volume_status.h"
 
+#include "caller_string.h"
 #include "connection.h"
 #include "dmcontrol.h"
 #include "farlo.h"
-#include "guid_text.h"
 #include "lookup.h"
 #include "trace_log.h"
 
@@ -14,8 +14,8 @@
 namespace farlo {
 namespace {
 
-// Asks the driver and stores the status that its answer stands for.
-std::uint32_t ask_driver(const char* guid, const std::uint8_t* volume_guid, std::uint32_t* status) {
+std::uint32_t check_arguments(const char* guid, const std::uint8_t* volume_guid,
+                              const std::uint32_t* status) {
     if (volume_guid == nullptr) {
         log(0, L"GetDgVolumeStatusW() failed , NULL Volume GUID");
         return FARLO_INVALID_ARGUMENT;
@@ -28,11 +28,13 @@ std::uint32_t ask_driver(const char* guid, const std::uint8_t* volume_guid, std:
         log(0, L"GetDgVolumeStatusW() failed , pVolStatus == NULL");
         return FARLO_MISSING_ARGUMENT;
     }
+    return FARLO_SUCCESS;
+}
+
+// Asks the driver and stores the status that its answer stands for.
+std::uint32_t ask_driver(const char* guid, const std::uint8_t* volume_guid, std::uint32_t* status) {
     dm_volume_request request{};
-    if (!copy_text(request.name, sizeof request.name, guid, std::strlen(guid))) {
-        log(0, L"GetDgVolumeStatusW() failed , pDgGuid is too long");
-        return FARLO_INVALID_ARGUMENT;
-    }
+    std::strcpy(request.name, guid);
     std::memcpy(request.guid, volume_guid, sizeof request.guid);
     const std::uint32_t answer = SendDmConfigRequest(DM_CONFIG_GET_VOLUME_STATUS, &request);
     *status = answer == FARLO_DEVICE_UNSUCCESSFUL ? FARLO_VOLUME_STATUS_HEALTHY
@@ -47,8 +49,14 @@ std::uint32_t ask_driver(const char* guid, const std::uint8_t* volume_guid, std:
 std::uint32_t GetDgVolumeStatusW(opal_handle handle, const char* guid,
                                  const std::uint8_t* volume_guid, std::uint32_t* status) {
     log(4, L"Entering GetDgVolumeStatusW");
-    std::uint32_t result = ask_driver(guid, volume_guid, status);
-    if (result != FARLO_DEVICE_UNSUCCESSFUL) {
+    std::uint32_t refused = FARLO_SUCCESS;
+    std::uint32_t result = check_arguments(guid, volume_guid, status);
+    if (result == FARLO_SUCCESS) {
+        refused =
+            check_string(L"GetDgVolumeStatusW", L"guid", guid, sizeof dm_volume_request::name);
+        result = refused != FARLO_SUCCESS ? refused : ask_driver(guid, volume_guid, status);
+    }
+    if (result != FARLO_DEVICE_UNSUCCESSFUL && refused == FARLO_SUCCESS) {
         log(0, L"GetDgVolumeStatusW() failed, error=(0x%x) ", result);
     }
     if (handle == nullptr) {

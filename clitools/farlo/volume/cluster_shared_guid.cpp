@@ -3,6 +3,7 @@
 #include "connection.h"
 #include "database.h"
 #include "farlo.h"
+#include "find_volume.h"
 #include "guid_text.h"
 #include "status.h"
 #include "trace_log.h"
@@ -28,11 +29,7 @@ std::uint32_t find_guid(opal_handle handle, const wchar_t* device, char* guid) {
         log(0, L"GetClusterSharedDgGuidW: failed to allocate memory");
         return FARLO_OUT_OF_MEMORY;
     }
-    if (!query.format(ZTTYPE_VOLUME, "DEVICE NAME", device)) {
-        log(0, L"GetClusterSharedDgGuidW() failed , Volume Device Name is too long, error=(0x%x)",
-            FARLO_INVALID_ARGUMENT);
-        return FARLO_INVALID_ARGUMENT;
-    }
+    query.format(ZTTYPE_VOLUME, "DEVICE NAME", device);
     // Two blanks in front of "- %s" in some of these lines and one in others: kept,
     // administrators search for this wording.
     std::vector<CZtObject> volumes;
@@ -83,16 +80,17 @@ std::uint32_t GetClusterSharedDgGuidW(opal_handle handle, const wchar_t* device,
         log(0, L"GetClusterSharedDgGuidW() failed , opal_handle not connected");
         return FARLO_NOT_CONNECTED;
     }
+    const std::uint32_t refused = check_device(L"GetClusterSharedDgGuidW", device);
     std::uint32_t status = FARLO_EXCEPTION;
     try {
-        status = find_guid(handle, device, guid);
+        status = refused != FARLO_SUCCESS ? refused : find_guid(handle, device, guid);
     } catch (...) {
         log(6, L"API_TRY_CATCH_FAILED ");
     }
     if (!is_connected(handle)) {
         status = FARLO_NOT_CONNECTED;
     }
-    if (status != 0) {
+    if (status != refused) {
         log(0, L"GetClusterSharedDgGuidW() failed, error=(0x%x) ", status);
     }
     return status;

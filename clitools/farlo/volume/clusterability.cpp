@@ -98,7 +98,8 @@ bool IsStorageClusterable(opal_handle handle, std::uint32_t style, std::uint32_t
 bool IsVolumeClusterable(opal_handle handle, const wchar_t* volume_name) {
     log(2, L"Entering IsVolumeClusterable");
     CZtObject group;
-    if (!IsVolumeOfSpecifiedDgType(handle, volume_name, ZTDGTYPE_CLUSTER_SHARED, group)) {
+    if (!IsVolumeOfSpecifiedDgType(handle, volume_name, ZTDGTYPE_CLUSTER_SHARED, group,
+                                   L"IsVolumeClusterable")) {
         return false;
     }
     bool shared = false;

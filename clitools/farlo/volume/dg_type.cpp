@@ -1,5 +1,6 @@
 #include "dg_type.h"
 
+#include "caller_string.h"
 #include "connection.h"
 #include "database.h"
 #include "farlo.h"
@@ -10,6 +11,8 @@
 
 namespace farlo {
 namespace {
+
+constexpr char volume_name_property[] = "volumename";
 
 bool is_of_type(opal_handle handle, const QueryText& query, const wchar_t* volume_name,
                 std::uint32_t type, CZtObject& group) {
@@ -40,7 +43,7 @@ bool is_of_type(opal_handle handle, const QueryText& query, const wchar_t* volum
 }  // namespace
 
 bool IsVolumeOfSpecifiedDgType(opal_handle handle, const wchar_t* volume_name, std::uint32_t type,
-                               CZtObject& group) {
+                               CZtObject& group, const wchar_t* entry) {
     log(2, L"Entering IsVolumeOfSpecifiedDgType");
     if (handle == nullptr) {
         log(0, L"IsVolumeOfSpecifiedDgType , NULL opal_handle");
@@ -54,16 +57,17 @@ bool IsVolumeOfSpecifiedDgType(opal_handle handle, const wchar_t* volume_name, s
         log(0, L"IsVolumeOfSpecifiedDgType() failed , NULL Volume Name");
         return false;
     }
+    if (check_string(entry, L"volume_name", volume_name,
+                     QueryText::value_capacity(ZTTYPE_VOLUME, volume_name_property)) !=
+        FARLO_SUCCESS) {
+        return false;
+    }
     QueryText query;
     if (!query) {
         log(0, L"IsVolumeOfSpecifiedDgType: failed to allocate memory");
         return false;
     }
-    if (!query.format(ZTTYPE_VOLUME, "volumename", volume_name)) {
-        log(0, L"IsVolumeOfSpecifiedDgType() failed , Volume Name is too long, error=(0x%x)",
-            FARLO_INVALID_ARGUMENT);
-        return false;
-    }
+    query.format(ZTTYPE_VOLUME, volume_name_property, volume_name);
     bool answer = false;
     try {
         answer = is_of_type(handle, query, volume_name, type, group);

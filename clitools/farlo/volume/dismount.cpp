@@ -1,9 +1,9 @@
 #include "dismount.h"
 
+#include "caller_string.h"
 #include "config_device.h"
 #include "dmcontrol.h"
 #include "farlo.h"
-#include "guid_text.h"
 #include "system_failure.h"
 #include "trace_log.h"
 #include "windows_handle.h"
@@ -25,19 +25,19 @@ std::uint32_t dismount(const char* name, const wchar_t* path, const void* group_
     }
     // An entry line at the level of errors: kept, administrators want it always.
     log(0, L"Entering OfflineVolumeW - %s", path);
-    // Both texts are tested before the volume is touched: one that is dismounted
-    // without the driver being told would be worse than one left alone.
+    // Both strings are checked before the volume is touched: one that is dismounted
+    // without the driver's knowledge would be worse than one left alone.
     wchar_t device[path_capacity];
-    std::size_t length = std::wcslen(path);
     dm_volume_request request{};
-    if (!copy_text(device, path_capacity, path, length) ||
-        !copy_text(request.name, sizeof request.name, name, std::strlen(name))) {
-        log(0, L"OfflineVolumeW() failed , Volume GUID/Name is too long, error=(0x%x)",
-            FARLO_INVALID_ARGUMENT);
+    if (check_string(L"OfflineVolumeW", L"name", name, sizeof request.name) != FARLO_SUCCESS ||
+        check_string(L"OfflineVolumeW", L"path", path, path_capacity) != FARLO_SUCCESS) {
         return FARLO_INVALID_ARGUMENT;
     }
+    std::wcscpy(device, path);
+    std::strcpy(request.name, name);
     std::memcpy(request.guid, group_guid, sizeof request.guid);
     // With its backslash the path names the volume's root folder.
+    const std::size_t length = std::wcslen(device);
     if (length != 0 && device[length - 1] == L'\\') {
         device[length - 1] = L'\0';
     }

@@ -1,5 +1,6 @@
 #include "find_volume.h"
 
+#include "caller_string.h"
 #include "connection.h"
 #include "database.h"
 #include "farlo.h"
@@ -10,6 +11,14 @@
 #include <vector>
 
 namespace farlo {
+namespace {
+constexpr char device_name[] = "DEVICE NAME";
+}  // namespace
+
+std::uint32_t check_device(const wchar_t* entry, const wchar_t* device) {
+    return check_string(entry, L"device", device,
+                        QueryText::value_capacity(ZTTYPE_VOLUME, device_name));
+}
 
 bool FindVolObjByDevName(opal_handle handle, const wchar_t* device, CZtObject& volume) {
     QueryText query;
@@ -17,11 +26,7 @@ bool FindVolObjByDevName(opal_handle handle, const wchar_t* device, CZtObject& v
         log(0, L"FindVolObjByDevName: failed to allocate memory");
         return false;
     }
-    if (!query.format(ZTTYPE_VOLUME, "DEVICE NAME", device)) {
-        log(0, L"FindVolObjByDevName() failed , device name is too long, error=(0x%x)",
-            FARLO_INVALID_ARGUMENT);
-        return false;
-    }
+    query.format(ZTTYPE_VOLUME, device_name, device);
     std::vector<CZtObject> volumes;
     const std::uint32_t status =
         CZtDatabase::GetObjectsByQuery(connection_pair(handle), query.c_str(), volumes);
@@ -42,7 +47,7 @@ bool FindVolIdByDLorDevName(opal_handle handle, CZtObject& volume, const wchar_t
     std::vector<CZtObject> volumes;
     CZtDatabase::GetObjects(connection_pair(handle), ZTTYPE_VOLUME, volumes);
     for (const CZtObject& candidate : volumes) {
-        if (is_text(candidate, "Name", name) || is_text(candidate, "DEVICE NAME", name) ||
+        if (is_text(candidate, "Name", name) || is_text(candidate, device_name, name) ||
             is_text(candidate, "DRIVE LETTER", name)) {
             volume.assign(candidate);
             return true;

@@ -4,10 +4,16 @@
 #include "object.h"
 #include "ztcmd.h"
 
+#include <cstdint>
+
 namespace farlo {
 
-// Asks the service for the volume of a device name. False, and `volume` as it
-// was, when there is none, the query failed or the name does not fit into one.
+// FARLO_SUCCESS when a device name fits into a query, else what check_string
+// (core/caller_string.h) returns.
+[[nodiscard]] std::uint32_t check_device(const wchar_t* entry, const wchar_t* device);
+
+// Asks the service for the volume of a device name that check_device has passed.
+// False, and `volume` as it was, when there is none or the query failed.
 bool FindVolObjByDevName(opal_handle handle, const wchar_t* device, CZtObject& volume);
 
 // The first volume whose "Name", "DEVICE NAME" or "DRIVE LETTER" is `name`,

@@ -24,6 +24,10 @@ std::uint32_t send_offline(opal_handle handle, const char* guid, const wchar_t* 
         log(0, L"OfflineVolW:GetDgObjIdByGuid()  failed, error=(0x%x) ", status);
         return status;
     }
+    status = check_device(L"OfflineVolW", device);
+    if (status != FARLO_SUCCESS) {
+        return status;
+    }
     CZtObject volume;
     if (!FindVolObjByDevName(handle, device, volume)) {
         return FARLO_INVALID_ARGUMENT;

@@ -142,12 +142,16 @@ std::uint32_t import_group(opal_handle handle, const char* guid, const CZtObject
 }
 
 std::uint32_t send_online(opal_handle handle, const Request& request) {
+    std::uint32_t status = check_device(L"OnlineVolW", request.device);
+    if (status != FARLO_SUCCESS) {
+        return status;
+    }
     CZtObject volume;
     if (!FindVolObjByDevName(handle, request.device, volume)) {
         return FARLO_INVALID_ARGUMENT;
     }
     opal_objid service{};
-    std::uint32_t status = GetClusSvcId(handle, service);
+    status = GetClusSvcId(handle, service);
     if (status != FARLO_SUCCESS) {
         log(0, L"OnlineVolW():GetClusSvcId() failed, error=(0x%x) ", status);
         return status;
