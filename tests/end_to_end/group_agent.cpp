@@ -7,6 +7,7 @@
 // When the event NAME.stop is set, it deports the group, prints "rounds N,
 // reconnections N, alerts N" and exits with 0. It exits with 1 if a call fails for
 // another reason than a lost connection, or if no alert arrives on a connection.
+#include "../support/private_registry.h"
 #include "farlo.h"
 
 #include <windows.h>
@@ -127,6 +128,7 @@ int wmain(int argc, wchar_t** argv) {
         std::fputs("usage: group_agent NAME GROUP GUID\n", stderr);
         return 1;
     }
+    const support::PrivateRegistry registry;
     const std::wstring name = argv[1];
     const std::wstring wide_guid = argv[3];
     const HANDLE moved = OpenSemaphoreW(SEMAPHORE_MODIFY_STATE, FALSE, (name + L".moved").c_str());

@@ -4,6 +4,7 @@
 //
 // Each line is the first of the two lines that a call with a NULL handle writes. It
 // contains process, thread and number and is WIDTH characters wide.
+#include "../support/private_registry.h"
 #include "farlo.h"
 
 #include <windows.h>
@@ -38,6 +39,7 @@ int main(int argc, char** argv) {
         std::fputs("usage: log_writer PROCESS THREADS LINES WIDTH\n", stderr);
         return 2;
     }
+    const support::PrivateRegistry registry;
     process = std::atoi(argv[1]);
     lines = std::atoi(argv[3]);
     width = std::atoi(argv[4]);

@@ -15,6 +15,7 @@
 // At "at-mutex" it releases the semaphore and then waits for the mutex. With "-" it
 // stops nowhere.
 #include "../support/interposer.h"
+#include "../support/private_registry.h"
 #include "farlo.h"
 #include "ztservice.h"
 
@@ -110,6 +111,7 @@ int wmain(int argc, wchar_t** argv) {
         std::fputs("usage: node_starter NAME NUMBER GROUP DEVICE STEP\n", stderr);
         return could_not_begin;
     }
+    const support::PrivateRegistry registry;
     const std::wstring name = argv[1];
     const std::wstring wide_guid = argv[3];
     const std::string guid(wide_guid.begin(), wide_guid.end());

@@ -4,6 +4,7 @@
 //
 // It releases the semaphore NAME.ready once it is connected, then waits for the event
 // NAME.go. Exits with the status of the online.
+#include "../support/private_registry.h"
 #include "farlo.h"
 
 #include <windows.h>
@@ -36,6 +37,7 @@ int wmain(int argc, wchar_t** argv) {
         std::fputs("usage: online_client NAME GROUP DEVICE\n", stderr);
         return could_not_begin;
     }
+    const support::PrivateRegistry registry;
     const std::wstring wide_guid = argv[2];
     const std::string guid(wide_guid.begin(), wide_guid.end());
     const HMODULE farlo = LoadLibraryW(L"farlo.dll");

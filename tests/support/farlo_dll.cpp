@@ -24,52 +24,11 @@ Environment::Environment() {
     std::filesystem::remove_all(m_folder);
     std::filesystem::create_directories(m_folder / L"logs");
     SetEnvironmentVariableW(L"VMPATH", (m_folder.wstring() + L"\\").c_str());
-
-    m_root = L"Software\\farlo-test\\" + std::to_wstring(GetCurrentProcessId());
-    RegDeleteTreeW(HKEY_CURRENT_USER, m_root.c_str());
-    LSTATUS status = RegCreateKeyExW(HKEY_CURRENT_USER, m_root.c_str(), 0, nullptr,
-                                     REG_OPTION_VOLATILE, KEY_ALL_ACCESS, nullptr, &m_key, nullptr);
-    if (status == ERROR_SUCCESS) {
-        status = RegOverridePredefKey(HKEY_LOCAL_MACHINE, m_key);
-    }
-    if (status != ERROR_SUCCESS) {
-        throw failed("no registry for the test", static_cast<DWORD>(status));
-    }
 }
 
 Environment::~Environment() {
-    RegOverridePredefKey(HKEY_LOCAL_MACHINE, nullptr);
-    RegCloseKey(m_key);
-    RegDeleteTreeW(HKEY_CURRENT_USER, m_root.c_str());
     std::error_code ignored;
     std::filesystem::remove_all(m_folder, ignored);
-}
-
-void Environment::set_registry(const wchar_t* key, const wchar_t* name, DWORD type,
-                               const void* data, DWORD size) {
-    HKEY opened = nullptr;
-    LSTATUS status = RegCreateKeyExW(HKEY_LOCAL_MACHINE, key, 0, nullptr, REG_OPTION_VOLATILE,
-                                     KEY_ALL_ACCESS, nullptr, &opened, nullptr);
-    if (status == ERROR_SUCCESS) {
-        status = RegSetValueExW(opened, name, 0, type, static_cast<const BYTE*>(data), size);
-        RegCloseKey(opened);
-    }
-    if (status != ERROR_SUCCESS) {
-        throw failed("a registry value could not be set", static_cast<DWORD>(status));
-    }
-}
-
-void Environment::set_registry(const wchar_t* key, const wchar_t* name, DWORD value) {
-    set_registry(key, name, REG_DWORD, &value, sizeof value);
-}
-
-void Environment::set_registry(const wchar_t* key, const wchar_t* name, const std::wstring& text) {
-    set_registry(key, name, REG_SZ, text.c_str(),
-                 static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)));
-}
-
-void Environment::clear_registry(const wchar_t* key) {
-    RegDeleteTreeW(HKEY_LOCAL_MACHINE, key);
 }
 
 void Environment::set_trace_level(DWORD level) {
@@ -92,6 +51,7 @@ Environment& environment() {
 }
 
 FarloDll::FarloDll(std::function<void(HMODULE module)> before_attach) {
+    environment();
     constexpr wchar_t name[] = L"farlo.dll";
     if (GetModuleHandleW(name) != nullptr) {
         throw std::runtime_error("farlo.dll is loaded already: its state would not be fresh");

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "farlo.h"
+#include "private_registry.h"
 
 #include <windows.h>
 
@@ -21,13 +22,18 @@ class Environment {
     Environment(const Environment&) = delete;
     Environment& operator=(const Environment&) = delete;
 
-    // Sets a value under HKEY_LOCAL_MACHINE; the key is made.
+    // As of PrivateRegistry.
     void set_registry(const wchar_t* key, const wchar_t* name, DWORD type, const void* data,
-                      DWORD size);
-    void set_registry(const wchar_t* key, const wchar_t* name, DWORD value);
-    void set_registry(const wchar_t* key, const wchar_t* name, const std::wstring& text);
-    // Removes the key and all below it.
-    void clear_registry(const wchar_t* key);
+                      DWORD size) {
+        m_registry.set(key, name, type, data, size);
+    }
+    void set_registry(const wchar_t* key, const wchar_t* name, DWORD value) {
+        m_registry.set(key, name, value);
+    }
+    void set_registry(const wchar_t* key, const wchar_t* name, const std::wstring& text) {
+        m_registry.set(key, name, text);
+    }
+    void clear_registry(const wchar_t* key) { m_registry.clear(key); }
 
     void set_trace_level(DWORD level);
     void clear_trace_level();
@@ -38,18 +44,14 @@ class Environment {
 
   private:
     std::filesystem::path m_folder;
-    std::wstring m_root;  // below HKEY_CURRENT_USER
-    HKEY m_key = nullptr;
+    PrivateRegistry m_registry;
 };
-
-inline constexpr wchar_t tracing_key[] = L"SOFTWARE\\Solvane\\ZtSvc\\CurrentVersion\\Tracing\\Cmd";
-inline constexpr wchar_t volume_manager_key[] =
-    L"SOFTWARE\\Solvane\\ZtSvc\\CurrentVersion\\VolumeManager";
 
 // The environment of the process, made at its first use.
 Environment& environment();
 
-// The DLL, loaded afresh: all its process-wide state is as after a load.
+// The DLL, loaded afresh into the process's environment: all its process-wide state is as
+// after a load.
 class FarloDll {
   public:
     // `before_attach` is called when the DLL is mapped and its imports are

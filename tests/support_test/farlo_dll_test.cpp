@@ -5,7 +5,12 @@
 
 #include <gtest/gtest.h>
 
+#include <winternl.h>
+
 #include <memory>
+
+// winternl.h leaves it out.
+extern "C" NTSTATUS NTAPI NtOpenKey(HANDLE* key, ACCESS_MASK access, OBJECT_ATTRIBUTES* attributes);
 
 namespace {
 
@@ -66,6 +71,28 @@ TEST_F(Loading, TheMachinesOwnRegistryIsOutOfReach) {
     HKEY key = nullptr;
     EXPECT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Microsoft", 0, KEY_READ, &key),
               ERROR_FILE_NOT_FOUND);
+}
+
+// The status of opening a key of the machine by its native name, which nothing replaces.
+NTSTATUS open_native_key(const wchar_t* path) {
+    UNICODE_STRING name;
+    RtlInitUnicodeString(&name, path);
+    OBJECT_ATTRIBUTES attributes;
+    InitializeObjectAttributes(&attributes, &name, OBJ_CASE_INSENSITIVE, nullptr, nullptr);
+    HANDLE key = nullptr;
+    const NTSTATUS status = NtOpenKey(&key, KEY_READ, &attributes);
+    if (status == 0) {
+        NtClose(key);
+    }
+    return status;
+}
+
+TEST_F(Loading, SettingsStayOutOfTheMachinesRegistry) {
+    constexpr auto not_found = static_cast<NTSTATUS>(0xC0000034);
+    environment().set_registry(L"SOFTWARE\\farlo-test-only", L"value", 1);
+    EXPECT_EQ(open_native_key(L"\\Registry\\Machine\\SOFTWARE\\farlo-test-only"), not_found);
+    EXPECT_EQ(open_native_key(L"\\Registry\\Machine\\SOFTWARE\\Microsoft"), 0);
+    environment().clear_registry(L"SOFTWARE\\farlo-test-only");
 }
 
 TEST_F(Loading, LeavesNothingLoaded) {
