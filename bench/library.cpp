@@ -1,12 +1,16 @@
 #include "library.h"
 
 #include "bare_log.h"
+#include "log_level.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 
 namespace bench {
-
 void require(bool condition, const char* what) {
     if (!condition) {
         std::fprintf(stderr, "the measurement ends: %s\n", what);
@@ -30,8 +34,35 @@ std::uint64_t bus_calls() {
     return count;
 }
 
-Library::Library() : m_module(LoadLibraryW(L"farlo.dll")) {
+namespace {
+
+HMODULE load_library() {
+    log_errors_only();
+    return LoadLibraryW(L"farlo.dll");
+}
+
+// How many lines a call adds to the trace log.
+template <class Call> std::ptrdiff_t lines_of(Call&& call) {
+    char path[MAX_PATH] = "";
+    ExpandEnvironmentStringsA("%VMPATH%logs\\farlo.log", path, MAX_PATH);
+    std::error_code ignored;
+    const auto size = [&] {
+        return std::filesystem::exists(path) ? std::filesystem::file_size(path, ignored) : 0;
+    };
+    const std::uintmax_t before = size();
+    call();
+    std::ifstream log(path, std::ios::binary);
+    log.seekg(static_cast<std::streamoff>(before <= size() ? before : 0));  // it may roll over
+    return std::count(std::istreambuf_iterator<char>(log), {}, '\n');
+}
+
+}  // namespace
+
+Library::Library() : m_module(load_library()) {
     require(m_module != nullptr, "farlo.dll cannot be loaded");
+    const auto name = entry<GetDgNameW_fn>("GetDgNameW");
+    require(lines_of([&] { name(nullptr, nullptr, nullptr); }) == 1,
+            "the trace log is to have errors only: this one, and not that the call began");
     require(entry<ValidateClusterW_fn>("ValidateClusterW")(&m_handle) == 0,
             "there is no connection");
 }

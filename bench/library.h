@@ -25,7 +25,8 @@ void load_scenario(const std::string& json);
 // and those that make and give back what they hand out.
 std::uint64_t bus_calls();
 
-// farlo.dll as it ships, connected to the embedded storage.
+// farlo.dll as it ships, connected to the embedded storage, at trace level 0: the program
+// ends where that does not hold.
 class Library {
   public:
     Library();

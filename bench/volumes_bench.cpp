@@ -4,9 +4,12 @@
 #include "bare_volumes.h"
 #include "find_volume.h"
 #include "library.h"
+#include "log_level.h"
 #include "mount_points.h"
+#include "trace_log.h"
 
 #include <cwchar>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -112,6 +115,10 @@ Rows measure(bench::Report& report, const bench::Library& farlo, std::uint64_t v
 // argument.
 int main(int argc, char** argv) {
     bench::require(argc == 2, "usage: volumes_bench RESULT.json");
+    // The log of the library's routines in this program was made with the node's registry.
+    bench::log_errors_only();
+    new (&farlo::trace_log) farlo::TraceLog;
+    bench::require(farlo::trace_log.threshold() == 0, "the trace level is not 0");
     const bench::Library farlo;
     bench::Report report("Volumes, against bare bus calls");
     measure(report, farlo, 10);

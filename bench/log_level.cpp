@@ -1,0 +1,12 @@
+#include "log_level.h"
+
+#include "private_registry.h"
+
+namespace bench {
+
+void log_errors_only() {
+    static support::PrivateRegistry registry;
+    registry.set(support::tracing_key, L"TRACELEVEL", 0);
+}
+
+}  // namespace bench
