@@ -36,6 +36,37 @@ class Log : public testing::Test {
         return result;
     }
 
+    // A folder, made with its "logs", in which the log's path has that many characters.
+    // VMPATH names it until the object's end.
+    class LongFolder {
+      public:
+        explicit LongFolder(std::size_t path_length) {
+            constexpr std::size_t tail = sizeof R"(logs\farlo.log)" - 1;
+            std::wstring folder = environment().folder().wstring() + LR"(\)";
+            folder += std::wstring(100, L'f') + LR"(\)";
+            folder += std::wstring(path_length - tail - 1 - folder.size(), L'x') + LR"(\)";
+            // Beyond the limit of paths without this prefix.
+            const std::wstring logs = LR"(\\?\)" + folder + L"logs";
+            std::filesystem::create_directories(logs);
+            m_log = logs + LR"(\farlo.log)";
+            GetEnvironmentVariableW(L"VMPATH", m_vmpath, MAX_PATH);
+            SetEnvironmentVariableW(L"VMPATH", folder.c_str());
+        }
+        ~LongFolder() {
+            SetEnvironmentVariableW(L"VMPATH", m_vmpath);
+            std::filesystem::remove_all(LR"(\\?\)" + environment().folder().wstring() + LR"(\)" +
+                                        std::wstring(100, L'f'));
+        }
+        LongFolder(const LongFolder&) = delete;
+        LongFolder& operator=(const LongFolder&) = delete;
+
+        const std::filesystem::path& log() const { return m_log; }
+
+      private:
+        std::filesystem::path m_log;
+        wchar_t m_vmpath[MAX_PATH];
+    };
+
     // Of a file; empty when there is none.
     static std::string contents(const std::filesystem::path& path) {
         std::error_code missing;

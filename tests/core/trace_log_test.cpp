@@ -157,7 +157,7 @@ TEST_F(Log, TheLastMessageThatFitsIsWhole) {
 // level 0 are tried, and no path is left to write them to.
 TEST_F(Log, AnExpansionThatFailsStopsTheSetUp) {
     environment().set_trace_level(6);
-    for (const DWORD result : {0u, 261u, 1000u}) {
+    for (const DWORD result : {0u, 263u, 1000u}) {
         SCOPED_TRACE(result);
         std::vector<std::string> opened;
         std::unique_ptr<StandIn<decltype(ExpandEnvironmentStringsA)>> expand;
@@ -167,7 +167,7 @@ TEST_F(Log, AnExpansionThatFailsStopsTheSetUp) {
                 module, "ExpandEnvironmentStringsA",
                 [&](const char* text, char* path, DWORD capacity) -> DWORD {
                     EXPECT_STREQ(text, R"(%VMPATH%logs\farlo.log)");
-                    EXPECT_EQ(capacity, 260u);
+                    EXPECT_EQ(capacity, 262u);
                     std::fill_n(path, capacity, 'x');
                     return result;
                 });
@@ -201,27 +201,54 @@ TEST_F(Log, TheLevelIsOpenedForReadingOnly) {
     EXPECT_EQ(texts(log), Texts{"=====Farlo DllMain ,Created farlo.log====="});
 }
 
-// The longest path has 259 characters; a longer one stops the set-up, so that not
-// even the level is read. The older generation's has two more.
+// The longest path has 260 characters; a longer one stops the set-up, so that not
+// even the level is read.
 TEST_F(Log, TheLongestPath) {
-    wchar_t vmpath[MAX_PATH];
-    GetEnvironmentVariableW(L"VMPATH", vmpath, MAX_PATH);
     environment().set_trace_level(6);
-    constexpr std::size_t tail = sizeof R"(logs\farlo.log)" - 1;
-    for (const std::size_t length : {257u, 258u, 259u, 260u}) {
+    for (const std::size_t length : {259u, 260u, 261u, 262u}) {
         SCOPED_TRACE(length);
-        std::wstring folder = environment().folder().wstring() + L"\\";
-        folder += std::wstring(100, L'f') + L"\\";
-        folder += std::wstring(length - tail - 1 - folder.size(), L'x') + L"\\";
-        ASSERT_EQ(folder.size() + tail, length);
-        // Beyond the limit of paths without this prefix.
-        const std::wstring logs = LR"(\\?\)" + folder + L"logs";
-        std::filesystem::create_directories(logs);
-        SetEnvironmentVariableW(L"VMPATH", folder.c_str());
-        { FarloDll dll; }
-        SetEnvironmentVariableW(L"VMPATH", vmpath);
-        EXPECT_EQ(contents(logs + LR"(\farlo.log)").empty(), length > 259);
-        std::filesystem::remove_all(environment().folder() / std::wstring(100, L'f'));
+        const LongFolder folder(length);
+        {
+            FarloDll dll;
+            write_lines(dll, L"x");
+        }
+        const Texts written = {"=====Farlo DllMain ,Created farlo.log=====", first_line("x"),
+                               second_line};
+        const bool fits = length <= 260;
+        EXPECT_EQ(std::filesystem::exists(folder.log()), fits);
+        EXPECT_EQ(texts(folder.log()), fits ? written : Texts{});
+    }
+    EXPECT_EQ(texts(log), Texts{});
+}
+
+// Windows may count a character beyond the terminator.
+TEST_F(Log, ThePathsLengthDecidesNotTheCount) {
+    for (const std::size_t length : {260u, 261u}) {
+        for (const DWORD count : {DWORD{261}, DWORD{262}}) {
+            SCOPED_TRACE(std::to_string(length) + " " + std::to_string(count));
+            const std::string path(length, 'p');
+            std::vector<std::string> opened;
+            std::unique_ptr<StandIn<decltype(ExpandEnvironmentStringsA)>> expand;
+            std::unique_ptr<StandIn<decltype(CreateFileA)>> open;
+            FarloDll dll([&](HMODULE module) {
+                expand = std::make_unique<StandIn<decltype(ExpandEnvironmentStringsA)>>(
+                    module, "ExpandEnvironmentStringsA",
+                    [&](const char*, char* buffer, DWORD capacity) -> DWORD {
+                        EXPECT_EQ(capacity, 262u);
+                        std::copy_n(path.c_str(), path.size() + 1, buffer);
+                        return count;
+                    });
+                open = std::make_unique<StandIn<decltype(CreateFileA)>>(
+                    module, "CreateFileA", [&](const char* name, auto...) -> HANDLE {
+                        opened.emplace_back(name);
+                        return INVALID_HANDLE_VALUE;
+                    });
+            });
+            EXPECT_EQ(expand->calls(), 1u);
+            write_lines(dll, L"dropped");
+            const std::string tried = length == 260 ? path : "";
+            EXPECT_EQ(opened, (std::vector<std::string>{tried, tried}));
+        }
     }
 }
 

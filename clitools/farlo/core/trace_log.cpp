@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <cwchar>
 #include <iterator>
 
 namespace farlo {
@@ -70,6 +71,28 @@ FileHandle copy_failed() noexcept {
     return {};
 }
 
+// Opens the older generation of the log, emptied or new. By its wide name: the
+// system refuses narrow ones of more than 260 characters.
+FileHandle open_older(const char* path) noexcept {
+    constexpr wchar_t suffix[] = L".0";
+    wchar_t older_path[TraceLog::path_characters + std::size(suffix)];
+    const int size =
+        MultiByteToWideChar(CP_ACP, 0, path, -1, older_path, TraceLog::path_characters + 1);
+    if (size == 0) {
+        return {};
+    }
+    std::wcscpy(older_path + size - 1, suffix);
+    const auto open = [&](DWORD disposition) {
+        return FileHandle(CreateFileW(older_path, GENERIC_WRITE, share_all, nullptr, disposition,
+                                      FILE_ATTRIBUTE_NORMAL, nullptr));
+    };
+    FileHandle older = open(TRUNCATE_EXISTING);
+    if (!older && GetLastError() == ERROR_FILE_NOT_FOUND) {
+        older = open(CREATE_NEW);
+    }
+    return older;
+}
+
 // Makes the one older generation, "farlo.log.0", of the log and empties the
 // log. The log stays locked from the test of its size to its emptying, so that
 // no other process can write a line that neither file keeps, nor roll over a
@@ -88,17 +111,7 @@ FileHandle roll_over(const char* path, std::size_t line_length) noexcept {
         return open_file(path, GENERIC_WRITE, OPEN_ALWAYS);
     }
 
-    char older_path[TraceLog::path_capacity];
-    const int length = _snprintf(older_path, sizeof older_path - 1, "%s.0", path);
-    older_path[sizeof older_path - 1] = '\0';
-
-    FileHandle older;
-    if (length >= 0) {
-        older = open_file(older_path, GENERIC_WRITE, TRUNCATE_EXISTING);
-        if (!older && GetLastError() == ERROR_FILE_NOT_FOUND) {
-            older = open_file(older_path, GENERIC_WRITE, CREATE_NEW);
-        }
-    }
+    FileHandle older = open_older(path);
     if (!older || !copy_contents(log, older)) {
         return copy_failed();
     }
@@ -123,8 +136,9 @@ TraceLog trace_log;
 
 TraceLog::TraceLog() noexcept {
     const DWORD needed =
-        ExpandEnvironmentStringsA("%VMPATH%logs\\farlo.log", m_path, path_capacity);
-    if (needed == 0 || needed > path_capacity) {
+        ExpandEnvironmentStringsA("%VMPATH%logs\\farlo.log", m_path, sizeof m_path);
+    // The count may include a character beyond the terminator, so the path's own length decides.
+    if (needed == 0 || needed > sizeof m_path || strnlen(m_path, sizeof m_path) > path_characters) {
         std::memset(m_path, 0, sizeof m_path);
         return;
     }

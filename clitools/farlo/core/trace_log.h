@@ -15,7 +15,8 @@ namespace farlo {
 
 class TraceLog {
   public:
-    static constexpr std::size_t path_capacity = 260;
+    // The longest path, without its terminator.
+    static constexpr std::size_t path_characters = 260;
     static constexpr std::size_t line_capacity = 2048;
     // A line that would bring the file to this size is written to a new file.
     static constexpr std::uint64_t rollover_size = 10'485'760;
@@ -35,7 +36,8 @@ class TraceLog {
     void append(const char* line, std::size_t length) noexcept;
 
     std::uint32_t m_threshold = 0;
-    char m_path[path_capacity + 2] = {};
+    // The expansion of a narrow string may want a character beyond the terminator.
+    char m_path[path_characters + 2] = {};
     // One line at a time in this process, so that two threads never mix theirs.
     SRWLOCK m_lock = SRWLOCK_INIT;
     wchar_t m_wide_line[line_capacity] = {};
