@@ -259,8 +259,8 @@ class VmmsFolder : public FarloTest {
     VmmsFolder() { connects = false; }
 
     // A fresh folder for one run, with its backslash.
-    std::wstring make_root(const std::wstring& name = L"vmms") {
-        const std::filesystem::path folder = environment().folder() / name;
+    std::wstring make_root() {
+        const std::filesystem::path folder = environment().folder() / L"vmms";
         std::filesystem::remove_all(folder);
         std::filesystem::create_directory(folder);
         return folder.wstring() + L"\\";
@@ -356,23 +356,38 @@ std::wstring unix_path(const std::wstring& path) {
     return {text.begin(), text.end()};
 }
 
-// A link to a folder, for the life of the object. Wine makes and removes none, but
-// shows those of the system below it as reparse points.
-class Link {
+// A folder with a link, and the link's target, which holds a folder "below"; for the
+// life of the object. Wine makes and removes no links, but shows those of the system
+// below it as reparse points.
+class LinkedFolder {
   public:
-    Link(const std::wstring& path, const std::wstring& target) : m_path(path) {
-        run(L"ln", L"-s " + unix_path(target) + L" " + unix_path(path));
-        await(true);
-        EXPECT_NE(GetFileAttributesW(path.c_str()) & FILE_ATTRIBUTE_REPARSE_POINT, 0u);
+    // `link` is below the folder.
+    explicit LinkedFolder(const std::wstring& link) {
+        remove();  // what a killed test left
+        m_link = root() + link;
+        std::filesystem::create_directories(std::filesystem::path(m_link).parent_path());
+        std::filesystem::create_directories(target() + L"below");
+        run(L"ln", L"-s " + unix_path(target()) + L" " + unix_path(m_link));
+        await(m_link, true);
+        EXPECT_NE(GetFileAttributesW(m_link.c_str()) & FILE_ATTRIBUTE_REPARSE_POINT, 0u);
     }
-    ~Link() {
-        run(L"rm", unix_path(m_path));
-        await(false);
+    ~LinkedFolder() { remove(); }
+    LinkedFolder(const LinkedFolder&) = delete;
+    LinkedFolder& operator=(const LinkedFolder&) = delete;
+
+    std::wstring root() const { return m_base + L"root\\"; }
+    void expect_untouched() const {
+        EXPECT_TRUE(exists(m_link));
+        EXPECT_TRUE(exists(target() + L"below"));
     }
-    Link(const Link&) = delete;
-    Link& operator=(const Link&) = delete;
 
   private:
+    std::wstring target() const { return m_base + L"target\\"; }
+    static std::wstring temporary_folder() {
+        wchar_t path[MAX_PATH] = L"";
+        GetTempPathW(MAX_PATH, path);
+        return path;
+    }
     static void run(const std::wstring& program, const std::wstring& arguments) {
         std::wstring command = program + L" " + arguments;
         STARTUPINFOW startup{};
@@ -382,46 +397,45 @@ class Link {
                                    nullptr, FALSE, 0, nullptr, nullptr, &startup, &process));
     }
     // Such a process has no handle to wait for.
-    void await(bool there) const {
-        for (int tries = 0; tries < 2000 && exists(m_path) != there; ++tries) {
+    static void await(const std::wstring& path, bool there) {
+        for (int tries = 0; tries < 2000 && exists(path) != there; ++tries) {
             Sleep(5);
         }
-        EXPECT_EQ(exists(m_path), there);
+        EXPECT_EQ(exists(path), there);
+    }
+    void remove() const {
+        if (exists(m_base)) {
+            run(L"rm", L"-rf " + unix_path(m_base));
+            await(m_base, false);
+        }
     }
 
-    const std::wstring m_path;
+    // Not among the folders of the test environment, which could not remove a link.
+    const std::wstring m_base = temporary_folder() + L"farlo-links\\";
+    std::wstring m_link;
 };
 
 TEST_F(VmmsFolder, LinksAreNeitherEnteredNorRemoved) {
-    const std::wstring root = make_root();
-    const std::wstring target = make_root(L"vmms-target");
-    const Link link(root + L"link", target);
+    const LinkedFolder linked(L"link");
     at_every_threshold([&] {
-        make(root + L"a");
-        make(target + L"below");
-        EXPECT_EQ(clean(root), 0u);
-        EXPECT_FALSE(exists(root + L"a"));
-        EXPECT_TRUE(exists(root + L"link"));
-        EXPECT_TRUE(exists(target + L"below"));
+        make(linked.root() + L"a");
+        EXPECT_EQ(clean(linked.root()), 0u);
+        EXPECT_FALSE(exists(linked.root() + L"a"));
+        linked.expect_untouched();
         expect_log({entering, entering, exiting, exiting});
     });
 }
 
 // The folder that a link is in cannot be removed.
 TEST_F(VmmsFolder, ALinkBelowKeepsItsFolder) {
-    const std::wstring root = make_root();
-    const std::wstring target = make_root(L"vmms-target");
-    make(root + L"a");
-    make(target + L"below");
-    const Link link(root + L"a\\link", target);
+    const LinkedFolder linked(L"a\\link");
     at_every_threshold([&] {
-        EXPECT_EQ(clean(root), 0x80070091u);
-        EXPECT_TRUE(exists(root + L"a\\link"));
-        EXPECT_TRUE(exists(target + L"below"));
+        EXPECT_EQ(clean(linked.root()), 0x80070091u);
+        linked.expect_untouched();
         expect_log({entering,
                     entering,
                     exiting,
-                    {0, "DeleteVMMSFolder:RemoveDirectory failed for " + text(root) +
+                    {0, "DeleteVMMSFolder:RemoveDirectory failed for " + text(linked.root()) +
                             "a\\ Error: 0x91.\n"}});
     });
 }
