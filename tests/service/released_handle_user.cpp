@@ -115,9 +115,8 @@ std::uint32_t use(const std::string& how) {
     }
     if (how == "PrCallDispatch") {
         const opal_objid object{};
-        return PrCallDispatch(released.connection, &object, &support::volume_manager_interface, 0,
-                              support::import_method, nullptr, nullptr, 0, 0, 0, 0, nullptr,
-                              nullptr);
+        return PrCallDispatch(released.connection, &object, &zt_volume_manager_interface, 0,
+                              ZTMETHOD_DGOP_IMPORT, nullptr, nullptr, 0, 0, 0, 0, nullptr, nullptr);
     }
     if (how == "context") {
         return list_groups(connect()->connection, released.context);
