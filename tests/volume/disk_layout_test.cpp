@@ -5,6 +5,7 @@
 #include <winioctl.h>
 
 #include <cstring>
+#include <optional>
 
 namespace {
 
@@ -32,8 +33,8 @@ class Disk {
                      EXPECT_EQ(attributes, DWORD{FILE_ATTRIBUTE_NORMAL});
                      EXPECT_EQ(pattern, nullptr);
                      lines.push_back("open " + narrow(path));
-                     if (open_error != 0) {
-                         SetLastError(open_error);
+                     if (open_error) {
+                         SetLastError(*open_error);
                          return INVALID_HANDLE_VALUE;
                      }
                      return device = CreateEventW(nullptr, TRUE, FALSE, nullptr);
@@ -48,8 +49,8 @@ class Disk {
                         EXPECT_EQ(output_size, 18624u);
                         EXPECT_EQ(overlapped, nullptr);
                         lines.push_back("layout");
-                        if (layout_error != 0) {
-                            SetLastError(layout_error);
+                        if (layout_error) {
+                            SetLastError(*layout_error);
                             return FALSE;
                         }
                         // All of it: the buffer is as large as it says.
@@ -84,8 +85,9 @@ class Disk {
     }
 
     Lines lines;
-    DWORD open_error = 0;
-    DWORD layout_error = 0;
+    // Errors that the calls fail with.
+    std::optional<DWORD> open_error;
+    std::optional<DWORD> layout_error;
     DRIVE_LAYOUT_INFORMATION_EX layout{};
 
   private:
@@ -275,6 +277,29 @@ TEST_F(DiskLayout, ALayoutThatDoesNotFit) {
     });
 }
 
+// A call that fails and names no error is a failure all the same.
+TEST_F(DiskLayout, FailsWhenTheSystemReportsNoError) {
+    at_every_threshold([&] {
+        Disk disk(dll().module());
+        disk.open_error = ERROR_SUCCESS;
+        Answer answer;
+        EXPECT_EQ(ask(answer), FARLO_PROVIDER_FAILED);
+        EXPECT_TRUE(answer.style.untouched());
+        expect_log({bare_name,
+                    {0, "GetDiskTypeAndSignatureW() CreateFile Failed for \\\\.\\disk one error "
+                        "-1056964607"},
+                    bare_name});
+        start_watching();
+        disk.open_error.reset();
+        disk.layout_error = ERROR_SUCCESS;
+        EXPECT_EQ(ask(answer), FARLO_PROVIDER_FAILED);
+        EXPECT_TRUE(answer.style.untouched());
+        expect_log({bare_name,
+                    {0, "GetDiskTypeAndSignatureW: IOCTL_DISK_GET_DRIVE_LAYOUT_EX failed error"},
+                    bare_name});
+    });
+}
+
 TEST_F(DiskLayout, TheNarrowForm) {
     at_every_threshold([&] {
         Disk disk(dll().module());
@@ -421,17 +446,17 @@ TEST_F(FirstVolumesDisk, RawLeavesTheIdAlone) {
 TEST_F(FirstVolumesDisk, ErrorsOfMoreThanOneDigit) {
     at_every_threshold([&] {
         const struct {
-            DWORD open;
-            DWORD layout;
+            std::optional<DWORD> open;
+            std::optional<DWORD> layout;
             std::uint32_t status;
             Expected line;
             const char* number;
         } cases[] = {{ERROR_SHARING_VIOLATION,
-                      0,
+                      {},
                       32,
                       {0, "GetDiskTypeAndSignatureW() CreateFile Failed for V1 error 32"},
                       "0x20"},
-                     {0,
+                     {{},
                       ERROR_INSUFFICIENT_BUFFER,
                       122,
                       {0, "GetDiskTypeAndSignatureW: IOCTL_DISK_GET_DRIVE_LAYOUT_EX failed error"},

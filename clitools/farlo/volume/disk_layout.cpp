@@ -2,6 +2,7 @@
 
 #include "bus_memory.h"
 #include "farlo.h"
+#include "system_failure.h"
 #include "trace_log.h"
 #include "windows_handle.h"
 
@@ -40,9 +41,9 @@ std::uint32_t read_layout(const wchar_t* path, std::uint32_t* signature, std::ui
     const Handle device(CreateFileW(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
                                     OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!device) {
-        const DWORD error = GetLastError();
-        log(0, L"GetDiskTypeAndSignatureW() CreateFile Failed for %s error %d", path, error);
-        return error;
+        const std::uint32_t status = failure_of(GetLastError());
+        log(0, L"GetDiskTypeAndSignatureW() CreateFile Failed for %s error %d", path, status);
+        return status;
     }
     const BusBlock<DRIVE_LAYOUT_INFORMATION_EX> layout(
         static_cast<DRIVE_LAYOUT_INFORMATION_EX*>(_ZtAlloc(layout_size)));
@@ -54,9 +55,9 @@ std::uint32_t read_layout(const wchar_t* path, std::uint32_t* signature, std::ui
     DWORD returned = 0;
     if (!DeviceIoControl(device.get(), IOCTL_DISK_GET_DRIVE_LAYOUT_EX, nullptr, 0, layout.get(),
                          layout_size, &returned, nullptr)) {
-        const DWORD error = GetLastError();
+        const std::uint32_t status = failure_of(GetLastError());
         log(0, L"GetDiskTypeAndSignatureW: IOCTL_DISK_GET_DRIVE_LAYOUT_EX failed error");
-        return error;
+        return status;
     }
     // Elsewhere no GUID is written: callers who have no GPT disks pass none.
     if (layout->PartitionStyle == PARTITION_STYLE_GPT && disk_guid == nullptr) {
