@@ -73,12 +73,12 @@ bool find_link(const std::uint8_t* output, std::size_t size, wchar_t* link, cons
 
 bool QueryMountPointName(const wchar_t* device, wchar_t* link, const wchar_t* search) {
     // No caller passes NULL.
-    if (link == nullptr || search == nullptr || device == nullptr) {
+    if (link == nullptr || search == nullptr) {
         return false;
     }
     *link = L'\0';
     // A question without a name may be taken for one about all links.
-    if (*device == L'\0') {
+    if (device == nullptr || *device == L'\0') {
         return false;
     }
     const Handle manager(CreateFileW(MOUNTMGR_DOS_DEVICE_NAME, GENERIC_READ | GENERIC_WRITE,

@@ -132,8 +132,8 @@ std::uint32_t import_group(opal_handle handle, const char* guid, const CZtObject
     if (!copy_text(name, group_name_capacity, text.c_str(), text.length())) {
         throw FARLO_INVALID_ARGUMENT;
     }
-    const std::uint32_t status =
-        farlo::OnlineDgExW(handle, name, guid, L"", import_options, online_default_reserved);
+    const std::uint32_t status = farlo::OnlineDgExW(handle, name, guid, L"", import_options,
+                                                    online_default_reserved, L"OnlineVolW");
     if (status != FARLO_SUCCESS && status != FARLO_ALREADY_ONLINE) {
         log(0, L"OnlineVolW():OnlineDg()  failed, error=(0x%x) ", status);
         return status;
