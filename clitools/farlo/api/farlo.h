@@ -51,7 +51,8 @@
  * disk-group name has at most 31 characters, another narrow name or path at most 259. A
  * longer one, or one that cannot be widened, is refused with FARLO_INVALID_ARGUMENT.
  * GUID strings of disk groups and volumes are narrow in both forms and have at most 64
- * characters. They are the service's own: the library only compares and copies them.
+ * characters. They are the service's own: the library only compares and copies them. A
+ * longer one is refused where it is copied; where it is only compared, no group has it.
  *
  * Narrow strings are widened, and letter case is ignored, by the LC_CTYPE locale of
  * the C runtime that the library uses, msvcrt.dll. That is "C" unless the agent sets
@@ -64,41 +65,53 @@
  * regard to case.
  *
  * Disk groups have a type, the service's "LDM DG TYPE". Groups of type 0 or 7 are never
- * found. A CLUSTER DISK GROUP is one of type 2; by its GUID string, one of type 8 (a
- * cluster-shared group) counts as well. Where a function passes a GUID string to the
+ * found by name or GUID string. A CLUSTER DISK GROUP is one of type 2; by its GUID string, one of
+ * type 8 (a cluster-shared group) counts as well. Where a function passes a GUID string to the
  * service without looking the group up, its type does not matter.
  *
  * RESULTS. Every function returns a 32-bit status, 0 for success, unless its
  * description says otherwise. Statuses of the service and the bus that are not listed
- * here are passed through unchanged. A function that runs out of memory returns
- * FARLO_EXCEPTION unless it lists another status for that.
+ * here are passed through unchanged.
+ *
+ * A function that runs out of memory returns FARLO_EXCEPTION, or another status that it
+ * lists for that. But OnlineVol, OfflineVol, GetDgVolPlexStates and GetVolProperties
+ * return FARLO_INVALID_ARGUMENT, and GetDiskState FARLO_MISSING_ARGUMENT, if there is no
+ * memory to look the volume or the disk up; the three Is... functions return 0; and what
+ * there is no memory to read is left out of a record (GetVolumeInfo and
+ * GetUnusableVolumesInfo may mark the volume as unusable for that reason).
  *
  * LOST CONNECTIONS. When the connection drops during a call, the status is
  * FARLO_NOT_CONNECTED, even if the service has done its work, with these exceptions:
  *
- *   GetDgGuid, GetNonClusterDgGuid   0 once the group was found;
- *                                    FARLO_NO_CLUSTER_SERVICE if neither the group nor
- *                                    the cluster service was found
+ *   GetDgGuid, GetNonClusterDgGuid   0 once the group's GUID string was read;
+ *                                    FARLO_NO_CLUSTER_SERVICE if neither that nor the
+ *                                    cluster service could be read
+ *   GetDgVolumeGuid                  FARLO_EXCEPTION if the group was found by its name
+ *                                    and could not be read any more
  *   OnlineDgEx, OnlineDg             FARLO_ALREADY_IMPORTED is returned as it is
  *   GetDgReservationStatus           its result, or the status that the service or
- *                                    the search for the group ended with
+ *                                    the search for the group or for the cluster
+ *                                    service ended with
  *   GetDiskState                     0 with the state; FARLO_MISSING_ARGUMENT if the
  *                                    disk could not be found any more
  *   GetDgVolPlexStates               its result
- *   ClusterServiceState              the service's or the bus's status
+ *   ClusterServiceState              the service's or the bus's status, or
+ *                                    FARLO_NO_CLUSTER_SERVICE
+ *   RegisterForAlerts                the command library's status
  *   OnlineVol                        see there
  *   FFUpdateMountPath                FARLO_PROVIDER_FAILED if the volume could not be
  *                                    found any more
  *   GetFirstVolumesDiskID            its result
  *   GetDgVolumeProperties            FARLO_BUFFER_TOO_SMALL is returned as it is
  *   the three Is... functions        their result, or 0
- *   all functions                    the status of an argument that is refused
+ *   all functions                    may return the status of an argument that they
+ *                                    refuse instead
  *
  * A lookup that fails because the connection was lost returns FARLO_NOT_FOUND, after up
  * to 25 s, from GetDgNameW, GetDgVolumeGuid (by name), GetDgStateExW,
  * GetDgVolPlexStates, SetFastFailoverFlag, GetVolumeNameForSerialNumber,
- * GetFirstVolumesDiskID and all functions that read a record or a state of a group's
- * disks or volumes.
+ * GetFirstVolumesDiskID, GetDgProperties, GetDgVolProperties, GetDgVolumeProperties,
+ * GetDgDiskProperties, GetDgVolumeState, GetUnusableVolumesInfo and GetVolumeInfo.
  *
  * OUT ARGUMENTS are written on success only, except where a description says
  * otherwise. When a dropped connection makes the status FARLO_NOT_CONNECTED, they may
@@ -207,12 +220,13 @@ typedef struct opal_session* opal_handle;
  * Connects, or reconnects. `slot` is the address of the caller's handle:
  *
  *   it holds NULL              one try to connect; the new handle is stored there
- *   a connected handle         nothing is done
+ *   a connected handle         nothing is done, except as said below
  *   a handle that lost its     the handle is released; up to three tries to connect,
  *   connection                 with a pause of half a second after each one that failed
  *
  * The callback last given to RegisterForAlerts is registered again after each new
- * connection, and by the first success in the process, also if the handle in the slot
+ * connection (after one that OnlineVol made for itself: by the next success of this
+ * function), and by the first success in the process, also if the handle in the slot
  * was made elsewhere.
  *
  * Statuses: FARLO_NOT_CONNECTED: no connection could be made, and the slot holds NULL;
@@ -264,7 +278,8 @@ typedef void (*farlo_reset_timeout)(void);
  *              and the next new connection registers it
  *   callback   NULL: the stored callback is cleared and 0 is returned. Registrations
  *              are not withdrawn: each later alert only writes an error line (level 0)
- *              to the trace log.
+ *              to the trace log. The old callback may still be running on another
+ *              thread, or about to run.
  *
  * Returns the command library's status. The callback stays stored when that is a
  * failure.
@@ -324,9 +339,10 @@ uint32_t GetDgNameW(opal_handle handle, const char* guid, wchar_t* name);
  * Pass a size of 0 to get the size. When no group qualifies, the status is 0, the
  * count 0, and the size unchanged.
  *
- * One group fails the whole call with FARLO_EXCEPTION: one that cannot be read, and in
- * the A forms one whose name has more than 31 characters or no narrow form (see STRINGS
- * above). If that happens while the names are written, those before it are in the
+ * One group fails the whole call with FARLO_EXCEPTION: one whose name cannot be read,
+ * and in the A forms, when the names are written, one whose name has more than 31
+ * characters or no narrow form (see STRINGS above). A group whose type cannot be read is
+ * left out. If that happens while the names are written, those before it are in the
  * buffer, and the count is the number of all.
  *
  * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_BUFFER_TOO_SMALL,
@@ -345,12 +361,13 @@ uint32_t GetNonClusterDgNameListW(opal_handle handle, wchar_t** buffer, uint32_t
 
 /* Options of the online functions. Other bits are passed to the service unchanged. */
 #define FARLO_ONLINE_NO_NAME_CHECK                                                                 \
-    0x1u                                      /* do not check whether a group of that name is      \
-                                                 imported already */
-#define FARLO_ONLINE_SHARED 0x800u            /* a shared group */
-#define FARLO_ONLINE_CLEAR_HOST_ID 0x8000u    /* clear the host id on the group's disks */
-#define FARLO_ONLINE_LOG_AS_OFFLINE 0x20000u  /* the log lines say "OfflineDg" */
-#define FARLO_ONLINE_CLUSTER_SHARED 0x200000u /* a cluster-shared group: sets all bits but 0x2 */
+    0x1u                                     /* do not check whether a group of that name is       \
+                                                imported already */
+#define FARLO_ONLINE_SHARED 0x800u           /* a shared group */
+#define FARLO_ONLINE_CLEAR_HOST_ID 0x8000u   /* clear the host id on the group's disks */
+#define FARLO_ONLINE_LOG_AS_OFFLINE 0x20000u /* the log lines say "OfflineDg" */
+#define FARLO_ONLINE_CLUSTER_SHARED                                                                \
+    0x200000u /* a cluster-shared group, with SHARED: sets all bits but 0x2 */
 
 /*
  * Imports a disk group on this host.
@@ -390,7 +407,8 @@ uint32_t OnlineDgW(opal_handle handle, const wchar_t* name, const char* guid,
  *                string
  *   new_name     the name that the group is to get; NULL or empty for none
  *
- * Statuses: as OnlineDgEx, without FARLO_ALREADY_IMPORTED and FARLO_NOT_FOUND.
+ * Statuses: as OnlineDgEx, without FARLO_ALREADY_IMPORTED and FARLO_NOT_FOUND; 0 always
+ * means that the service has imported the group.
  *
  * Blocks: 455 s by name (a search and a lookup), 25 s by GUID string.
  */
@@ -490,7 +508,7 @@ uint32_t GetDgReservationStatusW(opal_handle handle, const wchar_t* name, const 
 
 /*
  * Asks the driver to release the reservation of a disk group, and again while it fails:
- * up to 6 times, a second apart. Each call costs the process a page of memory.
+ * up to 6 times, a second apart. Each call that asks costs the process a page of memory.
  *
  *   guid   the group's GUID string, at most 255 characters; required
  *
@@ -571,8 +589,8 @@ typedef struct farlo_plex_state {
  * The states of a volume's plexes.
  *
  *   name, guid   name the volume's group, which may be of any type
- *   device       the volume's device name; required. `name` and `device` may be of any
- *                length in the A form, too.
+ *   device       the volume's device name; required. In the A form, too, `name` may be
+ *                of any length, and `device` of up to some 2000 characters.
  *   count        receives the number of plexes
  *   plexes       receives one record for each plex; NULL asks for the number
  *                (FARLO_BUFFER_TOO_SMALL). The array must have room for all plexes of
@@ -583,7 +601,7 @@ typedef struct farlo_plex_state {
  * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED (only if the handle was not connected
  * when the call began), FARLO_PROVIDER_FAILED (no device name), FARLO_MISSING_ARGUMENT,
  * FARLO_NOT_FOUND (every failed search for the group), FARLO_INVALID_ARGUMENT (no such
- * volume), FARLO_BUFFER_TOO_SMALL, FARLO_EXCEPTION.
+ * volume; a device name that is too long), FARLO_BUFFER_TOO_SMALL, FARLO_EXCEPTION.
  *
  * Blocks: 25 s.
  */
@@ -651,7 +669,8 @@ uint32_t GetCVMClusterNodeStateW(opal_handle handle, uint32_t* state);
  * volume manager if it does not run, and imports the volume's disk group if it is not
  * imported.
  *
- *   guid         the disk group's GUID string; required. The group may be of any type.
+ *   guid         the disk group's GUID string; required. The group may be of any type
+ *                that is found.
  *   device       the volume's device name; required
  *   flags        the service's own bits; bit 0x1 is always added
  *   timeout_ms   how often the callback of RegisterForAlerts runs, on this thread, while
@@ -663,10 +682,17 @@ uint32_t GetCVMClusterNodeStateW(opal_handle handle, uint32_t* state);
  * connection has dropped, the call makes a connection of its own for the rest of its
  * work and releases it at the end; the status is then that of this work. The handle
  * stays dropped: the next call with it returns FARLO_NOT_CONNECTED, and ValidateClusterW
- * reconnects it and registers the alerts again. Several threads may bring volumes online
- * with one handle.
+ * reconnects it and registers the alerts again. Until then no alerts arrive: the
+ * connection that the call makes is not registered for them. Several threads may bring
+ * volumes online with one handle.
  *
- * Statuses: FARLO_INVALID_ARGUMENT (NULL, a string that is too long, no such volume),
+ * When waiting for the node's start fails with an error of the system, the start goes on
+ * and uses the handle: do not release it then until the node has started.
+ *
+ * `guid` is checked after the node has started, the length of `device` also after the
+ * import.
+ *
+ * Statuses: FARLO_INVALID_ARGUMENT (NULL, a device name that is too long, no such volume),
  * FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_PROVIDER_FAILED (no misc object, or the
  * node reports a failed start), FARLO_EXCEPTION (a property cannot be read; no thread or
  * mutex), FARLO_NOT_FOUND, FARLO_EXCLUDED_TYPE, FARLO_NO_CLUSTER_SERVICE, those of
@@ -691,7 +717,7 @@ uint32_t OnlineVolW(opal_handle handle, const char* guid, const wchar_t* device,
  *   device   the volume's device name; required
  *   flags    the service's own bits; bit 0x1 is always added
  *
- * Statuses: FARLO_INVALID_ARGUMENT (NULL, a string that is too long, no such volume),
+ * Statuses: FARLO_INVALID_ARGUMENT (NULL, a device name that is too long, no such volume),
  * FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_PROVIDER_FAILED (no misc object),
  * FARLO_EXCEPTION, FARLO_NOT_FOUND, FARLO_EXCLUDED_TYPE, FARLO_NO_CLUSTER_SERVICE, the
  * service's.
@@ -715,7 +741,8 @@ uint32_t OfflineVolW(opal_handle handle, const char* guid, const wchar_t* device
  *                unchanged; required
  *
  * Statuses: FARLO_INVALID_ARGUMENT (NULL, or a string that is too long); the system's
- * error of opening, flushing or dismounting; of the driver
+ * error of opening, flushing or dismounting (FARLO_PROVIDER_FAILED when it reports none);
+ * of the driver
  * FARLO_DEVICE_SHARING_VIOLATION, FARLO_DEVICE_UNSUCCESSFUL, FARLO_NOT_FOUND (it has no
  * such device), FARLO_MISSING_ARGUMENT (it refuses the request), FARLO_DEVICE_FAILED
  * (there is no driver, or any other failure).
@@ -741,7 +768,7 @@ uint32_t OfflineVolumeW(const char* name, const wchar_t* path, const void* group
  * FARLO_NOT_FOUND (the group is not found, or not imported), FARLO_EXCLUDED_TYPE,
  * FARLO_NO_CLUSTER_SERVICE, FARLO_VOLUME_NOT_FOUND (the service's call failed, for any
  * reason), FARLO_EXCEPTION. The A form returns FARLO_NO_VOLUME_GUID for all of them, and
- * FARLO_INVALID_ARGUMENT for a narrow string of its own that is too long.
+ * FARLO_INVALID_ARGUMENT for a name or device name that is too long.
  *
  * Blocks: 45 s by name (two lookups), 25 s by GUID string.
  */
@@ -815,7 +842,8 @@ uint32_t FFUpdateMountPathW(opal_handle handle, const wchar_t* name);
  *   style       receives the partition style; required
  *
  * Statuses: FARLO_INVALID_ARGUMENT (NULL), FARLO_OUT_OF_MEMORY, the system's error of
- * opening the device or of reading its layout.
+ * opening the device or of reading its layout (FARLO_PROVIDER_FAILED when it reports
+ * none).
  *
  * Blocks: no pauses.
  */
@@ -903,9 +931,9 @@ uint32_t CheckOSVersionAndReg(void);
 /*
  * Removes the empty subfolders of a folder, and theirs. These are left alone: the folder
  * itself; folders whose name begins with a dot, with everything in them; and reparse
- * points (junctions, mounted volumes, links). Files are never deleted: the first folder
- * that cannot be removed ends the call, and the folders that were removed before it stay
- * removed.
+ * points (junctions, mounted volumes, links). Files are never deleted. The first subfolder
+ * that cannot be removed, because a file or something that is left alone is in it, ends
+ * the call; the folders that were removed before it stay removed.
  *
  *   folder   must end in a backslash, as the names of subfolders are appended to it as
  *            it is; required. Its path, and the path of every subfolder, has at most 258
@@ -962,7 +990,7 @@ typedef struct VolInfo {
      * written, except in the light form. Next to a folder of a volume that has no drive
      * letter there may be two separators, or none. What does not fit is cut off. A
      * volume that is mounted inside itself, directly or through others, is followed
-     * once: the string then ends with what was collected before. */
+     * once: its own folders are not collected again, those after it still are. */
     wchar_t mount_points[261];
     uint32_t type;       /* "type", in the service's own numbers */
     uint8_t reserved[4]; /* never written */
@@ -1104,9 +1132,9 @@ uint32_t GetDgVolPropertiesW(opal_handle handle, const wchar_t* name, const char
  *       size = farlo_vol_prop_info_prepare(record, allocated);
  *       GetVolPropertiesW(handle, device, record, &size) ...
  *
- * Statuses: FARLO_INVALID_ARGUMENT (no device name; no such volume; in the A form any
- * argument that is NULL except the handle), FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED,
- * FARLO_MISSING_ARGUMENT, FARLO_BUFFER_TOO_SMALL, FARLO_EXCEPTION.
+ * Statuses: FARLO_INVALID_ARGUMENT (no device name, or one that is too long; no such
+ * volume; in the A form any argument that is NULL except the handle), FARLO_NULL_HANDLE,
+ * FARLO_NOT_CONNECTED, FARLO_MISSING_ARGUMENT, FARLO_BUFFER_TOO_SMALL, FARLO_EXCEPTION.
  *
  * Blocks: no pauses.
  */
@@ -1123,7 +1151,8 @@ uint32_t GetVolPropertiesW(opal_handle handle, const wchar_t* device, VolPropInf
  *   record   receives the record; NULL asks for the size
  *   size     as for GetDgProperties; sizeof(VolInfo) is needed
  *
- * Statuses: as GetDgProperties, and FARLO_VOLUME_NOT_FOUND.
+ * Statuses: as GetDgProperties, and FARLO_VOLUME_NOT_FOUND. A volume listed before the
+ * wanted one whose device name cannot be read results in FARLO_EXCEPTION.
  *
  * Blocks: 25 s.
  */
@@ -1231,7 +1260,8 @@ uint32_t GetUnusableVolumesInfo(opal_handle handle, const wchar_t* name, const c
  *            that is needed, sizeof(VolInfo) (see SIZES above), otherwise unchanged
  *
  * Statuses: as GetUnusableVolumesInfo; FARLO_VOLUME_NOT_FOUND: the group has no such
- * volume.
+ * volume. A volume listed before the wanted one whose device name cannot be read results
+ * in FARLO_EXCEPTION.
  *
  * Blocks: 25 s.
  */
