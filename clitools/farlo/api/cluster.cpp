@@ -1,7 +1,7 @@
 // Exported entries: the fast-failover flag, the cluster service's state and the
 // cluster node. ClusterServiceStateA is ClusterServiceStateW itself (farlo.def).
 #include "farlo.h"
-#include "guard.h"
+#include "guarded.h"
 
 #include "../diskgroup/cluster_service_state.h"
 #include "../diskgroup/fast_failover.h"

@@ -1,27 +1,15 @@
 // Exported entries: whether storage may be put under cluster control.
 #include "farlo.h"
-#include "guard.h"
+#include "guarded.h"
+#include "widened_text.h"
 
 #include "../volume/cluster_shared_guid.h"
 #include "../volume/clusterability.h"
 #include "../volume/dg_type.h"
 
 using farlo::guarded;
+using farlo::guarded_answer;
 using farlo::WidenedPath;
-
-namespace {
-
-// As guarded, for entries that answer yes or no: an exception means no.
-template <class Operation> uint8_t guarded_answer(Operation&& operation) noexcept {
-    bool answer = false;
-    guarded([&] {
-        answer = operation();
-        return FARLO_SUCCESS;
-    });
-    return answer ? 1 : 0;
-}
-
-}  // namespace
 
 extern "C" {
 

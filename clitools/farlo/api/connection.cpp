@@ -1,7 +1,7 @@
 // Exported entries: connection handles and alerts. ValidateClusterA and
 // InitializeClusterW are ValidateClusterW itself (farlo.def).
 #include "farlo.h"
-#include "guard.h"
+#include "guarded.h"
 #include "validate.h"
 
 #include "../diskgroup/alerts.h"

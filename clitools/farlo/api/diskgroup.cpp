@@ -1,6 +1,7 @@
 // Exported entries: online, import, offline and deport of disk groups.
 #include "farlo.h"
-#include "guard.h"
+#include "guarded.h"
+#include "widened_text.h"
 
 #include "../diskgroup/deport.h"
 #include "../diskgroup/import.h"

@@ -1,6 +1,6 @@
 // Exported entries: clean-up of virtual-machine folders.
 #include "farlo.h"
-#include "guard.h"
+#include "guarded.h"
 
 #include "../volume/vmms_folder.h"
 

@@ -1,6 +1,7 @@
 // Exported entries: what monitors ask about disk groups, disks and plexes.
 #include "farlo.h"
-#include "guard.h"
+#include "guarded.h"
+#include "widened_text.h"
 
 #include "../diskgroup/health.h"
 

@@ -1,6 +1,7 @@
 // Exported entries: names and GUID texts of disk groups and volumes.
 #include "farlo.h"
-#include "guard.h"
+#include "guarded.h"
+#include "widened_text.h"
 
 #include "../query/dg_guid.h"
 #include "../query/dg_name.h"

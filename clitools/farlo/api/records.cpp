@@ -1,7 +1,8 @@
 // Exported entries: records of disk groups, disks and volumes. GetDgVolumeStatusA
 // is GetDgVolumeStatusW itself (farlo.def).
 #include "farlo.h"
-#include "guard.h"
+#include "guarded.h"
+#include "widened_text.h"
 
 #include "../query/dg_record.h"
 #include "../query/group_disks.h"

@@ -1,6 +1,7 @@
 // Exported entries: reservations of disk groups.
 #include "farlo.h"
-#include "guard.h"
+#include "guarded.h"
+#include "widened_text.h"
 
 #include "../diskgroup/reservation.h"
 

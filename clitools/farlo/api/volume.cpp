@@ -1,7 +1,8 @@
 // Exported entries: volumes online, offline and dismounted, their mount points
 // and names, and the disks below them.
 #include "farlo.h"
-#include "guard.h"
+#include "guarded.h"
+#include "widened_text.h"
 
 #include "../volume/disk_layout.h"
 #include "../volume/dismount.h"

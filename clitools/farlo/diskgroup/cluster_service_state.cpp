@@ -2,6 +2,7 @@
 
 #include "connection.h"
 #include "farlo.h"
+#include "guarded.h"
 #include "lookup.h"
 #include "method.h"
 #include "trace_log.h"
@@ -16,7 +17,7 @@ std::uint32_t send_state(opal_handle handle, std::uint32_t state) {
         log(0, L"ClusterServiceState: GetClusSvcId failed with error = 0x%x", status);
         return status;
     }
-    try {
+    return guarded([&] {
         CZtTempPropertySet input;
         input.AddProperty(CZtProperty("ServiceState", state));
         OutputPropertySet output;
@@ -27,11 +28,8 @@ std::uint32_t send_state(opal_handle handle, std::uint32_t state) {
                 L"0x%x.",
                 status);
         }
-    } catch (...) {
-        log(6, L"API_TRY_CATCH_FAILED ");
-        status = FARLO_EXCEPTION;
-    }
-    return status;
+        return status;
+    });
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include "caller_string.h"
 #include "connection.h"
 #include "farlo.h"
+#include "guarded.h"
 #include "lookup.h"
 #include "method.h"
 #include "trace_log.h"
@@ -33,7 +34,7 @@ std::uint32_t deport_group(opal_handle handle, const wchar_t* name, const char* 
         log(0, L"DeportDgW():GetDgObjIdByGuid() failed, error=(0x%x)", status);
         return status;
     }
-    try {
+    return guarded([&] {
         CZtTempPropertySet input;
         input.AddProp("Dgguid", guid.get());
         input.AddProp("dgid", guid.get());
@@ -44,11 +45,8 @@ std::uint32_t deport_group(opal_handle handle, const wchar_t* name, const char* 
         if (output && status != 0) {
             log(4, L"DeportDgW: DGOP_DEPORT, CsfInvoke failed with error = 0x%x.", status);
         }
-    } catch (...) {
-        log(6, L"API_TRY_CATCH_FAILED ");
-        status = FARLO_EXCEPTION;
-    }
-    return status;
+        return status;
+    });
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include "connection.h"
 #include "farlo.h"
+#include "guarded.h"
 #include "lookup.h"
 #include "method.h"
 #include "trace_log.h"
@@ -10,7 +11,7 @@ namespace farlo {
 namespace {
 
 std::uint32_t send_flag(opal_handle handle, const CZtObject& group, std::uint32_t flag) {
-    try {
+    return guarded([&] {
         CZtTempPropertySet input;
         input.AddProperty(CZtProperty("FastFailoverFlag", flag));
         OutputPropertySet output;
@@ -23,10 +24,7 @@ std::uint32_t send_flag(opal_handle handle, const CZtObject& group, std::uint32_
                 status);
         }
         return status;
-    } catch (...) {
-        log(6, L"API_TRY_CATCH_FAILED ");
-        return FARLO_EXCEPTION;
-    }
+    });
 }
 
 }  // namespace

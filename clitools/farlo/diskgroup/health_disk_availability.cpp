@@ -3,6 +3,7 @@
 #include "caller_string.h"
 #include "connection.h"
 #include "farlo.h"
+#include "guarded.h"
 #include "lookup.h"
 #include "method.h"
 #include "trace_log.h"
@@ -36,7 +37,7 @@ std::uint32_t query_availability(opal_handle handle, const wchar_t* name, const 
     if (status != FARLO_SUCCESS) {
         return status;
     }
-    try {
+    return guarded([&] {
         CZtTempPropertySet input;
         input.AddProp("Dgname", name);
         input.AddProp("Dgguid", guid.get());
@@ -56,11 +57,8 @@ std::uint32_t query_availability(opal_handle handle, const wchar_t* name, const 
             read_count(output, "total_disks", total);
             read_count(output, "live_disks", live);
         }
-    } catch (...) {
-        log(6, L"API_TRY_CATCH_FAILED ");
-        status = FARLO_EXCEPTION;
-    }
-    return status;
+        return status;
+    });
 }
 
 }  // namespace

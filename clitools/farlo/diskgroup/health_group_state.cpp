@@ -4,6 +4,7 @@
 #include "connection.h"
 #include "dmcontrol.h"
 #include "farlo.h"
+#include "guarded.h"
 #include "info_device.h"
 #include "lookup.h"
 #include "reservation_record.h"
@@ -17,15 +18,12 @@ namespace {
 constexpr std::uint8_t not_imported_bit = 0x1;
 
 std::uint32_t read_imported(const CZtObject& group, std::uint8_t* imported) {
-    try {
+    return guarded([&] {
         bool value = false;
         group.GetProp("imported", value);
         *imported = value ? 1 : 0;
         return FARLO_SUCCESS;
-    } catch (...) {
-        log(6, L"API_TRY_CATCH_FAILED ");
-        return FARLO_EXCEPTION;
-    }
+    });
 }
 
 // Asks the driver, or the service on a node where the driver does not know the

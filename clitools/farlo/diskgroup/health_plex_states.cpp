@@ -3,6 +3,7 @@
 #include "connection.h"
 #include "database.h"
 #include "farlo.h"
+#include "guarded.h"
 #include "guid_text.h"
 #include "lookup.h"
 #include "trace_log.h"
@@ -37,7 +38,7 @@ void fill_record(const CZtObject& plex, farlo_plex_state& record) {
 
 std::uint32_t plex_states(const CZtObject& volume, std::uint32_t* count,
                           farlo_plex_state* records) {
-    try {
+    return guarded([&] {
         std::vector<CZtObject> plexes;
         volume.GetChildObjects(plexes, ZTTYPE_PLEX);
         *count = static_cast<std::uint32_t>(plexes.size());
@@ -49,10 +50,7 @@ std::uint32_t plex_states(const CZtObject& volume, std::uint32_t* count,
             fill_record(plexes[i], records[i]);
         }
         return FARLO_SUCCESS;
-    } catch (...) {
-        log(6, L"API_TRY_CATCH_FAILED ");
-        return FARLO_EXCEPTION;
-    }
+    });
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include "caller_string.h"
 #include "connection.h"
 #include "farlo.h"
+#include "guarded.h"
 #include "lookup.h"
 #include "method.h"
 #include "trace_log.h"
@@ -39,7 +40,7 @@ std::uint32_t import_group(opal_handle handle, const wchar_t* name, const char* 
         return status;
     }
     const std::uint32_t word = options | import_bits;
-    try {
+    return guarded([&] {
         CZtTempPropertySet input;
         input.AddProp("Dgguid", guid.get());
         input.AddProp("dgid", guid.get());
@@ -53,11 +54,8 @@ std::uint32_t import_group(opal_handle handle, const wchar_t* name, const char* 
         if (output && status != 0) {
             log(4, L"ImportDgW: DGOP_IMPORT, CsfInvoke failed with error = 0x%x.", status);
         }
-    } catch (...) {
-        log(6, L"API_TRY_CATCH_FAILED ");
-        status = FARLO_EXCEPTION;
-    }
-    return status;
+        return status;
+    });
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include "caller_string.h"
 #include "connection.h"
 #include "farlo.h"
+#include "guarded.h"
 #include "lookup.h"
 #include "method.h"
 #include "trace_log.h"
@@ -65,7 +66,7 @@ std::uint32_t offline_group(opal_handle handle, const wchar_t* name, const char*
         log(0, L"OfflineDgW():GetDgObjIdByGuid() failed, error=(0x%x) ", status);
     }
     const std::uint32_t word = sent_word(options);
-    try {
+    return guarded([&] {
         CZtTempPropertySet input;
         input.AddProp("Dgguid", guid.get());
         input.AddProp("dgid", guid.get());
@@ -77,11 +78,8 @@ std::uint32_t offline_group(opal_handle handle, const wchar_t* name, const char*
         if (output && status != 0) {
             log(4, L"OfflineDgW: DGOP_DEPORT, CsfInvoke failed with error = 0x%x.", status);
         }
-    } catch (...) {
-        log(6, L"API_TRY_CATCH_FAILED ");
-        status = FARLO_EXCEPTION;
-    }
-    return status;
+        return status;
+    });
 }
 
 }  // namespace

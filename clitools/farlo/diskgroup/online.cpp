@@ -4,6 +4,7 @@
 #include "connection.h"
 #include "database.h"
 #include "farlo.h"
+#include "guarded.h"
 #include "lookup.h"
 #include "method.h"
 #include "trace_log.h"
@@ -129,25 +130,23 @@ std::optional<std::uint32_t> import_group(const Request& request, std::uint32_t&
             early_status = FARLO_SUCCESS;
             return std::nullopt;
         }
-        try {
-            if (is_imported_under(groups, request.name)) {
-                early_status = FARLO_ALREADY_IMPORTED;
-                return std::nullopt;
-            }
-        } catch (...) {
-            log(6, L"API_TRY_CATCH_FAILED ");
-            return FARLO_EXCEPTION;
+        status = guarded([&] {
+            return is_imported_under(groups, request.name) ? FARLO_ALREADY_IMPORTED : FARLO_SUCCESS;
+        });
+        if (status == FARLO_ALREADY_IMPORTED) {
+            early_status = status;
+            return std::nullopt;
+        }
+        if (status != FARLO_SUCCESS) {
+            return status;
         }
     }
 
-    try {
+    return guarded([&] {
         CZtTempPropertySet input;
         add_parameters(input, request, guid.get(), word);
         return send_import(request, service, group, input, word);
-    } catch (...) {
-        log(6, L"API_TRY_CATCH_FAILED ");
-        return FARLO_EXCEPTION;
-    }
+    });
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include "caller_string.h"
 #include "connection.h"
 #include "farlo.h"
+#include "guarded.h"
 #include "lookup.h"
 #include "method.h"
 #include "trace_log.h"
@@ -25,7 +26,7 @@ std::uint32_t arbitrate_group(opal_handle handle, const wchar_t* name, const cha
         log(0, L"ArbitrateDgW():GetClusSvcId() failed, error=(0x%x)", status);
         return status;
     }
-    try {
+    return guarded([&] {
         CZtTempPropertySet input;
         input.AddProp("Dgguid", guid.get());
         OutputPropertySet output;
@@ -37,11 +38,8 @@ std::uint32_t arbitrate_group(opal_handle handle, const wchar_t* name, const cha
                 L"0x%x.",
                 status);
         }
-    } catch (...) {
-        log(6, L"API_TRY_CATCH_FAILED ");
-        status = FARLO_EXCEPTION;
-    }
-    return status;
+        return status;
+    });
 }
 
 }  // namespace

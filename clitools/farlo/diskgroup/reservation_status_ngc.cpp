@@ -3,6 +3,7 @@
 #include "caller_string.h"
 #include "connection.h"
 #include "farlo.h"
+#include "guarded.h"
 #include "lookup.h"
 #include "method.h"
 #include "status.h"
@@ -34,14 +35,12 @@ std::uint32_t ask_service(opal_handle handle, const wchar_t* name, const char* c
     // What cannot be added is left out: the result is the service's answer all
     // the same.
     std::optional<CZtTempPropertySet> input;
-    try {
+    guarded_attempt([&] {
         input.emplace();
         input->AddProp("Dgguid", guid.get());
         input->AddProperty(CZtProperty("Opflag", query_word));
         input->AddProperty(CZtProperty("otl trace", false));
-    } catch (...) {
-        log(6, L"API_TRY_CATCH_FAILED ");
-    }
+    });
     const CZtPropertySet no_input;
     OutputPropertySet output;
     status = CsfInvoke(handle->connection, service, CLUSTER_MTHD_CLUSSVCOP_GETDGSTATUS,
@@ -56,11 +55,7 @@ std::uint32_t ask_service(opal_handle handle, const wchar_t* name, const char* c
             status);
         return status;
     }
-    try {
-        output.GetProp("Dgstate", *reservation);
-    } catch (...) {
-        log(6, L"API_TRY_CATCH_FAILED ");
-    }
+    guarded_attempt([&] { output.GetProp("Dgstate", *reservation); });
     return status;
 }
 

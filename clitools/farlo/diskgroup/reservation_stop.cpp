@@ -3,6 +3,7 @@
 #include "caller_string.h"
 #include "connection.h"
 #include "farlo.h"
+#include "guarded.h"
 #include "lookup.h"
 #include "method.h"
 #include "trace_log.h"
@@ -27,7 +28,7 @@ std::uint32_t stop_reservation(opal_handle handle, const wchar_t* name, const ch
         log(0, L"StopDgReservationW():GetClusSvcId() failed, error=(0x%x)", status);
         return status;
     }
-    try {
+    return guarded([&] {
         CZtTempPropertySet input;
         input.AddProp("Dgguid", guid.get());
         input.AddProperty(CZtProperty("Opflag", stop_word));
@@ -40,11 +41,8 @@ std::uint32_t stop_reservation(opal_handle handle, const wchar_t* name, const ch
                 L"error = 0x%x.",
                 status);
         }
-    } catch (...) {
-        log(6, L"API_TRY_CATCH_FAILED ");
-        status = FARLO_EXCEPTION;
-    }
-    return status;
+        return status;
+    });
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include "connection.h"
 #include "farlo.h"
+#include "guarded.h"
 #include "lookup.h"
 #include "method.h"
 #include "trace_log.h"
@@ -81,7 +82,7 @@ std::uint32_t look_again_after_rescan(opal_handle handle, const wchar_t* name, C
 // Asks the cluster-service object for the GUID text.
 std::uint32_t ask_cluster_service(opal_handle handle, const opal_objid& service,
                                   const wchar_t* name, char* guid) {
-    try {
+    return guarded([&] {
         CZtTempPropertySet input;
         input.AddProp("Dgname", name);
         OutputPropertySet output;
@@ -101,10 +102,7 @@ std::uint32_t ask_cluster_service(opal_handle handle, const opal_objid& service,
         output.GetProp("Dgguid", text);
         copy_guid(text, guid);
         return FARLO_SUCCESS;
-    } catch (...) {
-        log(6, L"API_TRY_CATCH_FAILED ");
-        return FARLO_EXCEPTION;
-    }
+    });
 }
 
 // Every result that came with a connection is void once it dropped.
@@ -182,18 +180,15 @@ std::uint32_t GetDgGuidfromOpal(opal_handle handle, const wchar_t* name, char* g
         log(0, L"GetDgGuidfromOpal(): GetDgObjIdByName() failed, error=(0x%x)", status);
         return status;
     }
-    try {
+    return guarded([&] {
         bool imported = false;
         group.GetProp("imported", imported);
         if (!imported) {
             return FARLO_NOT_FOUND;
         }
         read_dgid(group, guid);
-    } catch (...) {
-        log(6, L"API_TRY_CATCH_FAILED ");
-        return FARLO_EXCEPTION;
-    }
-    return FARLO_SUCCESS;
+        return FARLO_SUCCESS;
+    });
 }
 
 std::uint32_t PerformPnpDiskRescan(opal_handle handle, const void* /*unused*/) {

@@ -2,6 +2,7 @@
 
 #include "connection.h"
 #include "farlo.h"
+#include "guarded.h"
 #include "guid_text.h"
 #include "lookup.h"
 #include "trace_log.h"
@@ -33,16 +34,14 @@ std::uint32_t GetDgNameW(opal_handle handle, const char* guid, wchar_t* name) {
         log(0, L"GetDgNameW():GetDgObjIdByGuid()  failed, error=(0x%x) ", status);
         return status;
     }
-    try {
+    status = guarded([&] {
         WideText text;
         group.GetProp("Name", text);
         if (!copy_text(name, FARLO_NAME_SIZE, text.c_str(), text.length())) {
             throw FARLO_INVALID_ARGUMENT;
         }
-    } catch (...) {
-        log(6, L"API_TRY_CATCH_FAILED ");
-        status = FARLO_EXCEPTION;
-    }
+        return FARLO_SUCCESS;
+    });
     if (!is_connected(handle)) {
         status = FARLO_NOT_CONNECTED;
     }

@@ -4,6 +4,7 @@
 #include "database.h"
 #include "disk_record.h"
 #include "fill_volume_info.h"
+#include "guarded.h"
 #include "lookup.h"
 #include "record_fields.h"
 #include "trace_log.h"
@@ -29,6 +30,35 @@ void fill_record(opal_handle handle, const std::vector<CZtObject>& disks,
     }
 }
 
+// Logs a missing argument itself.
+std::uint32_t query_group(opal_handle handle, const CZtObject& group, DgInfo* record,
+                          std::uint32_t* size) {
+    // Only proves that the group can be read.
+    WideText group_name;
+    group.GetProp("Name", group_name);
+    std::vector<CZtObject> disks;
+    group.GetChildObjects(disks, ZTTYPE_DISK);
+    std::vector<CZtObject> volumes;
+    group.GetChildObjects(volumes, ZTTYPE_VOLUME);
+    if (size == nullptr) {
+        log(0, L"GetDgPropertiesW() failed , pInfoSize == NULL, error=(0x%x)",
+            FARLO_MISSING_ARGUMENT);
+        return FARLO_MISSING_ARGUMENT;
+    }
+    const std::uint32_t status = check_record_size(
+        sizeof(DgInfo) + sizeof(DgDiskInfo) * disks.size() + sizeof(VolInfo) * volumes.size(),
+        *size);
+    if (status == FARLO_SUCCESS) {
+        if (record == nullptr) {
+            log(0, L"GetDgPropertiesW() failed , pDgInfo == NULL, error=(0x%x)",
+                FARLO_MISSING_ARGUMENT);
+            return FARLO_MISSING_ARGUMENT;
+        }
+        fill_record(handle, disks, volumes, record);
+    }
+    return status;
+}
+
 }  // namespace
 
 std::uint32_t GetDgPropertiesW(opal_handle handle, const wchar_t* name, const char* guid,
@@ -49,33 +79,9 @@ std::uint32_t GetDgPropertiesW(opal_handle handle, const wchar_t* name, const ch
         log(0, L"GetDgPropertiesW():GetDgObjId() failed, error=(0x%x)", status);
         return status;
     }
-    try {
-        // Only proves that the group can be read.
-        WideText group_name;
-        group.GetProp("Name", group_name);
-        std::vector<CZtObject> disks;
-        group.GetChildObjects(disks, ZTTYPE_DISK);
-        std::vector<CZtObject> volumes;
-        group.GetChildObjects(volumes, ZTTYPE_VOLUME);
-        if (size == nullptr) {
-            log(0, L"GetDgPropertiesW() failed , pInfoSize == NULL, error=(0x%x)",
-                FARLO_MISSING_ARGUMENT);
-            return FARLO_MISSING_ARGUMENT;
-        }
-        status = check_record_size(sizeof(DgInfo) + sizeof(DgDiskInfo) * disks.size() +
-                                       sizeof(VolInfo) * volumes.size(),
-                                   *size);
-        if (status == FARLO_SUCCESS) {
-            if (record == nullptr) {
-                log(0, L"GetDgPropertiesW() failed , pDgInfo == NULL, error=(0x%x)",
-                    FARLO_MISSING_ARGUMENT);
-                return FARLO_MISSING_ARGUMENT;
-            }
-            fill_record(handle, disks, volumes, record);
-        }
-    } catch (...) {
-        log(6, L"API_TRY_CATCH_FAILED ");
-        status = FARLO_EXCEPTION;
+    status = guarded([&] { return query_group(handle, group, record, size); });
+    if (status == FARLO_MISSING_ARGUMENT) {
+        return status;
     }
     if (!is_connected(handle)) {
         status = FARLO_NOT_CONNECTED;

@@ -3,6 +3,7 @@
 #include "connection.h"
 #include "database.h"
 #include "disk_record.h"
+#include "guarded.h"
 #include "lookup.h"
 #include "record_fields.h"
 #include "trace_log.h"
@@ -18,6 +19,31 @@ void fill_list(const std::vector<CZtObject>& disks, DgDiskList* record) {
     for (const CZtObject& disk : disks) {
         FillDiskRecord(disk, *disk_record++);
     }
+}
+
+// Logs a missing argument itself.
+std::uint32_t query_group(const CZtObject& group, DgDiskList* record, std::uint32_t* size) {
+    // Only proves that the group can be read.
+    WideText group_name;
+    group.GetProp("Name", group_name);
+    std::vector<CZtObject> disks;
+    group.GetChildObjects(disks, ZTTYPE_DISK);
+    if (size == nullptr) {
+        log(0, L"GetDgDiskPropertiesW() failed , pInfoSize == NULL, error=(0x%x) ",
+            FARLO_MISSING_ARGUMENT);
+        return FARLO_MISSING_ARGUMENT;
+    }
+    const std::uint32_t status =
+        check_record_size(sizeof(DgDiskList) + sizeof(DgDiskInfo) * disks.size(), *size);
+    if (status == FARLO_SUCCESS) {
+        if (record == nullptr) {
+            log(0, L"GetDgDiskPropertiesW() failed , pDgDiskInfo == NULL, error=(0x%x) ",
+                FARLO_MISSING_ARGUMENT);
+            return FARLO_MISSING_ARGUMENT;
+        }
+        fill_list(disks, record);
+    }
+    return status;
 }
 
 }  // namespace
@@ -41,29 +67,9 @@ std::uint32_t GetDgDiskPropertiesW(opal_handle handle, const wchar_t* name, cons
         log(0, L"GetDgDiskPropertiesW():GetDgObjId() failed, error=(0x%x) ", status);
         return status;
     }
-    try {
-        // Only proves that the group can be read.
-        WideText group_name;
-        group.GetProp("Name", group_name);
-        std::vector<CZtObject> disks;
-        group.GetChildObjects(disks, ZTTYPE_DISK);
-        if (size == nullptr) {
-            log(0, L"GetDgDiskPropertiesW() failed , pInfoSize == NULL, error=(0x%x) ",
-                FARLO_MISSING_ARGUMENT);
-            return FARLO_MISSING_ARGUMENT;
-        }
-        status = check_record_size(sizeof(DgDiskList) + sizeof(DgDiskInfo) * disks.size(), *size);
-        if (status == FARLO_SUCCESS) {
-            if (record == nullptr) {
-                log(0, L"GetDgDiskPropertiesW() failed , pDgDiskInfo == NULL, error=(0x%x) ",
-                    FARLO_MISSING_ARGUMENT);
-                return FARLO_MISSING_ARGUMENT;
-            }
-            fill_list(disks, record);
-        }
-    } catch (...) {
-        log(6, L"API_TRY_CATCH_FAILED ");
-        status = FARLO_EXCEPTION;
+    status = guarded([&] { return query_group(group, record, size); });
+    if (status == FARLO_MISSING_ARGUMENT) {
+        return status;
     }
     if (!is_connected(handle)) {
         status = FARLO_NOT_CONNECTED;

@@ -3,6 +3,7 @@
 #include "connection.h"
 #include "database.h"
 #include "fill_volume_info.h"
+#include "guarded.h"
 #include "lookup.h"
 #include "named_volume.h"
 #include "trace_log.h"
@@ -14,7 +15,7 @@ namespace {
 
 std::uint32_t fill_record(opal_handle handle, const CZtObject& group, const wchar_t* device,
                           VolInfo& record) {
-    try {
+    return guarded([&] {
         std::vector<CZtObject> volumes;
         group.GetChildObjects(volumes, ZTTYPE_VOLUME);
         log(6, L"GetDgVolumePropertiesW(), Total volume objects = %d",
@@ -25,10 +26,7 @@ std::uint32_t fill_record(opal_handle handle, const CZtObject& group, const wcha
         }
         FillVolInfo(handle, *volume, record);
         return FARLO_SUCCESS;
-    } catch (...) {
-        log(6, L"API_TRY_CATCH_FAILED ");
-        return FARLO_EXCEPTION;
-    }
+    });
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include "connection.h"
 #include "database.h"
 #include "fill_volume_info.h"
+#include "guarded.h"
 #include "lookup.h"
 #include "record_fields.h"
 #include "trace_log.h"
@@ -29,6 +30,31 @@ void fill_record(const std::vector<CZtObject>& disks, const std::vector<CZtObjec
     }
 }
 
+// Logs a missing argument itself.
+std::uint32_t query_group(const CZtObject& group, DgVolInfo* record, std::uint32_t* size) {
+    std::vector<CZtObject> disks;
+    group.GetChildObjects(disks, ZTTYPE_DISK);
+    std::vector<CZtObject> volumes;
+    group.GetChildObjects(volumes, ZTTYPE_VOLUME);
+    if (size == nullptr) {
+        log(0, L"GetDgVolPropertiesW() failed , pInfoSize == NULL, error=(0x%x)",
+            FARLO_MISSING_ARGUMENT);
+        return FARLO_MISSING_ARGUMENT;
+    }
+    // Kept: the size is that with a signature, also where there is none.
+    const std::uint32_t status = check_record_size(
+        sizeof(DgVolInfo) + sizeof(std::uint32_t) + sizeof(VolInfo) * volumes.size(), *size);
+    if (status == FARLO_SUCCESS) {
+        if (record == nullptr) {
+            log(0, L"GetDgVolPropertiesW() failed , pDgInfo == NULL, error=(0x%x)",
+                FARLO_MISSING_ARGUMENT);
+            return FARLO_MISSING_ARGUMENT;
+        }
+        fill_record(disks, volumes, record);
+    }
+    return status;
+}
+
 }  // namespace
 
 std::uint32_t GetDgVolPropertiesW(opal_handle handle, const wchar_t* name, const char* guid,
@@ -49,30 +75,9 @@ std::uint32_t GetDgVolPropertiesW(opal_handle handle, const wchar_t* name, const
         log(0, L"GetDgVolPropertiesW():GetDgObjId() failed, error=(0x%x)", status);
         return status;
     }
-    try {
-        std::vector<CZtObject> disks;
-        group.GetChildObjects(disks, ZTTYPE_DISK);
-        std::vector<CZtObject> volumes;
-        group.GetChildObjects(volumes, ZTTYPE_VOLUME);
-        if (size == nullptr) {
-            log(0, L"GetDgVolPropertiesW() failed , pInfoSize == NULL, error=(0x%x)",
-                FARLO_MISSING_ARGUMENT);
-            return FARLO_MISSING_ARGUMENT;
-        }
-        // Kept: the size is that with a signature, also where there is none.
-        status = check_record_size(
-            sizeof(DgVolInfo) + sizeof(std::uint32_t) + sizeof(VolInfo) * volumes.size(), *size);
-        if (status == FARLO_SUCCESS) {
-            if (record == nullptr) {
-                log(0, L"GetDgVolPropertiesW() failed , pDgInfo == NULL, error=(0x%x)",
-                    FARLO_MISSING_ARGUMENT);
-                return FARLO_MISSING_ARGUMENT;
-            }
-            fill_record(disks, volumes, record);
-        }
-    } catch (...) {
-        log(6, L"API_TRY_CATCH_FAILED ");
-        status = FARLO_EXCEPTION;
+    status = guarded([&] { return query_group(group, record, size); });
+    if (status == FARLO_MISSING_ARGUMENT) {
+        return status;
     }
     if (!is_connected(handle)) {
         status = FARLO_NOT_CONNECTED;

@@ -3,6 +3,7 @@
 #include "connection.h"
 #include "database.h"
 #include "farlo.h"
+#include "guarded.h"
 #include "trace_log.h"
 
 #include <cstdio>
@@ -96,6 +97,42 @@ std::vector<CZtObject> query_groups(opal_handle handle) {
     return groups;
 }
 
+std::uint32_t list_names(opal_handle handle, void** buffer, std::uint32_t* size,
+                         std::uint32_t* count, bool cluster, bool wide) {
+    const std::vector<CZtObject> groups = query_groups(handle);
+
+    const std::uint32_t width = wide ? sizeof(wchar_t) : sizeof(char);
+    std::uint32_t names = 0;
+    std::uint32_t required = 0;
+    for_each_name(groups, cluster, [&](const WideText& name) {
+        ++names;
+        required += (static_cast<std::uint32_t>(name.length()) + 1) * width;
+    });
+
+    if (names == 0) {
+        if (count != nullptr) {
+            *count = 0;
+        }
+        return FARLO_SUCCESS;
+    }
+    if (size == nullptr) {
+        return FARLO_MISSING_ARGUMENT;
+    }
+    if (*size < required) {
+        *size = required;
+        return FARLO_BUFFER_TOO_SMALL;
+    }
+    if (buffer == nullptr || *buffer == nullptr || count == nullptr) {
+        return FARLO_MISSING_ARGUMENT;
+    }
+    *count = names;
+    TextList list(*buffer, required);
+    for_each_name(groups, cluster, [&](const WideText& name) {
+        wide ? append_wide(list, name) : append_narrow(list, name);
+    });
+    return FARLO_SUCCESS;
+}
+
 }  // namespace
 
 std::uint32_t GetDgNameListCommon(opal_handle handle, void** buffer, std::uint32_t* size,
@@ -110,41 +147,11 @@ std::uint32_t GetDgNameListCommon(opal_handle handle, void** buffer, std::uint32
         return FARLO_NOT_CONNECTED;
     }
 
-    std::uint32_t status = FARLO_SUCCESS;
-    try {
-        const std::vector<CZtObject> groups = query_groups(handle);
-
-        const std::uint32_t width = wide ? sizeof(wchar_t) : sizeof(char);
-        std::uint32_t names = 0;
-        std::uint32_t required = 0;
-        for_each_name(groups, cluster, [&](const WideText& name) {
-            ++names;
-            required += (static_cast<std::uint32_t>(name.length()) + 1) * width;
-        });
-
-        if (names == 0) {
-            if (count != nullptr) {
-                *count = 0;
-            }
-        } else if (size == nullptr) {
-            return FARLO_MISSING_ARGUMENT;
-        } else if (*size < required) {
-            *size = required;
-            status = FARLO_BUFFER_TOO_SMALL;
-        } else if (buffer == nullptr || *buffer == nullptr || count == nullptr) {
-            return FARLO_MISSING_ARGUMENT;
-        } else {
-            *count = names;
-            TextList list(*buffer, required);
-            for_each_name(groups, cluster, [&](const WideText& name) {
-                wide ? append_wide(list, name) : append_narrow(list, name);
-            });
-        }
-    } catch (...) {
-        log(6, L"API_TRY_CATCH_FAILED ");
-        status = FARLO_EXCEPTION;
+    std::uint32_t status =
+        guarded([&] { return list_names(handle, buffer, size, count, cluster, wide); });
+    if (status == FARLO_MISSING_ARGUMENT) {
+        return status;
     }
-
     if (!is_connected(handle)) {
         status = FARLO_NOT_CONNECTED;
     }

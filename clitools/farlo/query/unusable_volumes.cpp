@@ -3,6 +3,7 @@
 #include "connection.h"
 #include "database.h"
 #include "fill_volume_info.h"
+#include "guarded.h"
 #include "lookup.h"
 #include "mount_manager.h"
 #include "narrow_name.h"
@@ -118,12 +119,7 @@ std::uint32_t GetUnusableVolumesInfo(opal_handle handle, const wchar_t* name, co
             narrow_name(shown_name).c_str(), status);
         return status;
     }
-    try {
-        status = list_unusable(handle, group, shown_name, records, *count);
-    } catch (...) {
-        log(6, L"API_TRY_CATCH_FAILED ");
-        status = FARLO_EXCEPTION;
-    }
+    status = guarded([&] { return list_unusable(handle, group, shown_name, records, *count); });
     if (!is_connected(handle)) {
         status = FARLO_NOT_CONNECTED;
     }

@@ -4,6 +4,7 @@
 #include "connection.h"
 #include "dg_guid.h"
 #include "farlo.h"
+#include "guarded.h"
 #include "lookup.h"
 #include "method.h"
 #include "trace_log.h"
@@ -21,7 +22,7 @@ std::uint32_t ask_cluster_service(opal_handle handle, const wchar_t* name, const
         log(0, L"GetDgVolumeGuidW():GetClusSvcId() failed, error=(0x%x)", status);
         return status;
     }
-    try {
+    return guarded([&] {
         CZtTempPropertySet input;
         input.AddProp("Dgname", name);
         input.AddProp("Dgguid", group_guid);
@@ -44,11 +45,8 @@ std::uint32_t ask_cluster_service(opal_handle handle, const wchar_t* name, const
         if (!copy_text(volume_guid, FARLO_GUID_TEXT_SIZE, text.c_str(), text.length())) {
             throw FARLO_INVALID_ARGUMENT;
         }
-    } catch (...) {
-        log(6, L"API_TRY_CATCH_FAILED ");
-        status = FARLO_EXCEPTION;
-    }
-    return status;
+        return status;
+    });
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include "connection.h"
 #include "database.h"
 #include "fill_volume_info.h"
+#include "guarded.h"
 #include "lookup.h"
 #include "named_volume.h"
 #include "trace_log.h"
@@ -78,12 +79,7 @@ std::uint32_t GetVolumeInfo(opal_handle handle, const wchar_t* name, const char*
         log(0, L"GetVolumeInfo failed , pwVolName == NULL, error=(0x%x)", FARLO_MISSING_ARGUMENT);
         return FARLO_MISSING_ARGUMENT;
     } else {
-        try {
-            status = fill_record(handle, group, device, *record);
-        } catch (...) {
-            log(6, L"API_TRY_CATCH_FAILED ");
-            status = FARLO_EXCEPTION;
-        }
+        status = guarded([&] { return fill_record(handle, group, device, *record); });
     }
     if (!is_connected(handle)) {
         status = FARLO_NOT_CONNECTED;

@@ -4,6 +4,7 @@
 #include "database.h"
 #include "disk_record.h"
 #include "fill_volume_info.h"
+#include "guarded.h"
 #include "record_fields.h"
 #include "trace_log.h"
 
@@ -54,7 +55,7 @@ void fill_record(opal_handle handle, const std::vector<CZtObject>& disks, const 
 
 std::uint32_t query_volume(opal_handle handle, const wchar_t* device, VolPropInfo* record,
                            std::uint32_t* size) {
-    try {
+    return guarded([&] {
         CZtObject volume;
         if (!FindVolObjByDevName(handle, device, volume)) {
             log(0, L"GetVolPropertiesW - FindVolObjByDevName failed for %s", device);
@@ -67,10 +68,7 @@ std::uint32_t query_volume(opal_handle handle, const wchar_t* device, VolPropInf
             fill_record(handle, disks, volume, record);
         }
         return status;
-    } catch (...) {
-        log(6, L"API_TRY_CATCH_FAILED ");
-        return FARLO_EXCEPTION;
-    }
+    });
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include "connection.h"
 #include "database.h"
 #include "farlo.h"
+#include "guarded.h"
 #include "lookup.h"
 #include "named_volume.h"
 #include "record_fields.h"
@@ -14,7 +15,7 @@ namespace farlo {
 namespace {
 
 std::uint32_t read_state(const CZtObject& group, const wchar_t* device, std::uint32_t& state) {
-    try {
+    return guarded([&] {
         std::vector<CZtObject> volumes;
         group.GetChildObjects(volumes, ZTTYPE_VOLUME);
         const CZtObject* const volume = find_by_device_name(volumes, device);
@@ -23,10 +24,7 @@ std::uint32_t read_state(const CZtObject& group, const wchar_t* device, std::uin
         }
         state = read_optional<std::uint32_t>(*volume, "ztvmstate").value_or(0);
         return FARLO_SUCCESS;
-    } catch (...) {
-        log(6, L"API_TRY_CATCH_FAILED ");
-        return FARLO_EXCEPTION;
-    }
+    });
 }
 
 }  // namespace

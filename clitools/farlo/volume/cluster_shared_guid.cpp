@@ -4,6 +4,7 @@
 #include "database.h"
 #include "farlo.h"
 #include "find_volume.h"
+#include "guarded.h"
 #include "guid_text.h"
 #include "status.h"
 #include "trace_log.h"
@@ -81,12 +82,8 @@ std::uint32_t GetClusterSharedDgGuidW(opal_handle handle, const wchar_t* device,
         return FARLO_NOT_CONNECTED;
     }
     const std::uint32_t refused = check_device(L"GetClusterSharedDgGuidW", device);
-    std::uint32_t status = FARLO_EXCEPTION;
-    try {
-        status = refused != FARLO_SUCCESS ? refused : find_guid(handle, device, guid);
-    } catch (...) {
-        log(6, L"API_TRY_CATCH_FAILED ");
-    }
+    std::uint32_t status = guarded(
+        [&] { return refused != FARLO_SUCCESS ? refused : find_guid(handle, device, guid); });
     if (!is_connected(handle)) {
         status = FARLO_NOT_CONNECTED;
     }

@@ -4,6 +4,7 @@
 #include "database.h"
 #include "dg_type.h"
 #include "farlo.h"
+#include "guarded.h"
 #include "status.h"
 #include "trace_log.h"
 
@@ -85,12 +86,8 @@ bool IsStorageClusterable(opal_handle handle, std::uint32_t style, std::uint32_t
         log(0, L"IsStorageClusterable failed , opal_handle not connected");
         return false;
     }
-    bool answer = false;
-    try {
-        answer = is_clusterable(handle, style, signature, disk_guid);
-    } catch (...) {
-        log(6, L"API_TRY_CATCH_FAILED ");
-    }
+    const bool answer =
+        guarded_answer([&] { return is_clusterable(handle, style, signature, disk_guid); });
     log(0, L"Exiting IsStorageClusterable");
     return answer;
 }
@@ -102,19 +99,18 @@ bool IsVolumeClusterable(opal_handle handle, const wchar_t* volume_name) {
                                    L"IsVolumeClusterable")) {
         return false;
     }
-    bool shared = false;
-    try {
+    const bool answer = guarded_answer([&] {
+        bool shared = false;
         group.GetProp("cluster shared", shared);
         if (shared) {
             log(6, L"IsVolumeClusterable: volume %s is clusterable", volume_name);
         } else {
             log(6, L"IsVolumeClusterable: volume %s is NOT clusterable", volume_name);
         }
-    } catch (...) {
-        log(6, L"API_TRY_CATCH_FAILED ");
-    }
+        return shared;
+    });
     log(0, L"Exiting IsVolumeClusterable");
-    return shared;
+    return answer;
 }
 
 }  // namespace farlo

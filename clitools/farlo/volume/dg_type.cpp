@@ -4,6 +4,7 @@
 #include "connection.h"
 #include "database.h"
 #include "farlo.h"
+#include "guarded.h"
 #include "status.h"
 #include "trace_log.h"
 
@@ -68,12 +69,8 @@ bool IsVolumeOfSpecifiedDgType(opal_handle handle, const wchar_t* volume_name, s
         return false;
     }
     query.format(ZTTYPE_VOLUME, volume_name_property, volume_name);
-    bool answer = false;
-    try {
-        answer = is_of_type(handle, query, volume_name, type, group);
-    } catch (...) {
-        log(6, L"API_TRY_CATCH_FAILED ");
-    }
+    const bool answer =
+        guarded_answer([&] { return is_of_type(handle, query, volume_name, type, group); });
     log(0, L"Exiting IsVolumeOfSpecifiedDgType");
     return answer;
 }

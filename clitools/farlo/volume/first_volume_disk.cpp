@@ -4,6 +4,7 @@
 #include "database.h"
 #include "disk_layout.h"
 #include "farlo.h"
+#include "guarded.h"
 #include "lookup.h"
 #include "trace_log.h"
 
@@ -63,12 +64,8 @@ std::uint32_t read_disk_id(opal_handle handle, const wchar_t* group_name, std::u
 std::uint32_t GetFirstVolumesDiskIDW(opal_handle handle, const wchar_t* group_name,
                                      std::uint32_t* disk_id, std::uint32_t* style) {
     log(6, L"GetFirstVolumesDiskIDW");
-    std::uint32_t status = FARLO_EXCEPTION;
-    try {
-        status = read_disk_id(handle, group_name, disk_id, style);
-    } catch (...) {
-        log(6, L"API_TRY_CATCH_FAILED ");
-    }
+    std::uint32_t status =
+        guarded([&] { return read_disk_id(handle, group_name, disk_id, style); });
     log(6, L"GetFirstVolumesDiskIDW");
     return status;
 }

@@ -3,6 +3,7 @@
 #include "connection.h"
 #include "farlo.h"
 #include "find_volume.h"
+#include "guarded.h"
 #include "method.h"
 #include "narrow_name.h"
 #include "trace_log.h"
@@ -45,12 +46,7 @@ std::uint32_t refresh(opal_handle handle, const wchar_t* name) {
 
 std::uint32_t FFUpdateMountPathW(opal_handle handle, const wchar_t* name) {
     log(6, L"Entering FFUpdateMountPath");
-    std::uint32_t status = FARLO_EXCEPTION;
-    try {
-        status = refresh(handle, name);
-    } catch (...) {
-        log(6, L"API_TRY_CATCH_FAILED ");
-    }
+    std::uint32_t status = guarded([&] { return refresh(handle, name); });
     log(6, L"Exiting FFUpdateMountPath");
     return status;
 }

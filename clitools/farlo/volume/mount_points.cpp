@@ -1,6 +1,7 @@
 #include "mount_points.h"
 
 #include "farlo.h"
+#include "guarded.h"
 #include "guid_text.h"
 #include "method.h"
 #include "trace_log.h"
@@ -71,7 +72,7 @@ bool is_being_visited(const opal_objid& volume, const Visit* visit) {
 }
 
 std::uint32_t ask_mounts(opal_handle handle, const opal_objid& volume, Mounts& mounts) {
-    try {
+    return guarded([&] {
         const CZtTempPropertySet input;
         OutputPropertySet output;
         const std::uint32_t status =
@@ -90,10 +91,7 @@ std::uint32_t ask_mounts(opal_handle handle, const opal_objid& volume, Mounts& m
             }
         }
         return status;
-    } catch (...) {
-        log(6, L"API_TRY_CATCH_FAILED ");
-        return FARLO_EXCEPTION;
-    }
+    });
 }
 
 // The separators are kept as callers know them: two behind a nested path when a
@@ -144,7 +142,7 @@ std::uint32_t GetMountPoints(opal_handle handle, wchar_t* text, const opal_objid
 
 std::uint32_t GetDriveLetterFromMntMgr(opal_handle handle, wchar_t* letter, std::size_t capacity,
                                        const opal_objid& volume) {
-    try {
+    return guarded([&] {
         CZtTempPropertySet input;
         input.AddProperty(CZtProperty("FromMM", std::uint32_t{1}));
         OutputPropertySet output;
@@ -164,10 +162,7 @@ std::uint32_t GetDriveLetterFromMntMgr(opal_handle handle, wchar_t* letter, std:
             }
         }
         return status;
-    } catch (...) {
-        log(6, L"API_TRY_CATCH_FAILED ");
-        return FARLO_EXCEPTION;
-    }
+    });
 }
 
 }  // namespace farlo

@@ -2,6 +2,7 @@
 
 #include "connection.h"
 #include "farlo.h"
+#include "guarded.h"
 #include "lookup.h"
 #include "method.h"
 #include "trace_log.h"
@@ -65,7 +66,7 @@ std::uint32_t invoke(opal_handle handle, const NodeOperation& operation, Read&& 
         log(0, operation.no_service, status);
         return status;
     }
-    try {
+    return guarded([&] {
         const CZtTempPropertySet input;
         OutputPropertySet output;
         status = CsfInvoke(handle->connection, service, operation.method, input, output);
@@ -76,11 +77,8 @@ std::uint32_t invoke(opal_handle handle, const NodeOperation& operation, Read&& 
             // What came with a failure counts, too.
             read(output);
         }
-    } catch (...) {
-        log(6, L"API_TRY_CATCH_FAILED ");
-        status = FARLO_EXCEPTION;
-    }
-    return status;
+        return status;
+    });
 }
 
 template <class Ask>

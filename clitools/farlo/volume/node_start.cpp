@@ -4,6 +4,7 @@
 #include "connection.h"
 #include "database.h"
 #include "farlo.h"
+#include "guarded.h"
 #include "node.h"
 #include "trace_log.h"
 #include "wait_mutex.h"
@@ -146,13 +147,7 @@ DWORD WINAPI CVMClusterStart(void* handle) {
     std::vector<CZtObject> misc;
     NodeMutex mutex;
     const StartTokenReturn token;
-    try {
-        return start_cluster(static_cast<opal_handle>(handle), misc, mutex);
-    } catch (...) {
-        // A node that cannot be read cannot be waited for.
-        log(6, L"API_TRY_CATCH_FAILED ");
-        return FARLO_EXCEPTION;
-    }
+    return guarded([&] { return start_cluster(static_cast<opal_handle>(handle), misc, mutex); });
 }
 
 }  // namespace farlo

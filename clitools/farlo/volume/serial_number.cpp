@@ -3,6 +3,7 @@
 #include "connection.h"
 #include "database.h"
 #include "farlo.h"
+#include "guarded.h"
 #include "guid_text.h"
 #include "lookup.h"
 #include "trace_log.h"
@@ -48,6 +49,27 @@ std::uint32_t find_serial_number(const std::vector<CZtObject>& volumes, std::uin
     return FARLO_VOLUME_NOT_FOUND;
 }
 
+// Logs a missing argument itself.
+std::uint32_t query_group(const CZtObject& group, std::uint32_t wanted, wchar_t* volume_name,
+                          std::uint32_t* size) {
+    std::vector<CZtObject> volumes;
+    group.GetChildObjects(volumes, ZTTYPE_VOLUME);
+    if (size == nullptr) {
+        log(0, L"GetVolumeNameForSerialNumberW() failed , pSize == NULL");
+        return FARLO_MISSING_ARGUMENT;
+    }
+    // KEPT: the size is checked first; callers ask for it without a buffer.
+    if (*size < FARLO_VOLUME_NAME_BUFFER_SIZE) {
+        *size = FARLO_VOLUME_NAME_BUFFER_SIZE;
+        return FARLO_BUFFER_TOO_SMALL;
+    }
+    if (volume_name == nullptr) {
+        log(0, L"GetVolumeNameForSerialNumberW() failed , pVolumeInfo == NULL");
+        return FARLO_MISSING_ARGUMENT;
+    }
+    return find_serial_number(volumes, wanted, volume_name, *size);
+}
+
 }  // namespace
 
 std::uint32_t GetVolumeNameForSerialNumberW(opal_handle handle, const wchar_t* group_name,
@@ -71,26 +93,9 @@ std::uint32_t GetVolumeNameForSerialNumberW(opal_handle handle, const wchar_t* g
         log(0, L"GetVolumeNameForSerialNumberW():GetDgObjId() failed, error=(0x%x)", status);
         return status;
     }
-    try {
-        std::vector<CZtObject> volumes;
-        group.GetChildObjects(volumes, ZTTYPE_VOLUME);
-        if (size == nullptr) {
-            log(0, L"GetVolumeNameForSerialNumberW() failed , pSize == NULL");
-            return FARLO_MISSING_ARGUMENT;
-        }
-        // The size first: kept, callers ask for it without a buffer.
-        if (*size < FARLO_VOLUME_NAME_BUFFER_SIZE) {
-            *size = FARLO_VOLUME_NAME_BUFFER_SIZE;
-            status = FARLO_BUFFER_TOO_SMALL;
-        } else if (volume_name == nullptr) {
-            log(0, L"GetVolumeNameForSerialNumberW() failed , pVolumeInfo == NULL");
-            return FARLO_MISSING_ARGUMENT;
-        } else {
-            status = find_serial_number(volumes, serial_number, volume_name, *size);
-        }
-    } catch (...) {
-        log(6, L"API_TRY_CATCH_FAILED ");
-        status = FARLO_EXCEPTION;
+    status = guarded([&] { return query_group(group, serial_number, volume_name, size); });
+    if (status == FARLO_MISSING_ARGUMENT) {
+        return status;
     }
     if (!is_connected(handle)) {
         status = FARLO_NOT_CONNECTED;

@@ -4,6 +4,7 @@
 #include "database.h"
 #include "farlo.h"
 #include "find_volume.h"
+#include "guarded.h"
 #include "lookup.h"
 #include "method.h"
 #include "trace_log.h"
@@ -90,12 +91,7 @@ std::uint32_t offline_volume(opal_handle handle, const char* guid, const wchar_t
 
 std::uint32_t OfflineVolW(opal_handle handle, const char* guid, const wchar_t* device,
                           std::uint32_t flags) {
-    std::uint32_t status = FARLO_EXCEPTION;
-    try {
-        status = offline_volume(handle, guid, device, flags);
-    } catch (...) {
-        log(6, L"API_TRY_CATCH_FAILED ");
-    }
+    std::uint32_t status = guarded([&] { return offline_volume(handle, guid, device, flags); });
     if (handle != nullptr && !is_connected(handle)) {
         status = FARLO_NOT_CONNECTED;
     }

@@ -4,6 +4,7 @@
 #include "database.h"
 #include "farlo.h"
 #include "find_volume.h"
+#include "guarded.h"
 #include "guid_text.h"
 #include "lookup.h"
 #include "method.h"
@@ -207,12 +208,9 @@ std::uint32_t online_volume(opal_handle handle, OwnConnection& own, const Reques
 std::uint32_t OnlineVolW(opal_handle handle, const char* guid, const wchar_t* device,
                          std::uint32_t flags, std::uint32_t timeout_ms) {
     OwnConnection own;
-    std::uint32_t status = FARLO_EXCEPTION;
-    try {
-        status = online_volume(handle, own, {guid, device, flags, timeout_ms});
-    } catch (...) {
-        log(6, L"API_TRY_CATCH_FAILED ");
-    }
+    std::uint32_t status = guarded([&] {
+        return online_volume(handle, own, {guid, device, flags, timeout_ms});
+    });
     if (handle != nullptr && !is_connected(serving(handle, own))) {
         status = FARLO_NOT_CONNECTED;
     }

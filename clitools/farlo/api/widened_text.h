@@ -1,23 +1,13 @@
-// What every exported entry does around the operation it calls.
+// Narrow arguments of exported entries as wide strings.
 #pragma once
 
 #include "farlo.h"
 #include "trace_log.h"
 
-#include <cstdint>
+#include <cstddef>
 #include <cwchar>
 
 namespace farlo {
-
-// Calls an operation and keeps every exception inside the DLL.
-template <class Operation> std::uint32_t guarded(Operation&& operation) noexcept {
-    try {
-        return operation();
-    } catch (...) {
-        log(6, L"API_TRY_CATCH_FAILED ");
-        return FARLO_EXCEPTION;
-    }
-}
 
 // A narrow argument as a wide string, in a buffer of `Capacity` characters. A
 // string that does not fit, or is not valid in the code page, is refused, never

@@ -1,0 +1,42 @@
+// Keeping exceptions inside the library.
+#pragma once
+
+#include "farlo.h"
+#include "trace_log.h"
+
+#include <cstdint>
+#include <tuple>
+
+namespace farlo {
+
+// Runs an operation and returns its status: FARLO_EXCEPTION, and a line in the
+// log, when it throws, whatever it throws.
+template <class Operation> [[nodiscard]] std::uint32_t guarded(Operation&& operation) noexcept {
+    try {
+        return operation();
+    } catch (...) {
+        log(6, L"API_TRY_CATCH_FAILED ");
+        return FARLO_EXCEPTION;
+    }
+}
+
+// The same for an operation that returns yes or no: false when it throws.
+template <class Operation> [[nodiscard]] bool guarded_answer(Operation&& operation) noexcept {
+    bool answer = false;
+    // The answer says it all: it stays false when the operation throws.
+    std::ignore = guarded([&] {
+        answer = operation();
+        return FARLO_SUCCESS;
+    });
+    return answer;
+}
+
+// The same for an operation without a result, after which the call goes on.
+template <class Operation> void guarded_attempt(Operation&& operation) noexcept {
+    std::ignore = guarded_answer([&] {
+        operation();
+        return true;
+    });
+}
+
+}  // namespace farlo
