@@ -1,8 +1,11 @@
 // What operations ask of a connection handle.
 #pragma once
 
+#include "farlo.h"
 #include "object.h"
 #include "ztcmd.h"
+
+#include <cstdint>
 
 namespace farlo {
 
@@ -12,6 +15,13 @@ inline bool is_connected(opal_handle handle) {
     const bool connected = handle->connected != 0;
     LeaveCriticalSection(&handle->lock);
     return connected;
+}
+
+// What a call returns that ended with `status`: FARLO_NOT_CONNECTED if the
+// connection has dropped since, because no result obtained over it counts then.
+[[nodiscard]] inline std::uint32_t status_if_still_connected(opal_handle handle,
+                                                             std::uint32_t status) {
+    return is_connected(handle) ? status : FARLO_NOT_CONNECTED;
 }
 
 // The handle's own two connection words.

@@ -64,9 +64,7 @@ std::uint32_t DeportDgW(opal_handle handle, const wchar_t* name, const char* gui
     }
     const std::uint32_t refused = check_guid(L"DeportDgW", guid);
     std::uint32_t status = refused != FARLO_SUCCESS ? refused : deport_group(handle, name, guid);
-    if (!is_connected(handle)) {
-        status = FARLO_NOT_CONNECTED;
-    }
+    status = status_if_still_connected(handle, status);
     if (status != refused) {
         log(0, L"DeportDgW() failed, error=(0x%x)", status);
     }

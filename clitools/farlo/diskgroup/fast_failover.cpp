@@ -51,9 +51,7 @@ std::uint32_t SetFastFailoverFlagW(opal_handle handle, const wchar_t* name, cons
         return status;
     }
     status = send_flag(handle, group, flag);
-    if (!is_connected(handle)) {
-        status = FARLO_NOT_CONNECTED;
-    }
+    status = status_if_still_connected(handle, status);
     if (status != 0) {
         log(0, L"SetFastFailoverFlag() failed, error=(0x%x) ", status);
     }

@@ -79,9 +79,7 @@ std::uint32_t GetDgStateW(opal_handle handle, const wchar_t* name, const char* g
     const std::uint32_t refused = check_guid(L"GetDgStateW", guid);
     std::uint32_t status =
         refused != FARLO_SUCCESS ? refused : query_state(handle, name, guid, imported);
-    if (!is_connected(handle)) {
-        status = FARLO_NOT_CONNECTED;
-    }
+    status = status_if_still_connected(handle, status);
     if (status != refused) {
         log(0, L"GetDgStateW() failed, error=(0x%x) ", status);
     }
@@ -113,9 +111,7 @@ std::uint32_t GetDgStateExW(opal_handle handle, const wchar_t* name, const char*
         return status;
     }
     status = read_imported(group, imported);
-    if (!is_connected(handle)) {
-        status = FARLO_NOT_CONNECTED;
-    }
+    status = status_if_still_connected(handle, status);
     if (status != 0) {
         log(0, L"GetDgStateExW() failed, error=(0x%x) ", status);
     }

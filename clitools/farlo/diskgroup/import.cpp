@@ -75,9 +75,7 @@ std::uint32_t ImportDgW(opal_handle handle, const wchar_t* name, const char* gui
     const std::uint32_t refused = check_guid(L"ImportDgW", guid);
     std::uint32_t status =
         refused != FARLO_SUCCESS ? refused : import_group(handle, name, guid, new_name, options);
-    if (!is_connected(handle)) {
-        status = FARLO_NOT_CONNECTED;
-    }
+    status = status_if_still_connected(handle, status);
     if (status != refused) {
         log(0, L"ImportDgW() failed, error=(0x%x) ", status);
     }

@@ -99,9 +99,7 @@ std::uint32_t OfflineDgW(opal_handle handle, const wchar_t* name, const char* gu
     const std::uint32_t refused = check_guid(L"OfflineDgW", guid);
     std::uint32_t status =
         refused != FARLO_SUCCESS ? refused : offline_group(handle, name, guid, options);
-    if (!is_connected(handle)) {
-        status = FARLO_NOT_CONNECTED;
-    }
+    status = status_if_still_connected(handle, status);
     if (status != refused) {
         log(0, L"OfflineDgW() failed, error=(0x%x) ", status);
     }

@@ -179,7 +179,7 @@ std::uint32_t OnlineDgExW(opal_handle handle, const wchar_t* name, const char* g
     if (!result) {
         return early_status;
     }
-    const std::uint32_t status = is_connected(handle) ? *result : FARLO_NOT_CONNECTED;
+    const std::uint32_t status = status_if_still_connected(handle, *result);
 
     // The outcome ends in a blank, so that two stand before the status: kept,
     // administrators search for this wording.

@@ -57,9 +57,7 @@ std::uint32_t ArbitrateDgW(opal_handle handle, const wchar_t* name, const char* 
     }
     const std::uint32_t refused = check_guid(L"ArbitrateDgW", guid);
     std::uint32_t status = refused != FARLO_SUCCESS ? refused : arbitrate_group(handle, name, guid);
-    if (!is_connected(handle)) {
-        status = FARLO_NOT_CONNECTED;
-    }
+    status = status_if_still_connected(handle, status);
     if (status != refused) {
         log(0, L"ArbitrateDgW() failed, error=(0x%x)", status);
     }

@@ -62,9 +62,7 @@ std::uint32_t StopDgReservationW(opal_handle handle, const wchar_t* name, const 
     const std::uint32_t refused = check_guid(L"StopDgReservationW", guid);
     std::uint32_t status =
         refused != FARLO_SUCCESS ? refused : stop_reservation(handle, name, guid);
-    if (!is_connected(handle)) {
-        status = FARLO_NOT_CONNECTED;
-    }
+    status = status_if_still_connected(handle, status);
     if (status != refused) {
         log(0, L"StopDgReservationW() failed, error=(0x%x)", status);
     }

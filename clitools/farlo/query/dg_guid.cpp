@@ -105,11 +105,9 @@ std::uint32_t ask_cluster_service(opal_handle handle, const opal_objid& service,
     });
 }
 
-// Every result that came with a connection is void once it dropped.
+// Logs the outcome of a lookup, and ends the call with it.
 std::uint32_t finish(opal_handle handle, std::uint32_t status) {
-    if (!is_connected(handle)) {
-        status = FARLO_NOT_CONNECTED;
-    }
+    status = status_if_still_connected(handle, status);
     if (status != 0) {
         log(0, L"GetDgGuidCommon() failed, error=(0x%x)", status);
     }

@@ -42,9 +42,7 @@ std::uint32_t GetDgNameW(opal_handle handle, const char* guid, wchar_t* name) {
         }
         return FARLO_SUCCESS;
     });
-    if (!is_connected(handle)) {
-        status = FARLO_NOT_CONNECTED;
-    }
+    status = status_if_still_connected(handle, status);
     if (status != 0) {
         log(0, L"GetDgNameW() failed, error=(0x%x) ", status);
     }

@@ -83,9 +83,7 @@ std::uint32_t GetDgPropertiesW(opal_handle handle, const wchar_t* name, const ch
     if (status == FARLO_MISSING_ARGUMENT) {
         return status;
     }
-    if (!is_connected(handle)) {
-        status = FARLO_NOT_CONNECTED;
-    }
+    status = status_if_still_connected(handle, status);
     if (status != FARLO_SUCCESS && status != FARLO_BUFFER_TOO_SMALL) {
         log(0, L"GetDgPropertiesW() failed, error=(0x%x) ", status);
     }

@@ -74,9 +74,7 @@ std::uint32_t GetDgVolumePropertiesW(opal_handle handle, const wchar_t* name, co
     }
 
     status = fill_record(handle, group, device, *record);
-    if (!is_connected(handle)) {
-        status = FARLO_NOT_CONNECTED;
-    }
+    status = status_if_still_connected(handle, status);
     if (status != FARLO_SUCCESS) {
         log(0, L"GetDgVolumePropertiesW() failed, error=(0x%x)", status);
     }

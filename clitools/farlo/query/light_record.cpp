@@ -79,9 +79,7 @@ std::uint32_t GetDgVolPropertiesW(opal_handle handle, const wchar_t* name, const
     if (status == FARLO_MISSING_ARGUMENT) {
         return status;
     }
-    if (!is_connected(handle)) {
-        status = FARLO_NOT_CONNECTED;
-    }
+    status = status_if_still_connected(handle, status);
     if (status != FARLO_SUCCESS && status != FARLO_BUFFER_TOO_SMALL) {
         log(0, L"GetDgVolPropertiesW() failed, error=(0x%x) ", status);
     }

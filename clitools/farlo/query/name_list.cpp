@@ -152,9 +152,7 @@ std::uint32_t GetDgNameListCommon(opal_handle handle, void** buffer, std::uint32
     if (status == FARLO_MISSING_ARGUMENT) {
         return status;
     }
-    if (!is_connected(handle)) {
-        status = FARLO_NOT_CONNECTED;
-    }
+    status = status_if_still_connected(handle, status);
     if (status != FARLO_SUCCESS && status != FARLO_BUFFER_TOO_SMALL) {
         log(0, L"GetDgNameListCommon() failed, error=(0x%x) ", status);
     }

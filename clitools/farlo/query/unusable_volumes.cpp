@@ -120,9 +120,7 @@ std::uint32_t GetUnusableVolumesInfo(opal_handle handle, const wchar_t* name, co
         return status;
     }
     status = guarded([&] { return list_unusable(handle, group, shown_name, records, *count); });
-    if (!is_connected(handle)) {
-        status = FARLO_NOT_CONNECTED;
-    }
+    status = status_if_still_connected(handle, status);
     // No line tells of a failure here: kept, unlike the other records.
     log(4, L"Exiting GetUnusableVolumesInfo");
     return status;

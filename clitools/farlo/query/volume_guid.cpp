@@ -95,9 +95,7 @@ std::uint32_t GetDgVolumeGuidW(opal_handle handle, const wchar_t* name, const ch
 
     std::uint32_t status = ask_cluster_service(handle, name, group_guid.get(), device, volume_guid);
     group_guid.free();
-    if (!is_connected(handle)) {
-        status = FARLO_NOT_CONNECTED;
-    }
+    status = status_if_still_connected(handle, status);
     if (status != 0) {
         log(0, L"GetDgVolumeGuidW() failed, error=(0x%x)", status);
     }

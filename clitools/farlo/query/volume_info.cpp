@@ -81,9 +81,7 @@ std::uint32_t GetVolumeInfo(opal_handle handle, const wchar_t* name, const char*
     } else {
         status = guarded([&] { return fill_record(handle, group, device, *record); });
     }
-    if (!is_connected(handle)) {
-        status = FARLO_NOT_CONNECTED;
-    }
+    status = status_if_still_connected(handle, status);
     if (status != FARLO_SUCCESS && status != FARLO_BUFFER_TOO_SMALL) {
         log(0, L"GetVolumeInfo failed, error=(0x%x)", status);
     }

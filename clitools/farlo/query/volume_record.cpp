@@ -104,9 +104,7 @@ std::uint32_t GetVolPropertiesW(opal_handle handle, const wchar_t* device, VolPr
     const std::uint32_t refused = check_device(L"GetVolPropertiesW", device);
     std::uint32_t status =
         refused != FARLO_SUCCESS ? refused : query_volume(handle, device, record, size);
-    if (!is_connected(handle)) {
-        status = FARLO_NOT_CONNECTED;
-    }
+    status = status_if_still_connected(handle, status);
     if (status != refused && status != FARLO_BUFFER_TOO_SMALL) {
         log(0, L"GetVolPropertiesW() failed, error=(0x%x) ", status);
     }

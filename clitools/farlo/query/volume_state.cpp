@@ -58,9 +58,7 @@ std::uint32_t GetDgVolumeStateW(opal_handle handle, const wchar_t* name, const c
         return status;
     }
     status = read_state(group, device, *state);
-    if (!is_connected(handle)) {
-        status = FARLO_NOT_CONNECTED;
-    }
+    status = status_if_still_connected(handle, status);
     if (status != FARLO_SUCCESS) {
         log(0, L"GetDgVolumeStateW() failed, error=(0x%x)", status);
     }

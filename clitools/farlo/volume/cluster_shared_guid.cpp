@@ -84,9 +84,7 @@ std::uint32_t GetClusterSharedDgGuidW(opal_handle handle, const wchar_t* device,
     const std::uint32_t refused = check_device(L"GetClusterSharedDgGuidW", device);
     std::uint32_t status = guarded(
         [&] { return refused != FARLO_SUCCESS ? refused : find_guid(handle, device, guid); });
-    if (!is_connected(handle)) {
-        status = FARLO_NOT_CONNECTED;
-    }
+    status = status_if_still_connected(handle, status);
     if (status != refused) {
         log(0, L"GetClusterSharedDgGuidW() failed, error=(0x%x) ", status);
     }

@@ -39,7 +39,7 @@ std::uint32_t refresh(opal_handle handle, const wchar_t* name) {
             L"0x%x.",
             status);
     }
-    return is_connected(handle) ? status : FARLO_NOT_CONNECTED;
+    return status_if_still_connected(handle, status);
 }
 
 }  // namespace

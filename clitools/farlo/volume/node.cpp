@@ -94,9 +94,7 @@ std::uint32_t run(opal_handle handle, const NodeOperation& operation, Ask&& ask)
     } else {
         log(0, operation.not_connected, status);
     }
-    if (!is_connected(handle)) {
-        status = FARLO_NOT_CONNECTED;
-    }
+    status = status_if_still_connected(handle, status);
     if (status != 0) {
         log(0, operation.failed, status);
     }

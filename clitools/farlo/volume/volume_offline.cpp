@@ -92,8 +92,8 @@ std::uint32_t offline_volume(opal_handle handle, const char* guid, const wchar_t
 std::uint32_t OfflineVolW(opal_handle handle, const char* guid, const wchar_t* device,
                           std::uint32_t flags) {
     std::uint32_t status = guarded([&] { return offline_volume(handle, guid, device, flags); });
-    if (handle != nullptr && !is_connected(handle)) {
-        status = FARLO_NOT_CONNECTED;
+    if (handle != nullptr) {
+        status = status_if_still_connected(handle, status);
     }
     const wchar_t* name = device != nullptr ? device : L"NULL Volume Device Name";
     if (status != 0) {

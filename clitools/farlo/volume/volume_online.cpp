@@ -211,8 +211,8 @@ std::uint32_t OnlineVolW(opal_handle handle, const char* guid, const wchar_t* de
     std::uint32_t status = guarded([&] {
         return online_volume(handle, own, {guid, device, flags, timeout_ms});
     });
-    if (handle != nullptr && !is_connected(serving(handle, own))) {
-        status = FARLO_NOT_CONNECTED;
+    if (handle != nullptr) {
+        status = status_if_still_connected(serving(handle, own), status);
     }
     const wchar_t* name = device != nullptr ? device : L"NULL Volume Device Name";
     if (status != 0) {
