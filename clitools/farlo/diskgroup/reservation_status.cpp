@@ -4,6 +4,7 @@
 #include "dmcontrol.h"
 #include "farlo.h"
 #include "info_device.h"
+#include "mutex_hold.h"
 #include "ngc_setting.h"
 #include "reservation_lock.h"
 #include "reservation_record.h"
@@ -19,8 +20,7 @@ constexpr int query_tries = 30;
 constexpr DWORD query_pause_ms = 1000;
 constexpr std::uint8_t held_bit = 0x1;
 
-// Asks the driver, and again while it fails for another reason than that it
-// does not know the group.
+// Asks the driver; a failure other than "no such group" is tried again.
 std::uint32_t ask_driver(dm_reservation_request& record, std::uint32_t* reservation) {
     record.reservation = 1;
     std::uint32_t result = FARLO_SUCCESS;
@@ -48,18 +48,20 @@ std::uint32_t query_reservation(opal_handle handle, const wchar_t* name, const c
         log(0, L"GetDgReservationStatusW():SetDgGuidParam() failed, error=(0x%x) ", status);
         return status;
     }
-    ReservationRecord record;
     Handle mutex;
     if (IgnoreReservationThreadStatus(mutex, guid.get()) != 0) {
         *reservation = FARLO_RESERVATION_BUSY;
         return FARLO_SUCCESS;
     }
-    record = make_reservation_record(guid.get());
-    // Kept: without memory for the record agents are told success, and no state.
+    MutexHold hold(mutex.get());
+    const ReservationRecord record = make_reservation_record(guid.get());
+    // KEPT: without memory for the record the call succeeds and stores no state.
     if (record != nullptr) {
         status = ask_driver(*record, reservation);
     }
-    ReleaseMutex(mutex.get());
+    // Before the record is freed: the reservation thread waits no longer than needed.
+    hold.release();
+    mutex.close();
     return status;
 }
 

@@ -5,6 +5,7 @@
 #include "guarded.h"
 #include "lookup.h"
 #include "method.h"
+#include "mutex_hold.h"
 #include "trace_log.h"
 #include "wait_mutex.h"
 #include "windows_handle.h"
@@ -38,21 +39,9 @@ void rescan_and_wait(opal_handle handle) {
     Sleep(rescan_pause_ms);
 }
 
-// Gives the rescan mutex back whatever happens. Where it was not obtained the
-// system refuses, and that is all.
-class RescanMutexRelease {
-  public:
-    explicit RescanMutexRelease(const Handle& mutex) : m_mutex(mutex) {}
-    ~RescanMutexRelease() { ReleaseMutex(m_mutex.get()); }
-    RescanMutexRelease(const RescanMutexRelease&) = delete;
-    RescanMutexRelease& operator=(const RescanMutexRelease&) = delete;
-
-  private:
-    const Handle& m_mutex;
-};
-
-// Rescans the machine's disks, or waits for whoever is doing so, and looks the
-// group up again. The lookup's status; 1 when there was no mutex.
+// Rescans the machine's disks, or waits for the process that is doing so, and
+// looks the group up again. Returns the lookup's status, or FARLO_NOT_FOUND when
+// there is no mutex.
 std::uint32_t look_again_after_rescan(opal_handle handle, const wchar_t* name, CZtObject& group,
                                       bool cluster) {
     const Handle mutex(CreateMutexA(nullptr, FALSE, "Global\\rescanMutex"));
@@ -64,13 +53,15 @@ std::uint32_t look_again_after_rescan(opal_handle handle, const wchar_t* name, C
     }
     if (WaitForMutex(mutex.get(), 0) != 0) {
         {
-            const RescanMutexRelease release(mutex);
+            const MutexHold hold(mutex.get());
             rescan_and_wait(handle);
         }
         return GetDgObjIdByName(handle, name, group, cluster);
     }
+    // KEPT: the mutex is released even when the wait did not obtain it; the system
+    // then refuses the release, and nothing else comes of it.
     WaitForMutex(mutex.get(), rescan_wait_ms);
-    const RescanMutexRelease release(mutex);
+    const MutexHold hold(mutex.get());
     std::uint32_t status = GetDgObjIdByName(handle, name, group, cluster);
     if (status == FARLO_NOT_FOUND) {
         rescan_and_wait(handle);

@@ -5,12 +5,14 @@
 #include "database.h"
 #include "farlo.h"
 #include "guarded.h"
+#include "mutex_hold.h"
 #include "node.h"
 #include "trace_log.h"
 #include "wait_mutex.h"
 #include "windows_handle.h"
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 namespace farlo {
@@ -18,54 +20,37 @@ namespace {
 
 constexpr DWORD poll_pause_ms = 1000;
 
-// Gives the start token back. Also one that was never taken: kept, it lets a
-// later caller start the cluster after a failure.
-class StartTokenReturn {
-  public:
-    StartTokenReturn() = default;
-    ~StartTokenReturn() {
-        if (start_event != nullptr) {
-            SetEvent(start_event);
-        }
+// KEPT: the token is returned even if it was never taken, which lets a later
+// caller start the cluster after a failure.
+void return_start_token() {
+    if (start_event != nullptr) {
+        SetEvent(start_event);
     }
-    StartTokenReturn(const StartTokenReturn&) = delete;
-    StartTokenReturn& operator=(const StartTokenReturn&) = delete;
-};
+}
 
 // False, too, when the token could not be created at process attach.
 bool take_start_token() {
     return WaitForSingleObject(start_event, 0) == WAIT_OBJECT_0;
 }
 
-// "Global\cvmclusternodeMutex": makes the test of the node's role and the start
+// "Global\cvmclusternodeMutex" makes the test of the node's role and the start
 // that follows one step on the machine.
-class NodeMutex {
-  public:
-    NodeMutex() = default;
-    ~NodeMutex() { release(); }
-    NodeMutex(const NodeMutex&) = delete;
-    NodeMutex& operator=(const NodeMutex&) = delete;
+struct NodeMutex {
+    Handle handle;
+    MutexHold hold;
 
-    bool create() {
-        m_mutex = Handle(CreateMutexA(nullptr, FALSE, "Global\\cvmclusternodeMutex"));
-        return static_cast<bool>(m_mutex);
+    [[nodiscard]] bool create() {
+        handle = Handle(CreateMutexA(nullptr, FALSE, "Global\\cvmclusternodeMutex"));
+        return static_cast<bool>(handle);
     }
-    // Whether it is held now. An abandoned one counts as not obtained; it is left
-    // to the next to wait for it.
-    bool wait() {
-        m_held = WaitForMutex(m_mutex.get(), INFINITE) != 0;
-        return m_held;
-    }
-    void release() {
-        if (m_held) {
-            m_held = false;
-            ReleaseMutex(m_mutex.get());
+    // False when it was not obtained, or was abandoned.
+    [[nodiscard]] bool wait() {
+        if (WaitForMutex(handle.get(), INFINITE) == 0) {
+            return false;
         }
+        hold.take(handle.get());
+        return true;
     }
-
-  private:
-    Handle m_mutex;
-    bool m_held = false;
 };
 
 std::uint32_t read_number(const CZtObject& misc, const char* property) {
@@ -74,28 +59,26 @@ std::uint32_t read_number(const CZtObject& misc, const char* property) {
     return value;
 }
 
-enum class Start { wait_for_node, done };
-
-// Starts the cluster, unless somebody else is doing so. `done` when there is
-// nothing to wait for: it runs already, or was refused with `status`. The mutex
-// is held on entry, and still is on `done`.
-Start start_once(opal_handle handle, const CZtObject& misc, NodeMutex& mutex,
-                 std::uint32_t& status) {
+// Starts the cluster unless another caller is starting it. A status when there is
+// nothing to wait for: the cluster is running, or the start failed. The mutex is
+// held on entry, and released before a wait only.
+std::optional<std::uint32_t> start_once(opal_handle handle, const CZtObject& misc,
+                                        NodeMutex& mutex) {
     if (take_start_token()) {
         if (read_number(misc, "nodeRole") != 0) {
             log(6, L"CVMClusterStart:CVM Cluster already started!");
-            return Start::done;
+            return FARLO_SUCCESS;
         }
-        status = farlo::StartCVMClusterW(handle);
+        const std::uint32_t status = farlo::StartCVMClusterW(handle);
         if (status == FARLO_NODE_ALREADY_STARTED) {
             log(6, L"CVMClusterStart:CVM Cluster already started");
         } else if (status != FARLO_SUCCESS) {
             log(0, L"CVMClusterStart:StartCVMCluster failed, error=(0x%x) ", status);
-            return Start::done;
+            return status;
         }
     }
-    mutex.release();
-    return Start::wait_for_node;
+    mutex.hold.release();
+    return std::nullopt;
 }
 
 std::uint32_t wait_for_node(const CZtObject& misc) {
@@ -125,15 +108,14 @@ std::uint32_t start_cluster(opal_handle handle, std::vector<CZtObject>& misc, No
         log(0, L"CVMClusterStart: CreateMutexA failed, error=(0x%x) ", GetLastError());
         return FARLO_EXCEPTION;
     }
-    // The misspelt "Procees" is kept, administrators search for it. So is the
-    // second line, which also stands where the mutex was not obtained.
+    // KEPT: "Procees", and the second line even if the mutex was not obtained;
+    // administrators search for both.
     log(6, L"CVMClusterStart: The Procees request ownership of mutex");
     const bool owned = mutex.wait();
     log(6, L"CVMClusterStart: The Process got ownership of the mutex");
     if (owned) {
-        std::uint32_t status = FARLO_SUCCESS;
-        if (start_once(handle, misc.front(), mutex, status) == Start::done) {
-            return status;
+        if (const auto status = start_once(handle, misc.front(), mutex)) {
+            return *status;
         }
     }
     return wait_for_node(misc.front());
@@ -142,12 +124,14 @@ std::uint32_t start_cluster(opal_handle handle, std::vector<CZtObject>& misc, No
 }  // namespace
 
 DWORD WINAPI CVMClusterStart(void* handle) {
-    // Given back in the opposite order: the token before the mutex, so that who
-    // waits for the mutex finds it.
     std::vector<CZtObject> misc;
     NodeMutex mutex;
-    const StartTokenReturn token;
-    return guarded([&] { return start_cluster(static_cast<opal_handle>(handle), misc, mutex); });
+    const std::uint32_t status =
+        guarded([&] { return start_cluster(static_cast<opal_handle>(handle), misc, mutex); });
+    // The token before the mutex: the process that obtains the mutex next finds it.
+    return_start_token();
+    mutex.hold.release();
+    return status;
 }
 
 }  // namespace farlo
