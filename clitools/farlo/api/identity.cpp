@@ -15,8 +15,6 @@ using farlo::WidenedGroupName;
 
 namespace {
 
-constexpr bool cluster = true;
-
 // Both kinds of buffer go to one routine as bytes.
 template <class Char>
 uint32_t name_list(opal_handle handle, Char** buffer, uint32_t* size, uint32_t* count,
@@ -33,7 +31,8 @@ uint32_t name_list(opal_handle handle, Char** buffer, uint32_t* size, uint32_t* 
 extern "C" {
 
 uint32_t GetDgGuidW(opal_handle handle, const wchar_t* name, char* guid) {
-    return guarded([&] { return farlo::GetDgGuidCommon(handle, name, guid, cluster); });
+    return guarded(
+        [&] { return farlo::GetDgGuidCommon(handle, name, guid, /*cluster_only=*/true); });
 }
 
 uint32_t GetDgGuidA(opal_handle handle, const char* name, char* guid) {
@@ -43,7 +42,8 @@ uint32_t GetDgGuidA(opal_handle handle, const char* name, char* guid) {
 }
 
 uint32_t GetNonClusterDgGuidW(opal_handle handle, const wchar_t* name, char* guid) {
-    return guarded([&] { return farlo::GetDgGuidCommon(handle, name, guid, !cluster); });
+    return guarded(
+        [&] { return farlo::GetDgGuidCommon(handle, name, guid, /*cluster_only=*/false); });
 }
 
 uint32_t GetNonClusterDgGuidA(opal_handle handle, const char* name, char* guid) {
@@ -54,21 +54,21 @@ uint32_t GetNonClusterDgGuidA(opal_handle handle, const char* name, char* guid) 
 }
 
 uint32_t GetDgNameListW(opal_handle handle, wchar_t** buffer, uint32_t* size, uint32_t* count) {
-    return name_list(handle, buffer, size, count, cluster);
+    return name_list(handle, buffer, size, count, /*cluster_groups=*/true);
 }
 
 uint32_t GetDgNameListA(opal_handle handle, char** buffer, uint32_t* size, uint32_t* count) {
-    return name_list(handle, buffer, size, count, cluster);
+    return name_list(handle, buffer, size, count, /*cluster_groups=*/true);
 }
 
 uint32_t GetNonClusterDgNameListW(opal_handle handle, wchar_t** buffer, uint32_t* size,
                                   uint32_t* count) {
-    return name_list(handle, buffer, size, count, !cluster);
+    return name_list(handle, buffer, size, count, /*cluster_groups=*/false);
 }
 
 uint32_t GetNonClusterDgNameListA(opal_handle handle, char** buffer, uint32_t* size,
                                   uint32_t* count) {
-    return name_list(handle, buffer, size, count, !cluster);
+    return name_list(handle, buffer, size, count, /*cluster_groups=*/false);
 }
 
 uint32_t GetDgNameW(opal_handle handle, const char* guid, wchar_t* name) {

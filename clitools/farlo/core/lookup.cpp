@@ -85,7 +85,7 @@ std::uint32_t GetClusSvcId(opal_handle handle, opal_objid& id) {
 }
 
 std::uint32_t GetDgObjIdByName(opal_handle handle, const wchar_t* name, CZtObject& group,
-                               bool flag) {
+                               bool cluster_only) {
     std::vector<CZtObject> groups;
     if (!query_groups(handle, L"GetDgObjIdByName: Sleeping for 5 secs", groups)) {
         log(0, L"GetDgObjIdByName , Error , vecObjects.size () == 0 , error=(0x%x)",
@@ -99,14 +99,15 @@ std::uint32_t GetDgObjIdByName(opal_handle handle, const wchar_t* name, CZtObjec
             candidate.GetProp("Name", candidate_name);
             return _wcsicmp(candidate_name.c_str(), name) == 0;
         },
-        [flag](std::uint32_t type) { return !flag || type == ZTDGTYPE_CLUSTER; });
+        [cluster_only](std::uint32_t type) { return !cluster_only || type == ZTDGTYPE_CLUSTER; });
     if (status != FARLO_SUCCESS) {
         log(0, L"GetDgObjIdByName() failed , DG_TYPENAME not found in OPAL, error=(0x%x)", status);
     }
     return status;
 }
 
-std::uint32_t GetDgObjIdByGuid(opal_handle handle, const char* guid, CZtObject& group, bool flag) {
+std::uint32_t GetDgObjIdByGuid(opal_handle handle, const char* guid, CZtObject& group,
+                               bool cluster_only) {
     std::vector<CZtObject> groups;
     if (!query_groups(handle, L"GetDgObjIdByGuid: Sleeping for 5 secs", groups)) {
         log(0, L"GetDgObjIdByGuid() failed , DG_TYPENAME not found in OPAL, error=(0x%x)",
@@ -120,8 +121,8 @@ std::uint32_t GetDgObjIdByGuid(opal_handle handle, const char* guid, CZtObject& 
             candidate.GetProp("dgid", candidate_guid);
             return _stricmp(candidate_guid.c_str(), guid) == 0;
         },
-        [flag](std::uint32_t type) {
-            return !flag || type == ZTDGTYPE_CLUSTER || type == ZTDGTYPE_CLUSTER_SHARED;
+        [cluster_only](std::uint32_t type) {
+            return !cluster_only || type == ZTDGTYPE_CLUSTER || type == ZTDGTYPE_CLUSTER_SHARED;
         });
     if (status != FARLO_SUCCESS) {
         log(0, L"GetDgObjIdByGuid() failed , DG_TYPENAME not found in OPAL, error=(0x%x)", status);
@@ -130,16 +131,17 @@ std::uint32_t GetDgObjIdByGuid(opal_handle handle, const char* guid, CZtObject& 
 }
 
 std::uint32_t GetDgObjId(opal_handle handle, const wchar_t* name, const char* guid,
-                         CZtObject& group, bool flag) {
+                         CZtObject& group, bool cluster_only) {
     if (UseDgGuid(guid)) {
-        return GetDgObjIdByGuid(handle, guid, group, flag) == FARLO_SUCCESS ? FARLO_SUCCESS
-                                                                            : FARLO_NOT_FOUND;
+        return GetDgObjIdByGuid(handle, guid, group, cluster_only) == FARLO_SUCCESS
+                   ? FARLO_SUCCESS
+                   : FARLO_NOT_FOUND;
     }
     if (!UseDgName(name)) {
         return FARLO_MISSING_ARGUMENT;
     }
-    return GetDgObjIdByName(handle, name, group, flag) == FARLO_SUCCESS ? FARLO_SUCCESS
-                                                                        : FARLO_NOT_FOUND;
+    return GetDgObjIdByName(handle, name, group, cluster_only) == FARLO_SUCCESS ? FARLO_SUCCESS
+                                                                                : FARLO_NOT_FOUND;
 }
 
 }  // namespace farlo

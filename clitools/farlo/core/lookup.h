@@ -16,18 +16,19 @@ bool UseDgGuid(const char* guid);
 // tries, 5 s apart.
 std::uint32_t GetClusSvcId(opal_handle handle, opal_objid& id);
 
-// A disk group by its name or by its GUID text, compared without regard to
-// case: 0, 1 when there is none, 40 when its "LDM DG TYPE" excludes it. Types 0
-// and 7 always are excluded. With `flag` set, only type 2 is accepted by name,
-// only types 2 and 8 by GUID. While the service knows no group at all there are
-// five tries, 5 s apart. On failure `group` stays as it was.
+// Finds a disk group by its name or GUID string, ignoring case. Returns 0, 1 when
+// there is no such group, or 40 when its "LDM DG TYPE" excludes it. Types 0 and 7
+// are always excluded. With `cluster_only`, a name finds only groups of type 2, a
+// GUID only types 2 and 8. Tries five times, 5 s apart, while the service knows no
+// group at all. On failure `group` is unchanged.
 std::uint32_t GetDgObjIdByName(opal_handle handle, const wchar_t* name, CZtObject& group,
-                               bool flag);
-std::uint32_t GetDgObjIdByGuid(opal_handle handle, const char* guid, CZtObject& group, bool flag);
+                               bool cluster_only);
+std::uint32_t GetDgObjIdByGuid(opal_handle handle, const char* guid, CZtObject& group,
+                               bool cluster_only);
 
-// By GUID when one is given, else by name: 0, 19 when neither is given, 1 for
-// every failed lookup.
+// Finds by GUID when one is given, else by name. Returns 0, 19 when neither is
+// given, or 1 for every failed lookup.
 std::uint32_t GetDgObjId(opal_handle handle, const wchar_t* name, const char* guid,
-                         CZtObject& group, bool flag);
+                         CZtObject& group, bool cluster_only);
 
 }  // namespace farlo

@@ -17,7 +17,7 @@ constexpr std::uint32_t deport_word = 0x4042;
 
 std::uint32_t deport_group(opal_handle handle, const wchar_t* name, const char* caller_guid) {
     GuidText guid;
-    std::uint32_t status = SetDgGuidParam(guid, caller_guid, name, handle, true);
+    std::uint32_t status = SetDgGuidParam(guid, caller_guid, name, handle, /*cluster_only=*/true);
     if (status != FARLO_SUCCESS) {
         log(0, L"DeportDgW():SetDgGuidParam() failed, error=(0x%x)", status);
         return status;
@@ -29,7 +29,7 @@ std::uint32_t deport_group(opal_handle handle, const wchar_t* name, const char* 
         return status;
     }
     CZtObject group;
-    status = GetDgObjIdByGuid(handle, guid.get(), group, true);
+    status = GetDgObjIdByGuid(handle, guid.get(), group, /*cluster_only=*/true);
     if (status != FARLO_SUCCESS) {
         log(0, L"DeportDgW():GetDgObjIdByGuid() failed, error=(0x%x)", status);
         return status;

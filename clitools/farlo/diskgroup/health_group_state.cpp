@@ -31,7 +31,7 @@ std::uint32_t read_imported(const CZtObject& group, std::uint8_t* imported) {
 std::uint32_t query_state(opal_handle handle, const wchar_t* name, const char* caller_guid,
                           std::uint8_t* imported) {
     GuidText guid;
-    std::uint32_t status = SetDgGuidParam(guid, caller_guid, name, handle, false);
+    std::uint32_t status = SetDgGuidParam(guid, caller_guid, name, handle, /*cluster_only=*/false);
     if (status != FARLO_SUCCESS) {
         log(0, L"GetDgStateW():SetDgGuidParam() failed, error=(0x%x) ", status);
         return status;
@@ -50,7 +50,7 @@ std::uint32_t query_state(opal_handle handle, const wchar_t* name, const char* c
         return driver;
     }
     CZtObject group;
-    status = GetDgObjId(handle, name, caller_guid, group, false);
+    status = GetDgObjId(handle, name, caller_guid, group, /*cluster_only=*/false);
     if (status != FARLO_SUCCESS) {
         log(0, L"GetDgStateW():GetDgObjId() failed, error=(0x%x) ", status);
         return status;
@@ -105,7 +105,7 @@ std::uint32_t GetDgStateExW(opal_handle handle, const wchar_t* name, const char*
         return FARLO_MISSING_ARGUMENT;
     }
     CZtObject group;
-    std::uint32_t status = GetDgObjId(handle, name, guid, group, false);
+    std::uint32_t status = GetDgObjId(handle, name, guid, group, /*cluster_only=*/false);
     if (status != FARLO_SUCCESS) {
         log(0, L"GetDgStateExW():GetDgObjId() failed, error=(0x%x) ", status);
         return status;

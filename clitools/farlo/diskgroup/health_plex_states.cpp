@@ -74,7 +74,7 @@ std::uint32_t GetDgVolPlexStatesW(opal_handle handle, const wchar_t* name, const
         return FARLO_MISSING_ARGUMENT;
     }
     CZtObject group;
-    std::uint32_t status = GetDgObjId(handle, name, guid, group, false);
+    std::uint32_t status = GetDgObjId(handle, name, guid, group, /*cluster_only=*/false);
     if (status != FARLO_SUCCESS) {
         log(0, L"GetDgVolPlexStatesW::GetDgObjId failed, error=(0x%x) ", status);
         return status;

@@ -23,7 +23,7 @@ bool is_given(const wchar_t* text) {
 std::uint32_t import_group(opal_handle handle, const wchar_t* name, const char* caller_guid,
                            const wchar_t* new_name, std::uint32_t options) {
     GuidText guid;
-    std::uint32_t status = SetDgGuidParam(guid, caller_guid, name, handle, true);
+    std::uint32_t status = SetDgGuidParam(guid, caller_guid, name, handle, /*cluster_only=*/true);
     if (status != FARLO_SUCCESS) {
         log(0, L"ImportDgW():SetDgGuidParam failed, error=(0x%x) ", status);
         return status;

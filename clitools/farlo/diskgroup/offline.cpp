@@ -45,9 +45,9 @@ std::uint32_t sent_word(std::uint32_t options) {
 
 std::uint32_t offline_group(opal_handle handle, const wchar_t* name, const char* caller_guid,
                             std::uint32_t options) {
-    const bool not_shared = (options & FARLO_OFFLINE_SHARED) == 0;
+    const bool cluster_only = (options & FARLO_OFFLINE_SHARED) == 0;
     GuidText guid;
-    std::uint32_t status = SetDgGuidParam(guid, caller_guid, name, handle, not_shared);
+    std::uint32_t status = SetDgGuidParam(guid, caller_guid, name, handle, cluster_only);
     if (status != FARLO_SUCCESS) {
         log(0, L"OfflineDgW():SetDgGuidParam() failed, error=(0x%x) ", status);
         return status;
@@ -61,7 +61,7 @@ std::uint32_t offline_group(opal_handle handle, const wchar_t* name, const char*
     // A group that is not found is deported all the same, under the null id: the
     // service's answer counts. DeportDgW stops here.
     CZtObject group;
-    status = GetDgObjIdByGuid(handle, guid.get(), group, not_shared);
+    status = GetDgObjIdByGuid(handle, guid.get(), group, cluster_only);
     if (status != FARLO_SUCCESS) {
         log(0, L"OfflineDgW():GetDgObjIdByGuid() failed, error=(0x%x) ", status);
     }

@@ -93,17 +93,17 @@ std::uint32_t send_import(const Request& request, const opal_objid& service, con
 // is to end at once with `early_status`, without a result line.
 std::optional<std::uint32_t> import_group(const Request& request, std::uint32_t& word,
                                           std::uint32_t& early_status) {
-    const bool shared = (request.options & FARLO_ONLINE_SHARED) != 0;
+    const bool cluster_only = (request.options & FARLO_ONLINE_SHARED) == 0;
     GuidText guid;
     std::uint32_t status =
-        SetDgGuidParam(guid, request.guid, request.name, request.handle, !shared);
+        SetDgGuidParam(guid, request.guid, request.name, request.handle, cluster_only);
     if (status != FARLO_SUCCESS) {
         log(0, L"OnlineDgExW():SetDgGuidParam() failed, error=(0x%x) ", status);
         return status;
     }
     CZtObject group;
-    if (shared) {
-        status = GetDgObjIdByGuid(request.handle, guid.get(), group, !shared);
+    if (!cluster_only) {
+        status = GetDgObjIdByGuid(request.handle, guid.get(), group, cluster_only);
         if (status != FARLO_SUCCESS) {
             log(0, L"OnlineDgExW():GetDgObjIdByGuid() failed, error=(0x%x) ", status);
             return status;

@@ -43,7 +43,7 @@ void rescan_and_wait(opal_handle handle) {
 // looks the group up again. Returns the lookup's status, or FARLO_NOT_FOUND when
 // there is no mutex.
 std::uint32_t look_again_after_rescan(opal_handle handle, const wchar_t* name, CZtObject& group,
-                                      bool cluster) {
+                                      bool cluster_only) {
     const Handle mutex(CreateMutexA(nullptr, FALSE, "Global\\rescanMutex"));
     const DWORD error = GetLastError();
     log(6, L"GetDgGuidCommon(): CreateMutexA");
@@ -56,16 +56,16 @@ std::uint32_t look_again_after_rescan(opal_handle handle, const wchar_t* name, C
             const MutexHold hold(mutex.get());
             rescan_and_wait(handle);
         }
-        return GetDgObjIdByName(handle, name, group, cluster);
+        return GetDgObjIdByName(handle, name, group, cluster_only);
     }
     // KEPT: the mutex is released even when the wait did not obtain it; the system
     // then refuses the release, and nothing else comes of it.
     WaitForMutex(mutex.get(), rescan_wait_ms);
     const MutexHold hold(mutex.get());
-    std::uint32_t status = GetDgObjIdByName(handle, name, group, cluster);
+    std::uint32_t status = GetDgObjIdByName(handle, name, group, cluster_only);
     if (status == FARLO_NOT_FOUND) {
         rescan_and_wait(handle);
-        status = GetDgObjIdByName(handle, name, group, cluster);
+        status = GetDgObjIdByName(handle, name, group, cluster_only);
     }
     return status;
 }
@@ -107,7 +107,8 @@ std::uint32_t finish(opal_handle handle, std::uint32_t status) {
 
 }  // namespace
 
-std::uint32_t GetDgGuidCommon(opal_handle handle, const wchar_t* name, char* guid, bool cluster) {
+std::uint32_t GetDgGuidCommon(opal_handle handle, const wchar_t* name, char* guid,
+                              bool cluster_only) {
     if (handle == nullptr) {
         log(0, L"GetDgGuidCommon() failed , opal_handle==NULL , error=(0x%x)", FARLO_NULL_HANDLE);
         return FARLO_NULL_HANDLE;
@@ -127,9 +128,9 @@ std::uint32_t GetDgGuidCommon(opal_handle handle, const wchar_t* name, char* gui
     }
 
     CZtObject group;
-    std::uint32_t status = GetDgObjIdByName(handle, name, group, cluster);
+    std::uint32_t status = GetDgObjIdByName(handle, name, group, cluster_only);
     if (status == FARLO_NOT_FOUND) {
-        status = look_again_after_rescan(handle, name, group, cluster);
+        status = look_again_after_rescan(handle, name, group, cluster_only);
     }
     if (status == FARLO_SUCCESS) {
         try {
@@ -164,7 +165,7 @@ std::uint32_t GetDgGuidfromOpal(opal_handle handle, const wchar_t* name, char* g
         return FARLO_MISSING_ARGUMENT;
     }
     CZtObject group;
-    const std::uint32_t status = GetDgObjIdByName(handle, name, group, false);
+    const std::uint32_t status = GetDgObjIdByName(handle, name, group, /*cluster_only=*/false);
     if (status != FARLO_SUCCESS) {
         log(0, L"GetDgGuidfromOpal(): GetDgObjIdByName() failed, error=(0x%x)", status);
         return status;
@@ -208,7 +209,7 @@ std::uint32_t PerformPnpDiskRescan(opal_handle handle, const void* /*unused*/) {
 }
 
 std::uint32_t SetDgGuidParam(GuidText& text, const char* guid, const wchar_t* name,
-                             opal_handle handle, bool cluster) {
+                             opal_handle handle, bool cluster_only) {
     if (!text.allocate()) {
         return FARLO_NO_GUID_MEMORY;
     }
@@ -219,7 +220,7 @@ std::uint32_t SetDgGuidParam(GuidText& text, const char* guid, const wchar_t* na
                      ? FARLO_SUCCESS
                      : FARLO_INVALID_ARGUMENT;
     } else if (UseDgName(name)) {
-        status = GetDgGuidCommon(handle, name, text.get(), cluster);
+        status = GetDgGuidCommon(handle, name, text.get(), cluster_only);
     }
     if (status != FARLO_SUCCESS) {
         text.free();

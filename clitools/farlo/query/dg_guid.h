@@ -1,4 +1,4 @@
-// Finding a disk group's GUID text by its name.
+// Finding a disk group's GUID string by its name.
 #pragma once
 
 #include "guid_text.h"
@@ -8,25 +8,25 @@
 
 namespace farlo {
 
-// Writes the GUID text of a named group into a buffer of guid_text_capacity
-// characters. With `cluster` set only a cluster group counts. A group that is
-// not found is looked for again after a rescan of the machine's disks, and then
-// asked of the cluster-service object.
-std::uint32_t GetDgGuidCommon(opal_handle handle, const wchar_t* name, char* guid, bool cluster);
+// Writes the GUID string of a named group into a buffer of guid_text_capacity
+// characters. With `cluster_only`, only a cluster group is found. If the group is
+// not found, rescans the machine's disks and looks again, and then asks the
+// cluster-service object. Blocks up to five minutes while another process rescans.
+std::uint32_t GetDgGuidCommon(opal_handle handle, const wchar_t* name, char* guid,
+                              bool cluster_only);
 
-// The same for an imported group of any kind, read from the group itself: 1
-// when the group is not imported.
+// The same for an imported group of any kind, read from the group itself. Returns
+// 1 when the group is not imported.
 std::uint32_t GetDgGuidfromOpal(opal_handle handle, const wchar_t* name, char* guid);
 
-// Asks the service to look for disks that appeared. The second argument is not
-// used. Callers ignore the status.
+// Asks the service to look for new disks. The second argument is not used.
 std::uint32_t PerformPnpDiskRescan(opal_handle handle, const void* unused);
 
-// The GUID text that a method of the service takes: a copy of the caller's when
-// there is one, else that of the named group, found as GetDgGuidCommon does. On
-// failure `text` holds no buffer. 17 out of memory, 19 when neither is given.
-// The caller's must have passed check_guid (core/caller_string.h).
+// Provides the GUID string that the service's methods take: a copy of `guid` if it
+// is given, which must have passed check_guid (core/caller_string.h), else that of
+// the named group, found as GetDgGuidCommon does. Returns 17 when out of memory and
+// 19 when neither is given. On failure `text` holds no buffer.
 std::uint32_t SetDgGuidParam(GuidText& text, const char* guid, const wchar_t* name,
-                             opal_handle handle, bool cluster);
+                             opal_handle handle, bool cluster_only);
 
 }  // namespace farlo

@@ -29,7 +29,7 @@ std::uint32_t GetDgNameW(opal_handle handle, const char* guid, wchar_t* name) {
         return FARLO_MISSING_ARGUMENT;
     }
     CZtObject group;
-    std::uint32_t status = GetDgObjIdByGuid(handle, guid, group, true);
+    std::uint32_t status = GetDgObjIdByGuid(handle, guid, group, /*cluster_only=*/true);
     if (status != FARLO_SUCCESS) {
         log(0, L"GetDgNameW():GetDgObjIdByGuid()  failed, error=(0x%x) ", status);
         return status;

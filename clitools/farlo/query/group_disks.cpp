@@ -62,7 +62,7 @@ std::uint32_t GetDgDiskPropertiesW(opal_handle handle, const wchar_t* name, cons
         return FARLO_NOT_CONNECTED;
     }
     CZtObject group;
-    std::uint32_t status = GetDgObjId(handle, name, guid, group, false);
+    std::uint32_t status = GetDgObjId(handle, name, guid, group, /*cluster_only=*/false);
     if (status != FARLO_SUCCESS) {
         log(0, L"GetDgDiskPropertiesW():GetDgObjId() failed, error=(0x%x) ", status);
         return status;

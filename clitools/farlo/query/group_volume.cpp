@@ -45,7 +45,7 @@ std::uint32_t GetDgVolumePropertiesW(opal_handle handle, const wchar_t* name, co
         return FARLO_NOT_CONNECTED;
     }
     CZtObject group;
-    std::uint32_t status = GetDgObjId(handle, name, guid, group, true);
+    std::uint32_t status = GetDgObjId(handle, name, guid, group, /*cluster_only=*/true);
     if (status != FARLO_SUCCESS) {
         log(0, L"GetDgVolumePropertiesW():GetDgObjId() failed, error=(0x%x) ", status);
         return status;

@@ -70,7 +70,7 @@ std::uint32_t GetDgVolPropertiesW(opal_handle handle, const wchar_t* name, const
         return FARLO_NOT_CONNECTED;
     }
     CZtObject group;
-    std::uint32_t status = GetDgObjId(handle, name, guid, group, true);
+    std::uint32_t status = GetDgObjId(handle, name, guid, group, /*cluster_only=*/true);
     if (status != FARLO_SUCCESS) {
         log(0, L"GetDgVolPropertiesW():GetDgObjId() failed, error=(0x%x)", status);
         return status;

@@ -19,7 +19,7 @@ constexpr std::size_t narrow_name_capacity = 32;
 
 // Whether the name list of a family shows the group. One without a readable
 // type is not shown.
-bool is_selected(const CZtObject& group, bool cluster) {
+bool is_selected(const CZtObject& group, bool cluster_groups) {
     std::uint32_t type = 0;
     try {
         group.GetProp("LDM DG TYPE", type);
@@ -27,7 +27,7 @@ bool is_selected(const CZtObject& group, bool cluster) {
         return false;
     }
     return type != ZTDGTYPE_EXCLUDED_0 && type != ZTDGTYPE_EXCLUDED_7 &&
-           (type == ZTDGTYPE_CLUSTER) == cluster;
+           (type == ZTDGTYPE_CLUSTER) == cluster_groups;
 }
 
 bool is_imported(const CZtObject& group) {
@@ -39,9 +39,9 @@ bool is_imported(const CZtObject& group) {
 // Hands the names of the selected, imported groups to `use`, in order. Throws
 // what a read throws.
 template <class Use>
-void for_each_name(const std::vector<CZtObject>& groups, bool cluster, Use&& use) {
+void for_each_name(const std::vector<CZtObject>& groups, bool cluster_groups, Use&& use) {
     for (const CZtObject& group : groups) {
-        if (is_selected(group, cluster) && is_imported(group)) {
+        if (is_selected(group, cluster_groups) && is_imported(group)) {
             WideText name;
             group.GetProp("Name", name);
             use(name);
@@ -98,13 +98,13 @@ std::vector<CZtObject> query_groups(opal_handle handle) {
 }
 
 std::uint32_t list_names(opal_handle handle, void** buffer, std::uint32_t* size,
-                         std::uint32_t* count, bool cluster, bool wide) {
+                         std::uint32_t* count, bool cluster_groups, bool wide) {
     const std::vector<CZtObject> groups = query_groups(handle);
 
     const std::uint32_t width = wide ? sizeof(wchar_t) : sizeof(char);
     std::uint32_t names = 0;
     std::uint32_t required = 0;
-    for_each_name(groups, cluster, [&](const WideText& name) {
+    for_each_name(groups, cluster_groups, [&](const WideText& name) {
         ++names;
         required += (static_cast<std::uint32_t>(name.length()) + 1) * width;
     });
@@ -127,7 +127,7 @@ std::uint32_t list_names(opal_handle handle, void** buffer, std::uint32_t* size,
     }
     *count = names;
     TextList list(*buffer, required);
-    for_each_name(groups, cluster, [&](const WideText& name) {
+    for_each_name(groups, cluster_groups, [&](const WideText& name) {
         wide ? append_wide(list, name) : append_narrow(list, name);
     });
     return FARLO_SUCCESS;
@@ -136,7 +136,7 @@ std::uint32_t list_names(opal_handle handle, void** buffer, std::uint32_t* size,
 }  // namespace
 
 std::uint32_t GetDgNameListCommon(opal_handle handle, void** buffer, std::uint32_t* size,
-                                  std::uint32_t* count, bool cluster, bool wide) {
+                                  std::uint32_t* count, bool cluster_groups, bool wide) {
     log(6, L"Entering GetDgNameListCommon");
     if (handle == nullptr) {
         log(0, L"GetDgNameListCommon() failed , NULL opal_handle, error=(0x%x)", FARLO_NULL_HANDLE);
@@ -148,7 +148,7 @@ std::uint32_t GetDgNameListCommon(opal_handle handle, void** buffer, std::uint32
     }
 
     std::uint32_t status =
-        guarded([&] { return list_names(handle, buffer, size, count, cluster, wide); });
+        guarded([&] { return list_names(handle, buffer, size, count, cluster_groups, wide); });
     if (status == FARLO_MISSING_ARGUMENT) {
         return status;
     }

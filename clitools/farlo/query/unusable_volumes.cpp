@@ -113,7 +113,7 @@ std::uint32_t GetUnusableVolumesInfo(opal_handle handle, const wchar_t* name, co
     }
     const wchar_t* const shown_name = name != nullptr ? name : L"DG-GUID";
     CZtObject group;
-    std::uint32_t status = GetDgObjId(handle, name, guid, group, true);
+    std::uint32_t status = GetDgObjId(handle, name, guid, group, /*cluster_only=*/true);
     if (status != FARLO_SUCCESS) {
         log(0, L"GetUnusableVolumesInfo::GetDgObjId failed for DG: %S,  error=(0x%x)",
             narrow_name(shown_name).c_str(), status);

@@ -52,7 +52,7 @@ std::uint32_t GetDgVolumeStateW(opal_handle handle, const wchar_t* name, const c
         return FARLO_NOT_CONNECTED;
     }
     CZtObject group;
-    std::uint32_t status = GetDgObjId(handle, name, guid, group, true);
+    std::uint32_t status = GetDgObjId(handle, name, guid, group, /*cluster_only=*/true);
     if (status != FARLO_SUCCESS) {
         log(0, L"GetDgVolumeStateW():GetDgObjId() failed, error=(0x%x)", status);
         return status;

@@ -27,7 +27,7 @@ std::uint32_t read_disk_id(opal_handle handle, const wchar_t* group_name, std::u
         return FARLO_NOT_CONNECTED;
     }
     CZtObject group;
-    std::uint32_t status = GetDgObjIdByName(handle, group_name, group, true);
+    std::uint32_t status = GetDgObjIdByName(handle, group_name, group, /*cluster_only=*/true);
     if (status == FARLO_NOT_FOUND) {
         log(0, L"GetFirstVolumesDiskIDW:GetDiskTypeAndSignatureW DG Not Found %s", group_name);
     }

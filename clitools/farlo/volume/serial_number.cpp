@@ -88,7 +88,7 @@ std::uint32_t GetVolumeNameForSerialNumberW(opal_handle handle, const wchar_t* g
         return FARLO_NOT_CONNECTED;
     }
     CZtObject group;
-    std::uint32_t status = GetDgObjId(handle, group_name, guid, group, true);
+    std::uint32_t status = GetDgObjId(handle, group_name, guid, group, /*cluster_only=*/true);
     if (status != FARLO_SUCCESS) {
         log(0, L"GetVolumeNameForSerialNumberW():GetDgObjId() failed, error=(0x%x)", status);
         return status;

@@ -20,7 +20,7 @@ constexpr std::uint32_t always_bit = 0x1;
 std::uint32_t send_offline(opal_handle handle, const char* guid, const wchar_t* device,
                            std::uint32_t flags) {
     CZtObject group;
-    std::uint32_t status = GetDgObjIdByGuid(handle, guid, group, true);
+    std::uint32_t status = GetDgObjIdByGuid(handle, guid, group, /*cluster_only=*/true);
     if (status != FARLO_SUCCESS) {
         log(0, L"OfflineVolW:GetDgObjIdByGuid()  failed, error=(0x%x) ", status);
         return status;

@@ -103,7 +103,7 @@ std::uint32_t start_cluster(opal_handle handle, std::uint32_t interval_ms) {
 // then serves in place of a handle that has dropped.
 std::uint32_t find_group(opal_handle handle, OwnConnection& own, const char* guid,
                          CZtObject& group) {
-    std::uint32_t status = GetDgObjIdByGuid(handle, guid, group, false);
+    std::uint32_t status = GetDgObjIdByGuid(handle, guid, group, /*cluster_only=*/false);
     if (status == FARLO_NOT_FOUND) {
         log(6, L"OnlineVolW() Entering ValidateCluster");
         status = validate_borrowed(handle, own);
@@ -112,7 +112,7 @@ std::uint32_t find_group(opal_handle handle, OwnConnection& own, const char* gui
             log(0, L"OnlineVolW() ValidateCluster failed, error=(0x%x) ", status);
             return status;
         }
-        status = GetDgObjIdByGuid(serving(handle, own), guid, group, false);
+        status = GetDgObjIdByGuid(serving(handle, own), guid, group, /*cluster_only=*/false);
     }
     if (status != FARLO_SUCCESS) {
         log(0, L"OnlineVolW():GetDgObjIdByGuid1()  failed, error=(0x%x) ", status);
