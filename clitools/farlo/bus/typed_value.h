@@ -97,8 +97,8 @@ template <class T> struct TypeTag<std::list<T>> : TypeTagIs<TYPE_ARRAY_BIT | Typ
 // of, frees it and throws ZTERROR_PROPERTY.
 [[noreturn]] void reject_value(BusProperty& property, const char* name, std::uint32_t wanted);
 
-// Converts a string to the code page. False when it has a character that is not
-// in it.
+// Converts a string to the code page with the bus's own function. False when a
+// character is not in the code page.
 [[nodiscard]] bool to_narrow(const wchar_t* wide, std::string& value);
 
 // Copies the value of a property whose tag has been tested. False, and `value`

@@ -4,9 +4,9 @@
 #include "database.h"
 #include "farlo.h"
 #include "guarded.h"
+#include "narrow_name.h"
 #include "trace_log.h"
 
-#include <cstdio>
 #include <cstring>
 #include <vector>
 
@@ -78,11 +78,10 @@ void append_wide(TextList& list, const WideText& name) {
 // A name that does not fit the 31 characters of the narrow forms is refused.
 void append_narrow(TextList& list, const WideText& name) {
     char narrow[narrow_name_capacity];
-    const int length = _snprintf(narrow, sizeof narrow, "%S", name.c_str());
-    if (length < 0 || static_cast<std::size_t>(length) >= sizeof narrow) {
+    if (!narrow_name(name.c_str(), narrow)) {
         throw FARLO_INVALID_ARGUMENT;
     }
-    list.append(narrow, static_cast<std::size_t>(length) + 1);
+    list.append(narrow, std::strlen(narrow) + 1);
 }
 
 std::vector<CZtObject> query_groups(opal_handle handle) {

@@ -116,7 +116,7 @@ std::uint32_t GetUnusableVolumesInfo(opal_handle handle, const wchar_t* name, co
     std::uint32_t status = GetDgObjId(handle, name, guid, group, /*cluster_only=*/true);
     if (status != FARLO_SUCCESS) {
         log(0, L"GetUnusableVolumesInfo::GetDgObjId failed for DG: %S,  error=(0x%x)",
-            narrow_name(shown_name).c_str(), status);
+            narrow_for_log(shown_name).c_str(), status);
         return status;
     }
     status = guarded([&] { return list_unusable(handle, group, shown_name, records, *count); });

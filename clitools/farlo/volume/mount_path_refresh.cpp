@@ -25,7 +25,7 @@ std::uint32_t refresh(opal_handle handle, const wchar_t* name) {
     CZtObject volume;
     if (!FindVolIdByDLorDevName(handle, volume, name)) {
         log(0, L"FFUpdateMountPath: FindVolIdByDLorDevName - failed to find volume  %S",
-            narrow_name(name).c_str());
+            narrow_for_log(name).c_str());
         return FARLO_PROVIDER_FAILED;
     }
     CZtTempPropertySet input;
