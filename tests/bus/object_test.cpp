@@ -310,7 +310,7 @@ TEST_F(Objects, Deletion) {
     CZtObject group = object("dg2");
     EXPECT_EQ(group.Destroy(), 0u);
     std::vector<CZtObject> found;
-    CZtDatabase::GetObjects(m_pair, ZTTYPE_DISK_GROUP, found);
+    EXPECT_EQ(CZtDatabase::GetObjects(m_pair, ZTTYPE_DISK_GROUP, found), 0u);
     EXPECT_EQ(names(found), Names{L"dg1"});
 }
 

@@ -31,7 +31,7 @@ class QueryText {
 
     // The value goes into the text bare: nothing is quoted or escaped. False,
     // and the text empty, when it does not fit.
-    bool format(const char* type, const char* property, const wchar_t* value);
+    [[nodiscard]] bool format(const char* type, const char* property, const wchar_t* value);
 
     const wchar_t* c_str() const { return m_text.get(); }
 
@@ -44,13 +44,14 @@ class CZtDatabase {
     // Appends all objects of a type, in the service's order, and returns the bus
     // status. A failure is traced and returned, not thrown, and the vector stays
     // as it was.
-    static std::uint32_t GetObjects(const ConnectionPair& pair, const char* type,
-                                    std::vector<CZtObject>& objects);
+    [[nodiscard]] static std::uint32_t GetObjects(const ConnectionPair& pair, const char* type,
+                                                  std::vector<CZtObject>& objects);
 
     // Appends the objects that a query names and returns the bus status. A
     // failure is returned, neither traced nor thrown.
-    static std::uint32_t GetObjectsByQuery(const ConnectionPair& pair, const wchar_t* query,
-                                           std::vector<CZtObject>& objects);
+    [[nodiscard]] static std::uint32_t GetObjectsByQuery(const ConnectionPair& pair,
+                                                         const wchar_t* query,
+                                                         std::vector<CZtObject>& objects);
 };
 
 }  // namespace farlo

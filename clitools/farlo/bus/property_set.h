@@ -102,7 +102,7 @@ class CZtPropertySet : public CZtPropertySetBase {
     void AddProperty(const opal_property& property);
     // 0, or the informational status of the bus; a set that has that value
     // already counts as 0.
-    std::uint32_t SetProperty(const CZtProperty& property);
+    [[nodiscard]] std::uint32_t SetProperty(const CZtProperty& property);
     // The names of all properties, in their order, in place of what the vector
     // held; it stays as it was when the walk fails.
     void GetKeys(std::vector<std::string>& names) const;

@@ -5,7 +5,7 @@
 
 namespace farlo {
 
-constexpr bool is_failure(std::uint32_t status) {
+[[nodiscard]] constexpr bool is_failure(std::uint32_t status) {
     const std::uint32_t facility = (status >> 16) & 0xFFF;
     const std::uint32_t severity = status >> 30;
     if (facility == 0x100) {

@@ -4,6 +4,8 @@
 #include "ngc_setting.h"
 #include "trace_log.h"
 
+#include <tuple>
+
 namespace farlo {
 
 CRITICAL_SECTION library_lock;
@@ -31,7 +33,8 @@ void create_start_event() {
 
 void attach() {
     InitializeCriticalSection(&library_lock);
-    ReadNgcSetting();
+    // For its line in the log; the reservation status reads the setting itself.
+    std::ignore = ReadNgcSetting();
     log(6, L"=====Farlo DllMain ,Created farlo.log=====");
     create_start_event();
 }

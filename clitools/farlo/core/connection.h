@@ -10,7 +10,7 @@
 namespace farlo {
 
 // Reads `connected` under the handle's lock.
-inline bool is_connected(opal_handle handle) {
+[[nodiscard]] inline bool is_connected(opal_handle handle) {
     EnterCriticalSection(&handle->lock);
     const bool connected = handle->connected != 0;
     LeaveCriticalSection(&handle->lock);
@@ -25,7 +25,7 @@ inline bool is_connected(opal_handle handle) {
 }
 
 // The handle's own two connection words.
-inline ConnectionPair connection_pair(opal_handle handle) {
+[[nodiscard]] inline ConnectionPair connection_pair(opal_handle handle) {
     return {handle->connection, handle->connection_context};
 }
 

@@ -17,7 +17,7 @@ inline constexpr std::size_t guid_text_capacity = 65;
 class GuidText {
   public:
     // False, and no buffer, when out of memory.
-    bool allocate() {
+    [[nodiscard]] bool allocate() {
         m_text.reset(static_cast<char*>(std::calloc(guid_text_capacity, 1)));
         return m_text != nullptr;
     }
@@ -37,7 +37,8 @@ class GuidText {
 // Copies a text with its terminator when it fits into `capacity` characters;
 // else leaves the target alone and returns false.
 template <class Char>
-bool copy_text(Char* target, std::size_t capacity, const Char* text, std::size_t length) {
+[[nodiscard]] bool copy_text(Char* target, std::size_t capacity, const Char* text,
+                             std::size_t length) {
     if (length >= capacity) {
         return false;
     }

@@ -10,8 +10,8 @@ namespace farlo {
 
 // One try to open a device by its native name, to read and write, shared. What
 // came is in `opened`, to be closed by the caller, and in `io_status`.
-NTSTATUS open_kernel_device(const wchar_t* name, ULONG options, HANDLE& opened,
-                            IO_STATUS_BLOCK& io_status);
+[[nodiscard]] NTSTATUS open_kernel_device(const wchar_t* name, ULONG options, HANDLE& opened,
+                                          IO_STATUS_BLOCK& io_status);
 
 // The two native statuses of a request.
 struct ControlAnswer {
@@ -19,8 +19,10 @@ struct ControlAnswer {
     NTSTATUS completed;
 
     // The driver's own, unless that is plain success.
-    NTSTATUS status() const { return completed != STATUS_SUCCESS ? completed : returned; }
+    [[nodiscard]] NTSTATUS status() const {
+        return completed != STATUS_SUCCESS ? completed : returned;
+    }
 };
-ControlAnswer send_control_record(HANDLE device, std::uint32_t code, void* record);
+[[nodiscard]] ControlAnswer send_control_record(HANDLE device, std::uint32_t code, void* record);
 
 }  // namespace farlo

@@ -23,7 +23,7 @@ bool is_excluded(std::uint32_t type) {
 // Queries all disk groups until there are some; false when there never were.
 bool query_groups(opal_handle handle, const wchar_t* sleeping, std::vector<CZtObject>& groups) {
     for (int attempt = 0; attempt < lookup_tries; ++attempt) {
-        CZtDatabase::GetObjects(connection_pair(handle), ZTTYPE_DISK_GROUP, groups);
+        groups = objects_of_type(handle, ZTTYPE_DISK_GROUP);
         if (!groups.empty()) {
             return true;
         }

@@ -62,7 +62,8 @@ class OutputPropertySet : public CZtPropertySet {
 
 // Invokes a method of an object on the handle's own connection and returns the
 // bus status.
-std::uint32_t CsfInvoke(opal_connection connection, const opal_objid& target, const Method& method,
-                        const CZtPropertySet& input, const OutputPropertySet& output);
+[[nodiscard]] std::uint32_t CsfInvoke(opal_connection connection, const opal_objid& target,
+                                      const Method& method, const CZtPropertySet& input,
+                                      const OutputPropertySet& output);
 
 }  // namespace farlo

@@ -8,7 +8,7 @@
 
 namespace farlo {
 
-std::string FormatMethodDescriptor(const opal_objid& object, const GUID& interface_id,
-                                   std::uint32_t major, std::uint32_t minor);
+[[nodiscard]] std::string FormatMethodDescriptor(const opal_objid& object, const GUID& interface_id,
+                                                 std::uint32_t major, std::uint32_t minor);
 
 }  // namespace farlo

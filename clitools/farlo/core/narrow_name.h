@@ -23,7 +23,7 @@ template <std::size_t Capacity>
 // Converts a name for a log line whose format takes a narrow string ("%S").
 // Unlike narrow_name it never fails, so that the line is always written: a
 // character outside ASCII becomes "?".
-inline std::string narrow_for_log(const wchar_t* name) {
+[[nodiscard]] inline std::string narrow_for_log(const wchar_t* name) {
     std::string narrow;
     for (; *name != L'\0'; ++name) {
         narrow += *name < 0x80 ? static_cast<char>(*name) : '?';

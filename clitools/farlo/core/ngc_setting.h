@@ -6,6 +6,6 @@ namespace farlo {
 // Reads "SupportSCSI3" and sets the process's NGC flag: true when the value is
 // 2. The key is opened with all access, so a process that may not write there
 // reads false. Returns the flag.
-bool ReadNgcSetting();
+[[nodiscard]] bool ReadNgcSetting();
 
 }  // namespace farlo

@@ -86,8 +86,8 @@ class CZtControlManager {
   public:
     // No control is registered in this process: traces what was asked and
     // answers ZTERROR_UNKNOWN_METHOD.
-    std::uint32_t Dispatch(const opal_objid& object, const GUID& interface_id, std::uint32_t major,
-                           std::uint32_t minor);
+    [[nodiscard]] std::uint32_t Dispatch(const opal_objid& object, const GUID& interface_id,
+                                         std::uint32_t major, std::uint32_t minor);
     void Shutdown() {}
 };
 
@@ -101,7 +101,7 @@ class CZtEventManager {
   public:
     void AddListener(CZtEventListener& listener);
     // ZTERROR_NO_EVENT when no listener exists.
-    std::uint32_t Notify(const char* name);
+    [[nodiscard]] std::uint32_t Notify(const char* name);
     void Shutdown();
 
   private:
@@ -143,7 +143,7 @@ class ProviderRuntime {
 
     // Starts the provider for a connection: 0, ZTERROR_SHUTTING_DOWN, or
     // ZTERROR_PROVIDER when its initialisation raised an exception.
-    std::uint32_t start(const ConnectionPair& pair) noexcept;
+    [[nodiscard]] std::uint32_t start(const ConnectionPair& pair) noexcept;
 
     bool started() const { return m_started; }
     // The pair of the last validation that made a fresh connection.

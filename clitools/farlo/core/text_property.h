@@ -7,6 +7,6 @@ namespace farlo {
 
 // Whether an object's property is that text, without regard to case. One that
 // cannot be read is not.
-bool is_text(const CZtObject& object, const char* property, const wchar_t* wanted);
+[[nodiscard]] bool is_text(const CZtObject& object, const char* property, const wchar_t* wanted);
 
 }  // namespace farlo

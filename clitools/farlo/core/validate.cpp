@@ -9,6 +9,8 @@
 
 #include "../diskgroup/alerts.h"
 
+#include <tuple>
+
 namespace farlo {
 namespace {
 
@@ -67,9 +69,9 @@ void serve_fresh_connection(opal_handle handle) {
         return;
     }
     fresh_connection = false;
-    // Neither result counts: a handle without alerts still serves.
-    provider_runtime.start(connection_pair(handle));
-    register_stored_callback(handle);
+    // Ignored: a handle without the provider runtime or the alerts still works.
+    std::ignore = provider_runtime.start(connection_pair(handle));
+    std::ignore = register_stored_callback(handle);
 }
 
 std::uint32_t validation_result(std::uint32_t status) {
@@ -111,7 +113,8 @@ std::uint32_t validate_borrowed(opal_handle handle, OwnConnection& own) {
 
 OwnConnection::~OwnConnection() {
     if (m_handle != nullptr) {
-        farlo::UnInitializeClusterW(m_handle);
+        // Ignored: nothing can be done about a connection that is not released.
+        std::ignore = farlo::UnInitializeClusterW(m_handle);
     }
 }
 

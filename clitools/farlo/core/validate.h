@@ -9,11 +9,11 @@ namespace farlo {
 
 // Connects the handle in `slot`, or reconnects one that is no longer connected
 // (three tries, 500 ms apart). 0, or 20 when there is no connection.
-std::uint32_t ValidateClusterW(opal_handle* slot);
+[[nodiscard]] std::uint32_t ValidateClusterW(opal_handle* slot);
 
 // Releases a handle: 0, or 21 when the command library refused. The caller's
 // slot is not cleared.
-std::uint32_t UnInitializeClusterW(opal_handle handle);
+[[nodiscard]] std::uint32_t UnInitializeClusterW(opal_handle handle);
 
 // A connection that one call makes for itself; released when it goes out of scope.
 class OwnConnection {
@@ -37,6 +37,6 @@ class OwnConnection {
 // connected, with the tries, pauses and log lines of a reconnection. It carries
 // neither the alerts nor the provider runtime, as it does not outlive the call:
 // the next ValidateClusterW starts those. 0, or 20 when there is no connection.
-std::uint32_t validate_borrowed(opal_handle handle, OwnConnection& own);
+[[nodiscard]] std::uint32_t validate_borrowed(opal_handle handle, OwnConnection& own);
 
 }  // namespace farlo

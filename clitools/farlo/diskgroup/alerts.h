@@ -17,12 +17,12 @@ AlertTimeoutCallback alert_timeout_callback();
 // Stores the callback, a NULL one too, and registers the alert handler of this
 // library for the handle. Without a handle or a callback nothing is registered
 // and the result is 0; else it is the command library's status.
-std::uint32_t RegisterForAlerts(opal_handle handle, AlertTimeoutCallback callback);
+[[nodiscard]] std::uint32_t RegisterForAlerts(opal_handle handle, AlertTimeoutCallback callback);
 
 // Registers the alert handler for a handle once more, for the callback that is
 // stored by then. Does not store it again: one that the agent clears meanwhile
 // stays cleared. Result as of RegisterForAlerts.
-std::uint32_t register_stored_callback(opal_handle handle);
+[[nodiscard]] std::uint32_t register_stored_callback(opal_handle handle);
 
 // Receives the alerts of a handle on a thread of the command library. Reads
 // nothing of its arguments but the alert's name.

@@ -8,6 +8,6 @@
 namespace farlo {
 
 // farlo.h, ClusterServiceState.
-std::uint32_t ClusterServiceStateW(opal_handle handle, std::uint32_t state);
+[[nodiscard]] std::uint32_t ClusterServiceStateW(opal_handle handle, std::uint32_t state);
 
 }  // namespace farlo

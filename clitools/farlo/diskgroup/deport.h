@@ -8,6 +8,6 @@
 namespace farlo {
 
 // Deports a disk group (farlo.h, DeportDg).
-std::uint32_t DeportDgW(opal_handle handle, const wchar_t* name, const char* guid);
+[[nodiscard]] std::uint32_t DeportDgW(opal_handle handle, const wchar_t* name, const char* guid);
 
 }  // namespace farlo

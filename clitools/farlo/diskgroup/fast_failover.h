@@ -8,7 +8,7 @@
 namespace farlo {
 
 // farlo.h, SetFastFailoverFlagW.
-std::uint32_t SetFastFailoverFlagW(opal_handle handle, const wchar_t* name, const char* guid,
-                                   std::uint32_t flag);
+[[nodiscard]] std::uint32_t SetFastFailoverFlagW(opal_handle handle, const wchar_t* name,
+                                                 const char* guid, std::uint32_t flag);
 
 }  // namespace farlo

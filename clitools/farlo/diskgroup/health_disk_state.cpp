@@ -3,6 +3,7 @@
 #include "connection.h"
 #include "database.h"
 #include "farlo.h"
+#include "lookup.h"
 #include "text_property.h"
 #include "trace_log.h"
 
@@ -14,8 +15,7 @@ namespace {
 // The first disk whose name in the operating system or device name is `name`.
 bool FindDiskIdByOSorDevName(opal_handle handle, const wchar_t* name, CZtObject& found) {
     try {
-        std::vector<CZtObject> disks;
-        CZtDatabase::GetObjects(connection_pair(handle), ZTTYPE_DISK, disks);
+        const std::vector<CZtObject> disks = objects_of_type(handle, ZTTYPE_DISK);
         for (const CZtObject& disk : disks) {
             if (is_text(disk, "Name", name) || is_text(disk, "DEVICE NAME", name)) {
                 found.assign(disk);

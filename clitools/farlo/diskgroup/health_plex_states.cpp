@@ -12,6 +12,7 @@
 
 #include <cstddef>
 #include <iterator>
+#include <tuple>
 #include <vector>
 
 static_assert(sizeof(wchar_t) == 2);
@@ -27,7 +28,7 @@ void fill_record(const CZtObject& plex, farlo_plex_state& record) {
     try {
         WideText name;
         plex.GetProp("Name", name);
-        copy_text(record.name, std::size(record.name), name.c_str(), name.length());
+        std::ignore = copy_text(record.name, std::size(record.name), name.c_str(), name.length());
     } catch (...) {
     }
     try {

@@ -8,7 +8,7 @@
 namespace farlo {
 
 // Imports a disk group with all option bits set (farlo.h, ImportDg).
-std::uint32_t ImportDgW(opal_handle handle, const wchar_t* name, const char* guid,
-                        const wchar_t* new_name, std::uint32_t options);
+[[nodiscard]] std::uint32_t ImportDgW(opal_handle handle, const wchar_t* name, const char* guid,
+                                      const wchar_t* new_name, std::uint32_t options);
 
 }  // namespace farlo

@@ -10,6 +10,6 @@ namespace farlo {
 // device or what the record names is not found, 23 on a sharing violation, 24
 // on any other failure. The device is opened at the first request of the
 // process, in up to three tries a second apart, and stays open.
-std::uint32_t DmInfoIoctl(std::uint32_t code, void* record);
+[[nodiscard]] std::uint32_t DmInfoIoctl(std::uint32_t code, void* record);
 
 }  // namespace farlo

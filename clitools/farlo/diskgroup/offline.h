@@ -8,7 +8,7 @@
 namespace farlo {
 
 // Deports a disk group (farlo.h, OfflineDg).
-std::uint32_t OfflineDgW(opal_handle handle, const wchar_t* name, const char* guid,
-                         std::uint32_t options);
+[[nodiscard]] std::uint32_t OfflineDgW(opal_handle handle, const wchar_t* name, const char* guid,
+                                       std::uint32_t options);
 
 }  // namespace farlo

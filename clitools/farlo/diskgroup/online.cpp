@@ -124,7 +124,7 @@ std::optional<std::uint32_t> import_group(const Request& request, std::uint32_t&
     if (check_name) {
         std::vector<CZtObject> groups;
         try {
-            CZtDatabase::GetObjects(connection_pair(request.handle), ZTTYPE_DISK_GROUP, groups);
+            groups = objects_of_type(request.handle, ZTTYPE_DISK_GROUP);
         } catch (...) {
             // Kept: agents have always been told success here.
             early_status = FARLO_SUCCESS;

@@ -12,8 +12,9 @@ inline constexpr std::uint32_t online_default_reserved = 120;
 
 // Imports a disk group (farlo.h, OnlineDgEx). `reserved` is not used; `entry` is
 // the export that was called.
-std::uint32_t OnlineDgExW(opal_handle handle, const wchar_t* name, const char* guid,
-                          const wchar_t* new_name, std::uint32_t options, std::uint32_t reserved,
-                          const wchar_t* entry = L"OnlineDgExW");
+[[nodiscard]] std::uint32_t OnlineDgExW(opal_handle handle, const wchar_t* name, const char* guid,
+                                        const wchar_t* new_name, std::uint32_t options,
+                                        std::uint32_t reserved,
+                                        const wchar_t* entry = L"OnlineDgExW");
 
 }  // namespace farlo

@@ -8,15 +8,17 @@
 namespace farlo {
 
 // farlo.h, ArbitrateDg, StopDgReservation, GetDgReservationStatus, ReleaseDgW.
-std::uint32_t ArbitrateDgW(opal_handle handle, const wchar_t* name, const char* guid);
-std::uint32_t StopDgReservationW(opal_handle handle, const wchar_t* name, const char* guid);
-std::uint32_t GetDgReservationStatusW(opal_handle handle, const wchar_t* name, const char* guid,
-                                      std::uint32_t* reservation);
-std::uint32_t ReleaseDgW(const char* guid);
+[[nodiscard]] std::uint32_t ArbitrateDgW(opal_handle handle, const wchar_t* name, const char* guid);
+[[nodiscard]] std::uint32_t StopDgReservationW(opal_handle handle, const wchar_t* name,
+                                               const char* guid);
+[[nodiscard]] std::uint32_t GetDgReservationStatusW(opal_handle handle, const wchar_t* name,
+                                                    const char* guid, std::uint32_t* reservation);
+[[nodiscard]] std::uint32_t ReleaseDgW(const char* guid);
 
 // GetDgReservationStatusW on a node that reserves through the service: writes
 // the service's own reservation state.
-std::uint32_t GetNgcDgReservationStatusW(opal_handle handle, const wchar_t* name, const char* guid,
-                                         std::uint32_t* reservation);
+[[nodiscard]] std::uint32_t GetNgcDgReservationStatusW(opal_handle handle, const wchar_t* name,
+                                                       const char* guid,
+                                                       std::uint32_t* reservation);
 
 }  // namespace farlo

@@ -10,6 +10,6 @@ namespace farlo {
 
 // Tries the lock of a group without waiting: 0 when it was taken, else 1. The
 // caller releases `mutex` on 0 only, and closes it in every case.
-std::uint32_t IgnoreReservationThreadStatus(Handle& mutex, const char* guid);
+[[nodiscard]] std::uint32_t IgnoreReservationThreadStatus(Handle& mutex, const char* guid);
 
 }  // namespace farlo

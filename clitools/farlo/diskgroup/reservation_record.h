@@ -19,7 +19,7 @@ struct PageFree {
 using ReservationRecord = std::unique_ptr<dm_reservation_request, PageFree>;
 
 // NULL when out of memory. The GUID string must fit.
-inline ReservationRecord make_reservation_record(const char* guid) {
+[[nodiscard]] inline ReservationRecord make_reservation_record(const char* guid) {
     ReservationRecord record(static_cast<dm_reservation_request*>(
         VirtualAlloc(nullptr, sizeof(dm_reservation_request), MEM_COMMIT, PAGE_READWRITE)));
     if (record != nullptr) {

@@ -12,6 +12,7 @@
 
 #include <cstring>
 #include <optional>
+#include <tuple>
 
 namespace farlo {
 namespace {
@@ -34,7 +35,8 @@ void read_dgid(const CZtObject& group, char* guid) {
 }
 
 void rescan_and_wait(opal_handle handle) {
-    PerformPnpDiskRescan(handle, nullptr);
+    // Ignored: the lookup that follows shows what came of the rescan.
+    std::ignore = PerformPnpDiskRescan(handle, nullptr);
     log(6, L"GetDgGuidCommon: Sleeping for 10 secs");
     Sleep(rescan_pause_ms);
 }
@@ -60,7 +62,7 @@ std::uint32_t look_again_after_rescan(opal_handle handle, const wchar_t* name, C
     }
     // KEPT: the mutex is released even when the wait did not obtain it; the system
     // then refuses the release, and nothing else comes of it.
-    WaitForMutex(mutex.get(), rescan_wait_ms);
+    std::ignore = WaitForMutex(mutex.get(), rescan_wait_ms);
     const MutexHold hold(mutex.get());
     std::uint32_t status = GetDgObjIdByName(handle, name, group, cluster_only);
     if (status == FARLO_NOT_FOUND) {

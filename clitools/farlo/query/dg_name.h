@@ -9,6 +9,6 @@ namespace farlo {
 
 // Writes the name of a cluster group into a buffer of FARLO_NAME_SIZE wide
 // characters.
-std::uint32_t GetDgNameW(opal_handle handle, const char* guid, wchar_t* name);
+[[nodiscard]] std::uint32_t GetDgNameW(opal_handle handle, const char* guid, wchar_t* name);
 
 }  // namespace farlo

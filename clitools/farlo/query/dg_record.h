@@ -8,7 +8,7 @@
 
 namespace farlo {
 
-std::uint32_t GetDgPropertiesW(opal_handle handle, const wchar_t* name, const char* guid,
-                               DgInfo* record, std::uint32_t* size);
+[[nodiscard]] std::uint32_t GetDgPropertiesW(opal_handle handle, const wchar_t* name,
+                                             const char* guid, DgInfo* record, std::uint32_t* size);
 
 }  // namespace farlo

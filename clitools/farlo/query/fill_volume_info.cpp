@@ -7,6 +7,7 @@
 #include "../volume/mount_points.h"
 
 #include <cwchar>
+#include <tuple>
 #include <vector>
 
 namespace farlo {
@@ -19,7 +20,8 @@ static_assert(sizeof VolInfo::mount_points == mount_text_capacity * sizeof(wchar
 // The text of this volume's paths alone, whatever the field held.
 void fill_mount_points(opal_handle handle, const CZtObject& volume, VolInfo& record) {
     wchar_t text[mount_text_capacity] = L"";
-    GetMountPoints(handle, text, volume.id());
+    // Ignored: the field takes the paths that were found.
+    std::ignore = GetMountPoints(handle, text, volume.id());
     put_text(&record.mount_points, sizeof record.mount_points, text, std::wcslen(text));
 }
 

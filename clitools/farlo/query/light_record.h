@@ -8,7 +8,8 @@
 
 namespace farlo {
 
-std::uint32_t GetDgVolPropertiesW(opal_handle handle, const wchar_t* name, const char* guid,
-                                  DgVolInfo* record, std::uint32_t* size);
+[[nodiscard]] std::uint32_t GetDgVolPropertiesW(opal_handle handle, const wchar_t* name,
+                                                const char* guid, DgVolInfo* record,
+                                                std::uint32_t* size);
 
 }  // namespace farlo

@@ -12,6 +12,6 @@ inline constexpr std::size_t mount_link_capacity = 260;
 // mount_link_capacity characters; a longer name is passed over. False, and the
 // link empty, when there is none or the mount-point manager could not be asked. An
 // empty device name has no links; nothing is asked for it.
-bool QueryMountPointName(const wchar_t* device, wchar_t* link, const wchar_t* search);
+[[nodiscard]] bool QueryMountPointName(const wchar_t* device, wchar_t* link, const wchar_t* search);
 
 }  // namespace farlo

@@ -4,6 +4,7 @@
 #include "database.h"
 #include "farlo.h"
 #include "guarded.h"
+#include "lookup.h"
 #include "narrow_name.h"
 #include "trace_log.h"
 
@@ -87,7 +88,7 @@ void append_narrow(TextList& list, const WideText& name) {
 std::vector<CZtObject> query_groups(opal_handle handle) {
     std::vector<CZtObject> groups;
     for (int attempt = 0; attempt < query_tries && groups.empty(); ++attempt) {
-        CZtDatabase::GetObjects(connection_pair(handle), ZTTYPE_DISK_GROUP, groups);
+        groups = objects_of_type(handle, ZTTYPE_DISK_GROUP);
         if (groups.empty()) {
             log(6, L"GetDgNameListCommon: Sleeping for 5 secs");
             Sleep(query_pause_ms);

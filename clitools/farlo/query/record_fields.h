@@ -13,7 +13,8 @@
 namespace farlo {
 
 // A property's value, or nothing when it cannot be read.
-template <class T> std::optional<T> read_optional(const CZtObject& object, const char* name) {
+template <class T>
+[[nodiscard]] std::optional<T> read_optional(const CZtObject& object, const char* name) {
     try {
         T value{};
         object.GetProp(name, value);
@@ -24,7 +25,7 @@ template <class T> std::optional<T> read_optional(const CZtObject& object, const
 }
 
 // Reads a text in place; false when it cannot be read.
-inline bool read_text(const CZtObject& object, const char* name, WideText& text) {
+[[nodiscard]] inline bool read_text(const CZtObject& object, const char* name, WideText& text) {
     try {
         return object.GetProp(name, text);
     } catch (...) {
@@ -53,7 +54,7 @@ inline void copy_property(const CZtObject& object, const char* name, void* field
 // Whether a caller's size is enough for `needed` bytes: 0, or 97 and the size that
 // is needed. Callers are told 32 bits of it; where these hide that the buffer is
 // too small, 97 is thrown.
-inline std::uint32_t check_record_size(std::uint64_t needed, std::uint32_t& size) {
+[[nodiscard]] inline std::uint32_t check_record_size(std::uint64_t needed, std::uint32_t& size) {
     const auto told = static_cast<std::uint32_t>(needed);
     if (told > size) {
         size = told;

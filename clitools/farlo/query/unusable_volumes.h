@@ -10,9 +10,10 @@ namespace farlo {
 
 // Whether the operating system has given a volume a GUID name: it can be used only
 // then.
-bool has_volume_guid_name(const wchar_t* device);
+[[nodiscard]] bool has_volume_guid_name(const wchar_t* device);
 
-std::uint32_t GetUnusableVolumesInfo(opal_handle handle, const wchar_t* name, const char* guid,
-                                     VolInfo* records, std::uint32_t* count);
+[[nodiscard]] std::uint32_t GetUnusableVolumesInfo(opal_handle handle, const wchar_t* name,
+                                                   const char* guid, VolInfo* records,
+                                                   std::uint32_t* count);
 
 }  // namespace farlo

@@ -9,7 +9,8 @@ namespace farlo {
 
 // Writes the text that the cluster-service object reports for a volume into a
 // buffer of FARLO_GUID_TEXT_SIZE characters.
-std::uint32_t GetDgVolumeGuidW(opal_handle handle, const wchar_t* name, const char* guid,
-                               const wchar_t* device, char* volume_guid);
+[[nodiscard]] std::uint32_t GetDgVolumeGuidW(opal_handle handle, const wchar_t* name,
+                                             const char* guid, const wchar_t* device,
+                                             char* volume_guid);
 
 }  // namespace farlo

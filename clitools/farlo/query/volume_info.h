@@ -8,7 +8,8 @@
 
 namespace farlo {
 
-std::uint32_t GetVolumeInfo(opal_handle handle, const wchar_t* name, const char* guid,
-                            const wchar_t* device, VolInfo* record, std::uint32_t* size);
+[[nodiscard]] std::uint32_t GetVolumeInfo(opal_handle handle, const wchar_t* name, const char* guid,
+                                          const wchar_t* device, VolInfo* record,
+                                          std::uint32_t* size);
 
 }  // namespace farlo

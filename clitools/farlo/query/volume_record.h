@@ -8,7 +8,7 @@
 
 namespace farlo {
 
-std::uint32_t GetVolPropertiesW(opal_handle handle, const wchar_t* device, VolPropInfo* record,
-                                std::uint32_t* size);
+[[nodiscard]] std::uint32_t GetVolPropertiesW(opal_handle handle, const wchar_t* device,
+                                              VolPropInfo* record, std::uint32_t* size);
 
 }  // namespace farlo

@@ -7,7 +7,8 @@
 
 namespace farlo {
 
-std::uint32_t GetDgVolumeStateW(opal_handle handle, const wchar_t* name, const char* guid,
-                                const wchar_t* device, std::uint32_t* state);
+[[nodiscard]] std::uint32_t GetDgVolumeStateW(opal_handle handle, const wchar_t* name,
+                                              const char* guid, const wchar_t* device,
+                                              std::uint32_t* state);
 
 }  // namespace farlo

@@ -7,7 +7,8 @@
 
 namespace farlo {
 
-std::uint32_t GetDgVolumeStatusW(opal_handle handle, const char* guid,
-                                 const std::uint8_t* volume_guid, std::uint32_t* status);
+[[nodiscard]] std::uint32_t GetDgVolumeStatusW(opal_handle handle, const char* guid,
+                                               const std::uint8_t* volume_guid,
+                                               std::uint32_t* status);
 
 }  // namespace farlo

@@ -11,6 +11,7 @@
 
 #include <cerrno>
 #include <cwchar>
+#include <tuple>
 #include <vector>
 
 namespace farlo {
@@ -30,7 +31,8 @@ std::uint32_t find_guid(opal_handle handle, const wchar_t* device, char* guid) {
         log(0, L"GetClusterSharedDgGuidW: failed to allocate memory");
         return FARLO_OUT_OF_MEMORY;
     }
-    query.format(ZTTYPE_VOLUME, "DEVICE NAME", device);
+    // It fits: check_device has passed the name.
+    std::ignore = query.format(ZTTYPE_VOLUME, "DEVICE NAME", device);
     // Two blanks in front of "- %s" in some of these lines and one in others: kept,
     // administrators search for this wording.
     std::vector<CZtObject> volumes;

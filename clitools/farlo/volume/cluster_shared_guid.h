@@ -8,6 +8,7 @@
 namespace farlo {
 
 // farlo.h, GetClusterSharedDgGuid.
-std::uint32_t GetClusterSharedDgGuidW(opal_handle handle, const wchar_t* device, char* guid);
+[[nodiscard]] std::uint32_t GetClusterSharedDgGuidW(opal_handle handle, const wchar_t* device,
+                                                    char* guid);
 
 }  // namespace farlo

@@ -10,6 +10,7 @@
 
 #include <cstring>
 #include <cwchar>
+#include <tuple>
 #include <vector>
 
 namespace farlo {
@@ -37,17 +38,18 @@ bool is_clusterable(opal_handle handle, std::uint32_t style, std::uint32_t signa
         log(0, L"IsStorageClusterable: failed to allocate memory");
         return false;
     }
-    // For other styles the empty query is run: kept, the service answers it.
+    // KEPT: the query stays empty for other styles, and the service is asked anyway.
+    // Both values fit into a query.
     if (style == FARLO_PARTITION_STYLE_MBR) {
         _snwprintf(value.get(), value_characters, L"%u", signature);
-        query.format(ZTTYPE_DISK, "SIGNATURE", value.get());
+        std::ignore = query.format(ZTTYPE_DISK, "SIGNATURE", value.get());
     } else if (style == FARLO_PARTITION_STYLE_GPT) {
         if (disk_guid == nullptr) {
             log(0, L"IsStorageClusterable() failed , NULL Disk GUID");
             return false;
         }
         format_guid(value.get(), disk_guid);
-        query.format(ZTTYPE_DISK, "DISKGUID", value.get());
+        std::ignore = query.format(ZTTYPE_DISK, "DISKGUID", value.get());
     }
     std::vector<CZtObject> disks;
     const std::uint32_t status =

@@ -10,6 +10,6 @@ namespace farlo {
 // on a sharing violation, 36 when the driver was unsuccessful, 1 when there is no
 // such device, 19 on an invalid parameter, 24 on any other failure. The device is
 // opened for each request, in up to three tries a second apart.
-std::uint32_t SendDmConfigRequest(std::uint32_t code, void* record);
+[[nodiscard]] std::uint32_t SendDmConfigRequest(std::uint32_t code, void* record);
 
 }  // namespace farlo

@@ -8,6 +8,7 @@
 #include "status.h"
 #include "trace_log.h"
 
+#include <tuple>
 #include <vector>
 
 namespace farlo {
@@ -68,7 +69,8 @@ bool IsVolumeOfSpecifiedDgType(opal_handle handle, const wchar_t* volume_name, s
         log(0, L"IsVolumeOfSpecifiedDgType: failed to allocate memory");
         return false;
     }
-    query.format(ZTTYPE_VOLUME, volume_name_property, volume_name);
+    // It fits, as checked above.
+    std::ignore = query.format(ZTTYPE_VOLUME, volume_name_property, volume_name);
     const bool answer =
         guarded_answer([&] { return is_of_type(handle, query, volume_name, type, group); });
     log(0, L"Exiting IsVolumeOfSpecifiedDgType");

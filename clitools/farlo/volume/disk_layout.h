@@ -6,7 +6,7 @@
 namespace farlo {
 
 // farlo.h, GetDiskTypeAndSignature.
-std::uint32_t GetDiskTypeAndSignatureW(const wchar_t* path, std::uint32_t* signature,
-                                       std::uint8_t* disk_guid, std::uint32_t* style);
+[[nodiscard]] std::uint32_t GetDiskTypeAndSignatureW(const wchar_t* path, std::uint32_t* signature,
+                                                     std::uint8_t* disk_guid, std::uint32_t* style);
 
 }  // namespace farlo

@@ -6,6 +6,7 @@
 namespace farlo {
 
 // farlo.h, OfflineVolume.
-std::uint32_t OfflineVolumeW(const char* name, const wchar_t* path, const void* group_guid);
+[[nodiscard]] std::uint32_t OfflineVolumeW(const char* name, const wchar_t* path,
+                                           const void* group_guid);
 
 }  // namespace farlo

@@ -4,10 +4,12 @@
 #include "connection.h"
 #include "database.h"
 #include "farlo.h"
+#include "lookup.h"
 #include "status.h"
 #include "text_property.h"
 #include "trace_log.h"
 
+#include <tuple>
 #include <vector>
 
 namespace farlo {
@@ -26,7 +28,8 @@ bool FindVolObjByDevName(opal_handle handle, const wchar_t* device, CZtObject& v
         log(0, L"FindVolObjByDevName: failed to allocate memory");
         return false;
     }
-    query.format(ZTTYPE_VOLUME, device_name, device);
+    // It fits: check_device has passed the name.
+    std::ignore = query.format(ZTTYPE_VOLUME, device_name, device);
     std::vector<CZtObject> volumes;
     const std::uint32_t status =
         CZtDatabase::GetObjectsByQuery(connection_pair(handle), query.c_str(), volumes);
@@ -44,8 +47,7 @@ bool FindVolObjByDevName(opal_handle handle, const wchar_t* device, CZtObject& v
 }
 
 bool FindVolIdByDLorDevName(opal_handle handle, CZtObject& volume, const wchar_t* name) {
-    std::vector<CZtObject> volumes;
-    CZtDatabase::GetObjects(connection_pair(handle), ZTTYPE_VOLUME, volumes);
+    const std::vector<CZtObject> volumes = objects_of_type(handle, ZTTYPE_VOLUME);
     for (const CZtObject& candidate : volumes) {
         if (is_text(candidate, "Name", name) || is_text(candidate, device_name, name) ||
             is_text(candidate, "DRIVE LETTER", name)) {

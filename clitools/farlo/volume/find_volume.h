@@ -14,11 +14,13 @@ namespace farlo {
 
 // Asks the service for the volume of a device name that check_device has passed.
 // False, and `volume` as it was, when there is none or the query failed.
-bool FindVolObjByDevName(opal_handle handle, const wchar_t* device, CZtObject& volume);
+[[nodiscard]] bool FindVolObjByDevName(opal_handle handle, const wchar_t* device,
+                                       CZtObject& volume);
 
 // The first volume whose "Name", "DEVICE NAME" or "DRIVE LETTER" is `name`,
 // compared without regard to case. False, and `volume` as it was, when there is
 // none.
-bool FindVolIdByDLorDevName(opal_handle handle, CZtObject& volume, const wchar_t* name);
+[[nodiscard]] bool FindVolIdByDLorDevName(opal_handle handle, CZtObject& volume,
+                                          const wchar_t* name);
 
 }  // namespace farlo

@@ -8,7 +8,7 @@
 namespace farlo {
 
 // farlo.h, GetFirstVolumesDiskID.
-std::uint32_t GetFirstVolumesDiskIDW(opal_handle handle, const wchar_t* group_name,
-                                     std::uint32_t* disk_id, std::uint32_t* style);
+[[nodiscard]] std::uint32_t GetFirstVolumesDiskIDW(opal_handle handle, const wchar_t* group_name,
+                                                   std::uint32_t* disk_id, std::uint32_t* style);
 
 }  // namespace farlo

@@ -8,6 +8,6 @@
 namespace farlo {
 
 // farlo.h, FFUpdateMountPath.
-std::uint32_t FFUpdateMountPathW(opal_handle handle, const wchar_t* name);
+[[nodiscard]] std::uint32_t FFUpdateMountPathW(opal_handle handle, const wchar_t* name);
 
 }  // namespace farlo

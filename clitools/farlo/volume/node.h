@@ -8,8 +8,8 @@
 namespace farlo {
 
 // farlo.h, StartCVMClusterW, StopCVMClusterW, GetCVMClusterNodeStateW.
-std::uint32_t StartCVMClusterW(opal_handle handle);
-std::uint32_t StopCVMClusterW(opal_handle handle);
-std::uint32_t GetCVMClusterNodeStateW(opal_handle handle, std::uint32_t* state);
+[[nodiscard]] std::uint32_t StartCVMClusterW(opal_handle handle);
+[[nodiscard]] std::uint32_t StopCVMClusterW(opal_handle handle);
+[[nodiscard]] std::uint32_t GetCVMClusterNodeStateW(opal_handle handle, std::uint32_t* state);
 
 }  // namespace farlo

@@ -5,6 +5,7 @@
 #include "database.h"
 #include "farlo.h"
 #include "guarded.h"
+#include "lookup.h"
 #include "mutex_hold.h"
 #include "node.h"
 #include "trace_log.h"
@@ -99,7 +100,7 @@ std::uint32_t wait_for_node(const CZtObject& misc) {
 }
 
 std::uint32_t start_cluster(opal_handle handle, std::vector<CZtObject>& misc, NodeMutex& mutex) {
-    CZtDatabase::GetObjects(connection_pair(handle), ZTTYPE_MISC, misc);
+    misc = objects_of_type(handle, ZTTYPE_MISC);
     if (misc.empty()) {
         log(0, L"CVMClusterStart::misc object not present");
         return FARLO_PROVIDER_FAILED;

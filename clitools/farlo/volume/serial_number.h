@@ -8,8 +8,9 @@
 namespace farlo {
 
 // farlo.h, GetVolumeNameForSerialNumber.
-std::uint32_t GetVolumeNameForSerialNumberW(opal_handle handle, const wchar_t* group_name,
-                                            const char* guid, std::uint32_t serial_number,
-                                            wchar_t* volume_name, std::uint32_t* size);
+[[nodiscard]] std::uint32_t
+GetVolumeNameForSerialNumberW(opal_handle handle, const wchar_t* group_name, const char* guid,
+                              std::uint32_t serial_number, wchar_t* volume_name,
+                              std::uint32_t* size);
 
 }  // namespace farlo

@@ -11,7 +11,7 @@ namespace farlo {
 
 // For a call that has failed: `error`, or FARLO_PROVIDER_FAILED where the system
 // names none. Never FARLO_SUCCESS.
-constexpr std::uint32_t failure_of(DWORD error) {
+[[nodiscard]] constexpr std::uint32_t failure_of(DWORD error) {
     return error != ERROR_SUCCESS ? error : FARLO_PROVIDER_FAILED;
 }
 

@@ -8,7 +8,7 @@ namespace farlo {
 
 // farlo.h, CheckOSVersionAndReg, DeleteVMMSFolder. Reparse points are neither
 // entered nor removed.
-std::uint32_t CheckOSVersionAndReg();
-std::uint32_t DeleteVMMSFolder(const wchar_t* folder);
+[[nodiscard]] std::uint32_t CheckOSVersionAndReg();
+[[nodiscard]] std::uint32_t DeleteVMMSFolder(const wchar_t* folder);
 
 }  // namespace farlo

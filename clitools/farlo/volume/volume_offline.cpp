@@ -68,8 +68,7 @@ std::uint32_t offline_volume(opal_handle handle, const char* guid, const wchar_t
             FARLO_NOT_CONNECTED);
         return FARLO_NOT_CONNECTED;
     }
-    std::vector<CZtObject> misc;
-    CZtDatabase::GetObjects(connection_pair(handle), ZTTYPE_MISC, misc);
+    const std::vector<CZtObject> misc = objects_of_type(handle, ZTTYPE_MISC);
     if (misc.empty()) {
         log(0, L"OfflineVolW()::misc object not present");
         return FARLO_PROVIDER_FAILED;

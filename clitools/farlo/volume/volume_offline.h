@@ -8,7 +8,7 @@
 namespace farlo {
 
 // farlo.h, OfflineVol.
-std::uint32_t OfflineVolW(opal_handle handle, const char* guid, const wchar_t* device,
-                          std::uint32_t flags);
+[[nodiscard]] std::uint32_t OfflineVolW(opal_handle handle, const char* guid, const wchar_t* device,
+                                        std::uint32_t flags);
 
 }  // namespace farlo

@@ -79,8 +79,7 @@ std::uint32_t wait_for_start(HANDLE thread, std::uint32_t interval_ms) {
 
 // Brings the cluster volume manager up on this node unless it runs.
 std::uint32_t start_cluster(opal_handle handle, std::uint32_t interval_ms) {
-    std::vector<CZtObject> misc;
-    CZtDatabase::GetObjects(connection_pair(handle), ZTTYPE_MISC, misc);
+    const std::vector<CZtObject> misc = objects_of_type(handle, ZTTYPE_MISC);
     if (misc.empty()) {
         log(0, L"OnlineVolW()::misc object not present");
         return FARLO_PROVIDER_FAILED;

@@ -8,7 +8,7 @@
 namespace farlo {
 
 // farlo.h, OnlineVol.
-std::uint32_t OnlineVolW(opal_handle handle, const char* guid, const wchar_t* device,
-                         std::uint32_t flags, std::uint32_t timeout_ms);
+[[nodiscard]] std::uint32_t OnlineVolW(opal_handle handle, const char* guid, const wchar_t* device,
+                                       std::uint32_t flags, std::uint32_t timeout_ms);
 
 }  // namespace farlo
