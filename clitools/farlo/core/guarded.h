@@ -39,4 +39,10 @@ template <class Operation> void guarded_attempt(Operation&& operation) noexcept 
     });
 }
 
+// Ends the guarded operation around the call, whose status is FARLO_EXCEPTION
+// then.
+[[noreturn]] inline void end_with_exception_status() {
+    throw std::uint32_t{FARLO_EXCEPTION};
+}
+
 }  // namespace farlo

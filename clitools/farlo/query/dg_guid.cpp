@@ -20,18 +20,21 @@ namespace {
 constexpr std::uint32_t rescan_wait_ms = 300'000;
 constexpr DWORD rescan_pause_ms = 10'000;
 
-// Copies a text of the service into the caller's buffer; one that is too long
-// is refused, as half an identifier may name another group.
-void copy_guid(const NarrowText& text, char* guid) {
-    if (!copy_text(guid, guid_text_capacity, text.c_str(), text.length())) {
-        throw FARLO_INVALID_ARGUMENT;
-    }
+// Copies a string of the service into the caller's buffer. False when it is too
+// long: half an identifier may name another group.
+[[nodiscard]] bool copy_guid(const NarrowText& text, char* guid) {
+    return copy_text(guid, guid_text_capacity, text.c_str(), text.length());
 }
 
-void read_dgid(const CZtObject& group, char* guid) {
-    NarrowText dgid;
-    group.GetProp("dgid", dgid);
-    copy_guid(dgid, guid);
+// False when the group has no identifier that can be read and fits.
+[[nodiscard]] bool read_dgid(const CZtObject& group, char* guid) noexcept {
+    try {
+        NarrowText dgid;
+        group.GetProp("dgid", dgid);
+        return copy_guid(dgid, guid);
+    } catch (...) {
+        return false;
+    }
 }
 
 void rescan_and_wait(opal_handle handle) {
@@ -93,7 +96,9 @@ std::uint32_t ask_cluster_service(opal_handle handle, const opal_objid& service,
         }
         NarrowText text;
         output.GetProp("Dgguid", text);
-        copy_guid(text, guid);
+        if (!copy_guid(text, guid)) {
+            end_with_exception_status();
+        }
         return FARLO_SUCCESS;
     });
 }
@@ -134,19 +139,16 @@ std::uint32_t GetDgGuidCommon(opal_handle handle, const wchar_t* name, char* gui
     if (status == FARLO_NOT_FOUND) {
         status = look_again_after_rescan(handle, name, group, cluster_only);
     }
-    if (status == FARLO_SUCCESS) {
-        try {
-            read_dgid(group, guid);
-            return FARLO_SUCCESS;
-        } catch (...) {
-            // A group without a readable identifier: the cluster service may know it.
-        }
+    if (status == FARLO_SUCCESS && read_dgid(group, guid)) {
+        return FARLO_SUCCESS;
     }
     if (status == FARLO_EXCLUDED_TYPE) {
         log(0, L"GetDgGuidCommon() failed , error=(0x%x)", status);
         return finish(handle, status);
     }
 
+    // The cluster service may know a group that was not found or has no readable
+    // identifier.
     opal_objid service{};
     status = GetClusSvcId(handle, service);
     if (status != FARLO_SUCCESS) {
@@ -178,7 +180,9 @@ std::uint32_t GetDgGuidfromOpal(opal_handle handle, const wchar_t* name, char* g
         if (!imported) {
             return FARLO_NOT_FOUND;
         }
-        read_dgid(group, guid);
+        if (!read_dgid(group, guid)) {
+            end_with_exception_status();
+        }
         return FARLO_SUCCESS;
     });
 }

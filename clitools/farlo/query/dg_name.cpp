@@ -38,7 +38,7 @@ std::uint32_t GetDgNameW(opal_handle handle, const char* guid, wchar_t* name) {
         WideText text;
         group.GetProp("Name", text);
         if (!copy_text(name, FARLO_NAME_SIZE, text.c_str(), text.length())) {
-            throw FARLO_INVALID_ARGUMENT;
+            end_with_exception_status();
         }
         return FARLO_SUCCESS;
     });

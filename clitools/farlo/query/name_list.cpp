@@ -60,7 +60,7 @@ class TextList {
 
     void append(const void* text, std::size_t bytes) {
         if (bytes > m_left) {
-            throw FARLO_BUFFER_TOO_SMALL;
+            end_with_exception_status();
         }
         std::memcpy(m_next, text, bytes);
         m_next += bytes;
@@ -80,7 +80,7 @@ void append_wide(TextList& list, const WideText& name) {
 void append_narrow(TextList& list, const WideText& name) {
     char narrow[narrow_name_capacity];
     if (!narrow_name(name.c_str(), narrow)) {
-        throw FARLO_INVALID_ARGUMENT;
+        end_with_exception_status();
     }
     list.append(narrow, std::strlen(narrow) + 1);
 }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "farlo.h"
+#include "guarded.h"
 #include "object.h"
 
 #include <algorithm>
@@ -51,17 +52,17 @@ inline void copy_property(const CZtObject& object, const char* name, void* field
     }
 }
 
-// Whether a caller's size is enough for `needed` bytes: 0, or 97 and the size that
-// is needed. Callers are told 32 bits of it; where these hide that the buffer is
-// too small, 97 is thrown.
+// Checks whether a caller's size is enough for `needed` bytes. Returns 0, or 97
+// after it stored the size that is needed, of which callers get 32 bits. Where
+// these hide that the buffer is too small, ends the guarded operation.
 [[nodiscard]] inline std::uint32_t check_record_size(std::uint64_t needed, std::uint32_t& size) {
-    const auto told = static_cast<std::uint32_t>(needed);
-    if (told > size) {
-        size = told;
+    const auto stored = static_cast<std::uint32_t>(needed);
+    if (stored > size) {
+        size = stored;
         return FARLO_BUFFER_TOO_SMALL;
     }
     if (needed > size) {
-        throw FARLO_BUFFER_TOO_SMALL;
+        end_with_exception_status();
     }
     return FARLO_SUCCESS;
 }

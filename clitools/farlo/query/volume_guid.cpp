@@ -43,7 +43,7 @@ std::uint32_t ask_cluster_service(opal_handle handle, const wchar_t* name, const
         NarrowText text;
         output.GetProp("Volguid", text);
         if (!copy_text(volume_guid, FARLO_GUID_TEXT_SIZE, text.c_str(), text.length())) {
-            throw FARLO_INVALID_ARGUMENT;
+            end_with_exception_status();
         }
         return status;
     });

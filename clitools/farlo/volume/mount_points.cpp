@@ -158,7 +158,7 @@ std::uint32_t GetDriveLetterFromMntMgr(opal_handle handle, wchar_t* letter, std:
             WideText text;
             output.GetProp("DRIVE LETTER", text);
             if (!copy_text(letter, capacity, text.c_str(), text.length())) {
-                throw FARLO_INVALID_ARGUMENT;
+                end_with_exception_status();
             }
         }
         return status;

@@ -41,7 +41,7 @@ std::uint32_t find_serial_number(const std::vector<CZtObject>& volumes, std::uin
         if (serial_number == wanted) {
             if (!copy_text(volume_name, capacity / sizeof *volume_name, root.c_str(),
                            root.size())) {
-                throw FARLO_INVALID_ARGUMENT;
+                end_with_exception_status();
             }
             return FARLO_SUCCESS;
         }

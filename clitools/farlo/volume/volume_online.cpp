@@ -130,7 +130,7 @@ std::uint32_t import_group(opal_handle handle, const char* guid, const CZtObject
     WideText text;
     group.GetProp("Name", text);
     if (!copy_text(name, group_name_capacity, text.c_str(), text.length())) {
-        throw FARLO_INVALID_ARGUMENT;
+        end_with_exception_status();
     }
     const std::uint32_t status = farlo::OnlineDgExW(handle, name, guid, L"", import_options,
                                                     online_default_reserved, L"OnlineVolW");
