@@ -18,7 +18,7 @@
 namespace farlo {
 namespace {
 
-// Bits of the working word that the library adds.
+// Bits that the library adds to the caller's options.
 constexpr std::uint32_t check_name_bit = 0x40;
 constexpr std::uint32_t always_bit = 0x4000;
 constexpr std::uint32_t cluster_shared_bits = 0xFFFFFFFD;
@@ -32,8 +32,8 @@ struct Request {
     std::uint32_t options;
 };
 
-// Whether the group's name is taken by an imported one. A group without a
-// readable name is passed over; one without a readable "imported" throws.
+// Whether an imported group has the name. Skips a group whose name cannot be read;
+// throws when "imported" cannot be read.
 bool is_imported_under(const std::vector<CZtObject>& groups, const wchar_t* name) {
     for (const CZtObject& group : groups) {
         WideText group_name;
@@ -51,102 +51,110 @@ bool is_imported_under(const std::vector<CZtObject>& groups, const wchar_t* name
     return false;
 }
 
-// Adds the parameters that every import carries. `word` is completed on the way.
+// What an import is sent with.
+struct Target {
+    GuidText guid;
+    CZtObject group;  // the null object unless the caller's options ask for a shared group
+    opal_objid service{};
+};
+
+std::uint32_t find_target(const Request& request, Target& target) {
+    const bool cluster_only = (request.options & FARLO_ONLINE_SHARED) == 0;
+    std::uint32_t status =
+        SetDgGuidParam(target.guid, request.guid, request.name, request.handle, cluster_only);
+    if (status != FARLO_SUCCESS) {
+        log(0, L"OnlineDgExW():SetDgGuidParam() failed, error=(0x%x) ", status);
+        return status;
+    }
+    if (!cluster_only) {
+        status = GetDgObjIdByGuid(request.handle, target.guid.get(), target.group, cluster_only);
+        if (status != FARLO_SUCCESS) {
+            log(0, L"OnlineDgExW():GetDgObjIdByGuid() failed, error=(0x%x) ", status);
+            return status;
+        }
+    }
+    status = GetClusSvcId(request.handle, target.service);
+    if (status != FARLO_SUCCESS) {
+        log(0, L"OnlineDgExW():GetClusSvcId() failed, error=(0x%x) ", status);
+    }
+    return status;
+}
+
+bool checks_name(std::uint32_t options) {
+    return (options & FARLO_ONLINE_NO_NAME_CHECK) == 0;
+}
+
+// All disk groups, or nothing when the query threw.
+std::optional<std::vector<CZtObject>> query_groups(opal_handle handle) {
+    try {
+        return objects_of_type(handle, ZTTYPE_DISK_GROUP);
+    } catch (...) {
+        return std::nullopt;
+    }
+}
+
+// The option bits that are sent.
+std::uint32_t sent_bits(std::uint32_t options) {
+    const bool cluster_shared = (options & FARLO_ONLINE_CLUSTER_SHARED) != 0;
+    return options | always_bit | (checks_name(options) ? check_name_bit : 0) |
+           (cluster_shared ? cluster_shared_bits : not_cluster_shared_bits);
+}
+
+// Adds the parameters that follow the group's name.
 void add_parameters(CZtPropertySet& input, const Request& request, const char* guid,
-                    std::uint32_t& word) {
-    input.AddProp("Name", request.name);
-    word |=
-        (word & FARLO_ONLINE_CLUSTER_SHARED) != 0 ? cluster_shared_bits : not_cluster_shared_bits;
+                    std::uint32_t option_bits) {
     input.AddProp("Dgguid", guid);
     input.AddProp("dgid", guid);
     input.AddProp("Newdgname", request.new_name);
-    // The present name: kept, although ImportDgW sends something else here.
+    // KEPT: "newname" is the present name, which ImportDgW sends beside a new one only.
     input.AddProp("newname", request.name);
-    input.AddProperty(CZtProperty("Opflag", word));
-    input.AddProperty(CZtProperty("OnlineFlag", word));
-    if ((word & FARLO_ONLINE_CLEAR_HOST_ID) != 0) {
+    input.AddProperty(CZtProperty("Opflag", option_bits));
+    input.AddProperty(CZtProperty("OnlineFlag", option_bits));
+    if ((option_bits & FARLO_ONLINE_CLEAR_HOST_ID) != 0) {
         input.AddProperty(CZtProperty("clearhostid", true));
     }
 }
 
-// Sends the import to the service and returns its status.
-std::uint32_t send_import(const Request& request, const opal_objid& service, const CZtObject& group,
-                          CZtPropertySet& input, std::uint32_t word) {
+// Sends the import to the service and returns its status. `input` holds the
+// group's name. From here on the option bits decide, not the caller's options: the
+// bits of a cluster-shared import include all others but 0x2.
+std::uint32_t send_import(const Request& request, const Target& target, CZtPropertySet& input,
+                          std::uint32_t option_bits) {
+    add_parameters(input, request, target.guid.get(), option_bits);
     OutputPropertySet output;
-    const opal_objid* target = &service;
-    if ((word & FARLO_ONLINE_SHARED) != 0) {
+    const opal_objid* object = &target.service;
+    if ((option_bits & FARLO_ONLINE_SHARED) != 0) {
         input.AddProperty(CZtProperty("shared", false));
-        if ((word & FARLO_ONLINE_CLUSTER_SHARED) != 0) {
+        if ((option_bits & FARLO_ONLINE_CLUSTER_SHARED) != 0) {
             input.AddProperty(CZtProperty("clustershared", true));
         }
-        target = &group.id();
+        object = &target.group.id();
     }
     const std::uint32_t status =
-        CsfInvoke(request.handle->connection, *target, DGOP_IMPORT, input, output);
+        CsfInvoke(request.handle->connection, *object, DGOP_IMPORT, input, output);
     if (output && status != 0) {
         log(4, L"OnlineDgExW: DGOP_IMPORT, CsfInvoke failed with error = 0x%x.", status);
     }
     return status;
 }
 
-// From the search for the group to the service's answer. Nothing when the call
-// is to end at once with `early_status`, without a result line.
-std::optional<std::uint32_t> import_group(const Request& request, std::uint32_t& word,
-                                          std::uint32_t& early_status) {
-    const bool cluster_only = (request.options & FARLO_ONLINE_SHARED) == 0;
-    GuidText guid;
-    std::uint32_t status =
-        SetDgGuidParam(guid, request.guid, request.name, request.handle, cluster_only);
-    if (status != FARLO_SUCCESS) {
-        log(0, L"OnlineDgExW():SetDgGuidParam() failed, error=(0x%x) ", status);
-        return status;
+void log_call(const wchar_t* name, std::uint32_t options) {
+    if ((options & FARLO_ONLINE_LOG_AS_OFFLINE) != 0) {
+        log(0, L"OfflineDg %s is called with flag 0x%x", name, options);
+    } else {
+        log(0, L"OnlineDg %s is called with flag 0x%x", name, options);
     }
-    CZtObject group;
-    if (!cluster_only) {
-        status = GetDgObjIdByGuid(request.handle, guid.get(), group, cluster_only);
-        if (status != FARLO_SUCCESS) {
-            log(0, L"OnlineDgExW():GetDgObjIdByGuid() failed, error=(0x%x) ", status);
-            return status;
-        }
-    }
-    opal_objid service{};
-    status = GetClusSvcId(request.handle, service);
-    if (status != FARLO_SUCCESS) {
-        log(0, L"OnlineDgExW():GetClusSvcId() failed, error=(0x%x) ", status);
-        return status;
-    }
-    const bool check_name = (request.options & FARLO_ONLINE_NO_NAME_CHECK) == 0;
-    if (check_name) {
-        word |= check_name_bit;
-    }
-    word |= always_bit;
+}
 
-    if (check_name) {
-        std::vector<CZtObject> groups;
-        try {
-            groups = objects_of_type(request.handle, ZTTYPE_DISK_GROUP);
-        } catch (...) {
-            // Kept: agents have always been told success here.
-            early_status = FARLO_SUCCESS;
-            return std::nullopt;
-        }
-        status = guarded([&] {
-            return is_imported_under(groups, request.name) ? FARLO_ALREADY_IMPORTED : FARLO_SUCCESS;
-        });
-        if (status == FARLO_ALREADY_IMPORTED) {
-            early_status = status;
-            return std::nullopt;
-        }
-        if (status != FARLO_SUCCESS) {
-            return status;
-        }
+void log_outcome(const wchar_t* name, std::uint32_t option_bits, std::uint32_t status) {
+    // KEPT: the outcome ends in a blank, so that there are two before the status;
+    // administrators search for this wording.
+    const wchar_t* outcome = status != 0 ? L"failed with res " : L"succeeded with res ";
+    if ((option_bits & FARLO_ONLINE_LOG_AS_OFFLINE) != 0) {
+        log(0, L"OfflineDg %s %s 0x%x", name, outcome, status);
+    } else {
+        log(0, L"OnlineDg %s %s 0x%x", name, outcome, status);
     }
-
-    return guarded([&] {
-        CZtTempPropertySet input;
-        add_parameters(input, request, guid.get(), word);
-        return send_import(request, service, group, input, word);
-    });
 }
 
 }  // namespace
@@ -154,11 +162,7 @@ std::optional<std::uint32_t> import_group(const Request& request, std::uint32_t&
 std::uint32_t OnlineDgExW(opal_handle handle, const wchar_t* name, const char* guid,
                           const wchar_t* new_name, std::uint32_t options,
                           std::uint32_t /*reserved*/, const wchar_t* entry) {
-    if ((options & FARLO_ONLINE_LOG_AS_OFFLINE) != 0) {
-        log(0, L"OfflineDg %s is called with flag 0x%x", name, options);
-    } else {
-        log(0, L"OnlineDg %s is called with flag 0x%x", name, options);
-    }
+    log_call(name, options);
     if (handle == nullptr) {
         log(0, L"OnlineDgExW() failed , NULL opal_handle, error=(0x%x) ", FARLO_NULL_HANDLE);
         return FARLO_NULL_HANDLE;
@@ -169,26 +173,38 @@ std::uint32_t OnlineDgExW(opal_handle handle, const wchar_t* name, const char* g
         return FARLO_NOT_CONNECTED;
     }
 
-    std::uint32_t word = options;
-    std::uint32_t early_status = FARLO_SUCCESS;
-    const std::uint32_t refused = check_guid(entry, guid);
-    const std::optional<std::uint32_t> result =
-        refused != FARLO_SUCCESS
-            ? refused
-            : import_group({handle, name, guid, new_name, options}, word, early_status);
-    if (!result) {
-        return early_status;
+    const Request request{handle, name, guid, new_name, options};
+    Target target;
+    std::uint32_t status = check_guid(entry, guid);
+    if (status == FARLO_SUCCESS) {
+        status = find_target(request, target);
     }
-    const std::uint32_t status = status_if_still_connected(handle, *result);
-
-    // The outcome ends in a blank, so that two stand before the status: kept,
-    // administrators search for this wording.
-    const wchar_t* outcome = status != 0 ? L"failed with res " : L"succeeded with res ";
-    if ((word & FARLO_ONLINE_LOG_AS_OFFLINE) != 0) {
-        log(0, L"OfflineDg %s %s 0x%x", name, outcome, status);
-    } else {
-        log(0, L"OnlineDg %s %s 0x%x", name, outcome, status);
+    if (status == FARLO_SUCCESS && checks_name(options)) {
+        // KEPT: both returns here are without a line for the outcome.
+        const std::optional<std::vector<CZtObject>> groups = query_groups(handle);
+        if (!groups) {
+            return FARLO_SUCCESS;  // KEPT: agents rely on a success without an import here
+        }
+        status = guarded([&] {
+            return is_imported_under(*groups, name) ? FARLO_ALREADY_IMPORTED : FARLO_SUCCESS;
+        });
+        if (status == FARLO_ALREADY_IMPORTED) {
+            return status;
+        }
     }
+    std::uint32_t option_bits = options;
+    if (status == FARLO_SUCCESS) {
+        status = guarded([&] {
+            CZtTempPropertySet input;
+            input.AddProp("Name", name);
+            // KEPT: after the name is added, the outcome of every cluster-shared import
+            // is logged as "OfflineDg", because its bits include that one.
+            option_bits = sent_bits(options);
+            return send_import(request, target, input, option_bits);
+        });
+    }
+    status = status_if_still_connected(handle, status);
+    log_outcome(name, option_bits, status);
     log(2, L"Exiting OnlineDgExW");
     return status;
 }
