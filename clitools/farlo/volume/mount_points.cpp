@@ -18,14 +18,16 @@ namespace {
 // A letter, a colon and the terminator.
 constexpr std::size_t letter_capacity = 3;
 
-// Holders one inside the other. Each puts a character at least into the text,
-// so a longer chain has no text that fits.
+constexpr wchar_t separator[] = L"; ";
+
+// The longest chain of nested holders that is followed. Each adds a character at
+// least, so the paths of a longer chain do not fit.
 constexpr std::size_t nesting_limit = mount_text_capacity;
 
-// The caller's mount-point text, appended to within its capacity.
+// The caller's string of mount points. What does not fit is cut off.
 class MountText {
   public:
-    // A text without a terminator counts as full.
+    // A string without a terminator counts as full.
     explicit MountText(wchar_t* text)
         : m_text(text), m_length(wcsnlen(text, mount_text_capacity)) {}
 
@@ -46,8 +48,8 @@ class MountText {
     std::size_t m_length;
 };
 
-// Folders in which a volume is mounted: relative paths, and the volumes that
-// hold them.
+// The folders in which a volume is mounted: their relative paths, and the volumes
+// that hold them.
 struct Mounts {
     std::vector<std::wstring> paths;
     std::vector<opal_objid> holders;
@@ -55,7 +57,7 @@ struct Mounts {
     std::size_t count() const { return std::min(paths.size(), holders.size()); }
 };
 
-// A volume whose paths are being gathered, and the one that asked for them.
+// A volume whose paths are being gathered, and the visit that asked for them.
 struct Visit {
     const opal_objid& volume;
     const Visit* asked_by;
@@ -85,7 +87,7 @@ std::uint32_t ask_mounts(opal_handle handle, const opal_objid& volume, Mounts& m
             output.GetProp("ALL MOUNT POINTS ARRAY", mounts.paths);
             output.GetProp("NUMBER OF MOUNT POINTS", count);
             output.GetProp("MEMBERIDZ", mounts.holders);
-            // The number only tells that there is something: kept, the array counts.
+            // KEPT: the number only says whether there are any; the array has its own.
             if (count == 0) {
                 mounts.paths.clear();
             }
@@ -94,9 +96,30 @@ std::uint32_t ask_mounts(opal_handle handle, const opal_objid& volume, Mounts& m
     });
 }
 
-// The separators are kept as callers know them: two behind a nested path when a
-// lettered one follows, none in front of a nested path that follows lettered
-// ones.
+std::uint32_t append_mounts(opal_handle handle, MountText& text, const Visit& visit);
+
+// Appends the paths of a holder without a letter. Appends nothing for a holder that
+// is being visited already, or is nested too deep.
+std::uint32_t append_holder(opal_handle handle, MountText& text, const opal_objid& holder,
+                            const Visit& visit) {
+    if (visit.depth >= nesting_limit || is_being_visited(holder, &visit)) {
+        return FARLO_SUCCESS;
+    }
+    return append_mounts(handle, text, {holder, &visit, visit.depth + 1});
+}
+
+// Appends a path on a volume with a letter; "0" is a letter that gets no colon.
+void append_lettered(MountText& text, const wchar_t* letter, const std::wstring& path) {
+    text.append(letter);
+    if (std::wcscmp(letter, L"0") != 0) {
+        text.append(L":");
+    }
+    text.append(L"\\");
+    text.append(path);
+}
+
+// KEPT: callers know the separators as they are: two between a nested path and a
+// lettered one that follows, none between lettered paths and the first nested one.
 std::uint32_t append_mounts(opal_handle handle, MountText& text, const Visit& visit) {
     Mounts mounts;
     std::uint32_t status = ask_mounts(handle, visit.volume, mounts);
@@ -104,31 +127,23 @@ std::uint32_t append_mounts(opal_handle handle, MountText& text, const Visit& vi
         return status;
     }
     bool appended_nested = false;
-    // A full text takes nothing more, so nothing more is asked.
+    // The service is asked no more once the text is full.
     for (std::size_t i = 0; i < mounts.count() && !text.full(); ++i) {
-        if (i != 0 && appended_nested) {
-            text.append(L"; ");
+        if (appended_nested) {
+            text.append(separator);
         }
         const opal_objid& holder = mounts.holders[i];
         wchar_t letter[letter_capacity] = L"0";
-        if (GetDriveLetterFromMntMgr(handle, letter, letter_capacity, holder) != 0) {
-            appended_nested = true;
-            status = 0;
-            if (visit.depth < nesting_limit && !is_being_visited(holder, &visit)) {
-                status = append_mounts(handle, text, {holder, &visit, visit.depth + 1});
+        if (GetDriveLetterFromMntMgr(handle, letter, letter_capacity, holder) == FARLO_SUCCESS) {
+            if (i != 0) {
+                text.append(separator);
             }
+            append_lettered(text, letter, mounts.paths[i]);
+        } else {
+            status = append_holder(handle, text, holder, visit);
             text.append(mounts.paths[i]);
-            continue;
+            appended_nested = true;
         }
-        if (i != 0) {
-            text.append(L"; ");
-        }
-        text.append(letter);
-        if (std::wcscmp(letter, L"0") != 0) {
-            text.append(L":");
-        }
-        text.append(L"\\");
-        text.append(mounts.paths[i]);
     }
     return status;
 }
