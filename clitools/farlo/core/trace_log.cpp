@@ -20,8 +20,8 @@ FileHandle open_file(const char* path, DWORD access, DWORD disposition) noexcept
         CreateFileA(path, access, share_all, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr));
 }
 
-// std::time asks for the time zone as well, which costs more than all else of a
-// line but its file.
+// std::time asks for the time zone as well, which costs more than everything else
+// about a line except its file.
 std::time_t current_time() noexcept {
     constexpr std::uint64_t ticks_a_second = 10'000'000;
     constexpr std::uint64_t seconds_from_1601_to_1970 = 11'644'473'600;
@@ -40,7 +40,7 @@ bool file_size(const FileHandle& file, std::uint64_t& size) noexcept {
     return true;
 }
 
-// Waits for the first byte of the file. Closing the file releases it.
+// Waits for a lock on the first byte of the file. Closing the file releases it.
 bool lock_first_byte(const FileHandle& file) noexcept {
     OVERLAPPED offset{};
     return LockFileEx(file.get(), LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0, &offset) != FALSE;
@@ -63,16 +63,16 @@ bool copy_contents(const FileHandle& from, const FileHandle& to) noexcept {
     }
 }
 
-// For the line that is lost with the copy.
+// Reports that the log could not be copied. Returns an invalid handle.
 FileHandle copy_failed() noexcept {
-    // Kept on standard output: scripts that start agents look for it there.
+    // KEPT: on standard output, where scripts that start agents look for it.
     std::fputs("\nError in copying into new file\n", stdout);
     std::fflush(stdout);
     return {};
 }
 
-// Opens the older generation of the log, emptied or new. By its wide name: the
-// system refuses narrow ones of more than 260 characters.
+// Opens the older generation of the log, emptied or new. The name is wide because
+// the system refuses narrow names of more than 260 characters.
 FileHandle open_older(const char* path) noexcept {
     constexpr wchar_t suffix[] = L".0";
     wchar_t older_path[TraceLog::path_characters + std::size(suffix)];
@@ -93,30 +93,34 @@ FileHandle open_older(const char* path) noexcept {
     return older;
 }
 
-// Makes the one older generation, "farlo.log.0", of the log and empties the
-// log. The log stays locked from the test of its size to its emptying, so that
-// no other process can write a line that neither file keeps, nor roll over a
-// second time what has just been rolled over. An invalid handle when the line
-// is to be dropped, else the log, open and not locked.
+bool copy_to_older(const FileHandle& log, const char* path) noexcept {
+    const FileHandle older = open_older(path);
+    return older && copy_contents(log, older);
+}
+
+// Copies the log to its one older generation, "farlo.log.0", and empties it, unless
+// another process has just done so. Returns the log, open and not locked, or an
+// invalid handle when the line is to be dropped.
+//
+// The log is locked from the check of its size until it is empty. Otherwise another
+// process could write a line that neither file keeps, or roll over a second time.
 FileHandle roll_over(const char* path, std::size_t line_length) noexcept {
-    FileHandle log = open_file(path, GENERIC_READ | GENERIC_WRITE, OPEN_EXISTING);
-    std::uint64_t size = 0;
-    if (!log) {
+    FileHandle locked = open_file(path, GENERIC_READ | GENERIC_WRITE, OPEN_EXISTING);
+    if (!locked) {
         return copy_failed();
     }
-    if (!lock_first_byte(log) || !file_size(log, size)) {
+    std::uint64_t size = 0;
+    if (!lock_first_byte(locked) || !file_size(locked, size)) {
         return {};
     }
-    if (size + line_length < TraceLog::rollover_size) {
-        return open_file(path, GENERIC_WRITE, OPEN_ALWAYS);
-    }
-
-    FileHandle older = open_older(path);
-    if (!older || !copy_contents(log, older)) {
+    const bool done_by_another = size + line_length < TraceLog::rollover_size;
+    if (!done_by_another && !copy_to_older(locked, path)) {
         return copy_failed();
     }
-    older.close();
-    return open_file(path, GENERIC_WRITE, TRUNCATE_EXISTING);
+    FileHandle log =
+        open_file(path, GENERIC_WRITE, done_by_another ? OPEN_ALWAYS : TRUNCATE_EXISTING);
+    locked.close();
+    return log;
 }
 
 class Exclusive {
@@ -184,8 +188,8 @@ void TraceLog::write(const wchar_t* format, ...) noexcept {
     append(line, build_line(line));
 }
 
-// Date, time, process and thread, message, line end. A message that would push
-// the line end out is cut short.
+// Writes date, time, process, thread, message and line end. Cuts the message short
+// if the line end would not fit.
 std::size_t TraceLog::build_line(char* line) const noexcept {
     std::setlocale(LC_TIME, "C");
     const std::time_t now = current_time();
@@ -211,7 +215,7 @@ std::size_t TraceLog::build_line(char* line) const noexcept {
     return length + end_length;
 }
 
-// Opens and closes the file for this line: what was logged is on disk.
+// Opens and closes the file for each line, so that every line is on disk.
 void TraceLog::append(const char* line, std::size_t length) noexcept {
     FileHandle file = open_file(m_path, GENERIC_WRITE, OPEN_ALWAYS);
     std::uint64_t size = 0;
