@@ -14,7 +14,7 @@ uint32_t ValidateClusterW(opal_handle* slot) {
     return guarded([&] { return farlo::ValidateClusterW(slot); });
 }
 
-// The name plays no part: accepted for agents of long standing.
+// The name is ignored; old agents pass one.
 uint32_t InitializeClusterA(const char* /*name*/, uintptr_t /*reserved*/, opal_handle* slot) {
     return ValidateClusterW(slot);
 }

@@ -13,8 +13,8 @@ using farlo::WidenedGroupName;
 
 namespace {
 
-// A narrow argument of any length as a wide copy. A string that is not valid in
-// the code page is refused.
+// A narrow argument of any length as a wide string. A string that is not valid in the
+// code page is refused.
 class WidenedCopy {
   public:
     explicit WidenedCopy(const char* narrow) {
@@ -26,7 +26,7 @@ class WidenedCopy {
         m_valid = _snwprintf(m_text.get(), capacity, L"%S", narrow) >= 0;
     }
 
-    // False, and a line that names the argument, when the string is refused.
+    // Returns false, and logs which argument, when the string is refused.
     [[nodiscard]] bool accepted(const wchar_t* argument) const {
         if (!m_valid) {
             farlo::log(0, L"GetDgVolPlexStatesA() failed , %s string is invalid, error=(0x%x)",
@@ -66,8 +66,8 @@ uint32_t GetDiskStateW(opal_handle handle, const wchar_t* disk, uint32_t* state)
     return guarded([&] { return farlo::GetDiskStateW(handle, disk, state); });
 }
 
-// A disk's name has the room of a group's name here: kept for agents that rely
-// on the refusal of longer ones.
+// KEPT: the buffer for a disk's name is as long as that for a group's name; agents rely
+// on the refusal of longer names.
 uint32_t GetDiskStateA(opal_handle handle, const char* disk, uint32_t* state) {
     const WidenedGroupName wide_disk(disk);
     return wide_disk.accepted(L"GetDiskStateA", L"disk")

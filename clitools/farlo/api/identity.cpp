@@ -1,4 +1,4 @@
-// Exported entries: names and GUID texts of disk groups and volumes.
+// Exported entries: names and GUID strings of disk groups and volumes.
 #include "farlo.h"
 #include "guarded.h"
 #include "widened_text.h"
@@ -81,7 +81,7 @@ uint32_t GetDgVolumeGuidW(opal_handle handle, const wchar_t* name, const char* g
         [&] { return farlo::GetDgVolumeGuidW(handle, name, guid, device, volume_guid); });
 }
 
-// Any failure of the wide form is one status here: kept for agents that test it.
+// KEPT: any failure of the wide form becomes this one status, which agents test.
 uint32_t GetDgVolumeGuidA(opal_handle handle, const char* name, const char* guid,
                           const char* device, char* volume_guid) {
     const WidenedGroupName wide_name(name);

@@ -17,8 +17,8 @@
 using farlo::guarded;
 using farlo::WidenedGroupName;
 using farlo::WidenedPath;
-// A volume's device name has the room of a group's name in most forms: kept for
-// agents that rely on the refusal of longer ones.
+// KEPT: the buffer for a volume's device name is as long as that for a group's name in
+// most forms; agents rely on the refusal of longer names.
 using WidenedDevice = farlo::WidenedGroupName;
 
 extern "C" {

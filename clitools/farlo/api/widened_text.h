@@ -9,9 +9,9 @@
 
 namespace farlo {
 
-// A narrow argument as a wide string, in a buffer of `Capacity` characters. A
-// string that does not fit, or is not valid in the code page, is refused, never
-// cut short: half a name may name another group.
+// A narrow argument as a wide string, in a buffer of `Capacity` characters. A string
+// that does not fit, or is not valid in the code page, is refused, never cut short:
+// half a name may name another group.
 template <std::size_t Capacity> class WidenedText {
   public:
     explicit WidenedText(const char* narrow) : m_null(narrow == nullptr) {
@@ -23,8 +23,7 @@ template <std::size_t Capacity> class WidenedText {
         m_fits = length >= 0 && static_cast<std::size_t>(length) < Capacity;
     }
 
-    // False, and a line that names the entry and the argument, when the string is
-    // refused.
+    // Returns false, and logs the entry and the argument, when the string is refused.
     [[nodiscard]] bool accepted(const wchar_t* entry, const wchar_t* argument) const {
         if (!m_fits) {
             log(0, L"%s() failed , %s string of more than %u characters or invalid, error=(0x%x)",

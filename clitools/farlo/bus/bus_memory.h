@@ -1,4 +1,4 @@
-// Owners of what the bus hands out.
+// Owners of memory that the bus allocates.
 #pragma once
 
 #include "ztbus3.h"
@@ -13,10 +13,10 @@ struct BusFree {
     void operator()(void* block) const { _ZtFree(block); }
 };
 
-// A text or buffer that is freed with _ZtFree.
+// A string or buffer that is freed with _ZtFree.
 template <class T> using BusBlock = std::unique_ptr<T, BusFree>;
 
-// The array of object ids that a query or a walk fills.
+// The array of object ids that a query or a walk returns.
 class BusIds {
   public:
     BusIds() = default;
@@ -28,7 +28,7 @@ class BusIds {
     opal_objid** ids() { return &m_ids; }
     std::uint32_t* count() { return &m_count; }
 
-    // A call that succeeded and handed out no array found nothing.
+    // A call that succeeded and returned no array found nothing.
     std::span<const opal_objid> get() const {
         return {m_ids, m_ids == nullptr ? 0 : std::size_t{m_count}};
     }

@@ -11,14 +11,15 @@
 
 namespace farlo {
 
-// The text of a query for the objects of a type whose property has a value,
-// in a 4096-byte buffer of the bus.
+// A query for the objects of a type whose property has a given value, in a 4096-byte
+// buffer of the bus.
 class QueryText {
   public:
     static constexpr std::size_t bytes = 4096;
     static constexpr std::size_t characters = bytes / sizeof(wchar_t);
 
-    // Characters of the longest value that fits, and of its terminator.
+    // The number of characters of the longest value that fits, including its
+    // terminator.
     static constexpr std::size_t value_capacity(std::string_view type, std::string_view property) {
         constexpr std::string_view frame = "SELECT FROM  where \"\" EQ ";
         return characters - frame.size() - type.size() - property.size();
@@ -29,8 +30,8 @@ class QueryText {
     // False when the buffer could not be allocated.
     explicit operator bool() const { return m_text != nullptr; }
 
-    // The value goes into the text bare: nothing is quoted or escaped. False,
-    // and the text empty, when it does not fit.
+    // Inserts the value as it is: nothing is quoted or escaped. Returns false, and
+    // leaves an empty query, when the value does not fit.
     [[nodiscard]] bool format(const char* type, const char* property, const wchar_t* value);
 
     const wchar_t* c_str() const { return m_text.get(); }
@@ -42,8 +43,8 @@ class QueryText {
 class CZtDatabase {
   public:
     // Appends all objects of a type, in the service's order, and returns the bus
-    // status. A failure is traced and returned, not thrown, and the vector stays
-    // as it was.
+    // status. A failure is traced and returned, not thrown, and leaves the vector
+    // unchanged.
     [[nodiscard]] static std::uint32_t GetObjects(const ConnectionPair& pair, const char* type,
                                                   std::vector<CZtObject>& objects);
 

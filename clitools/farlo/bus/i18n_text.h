@@ -1,4 +1,4 @@
-// The text form of localisable messages.
+// Localisable messages as strings.
 #pragma once
 
 #include "typed_value.h"

@@ -14,7 +14,7 @@
 
 namespace farlo {
 
-// The two words by which every bus call names its connection.
+// The two values by which every bus call identifies its connection.
 struct ConnectionPair {
     opal_connection connection = nullptr;
     opal_context context = nullptr;
@@ -30,7 +30,7 @@ class CZtObject {
     CZtObject(const CZtObject&) = delete;
     CZtObject& operator=(const CZtObject&) = delete;
 
-    // Makes this a handle on the same object; the transaction stays its own.
+    // Makes this a handle on the same object. The transaction is not assigned.
     void assign(const CZtObject& other) {
         m_pair = other.m_pair;
         m_id = other.m_id;
@@ -39,7 +39,7 @@ class CZtObject {
     const ConnectionPair& pair() const { return m_pair; }
     const opal_objid& id() const { return m_id; }
 
-    // False when there is no such property and `optional` is set.
+    // Returns false when there is no such property and `optional` is set.
     virtual bool GetProp(const char* name, BusProperty& property, bool optional = false) const;
 
     // Reads a property of the type that T stands for (typed_value.h).
@@ -54,9 +54,9 @@ class CZtObject {
     virtual void GetProperties(CZtTempPropertySet& properties) const;
     virtual void GetType(std::string& type) const;
 
-    // Appends the objects below this one; of one type when `type` is given.
+    // Appends the child objects, only those of `type` if it is given.
     virtual void GetChildObjects(std::vector<CZtObject>& objects, const char* type = nullptr) const;
-    // Appends the objects of a type above this one.
+    // Appends the parent objects of a type.
     virtual void GetParentObjects(const char* type, std::vector<CZtObject>& objects) const;
 
     std::wstring Name() const;
@@ -64,8 +64,8 @@ class CZtObject {
     std::uint32_t State() const;
     ZtI18n StateDescription() const;
 
-    // Values that the next change of the object is to carry. Whoever fills it
-    // creates it; it is destroyed with the object.
+    // Values for the next change of the object. Its user creates the set; it is
+    // destroyed with the object.
     CZtPropertySet& transaction() { return m_transaction; }
 
   private:
@@ -74,7 +74,7 @@ class CZtObject {
     CZtPropertySet m_transaction;
 };
 
-// Appends one object per id, each with that connection pair.
+// Appends one object per id, each with the same connection pair.
 void append_objects(std::vector<CZtObject>& objects, const ConnectionPair& pair, const BusIds& ids);
 
 }  // namespace farlo

@@ -180,7 +180,7 @@ void CZtPropertySet::GetKeys(std::vector<std::string>& names) const {
         }
         throw_on_failure(status);
         if (property.get().name == nullptr) {
-            throw ZTERROR_PROPERTY;  // a success that handed out nothing
+            throw ZTERROR_PROPERTY;  // success without a property is a failure
         }
         keys.emplace_back(property.get().name);
     }

@@ -1,7 +1,7 @@
 // Property sets of the object bus: typed reading, adding and setting.
 //
-// Every operation that fails traces through ZtTrace and throws the bus status
-// as a std::uint32_t; no other exception leaves but std::bad_alloc.
+// Every operation that fails traces through ZtTrace and throws the bus status as a
+// std::uint32_t. The only other exception is std::bad_alloc.
 #pragma once
 
 #include "bus_memory.h"
@@ -17,8 +17,8 @@ namespace farlo {
 // "%S" of the class layer's traces.
 inline constexpr wchar_t provider_name[] = L"clusapiprov";
 
-// One name, tag and value, to be added to or set in a set or an object. Texts,
-// bytes and arrays are not copied: they must outlive this.
+// One name, tag and value, to be added to or set in a set or an object. Strings, bytes
+// and arrays are not copied: they must outlive this object.
 class CZtProperty {
   public:
     CZtProperty(const char* name, bool value);
@@ -26,7 +26,7 @@ class CZtProperty {
     CZtProperty(const char* name, std::uint32_t value);
     CZtProperty(const char* name, std::int64_t value);
     CZtProperty(const char* name, std::uint64_t value);
-    // A NULL text is sent as an empty one.
+    // A NULL string is sent as an empty one.
     CZtProperty(const char* name, const char* value);
     CZtProperty(const char* name, const wchar_t* value);
     CZtProperty(const char* name, const GUID& value);
@@ -37,7 +37,7 @@ class CZtProperty {
     CZtProperty(const char* name, const opal_i18n_format& value);
     // TYPE_BINARY: `size` bytes.
     CZtProperty(const char* name, const void* bytes, std::uint32_t size);
-    // Any array type: `count` elements of `size` bytes in all.
+    // Any array type: `count` elements, `size` bytes in total.
     CZtProperty(const char* name, std::uint32_t type, const void* elements, std::uint32_t count,
                 std::uint32_t size);
     CZtProperty(const CZtProperty&) = delete;
@@ -60,7 +60,7 @@ class CZtProperty {
     opal_property m_property;
 };
 
-// Holds the bus handle; destroys nothing.
+// Refers to a property set of the bus; does not own it.
 class CZtPropertySetBase {
   public:
     CZtPropertySetBase() = default;
@@ -73,7 +73,7 @@ class CZtPropertySetBase {
     void AddProp(const char* name, const wchar_t* text);
 
     opal_propset handle() const { return m_set; }
-    // Hands the bus handle over to the caller.
+    // Passes ownership of the set to the caller.
     opal_propset release() { return std::exchange(m_set, nullptr); }
 
   protected:
@@ -87,11 +87,11 @@ class CZtPropertySet : public CZtPropertySetBase {
     void Create();
     void Destroy();
 
-    // False when there is no such property and `optional` is set.
+    // Returns false when there is no such property and `optional` is set.
     virtual bool FindProperty(const char* name, BusProperty& property, bool optional = false) const;
 
-    // Reads a property of the type that T stands for (typed_value.h). False, and
-    // the value as it was, when there is none and `optional` is set.
+    // Reads a property of the type that T stands for (typed_value.h). Returns false and
+    // leaves the value unchanged when there is no such property and `optional` is set.
     template <class T> bool GetProp(const char* name, T& value, bool optional = false) const {
         return read_typed(name, value, [&](BusProperty& property) {
             return FindProperty(name, property, optional);
@@ -100,20 +100,21 @@ class CZtPropertySet : public CZtPropertySetBase {
 
     void AddProperty(const CZtProperty& property);
     void AddProperty(const opal_property& property);
-    // 0, or the informational status of the bus; a set that has that value
-    // already counts as 0.
+    // Returns 0 or an informational status of the bus; 0 also if the set has that value
+    // already.
     [[nodiscard]] std::uint32_t SetProperty(const CZtProperty& property);
-    // The names of all properties, in their order, in place of what the vector
-    // held; it stays as it was when the walk fails.
+    // Replaces `names` with the names of all properties, in their order. A walk that
+    // fails leaves it unchanged.
     void GetKeys(std::vector<std::string>& names) const;
 
-    // One property as text; with its type in front when `with_type` is set.
-    // False, and the text as it was, when there is none and `optional` is set.
+    // Formats one property as a string, with its type before the value if `with_type`
+    // is set. Returns false and leaves the string unchanged when there is no such
+    // property and `optional` is set.
     bool ToString(std::string& text, const char* name, bool optional = false,
                   bool with_type = false) const;
 };
 
-// A set that exists as long as the object.
+// A property set that is created and destroyed with this object.
 class CZtTempPropertySet : public CZtPropertySet {
   public:
     CZtTempPropertySet();

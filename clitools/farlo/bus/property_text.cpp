@@ -1,4 +1,4 @@
-// CZtPropertySet::ToString: one property as a person reads it.
+// CZtPropertySet::ToString: one property in readable form.
 #include "i18n_text.h"
 #include "property_set.h"
 #include "status.h"
@@ -35,7 +35,7 @@ std::string render(std::uint64_t value) {
 std::string render(const std::string& value) {
     return value;
 }
-// None when it has a character that is not in the code page.
+// Returns nothing when a character is not in the code page.
 std::optional<std::string> render(const std::wstring& value) {
     std::string text;
     return to_narrow(value.c_str(), text) ? std::optional(text) : std::nullopt;
@@ -66,7 +66,7 @@ std::string render(const ZtI18n& value) {
 std::string render(const ZtI18nFormat& value) {
     return CZtI18NFM(value).text();
 }
-// The bus has no text form of a time: its number stands for it.
+// The bus has no string form of a time, so its number is shown.
 std::string render(const ZtTime& value) {
     return render(value.value);
 }
@@ -102,7 +102,7 @@ template <class T> std::optional<std::string> render_as(const opal_property& pro
     return copy_value(property, value) ? std::optional<std::string>(render(value)) : std::nullopt;
 }
 
-// None when the value is malformed or its type is not a valid one.
+// Returns nothing when the value is malformed or its type is not a valid one.
 std::optional<std::string> render_value(const opal_property& property) {
     switch (property.type) {
     case TYPE_BOOLEAN:
@@ -168,7 +168,7 @@ std::optional<std::string> render_value(const opal_property& property) {
 
 bool CZtPropertySet::ToString(std::string& text, const char* name, bool optional,
                               bool with_type) const {
-    // Not by FindProperty: its trace would tell of the same failure a second time.
+    // FindProperty would trace the same failure a second time.
     BusProperty property;
     const std::uint32_t status = PsFindProperty(m_set, name, property.receive());
     if (is_failure(status)) {

@@ -1,4 +1,4 @@
-// The rule by which a bus, service or driver status is a failure.
+// Which statuses of the bus, the service or a driver are failures.
 #pragma once
 
 #include <cstdint>

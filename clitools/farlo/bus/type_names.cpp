@@ -29,13 +29,13 @@ constexpr TypeNames rows[] = {
     {TYPE_UINT64Z, "(TYPE_UINT64Z) ", IS_NOT_OF "TYPE_UINT64Z"},
     {TYPE_STRZ, "(TYPE_STRZ) ", IS_NOT_OF "TYPE_STRZ"},
     {TYPE_WSTRZ, "(TYPE_WSTRZ) ", IS_NOT_OF "TYPE_WSTRZ"},
-    // "not or" is kept: trace filters look for this wording.
+    // KEPT: "not or"; trace filters look for this wording.
     {TYPE_GUIDZ, "(TYPE_GUIDZ) ",
      "%S: ERROR: CZtPropertySet::GetProp() : Property %s is not or TYPE_GUIDZ"},
     {TYPE_PROPSETZ, "(TYPE_PROPSETZ) ", IS_NOT_OF "TYPE_PROPSETZ"},
     {TYPE_ZTOBJIDZ, "(TYPE_ZTOBJIDZ) ", IS_NOT_OF "TYPE_ZTOBJIDZ or TYPE_GUIDZ"},
     {TYPE_I18NZ, "(TYPE_I18NZ) ", IS_NOT_OF "TYPE_I18NZ"},
-    // Kept: this type has never had a label.
+    // KEPT: this type has never had a label.
     {TYPE_I18NFORMATSTRINGZ, "", IS_NOT_OF "TYPE_I18NFORMATSTRINGZ"},
     {TYPE_TIMEZ, "(TYPE_TIMEZ) ", IS_NOT_OF "TYPE_TIMEZ"},
 };

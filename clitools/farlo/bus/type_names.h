@@ -1,4 +1,4 @@
-// The texts that go with each type tag.
+// The strings of each type tag.
 #pragma once
 
 #include <cstdint>
@@ -7,14 +7,14 @@ namespace farlo {
 
 struct TypeNames {
     std::uint32_t tag;
-    // In front of a value that is rendered with its type.
+    // Precedes a value that is formatted with its type.
     const char* label;
-    // Trace of a reader that met another type; takes the provider's name and
-    // the property's.
+    // The trace of a reader that found another type. Takes the provider's name and the
+    // property's name.
     const char* mismatch;
 };
 
-// The row of a tag; one with an empty label when the tag is none.
+// The row of a tag. Its label is empty when the tag is not a valid one.
 const TypeNames& names_of_type(std::uint32_t tag);
 
 }  // namespace farlo

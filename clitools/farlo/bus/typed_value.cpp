@@ -12,7 +12,8 @@
 namespace farlo {
 namespace {
 
-// The element at an index of a property's value; false when it is not within its size.
+// Reads the element at an index of a property's value. Returns false when it is not
+// within the value's size.
 template <class T>
 [[nodiscard]] bool element(const opal_property& property, std::size_t index, T& value) {
     if (property.value == nullptr || property.size / sizeof(T) <= index) {
@@ -22,7 +23,8 @@ template <class T>
     return true;
 }
 
-// The number of characters before the terminator; false when there is none within the size.
+// Counts the characters before the terminator. Returns false when there is no
+// terminator within the value's size.
 template <class Char>
 [[nodiscard]] bool string_length(const opal_property& property, std::size_t& length) {
     const auto* text = static_cast<const Char*>(property.value);
@@ -46,8 +48,8 @@ template <class Char>
     return true;
 }
 
-// The bus's element as the value of the C++ type. The value is undefined when an element is
-// malformed; a string that an element points to is terminated by the bus.
+// Converts an element of the bus to the C++ type. The value is undefined when the
+// element is malformed; the bus terminates the strings that an element points to.
 [[nodiscard]] bool convert(opal_bool raw, bool& value) {
     value = raw != opal_false;
     return true;
@@ -92,7 +94,8 @@ template <class T> [[nodiscard]] bool convert(const T& raw, T& value) {
     return true;
 }
 
-// A value to convert into. A set without a handle: an empty one would be a bus call of its own.
+// A value to convert into. The property set has no handle: creating one would be an
+// extra bus call.
 template <class T> T blank() {
     return {};
 }

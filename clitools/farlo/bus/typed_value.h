@@ -1,9 +1,10 @@
-// Reading the value of a bus property as a C++ type, with the test of its tag.
+// Reading the value of a bus property as a C++ type. The property's type tag is checked
+// first.
 //
-// Every reader is bounded by the size that the property states. A value that is
-// shorter than its type, a string without a terminator in its size, a NULL
-// string and one that cannot be converted are malformed: they are traced and
-// refused as a value of another type is.
+// No reader reads beyond the size that the property states. A value is malformed if it
+// is shorter than its type, a string without a terminator within its size, a NULL
+// string, or a string that cannot be converted. A malformed value is traced and refused
+// like a value of another type.
 #pragma once
 
 #include "bus_memory.h"
@@ -44,16 +45,16 @@ struct ZtI18nFormat {
     std::vector<std::string> insertions;
 };
 
-// A text property that is read in place: the text lives as long as this does.
-// Saves the copy where a text is only compared or copied on.
+// A string property that is read in place. The string lives as long as this object.
+// Saves the copy where a string is only compared or copied.
 template <class Char> class TextProperty {
   public:
     // Never NULL.
     const Char* c_str() const { return m_text; }
     std::size_t length() const { return m_length; }
 
-    // Takes over a property whose tag has been tested and frees the previous one.
-    // False, and unchanged, when the value is malformed.
+    // Takes over a property whose tag has been checked, and frees the previous one.
+    // Returns false, and changes nothing, when the value is malformed.
     [[nodiscard]] bool take(BusProperty& property);
 
   private:
@@ -65,7 +66,8 @@ template <class Char> class TextProperty {
 using NarrowText = TextProperty<char>;
 using WideText = TextProperty<wchar_t>;
 
-// The tag that a C++ type is read from, and a second one that is taken too.
+// The tag of the properties that a C++ type is read from, and a second tag that is
+// accepted.
 template <class T> struct TypeTag;
 template <std::uint32_t Tag, std::uint32_t Also = Tag> struct TypeTagIs {
     static constexpr std::uint32_t tag = Tag;
@@ -93,17 +95,17 @@ struct TypeTag<std::vector<T>>
 // Messages and format patterns are also read into lists.
 template <class T> struct TypeTag<std::list<T>> : TypeTagIs<TYPE_ARRAY_BIT | TypeTag<T>::tag> {};
 
-// Traces that the property is not a value of the type that `wanted` is the tag
-// of, frees it and throws ZTERROR_PROPERTY.
+// Traces that the property is not of the type whose tag is `wanted`, frees the property
+// and throws ZTERROR_PROPERTY.
 [[noreturn]] void reject_value(BusProperty& property, const char* name, std::uint32_t wanted);
 
-// Converts a string to the code page with the bus's own function. False when a
+// Converts a string to the code page with the bus's own function. Returns false when a
 // character is not in the code page.
 [[nodiscard]] bool to_narrow(const wchar_t* wide, std::string& value);
 
-// Copies the value of a property whose tag has been tested. False, and `value`
-// unchanged, when it is malformed; nothing is traced then. A failure of the bus
-// is thrown.
+// Copies the value of a property whose tag has been checked. Returns false, leaves
+// `value` unchanged and traces nothing when the value is malformed. Throws the status
+// of a bus call that fails.
 [[nodiscard]] bool copy_value(const opal_property& property, bool& value);
 [[nodiscard]] bool copy_value(const opal_property& property, std::int32_t& value);
 [[nodiscard]] bool copy_value(const opal_property& property, std::uint32_t& value);
@@ -135,8 +137,8 @@ template <class T> struct TypeTag<std::list<T>> : TypeTagIs<TYPE_ARRAY_BIT | Typ
 [[nodiscard]] bool copy_value(const opal_property& property, std::list<ZtI18nFormat>& value);
 [[nodiscard]] bool copy_value(const opal_property& property, std::vector<ZtTime>& value);
 
-// GetProp of property sets and of objects. `find` receives a BusProperty and
-// returns whether there is one; when there is none, `value` stays as it was.
+// GetProp of property sets and of objects. `find` receives a BusProperty and returns
+// whether there is such a property; `value` is unchanged if there is not.
 template <class T, class Find> bool read_typed(const char* name, T& value, Find&& find) {
     constexpr bool in_place = std::is_same_v<T, NarrowText> || std::is_same_v<T, WideText>;
     BusProperty property;

@@ -1,4 +1,4 @@
-// The loader entry: what process attach sets up and process detach gives back.
+// The loader entry: what process attach sets up and process detach releases.
 #include "attach.h"
 
 #include "ngc_setting.h"
@@ -13,7 +13,7 @@ HANDLE start_event = nullptr;
 
 namespace {
 
-// Everyone may use the event: agents run under different accounts.
+// Any account may use the event, because agents run under different accounts.
 void create_start_event() {
     SECURITY_DESCRIPTOR descriptor;
     if (InitializeSecurityDescriptor(&descriptor, SECURITY_DESCRIPTOR_REVISION) == FALSE) {
@@ -50,7 +50,7 @@ void detach() {
 }  // namespace
 }  // namespace farlo
 
-// A step that fails is logged and never fails the load.
+// A step that fails is logged; the library is loaded anyway.
 extern "C" BOOL WINAPI DllMain(HINSTANCE /*instance*/, DWORD reason, LPVOID /*reserved*/) {
     if (reason == DLL_PROCESS_ATTACH) {
         farlo::attach();

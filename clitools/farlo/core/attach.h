@@ -5,11 +5,11 @@
 
 namespace farlo {
 
-// Held for the whole of ValidateClusterW and UnInitializeClusterW.
+// Held during the whole of ValidateClusterW and UnInitializeClusterW.
 extern CRITICAL_SECTION library_lock;
 
-// "Global\cvmstartevent", the start token of the cluster node; NULL when it
-// could not be created.
+// "Global\cvmstartevent", the start token of the cluster node. NULL if it could not be
+// created.
 extern HANDLE start_event;
 
 class CriticalSectionHold {

@@ -19,12 +19,12 @@ inline std::size_t bounded_length(const wchar_t* string, std::size_t limit) {
     return wcsnlen(string, limit);
 }
 
-// FARLO_SUCCESS when a string and its terminator fit into `capacity` characters,
-// or there is none. A longer one is refused, never cut short, as half a name may
-// name another group: FARLO_INVALID_ARGUMENT, and a line that names the entry and
-// the argument. That line is the call's only one, so an operation logs its own
-// failure line when its status differs from what this returned. An outcome line
-// that a success has, too, is written for a refusal as well.
+// Returns FARLO_SUCCESS when a string and its terminator fit into `capacity`
+// characters, or when there is no string. A longer string is refused, never cut short,
+// because half a name may name another group: logs the entry and the argument and
+// returns FARLO_INVALID_ARGUMENT. That line is enough, so an operation logs its own
+// failure only if its status differs from what this returned. A line that is logged on
+// success, too, is logged for a refusal as well.
 template <class Char>
 [[nodiscard]] std::uint32_t check_string(const wchar_t* entry, const wchar_t* argument,
                                          const Char* string, std::size_t capacity) {

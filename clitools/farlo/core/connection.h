@@ -1,4 +1,4 @@
-// What operations ask of a connection handle.
+// The state of a connection handle.
 #pragma once
 
 #include "farlo.h"
@@ -17,14 +17,14 @@ namespace farlo {
     return connected;
 }
 
-// What a call returns that ended with `status`: FARLO_NOT_CONNECTED if the
-// connection has dropped since, because no result obtained over it counts then.
+// The status of a call that ended with `status`: FARLO_NOT_CONNECTED if the connection
+// has dropped, because results obtained over it are then void.
 [[nodiscard]] inline std::uint32_t status_if_still_connected(opal_handle handle,
                                                              std::uint32_t status) {
     return is_connected(handle) ? status : FARLO_NOT_CONNECTED;
 }
 
-// The handle's own two connection words.
+// The handle's own connection.
 [[nodiscard]] inline ConnectionPair connection_pair(opal_handle handle) {
     return {handle->connection, handle->connection_context};
 }

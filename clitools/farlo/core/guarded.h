@@ -9,8 +9,8 @@
 
 namespace farlo {
 
-// Runs an operation and returns its status: FARLO_EXCEPTION, and a line in the
-// log, when it throws, whatever it throws.
+// Runs an operation and returns its status. If the operation throws anything, logs that
+// and returns FARLO_EXCEPTION.
 template <class Operation> [[nodiscard]] std::uint32_t guarded(Operation&& operation) noexcept {
     try {
         return operation();
@@ -20,10 +20,11 @@ template <class Operation> [[nodiscard]] std::uint32_t guarded(Operation&& opera
     }
 }
 
-// The same for an operation that returns yes or no: false when it throws.
+// The same for an operation that returns yes or no. Returns false if the operation
+// throws.
 template <class Operation> [[nodiscard]] bool guarded_answer(Operation&& operation) noexcept {
     bool answer = false;
-    // The answer says it all: it stays false when the operation throws.
+    // The status adds nothing: the answer stays false if the operation throws.
     std::ignore = guarded([&] {
         answer = operation();
         return FARLO_SUCCESS;
@@ -31,7 +32,7 @@ template <class Operation> [[nodiscard]] bool guarded_answer(Operation&& operati
     return answer;
 }
 
-// The same for an operation without a result, after which the call goes on.
+// The same for an operation without a result. What it did before it threw stays.
 template <class Operation> void guarded_attempt(Operation&& operation) noexcept {
     std::ignore = guarded_answer([&] {
         operation();
@@ -39,8 +40,7 @@ template <class Operation> void guarded_attempt(Operation&& operation) noexcept 
     });
 }
 
-// Ends the guarded operation around the call, whose status is FARLO_EXCEPTION
-// then.
+// Ends the enclosing guarded operation, which then returns FARLO_EXCEPTION.
 [[noreturn]] inline void end_with_exception_status() {
     throw std::uint32_t{FARLO_EXCEPTION};
 }

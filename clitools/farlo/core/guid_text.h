@@ -1,4 +1,4 @@
-// Disk-group GUID texts and the bounded copies into callers' buffers.
+// Disk-group GUID strings, and bounded copies into callers' buffers.
 #pragma once
 
 #include <cstddef>
@@ -8,15 +8,15 @@
 
 namespace farlo {
 
-// Characters of the buffer that holds a disk-group GUID text, the terminator
-// included.
+// The size of the buffer for a disk-group GUID string in characters, including the
+// terminator.
 inline constexpr std::size_t guid_text_capacity = 65;
 
-// A GUID text that one call owns: a buffer of guid_text_capacity characters, or
-// none.
+// A GUID string that one call owns: a buffer of guid_text_capacity characters, or no
+// buffer.
 class GuidText {
   public:
-    // False, and no buffer, when out of memory.
+    // Returns false, and holds no buffer, when out of memory.
     [[nodiscard]] bool allocate() {
         m_text.reset(static_cast<char*>(std::calloc(guid_text_capacity, 1)));
         return m_text != nullptr;
@@ -34,8 +34,8 @@ class GuidText {
     std::unique_ptr<char, Free> m_text;
 };
 
-// Copies a text with its terminator when it fits into `capacity` characters;
-// else leaves the target alone and returns false.
+// Copies a string and its terminator if they fit into `capacity` characters. Otherwise
+// leaves the target unchanged and returns false.
 template <class Char>
 [[nodiscard]] bool copy_text(Char* target, std::size_t capacity, const Char* text,
                              std::size_t length) {

@@ -9,7 +9,7 @@ namespace farlo {
 NTSTATUS open_kernel_device(const wchar_t* name, ULONG options, HANDLE& opened,
                             IO_STATUS_BLOCK& io_status) {
     const auto size = static_cast<USHORT>(std::wcslen(name) * sizeof *name);
-    // The system only reads it.
+    // The system only reads the name.
     UNICODE_STRING path{size, static_cast<USHORT>(size + sizeof *name), const_cast<wchar_t*>(name)};
     OBJECT_ATTRIBUTES attributes{};
     attributes.Length = sizeof attributes;

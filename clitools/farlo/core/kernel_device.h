@@ -1,5 +1,4 @@
-// The volume manager's control devices: how one is opened, and how a request's
-// record is sent to it.
+// Opening the volume manager's control devices, and sending them requests.
 #pragma once
 
 #include "native_calls.h"
@@ -8,8 +7,8 @@
 
 namespace farlo {
 
-// One try to open a device by its native name, to read and write, shared. What
-// came is in `opened`, to be closed by the caller, and in `io_status`.
+// Tries once to open a device by its native name for reading and writing, shared.
+// Stores the handle, which the caller closes, and the I/O status.
 [[nodiscard]] NTSTATUS open_kernel_device(const wchar_t* name, ULONG options, HANDLE& opened,
                                           IO_STATUS_BLOCK& io_status);
 
@@ -18,7 +17,8 @@ struct ControlAnswer {
     NTSTATUS returned;
     NTSTATUS completed;
 
-    // The driver's own, unless that is plain success.
+    // The status with which the driver completed the request, unless that is plain
+    // success.
     [[nodiscard]] NTSTATUS status() const {
         return completed != STATUS_SUCCESS ? completed : returned;
     }

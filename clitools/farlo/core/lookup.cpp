@@ -20,7 +20,7 @@ bool is_excluded(std::uint32_t type) {
     return type == ZTDGTYPE_EXCLUDED_0 || type == ZTDGTYPE_EXCLUDED_7;
 }
 
-// Queries all disk groups until there are some; false when there never were.
+// Queries all disk groups until there are some. Returns false if there never were.
 bool query_groups(opal_handle handle, const wchar_t* sleeping, std::vector<CZtObject>& groups) {
     for (int attempt = 0; attempt < lookup_tries; ++attempt) {
         groups = objects_of_type(handle, ZTTYPE_DISK_GROUP);
@@ -33,8 +33,8 @@ bool query_groups(opal_handle handle, const wchar_t* sleeping, std::vector<CZtOb
     return false;
 }
 
-// Walks the groups in order to the first one that `matches` and decides on it
-// by its type. A group without a readable type or key matches nothing.
+// Finds the first group that `matches` and checks whether its type is accepted. Skips a
+// group whose type or key cannot be read.
 template <class Matches, class Accepts>
 std::uint32_t choose(const std::vector<CZtObject>& groups, CZtObject& group, Matches&& matches,
                      Accepts&& accepts) {

@@ -12,20 +12,20 @@
 
 namespace farlo {
 
-// Whether a caller gave a disk-group name, or a GUID text: not NULL, not empty.
+// Whether a caller gave a disk-group name or a GUID string: neither NULL nor empty.
 [[nodiscard]] bool UseDgName(const wchar_t* name);
 [[nodiscard]] bool UseDgGuid(const char* guid);
 
-// All objects of a type, in the service's order. A query that fails, which the
-// class layer traces, finds none.
+// All objects of a type, in the service's order. None if the query fails; the class
+// layer traces that.
 [[nodiscard]] inline std::vector<CZtObject> objects_of_type(opal_handle handle, const char* type) {
     std::vector<CZtObject> objects;
     std::ignore = CZtDatabase::GetObjects(connection_pair(handle), type, objects);
     return objects;
 }
 
-// The id of the cluster-service object: 0, or 41 when there is none after five
-// tries, 5 s apart.
+// Stores the id of the cluster-service object. Returns 0, or 41 when there is no such
+// object after five tries, 5 s apart.
 [[nodiscard]] std::uint32_t GetClusSvcId(opal_handle handle, opal_objid& id);
 
 // Finds a disk group by its name or GUID string, ignoring case. Returns 0, 1 when

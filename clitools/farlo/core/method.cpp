@@ -5,7 +5,7 @@
 
 namespace farlo {
 
-// farlo.h documents the two service statuses that callers should know.
+// farlo.h documents these two statuses of the service.
 static_assert(FARLO_NODE_ALREADY_STARTED == ZTERROR_NODE_ALREADY_STARTED);
 static_assert(FARLO_ALREADY_ONLINE == ZTERROR_GROUP_ALREADY_ONLINE);
 

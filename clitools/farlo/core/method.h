@@ -60,8 +60,8 @@ class OutputPropertySet : public CZtPropertySet {
     explicit operator bool() const { return handle() != nullptr; }
 };
 
-// Invokes a method of an object on the handle's own connection and returns the
-// bus status.
+// Invokes a method of an object over the handle's own connection and returns the bus
+// status.
 [[nodiscard]] std::uint32_t CsfInvoke(opal_connection connection, const opal_objid& target,
                                       const Method& method, const CZtPropertySet& input,
                                       const OutputPropertySet& output);

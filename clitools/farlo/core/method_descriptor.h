@@ -1,4 +1,4 @@
-// A method call as text, for the diagnostics of the provider runtime.
+// A method call as a string, for the traces of the provider runtime.
 #pragma once
 
 #include "ztbus3.h"

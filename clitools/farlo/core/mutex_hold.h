@@ -18,7 +18,7 @@ class MutexHold {
     MutexHold(const MutexHold&) = delete;
     MutexHold& operator=(const MutexHold&) = delete;
 
-    // Holds `mutex` from now on, after a release of what it held.
+    // Releases what is held, and holds `mutex` from now on.
     void take(HANDLE mutex) {
         release();
         m_mutex = mutex;

@@ -1,8 +1,8 @@
 // Wide names as narrow strings.
 //
-// Two conversions are elsewhere, as they follow other rules: to_narrow
-// (bus/typed_value.h) converts property values with the bus's own function, and
-// the trace log converts each line as a whole with the ANSI code page.
+// Two conversions are elsewhere because they follow other rules: to_narrow
+// (bus/typed_value.h) converts property values with the bus's own function, and the
+// trace log converts whole lines with the ANSI code page.
 #pragma once
 
 #include <cstddef>
@@ -11,9 +11,9 @@
 
 namespace farlo {
 
-// Converts a name into a caller's buffer. False when the name and its terminator
-// do not fit, or when a character has no narrow form: half a name, or a changed
-// one, may name another group.
+// Converts a name into a caller's buffer. Returns false when the name and its
+// terminator do not fit, or when a character has no narrow form: half a name, or a
+// changed one, may name another group.
 template <std::size_t Capacity>
 [[nodiscard]] bool narrow_name(const wchar_t* name, char (&narrow)[Capacity]) {
     const int length = _snprintf(narrow, Capacity, "%S", name);

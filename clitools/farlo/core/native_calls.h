@@ -1,5 +1,5 @@
-// Native calls of ntdll that the system's headers do not declare by these names,
-// and the native statuses.
+// Native calls of ntdll that the system's headers do not declare under these names, and
+// the native statuses.
 #pragma once
 
 #include <windows.h>

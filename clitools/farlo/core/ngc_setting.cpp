@@ -18,7 +18,7 @@ bool ReadNgcSetting() {
     }
     DWORD value = 0;
     DWORD size = sizeof value;
-    // Any type that reads as the number counts.
+    // KEPT: the value's type is not checked; any four bytes that hold the number count.
     if (RegQueryValueExW(key.get(), L"SupportSCSI3", nullptr, nullptr,
                          reinterpret_cast<BYTE*>(&value), &size) == ERROR_SUCCESS &&
         value == 2) {

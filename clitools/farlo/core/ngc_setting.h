@@ -1,11 +1,10 @@
-// The registry setting by which a node reserves disk groups through the service.
+// The registry setting that makes a node reserve disk groups through the service.
 #pragma once
 
 namespace farlo {
 
-// Reads "SupportSCSI3" and sets the process's NGC flag: true when the value is
-// 2. The key is opened with all access, so a process that may not write there
-// reads false. Returns the flag.
+// Reads "SupportSCSI3" and returns whether it is 2; logs a line if so. Opens the key
+// with all access, so the result is false in a process that may not write there.
 [[nodiscard]] bool ReadNgcSetting();
 
 }  // namespace farlo

@@ -12,7 +12,7 @@ namespace {
 constexpr std::uint32_t thread_poll_ms = 50;
 constexpr std::uint32_t thread_limit_ms = 60'000;
 
-// Takes the owner of an object out of a list; null when it is not there.
+// Removes an object from a list and returns its owner, or null when it is not there.
 std::unique_ptr<CZtCustomObject> take(std::vector<std::unique_ptr<CZtCustomObject>>& objects,
                                       const CZtCustomObject* object) {
     const auto found = std::find_if(objects.begin(), objects.end(),
@@ -139,7 +139,7 @@ CZtProvider::~CZtProvider() {
     __ZtApiShutdown();
 }
 
-// A component that an initialisation cut short never made has nothing to stop.
+// Skips the components that an interrupted initialisation has not made.
 void CZtProvider::__ZtApiShutdown() {
     if (m_threads != nullptr) {
         m_threads->Shutdown();

@@ -1,8 +1,7 @@
-// The provider runtime that every fresh connection starts.
+// The provider runtime that every new connection starts.
 //
-// No operation of the library uses its components; they are there for
-// providers that are built into the agent's process, and their shutdown order
-// is what such providers rely on.
+// No operation of the library uses its components. They are for providers that are
+// built into the agent's process, which rely on the order of their shutdown.
 #pragma once
 
 #include "object.h"
@@ -40,7 +39,7 @@ class ZtHold {
     ZtLock& m_lock;
 };
 
-// A thread of a provider. It lives until the container's shutdown is over.
+// A thread of a provider. Must live until the container's shutdown has ended.
 class CZtThread {
   public:
     virtual ~CZtThread() = default;
@@ -69,10 +68,10 @@ class CZtCustomObject {
 class CZtCustomObjectContainer {
   public:
     void Add(std::unique_ptr<CZtCustomObject> object);
-    // Takes an object out and hands it over; null when it is not there.
+    // Removes an object and returns it; null when it is not there.
     std::unique_ptr<CZtCustomObject> Remove(const CZtCustomObject* object);
-    // Takes an object out and destroys it at shutdown, not before: others may
-    // still hold a reference.
+    // Removes an object and destroys it at shutdown, not before, because others may
+    // still refer to it.
     void LazyDelete(const CZtCustomObject* object);
     void Shutdown();
 
@@ -84,8 +83,8 @@ class CZtCustomObjectContainer {
 
 class CZtControlManager {
   public:
-    // No control is registered in this process: traces what was asked and
-    // answers ZTERROR_UNKNOWN_METHOD.
+    // No control is registered in this process: traces the call and returns
+    // ZTERROR_UNKNOWN_METHOD.
     [[nodiscard]] std::uint32_t Dispatch(const opal_objid& object, const GUID& interface_id,
                                          std::uint32_t major, std::uint32_t minor);
     void Shutdown() {}
@@ -100,7 +99,7 @@ class CZtEventListener {
 class CZtEventManager {
   public:
     void AddListener(CZtEventListener& listener);
-    // ZTERROR_NO_EVENT when no listener exists.
+    // Returns ZTERROR_NO_EVENT when there is no listener.
     [[nodiscard]] std::uint32_t Notify(const char* name);
     void Shutdown();
 
@@ -116,7 +115,7 @@ class CZtProvider {
     CZtProvider(const CZtProvider&) = delete;
     CZtProvider& operator=(const CZtProvider&) = delete;
 
-    // Makes the components that do not exist yet. Throws what that throws.
+    // Makes the components that do not exist yet. Throws what a constructor throws.
     void Initialize();
 
     const wchar_t* name() const { return m_name; }
@@ -141,12 +140,12 @@ class ProviderRuntime {
   public:
     ~ProviderRuntime();
 
-    // Starts the provider for a connection: 0, ZTERROR_SHUTTING_DOWN, or
-    // ZTERROR_PROVIDER when its initialisation raised an exception.
+    // Starts the provider for a connection. Returns 0, ZTERROR_SHUTTING_DOWN, or
+    // ZTERROR_PROVIDER when its initialisation threw.
     [[nodiscard]] std::uint32_t start(const ConnectionPair& pair) noexcept;
 
     bool started() const { return m_started; }
-    // The pair of the last validation that made a fresh connection.
+    // The pair of the last new connection that a validation made.
     const ConnectionPair& current_connection() const { return m_current_connection; }
     CZtProvider* provider() { return m_provider.get(); }
 

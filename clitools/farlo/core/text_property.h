@@ -1,12 +1,12 @@
-// Looking for objects by a text of theirs.
+// Comparing an object's string property.
 #pragma once
 
 #include "object.h"
 
 namespace farlo {
 
-// Whether an object's property is that text, without regard to case. One that
-// cannot be read is not.
+// Whether an object's property is the wanted string, ignoring case. False if the
+// property cannot be read.
 [[nodiscard]] bool is_text(const CZtObject& object, const char* property, const wchar_t* wanted);
 
 }  // namespace farlo

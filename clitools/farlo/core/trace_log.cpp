@@ -141,7 +141,8 @@ TraceLog trace_log;
 TraceLog::TraceLog() noexcept {
     const DWORD needed =
         ExpandEnvironmentStringsA("%VMPATH%logs\\farlo.log", m_path, sizeof m_path);
-    // The count may include a character beyond the terminator, so the path's own length decides.
+    // The count may include a character beyond the terminator, so the length of the
+    // path itself is checked.
     if (needed == 0 || needed > sizeof m_path || strnlen(m_path, sizeof m_path) > path_characters) {
         std::memset(m_path, 0, sizeof m_path);
         return;

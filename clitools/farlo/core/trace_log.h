@@ -1,9 +1,9 @@
-// The trace log: the text file in which administrators follow what the agent
-// asked of the volume manager.
+// The trace log: the file in which administrators follow what the agent asked of the
+// volume manager.
 //
-// Levels: 0 errors and a few notices, 2 entry and exit, 4 failed service calls
-// and some entry and exit lines, 6 progress. A line is written when its level
-// is not above the threshold, which is read once, when the library is loaded.
+// Levels: 0 errors and a few notices, 2 entry and exit, 4 failed service calls and some
+// entry and exit lines, 6 progress. A line is written if its level is not above the
+// threshold, which is read once, when the library is loaded.
 #pragma once
 
 #include <windows.h>
@@ -15,7 +15,7 @@ namespace farlo {
 
 class TraceLog {
   public:
-    // The longest path, without its terminator.
+    // The length of the longest path, without its terminator.
     static constexpr std::size_t path_characters = 260;
     static constexpr std::size_t line_capacity = 2048;
     // A line that would bring the file to this size is written to a new file.
@@ -26,8 +26,8 @@ class TraceLog {
 
     std::uint32_t threshold() const { return m_threshold; }
 
-    // Formats and writes one line. `format` is of the Windows family: wide "%s"
-    // is wide, "%S" narrow. A message of more than 2047 characters is cut there.
+    // Formats and writes one line. `format` follows Microsoft's conventions: in a wide
+    // format "%s" is wide and "%S" narrow. A message is cut off after 2047 characters.
     void write(const wchar_t* format, ...) noexcept;
 
   private:
@@ -36,22 +36,22 @@ class TraceLog {
     void append(const char* line, std::size_t length) noexcept;
 
     std::uint32_t m_threshold = 0;
-    // The expansion of a narrow string may want a character beyond the terminator.
+    // The expansion of a narrow string may need a character beyond the terminator.
     char m_path[path_characters + 2] = {};
-    // One line at a time in this process, so that two threads never mix theirs.
+    // Held while a line is written, so that lines of two threads never mix.
     SRWLOCK m_lock = SRWLOCK_INIT;
     wchar_t m_wide_line[line_capacity] = {};
     char m_narrow_line[line_capacity] = {};
 };
 
-// The log of this process. Never torn down.
+// The log of this process. Never destroyed.
 extern TraceLog trace_log;
 
-// Writes a line of a level. One that the threshold suppresses costs the
-// comparison and nothing else: its arguments are not formatted.
+// Writes a line of a level. A line above the threshold costs one comparison; its
+// arguments are not formatted.
 template <class... Arguments>
 inline void log(std::uint32_t level, const wchar_t* format, Arguments... arguments) noexcept {
-    // NULL logs nothing, though no caller passes it.
+    // No caller passes NULL.
     if (level > trace_log.threshold() || format == nullptr) [[likely]] {
         return;
     }

@@ -17,8 +17,8 @@ namespace {
 constexpr int reconnect_tries = 3;
 constexpr DWORD reconnect_pause_ms = 500;
 
-// Set whenever a connection was made for which the provider runtime and the
-// alerts have not been started yet. Under the library lock.
+// Set while the provider runtime and the alerts have not been started for the latest
+// connection. Guarded by the library lock.
 bool fresh_connection = true;
 
 std::uint32_t initialize(opal_handle* slot) {
@@ -27,13 +27,13 @@ std::uint32_t initialize(opal_handle* slot) {
         return status;
     }
     if (*slot == nullptr) {
-        return ZTERROR_PROVIDER;  // a success without a handle is none
+        return ZTERROR_PROVIDER;  // success without a handle is a failure
     }
     fresh_connection = true;
     return 0;
 }
 
-// The status of the last try.
+// Returns the status of the last try.
 std::uint32_t reconnect(opal_handle* slot) {
     std::uint32_t status = 0;
     for (int attempt = 0; attempt < reconnect_tries; ++attempt) {
@@ -47,7 +47,7 @@ std::uint32_t reconnect(opal_handle* slot) {
     return status;
 }
 
-// Everything that the slot's handle needs to be connected.
+// Makes sure that the slot holds a connected handle.
 std::uint32_t connect(opal_handle* slot) {
     if (*slot == nullptr) {
         const std::uint32_t status = initialize(slot);
@@ -63,7 +63,7 @@ std::uint32_t connect(opal_handle* slot) {
     return reconnect(slot);
 }
 
-// Starts on a connected handle what a fresh connection needs.
+// Starts the provider runtime and the alerts for a new connection.
 void serve_fresh_connection(opal_handle handle) {
     if (!fresh_connection) {
         return;

@@ -1,4 +1,4 @@
-// Making, remaking and releasing the connection of a handle.
+// Connecting, reconnecting and releasing a handle.
 #pragma once
 
 #include "ztcmd.h"
@@ -7,15 +7,16 @@
 
 namespace farlo {
 
-// Connects the handle in `slot`, or reconnects one that is no longer connected
-// (three tries, 500 ms apart). 0, or 20 when there is no connection.
+// Connects the handle in `slot`, or reconnects one that is no longer connected (three
+// tries, 500 ms apart). Returns 0, or 20 when there is no connection.
 [[nodiscard]] std::uint32_t ValidateClusterW(opal_handle* slot);
 
-// Releases a handle: 0, or 21 when the command library refused. The caller's
+// Releases a handle. Returns 0, or 21 when the command library refused. The caller's
 // slot is not cleared.
 [[nodiscard]] std::uint32_t UnInitializeClusterW(opal_handle handle);
 
-// A connection that one call makes for itself; released when it goes out of scope.
+// A connection that one call makes for itself. It is released when it goes out of
+// scope.
 class OwnConnection {
   public:
     OwnConnection() = default;
@@ -23,7 +24,7 @@ class OwnConnection {
     OwnConnection(const OwnConnection&) = delete;
     OwnConnection& operator=(const OwnConnection&) = delete;
 
-    // NULL while none was made.
+    // NULL while there is no connection.
     opal_handle get() const { return m_handle; }
     opal_handle* slot() { return &m_handle; }
 
@@ -31,12 +32,12 @@ class OwnConnection {
     opal_handle m_handle = nullptr;
 };
 
-// Validation for a call that was given a handle, but not its slot. The handle is
-// never released: others may be using it. A handle that is still connected is
-// validated as ValidateClusterW does. For one that has dropped, `own` is
-// connected, with the tries, pauses and log lines of a reconnection. It carries
-// neither the alerts nor the provider runtime, as it does not outlive the call:
-// the next ValidateClusterW starts those. 0, or 20 when there is no connection.
+// Validates for a call that was given a handle, but not its slot. A handle that is
+// still connected is validated as by ValidateClusterW. If the handle has dropped,
+// connects `own`, with the tries, pauses and log lines of a reconnection, and without
+// alerts and provider runtime: it does not outlive the call, and the next
+// ValidateClusterW starts those. Never releases the handle, which others may be using.
+// Returns 0, or 20 when there is no connection.
 [[nodiscard]] std::uint32_t validate_borrowed(opal_handle handle, OwnConnection& own);
 
 }  // namespace farlo

@@ -4,8 +4,8 @@
 
 namespace farlo {
 
-// KEPT: the lines name the reservation thread's lock whichever mutex is waited
-// for; administrators search for this wording.
+// KEPT: the lines name the reservation thread's lock for every mutex; administrators
+// search for this wording.
 std::uint32_t WaitForMutex(HANDLE mutex, std::uint32_t timeout_ms) {
     const DWORD result = WaitForSingleObject(mutex, timeout_ms);
     switch (result) {
@@ -16,8 +16,8 @@ std::uint32_t WaitForMutex(HANDLE mutex, std::uint32_t timeout_ms) {
         log(6, L"WaitForMutex(): Time-out to get the reservation_thread_update lock ");
         return 0;
     case WAIT_ABANDONED:
-        // It is owned now, but what it guards may be half done: the next one to
-        // wait obtains it.
+        // The mutex is owned now, but its owner left the work half done: the next wait
+        // obtains it.
         ReleaseMutex(mutex);
         [[fallthrough]];
     default:

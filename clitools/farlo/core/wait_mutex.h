@@ -7,9 +7,9 @@
 
 namespace farlo {
 
-// 1 when the mutex was obtained within `timeout_ms`, else 0. An abandoned mutex
-// counts as not obtained and is released at once, so that the calling thread
-// owns the mutex only on 1.
+// Returns 1 when the mutex was obtained within `timeout_ms`, else 0. An abandoned mutex
+// is released at once and counts as not obtained: the calling thread owns the mutex
+// only on 1.
 [[nodiscard]] std::uint32_t WaitForMutex(HANDLE mutex, std::uint32_t timeout_ms);
 
 }  // namespace farlo

@@ -7,8 +7,8 @@
 
 namespace farlo {
 
-// A handle that CloseHandle closes. Both NULL and INVALID_HANDLE_VALUE, by
-// which the system's functions report a failure, count as none.
+// A handle that CloseHandle closes. NULL and INVALID_HANDLE_VALUE, with which the
+// system's functions report a failure, are both no handle.
 class Handle {
   public:
     Handle() = default;
@@ -43,7 +43,7 @@ class RegistryKey {
     RegistryKey(const RegistryKey&) = delete;
     RegistryKey& operator=(const RegistryKey&) = delete;
 
-    // Out argument of an open call; the key is closed before it.
+    // Out argument of an open call. Closes the key that is open.
     HKEY* receive() {
         close();
         return &m_key;

@@ -15,7 +15,8 @@ namespace {
 // Written and read without a lock, by any thread.
 std::atomic<AlertTimeoutCallback> reset_timeout{nullptr};
 
-// Alerts whose name begins with one of these, in any letter case, count.
+// The names of alerts that reset the time-out. Only the beginning is compared, ignoring
+// case.
 constexpr const char* alert_names[] = {
     "event.alert.ztvm.ztvm.dg.import.success",
     "event.alert.ztvm.cluster.dg.deport.readonly.success",
@@ -79,8 +80,7 @@ void OpalEventHandler(const opal_alert* alert, void* /*connection*/, void* /*res
     if (alert->name == nullptr || !resets_timeout(alert->name)) {
         return;
     }
-    // Read again, and once more behind the line: the agent may have cleared it
-    // meanwhile.
+    // Read again here, and once more after the line: the agent may have cleared it.
     if (reset_timeout == nullptr) {
         return;
     }

@@ -1,5 +1,4 @@
-// The agent's callback that is run when the service finished an import or a
-// deport.
+// The agent's callback, which runs when the service has finished an import or a deport.
 #pragma once
 
 #include "ztcmd.h"
@@ -11,21 +10,21 @@ namespace farlo {
 // Resets the agent's own time-out.
 using AlertTimeoutCallback = void (*)();
 
-// The callback last registered; NULL when there is none.
+// The callback that was registered last, or NULL.
 AlertTimeoutCallback alert_timeout_callback();
 
-// Stores the callback, a NULL one too, and registers the alert handler of this
-// library for the handle. Without a handle or a callback nothing is registered
-// and the result is 0; else it is the command library's status.
+// Stores the callback, even if NULL, and registers this library's alert handler for the
+// handle. Returns the command library's status, or 0 without registering anything if
+// there is no handle or no callback.
 [[nodiscard]] std::uint32_t RegisterForAlerts(opal_handle handle, AlertTimeoutCallback callback);
 
-// Registers the alert handler for a handle once more, for the callback that is
-// stored by then. Does not store it again: one that the agent clears meanwhile
-// stays cleared. Result as of RegisterForAlerts.
+// Registers the alert handler for a handle again, with the callback that is stored now.
+// Does not store the callback: if the agent clears it meanwhile, it stays cleared.
+// Returns the same as RegisterForAlerts.
 [[nodiscard]] std::uint32_t register_stored_callback(opal_handle handle);
 
-// Receives the alerts of a handle on a thread of the command library. Reads
-// nothing of its arguments but the alert's name.
+// Receives the alerts of a handle on a thread of the command library. Reads only the
+// alert's name.
 void OpalEventHandler(const opal_alert* alert, void* connection, void* reserved1, void* reserved2);
 
 }  // namespace farlo

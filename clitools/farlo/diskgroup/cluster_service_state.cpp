@@ -34,8 +34,7 @@ std::uint32_t send_state(opal_handle handle, std::uint32_t state) {
 
 }  // namespace
 
-// The lines name the operation without its "W": kept, administrators search for
-// them.
+// KEPT: the lines name the operation without its "W"; administrators search for them.
 std::uint32_t ClusterServiceStateW(opal_handle handle, std::uint32_t state) {
     log(4, L"Entering ClusterServiceState");
     if (handle == nullptr) {
@@ -48,7 +47,7 @@ std::uint32_t ClusterServiceStateW(opal_handle handle, std::uint32_t state) {
             FARLO_NOT_CONNECTED);
         return FARLO_NOT_CONNECTED;
     }
-    // `connected` is not read again behind the call: kept.
+    // KEPT: `connected` is not read again after the call.
     const std::uint32_t status = send_state(handle, state);
     if (status != 0) {
         log(0, L"ClusterServiceState() failed, error=(0x%x) ", status);

@@ -13,7 +13,7 @@
 namespace farlo {
 namespace {
 
-constexpr std::uint32_t deport_word = 0x4042;
+constexpr std::uint32_t deport_bits = 0x4042;
 
 std::uint32_t deport_group(opal_handle handle, const wchar_t* name, const char* caller_guid) {
     GuidText guid;
@@ -38,8 +38,8 @@ std::uint32_t deport_group(opal_handle handle, const wchar_t* name, const char* 
         CZtTempPropertySet input;
         input.AddProp("Dgguid", guid.get());
         input.AddProp("dgid", guid.get());
-        input.AddProperty(CZtProperty("Opflag", deport_word));
-        input.AddProperty(CZtProperty("OfflineFlag", deport_word));
+        input.AddProperty(CZtProperty("Opflag", deport_bits));
+        input.AddProperty(CZtProperty("OfflineFlag", deport_bits));
         OutputPropertySet output;
         status = CsfInvoke(handle->connection, group.id(), DGOP_DEPORT, input, output);
         if (output && status != 0) {

@@ -29,8 +29,7 @@ std::uint32_t send_flag(opal_handle handle, const CZtObject& group, std::uint32_
 
 }  // namespace
 
-// The lines name the operation without its "W": kept, administrators search for
-// them.
+// KEPT: the lines name the operation without its "W"; administrators search for them.
 std::uint32_t SetFastFailoverFlagW(opal_handle handle, const wchar_t* name, const char* guid,
                                    std::uint32_t flag) {
     log(4, L"Entering SetFastFailoverFlag - %s", name);

@@ -1,4 +1,4 @@
-// What the agent's monitors ask about disk groups, disks and plexes.
+// The state of disk groups, disks and plexes, for the agent's monitors.
 #pragma once
 
 #include "farlo.h"

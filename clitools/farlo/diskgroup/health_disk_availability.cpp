@@ -13,15 +13,15 @@
 namespace farlo {
 namespace {
 
-// The service's failures are all one status here: kept for agents that test it.
+// KEPT: all failures of the service become this status, which agents test.
 constexpr std::uint32_t service_call_failed = 1;
 
-// Leaves the value alone when it cannot be read.
+// Leaves the value unchanged when it cannot be read.
 void read_count(const OutputPropertySet& output, const char* name, std::uint32_t* count) {
     try {
         output.GetProp(name, *count);
     } catch (...) {
-        // The other count may be there.
+        // The other count may be readable.
     }
 }
 
@@ -65,7 +65,7 @@ std::uint32_t query_availability(opal_handle handle, const wchar_t* name, const 
 
 std::uint32_t GetDgDiskAvailabilityW(opal_handle handle, const wchar_t* name, const char* guid,
                                      std::uint32_t* total, std::uint32_t* live) {
-    // The lower-case "disk" is kept, administrators search for it.
+    // KEPT: the lower-case "disk"; administrators search for it.
     log(6, L"Entering GetDgdiskAvailabilityW");
     if (handle == nullptr) {
         return FARLO_NULL_HANDLE;
@@ -84,7 +84,7 @@ std::uint32_t GetDgDiskAvailabilityW(opal_handle handle, const wchar_t* name, co
     if (!is_connected(handle)) {
         return FARLO_NOT_CONNECTED;
     }
-    // The name of another operation: kept, administrators search for it.
+    // KEPT: the name of another operation; administrators search for it.
     log(6, L"Exiting GetVolumeGuidW");
     return status;
 }

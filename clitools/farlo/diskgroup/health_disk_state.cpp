@@ -23,12 +23,12 @@ bool FindDiskIdByOSorDevName(opal_handle handle, const wchar_t* name, CZtObject&
             }
         }
     } catch (...) {
-        // A query that raises found no disk.
+        // A query that throws found no disk.
     }
     return false;
 }
 
-// 0 for a disk without a readable state.
+// Returns 0 for a disk whose state cannot be read.
 std::uint32_t read_state(const CZtObject& disk) {
     std::uint32_t state = 0;
     try {
@@ -65,7 +65,7 @@ std::uint32_t GetDiskStateW(opal_handle handle, const wchar_t* disk, std::uint32
     }
     *state = read_state(found);
     if (!is_connected(handle)) {
-        // Logged only: the state was delivered.
+        // KEPT: only logged, because the state has been stored.
         log(0, L"GetDiskStateW() failed, error=(0x%x)", FARLO_NOT_CONNECTED);
     }
     log(6, L"Exiting GetDiskStateW");

@@ -26,8 +26,7 @@ std::uint32_t read_imported(const CZtObject& group, std::uint8_t* imported) {
     });
 }
 
-// Asks the driver, or the service on a node where the driver does not know the
-// group.
+// Asks the driver, or the service if the driver does not know the group.
 std::uint32_t query_state(opal_handle handle, const wchar_t* name, const char* caller_guid,
                           std::uint8_t* imported) {
     GuidText guid;
@@ -89,7 +88,7 @@ std::uint32_t GetDgStateW(opal_handle handle, const wchar_t* name, const char* g
 
 std::uint32_t GetDgStateExW(opal_handle handle, const wchar_t* name, const char* guid,
                             std::uint8_t* imported) {
-    // The misspelt name is kept, administrators search for it.
+    // KEPT: the misspelt name; administrators search for it.
     log(4, L"Entering GetDgStatExeW - %s", name);
     if (handle == nullptr) {
         log(0, L"GetDgStateExW() failed , opal_handle==NULL, error=(0x%x)", FARLO_NULL_HANDLE);

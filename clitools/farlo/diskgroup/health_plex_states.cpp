@@ -23,7 +23,7 @@ static_assert(offsetof(farlo_plex_state, state) == 64);
 namespace farlo {
 namespace {
 
-// What cannot be read, or does not fit, leaves its field as it was.
+// Leaves a field unchanged if its property cannot be read or does not fit.
 void fill_record(const CZtObject& plex, farlo_plex_state& record) {
     try {
         WideText name;
@@ -46,7 +46,8 @@ std::uint32_t plex_states(const CZtObject& volume, std::uint32_t* count,
         if (records == nullptr) {
             return FARLO_BUFFER_TOO_SMALL;
         }
-        // Kept: the array's capacity is the caller's affair (farlo.h).
+        // KEPT: the array's capacity is not checked; the caller is responsible for it
+        // (farlo.h).
         for (std::size_t i = 0; i < plexes.size(); ++i) {
             fill_record(plexes[i], records[i]);
         }
@@ -86,8 +87,7 @@ std::uint32_t GetDgVolPlexStatesW(opal_handle handle, const wchar_t* name, const
         status = FindVolObjByDevName(handle, device, volume) ? plex_states(volume, count, plexes)
                                                              : FARLO_INVALID_ARGUMENT;
     }
-    // The entry line once more in place of an exit line: kept, administrators
-    // search for it.
+    // KEPT: the entry line instead of an exit line; administrators search for it.
     log(6, L"Entering GetDgVolPlexStatesW");
     return status;
 }

@@ -28,7 +28,7 @@ std::uint32_t import_group(opal_handle handle, const wchar_t* name, const char* 
         log(0, L"ImportDgW():SetDgGuidParam failed, error=(0x%x) ", status);
         return status;
     }
-    // Kept, though a success always has a text.
+    // KEPT: tested although a success always has a buffer.
     if (!guid) {
         log(0, L"ImportDgW() failed, pGuid == NULL, error=(0x%x) ", FARLO_NO_GUID_MEMORY);
         return FARLO_NO_GUID_MEMORY;
@@ -39,16 +39,17 @@ std::uint32_t import_group(opal_handle handle, const wchar_t* name, const char* 
         log(0, L"ImportDgW():GetClusSvcId() failed, error=(0x%x) ", status);
         return status;
     }
-    const std::uint32_t word = options | import_bits;
+    const std::uint32_t option_bits = options | import_bits;
     return guarded([&] {
         CZtTempPropertySet input;
         input.AddProp("Dgguid", guid.get());
         input.AddProp("dgid", guid.get());
         input.AddProp("Newdgname", new_name);
-        // The present name, and only beside a new one: kept, OnlineDgExW differs.
+        // KEPT: "newname" is the present name, and only if there is a new one;
+        // OnlineDgExW differs.
         input.AddProp("newname", is_given(new_name) ? name : L"");
-        input.AddProperty(CZtProperty("Opflag", word));
-        input.AddProperty(CZtProperty("OnlineFlag", word));
+        input.AddProperty(CZtProperty("Opflag", option_bits));
+        input.AddProperty(CZtProperty("OnlineFlag", option_bits));
         OutputPropertySet output;
         status = CsfInvoke(handle->connection, service, DGOP_IMPORT, input, output);
         if (output && status != 0) {

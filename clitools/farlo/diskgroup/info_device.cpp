@@ -13,8 +13,8 @@ namespace {
 constexpr int open_tries = 3;
 constexpr DWORD open_pause_ms = 1000;
 
-// Opened at the first request, never closed. No lock: two first requests at
-// once may both open it, and the later handle stays.
+// Opened at the first request, never closed. There is no lock: two first requests at
+// the same time may both open the device, and the later handle stays.
 std::atomic<HANDLE> info_device{nullptr};
 
 std::uint32_t native_to_status(NTSTATUS native) {
@@ -30,13 +30,13 @@ std::uint32_t native_to_status(NTSTATUS native) {
     }
 }
 
-// Of an opening: where no driver has made the folder of the devices, its path is
-// not found.
+// The status of an open call. Its path is not found if no driver has made the folder of
+// the devices.
 std::uint32_t opening_to_status(NTSTATUS native) {
     return native == STATUS_OBJECT_PATH_NOT_FOUND ? FARLO_NOT_FOUND : native_to_status(native);
 }
 
-// One try. A failure that only the I/O status block tells counts, too.
+// Tries once. A failure that only the I/O status block reports counts, too.
 std::uint32_t open_once(Handle& device) {
     HANDLE opened = nullptr;
     IO_STATUS_BLOCK io_status{};

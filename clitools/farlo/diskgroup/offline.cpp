@@ -15,12 +15,12 @@
 namespace farlo {
 namespace {
 
-// Bits of the word sent that the library adds.
+// Bits that the library adds to the caller's options.
 constexpr std::uint32_t check_name_bit = 0x40;
 constexpr std::uint32_t always_bit = 0x4000;
 constexpr std::uint32_t shared_bit = 0x1000;
 
-// For whoever looks at a dump of an agent that hangs in a deport.
+// For reading a dump of an agent that hangs in a deport.
 std::atomic<std::uint32_t> deports_in_flight{0};
 
 class DeportInFlight {
@@ -31,16 +31,16 @@ class DeportInFlight {
     DeportInFlight& operator=(const DeportInFlight&) = delete;
 };
 
-std::uint32_t sent_word(std::uint32_t options) {
-    std::uint32_t word = options;
+std::uint32_t sent_bits(std::uint32_t options) {
+    std::uint32_t option_bits = options;
     if ((options & FARLO_OFFLINE_NO_NAME_CHECK) == 0) {
-        word |= check_name_bit;
+        option_bits |= check_name_bit;
     }
-    word |= always_bit;
+    option_bits |= always_bit;
     if ((options & FARLO_OFFLINE_SHARED) != 0) {
-        word |= shared_bit;
+        option_bits |= shared_bit;
     }
-    return word;
+    return option_bits;
 }
 
 std::uint32_t offline_group(opal_handle handle, const wchar_t* name, const char* caller_guid,
@@ -58,20 +58,20 @@ std::uint32_t offline_group(opal_handle handle, const wchar_t* name, const char*
         log(0, L"OfflineDgW():GetClusSvcId() failed, error=(0x%x) ", status);
         return status;
     }
-    // A group that is not found is deported all the same, under the null id: the
-    // service's answer counts. DeportDgW stops here.
+    // KEPT: a group that is not found is deported anyway, under the null id, and the
+    // service's status is returned. DeportDgW fails here.
     CZtObject group;
     status = GetDgObjIdByGuid(handle, guid.get(), group, cluster_only);
     if (status != FARLO_SUCCESS) {
         log(0, L"OfflineDgW():GetDgObjIdByGuid() failed, error=(0x%x) ", status);
     }
-    const std::uint32_t word = sent_word(options);
+    const std::uint32_t option_bits = sent_bits(options);
     return guarded([&] {
         CZtTempPropertySet input;
         input.AddProp("Dgguid", guid.get());
         input.AddProp("dgid", guid.get());
-        input.AddProperty(CZtProperty("Opflag", word));
-        input.AddProperty(CZtProperty("OfflineFlag", word));
+        input.AddProperty(CZtProperty("Opflag", option_bits));
+        input.AddProperty(CZtProperty("OfflineFlag", option_bits));
         const DeportInFlight in_flight;
         OutputPropertySet output;
         status = CsfInvoke(handle->connection, group.id(), DGOP_DEPORT, input, output);

@@ -1,4 +1,4 @@
-// Taking a disk group offline on this host, with an option word.
+// Taking a disk group offline on this host, with option bits.
 #pragma once
 
 #include "ztcmd.h"

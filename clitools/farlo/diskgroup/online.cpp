@@ -84,7 +84,7 @@ bool checks_name(std::uint32_t options) {
     return (options & FARLO_ONLINE_NO_NAME_CHECK) == 0;
 }
 
-// All disk groups, or nothing when the query threw.
+// Returns all disk groups, or nothing when the query threw.
 std::optional<std::vector<CZtObject>> query_groups(opal_handle handle) {
     try {
         return objects_of_type(handle, ZTTYPE_DISK_GROUP);
@@ -115,9 +115,9 @@ void add_parameters(CZtPropertySet& input, const Request& request, const char* g
     }
 }
 
-// Sends the import to the service and returns its status. `input` holds the
-// group's name. From here on the option bits decide, not the caller's options: the
-// bits of a cluster-shared import include all others but 0x2.
+// Sends the import to the service and returns its status. `input` holds the group's
+// name. From here on the option bits decide, not the caller's options: the bits of a
+// cluster-shared import include all others except 0x2.
 std::uint32_t send_import(const Request& request, const Target& target, CZtPropertySet& input,
                           std::uint32_t option_bits) {
     add_parameters(input, request, target.guid.get(), option_bits);
@@ -180,10 +180,10 @@ std::uint32_t OnlineDgExW(opal_handle handle, const wchar_t* name, const char* g
         status = find_target(request, target);
     }
     if (status == FARLO_SUCCESS && checks_name(options)) {
-        // KEPT: both returns here are without a line for the outcome.
+        // KEPT: both returns below log no outcome.
         const std::optional<std::vector<CZtObject>> groups = query_groups(handle);
         if (!groups) {
-            return FARLO_SUCCESS;  // KEPT: agents rely on a success without an import here
+            return FARLO_SUCCESS;  // KEPT: agents have always received success here
         }
         status = guarded([&] {
             return is_imported_under(*groups, name) ? FARLO_ALREADY_IMPORTED : FARLO_SUCCESS;

@@ -7,7 +7,7 @@
 
 namespace farlo {
 
-// What OnlineDgW passes as the last argument of OnlineDgExW.
+// OnlineDgW passes this as the last argument of OnlineDgExW.
 inline constexpr std::uint32_t online_default_reserved = 120;
 
 // Imports a disk group (farlo.h, OnlineDgEx). `reserved` is not used; `entry` is

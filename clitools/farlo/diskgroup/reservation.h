@@ -15,8 +15,8 @@ namespace farlo {
                                                     const char* guid, std::uint32_t* reservation);
 [[nodiscard]] std::uint32_t ReleaseDgW(const char* guid);
 
-// GetDgReservationStatusW on a node that reserves through the service: writes
-// the service's own reservation state.
+// GetDgReservationStatusW on a node that reserves through the service. Stores the
+// service's own reservation state.
 [[nodiscard]] std::uint32_t GetNgcDgReservationStatusW(opal_handle handle, const wchar_t* name,
                                                        const char* guid,
                                                        std::uint32_t* reservation);

@@ -26,9 +26,9 @@ std::uint32_t IgnoreReservationThreadStatus(Handle& mutex, const char* guid) {
                L"lock on dg");
         return 1;
     case WAIT_ABANDONED:
-        // KEPT: the lock is owned now, and the caller closes it without a
-        // release. While another process has it open and this thread lives, the
-        // next one to try sees a time-out, not an abandoned lock.
+        // KEPT: the lock is owned now, and the caller closes it without releasing it.
+        // While another process has it open and this thread lives, the next one to try
+        // gets a time-out, not an abandoned lock.
         log(0, L"IgnoreReservationThreadStatus(): WAIT_ABANDONED while waiting for the "
                L"reservation_thread_update lock on dg");
         return 1;

@@ -8,8 +8,8 @@
 
 namespace farlo {
 
-// Tries the lock of a group without waiting: 0 when it was taken, else 1. The
-// caller releases `mutex` on 0 only, and closes it in every case.
+// Tries to take the lock of a group without waiting. Returns 0 when it was taken, else
+// 1. The caller releases `mutex` only on 0, and always closes it.
 [[nodiscard]] std::uint32_t IgnoreReservationThreadStatus(Handle& mutex, const char* guid);
 
 }  // namespace farlo

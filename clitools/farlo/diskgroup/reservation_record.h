@@ -1,4 +1,4 @@
-// The record of the info device's requests, on a page of its own.
+// The record of requests to the info device, on a page of its own.
 #pragma once
 
 #include "dmcontrol.h"
@@ -14,11 +14,11 @@ struct PageFree {
     void operator()(void* page) const { VirtualFree(page, 0, MEM_RELEASE); }
 };
 
-// A record that names a disk group, every other field zero. The driver is given
-// its address, which must be page-aligned.
+// A record that names a disk group; every other field is zero. The driver gets its
+// address, which must be page-aligned.
 using ReservationRecord = std::unique_ptr<dm_reservation_request, PageFree>;
 
-// NULL when out of memory. The GUID string must fit.
+// Returns NULL when out of memory. The GUID string must fit.
 [[nodiscard]] inline ReservationRecord make_reservation_record(const char* guid) {
     ReservationRecord record(static_cast<dm_reservation_request*>(
         VirtualAlloc(nullptr, sizeof(dm_reservation_request), MEM_COMMIT, PAGE_READWRITE)));

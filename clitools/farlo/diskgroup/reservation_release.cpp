@@ -17,7 +17,7 @@ std::uint32_t release_group(const char* guid) {
     if (guid == nullptr) {
         return FARLO_EXCEPTION;
     }
-    // Kept: the record is never freed, on any path. A call costs a committed page.
+    // KEPT: the record is never freed, on any path. Each call costs a committed page.
     dm_reservation_request* const record = make_reservation_record(guid).release();
     if (record == nullptr) {
         log(0, L"ReleaseDgW():No memory VirtualAlloc failed, error=(0x%x) ", FARLO_NO_GUID_MEMORY);
@@ -43,7 +43,7 @@ std::uint32_t ReleaseDgW(const char* guid) {
         check_string(L"ReleaseDgW", L"guid", guid, sizeof dm_reservation_request::group_guid);
     const std::uint32_t status = refused != FARLO_SUCCESS ? refused : release_group(guid);
     if (status != refused) {
-        // The leading blank is kept, administrators search for this wording.
+        // KEPT: the leading blank; administrators search for this wording.
         log(0, L" ReleaseDgW() failed , error=(0x%x)", status);
     }
     log(4, L"Exiting ReleaseDgW");

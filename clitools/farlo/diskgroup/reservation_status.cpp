@@ -20,7 +20,7 @@ constexpr int query_tries = 30;
 constexpr DWORD query_pause_ms = 1000;
 constexpr std::uint8_t held_bit = 0x1;
 
-// Asks the driver; a failure other than "no such group" is tried again.
+// Asks the driver, and tries again after a failure other than "no such group".
 std::uint32_t ask_driver(dm_reservation_request& record, std::uint32_t* reservation) {
     record.reservation = 1;
     std::uint32_t result = FARLO_SUCCESS;
@@ -59,7 +59,8 @@ std::uint32_t query_reservation(opal_handle handle, const wchar_t* name, const c
     if (record != nullptr) {
         status = ask_driver(*record, reservation);
     }
-    // Before the record is freed: the reservation thread waits no longer than needed.
+    // The lock is released and closed before the record is freed, so that the
+    // reservation thread does not wait for that.
     hold.release();
     mutex.close();
     return status;
@@ -69,7 +70,7 @@ std::uint32_t query_reservation(opal_handle handle, const wchar_t* name, const c
 
 std::uint32_t GetDgReservationStatusW(opal_handle handle, const wchar_t* name, const char* guid,
                                       std::uint32_t* reservation) {
-    // Read once: a change counts when the library is next loaded.
+    // Read once: a change takes effect when the library is next loaded.
     static const bool ngc_enabled = ReadNgcSetting();
     if (ngc_enabled) {
         return GetNgcDgReservationStatusW(handle, name, guid, reservation);

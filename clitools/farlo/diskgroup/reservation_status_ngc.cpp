@@ -16,7 +16,7 @@
 namespace farlo {
 namespace {
 
-constexpr std::uint32_t query_word = 0;
+constexpr std::uint32_t query_bits = 0;
 
 std::uint32_t ask_service(opal_handle handle, const wchar_t* name, const char* caller_guid,
                           std::uint32_t* reservation) {
@@ -32,13 +32,12 @@ std::uint32_t ask_service(opal_handle handle, const wchar_t* name, const char* c
         log(0, L"GetNgcDgReservationStatusW():GetClusSvcId() failed, error=(0x%x) ", status);
         return status;
     }
-    // What cannot be added is left out: the result is the service's answer all
-    // the same.
+    // A parameter that cannot be added is left out; the service is asked anyway.
     std::optional<CZtTempPropertySet> input;
     guarded_attempt([&] {
         input.emplace();
         input->AddProp("Dgguid", guid.get());
-        input->AddProperty(CZtProperty("Opflag", query_word));
+        input->AddProperty(CZtProperty("Opflag", query_bits));
         input->AddProperty(CZtProperty("otl trace", false));
     });
     const CZtPropertySet no_input;
@@ -61,7 +60,7 @@ std::uint32_t ask_service(opal_handle handle, const wchar_t* name, const char* c
 
 }  // namespace
 
-// Kept: `connected` is not looked at here, neither before nor after the call.
+// KEPT: `connected` is read neither before nor after the call.
 std::uint32_t GetNgcDgReservationStatusW(opal_handle handle, const wchar_t* name, const char* guid,
                                          std::uint32_t* reservation) {
     log(4, L"Entering GetNgcDgReservationStatusW - %s", name);

@@ -13,7 +13,7 @@
 namespace farlo {
 namespace {
 
-constexpr std::uint32_t stop_word = 1;
+constexpr std::uint32_t stop_bits = 1;
 
 std::uint32_t stop_reservation(opal_handle handle, const wchar_t* name, const char* caller_guid) {
     GuidText guid;
@@ -31,7 +31,7 @@ std::uint32_t stop_reservation(opal_handle handle, const wchar_t* name, const ch
     return guarded([&] {
         CZtTempPropertySet input;
         input.AddProp("Dgguid", guid.get());
-        input.AddProperty(CZtProperty("Opflag", stop_word));
+        input.AddProperty(CZtProperty("Opflag", stop_bits));
         OutputPropertySet output;
         status =
             CsfInvoke(handle->connection, service, CLUSTER_MTHD_CLUSSVCOP_OFFLINEDG, input, output);
@@ -54,7 +54,7 @@ std::uint32_t StopDgReservationW(opal_handle handle, const wchar_t* name, const 
         return FARLO_NULL_HANDLE;
     }
     if (!is_connected(handle)) {
-        // Two blanks behind the comma: kept, administrators search for this wording.
+        // KEPT: two blanks after the comma; administrators search for this wording.
         log(0, L"StopDgReservationW() failed ,  opal_handle not connected, error=(0x%x)",
             FARLO_NOT_CONNECTED);
         return FARLO_NOT_CONNECTED;

@@ -20,13 +20,13 @@ namespace {
 constexpr std::uint32_t rescan_wait_ms = 300'000;
 constexpr DWORD rescan_pause_ms = 10'000;
 
-// Copies a string of the service into the caller's buffer. False when it is too
+// Copies a string of the service into the caller's buffer. Returns false when it is too
 // long: half an identifier may name another group.
 [[nodiscard]] bool copy_guid(const NarrowText& text, char* guid) {
     return copy_text(guid, guid_text_capacity, text.c_str(), text.length());
 }
 
-// False when the group has no identifier that can be read and fits.
+// Returns false when the group has no identifier that can be read and fits.
 [[nodiscard]] bool read_dgid(const CZtObject& group, char* guid) noexcept {
     try {
         NarrowText dgid;
@@ -63,8 +63,8 @@ std::uint32_t look_again_after_rescan(opal_handle handle, const wchar_t* name, C
         }
         return GetDgObjIdByName(handle, name, group, cluster_only);
     }
-    // KEPT: the mutex is released even when the wait did not obtain it; the system
-    // then refuses the release, and nothing else comes of it.
+    // KEPT: the mutex is released even if the wait did not obtain it. The system then
+    // refuses the release, without other effect.
     std::ignore = WaitForMutex(mutex.get(), rescan_wait_ms);
     const MutexHold hold(mutex.get());
     std::uint32_t status = GetDgObjIdByName(handle, name, group, cluster_only);
@@ -75,7 +75,7 @@ std::uint32_t look_again_after_rescan(opal_handle handle, const wchar_t* name, C
     return status;
 }
 
-// Asks the cluster-service object for the GUID text.
+// Asks the cluster-service object for the GUID string.
 std::uint32_t ask_cluster_service(opal_handle handle, const opal_objid& service,
                                   const wchar_t* name, char* guid) {
     return guarded([&] {
@@ -103,7 +103,7 @@ std::uint32_t ask_cluster_service(opal_handle handle, const opal_objid& service,
     });
 }
 
-// Logs the outcome of a lookup, and ends the call with it.
+// Ends the call with the status of a lookup.
 std::uint32_t finish(opal_handle handle, std::uint32_t status) {
     status = status_if_still_connected(handle, status);
     if (status != 0) {
@@ -159,7 +159,7 @@ std::uint32_t GetDgGuidCommon(opal_handle handle, const wchar_t* name, char* gui
 }
 
 std::uint32_t GetDgGuidfromOpal(opal_handle handle, const wchar_t* name, char* guid) {
-    // Its only caller, GetDgVolumeGuidW, has tested both before.
+    // The only caller, GetDgVolumeGuidW, has checked both.
     if (handle == nullptr) {
         log(0, L"GetDgGuidfromOpal() failed, NULL opal_conn, error=(0x%x)", FARLO_NULL_HANDLE);
         return FARLO_NULL_HANDLE;
@@ -195,7 +195,8 @@ std::uint32_t PerformPnpDiskRescan(opal_handle handle, const void* /*unused*/) {
         log(0, L"PerformPnpDiskRescan: GetClusSvcId failed with error = 0x%x.", status);
         return status;
     }
-    // A parameter that cannot be built is left out: the service rescans all the same.
+    // If the parameter cannot be built, the service is asked without it; it rescans
+    // anyway.
     std::optional<CZtTempPropertySet> input;
     try {
         input.emplace();
@@ -221,7 +222,7 @@ std::uint32_t SetDgGuidParam(GuidText& text, const char* guid, const wchar_t* na
     }
     std::uint32_t status = FARLO_MISSING_ARGUMENT;
     if (UseDgGuid(guid)) {
-        // It fits: the operations refuse a longer one before they come here.
+        // It fits: the operations have refused a longer one.
         status = copy_text(text.get(), guid_text_capacity, guid, std::strlen(guid))
                      ? FARLO_SUCCESS
                      : FARLO_INVALID_ARGUMENT;

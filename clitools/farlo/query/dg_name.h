@@ -1,4 +1,4 @@
-// A disk group's name by its GUID text.
+// A disk group's name by its GUID string.
 #pragma once
 
 #include "ztcmd.h"

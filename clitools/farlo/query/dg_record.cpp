@@ -19,7 +19,7 @@ void fill_record(opal_handle handle, const std::vector<CZtObject>& disks,
     record->disk_count = static_cast<std::uint32_t>(disks.size());
     record->volume_count = static_cast<std::uint32_t>(volumes.size());
     auto* const disk_records = reinterpret_cast<DgDiskInfo*>(record + 1);
-    // "%ul" puts a letter behind the number: kept, administrators search for it.
+    // KEPT: "%ul", which writes an "l" after the number; administrators search for it.
     FillDiskRecords(disks,
                     L"farlo: GetDgPropertiesW: No signature property on disk..so forming it..Id = "
                     L"%S, guidToNumString = %ul, signature = %u",
@@ -33,7 +33,7 @@ void fill_record(opal_handle handle, const std::vector<CZtObject>& disks,
 // Logs a missing argument itself.
 std::uint32_t query_group(opal_handle handle, const CZtObject& group, DgInfo* record,
                           std::uint32_t* size) {
-    // Only proves that the group can be read.
+    // Fails if the group cannot be read.
     WideText group_name;
     group.GetProp("Name", group_name);
     std::vector<CZtObject> disks;

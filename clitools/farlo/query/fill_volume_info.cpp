@@ -17,7 +17,7 @@ constexpr std::size_t drive_letter_capacity = sizeof VolInfo::drive_letter / siz
 constexpr wchar_t drive_letter_prefix[] = L"\\DosDevices\\";
 static_assert(sizeof VolInfo::mount_points == mount_text_capacity * sizeof(wchar_t));
 
-// The text of this volume's paths alone, whatever the field held.
+// Replaces the field's contents with the paths of this volume.
 void fill_mount_points(opal_handle handle, const CZtObject& volume, VolInfo& record) {
     wchar_t text[mount_text_capacity] = L"";
     // Ignored: the field takes the paths that were found.
@@ -29,7 +29,7 @@ void clear_drive_letter(VolInfo& record) {
     record.drive_letter[0] = L'\0';
 }
 
-// "0" stands for no letter.
+// "0" means that there is no letter.
 void put_drive_letter(wchar_t letter, VolInfo& record) {
     if (letter != L'0' && letter != L'\0') {
         record.drive_letter[0] = letter;
@@ -61,7 +61,7 @@ void fill_type(const CZtObject& volume, VolInfo& record) {
 
 void fill_state(const CZtObject& volume, VolInfo& record) {
     if (const auto state = read_optional<std::uint32_t>(volume, "ztvmstate")) {
-        // Kept: callers find the service's 32 bits sign-extended.
+        // KEPT: callers get the service's 32 bits sign-extended.
         record.state = static_cast<std::int32_t>(*state);
     }
 }
@@ -97,8 +97,8 @@ void FillDgVolInfo(const CZtObject& volume, VolInfo& record) {
     }
     fill_type(volume, record);
     clear_drive_letter(record);
-    // Kept: the system's letter, where the full record has the service's. The two
-    // may disagree.
+    // KEPT: the letter is the system's; in the full record it is the service's, which
+    // may differ.
     wchar_t link[mount_link_capacity];
     if (has_device && QueryMountPointName(device.c_str(), link, drive_letter_prefix)) {
         put_drive_letter(std::wcsstr(link, drive_letter_prefix)[std::wcslen(drive_letter_prefix)],

@@ -7,12 +7,12 @@
 
 namespace farlo {
 
-// Writes what can be read of a volume, and reports nothing. The mount points and
-// the drive letter are always written, though they may be empty.
+// Writes what can be read of a volume; reports no errors. Always writes the mount
+// points and the drive letter, which may be empty.
 void FillVolInfo(opal_handle handle, const CZtObject& volume, VolInfo& record);
 
-// The light form: device name, drive letter, type and size. The drive letter is
-// asked of the system's mount-point manager and always written.
+// The light form: device name, drive letter, type and size. Always writes the drive
+// letter, which it asks the system's mount-point manager for.
 void FillDgVolInfo(const CZtObject& volume, VolInfo& record);
 
 }  // namespace farlo

@@ -23,7 +23,7 @@ void fill_list(const std::vector<CZtObject>& disks, DgDiskList* record) {
 
 // Logs a missing argument itself.
 std::uint32_t query_group(const CZtObject& group, DgDiskList* record, std::uint32_t* size) {
-    // Only proves that the group can be read.
+    // Fails if the group cannot be read.
     WideText group_name;
     group.GetProp("Name", group_name);
     std::vector<CZtObject> disks;

@@ -55,7 +55,7 @@ std::uint32_t GetDgVolumePropertiesW(opal_handle handle, const wchar_t* name, co
             FARLO_MISSING_ARGUMENT);
         return FARLO_MISSING_ARGUMENT;
     }
-    // Logged, unlike the other records: kept, administrators know the line.
+    // KEPT: this is logged, unlike in the other records; administrators know the line.
     if (*size < sizeof(VolInfo)) {
         *size = sizeof(VolInfo);
         log(0, L"GetDgVolumePropertiesW(): not enough buffer size, error=(0x%x) ",

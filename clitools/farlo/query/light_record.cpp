@@ -17,7 +17,7 @@ void fill_record(const std::vector<CZtObject>& disks, const std::vector<CZtObjec
                  DgVolInfo* record) {
     record->volume_count = static_cast<std::uint32_t>(volumes.size());
     void* behind = record + 1;
-    // Kept: without a disk the volumes move to the signature's place.
+    // KEPT: without a disk the volumes start where the signature would be.
     if (!disks.empty()) {
         if (const auto signature = read_optional<std::uint32_t>(disks.front(), "SIGNATURE")) {
             std::memcpy(behind, &*signature, sizeof *signature);
@@ -41,7 +41,7 @@ std::uint32_t query_group(const CZtObject& group, DgVolInfo* record, std::uint32
             FARLO_MISSING_ARGUMENT);
         return FARLO_MISSING_ARGUMENT;
     }
-    // Kept: the size is that with a signature, also where there is none.
+    // KEPT: the size includes a signature even if there is none.
     const std::uint32_t status = check_record_size(
         sizeof(DgVolInfo) + sizeof(std::uint32_t) + sizeof(VolInfo) * volumes.size(), *size);
     if (status == FARLO_SUCCESS) {

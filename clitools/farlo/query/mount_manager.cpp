@@ -24,8 +24,8 @@ constexpr DWORD output_size = 8192;
 constexpr std::size_t device_offset = sizeof(MOUNTMGR_MOUNT_POINT);
 constexpr std::size_t points_offset = offsetof(MOUNTMGR_MOUNT_POINTS, MountPoints);
 
-// Asks for all links of a device. False when its name has
-// no room in the question.
+// Writes a query for all links of a device. Returns false when the name of the device
+// does not fit into the query.
 bool fill_question(std::uint8_t* input, const wchar_t* device) {
     const std::size_t size = std::wcslen(device) * sizeof *device;
     if (size > input_size - device_offset) {
@@ -39,16 +39,16 @@ bool fill_question(std::uint8_t* input, const wchar_t* device) {
     return true;
 }
 
-// Walks the answer, of which `size` bytes were written, to the first name that
-// contains `search`.
+// Searches a reply of `size` bytes for the first name that contains `search`.
 bool find_link(const std::uint8_t* output, std::size_t size, wchar_t* link, const wchar_t* search) {
     if (size < points_offset) {
         return false;
     }
-    ULONG told = 0;
-    std::memcpy(&told, output + offsetof(MOUNTMGR_MOUNT_POINTS, NumberOfMountPoints), sizeof told);
+    ULONG reported = 0;
+    std::memcpy(&reported, output + offsetof(MOUNTMGR_MOUNT_POINTS, NumberOfMountPoints),
+                sizeof reported);
     const std::size_t count =
-        std::min<std::size_t>(told, (size - points_offset) / sizeof(MOUNTMGR_MOUNT_POINT));
+        std::min<std::size_t>(reported, (size - points_offset) / sizeof(MOUNTMGR_MOUNT_POINT));
     for (std::size_t i = 0; i < count; ++i) {
         MOUNTMGR_MOUNT_POINT point;
         std::memcpy(&point, output + points_offset + i * sizeof point, sizeof point);
@@ -77,7 +77,7 @@ bool QueryMountPointName(const wchar_t* device, wchar_t* link, const wchar_t* se
         return false;
     }
     *link = L'\0';
-    // A question without a name may be taken for one about all links.
+    // A query without a name may be taken for one about all links.
     if (device == nullptr || *device == L'\0') {
         return false;
     }

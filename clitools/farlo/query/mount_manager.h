@@ -5,13 +5,13 @@
 
 namespace farlo {
 
-// Characters of the buffer for a link's name, the terminator included.
+// The size of the buffer for a link's name in characters, including the terminator.
 inline constexpr std::size_t mount_link_capacity = 260;
 
-// The first link of a device whose name contains `search`, into a buffer of
-// mount_link_capacity characters; a longer name is passed over. False, and the
-// link empty, when there is none or the mount-point manager could not be asked. An
-// empty device name has no links; nothing is asked for it.
+// Finds the first link of a device whose name contains `search`, and copies the name
+// into a buffer of mount_link_capacity characters. Skips names that do not fit. Returns
+// false, and an empty link, when there is no such link or the mount-point manager could
+// not be asked. A device with an empty name has no links.
 [[nodiscard]] bool QueryMountPointName(const wchar_t* device, wchar_t* link, const wchar_t* search);
 
 }  // namespace farlo

@@ -18,8 +18,7 @@ constexpr int query_tries = 5;
 constexpr DWORD query_pause_ms = 5000;
 constexpr std::size_t narrow_name_capacity = 32;
 
-// Whether the name list of a family shows the group. One without a readable
-// type is not shown.
+// Whether a name list shows the group. A group whose type cannot be read is not shown.
 bool is_selected(const CZtObject& group, bool cluster_groups) {
     std::uint32_t type = 0;
     try {
@@ -37,8 +36,8 @@ bool is_imported(const CZtObject& group) {
     return imported;
 }
 
-// Hands the names of the selected, imported groups to `use`, in order. Throws
-// what a read throws.
+// Passes the names of the selected, imported groups to `use`, in order. Throws when a
+// property cannot be read.
 template <class Use>
 void for_each_name(const std::vector<CZtObject>& groups, bool cluster_groups, Use&& use) {
     for (const CZtObject& group : groups) {
@@ -50,8 +49,8 @@ void for_each_name(const std::vector<CZtObject>& groups, bool cluster_groups, Us
     }
 }
 
-// Lays texts with their terminators back to back, within the size that was
-// asked for: the service may have renamed a group since.
+// Stores strings and their terminators consecutively. Stays within the size that was
+// computed before, because the service may have renamed a group since.
 class TextList {
   public:
     TextList(void* buffer, std::uint32_t size) : m_next(static_cast<char*>(buffer)), m_left(size) {
@@ -76,7 +75,7 @@ void append_wide(TextList& list, const WideText& name) {
     list.append(name.c_str(), (name.length() + 1) * sizeof(wchar_t));
 }
 
-// A name that does not fit the 31 characters of the narrow forms is refused.
+// Refuses a name of more than 31 characters, the most that the narrow forms take.
 void append_narrow(TextList& list, const WideText& name) {
     char narrow[narrow_name_capacity];
     if (!narrow_name(name.c_str(), narrow)) {

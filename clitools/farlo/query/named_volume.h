@@ -7,8 +7,8 @@
 
 namespace farlo {
 
-// The first of the volumes with that device name, compared without regard to
-// case; NULL when there is none. Throws when a device name cannot be read.
+// Returns the first volume with that device name, ignoring case, or NULL. Throws when a
+// device name cannot be read.
 [[nodiscard]] const CZtObject* find_by_device_name(const std::vector<CZtObject>& volumes,
                                                    const wchar_t* device);
 

@@ -1,5 +1,5 @@
-// What the writers of records share: reading properties that may be missing, and
-// the size protocol.
+// Shared by the sources that fill records: reading optional properties, and reporting
+// the size that is needed.
 #pragma once
 
 #include "farlo.h"
@@ -13,7 +13,7 @@
 
 namespace farlo {
 
-// A property's value, or nothing when it cannot be read.
+// Returns a property's value, or nothing when it cannot be read.
 template <class T>
 [[nodiscard]] std::optional<T> read_optional(const CZtObject& object, const char* name) {
     try {
@@ -25,7 +25,7 @@ template <class T>
     }
 }
 
-// Reads a text in place; false when it cannot be read.
+// Reads a string in place. Returns false when it cannot be read.
 [[nodiscard]] inline bool read_text(const CZtObject& object, const char* name, WideText& text) {
     try {
         return object.GetProp(name, text);
@@ -34,8 +34,8 @@ template <class T>
     }
 }
 
-// Copies a text into a field of so many bytes, at any address, cut short to fit.
-// Bytes behind the terminator stay.
+// Copies a string, cut off to fit, into a field of `field_size` bytes at any address.
+// Bytes after the terminator are not changed.
 inline void put_text(void* field, std::size_t field_size, const wchar_t* text, std::size_t length) {
     constexpr wchar_t terminator = L'\0';
     const std::size_t size = std::min(length * sizeof *text, field_size - sizeof terminator);
@@ -43,7 +43,7 @@ inline void put_text(void* field, std::size_t field_size, const wchar_t* text, s
     std::memcpy(static_cast<char*>(field) + size, &terminator, sizeof terminator);
 }
 
-// The same with a property; one that cannot be read leaves the field as it was.
+// The same for a property. A property that cannot be read leaves the field unchanged.
 inline void copy_property(const CZtObject& object, const char* name, void* field,
                           std::size_t field_size) {
     WideText text;
@@ -52,9 +52,9 @@ inline void copy_property(const CZtObject& object, const char* name, void* field
     }
 }
 
-// Checks whether a caller's size is enough for `needed` bytes. Returns 0, or 97
-// after it stored the size that is needed, of which callers get 32 bits. Where
-// these hide that the buffer is too small, ends the guarded operation.
+// Checks whether a caller's size is enough for `needed` bytes. Returns 0, or 97 after
+// storing the low 32 bits of the needed size. If those bits hide that the buffer is too
+// small, ends the guarded operation.
 [[nodiscard]] inline std::uint32_t check_record_size(std::uint64_t needed, std::uint32_t& size) {
     const auto stored = static_cast<std::uint32_t>(needed);
     if (stored > size) {

@@ -14,7 +14,7 @@
 namespace farlo {
 namespace {
 
-// State bits of a volume that cannot be used, whatever its links.
+// State bits that make a volume unusable.
 constexpr std::uint32_t unusable_state_bits = 0x4 | 0x10 | 0x20 | 0x100;
 
 bool is_unusable(const CZtObject& volume) {
@@ -78,8 +78,8 @@ std::uint32_t list_unusable(opal_handle handle, const CZtObject& group, const wc
 
 bool has_volume_guid_name(const wchar_t* device) {
     wchar_t link[mount_link_capacity];
-    // A link that contains the search text is never empty: the second test only
-    // says what a name is.
+    // A link that contains the search string is not empty, so the second test is
+    // redundant.
     return QueryMountPointName(device, link, L"\\??\\Volume{") && *link != L'\0';
 }
 
@@ -121,7 +121,7 @@ std::uint32_t GetUnusableVolumesInfo(opal_handle handle, const wchar_t* name, co
     }
     status = guarded([&] { return list_unusable(handle, group, shown_name, records, *count); });
     status = status_if_still_connected(handle, status);
-    // No line tells of a failure here: kept, unlike the other records.
+    // KEPT: no line reports a failure here, unlike in the other records.
     log(4, L"Exiting GetUnusableVolumesInfo");
     return status;
 }

@@ -8,8 +8,8 @@
 
 namespace farlo {
 
-// Whether the operating system has given a volume a GUID name: it can be used only
-// then.
+// Whether the operating system has given a volume a GUID name. A volume without one
+// cannot be used.
 [[nodiscard]] bool has_volume_guid_name(const wchar_t* device);
 
 [[nodiscard]] std::uint32_t GetUnusableVolumesInfo(opal_handle handle, const wchar_t* name,

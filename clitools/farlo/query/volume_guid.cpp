@@ -51,8 +51,8 @@ std::uint32_t ask_cluster_service(opal_handle handle, const wchar_t* name, const
 
 }  // namespace
 
-// The entry and exit lines name the routine without "Dg": kept, administrators
-// search for them.
+// KEPT: the entry and exit lines name the routine without "Dg"; administrators search
+// for them.
 std::uint32_t GetDgVolumeGuidW(opal_handle handle, const wchar_t* name, const char* guid,
                                const wchar_t* device, char* volume_guid) {
     log(6, L"Entering GetVolumeGuidW");

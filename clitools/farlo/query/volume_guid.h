@@ -1,4 +1,4 @@
-// The GUID text of a volume inside a disk group.
+// The GUID string of a volume in a disk group.
 #pragma once
 
 #include "ztcmd.h"
@@ -7,8 +7,8 @@
 
 namespace farlo {
 
-// Writes the text that the cluster-service object reports for a volume into a
-// buffer of FARLO_GUID_TEXT_SIZE characters.
+// Writes the string that the cluster-service object returns for a volume into a buffer
+// of FARLO_GUID_TEXT_SIZE characters.
 [[nodiscard]] std::uint32_t GetDgVolumeGuidW(opal_handle handle, const wchar_t* name,
                                              const char* guid, const wchar_t* device,
                                              char* volume_guid);

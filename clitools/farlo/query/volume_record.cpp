@@ -15,13 +15,14 @@
 namespace farlo {
 namespace {
 
-// Four bytes less than the record: kept, callers allocate by this figure. farlo.h
-// tells them how much more they need.
-constexpr std::uint64_t told_size =
+// KEPT: the size is four bytes less than the record's; callers allocate by it. farlo.h
+// documents how much more they need.
+constexpr std::uint64_t size_for_callers =
     sizeof(VolPropInfo) + sizeof(VolInfo) - FARLO_VOL_PROP_INFO_BEYOND;
-static_assert(told_size == 1660);
+static_assert(size_for_callers == 1660);
 
-// The disk of each subdisk. Kept: one that carries several is there several times.
+// The disk of each subdisk. KEPT: a disk that carries several subdisks is listed
+// several times.
 std::vector<CZtObject> disks_under(const CZtObject& volume) {
     std::vector<CZtObject> disks;
     std::vector<CZtObject> plexes;
@@ -45,7 +46,7 @@ void fill_record(opal_handle handle, const std::vector<CZtObject>& disks, const 
     record->disk_count = static_cast<std::uint32_t>(disks.size());
     record->volume_count = 1;
     auto* const disk_records = reinterpret_cast<DgDiskInfo*>(record + 1);
-    // "%ul" puts a letter behind the number: kept, administrators search for it.
+    // KEPT: "%ul", which writes an "l" after the number; administrators search for it.
     FillDiskRecords(disks,
                     L"farlo: GetVolPropertiesW: No signature property on disk..so forming it..Id = "
                     L"%S, guidToNumString = %ul, signature = %u",
@@ -63,7 +64,7 @@ std::uint32_t query_volume(opal_handle handle, const wchar_t* device, VolPropInf
         }
         const std::vector<CZtObject> disks = disks_under(volume);
         const std::uint32_t status =
-            check_record_size(told_size + sizeof(DgDiskInfo) * disks.size(), *size);
+            check_record_size(size_for_callers + sizeof(DgDiskInfo) * disks.size(), *size);
         if (status == FARLO_SUCCESS) {
             fill_record(handle, disks, volume, record);
         }
@@ -89,7 +90,7 @@ std::uint32_t GetVolPropertiesW(opal_handle handle, const wchar_t* device, VolPr
             FARLO_NOT_CONNECTED);
         return FARLO_NOT_CONNECTED;
     }
-    // Before the size is looked at: kept, unlike the records of groups.
+    // KEPT: the record is checked before the size, unlike in the records of groups.
     if (record == nullptr) {
         log(0, L"GetVolPropertiesW() failed , pVolInfo == NULL, error=(0x%x)",
             FARLO_MISSING_ARGUMENT);

@@ -1,4 +1,4 @@
-// The record of a volume: the disks under it, and itself.
+// The record of a volume: its disks and the volume itself.
 #pragma once
 
 #include "farlo.h"

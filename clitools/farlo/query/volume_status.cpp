@@ -31,7 +31,7 @@ std::uint32_t check_arguments(const char* guid, const std::uint8_t* volume_guid,
     return FARLO_SUCCESS;
 }
 
-// Asks the driver and stores the status that its answer stands for.
+// Asks the driver and stores the volume's status according to its reply.
 std::uint32_t ask_driver(const char* guid, const std::uint8_t* volume_guid, std::uint32_t* status) {
     dm_volume_request request{};
     std::strcpy(request.name, guid);
@@ -44,8 +44,8 @@ std::uint32_t ask_driver(const char* guid, const std::uint8_t* volume_guid, std:
 
 }  // namespace
 
-// Kept: 36, no success anywhere else, is the answer for a healthy volume, and the
-// handle is looked at last. Callers test the stored status.
+// KEPT: returns 36 for a healthy volume, which is a failure elsewhere, and checks the
+// handle last. Callers test the stored status.
 std::uint32_t GetDgVolumeStatusW(opal_handle handle, const char* guid,
                                  const std::uint8_t* volume_guid, std::uint32_t* status) {
     log(4, L"Entering GetDgVolumeStatusW");

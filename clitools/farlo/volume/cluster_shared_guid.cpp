@@ -33,7 +33,7 @@ std::uint32_t find_guid(opal_handle handle, const wchar_t* device, char* guid) {
     }
     // It fits: check_device has passed the name.
     std::ignore = query.format(ZTTYPE_VOLUME, "DEVICE NAME", device);
-    // Two blanks in front of "- %s" in some of these lines and one in others: kept,
+    // KEPT: some of these lines have two blanks before "- %s", others one;
     // administrators search for this wording.
     std::vector<CZtObject> volumes;
     const std::uint32_t status =
@@ -62,7 +62,7 @@ std::uint32_t find_guid(opal_handle handle, const wchar_t* device, char* guid) {
     NarrowText dgid;
     groups.front().GetProp("dgid", dgid);
     if (!copy_text(guid, guid_text_capacity, dgid.c_str(), dgid.length())) {
-        // As a bounded copy leaves it: kept, callers rely on a terminated text.
+        // KEPT: the string is emptied; callers rely on a terminator.
         *guid = '\0';
         log(0, L"GetClusterSharedDgGuidW: secure string copy failed for volume  - %s, error = %s",
             device, _wcserror(ERANGE));

@@ -1,4 +1,4 @@
-// The GUID text of the cluster-shared disk group that a volume belongs to.
+// The GUID string of the cluster-shared disk group that a volume belongs to.
 #pragma once
 
 #include "ztcmd.h"

@@ -16,10 +16,10 @@
 namespace farlo {
 namespace {
 
-// Room for a signature's digits or a GUID's text.
+// Room for a signature's digits or a GUID string.
 constexpr std::size_t value_characters = 64;
 
-// The text by which the service knows a disk GUID.
+// Formats a disk GUID as the service does.
 void format_guid(wchar_t* text, const std::uint8_t* bytes) {
     GUID guid;
     std::memcpy(&guid, bytes, sizeof guid);
@@ -38,8 +38,8 @@ bool is_clusterable(opal_handle handle, std::uint32_t style, std::uint32_t signa
         log(0, L"IsStorageClusterable: failed to allocate memory");
         return false;
     }
-    // KEPT: the query stays empty for other styles, and the service is asked anyway.
-    // Both values fit into a query.
+    // KEPT: for other styles the query stays empty, and the service is asked anyway.
+    // Both values fit into the query.
     if (style == FARLO_PARTITION_STYLE_MBR) {
         _snwprintf(value.get(), value_characters, L"%u", signature);
         std::ignore = query.format(ZTTYPE_DISK, "SIGNATURE", value.get());

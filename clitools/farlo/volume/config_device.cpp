@@ -11,7 +11,7 @@ namespace {
 constexpr int open_tries = 3;
 constexpr DWORD open_pause_ms = 1000;
 
-// Not the info device's numbers.
+// The info device maps native statuses to other numbers.
 std::uint32_t native_to_status(NTSTATUS native) {
     switch (native) {
     case STATUS_SUCCESS:
@@ -29,7 +29,7 @@ std::uint32_t native_to_status(NTSTATUS native) {
     }
 }
 
-// The native status of the last try.
+// Returns the native status of the last try.
 NTSTATUS open_config_device(Handle& device) {
     NTSTATUS status = STATUS_SUCCESS;
     for (int attempt = 0; attempt < open_tries; ++attempt) {

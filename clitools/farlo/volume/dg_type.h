@@ -8,9 +8,9 @@
 
 namespace farlo {
 
-// farlo.h, IsVolumeOfSpecifiedDgType. `group` becomes the volume's disk group,
-// whatever its type; it stays as it was when none was found. `entry` is the
-// export that was called.
+// farlo.h, IsVolumeOfSpecifiedDgType. Stores the volume's disk group in `group`, even
+// if it is of another type; leaves `group` unchanged when the volume has none. `entry`
+// is the export that was called.
 [[nodiscard]] bool IsVolumeOfSpecifiedDgType(opal_handle handle, const wchar_t* volume_name,
                                              std::uint32_t type, CZtObject& group,
                                              const wchar_t* entry = L"IsVolumeOfSpecifiedDgType");

@@ -14,7 +14,7 @@
 namespace farlo {
 namespace {
 
-// Room for a layout of so many partitions; never grown.
+// Room for a layout of `layout_partitions` partitions; never grown.
 constexpr std::size_t layout_partitions = 129;
 constexpr std::size_t layout_size = offsetof(DRIVE_LAYOUT_INFORMATION_EX, PartitionEntry) +
                                     layout_partitions * sizeof(PARTITION_INFORMATION_EX);
@@ -59,7 +59,7 @@ std::uint32_t read_layout(const wchar_t* path, std::uint32_t* signature, std::ui
         log(0, L"GetDiskTypeAndSignatureW: IOCTL_DISK_GET_DRIVE_LAYOUT_EX failed error");
         return status;
     }
-    // Elsewhere no GUID is written: callers who have no GPT disks pass none.
+    // The GUID is written for GPT disks only; callers without GPT disks pass NULL.
     if (layout->PartitionStyle == PARTITION_STYLE_GPT && disk_guid == nullptr) {
         return refuse_null_out();
     }
@@ -69,14 +69,14 @@ std::uint32_t read_layout(const wchar_t* path, std::uint32_t* signature, std::ui
     } else if (*style == PARTITION_STYLE_GPT) {
         std::memcpy(disk_guid, &layout->Gpt.DiskId, sizeof layout->Gpt.DiskId);
     }
-    // Decimal digits behind "0x": kept, administrators search for this wording.
+    // KEPT: decimal digits after "0x"; administrators search for this wording.
     log(0, L"Exiting GetDiskTypeAndSignatureW Type=0x%d Sig=0x%x", *style, *signature);
     return FARLO_SUCCESS;
 }
 
 }  // namespace
 
-// The bare name is the entry and the exit line: kept, administrators search for
+// KEPT: the bare name is the entry line and the exit line; administrators search for
 // it.
 std::uint32_t GetDiskTypeAndSignatureW(const wchar_t* path, std::uint32_t* signature,
                                        std::uint8_t* disk_guid, std::uint32_t* style) {

@@ -23,10 +23,10 @@ std::uint32_t dismount(const char* name, const wchar_t* path, const void* group_
         log(0, L"OfflineVolumeW() failed , NULL Volume GUID/Name/DG GUID");
         return FARLO_INVALID_ARGUMENT;
     }
-    // An entry line at the level of errors: kept, administrators want it always.
+    // KEPT: an entry line at the level of errors; administrators want it always.
     log(0, L"Entering OfflineVolumeW - %s", path);
-    // Both strings are checked before the volume is touched: one that is dismounted
-    // without the driver's knowledge would be worse than one left alone.
+    // Both strings are checked before the volume is dismounted: a dismounted volume
+    // that the driver does not know of is worse than a failed call.
     wchar_t device[path_capacity];
     dm_volume_request request{};
     if (check_string(L"OfflineVolumeW", L"name", name, sizeof request.name) != FARLO_SUCCESS ||
@@ -36,7 +36,7 @@ std::uint32_t dismount(const char* name, const wchar_t* path, const void* group_
     std::wcscpy(device, path);
     std::strcpy(request.name, name);
     std::memcpy(request.guid, group_guid, sizeof request.guid);
-    // With its backslash the path names the volume's root folder.
+    // With a trailing backslash the path names the volume's root folder.
     const std::size_t length = std::wcslen(device);
     if (length != 0 && device[length - 1] == L'\\') {
         device[length - 1] = L'\0';

@@ -1,4 +1,4 @@
-// Dismounting a volume below the service.
+// Dismounting a volume without the service.
 #pragma once
 
 #include <cstdint>

@@ -37,7 +37,8 @@ std::uint32_t read_disk_id(opal_handle handle, const wchar_t* group_name, std::u
     std::vector<CZtObject> volumes;
     group.GetChildObjects(volumes, ZTTYPE_VOLUME);
     if (volumes.empty()) {
-        // Success all the same: kept, agents ask for groups that are still empty.
+        // KEPT: an empty group is a success; agents ask for groups that are still
+        // empty.
         log(0, L"GetFirstVolumesDiskIDW:GetDiskTypeAndSignatureW volumes does not exists in DG");
         return status;
     }
@@ -59,7 +60,7 @@ std::uint32_t read_disk_id(opal_handle handle, const wchar_t* group_name, std::u
 
 }  // namespace
 
-// The bare name is the entry and the exit line: kept, administrators search for
+// KEPT: the bare name is the entry line and the exit line; administrators search for
 // it.
 std::uint32_t GetFirstVolumesDiskIDW(opal_handle handle, const wchar_t* group_name,
                                      std::uint32_t* disk_id, std::uint32_t* style) {

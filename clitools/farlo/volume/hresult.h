@@ -7,7 +7,7 @@
 
 namespace farlo {
 
-// A value below 1 stays as it is.
+// Values below 1 are not converted.
 [[nodiscard]] constexpr std::uint32_t hresult_of(LONG error) {
     const auto value = static_cast<std::uint32_t>(error);
     return error <= 0 ? value : (value & 0xFFFF) | 0x80070000;

@@ -20,8 +20,8 @@ constexpr std::size_t letter_capacity = 3;
 
 constexpr wchar_t separator[] = L"; ";
 
-// The longest chain of nested holders that is followed. Each adds a character at
-// least, so the paths of a longer chain do not fit.
+// The longest chain of nested holders that is followed. Each holder adds at least one
+// character, so the paths of a longer chain do not fit.
 constexpr std::size_t nesting_limit = mount_text_capacity;
 
 // The caller's string of mount points. What does not fit is cut off.
@@ -87,7 +87,8 @@ std::uint32_t ask_mounts(opal_handle handle, const opal_objid& volume, Mounts& m
             output.GetProp("ALL MOUNT POINTS ARRAY", mounts.paths);
             output.GetProp("NUMBER OF MOUNT POINTS", count);
             output.GetProp("MEMBERIDZ", mounts.holders);
-            // KEPT: the number only says whether there are any; the array has its own.
+            // KEPT: the number only says whether there are any; the array's length
+            // counts.
             if (count == 0) {
                 mounts.paths.clear();
             }
@@ -164,7 +165,7 @@ std::uint32_t GetDriveLetterFromMntMgr(opal_handle handle, wchar_t* letter, std:
         const std::uint32_t status =
             CsfInvoke(handle->connection, volume, MNTOP_GET_DRIVE_LETTER, input, output);
         if (output && status != 0) {
-            // No error: a volume without a letter is normal.
+            // Logged as progress, because a volume without a letter is normal.
             log(6,
                 L"GetDriveLetterFromMntMgr:MNTOP_GET_DRIVE_LETTER, CsfInvoke failed with error = "
                 L"0x%x.",

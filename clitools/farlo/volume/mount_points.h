@@ -9,21 +9,19 @@
 
 namespace farlo {
 
-// Characters of the mount-point text of a volume record, the terminator
-// included.
+// The size of a volume record's mount points in characters, including the terminator.
 inline constexpr std::size_t mount_text_capacity = 261;
 
-// Appends the access paths of a volume to a text of mount_text_capacity
-// characters; what does not fit is cut off. A holder that holds itself, through
-// whichever others, is followed once, and no chain of holders further than a
-// text could tell of it: what was gathered stays. 0, or the status of a call
-// that failed, the last nested volume's included.
+// Appends the access paths of a volume to a string of mount_text_capacity characters
+// and cuts off what does not fit. Follows nested holders once each, and no deeper than
+// paths could fit. Returns 0, or the status of a call that failed, including that of
+// the last nested volume.
 [[nodiscard]] std::uint32_t GetMountPoints(opal_handle handle, wchar_t* text,
                                            const opal_objid& volume);
 
-// The letter that the system's mount manager gave a volume, without a colon,
-// into a text of `capacity` characters. On failure, which is normal for a
-// volume without a letter, the text stays as it was.
+// Stores the letter that the system's mount manager gave a volume, without a colon, in
+// a string of `capacity` characters. On failure, which is normal for a volume without a
+// letter, the string is unchanged.
 [[nodiscard]] std::uint32_t GetDriveLetterFromMntMgr(opal_handle handle, wchar_t* letter,
                                                      std::size_t capacity,
                                                      const opal_objid& volume);

@@ -48,7 +48,7 @@ std::uint32_t stop_node(opal_handle handle) {
     });
 }
 
-// Leaves the state as it was when the results have none that can be read.
+// Leaves the state unchanged when the results have none that can be read.
 void read_state(const OutputPropertySet& output, std::uint32_t& state) {
     try {
         output.GetProp("nodeState", state);

@@ -29,13 +29,13 @@ void return_start_token() {
     }
 }
 
-// False, too, when the token could not be created at process attach.
+// Returns false if the token is taken or could not be created at process attach.
 bool take_start_token() {
     return WaitForSingleObject(start_event, 0) == WAIT_OBJECT_0;
 }
 
-// "Global\cvmclusternodeMutex" makes the test of the node's role and the start
-// that follows one step on the machine.
+// "Global\cvmclusternodeMutex" makes the test of the node's role and the start that
+// follows one step on the machine.
 struct NodeMutex {
     Handle handle;
     MutexHold hold;
@@ -44,7 +44,7 @@ struct NodeMutex {
         handle = Handle(CreateMutexA(nullptr, FALSE, "Global\\cvmclusternodeMutex"));
         return static_cast<bool>(handle);
     }
-    // False when it was not obtained, or was abandoned.
+    // Returns false when it was not obtained, or was abandoned.
     [[nodiscard]] bool wait() {
         if (WaitForMutex(handle.get(), INFINITE) == 0) {
             return false;
@@ -60,9 +60,9 @@ std::uint32_t read_number(const CZtObject& misc, const char* property) {
     return value;
 }
 
-// Starts the cluster unless another caller is starting it. A status when there is
-// nothing to wait for: the cluster is running, or the start failed. The mutex is
-// held on entry, and released before a wait only.
+// Starts the cluster unless another caller is starting it. Returns a status when there
+// is nothing to wait for: the cluster is running, or the start failed. The mutex is
+// held on entry, and released only if there is something to wait for.
 std::optional<std::uint32_t> start_once(opal_handle handle, const CZtObject& misc,
                                         NodeMutex& mutex) {
     if (take_start_token()) {
@@ -129,7 +129,8 @@ DWORD WINAPI CVMClusterStart(void* handle) {
     NodeMutex mutex;
     const std::uint32_t status =
         guarded([&] { return start_cluster(static_cast<opal_handle>(handle), misc, mutex); });
-    // The token before the mutex: the process that obtains the mutex next finds it.
+    // The token is returned before the mutex is released, so that the next owner of the
+    // mutex finds it.
     return_start_token();
     mutex.hold.release();
     return status;

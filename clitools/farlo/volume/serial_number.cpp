@@ -16,7 +16,8 @@ namespace {
 
 constexpr std::size_t file_system_name_capacity = 260;
 
-// Asks the file system behind a root folder; false when it does not answer.
+// Reads the serial number of the file system at a root folder. Returns false when that
+// fails.
 bool read_serial_number(const std::wstring& root, DWORD& serial_number) {
     wchar_t file_system[file_system_name_capacity];
     return GetVolumeInformationW(root.c_str(), nullptr, 0, &serial_number, nullptr, nullptr,
@@ -75,7 +76,7 @@ std::uint32_t query_group(const CZtObject& group, std::uint32_t wanted, wchar_t*
 std::uint32_t GetVolumeNameForSerialNumberW(opal_handle handle, const wchar_t* group_name,
                                             const char* guid, std::uint32_t serial_number,
                                             wchar_t* volume_name, std::uint32_t* size) {
-    // The serial number goes by another name here: kept, administrators search
+    // KEPT: the line calls the serial number a partition number; administrators search
     // for this wording.
     log(4, L"Entering GetVolumeNameForSerialNumberW - %s partition number %d", group_name,
         serial_number);

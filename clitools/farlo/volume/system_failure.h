@@ -9,8 +9,8 @@
 
 namespace farlo {
 
-// For a call that has failed: `error`, or FARLO_PROVIDER_FAILED where the system
-// names none. Never FARLO_SUCCESS.
+// Returns the status of a call that has failed: `error`, or FARLO_PROVIDER_FAILED if
+// the system reports no error. Never FARLO_SUCCESS.
 [[nodiscard]] constexpr std::uint32_t failure_of(DWORD error) {
     return error != ERROR_SUCCESS ? error : FARLO_PROVIDER_FAILED;
 }

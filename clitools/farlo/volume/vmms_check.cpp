@@ -12,8 +12,8 @@ namespace {
 
 constexpr DWORD version_size = 520;
 
-// Every text ends in a line feed of its own, and "%ws" is followed by a blank in
-// one of them: kept, administrators search for this wording.
+// KEPT: every line ends in a line feed of its own, and one has a blank after "%ws";
+// administrators search for this wording.
 
 std::uint32_t check_os_version() {
     RegistryKey key;
@@ -25,7 +25,8 @@ std::uint32_t check_os_version() {
             error);
         return hresult_of(error);
     }
-    // The terminator stands even where the registry has none.
+    // One character more, so that the value is terminated even if the registry's is
+    // not.
     wchar_t version[version_size / sizeof(wchar_t) + 1] = {};
     DWORD size = version_size;
     error = RegQueryValueExW(key.get(), L"CurrentVersion", nullptr, nullptr,

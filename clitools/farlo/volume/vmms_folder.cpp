@@ -13,8 +13,8 @@ namespace {
 
 constexpr std::size_t path_capacity = 260;
 
-// What is needed at one level of the walk at a time; not on the stack of each, as
-// there may be more than a hundred.
+// Shared by all levels of the walk, of which there may be more than a hundred, and
+// therefore not on the stack of each.
 struct Workspace {
     wchar_t pattern[path_capacity];
     WIN32_FIND_DATAW entry;
@@ -41,8 +41,8 @@ class Listing {
     HANDLE m_find;
 };
 
-// A reparse point (junction, mounted volume, link) is left alone: what is below it
-// belongs to another folder.
+// A reparse point (junction, mounted volume, link) is skipped: its contents belong to
+// another folder.
 bool is_subfolder(const WIN32_FIND_DATAW& entry) {
     return (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0 &&
            (entry.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0 &&
@@ -67,7 +67,7 @@ std::uint32_t remove_subfolder(const wchar_t* folder, Workspace& workspace) {
     }
     const std::uint32_t status = empty_folder(subfolder, workspace);
     if (status != FARLO_SUCCESS) {
-        // A zero in place of the error: kept, administrators search for this wording.
+        // KEPT: a zero instead of the error; administrators search for this wording.
         log(0, L"DeleteVMMSFolder failed for %ws Error: 0x%x.\n", subfolder, 0);
         return status;
     }
@@ -79,10 +79,10 @@ std::uint32_t remove_subfolder(const wchar_t* folder, Workspace& workspace) {
     return FARLO_SUCCESS;
 }
 
-// Depth first; no deeper than a path of path_capacity characters can name.
+// Depth first. Ends where a path exceeds path_capacity characters.
 std::uint32_t empty_folder(const wchar_t* folder, Workspace& workspace) {
     log(6, L"Entering DeleteVMMSFolder");
-    // No folder would be whichever the process happens to work in.
+    // An empty path would mean the process's current folder.
     if (folder == nullptr || *folder == L'\0') {
         log(0, L"DeleteVMMSFolder() failed , NULL folder path, error=(0x%x)",
             FARLO_INVALID_ARGUMENT);

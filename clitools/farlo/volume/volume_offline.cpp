@@ -14,7 +14,7 @@
 namespace farlo {
 namespace {
 
-// Always set in the flag word that is sent.
+// Always added to the caller's flags.
 constexpr std::uint32_t always_bit = 0x1;
 
 std::uint32_t send_offline(opal_handle handle, const char* guid, const wchar_t* device,
@@ -36,7 +36,7 @@ std::uint32_t send_offline(opal_handle handle, const char* guid, const wchar_t* 
     opal_objid service{};
     status = GetClusSvcId(handle, service);
     if (status != FARLO_SUCCESS) {
-        // The name of another operation: kept, administrators search for it.
+        // KEPT: the name of another operation; administrators search for it.
         log(0, L"OfflineDgExW():GetClusSvcId() failed, error=(0x%x) ", status);
         return status;
     }
@@ -57,7 +57,7 @@ std::uint32_t offline_volume(opal_handle handle, const char* guid, const wchar_t
         log(0, L"OfflineVolW() failed , NULL Volume Device Name");
         return FARLO_INVALID_ARGUMENT;
     }
-    // An entry line at the level of errors: kept, administrators want it always.
+    // KEPT: an entry line at the level of errors; administrators want it always.
     log(0, L"Entering OfflineVolW - %s", device);
     if (handle == nullptr) {
         log(0, L"OfflineVolW() failed , NULL opal_handle");

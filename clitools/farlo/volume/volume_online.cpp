@@ -22,10 +22,11 @@
 namespace farlo {
 namespace {
 
-// Always set in the flag word that is sent.
+// Always added to the caller's flags.
 constexpr std::uint32_t always_bit = 0x1;
 
-// How the volume's disk group is imported: 0x80 is the service's own.
+// The options with which the volume's disk group is imported; 0x80 is an option of the
+// service.
 constexpr std::uint32_t import_options =
     FARLO_ONLINE_CLUSTER_SHARED | FARLO_ONLINE_SHARED | 0x80 | FARLO_ONLINE_NO_NAME_CHECK;
 
@@ -38,19 +39,19 @@ struct Request {
     std::uint32_t timeout_ms;
 };
 
-// The handle that the steps of a call use from here on.
+// The handle that the remaining steps use.
 opal_handle serving(opal_handle handle, const OwnConnection& own) {
     return own.get() != nullptr ? own.get() : handle;
 }
 
-// Waits for the thread without a limit, in intervals after each of which the
-// agent may reset its own time-out.
+// Waits for the thread without a limit. Calls the agent's callback after each interval,
+// so that it may reset its own time-out.
 std::uint32_t wait_for_start(HANDLE thread, std::uint32_t interval_ms) {
     DWORD result = WAIT_TIMEOUT;
     DWORD error = 0;
     while (result == WAIT_TIMEOUT) {
         log(6, L"OnlineVolW() - Waiting for CVM Cluster to start");
-        // A wait that does not fail names no error: an older one is none of it.
+        // A wait that succeeds sets no error; an older one must not be reported.
         SetLastError(ERROR_SUCCESS);
         result = WaitForSingleObject(thread, interval_ms);
         error = GetLastError();
@@ -77,7 +78,7 @@ std::uint32_t wait_for_start(HANDLE thread, std::uint32_t interval_ms) {
     return exit_code;
 }
 
-// Brings the cluster volume manager up on this node unless it runs.
+// Starts the cluster volume manager on this node unless it is running.
 std::uint32_t start_cluster(opal_handle handle, std::uint32_t interval_ms) {
     const std::vector<CZtObject> misc = objects_of_type(handle, ZTTYPE_MISC);
     if (misc.empty()) {
@@ -97,9 +98,8 @@ std::uint32_t start_cluster(opal_handle handle, std::uint32_t interval_ms) {
     return wait_for_start(thread.get(), interval_ms);
 }
 
-// Finds the disk group. Where there is none, perhaps because the connection
-// dropped, the connection is validated and the group looked for once more; `own`
-// then serves in place of a handle that has dropped.
+// Finds the disk group. If there is none, the connection may have dropped: validates it
+// and looks again. `own` replaces a handle that has dropped.
 std::uint32_t find_group(opal_handle handle, OwnConnection& own, const char* guid,
                          CZtObject& group) {
     std::uint32_t status = GetDgObjIdByGuid(handle, guid, group, /*cluster_only=*/false);
@@ -119,7 +119,7 @@ std::uint32_t find_group(opal_handle handle, OwnConnection& own, const char* gui
     return status;
 }
 
-// Imports the disk group unless it is imported.
+// Imports the disk group unless it is imported already.
 std::uint32_t import_group(opal_handle handle, const char* guid, const CZtObject& group) {
     bool imported = false;
     group.GetProp("imported", imported);
@@ -172,7 +172,7 @@ std::uint32_t online_volume(opal_handle handle, OwnConnection& own, const Reques
         log(0, L"OnlineVolW() failed , NULL Volume Device Name");
         return FARLO_INVALID_ARGUMENT;
     }
-    // An entry line at the level of errors: kept, administrators want it always.
+    // KEPT: an entry line at the level of errors; administrators want it always.
     log(0, L"Entering OnlineVolW - %s", request.device);
     if (handle == nullptr) {
         log(0, L"OnlineVolW() failed , NULL opal_handle");
