@@ -65,9 +65,9 @@
  * regard to case.
  *
  * Disk groups have a type, the service's "LDM DG TYPE". Groups of type 0 or 7 are never
- * found by name or GUID string. A CLUSTER DISK GROUP is one of type 2; by its GUID string, one of
- * type 8 (a cluster-shared group) counts as well. Where a function passes a GUID string to the
- * service without looking the group up, its type does not matter.
+ * found by name or GUID string. A CLUSTER DISK GROUP is one of type 2; by its GUID
+ * string, one of type 8 (a cluster-shared group) counts as well. Where a function passes
+ * a GUID string to the service without looking the group up, its type does not matter.
  *
  * RESULTS. Every function returns a 32-bit status, 0 for success, unless its
  * description says otherwise. Statuses of the service and the bus that are not listed
@@ -341,9 +341,9 @@ uint32_t GetDgNameW(opal_handle handle, const char* guid, wchar_t* name);
  *
  * One group fails the whole call with FARLO_EXCEPTION: one whose name cannot be read,
  * and in the A forms, when the names are written, one whose name has more than 31
- * characters or no narrow form (see STRINGS above). A group whose type cannot be read is
- * left out. If that happens while the names are written, those before it are in the
- * buffer, and the count is the number of all.
+ * characters or no narrow form (see STRINGS above). If the names before it have been
+ * written, they are in the buffer, and the count is the number of all. A group whose type
+ * cannot be read is left out.
  *
  * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_BUFFER_TOO_SMALL,
  * FARLO_MISSING_ARGUMENT, FARLO_EXCEPTION.
