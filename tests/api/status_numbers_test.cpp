@@ -1,0 +1,80 @@
+// The numbers of farlo.h, written by hand. Other tests use the names; an agent that was built
+// with an earlier farlo.h has the numbers.
+#include "farlo.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <set>
+
+namespace {
+
+struct Constant {
+    const char* name;
+    std::uint32_t value;
+    std::uint32_t number;
+};
+
+TEST(StatusNumbers, MatchTheInterface) {
+    const Constant statuses[] = {
+        {"FARLO_SUCCESS", FARLO_SUCCESS, 0},
+        {"FARLO_NOT_FOUND", FARLO_NOT_FOUND, 1},
+        {"FARLO_ALREADY_IMPORTED", FARLO_ALREADY_IMPORTED, 9},
+        {"FARLO_NO_GUID_MEMORY", FARLO_NO_GUID_MEMORY, 17},
+        {"FARLO_EXCEPTION", FARLO_EXCEPTION, 18},
+        {"FARLO_MISSING_ARGUMENT", FARLO_MISSING_ARGUMENT, 19},
+        {"FARLO_NOT_CONNECTED", FARLO_NOT_CONNECTED, 20},
+        {"FARLO_UNINITIALIZE_FAILED", FARLO_UNINITIALIZE_FAILED, 21},
+        {"FARLO_DEVICE_SHARING_VIOLATION", FARLO_DEVICE_SHARING_VIOLATION, 23},
+        {"FARLO_DEVICE_FAILED", FARLO_DEVICE_FAILED, 24},
+        {"FARLO_DEVICE_UNSUCCESSFUL", FARLO_DEVICE_UNSUCCESSFUL, 36},
+        {"FARLO_EXCLUDED_TYPE", FARLO_EXCLUDED_TYPE, 40},
+        {"FARLO_NO_CLUSTER_SERVICE", FARLO_NO_CLUSTER_SERVICE, 41},
+        {"FARLO_BUFFER_TOO_SMALL", FARLO_BUFFER_TOO_SMALL, 97},
+        {"FARLO_NO_VOLUME_GUID", FARLO_NO_VOLUME_GUID, 98},
+        {"FARLO_VOLUME_NOT_FOUND", FARLO_VOLUME_NOT_FOUND, 99},
+        {"FARLO_NULL_HANDLE", FARLO_NULL_HANDLE, 100},
+        {"FARLO_INVALID_ARGUMENT", FARLO_INVALID_ARGUMENT, 0x80070057},
+        {"FARLO_OUT_OF_MEMORY", FARLO_OUT_OF_MEMORY, 0x8007000E},
+        {"FARLO_PROVIDER_FAILED", FARLO_PROVIDER_FAILED, 0xC1000001},
+        {"FARLO_NODE_ALREADY_STARTED", FARLO_NODE_ALREADY_STARTED, 0xE5150047},
+        {"FARLO_ALREADY_ONLINE", FARLO_ALREADY_ONLINE, 0xE515007A},
+    };
+    std::set<std::uint32_t> numbers;
+    for (const Constant& status : statuses) {
+        EXPECT_EQ(status.value, status.number) << status.name;
+        EXPECT_TRUE(numbers.insert(status.value).second) << status.name << " is not unique";
+    }
+}
+
+TEST(StatusNumbers, OfStatesOptionsAndSizesMatchTheInterface) {
+    const Constant constants[] = {
+        {"FARLO_RESERVATION_NOT_HELD", FARLO_RESERVATION_NOT_HELD, 33},
+        {"FARLO_RESERVATION_HELD", FARLO_RESERVATION_HELD, 34},
+        {"FARLO_RESERVATION_UNKNOWN", FARLO_RESERVATION_UNKNOWN, 35},
+        {"FARLO_RESERVATION_BUSY", FARLO_RESERVATION_BUSY, 39},
+        {"FARLO_VOLUME_STATUS_HEALTHY", FARLO_VOLUME_STATUS_HEALTHY, 36},
+        {"FARLO_VOLUME_STATUS_OTHER", FARLO_VOLUME_STATUS_OTHER, 35},
+        {"FARLO_VOLUME_UNUSABLE", FARLO_VOLUME_UNUSABLE, 0x20},
+        {"FARLO_ONLINE_NO_NAME_CHECK", FARLO_ONLINE_NO_NAME_CHECK, 0x1},
+        {"FARLO_ONLINE_SHARED", FARLO_ONLINE_SHARED, 0x800},
+        {"FARLO_ONLINE_CLEAR_HOST_ID", FARLO_ONLINE_CLEAR_HOST_ID, 0x8000},
+        {"FARLO_ONLINE_LOG_AS_OFFLINE", FARLO_ONLINE_LOG_AS_OFFLINE, 0x20000},
+        {"FARLO_ONLINE_CLUSTER_SHARED", FARLO_ONLINE_CLUSTER_SHARED, 0x200000},
+        {"FARLO_OFFLINE_NO_NAME_CHECK", FARLO_OFFLINE_NO_NAME_CHECK, 0x1},
+        {"FARLO_OFFLINE_SHARED", FARLO_OFFLINE_SHARED, 0x800},
+        {"FARLO_PARTITION_STYLE_MBR", FARLO_PARTITION_STYLE_MBR, 0},
+        {"FARLO_PARTITION_STYLE_GPT", FARLO_PARTITION_STYLE_GPT, 1},
+        {"FARLO_PARTITION_STYLE_RAW", FARLO_PARTITION_STYLE_RAW, 2},
+        {"FARLO_GUID_TEXT_SIZE", FARLO_GUID_TEXT_SIZE, 65},
+        {"FARLO_NAME_SIZE", FARLO_NAME_SIZE, 260},
+        {"FARLO_GUID_SIZE", FARLO_GUID_SIZE, 16},
+        {"FARLO_VOLUME_NAME_BUFFER_SIZE", FARLO_VOLUME_NAME_BUFFER_SIZE, 1656},
+        {"FARLO_VOL_PROP_INFO_BEYOND", FARLO_VOL_PROP_INFO_BEYOND, 4},
+    };
+    for (const Constant& constant : constants) {
+        EXPECT_EQ(constant.value, constant.number) << constant.name;
+    }
+}
+
+}  // namespace
