@@ -131,7 +131,7 @@ TEST_F(OnlineTogether, DoNotStartRunningNode) {
     // One agent imports the group; the others accept that it is already online.
     std::vector<std::string> imports = results_of(ZTMETHOD_DGOP_IMPORT);
     EXPECT_EQ(std::erase(imports, "0x0"), 1u);
-    EXPECT_THAT(imports, Each(hex_status(ZTERROR_GROUP_ALREADY_ONLINE)));
+    EXPECT_THAT(imports, Each(hex(ZTERROR_GROUP_ALREADY_ONLINE)));
 }
 
 }  // namespace

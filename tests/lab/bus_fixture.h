@@ -3,7 +3,7 @@
 #pragma once
 
 #include "lab_bus.h"
-#include "service_names.h"
+#include "fault_rules.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

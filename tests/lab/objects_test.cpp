@@ -136,7 +136,7 @@ TEST_F(Objects, MatchTypeAndQuery) {
                 ElementsAre("v2"));
     EXPECT_THAT(query(L"SELECT FROM " ZTTYPE_VOLUME L" where \"DEVICE NAME\" EQ v2"),
                 ElementsAre());
-    EXPECT_THAT(query(L""), ElementsAre(hex_status(ZTERROR_BAD_QUERY)));
+    EXPECT_THAT(query(L""), ElementsAre(hex(ZTERROR_BAD_QUERY)));
 }
 
 TEST_F(Objects, ReturnParentsAndChildren) {
@@ -145,7 +145,7 @@ TEST_F(Objects, ReturnParentsAndChildren) {
     EXPECT_THAT(children(service, nullptr), ElementsAre());
     EXPECT_THAT(parents(object("v2"), ZTTYPE_DISK_GROUP), ElementsAre("dg1"));
     EXPECT_THAT(parents(object("v2"), ZTTYPE_DISK), ElementsAre());
-    EXPECT_THAT(parents(null_id, ZTTYPE_DISK), ElementsAre(hex_status(ZTERROR_NULL_OBJECT)));
+    EXPECT_THAT(parents(null_id, ZTTYPE_DISK), ElementsAre(hex(ZTERROR_NULL_OBJECT)));
 }
 
 TEST_F(Objects, DisappearWhenDeleted) {

@@ -73,12 +73,12 @@ TEST_F(Recorder, RecordsCallsToTheService) {
                             R"(DbGetObjectsByQuery "SELECT FROM )" ZTTYPE_VOLUME
                             R"( where \"DEVICE NAME\" EQ \\v")"
                             " -> 0x0 [@v1]",
-                            R"(DbGetObjectsByQuery "what" -> )" + hex_status(ZTERROR_BAD_QUERY),
+                            R"(DbGetObjectsByQuery "what" -> )" + hex(ZTERROR_BAD_QUERY),
                             R"(ObGetProperty @dg1 "Name" -> 0x0 WSTR "dg1")",
-                            R"(ObGetProperty @dg1 "none" -> )" + hex_status(ZTERROR_PROPERTY),
-                            R"(ObGetProperty @null "Name" -> )" + hex_status(ZTERROR_NULL_OBJECT),
+                            R"(ObGetProperty @dg1 "none" -> )" + hex(ZTERROR_PROPERTY),
+                            R"(ObGetProperty @null "Name" -> )" + hex(ZTERROR_NULL_OBJECT),
                             R"(ObGetProperty @ab000000000000000000000000000000 "Name" -> )" +
-                                hex_status(ZTERROR_UNKNOWN_OBJECT),
+                                hex(ZTERROR_UNKNOWN_OBJECT),
                             R"(ObSetProperty @dg1 "x" UINT32 1 -> 0x0)",
                             R"(ObGetProperties @dg1 -> 0x0 {"Name": WSTR "dg1", "dgid": STR "g", )"
                             R"("LDM DG TYPE": UINT32 2, "x": UINT32 1})",
@@ -87,7 +87,7 @@ TEST_F(Recorder, RecordsCallsToTheService) {
                             "ObGetChildObjects @dg1 * -> 0x0 [@v1]",
                             "ObGetParentObjects @v1 " ZTTYPE_DISK_GROUP " -> 0x0 [@dg1]",
                             "ObDeleteObject @v1 -> 0x0",
-                            "ObDeleteObject @null -> " + hex_status(ZTERROR_NULL_OBJECT)));
+                            "ObDeleteObject @null -> " + hex(ZTERROR_NULL_OBJECT)));
 }
 
 TEST_F(Recorder, RecordsMethodsWithTheirSets) {
@@ -114,7 +114,7 @@ TEST_F(Recorder, RecordsMethodsWithTheirSets) {
                                 R"({"dgid": STR "g", "Opflag": UINT32 1} 1,2,3,4 -> 0x0 )"
                                 R"({"before": UINT32 1})",
                             method_call("@dg1", 5) + "NULL 0,0,0,0 -> " +
-                                hex_status(ZTERROR_UNKNOWN_METHOD) + " NULL"));
+                                hex(ZTERROR_UNKNOWN_METHOD) + " NULL"));
 }
 
 TEST_F(Recorder, RecordsValuesOfEveryType) {
@@ -164,18 +164,18 @@ TEST_F(Recorder, RecordsLocalCallsOnRequest) {
     EXPECT_THAT(
         recorded(),
         ElementsAre("PsCreatePropset -> 0x0 #1", "PsAddProperty #1 \"Opflag\" UINT32 7 -> 0x0",
-                    "PsAddProperty #1 \"Opflag\" UINT32 7 -> " + hex_status(ZTERROR_DUPLICATE),
-                    "PsAddProperty #1 \"bad\" malformed -> " + hex_status(ZTERROR_INVALID_ARGUMENT),
-                    "PsSetProperty #1 \"Opflag\" UINT32 7 -> " + hex_status(ZTSTATUS_SAME_VALUE),
+                    "PsAddProperty #1 \"Opflag\" UINT32 7 -> " + hex(ZTERROR_DUPLICATE),
+                    "PsAddProperty #1 \"bad\" malformed -> " + hex(ZTERROR_INVALID_ARGUMENT),
+                    "PsSetProperty #1 \"Opflag\" UINT32 7 -> " + hex(ZTSTATUS_SAME_VALUE),
                     "PsFindProperty #1 \"Opflag\" -> 0x0 \"Opflag\" UINT32 7",
                     "PsFreeProperty \"Opflag\" -> 0x0",
-                    "PsFindProperty #1 \"x\" -> " + hex_status(ZTERROR_PROPERTY),
+                    "PsFindProperty #1 \"x\" -> " + hex(ZTERROR_PROPERTY),
                     "PsOpenPropset #1 -> 0x0", "PsFindNextProperty #1 -> 0x0 \"Opflag\" UINT32 7",
                     "PsFreeProperty \"Opflag\" -> 0x0", "PsFreeProperty NULL -> 0x0",
-                    "PsFindNextProperty #1 -> " + hex_status(ZTERROR_END_OF_SET),
+                    "PsFindNextProperty #1 -> " + hex(ZTERROR_END_OF_SET),
                     "PsCopyPropset #1 -> 0x0 #2", "PsDestroyPropset #1 -> 0x0",
                     "PsDestroyPropset #2 -> 0x0",
-                    "PsDestroyPropset NULL -> " + hex_status(ZTERROR_INVALID_ARGUMENT),
+                    "PsDestroyPropset NULL -> " + hex(ZTERROR_INVALID_ARGUMENT),
                     R"(ZtTrace 4 "clusapiprov: \"ERROR\"\x0a")", "ZtSleep 1"));
 }
 
@@ -192,9 +192,9 @@ TEST_F(Recorder, MarksCallsWithWrongConnection) {
     LabCloseConnection(other);
     EXPECT_THAT(
         recorded(),
-        ElementsAre("ObGetObjectType @dg1 -> " + hex_status(ZTERROR_NOT_CONNECTED) + " !connection",
-                    "ObGetObjectType @dg1 -> " + hex_status(ZTERROR_NOT_CONNECTED) + " !connection",
-                    "ObGetObjectType @dg1 -> " + hex_status(ZTERROR_NOT_CONNECTED)));
+        ElementsAre("ObGetObjectType @dg1 -> " + hex(ZTERROR_NOT_CONNECTED) + " !connection",
+                    "ObGetObjectType @dg1 -> " + hex(ZTERROR_NOT_CONNECTED) + " !connection",
+                    "ObGetObjectType @dg1 -> " + hex(ZTERROR_NOT_CONNECTED)));
 }
 
 TEST_F(Recorder, DiscardsOldLinesOnStart) {
@@ -220,7 +220,7 @@ TEST_F(Recorder, ReturnsRequiredSize) {
     opal_property property;
     ObGetProperty(connection, context, &null_id, "a", &property);
     const std::string line =
-        "ObGetProperty @null \"a\" -> " + hex_status(ZTERROR_NULL_OBJECT) + "\n";
+        "ObGetProperty @null \"a\" -> " + hex(ZTERROR_NULL_OBJECT) + "\n";
     EXPECT_EQ(LabRecorderText(nullptr, 0), line.size() + 1);
     char text[8] = "zzzzzzz";
     EXPECT_EQ(LabRecorderText(text, 5), line.size() + 1);

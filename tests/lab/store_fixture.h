@@ -2,7 +2,7 @@
 #pragma once
 
 #include "scenario.h"
-#include "service_names.h"
+#include "fault_rules.h"
 #include "store.h"
 
 #include <gmock/gmock.h>

@@ -5,7 +5,7 @@
 #include "session_calls.h"
 
 #include "lab_bus.h"
-#include "service_names.h"
+#include "fault_rules.h"
 
 #include <gtest/gtest.h>
 

@@ -166,8 +166,8 @@ TEST_F(ServiceCalls, ReturnStatusesAndResultsOfMethods) {
     EXPECT_EQ(recorded(),
               (Lines{call + import + input + "0x0 NULL",
                      "ObGetProperty @dg1 \"imported\" -> 0x0 BOOLEAN true",
-                     call + import + input + hex_status(ZTERROR_GROUP_ALREADY_ONLINE) + " NULL",
-                     call + "9999" + input + hex_status(ZTERROR_UNKNOWN_METHOD) + " NULL"}));
+                     call + import + input + hex(ZTERROR_GROUP_ALREADY_ONLINE) + " NULL",
+                     call + "9999" + input + hex(ZTERROR_UNKNOWN_METHOD) + " NULL"}));
 }
 
 TEST_F(ServiceCalls, ReturnFailuresOfTheService) {
