@@ -1,8 +1,8 @@
 // A store built from a scenario, and helpers to query it.
 #pragma once
 
+#include "fault_members.h"
 #include "scenario.h"
-#include "fault_rules.h"
 #include "store.h"
 
 #include <gmock/gmock.h>

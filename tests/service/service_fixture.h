@@ -4,8 +4,8 @@
 #include "process.h"
 #include "session_calls.h"
 
+#include "fault_members.h"
 #include "lab_bus.h"
-#include "fault_rules.h"
 
 #include <gtest/gtest.h>
 

@@ -15,18 +15,20 @@ inline const std::string free_page = "VirtualFree page";
 
 // Opening the info device: by a case-insensitive name, to read, write and synchronize, shared for
 // reading and writing, with alertable synchronous I/O.
-inline std::string open_info_device(std::uint32_t returned = native::success,
-                                    std::uint32_t io_status = native::success) {
-    return "ZwOpenFile \\Device\\DmControl\\DmInfo 0x40 0x100003 0x3 0x10 -> " + hex(returned) +
-           " " + hex(io_status);
+inline std::string open_info_device(std::int32_t returned = native::success,
+                                    std::int32_t io_status = native::success) {
+    return "ZwOpenFile \\Device\\DmControl\\DmInfo 0x40 0x100003 0x3 0x10 -> " +
+           hex(static_cast<std::uint32_t>(returned)) + " " +
+           hex(static_cast<std::uint32_t>(io_status));
 }
 
 // A request to the driver about a disk group; `reservation` is its reservation word.
 inline std::string control(std::uint32_t code, const std::string& guid, std::uint32_t reservation,
-                           std::uint32_t returned = native::success,
-                           std::uint32_t io_status = native::success) {
+                           std::int32_t returned = native::success,
+                           std::int32_t io_status = native::success) {
     return "control " + hex(code) + " \"" + guid + "\" " + std::to_string(reservation) + " -> " +
-           hex(returned) + " " + hex(io_status);
+           hex(static_cast<std::uint32_t>(returned)) + " " +
+           hex(static_cast<std::uint32_t>(io_status));
 }
 
 }  // namespace support
