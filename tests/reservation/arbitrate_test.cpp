@@ -1,54 +1,53 @@
 // ArbitrateDg.
 #include "bus_lines.h"
 #include "farlo_test.h"
+#include "fault_rules.h"
 #include "method_results.h"
 
 namespace {
 
 using namespace support;
 
-class Arbitrate : public FarloTest {
+class ArbitrateDg : public FarloTest {
   protected:
-    Arbitrate() {
+    ArbitrateDg() {
         scenario = R"({"disk_groups": [
             {"name": "local", "dgid": "guid-1", "type": 1},
             {"name": "dg1", "dgid": "guid-2", "type": 2}]})";
     }
 
-    static std::string arbitrate(const std::string& guid, const std::string& status) {
-        return invoke("service", cluster_methods, 2, "\"Dgguid\": STR \"" + guid + "\"", status);
+    // The method call that arbitrates.
+    static std::string arbitrate(const std::string& guid, std::uint32_t status) {
+        return invoke("service", method::arbitrate, "\"Dgguid\": " + str(guid), status);
     }
 };
 
-const char service_answers[] = R"([{"function": "PrCallDispatch", "nothing": true}])";
-
-TEST_F(Arbitrate, SendsTheGuidToTheClusterService) {
+TEST_F(ArbitrateDg, SendsGuidToClusterService) {
     at_every_threshold([&] {
-        set_faults(service_answers);
-        EXPECT_EQ(FARLO(ArbitrateDgW)(handle, L"dg1", "any guid"), 0u);
-        expect_calls({cluster_service(), arbitrate("any guid", "0x0")});
+        set_faults(fault_plan({methods_succeed}));
+        EXPECT_EQ(FARLO(ArbitrateDgW)(handle, L"dg1", "any guid"), FARLO_SUCCESS);
+        expect_calls({cluster_service(), arbitrate("any guid", bus_success)});
         expect_log({{2, "Entering ArbitrateDgW - dg1"}, {2, "Exiting ArbitrateDgW"}});
         expect_pauses({});
     });
 }
 
-TEST_F(Arbitrate, FindsAClusterGroupByName) {
+TEST_F(ArbitrateDg, FindsClusterGroupByName) {
     at_every_threshold([&] {
-        set_faults(service_answers);
-        EXPECT_EQ(FARLO(ArbitrateDgA)(handle, "DG1", ""), 0u);
-        expect_calls(
-            {"DbGetObjects tamo_ztvm_diskgroup -> 0x0 [@local @dg1]",
-             read("local", "LDM DG TYPE", "UINT32 1"), read("local", "Name", "WSTR \"local\""),
-             read("dg1", "LDM DG TYPE", "UINT32 2"), read("dg1", "Name", "WSTR \"dg1\""),
-             read("dg1", "dgid", "STR \"guid-2\""), cluster_service(), arbitrate("guid-2", "0x0")});
+        set_faults(fault_plan({methods_succeed}));
+        EXPECT_EQ(FARLO(ArbitrateDgA)(handle, "DG1", ""), FARLO_SUCCESS);
+        expect_calls({groups("@local @dg1"), read_type("local", group_type::local),
+                      read("local", "Name", wstr("local")), read_type("dg1", group_type::cluster),
+                      read("dg1", "Name", wstr("dg1")), read("dg1", "dgid", str("guid-2")),
+                      cluster_service(), arbitrate("guid-2", bus_success)});
         expect_log({{2, "Entering ArbitrateDgW - DG1"}, {2, "Exiting ArbitrateDgW"}});
     });
 }
 
-TEST_F(Arbitrate, FindsNoOtherGroupByName) {
+TEST_F(ArbitrateDg, ReturnsExcludedTypeForLocalGroup) {
     at_every_threshold([&] {
-        EXPECT_EQ(FARLO(ArbitrateDgW)(handle, L"local", nullptr), 40u);
-        EXPECT_EQ(calls_of("PrCallDispatch"), std::vector<std::string>{});
+        EXPECT_EQ(FARLO(ArbitrateDgW)(handle, L"local", nullptr), FARLO_EXCLUDED_TYPE);
+        EXPECT_EQ(calls_of("PrCallDispatch"), Lines{});
         expect_log({{2, "Entering ArbitrateDgW - local"},
                     {0, "GetDgObjIdByName() failed , DG_TYPENAME not found in OPAL, error=(0x28)"},
                     {0, "GetDgGuidCommon() failed , error=(0x28)"},
@@ -59,29 +58,29 @@ TEST_F(Arbitrate, FindsNoOtherGroupByName) {
     });
 }
 
-TEST_F(Arbitrate, WantsAHandle) {
+TEST_F(ArbitrateDg, RejectsNullHandle) {
     connects = false;
     at_every_threshold([&] {
-        EXPECT_EQ(FARLO(ArbitrateDgW)(nullptr, L"dg1", "guid-2"), 100u);
+        EXPECT_EQ(FARLO(ArbitrateDgW)(nullptr, L"dg1", "guid-2"), FARLO_NULL_HANDLE);
         expect_calls({});
         expect_log({{2, "Entering ArbitrateDgW - dg1"},
                     {0, "ArbitrateDgW() failed , NULL opal_handle, error=(0x64)"}});
     });
 }
 
-TEST_F(Arbitrate, WantsAConnection) {
+TEST_F(ArbitrateDg, ReturnsNotConnectedWithoutConnection) {
     at_every_threshold([&] {
         disconnect();
-        EXPECT_EQ(FARLO(ArbitrateDgW)(handle, L"dg1", "guid-2"), 20u);
+        EXPECT_EQ(FARLO(ArbitrateDgW)(handle, L"dg1", "guid-2"), FARLO_NOT_CONNECTED);
         expect_calls({});
         expect_log({{2, "Entering ArbitrateDgW - dg1"},
                     {0, "ArbitrateDgW() failed , opal_handle not connected, error=(0x14)"}});
     });
 }
 
-TEST_F(Arbitrate, WantsANameOrAGuid) {
+TEST_F(ArbitrateDg, RequiresNameOrGuid) {
     at_every_threshold([&] {
-        EXPECT_EQ(FARLO(ArbitrateDgW)(handle, L"", nullptr), 19u);
+        EXPECT_EQ(FARLO(ArbitrateDgW)(handle, L"", nullptr), FARLO_MISSING_ARGUMENT);
         expect_calls({});
         expect_log({{2, "Entering ArbitrateDgW - "},
                     {0, "ArbitrateDgW():SetDgGuidParam failed, error=(0x13)"},
@@ -90,10 +89,12 @@ TEST_F(Arbitrate, WantsANameOrAGuid) {
     });
 }
 
-TEST_F(Arbitrate, RefusesTextsThatAreTooLong) {
+TEST_F(ArbitrateDg, RejectsNameOrGuidThatIsTooLong) {
     at_every_threshold([&] {
-        EXPECT_EQ(FARLO(ArbitrateDgW)(handle, L"dg1", std::string(65, 'g').c_str()), 0x80070057u);
-        EXPECT_EQ(FARLO(ArbitrateDgA)(handle, std::string(32, 'n').c_str(), "g"), 0x80070057u);
+        EXPECT_EQ(FARLO(ArbitrateDgW)(handle, L"dg1", std::string(65, 'g').c_str()),
+                  FARLO_INVALID_ARGUMENT);
+        EXPECT_EQ(FARLO(ArbitrateDgA)(handle, std::string(32, 'n').c_str(), "g"),
+                  FARLO_INVALID_ARGUMENT);
         expect_calls({});
         expect_log(
             {{2, "Entering ArbitrateDgW - dg1"},
@@ -105,21 +106,21 @@ TEST_F(Arbitrate, RefusesTextsThatAreTooLong) {
     });
 }
 
-TEST_F(Arbitrate, TakesTextsThatJustFit) {
+TEST_F(ArbitrateDg, AcceptsLongestNameAndGuid) {
     once([&] {
-        set_faults(service_answers);
+        set_faults(fault_plan({methods_succeed}));
         const std::string guid(64, 'g');
-        EXPECT_EQ(FARLO(ArbitrateDgA)(handle, std::string(31, 'n').c_str(), guid.c_str()), 0u);
-        expect_calls({cluster_service(), arbitrate(guid, "0x0")});
+        EXPECT_EQ(FARLO(ArbitrateDgA)(handle, std::string(31, 'n').c_str(), guid.c_str()),
+                  FARLO_SUCCESS);
+        expect_calls({cluster_service(), arbitrate(guid, bus_success)});
     });
 }
 
-TEST_F(Arbitrate, EndsWithoutAClusterService) {
+TEST_F(ArbitrateDg, FailsAfterFiveQueriesWithoutClusterService) {
     scenario = R"({"node": {"cluster_service": false}})";
     at_every_threshold([&] {
-        EXPECT_EQ(FARLO(ArbitrateDgW)(handle, L"dg1", "guid-2"), 41u);
-        EXPECT_EQ(calls(),
-                  std::vector<std::string>(5, "DbGetObjects solvane_cluster_service -> 0x0 []"));
+        EXPECT_EQ(FARLO(ArbitrateDgW)(handle, L"dg1", "guid-2"), FARLO_NO_CLUSTER_SERVICE);
+        EXPECT_EQ(calls(), Lines(5, objects(object_type::cluster_service, "")));
         expect_pauses(std::vector<Pause>(5, {"Sleep", 5000}));
         const Expected sleeping{6, "GetClusSvcId: Sleeping for 5 secs"};
         expect_log({{2, "Entering ArbitrateDgW - dg1"},
@@ -134,11 +135,11 @@ TEST_F(Arbitrate, EndsWithoutAClusterService) {
     });
 }
 
-TEST_F(Arbitrate, PassesTheServicesStatusOn) {
+TEST_F(ArbitrateDg, ReturnsFailureOfService) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "PrCallDispatch", "status": "0xc1000001"}])");
-        EXPECT_EQ(FARLO(ArbitrateDgW)(handle, L"dg1", "guid-2"), 0xc1000001u);
-        expect_calls({cluster_service(), arbitrate("guid-2", "0xc1000001")});
+        set_faults(fault_plan({methods_return(bus_provider_failed)}));
+        EXPECT_EQ(FARLO(ArbitrateDgW)(handle, L"dg1", "guid-2"), bus_provider_failed);
+        expect_calls({cluster_service(), arbitrate("guid-2", bus_provider_failed)});
         expect_log({{2, "Entering ArbitrateDgW - dg1"},
                     {4, "ArbitrateDgW:CLUSTER_MTHD_CLUSSVCOP_ARBITRATEDG, CsfInvoke failed with "
                         "error = 0xc1000001."},
@@ -147,11 +148,11 @@ TEST_F(Arbitrate, PassesTheServicesStatusOn) {
     });
 }
 
-// Informational statuses are no success here.
-TEST_F(Arbitrate, LogsEveryStatusButZero) {
+// An informational status does not count as success here.
+TEST_F(ArbitrateDg, LogsInformationalStatusAsFailure) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "PrCallDispatch", "status": "0x41000012"}])");
-        EXPECT_EQ(FARLO(ArbitrateDgW)(handle, L"dg1", "guid-2"), 0x41000012u);
+        set_faults(fault_plan({methods_return(bus_same_value)}));
+        EXPECT_EQ(FARLO(ArbitrateDgW)(handle, L"dg1", "guid-2"), bus_same_value);
         expect_log({{2, "Entering ArbitrateDgW - dg1"},
                     {4, "ArbitrateDgW:CLUSTER_MTHD_CLUSSVCOP_ARBITRATEDG, CsfInvoke failed with "
                         "error = 0x41000012."},
@@ -160,24 +161,23 @@ TEST_F(Arbitrate, LogsEveryStatusButZero) {
     });
 }
 
-TEST_F(Arbitrate, IsNotConnectedWhenTheConnectionDrops) {
+TEST_F(ArbitrateDg, ReturnsNotConnectedWhenConnectionDrops) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "PrCallDispatch", "nothing": true, "drop": true}])");
-        EXPECT_EQ(FARLO(ArbitrateDgW)(handle, L"dg1", "guid-2"), 20u);
-        expect_calls({cluster_service(), arbitrate("guid-2", "0x0")});
+        set_faults(fault_plan({methods_succeed_and_drop}));
+        EXPECT_EQ(FARLO(ArbitrateDgW)(handle, L"dg1", "guid-2"), FARLO_NOT_CONNECTED);
+        expect_calls({cluster_service(), arbitrate("guid-2", bus_success)});
         expect_log({{2, "Entering ArbitrateDgW - dg1"},
                     {0, "ArbitrateDgW() failed, error=(0x14)"},
                     {2, "Exiting ArbitrateDgW"}});
     });
 }
 
-TEST_F(Arbitrate, FailsWhenAParameterCannotBeAdded) {
+TEST_F(ArbitrateDg, FailsWhenParameterCannotBeAdded) {
     at_every_threshold([&] {
         for (const char* function : {"PsCreatePropset", "PsAddProperty"}) {
-            set_faults(std::string(R"([{"function": ")") + function +
-                       R"(", "call": 1, "status": "0xc1000102"}])");
+            set_faults(fault_plan({{.function = function, .call = 1, .returns = bus_no_memory}}));
             start_watching();
-            EXPECT_EQ(FARLO(ArbitrateDgW)(handle, L"dg1", "guid-2"), 18u);
+            EXPECT_EQ(FARLO(ArbitrateDgW)(handle, L"dg1", "guid-2"), FARLO_EXCEPTION);
             expect_calls({cluster_service()});
             expect_log({{2, "Entering ArbitrateDgW - dg1"},
                         {6, "API_TRY_CATCH_FAILED "},
@@ -187,25 +187,24 @@ TEST_F(Arbitrate, FailsWhenAParameterCannotBeAdded) {
     });
 }
 
-// Without an output set the call is made, and its failure not logged by name.
-TEST_F(Arbitrate, GoesOnWithoutAnOutputSet) {
+// Without an output set, the failure is logged without the name of the method.
+TEST_F(ArbitrateDg, CallsMethodWithoutOutputSet) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "PsCreatePropset", "call": 2, "status": "0xc1000102"},
-                       {"function": "PrCallDispatch", "status": "0xc1000001"}])");
-        EXPECT_EQ(FARLO(ArbitrateDgW)(handle, L"dg1", "guid-2"), 0xc1000001u);
+        set_faults(fault_plan({no_output_set, methods_return(bus_provider_failed)}));
+        EXPECT_EQ(FARLO(ArbitrateDgW)(handle, L"dg1", "guid-2"), bus_provider_failed);
         expect_calls(
-            {cluster_service(), invoke("service", cluster_methods, 2, R"("Dgguid": STR "guid-2")",
-                                       "0xc1000001", "NULL")});
+            {cluster_service(), invoke("service", method::arbitrate, "\"Dgguid\": " + str("guid-2"),
+                                       bus_provider_failed, "NULL")});
         expect_log({{2, "Entering ArbitrateDgW - dg1"},
                     {0, "ArbitrateDgW() failed, error=(0xc1000001)"},
                     {2, "Exiting ArbitrateDgW"}});
     });
 }
 
-TEST_F(Arbitrate, FailsWithoutMemoryForTheGuid) {
+TEST_F(ArbitrateDg, FailsWithoutMemoryForGuid) {
     at_every_threshold([&] {
         heap().fail(1);
-        EXPECT_EQ(FARLO(ArbitrateDgW)(handle, L"dg1", "guid-2"), 17u);
+        EXPECT_EQ(FARLO(ArbitrateDgW)(handle, L"dg1", "guid-2"), FARLO_NO_GUID_MEMORY);
         expect_calls({});
         expect_log({{2, "Entering ArbitrateDgW - dg1"},
                     {0, "ArbitrateDgW():SetDgGuidParam failed, error=(0x11)"},
@@ -214,11 +213,11 @@ TEST_F(Arbitrate, FailsWithoutMemoryForTheGuid) {
     });
 }
 
-TEST_F(Arbitrate, IsNotConnectedWhateverFailedMeanwhile) {
+TEST_F(ArbitrateDg, ReturnsNotConnectedWhenConnectionDropsDuringFailedCall) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "PrCallDispatch", "status": "0xc1000001"}])");
+        set_faults(fault_plan({methods_return(bus_provider_failed)}));
         const MethodResults dropping(dll().module(), [&](opal_propset) { disconnect(); });
-        EXPECT_EQ(FARLO(ArbitrateDgW)(handle, L"dg1", "guid-2"), 20u);
+        EXPECT_EQ(FARLO(ArbitrateDgW)(handle, L"dg1", "guid-2"), FARLO_NOT_CONNECTED);
         expect_log({{2, "Entering ArbitrateDgW - dg1"},
                     {4, "ArbitrateDgW:CLUSTER_MTHD_CLUSSVCOP_ARBITRATEDG, CsfInvoke failed with "
                         "error = 0xc1000001."},
@@ -227,24 +226,24 @@ TEST_F(Arbitrate, IsNotConnectedWhateverFailedMeanwhile) {
     });
 }
 
-TEST_F(Arbitrate, TakesNoNarrowNameBesideAGuid) {
+TEST_F(ArbitrateDg, AcceptsNullNarrowNameWithGuid) {
     at_every_threshold([&] {
-        set_faults(service_answers);
-        EXPECT_EQ(FARLO(ArbitrateDgA)(handle, nullptr, "guid-2"), 0u);
-        expect_calls({cluster_service(), arbitrate("guid-2", "0x0")});
+        set_faults(fault_plan({methods_succeed}));
+        EXPECT_EQ(FARLO(ArbitrateDgA)(handle, nullptr, "guid-2"), FARLO_SUCCESS);
+        expect_calls({cluster_service(), arbitrate("guid-2", bus_success)});
         expect_log({{2, "Entering ArbitrateDgW - (null)"}, {2, "Exiting ArbitrateDgW"}});
     });
 }
 
-// Without memory: 17 for the GUID's copy, 41 for the search, 18 for what is sent; and
-// the service's own answer where the bus has none.
-TEST_F(Arbitrate, EndsWellWhicheverAllocationFails) {
-    const auto answers = answers_at_every_allocation([&] {
-        set_faults(service_answers);
+// The status depends on what the memory was for: the GUID's copy, the search for the cluster
+// service, the parameters, or the bus itself.
+TEST_F(ArbitrateDg, FailsCleanlyWhenAnyAllocationFails) {
+    const auto results = answers_at_every_allocation([&] {
+        set_faults(fault_plan({methods_succeed}));
         return FARLO(ArbitrateDgA)(handle, "dg1", nullptr);
     });
-    EXPECT_GT(answers.size(), 2u);
-    EXPECT_THAT(answers, testing::Each(testing::Ne(0u)));
+    EXPECT_GT(results.size(), 2u);
+    EXPECT_THAT(results, testing::Each(testing::Ne(FARLO_SUCCESS)));
 }
 
 }  // namespace

@@ -1,7 +1,8 @@
-// GetDgReservationStatus by the driver, and the lock of the group's reservation
-// thread.
+// GetDgReservationStatus on a node whose driver knows the reservations, and the mutex that
+// guards the disk group's reservation thread.
 #include "bus_lines.h"
 #include "farlo_test.h"
+#include "journal_lines.h"
 #include "kernel_journal.h"
 
 namespace {
@@ -10,29 +11,32 @@ using namespace support;
 
 const char guid[] = "driver-status-guid";
 
-const std::string create = "CreateMutexA Global\\driver-status-guid not owned -> mutex";
-const std::string allocate = "VirtualAlloc 308 0x1000 0x4 -> page";
-const std::string open = "ZwOpenFile \\Device\\DmControl\\DmInfo 0x40 0x100003 0x3 0x10 -> 0x0 0x0";
+// Lines of the kernel journal.
+const std::string create_mutex = "CreateMutexA Global\\driver-status-guid not owned -> mutex";
+const std::string release_mutex = "ReleaseMutex mutex";
+const std::string pause = "Sleep 1000";
+const std::string close_mutex = "CloseHandle mutex";
 
-std::string waited(unsigned result) {
+std::string wait(unsigned result) {
     return "WaitForSingleObject mutex 0 -> " + std::to_string(result);
 }
-std::string control(const std::string& result) {
-    return "control 0xd903f02c \"driver-status-guid\" 1 -> " + result;
+std::string query(std::int32_t io_status) {
+    return control(control_code::query_reservation, guid, 1, native::success, io_status);
 }
 
-class DriverStatus : public FarloTest {
+class GetDgReservationStatusFromDriver : public FarloTest {
   protected:
-    DriverStatus() {
+    GetDgReservationStatusFromDriver() {
         scenario = R"({"disk_groups": [{"name": "local", "dgid": "guid-1", "type": 1},
                                        {"name": "dg1", "dgid": "driver-status-guid"}]})";
     }
 
-    std::uint32_t ask() {
+    std::uint32_t get_status() {
         return FARLO(GetDgReservationStatusW)(handle, L"dg1", guid, state.as<std::uint32_t>());
     }
-    std::uint32_t answer() { return *state.as<std::uint32_t>(); }
+    std::uint32_t stored_state() { return *state.as<std::uint32_t>(); }
 
+    // These lines, no invalid request, and every page freed.
     void expect_journal(const KernelJournal& journal, const Lines& wanted) {
         EXPECT_EQ(journal.lines, wanted);
         EXPECT_EQ(journal.faults(), Lines{});
@@ -47,34 +51,36 @@ const Expected got_lock{
     6, "IgnoreReservationThreadStatus(): Got the reservation_thread_update lock on dg."};
 const Expected exiting{4, "Exiting GetDgReservationStatusW"};
 
-TEST_F(DriverStatus, IsHeldByBitZeroOfTheReply) {
-    const std::pair<std::uint8_t, std::uint32_t> replies[] = {
-        {0x00, 33}, {0x01, 34}, {0xFE, 33}, {0xFF, 34}};
+TEST_F(GetDgReservationStatusFromDriver, ReportsHeldWhenBitZeroOfReplyIsSet) {
+    const std::pair<std::uint8_t, std::uint32_t> replies[] = {{0x00, FARLO_RESERVATION_NOT_HELD},
+                                                              {0x01, FARLO_RESERVATION_HELD},
+                                                              {0xFE, FARLO_RESERVATION_NOT_HELD},
+                                                              {0xFF, FARLO_RESERVATION_HELD}};
     for (const auto& row : replies) {
         at_every_threshold([&] {
             KernelJournal journal(dll().module(), clock());
-            journal.controls = {{0, 0, row.first}};
-            EXPECT_EQ(ask(), 0u);
-            EXPECT_EQ(answer(), row.second);
+            journal.controls = {{.reply = row.first}};
+            EXPECT_EQ(get_status(), FARLO_SUCCESS);
+            EXPECT_EQ(stored_state(), row.second);
             expect_calls({});
             expect_journal(journal,
-                           {create, waited(0), allocate, open, control("0x0 0x0"),
-                            "ReleaseMutex mutex", "CloseHandle mutex", "VirtualFree page"});
+                           {create_mutex, wait(WAIT_OBJECT_0), allocate_page, open_info_device(),
+                            query(native::success), release_mutex, close_mutex, free_page});
             expect_log({entering, got_lock, exiting});
         });
     }
 }
 
-TEST_F(DriverStatus, DoesNotCheckTheHandle) {
+TEST_F(GetDgReservationStatusFromDriver, SucceedsWithoutHandleOrConnectionWhenGivenGuid) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
         EXPECT_EQ(FARLO(GetDgReservationStatusW)(nullptr, nullptr, guid, state.as<std::uint32_t>()),
-                  0u);
-        EXPECT_EQ(answer(), 33u);
+                  FARLO_SUCCESS);
+        EXPECT_EQ(stored_state(), FARLO_RESERVATION_NOT_HELD);
         disconnect();
         EXPECT_EQ(FARLO(GetDgReservationStatusA)(handle, "dg1", guid, state.as<std::uint32_t>()),
-                  0u);
-        EXPECT_EQ(answer(), 33u);
+                  FARLO_SUCCESS);
+        EXPECT_EQ(stored_state(), FARLO_RESERVATION_NOT_HELD);
         expect_log({{4, "Entering GetDgReservationStatusW - (null)"},
                     got_lock,
                     exiting,
@@ -84,24 +90,24 @@ TEST_F(DriverStatus, DoesNotCheckTheHandle) {
     });
 }
 
-TEST_F(DriverStatus, FindsOnlyAClusterGroupByName) {
+TEST_F(GetDgReservationStatusFromDriver, FindsOnlyClusterGroupByName) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
-        EXPECT_EQ(FARLO(GetDgReservationStatusA)(handle, "dg1", "", state.as<std::uint32_t>()), 0u);
-        expect_calls({"DbGetObjects tamo_ztvm_diskgroup -> 0x0 [@local @dg1]",
-                      read("local", "LDM DG TYPE", "UINT32 1"),
-                      read("local", "Name", "WSTR \"local\""),
-                      read("dg1", "LDM DG TYPE", "UINT32 2"), read("dg1", "Name", "WSTR \"dg1\""),
-                      read("dg1", "dgid", "STR \"driver-status-guid\"")});
-        EXPECT_EQ(journal.lines.front(), create);
+        EXPECT_EQ(FARLO(GetDgReservationStatusA)(handle, "dg1", "", state.as<std::uint32_t>()),
+                  FARLO_SUCCESS);
+        expect_calls({groups("@local @dg1"), read_type("local", group_type::local),
+                      read("local", "Name", wstr("local")), read_type("dg1", group_type::cluster),
+                      read("dg1", "Name", wstr("dg1")),
+                      read("dg1", "dgid", str("driver-status-guid"))});
+        EXPECT_EQ(journal.lines.front(), create_mutex);
 
         start_watching();
         journal.lines.clear();
         state.as<std::uint32_t>()[0] = 1234;
         EXPECT_EQ(
             FARLO(GetDgReservationStatusA)(handle, "local", nullptr, state.as<std::uint32_t>()),
-            40u);
-        EXPECT_EQ(answer(), 1234u);
+            FARLO_EXCLUDED_TYPE);
+        EXPECT_EQ(stored_state(), 1234u);
         expect_journal(journal, {});
         expect_log({{4, "Entering GetDgReservationStatusW - local"},
                     {0, "GetDgObjIdByName() failed , DG_TYPENAME not found in OPAL, error=(0x28)"},
@@ -113,14 +119,14 @@ TEST_F(DriverStatus, FindsOnlyAClusterGroupByName) {
     });
 }
 
-TEST_F(DriverStatus, WantsANameOrAGuidAndAHandleForTheName) {
+TEST_F(GetDgReservationStatusFromDriver, RequiresGuidOrNameWithHandle) {
     at_every_threshold([&] {
         EXPECT_EQ(
             FARLO(GetDgReservationStatusW)(handle, nullptr, nullptr, state.as<std::uint32_t>()),
-            19u);
+            FARLO_MISSING_ARGUMENT);
         EXPECT_EQ(
             FARLO(GetDgReservationStatusW)(nullptr, L"dg1", nullptr, state.as<std::uint32_t>()),
-            100u);
+            FARLO_NULL_HANDLE);
         EXPECT_TRUE(state.untouched());
         expect_log({{4, "Entering GetDgReservationStatusW - (null)"},
                     {0, "GetDgReservationStatusW():SetDgGuidParam() failed, error=(0x13) "},
@@ -134,10 +140,11 @@ TEST_F(DriverStatus, WantsANameOrAGuidAndAHandleForTheName) {
     });
 }
 
-TEST_F(DriverStatus, WantsRoomForTheState) {
+TEST_F(GetDgReservationStatusFromDriver, RejectsNullState) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
-        EXPECT_EQ(FARLO(GetDgReservationStatusW)(handle, L"dg1", guid, nullptr), 19u);
+        EXPECT_EQ(FARLO(GetDgReservationStatusW)(handle, L"dg1", guid, nullptr),
+                  FARLO_MISSING_ARGUMENT);
         expect_journal(journal, {});
         expect_log({entering,
                     {0, "GetDgReservationStatusW() failed , pStatus == NULL, "
@@ -145,15 +152,15 @@ TEST_F(DriverStatus, WantsRoomForTheState) {
     });
 }
 
-TEST_F(DriverStatus, RefusesTextsThatAreTooLong) {
+TEST_F(GetDgReservationStatusFromDriver, RejectsNameOrGuidThatIsTooLong) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
         EXPECT_EQ(FARLO(GetDgReservationStatusW)(handle, L"dg1", std::string(65, 'g').c_str(),
                                                  state.as<std::uint32_t>()),
-                  0x80070057u);
+                  FARLO_INVALID_ARGUMENT);
         EXPECT_EQ(FARLO(GetDgReservationStatusA)(handle, std::string(32, 'n').c_str(), guid,
                                                  state.as<std::uint32_t>()),
-                  0x80070057u);
+                  FARLO_INVALID_ARGUMENT);
         EXPECT_TRUE(state.untouched());
         expect_journal(journal, {});
         expect_log(
@@ -166,9 +173,9 @@ TEST_F(DriverStatus, RefusesTextsThatAreTooLong) {
     });
 }
 
-// ------------------------------------------------------------------ the lock
+// ------------------------------------------------------------------ the mutex
 
-TEST_F(DriverStatus, DoesNotAskWhileTheLockIsHeld) {
+TEST_F(GetDgReservationStatusFromDriver, ReportsBusyWhileMutexIsHeld) {
     const HANDLE held = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     const HANDLE done = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     HANDLE events[] = {held, done};
@@ -187,9 +194,9 @@ TEST_F(DriverStatus, DoesNotAskWhileTheLockIsHeld) {
     WaitForSingleObject(held, INFINITE);
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
-        EXPECT_EQ(ask(), 0u);
-        EXPECT_EQ(answer(), 39u);
-        expect_journal(journal, {create, waited(258), "CloseHandle mutex"});
+        EXPECT_EQ(get_status(), FARLO_SUCCESS);
+        EXPECT_EQ(stored_state(), FARLO_RESERVATION_BUSY);
+        expect_journal(journal, {create_mutex, wait(WAIT_TIMEOUT), close_mutex});
         expect_log({entering,
                     {6, "IgnoreReservationThreadStatus(): Time-out to get the "
                         "reservation_thread_update lock on dg"},
@@ -202,8 +209,8 @@ TEST_F(DriverStatus, DoesNotAskWhileTheLockIsHeld) {
     CloseHandle(done);
 }
 
-// An abandoned lock is owned by the call, which closes it without a release.
-TEST_F(DriverStatus, DoesNotAskNorReleaseWhenTheLockWasAbandoned) {
+// The wait makes this thread the owner; the library closes the mutex without releasing it.
+TEST_F(GetDgReservationStatusFromDriver, ReportsBusyAndKeepsMutexWhenMutexWasAbandoned) {
     at_every_threshold([&] {
         const HANDLE mutex = CreateMutexA(nullptr, FALSE, "Global\\driver-status-guid");
         const HANDLE dead = CreateThread(
@@ -214,15 +221,15 @@ TEST_F(DriverStatus, DoesNotAskNorReleaseWhenTheLockWasAbandoned) {
         CloseHandle(dead);
         {
             KernelJournal journal(dll().module(), clock());
-            EXPECT_EQ(ask(), 0u);
-            EXPECT_EQ(answer(), 39u);
-            expect_journal(journal, {create, waited(128), "CloseHandle mutex"});
+            EXPECT_EQ(get_status(), FARLO_SUCCESS);
+            EXPECT_EQ(stored_state(), FARLO_RESERVATION_BUSY);
+            expect_journal(journal, {create_mutex, wait(WAIT_ABANDONED), close_mutex});
         }
         expect_log({entering,
                     {0, "IgnoreReservationThreadStatus(): WAIT_ABANDONED while waiting for the "
                         "reservation_thread_update lock on dg"},
                     exiting});
-        // Owned by this thread, once.
+        // This thread still owns it, once.
         EXPECT_TRUE(ReleaseMutex(mutex));
         EXPECT_FALSE(ReleaseMutex(mutex));
         CloseHandle(mutex);
@@ -230,7 +237,7 @@ TEST_F(DriverStatus, DoesNotAskNorReleaseWhenTheLockWasAbandoned) {
 }
 
 // What another thread sees while the one that the lock was abandoned to lives.
-TEST_F(DriverStatus, TimesOutOnALockThatAnotherCallFoundAbandoned) {
+TEST_F(GetDgReservationStatusFromDriver, ReportsBusyWhenLockIsHeldByCallThatFoundItAbandoned) {
     at_every_threshold([&] {
         const HANDLE mutex = CreateMutexA(nullptr, FALSE, "Global\\driver-status-guid");
         const HANDLE dead = CreateThread(
@@ -239,11 +246,11 @@ TEST_F(DriverStatus, TimesOutOnALockThatAnotherCallFoundAbandoned) {
             0, nullptr);
         WaitForSingleObject(dead, INFINITE);
         CloseHandle(dead);
-        EXPECT_EQ(ask(), 0u);
+        EXPECT_EQ(get_status(), FARLO_SUCCESS);
         start_watching();
-        std::function<void()> ask_again = [&] {
-            EXPECT_EQ(ask(), 0u);
-            EXPECT_EQ(answer(), 39u);
+        std::function<void()> get_status_again = [&] {
+            EXPECT_EQ(get_status(), FARLO_SUCCESS);
+            EXPECT_EQ(stored_state(), FARLO_RESERVATION_BUSY);
         };
         const HANDLE next = CreateThread(
             nullptr, 0,
@@ -251,7 +258,7 @@ TEST_F(DriverStatus, TimesOutOnALockThatAnotherCallFoundAbandoned) {
                 (*static_cast<std::function<void()>*>(argument))();
                 return 0;
             },
-            &ask_again, 0, nullptr);
+            &get_status_again, 0, nullptr);
         WaitForSingleObject(next, INFINITE);
         expect_log({entering,
                     {6, "IgnoreReservationThreadStatus(): Time-out to get the "
@@ -263,13 +270,13 @@ TEST_F(DriverStatus, TimesOutOnALockThatAnotherCallFoundAbandoned) {
     });
 }
 
-TEST_F(DriverStatus, DoesNotAskWhenTheWaitFails) {
+TEST_F(GetDgReservationStatusFromDriver, ReportsBusyWhenWaitFails) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
         journal.wait_result = WAIT_FAILED;
-        EXPECT_EQ(ask(), 0u);
-        EXPECT_EQ(answer(), 39u);
-        expect_journal(journal, {create, waited(WAIT_FAILED), "CloseHandle mutex"});
+        EXPECT_EQ(get_status(), FARLO_SUCCESS);
+        EXPECT_EQ(stored_state(), FARLO_RESERVATION_BUSY);
+        expect_journal(journal, {create_mutex, wait(WAIT_FAILED), close_mutex});
         expect_log({entering,
                     {0, "IgnoreReservationThreadStatus(): Failed to get the "
                         "reservation_thread_update lock on dg"},
@@ -277,12 +284,12 @@ TEST_F(DriverStatus, DoesNotAskWhenTheWaitFails) {
     });
 }
 
-TEST_F(DriverStatus, DoesNotAskWithoutTheLock) {
+TEST_F(GetDgReservationStatusFromDriver, ReportsBusyWhenMutexCannotBeCreated) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
         journal.create_mutex_error = ERROR_ACCESS_DENIED;
-        EXPECT_EQ(ask(), 0u);
-        EXPECT_EQ(answer(), 39u);
+        EXPECT_EQ(get_status(), FARLO_SUCCESS);
+        EXPECT_EQ(stored_state(), FARLO_RESERVATION_BUSY);
         expect_journal(journal, {"CreateMutexA Global\\driver-status-guid not owned -> none"});
         expect_log({entering,
                     {0, "IgnoreReservationThreadStatus(): CreateMutexA failed, error=(0x5) "},
@@ -290,13 +297,13 @@ TEST_F(DriverStatus, DoesNotAskWithoutTheLock) {
     });
 }
 
-TEST_F(DriverStatus, NamesTheLockAfterTheWholeGuid) {
+TEST_F(GetDgReservationStatusFromDriver, NamesMutexAfterWholeGuid) {
     once([&] {
         KernelJournal journal(dll().module(), clock());
         const std::string longest(64, 'm');
         EXPECT_EQ(FARLO(GetDgReservationStatusW)(handle, nullptr, longest.c_str(),
                                                  state.as<std::uint32_t>()),
-                  0u);
+                  FARLO_SUCCESS);
         EXPECT_EQ(journal.lines.front(), "CreateMutexA Global\\" + longest + " not owned -> mutex");
         EXPECT_EQ(journal.faults(), Lines{});
     });
@@ -304,118 +311,116 @@ TEST_F(DriverStatus, NamesTheLockAfterTheWholeGuid) {
 
 // ------------------------------------------------------------------ the driver
 
-TEST_F(DriverStatus, SucceedsWithoutAStateWhenThereIsNoPage) {
+TEST_F(GetDgReservationStatusFromDriver, SucceedsWithoutStateWhenPageCannotBeAllocated) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
         journal.pages_fail = true;
-        EXPECT_EQ(ask(), 0u);
+        EXPECT_EQ(get_status(), FARLO_SUCCESS);
         EXPECT_TRUE(state.untouched());
-        expect_journal(journal, {create, waited(0), "VirtualAlloc 308 0x1000 0x4 -> none",
-                                 "ReleaseMutex mutex", "CloseHandle mutex"});
+        expect_journal(journal,
+                       {create_mutex, wait(WAIT_OBJECT_0), no_page, release_mutex, close_mutex});
         expect_log({entering, got_lock, exiting});
     });
 }
 
-TEST_F(DriverStatus, DoesNotRetryWhatIsNotFound) {
+TEST_F(GetDgReservationStatusFromDriver, ReturnsNotFoundWithoutRetry) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.controls = {{0, STATUS_OBJECT_NAME_NOT_FOUND, 0x01}};
-        EXPECT_EQ(ask(), 1u);
-        EXPECT_EQ(answer(), 35u);
-        expect_journal(journal, {create, waited(0), allocate, open, control("0x0 0xc0000034"),
-                                 "ReleaseMutex mutex", "CloseHandle mutex", "VirtualFree page"});
+        journal.controls = {{.io_status = native::object_name_not_found, .reply = 0x01}};
+        EXPECT_EQ(get_status(), FARLO_NOT_FOUND);
+        EXPECT_EQ(stored_state(), FARLO_RESERVATION_UNKNOWN);
+        expect_journal(journal, {create_mutex, wait(WAIT_OBJECT_0), allocate_page,
+                                 open_info_device(), query(native::object_name_not_found),
+                                 release_mutex, close_mutex, free_page});
         expect_log(
             {entering, got_lock, {0, "GetDgReservationStatusW() failed, error=(0x1) "}, exiting});
     });
 }
 
-TEST_F(DriverStatus, TriesThirtyTimes) {
+TEST_F(GetDgReservationStatusFromDriver, FailsAfterThirtyTries) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.controls = {{0, STATUS_UNSUCCESSFUL, 0x01}};
-        EXPECT_EQ(ask(), 24u);
-        EXPECT_EQ(answer(), 35u);
-        Lines wanted = {create, waited(0), allocate, open};
+        journal.controls = {{.io_status = native::unsuccessful, .reply = 0x01}};
+        EXPECT_EQ(get_status(), FARLO_DEVICE_FAILED);
+        EXPECT_EQ(stored_state(), FARLO_RESERVATION_UNKNOWN);
+        Lines wanted = {create_mutex, wait(WAIT_OBJECT_0), allocate_page, open_info_device()};
         for (int i = 0; i < 30; ++i) {
-            wanted.push_back(control("0x0 0xc0000001"));
-            wanted.push_back("Sleep 1000");
+            wanted.push_back(query(native::unsuccessful));
+            wanted.push_back(pause);
         }
-        expect_journal(
-            journal, wanted + Lines{"ReleaseMutex mutex", "CloseHandle mutex", "VirtualFree page"});
+        expect_journal(journal, wanted + Lines{release_mutex, close_mutex, free_page});
         expect_log(
             {entering, got_lock, {0, "GetDgReservationStatusW() failed, error=(0x18) "}, exiting});
     });
 }
 
-TEST_F(DriverStatus, StopsAtTheFirstAnswer) {
+TEST_F(GetDgReservationStatusFromDriver, StopsRetryingAtFirstSuccess) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.controls = {
-            {0, STATUS_SHARING_VIOLATION, 0}, {0, STATUS_UNSUCCESSFUL, 0}, {0, 0, 0x01}};
-        EXPECT_EQ(ask(), 0u);
-        EXPECT_EQ(answer(), 34u);
+        journal.controls = {{.io_status = native::sharing_violation},
+                            {.io_status = native::unsuccessful},
+                            {.reply = 0x01}};
+        EXPECT_EQ(get_status(), FARLO_SUCCESS);
+        EXPECT_EQ(stored_state(), FARLO_RESERVATION_HELD);
         expect_journal(journal,
-                       {create, waited(0), allocate, open, control("0x0 0xc0000043"), "Sleep 1000",
-                        control("0x0 0xc0000001"), "Sleep 1000", control("0x0 0x0"),
-                        "ReleaseMutex mutex", "CloseHandle mutex", "VirtualFree page"});
+                       {create_mutex, wait(WAIT_OBJECT_0), allocate_page, open_info_device(),
+                        query(native::sharing_violation), pause, query(native::unsuccessful), pause,
+                        query(native::success), release_mutex, close_mutex, free_page});
         expect_log({entering, got_lock, exiting});
     });
 }
 
-TEST_F(DriverStatus, ReadsTheSettingOnce) {
+TEST_F(GetDgReservationStatusFromDriver, ReadsSettingOnce) {
     for (const std::optional<DWORD> setting : {std::optional<DWORD>(), {1}, {3}}) {
         support_scsi3 = setting;
         at_every_threshold([&] {
             KernelJournal journal(dll().module(), clock());
-            EXPECT_EQ(ask(), 0u);
+            EXPECT_EQ(get_status(), FARLO_SUCCESS);
             environment().set_registry(volume_manager_key, L"SupportSCSI3", 2);
-            EXPECT_EQ(ask(), 0u);
+            EXPECT_EQ(get_status(), FARLO_SUCCESS);
             expect_calls({});
             expect_log({entering, got_lock, exiting, entering, got_lock, exiting});
         });
     }
 }
 
-// Read at the first call, not only when the library was loaded.
-TEST_F(DriverStatus, ReadsTheSettingAtTheFirstCall) {
+// The value at the first call counts, not the value when the library was loaded.
+TEST_F(GetDgReservationStatusFromDriver, UsesServiceWhenSettingChangesBeforeFirstCall) {
     at_every_threshold([&] {
         environment().set_registry(volume_manager_key, L"SupportSCSI3", 2);
         EXPECT_EQ(FARLO(GetDgReservationStatusW)(nullptr, L"dg1", guid, state.as<std::uint32_t>()),
-                  100u);
+                  FARLO_NULL_HANDLE);
         expect_log({{0, "=====Enabled NGC====="},
                     {4, "Entering GetNgcDgReservationStatusW - dg1"},
                     {0, "GetNgcDgReservationStatusW() failed , NULL opal_handle, error=(0x64)"}});
     });
 }
 
-// A setting that was there when the library was loaded, and is gone since.
-TEST_F(DriverStatus, ForgetsTheSettingOfTheLoad) {
+// The setting was in effect when the library was loaded, but not at the first call.
+TEST_F(GetDgReservationStatusFromDriver, UsesDriverWhenSettingChangesBeforeFirstCall) {
     support_scsi3 = 2;
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
         environment().set_registry(volume_manager_key, L"SupportSCSI3", 1);
-        EXPECT_EQ(ask(), 0u);
+        EXPECT_EQ(get_status(), FARLO_SUCCESS);
         expect_calls({});
         expect_log({entering, got_lock, exiting});
     });
 }
 
-// The device cannot be opened: the three tries of the opening are one of the query's.
-TEST_F(DriverStatus, AsksOnceWhenThereIsNoDevice) {
-    const std::pair<NTSTATUS, std::string> rows[] = {
-        {STATUS_OBJECT_NAME_NOT_FOUND, "0xc0000034 0x0"},
-        {STATUS_OBJECT_PATH_NOT_FOUND, "0xc000003a 0x0"}};
-    for (const auto& [native, result] : rows) {
-        at_every_threshold([&, native = native, result = result] {
+// Opening is tried three times; "not found" is not retried beyond that.
+TEST_F(GetDgReservationStatusFromDriver, ReturnsNotFoundAfterOpeningThreeTimesWithoutDevice) {
+    for (const NTSTATUS not_found :
+         {native::object_name_not_found, native::object_path_not_found}) {
+        at_every_threshold([&] {
             KernelJournal journal(dll().module(), clock());
-            journal.opens = {{native}};
-            EXPECT_EQ(ask(), 1u);
-            EXPECT_EQ(answer(), 35u);
-            const std::string missing =
-                "ZwOpenFile \\Device\\DmControl\\DmInfo 0x40 0x100003 0x3 0x10 -> " + result;
-            expect_journal(journal, {create, waited(0), allocate, missing, "Sleep 1000", missing,
-                                     "Sleep 1000", missing, "Sleep 1000", "ReleaseMutex mutex",
-                                     "CloseHandle mutex", "VirtualFree page"});
+            journal.opens = {{.returned = not_found}};
+            EXPECT_EQ(get_status(), FARLO_NOT_FOUND);
+            EXPECT_EQ(stored_state(), FARLO_RESERVATION_UNKNOWN);
+            const std::string missing = open_info_device(not_found);
+            expect_journal(journal,
+                           {create_mutex, wait(WAIT_OBJECT_0), allocate_page, missing, pause,
+                            missing, pause, missing, pause, release_mutex, close_mutex, free_page});
             expect_log({entering,
                         got_lock,
                         {0, "GetDgReservationStatusW() failed, error=(0x1) "},
@@ -424,45 +429,43 @@ TEST_F(DriverStatus, AsksOnceWhenThereIsNoDevice) {
     }
 }
 
-TEST_F(DriverStatus, AsksThirtyTimesWhileTheDeviceCannotBeOpened) {
+TEST_F(GetDgReservationStatusFromDriver, FailsAfterThirtyTriesWhileDeviceCannotBeOpened) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.opens = {{STATUS_SHARING_VIOLATION}};
-        EXPECT_EQ(ask(), 23u);
-        EXPECT_EQ(answer(), 35u);
-        Lines wanted = {create, waited(0), allocate};
+        journal.opens = {{.returned = native::sharing_violation}};
+        EXPECT_EQ(get_status(), FARLO_DEVICE_SHARING_VIOLATION);
+        EXPECT_EQ(stored_state(), FARLO_RESERVATION_UNKNOWN);
+        Lines wanted = {create_mutex, wait(WAIT_OBJECT_0), allocate_page};
         for (int i = 0; i < 30; ++i) {
             for (int opening = 0; opening < 3; ++opening) {
-                wanted.push_back("ZwOpenFile \\Device\\DmControl\\DmInfo 0x40 0x100003 0x3 0x10 -> "
-                                 "0xc0000043 0x0");
-                wanted.push_back("Sleep 1000");
+                wanted.push_back(open_info_device(native::sharing_violation));
+                wanted.push_back(pause);
             }
-            wanted.push_back("Sleep 1000");
+            wanted.push_back(pause);
         }
-        expect_journal(
-            journal, wanted + Lines{"ReleaseMutex mutex", "CloseHandle mutex", "VirtualFree page"});
+        expect_journal(journal, wanted + Lines{release_mutex, close_mutex, free_page});
         expect_log(
             {entering, got_lock, {0, "GetDgReservationStatusW() failed, error=(0x17) "}, exiting});
     });
 }
 
-TEST_F(DriverStatus, TriesThirtyTimesWhileTheDeviceIsShared) {
+TEST_F(GetDgReservationStatusFromDriver, ReturnsSharingViolationAfterThirtySeconds) {
     once([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.controls = {{STATUS_SHARING_VIOLATION, 0}};
-        EXPECT_EQ(ask(), 23u);
-        EXPECT_EQ(answer(), 35u);
+        journal.controls = {{.returned = native::sharing_violation}};
+        EXPECT_EQ(get_status(), FARLO_DEVICE_SHARING_VIOLATION);
+        EXPECT_EQ(stored_state(), FARLO_RESERVATION_UNKNOWN);
         EXPECT_EQ(clock().elapsed(), 30'000u);
     });
 }
 
-// Only the search by name looks at the connection.
-TEST_F(DriverStatus, FindsNoGroupByNameWithoutAConnection) {
+// Only the search by name checks the connection.
+TEST_F(GetDgReservationStatusFromDriver, ReturnsNotConnectedWhenSearchingByNameWithoutConnection) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
         disconnect();
         EXPECT_EQ(FARLO(GetDgReservationStatusW)(handle, L"dg1", "", state.as<std::uint32_t>()),
-                  20u);
+                  FARLO_NOT_CONNECTED);
         EXPECT_TRUE(state.untouched());
         expect_calls({});
         expect_journal(journal, {});
@@ -474,11 +477,11 @@ TEST_F(DriverStatus, FindsNoGroupByNameWithoutAConnection) {
     });
 }
 
-TEST_F(DriverStatus, FailsWithoutMemoryForTheGuid) {
+TEST_F(GetDgReservationStatusFromDriver, FailsWithoutMemoryForGuid) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
         heap().fail(1);
-        EXPECT_EQ(ask(), 17u);
+        EXPECT_EQ(get_status(), FARLO_NO_GUID_MEMORY);
         EXPECT_TRUE(state.untouched());
         expect_journal(journal, {});
         expect_log({entering,
@@ -488,22 +491,22 @@ TEST_F(DriverStatus, FailsWithoutMemoryForTheGuid) {
     });
 }
 
-TEST_F(DriverStatus, EndsWellWhicheverAllocationFails) {
-    const auto answers = answers_at_every_allocation([&] {
+TEST_F(GetDgReservationStatusFromDriver, FailsCleanlyWhenAnyAllocationFails) {
+    const auto results = answers_at_every_allocation([&] {
         KernelJournal journal(dll().module(), clock());
-        GuardedBuffer one{4};
+        GuardedBuffer received{4};
         const std::uint32_t status =
-            FARLO(GetDgReservationStatusA)(handle, "dg1", nullptr, one.as<std::uint32_t>());
+            FARLO(GetDgReservationStatusA)(handle, "dg1", nullptr, received.as<std::uint32_t>());
         if (status == 0) {
-            EXPECT_EQ(*one.as<std::uint32_t>(), 33u);
+            EXPECT_EQ(*received.as<std::uint32_t>(), FARLO_RESERVATION_NOT_HELD);
         } else {
-            EXPECT_TRUE(one.untouched());
+            EXPECT_TRUE(received.untouched());
         }
         EXPECT_EQ(journal.live_pages(), 0u);
         return status;
     });
-    EXPECT_GT(answers.size(), 1u);
-    EXPECT_THAT(answers, testing::Each(testing::Ne(0u)));
+    EXPECT_GT(results.size(), 1u);
+    EXPECT_THAT(results, testing::Each(testing::Ne(FARLO_SUCCESS)));
 }
 
 }  // namespace

@@ -1,30 +1,29 @@
-// The info device: its opening, and what its native statuses become. Looked at
-// through ReleaseDgW, which asks once more only for 23 and 24.
+// The info device: how it is opened, and which status each native status becomes. Tested
+// through ReleaseDgW, which retries FARLO_DEVICE_SHARING_VIOLATION and FARLO_DEVICE_FAILED only.
+#include "bus_lines.h"
 #include "farlo_test.h"
+#include "journal_lines.h"
 #include "kernel_journal.h"
 
 #include <algorithm>
-#include <cstdio>
 
 namespace {
 
 using namespace support;
 
-using Lines = std::vector<std::string>;
+const std::string release = control(control_code::release_reservation, "g", 1);
+const std::string close_device = "CloseHandle device";
+const std::string pause = "Sleep 1000";
 
-std::string opened(const std::string& result) {
-    return "ZwOpenFile \\Device\\DmControl\\DmInfo 0x40 0x100003 0x3 0x10 -> " + result;
+std::ptrdiff_t count(const KernelJournal& journal, const std::string& line) {
+    return std::count(journal.lines.begin(), journal.lines.end(), line);
 }
-std::string control(const std::string& result) {
-    return "control 0xd903f034 \"g\" 1 -> " + result;
-}
-const std::string allocate = "VirtualAlloc 308 0x1000 0x4 -> page";
 
 class InfoDevice : public FarloTest {
   protected:
     InfoDevice() { connects = false; }
 
-    // One request whose status is not retried.
+    // One request, after which the journal holds its lines only.
     std::uint32_t request(KernelJournal& journal) {
         journal.lines.clear();
         const std::uint32_t status = FARLO(ReleaseDgW)("g");
@@ -33,150 +32,149 @@ class InfoDevice : public FarloTest {
     }
 };
 
-TEST_F(InfoDevice, IsOpenedOnce) {
+TEST_F(InfoDevice, OpensOnce) {
     once([&] {
         KernelJournal journal(dll().module(), clock());
-        EXPECT_EQ(request(journal), 0u);
-        EXPECT_EQ(journal.lines, (Lines{allocate, opened("0x0 0x0"), control("0x0 0x0")}));
-        EXPECT_EQ(request(journal), 0u);
-        EXPECT_EQ(journal.lines, (Lines{allocate, control("0x0 0x0")}));
+        EXPECT_EQ(request(journal), FARLO_SUCCESS);
+        EXPECT_EQ(journal.lines, (Lines{allocate_page, open_info_device(), release}));
+        EXPECT_EQ(request(journal), FARLO_SUCCESS);
+        EXPECT_EQ(journal.lines, (Lines{allocate_page, release}));
     });
 }
 
-TEST_F(InfoDevice, IsTriedThreeTimes) {
+TEST_F(InfoDevice, OpensAtThirdTry) {
     once([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.opens = {{STATUS_UNSUCCESSFUL}, {STATUS_SHARING_VIOLATION}, {0}};
-        EXPECT_EQ(request(journal), 0u);
-        EXPECT_EQ(journal.lines,
-                  (Lines{allocate, opened("0xc0000001 0x0"), "Sleep 1000", opened("0xc0000043 0x0"),
-                         "Sleep 1000", opened("0x0 0x0"), control("0x0 0x0")}));
+        journal.opens = {{native::unsuccessful}, {native::sharing_violation}, {native::success}};
+        EXPECT_EQ(request(journal), FARLO_SUCCESS);
+        EXPECT_EQ(journal.lines, (Lines{allocate_page, open_info_device(native::unsuccessful),
+                                        pause, open_info_device(native::sharing_violation), pause,
+                                        open_info_device(), release}));
     });
 }
 
-TEST_F(InfoDevice, IsNotFoundAfterThreeTries) {
+TEST_F(InfoDevice, ReturnsNotFoundAfterThreeTriesAndOpensAtNextRequest) {
     once([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.opens = {{STATUS_OBJECT_NAME_NOT_FOUND}};
-        EXPECT_EQ(request(journal), 1u);
-        Lines wanted = {allocate};
+        journal.opens = {{native::object_name_not_found}};
+        EXPECT_EQ(request(journal), FARLO_NOT_FOUND);
+        Lines wanted = {allocate_page};
         for (int i = 0; i < 3; ++i) {
-            wanted.push_back(opened("0xc0000034 0x0"));
-            wanted.push_back("Sleep 1000");
+            wanted.push_back(open_info_device(native::object_name_not_found));
+            wanted.push_back(pause);
         }
         EXPECT_EQ(journal.lines, wanted);
-        // And is tried again by the next request.
-        journal.opens = {{0}};
-        EXPECT_EQ(request(journal), 0u);
-        EXPECT_EQ(journal.lines, (Lines{allocate, opened("0x0 0x0"), control("0x0 0x0")}));
+        // The next request opens it again.
+        journal.opens = {{native::success}};
+        EXPECT_EQ(request(journal), FARLO_SUCCESS);
+        EXPECT_EQ(journal.lines, (Lines{allocate_page, open_info_device(), release}));
     });
 }
 
-// No driver has made the folder of the devices: not asked again, as with a device
-// that is not found.
-TEST_F(InfoDevice, IsNotFoundWithoutItsFolder) {
+// No driver has made the folder of the devices: not retried, as with a device that is not found.
+TEST_F(InfoDevice, ReturnsNotFoundWithoutItsFolder) {
     once([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.opens = {{STATUS_OBJECT_PATH_NOT_FOUND}};
-        EXPECT_EQ(request(journal), 1u);
-        const std::string missing = opened("0xc000003a 0x0");
-        EXPECT_EQ(journal.lines, (Lines{allocate, missing, "Sleep 1000", missing, "Sleep 1000",
-                                        missing, "Sleep 1000"}));
+        journal.opens = {{native::object_path_not_found}};
+        EXPECT_EQ(request(journal), FARLO_NOT_FOUND);
+        const std::string missing = open_info_device(native::object_path_not_found);
+        EXPECT_EQ(journal.lines,
+                  (Lines{allocate_page, missing, pause, missing, pause, missing, pause}));
     });
 }
 
-TEST_F(InfoDevice, AnswersByTheLastTry) {
+TEST_F(InfoDevice, ReturnsStatusOfLastTry) {
     once([&] {
         KernelJournal journal(dll().module(), clock());
         journal.opens = {
-            {STATUS_UNSUCCESSFUL}, {STATUS_SHARING_VIOLATION}, {STATUS_OBJECT_NAME_NOT_FOUND}};
-        EXPECT_EQ(request(journal), 1u);
+            {native::unsuccessful}, {native::sharing_violation}, {native::object_name_not_found}};
+        EXPECT_EQ(request(journal), FARLO_NOT_FOUND);
     });
 }
 
-// A native status of the device, and what becomes of it.
-struct Answer {
+// A native status of the device, and the status that the call returns.
+struct Translation {
     NTSTATUS native;
     std::uint32_t status;
 };
 
-// The six tries of the release, each with three of the open.
-TEST_F(InfoDevice, TellsWhyItCouldNotBeOpened) {
-    const Answer answers[] = {{STATUS_SHARING_VIOLATION, 23},
-                              {STATUS_UNSUCCESSFUL, 24},
-                              {STATUS_INVALID_PARAMETER, 24},
-                              {STATUS_NO_SUCH_DEVICE, 24},
-                              {STATUS_BUFFER_OVERFLOW, 24}};
-    for (const Answer& answer : answers) {
+// Six tries of the request, each of which opens three times; all 24 tries are followed by a pause.
+TEST_F(InfoDevice, ReportsWhyItCouldNotBeOpened) {
+    const Translation translations[] = {{native::sharing_violation, FARLO_DEVICE_SHARING_VIOLATION},
+                                        {native::unsuccessful, FARLO_DEVICE_FAILED},
+                                        {native::invalid_parameter, FARLO_DEVICE_FAILED},
+                                        {native::no_such_device, FARLO_DEVICE_FAILED},
+                                        {native::buffer_overflow, FARLO_DEVICE_FAILED}};
+    for (const Translation& translation : translations) {
         once([&] {
             KernelJournal journal(dll().module(), clock());
-            journal.opens = {{answer.native}};
-            EXPECT_EQ(request(journal), answer.status);
-            EXPECT_EQ(std::count(journal.lines.begin(), journal.lines.end(), "Sleep 1000"), 24);
+            journal.opens = {{.returned = translation.native}};
+            EXPECT_EQ(request(journal), translation.status);
+            EXPECT_EQ(count(journal, pause), 24);
             EXPECT_EQ(journal.lines.size(), 1u + 18 + 24);
         });
     }
 }
 
-// A good open with a failed I/O status is a failed one, and its handle is closed.
-TEST_F(InfoDevice, IsNotOpenWithAFailedIoStatus) {
-    const Answer answers[] = {{STATUS_OBJECT_NAME_NOT_FOUND, 1},
-                              {STATUS_OBJECT_PATH_NOT_FOUND, 1},
-                              {STATUS_SHARING_VIOLATION, 23},
-                              {STATUS_UNSUCCESSFUL, 24},
-                              {STATUS_BUFFER_OVERFLOW, 24}};
-    for (const Answer& answer : answers) {
+// The handle that such an opening provided is closed.
+TEST_F(InfoDevice, TreatsFailedIoStatusAsFailedOpen) {
+    const Translation translations[] = {{native::object_name_not_found, FARLO_NOT_FOUND},
+                                        {native::object_path_not_found, FARLO_NOT_FOUND},
+                                        {native::sharing_violation, FARLO_DEVICE_SHARING_VIOLATION},
+                                        {native::unsuccessful, FARLO_DEVICE_FAILED},
+                                        {native::buffer_overflow, FARLO_DEVICE_FAILED}};
+    for (const Translation& translation : translations) {
         once([&] {
             KernelJournal journal(dll().module(), clock());
-            journal.opens = {{0, answer.native}};
-            EXPECT_EQ(request(journal), answer.status);
-            char text[16];
-            std::snprintf(text, sizeof text, "0x0 0x%x", static_cast<unsigned>(answer.native));
+            journal.opens = {{.io_status = translation.native}};
+            EXPECT_EQ(request(journal), translation.status);
+            const std::string failed_open = open_info_device(native::success, translation.native);
             EXPECT_EQ(Lines(journal.lines.begin(), journal.lines.begin() + 4),
-                      (Lines{allocate, opened(text), "CloseHandle device", "Sleep 1000"}));
-            const auto opens = std::count(journal.lines.begin(), journal.lines.end(), opened(text));
-            EXPECT_EQ(opens, answer.status == 1 ? 3 : 18);
-            EXPECT_EQ(std::count(journal.lines.begin(), journal.lines.end(), "CloseHandle device"),
-                      opens);
+                      (Lines{allocate_page, failed_open, close_device, pause}));
+            // "Not found" is not retried; the others are, by six requests of three openings each.
+            const int openings = translation.status == FARLO_NOT_FOUND ? 3 : 18;
+            EXPECT_EQ(count(journal, failed_open), openings);
+            EXPECT_EQ(count(journal, close_device), openings);
         });
     }
 }
 
-TEST_F(InfoDevice, IsOpenWithAnInformationalIoStatus) {
+TEST_F(InfoDevice, TreatsInformationalIoStatusAsSuccessfulOpen) {
     once([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.opens = {{0, STATUS_OBJECT_NAME_EXISTS}};
-        EXPECT_EQ(request(journal), 0u);
-        EXPECT_EQ(journal.lines, (Lines{allocate, opened("0x0 0x40000000"), control("0x0 0x0")}));
+        journal.opens = {{.io_status = native::object_name_exists}};
+        EXPECT_EQ(request(journal), FARLO_SUCCESS);
+        EXPECT_EQ(journal.lines,
+                  (Lines{allocate_page,
+                         open_info_device(native::success, native::object_name_exists), release}));
     });
 }
 
-TEST_F(InfoDevice, TakesTheIoStatusBeforeTheCallsOwn) {
+TEST_F(InfoDevice, PrefersIoStatusToReturnedStatusOfRequest) {
     struct Row {
         NTSTATUS returned;
         NTSTATUS io_status;
         std::uint32_t wanted;
     };
     const Row rows[] = {
-        {0, 0, 0},
-        {STATUS_OBJECT_NAME_NOT_FOUND, 0, 1},
-        // The call's own "not found" wins.
-        {STATUS_OBJECT_NAME_NOT_FOUND, STATUS_SHARING_VIOLATION, 1},
-        {0, STATUS_OBJECT_NAME_NOT_FOUND, 1},
-        {STATUS_UNSUCCESSFUL, STATUS_OBJECT_NAME_NOT_FOUND, 1},
-        {0, STATUS_SHARING_VIOLATION, 23},
-        {STATUS_SHARING_VIOLATION, 0, 23},
-        {STATUS_UNSUCCESSFUL, STATUS_SHARING_VIOLATION, 23},
-        {STATUS_SHARING_VIOLATION, STATUS_UNSUCCESSFUL, 24},
-        {STATUS_UNSUCCESSFUL, 0, 24},
-        {0, STATUS_INVALID_PARAMETER, 24},
-        {0, STATUS_NO_SUCH_DEVICE, 24},
-        // "Not found" of an opening only.
-        {STATUS_OBJECT_PATH_NOT_FOUND, 0, 24},
-        {0, STATUS_OBJECT_PATH_NOT_FOUND, 24},
-        // Not an error, but not done.
-        {0, STATUS_PENDING, 24},
-        {STATUS_OBJECT_NAME_EXISTS, 0, 24},
+        {native::success, native::success, FARLO_SUCCESS},
+        {native::object_name_not_found, native::success, FARLO_NOT_FOUND},
+        // "Not found" wins when the request itself returns it.
+        {native::object_name_not_found, native::sharing_violation, FARLO_NOT_FOUND},
+        {native::success, native::object_name_not_found, FARLO_NOT_FOUND},
+        {native::unsuccessful, native::object_name_not_found, FARLO_NOT_FOUND},
+        {native::success, native::sharing_violation, FARLO_DEVICE_SHARING_VIOLATION},
+        {native::sharing_violation, native::success, FARLO_DEVICE_SHARING_VIOLATION},
+        {native::unsuccessful, native::sharing_violation, FARLO_DEVICE_SHARING_VIOLATION},
+        {native::sharing_violation, native::unsuccessful, FARLO_DEVICE_FAILED},
+        {native::unsuccessful, native::success, FARLO_DEVICE_FAILED},
+        {native::success, native::invalid_parameter, FARLO_DEVICE_FAILED},
+        {native::success, native::no_such_device, FARLO_DEVICE_FAILED},
+        // "Path not found" of an opening only.
+        {native::object_path_not_found, native::success, FARLO_DEVICE_FAILED},
+        {native::success, native::object_path_not_found, FARLO_DEVICE_FAILED},
+        {native::success, native::pending, FARLO_DEVICE_FAILED},  // not an error, but not done
+        {native::object_name_exists, native::success, FARLO_DEVICE_FAILED},
     };
     for (const Row& row : rows) {
         once([&] {
@@ -188,43 +186,45 @@ TEST_F(InfoDevice, TakesTheIoStatusBeforeTheCallsOwn) {
     }
 }
 
-// One handle for all who ask the driver, for the life of the process.
-TEST_F(InfoDevice, IsSharedByAllOperations) {
+// One handle serves all operations for the life of the process.
+TEST_F(InfoDevice, SharesOneHandleBetweenOperations) {
     connects = true;
     scenario = R"({"disk_groups": [{"name": "dg1", "dgid": "g"}]})";
     once([&] {
         KernelJournal journal(dll().module(), clock());
         std::uint32_t reservation = 0;
         std::uint8_t imported = 0;
-        EXPECT_EQ(FARLO(GetDgReservationStatusW)(handle, L"dg1", "g", &reservation), 0u);
-        EXPECT_EQ(FARLO(GetDgStateW)(handle, L"dg1", "g", &imported), 0u);
-        EXPECT_EQ(FARLO(ReleaseDgW)("g"), 0u);
-        EXPECT_EQ(std::count(journal.lines.begin(), journal.lines.end(), opened("0x0 0x0")), 1);
+        EXPECT_EQ(FARLO(GetDgReservationStatusW)(handle, L"dg1", "g", &reservation), FARLO_SUCCESS);
+        EXPECT_EQ(FARLO(GetDgStateW)(handle, L"dg1", "g", &imported), FARLO_SUCCESS);
+        EXPECT_EQ(FARLO(ReleaseDgW)("g"), FARLO_SUCCESS);
+        EXPECT_EQ(count(journal, open_info_device()), 1);
         EXPECT_EQ(journal.faults(), Lines{});
     });
 }
 
-TEST_F(InfoDevice, IsOpenWithAnInformationalStatus) {
+TEST_F(InfoDevice, TreatsInformationalStatusAsSuccessfulOpen) {
     once([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.opens = {{STATUS_OBJECT_NAME_EXISTS}};
-        EXPECT_EQ(request(journal), 0u);
-        EXPECT_EQ(journal.lines, (Lines{allocate, opened("0x40000000 0x0"), control("0x0 0x0")}));
+        journal.opens = {{.returned = native::object_name_exists}};
+        EXPECT_EQ(request(journal), FARLO_SUCCESS);
+        EXPECT_EQ(journal.lines,
+                  (Lines{allocate_page, open_info_device(native::object_name_exists), release}));
     });
 }
 
-// A request that fails before it reaches the driver says nothing in the block.
-TEST_F(InfoDevice, ARequestThatFailsAtOnce) {
+// Such a request leaves the I/O status as it was: success.
+TEST_F(InfoDevice, ReportsRequestThatNeverReachesDriver) {
     once([&] {
         KernelJournal journal(dll().module(), clock());
-        EXPECT_EQ(request(journal), 0u);
-        const std::pair<NTSTATUS, std::uint32_t> rows[] = {{STATUS_INVALID_HANDLE, 24},
-                                                           {STATUS_SHARING_VIOLATION, 23},
-                                                           {STATUS_OBJECT_NAME_NOT_FOUND, 1}};
-        for (const auto& [native, wanted] : rows) {
+        EXPECT_EQ(request(journal), FARLO_SUCCESS);
+        const std::pair<NTSTATUS, std::uint32_t> rows[] = {
+            {native::invalid_handle, FARLO_DEVICE_FAILED},
+            {native::sharing_violation, FARLO_DEVICE_SHARING_VIOLATION},
+            {native::object_name_not_found, FARLO_NOT_FOUND}};
+        for (const auto& [returned, wanted] : rows) {
             const StandIn<decltype(NtDeviceIoControlFile)> control_file(
                 dll().module(), "ZwDeviceIoControlFile",
-                [native = native](auto...) { return native; });
+                [returned = returned](auto...) { return returned; });
             EXPECT_EQ(FARLO(ReleaseDgW)("g"), wanted);
         }
     });

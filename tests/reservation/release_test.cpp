@@ -1,67 +1,66 @@
 // ReleaseDgW.
+#include "bus_lines.h"
 #include "farlo_test.h"
+#include "journal_lines.h"
 #include "kernel_journal.h"
 
 namespace {
 
 using namespace support;
 
-using Lines = std::vector<std::string>;
-
-const std::string allocate = "VirtualAlloc 308 0x1000 0x4 -> page";
-const std::string open = "ZwOpenFile \\Device\\DmControl\\DmInfo 0x40 0x100003 0x3 0x10 -> 0x0 0x0";
-
-std::string control(const std::string& guid, const std::string& result) {
-    return "control 0xd903f034 \"" + guid + "\" 1 -> " + result;
+// The request to the driver.
+std::string release(const std::string& guid, std::int32_t returned = native::success,
+                    std::int32_t io_status = native::success) {
+    return control(control_code::release_reservation, guid, 1, returned, io_status);
 }
 
-class Release : public FarloTest {
+class ReleaseDg : public FarloTest {
   protected:
-    Release() { connects = false; }
+    ReleaseDg() { connects = false; }
 };
 
 const Expected entering{4, "Entering ReleaseDgW()"};
 const Expected exiting{4, "Exiting ReleaseDgW"};
 
-TEST_F(Release, TellsTheDriver) {
+TEST_F(ReleaseDg, SendsGuidToDriver) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
-        EXPECT_EQ(FARLO(ReleaseDgW)("guid-r"), 0u);
-        EXPECT_EQ(journal.lines, (Lines{allocate, open, control("guid-r", "0x0 0x0")}));
+        EXPECT_EQ(FARLO(ReleaseDgW)("guid-r"), FARLO_SUCCESS);
+        EXPECT_EQ(journal.lines, (Lines{allocate_page, open_info_device(), release("guid-r")}));
         EXPECT_EQ(journal.faults(), Lines{});
         expect_calls({});
         expect_log({entering, exiting});
     });
 }
 
-// Whoever counts on the pages must find them, whatever the driver said.
-TEST_F(Release, NeverFreesItsPage) {
+// Each call keeps its page, whether the driver succeeds or fails.
+TEST_F(ReleaseDg, NeverFreesItsPage) {
     once([&] {
         KernelJournal journal(dll().module(), clock());
-        EXPECT_EQ(FARLO(ReleaseDgW)("guid-r"), 0u);
+        EXPECT_EQ(FARLO(ReleaseDgW)("guid-r"), FARLO_SUCCESS);
         EXPECT_EQ(journal.live_pages(), 1u);
-        journal.controls = {{0, STATUS_OBJECT_NAME_NOT_FOUND}};
-        EXPECT_EQ(FARLO(ReleaseDgW)("guid-r"), 1u);
+        journal.controls = {{.io_status = native::object_name_not_found}};
+        EXPECT_EQ(FARLO(ReleaseDgW)("guid-r"), FARLO_NOT_FOUND);
         EXPECT_EQ(journal.live_pages(), 2u);
-        journal.controls = {{0, STATUS_UNSUCCESSFUL}};
-        EXPECT_EQ(FARLO(ReleaseDgW)("guid-r"), 24u);
+        journal.controls = {{.io_status = native::unsuccessful}};
+        EXPECT_EQ(FARLO(ReleaseDgW)("guid-r"), FARLO_DEVICE_FAILED);
         EXPECT_EQ(journal.live_pages(), 3u);
     });
 }
 
-TEST_F(Release, WantsAGuid) {
+TEST_F(ReleaseDg, RejectsNullGuid) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
-        EXPECT_EQ(FARLO(ReleaseDgW)(nullptr), 18u);
+        EXPECT_EQ(FARLO(ReleaseDgW)(nullptr), FARLO_EXCEPTION);
         EXPECT_EQ(journal.lines, Lines{});
         expect_log({entering, {0, " ReleaseDgW() failed , error=(0x12)"}, exiting});
     });
 }
 
-TEST_F(Release, RefusesAGuidThatIsTooLong) {
+TEST_F(ReleaseDg, RejectsGuidThatIsTooLong) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
-        EXPECT_EQ(FARLO(ReleaseDgW)(std::string(256, 'g').c_str()), 0x80070057u);
+        EXPECT_EQ(FARLO(ReleaseDgW)(std::string(256, 'g').c_str()), FARLO_INVALID_ARGUMENT);
         EXPECT_EQ(journal.lines, Lines{});
         expect_log({entering,
                     {0, "ReleaseDgW() failed , guid string of more than 255 characters, "
@@ -70,24 +69,24 @@ TEST_F(Release, RefusesAGuidThatIsTooLong) {
     });
 }
 
-TEST_F(Release, TakesAGuidThatJustFits) {
+TEST_F(ReleaseDg, AcceptsLongestAndEmptyGuid) {
     once([&] {
         KernelJournal journal(dll().module(), clock());
         const std::string guid(255, 'g');
-        EXPECT_EQ(FARLO(ReleaseDgW)(guid.c_str()), 0u);
-        EXPECT_EQ(journal.lines, (Lines{allocate, open, control(guid, "0x0 0x0")}));
-        EXPECT_EQ(FARLO(ReleaseDgW)(""), 0u);
-        EXPECT_EQ(journal.lines.back(), control("", "0x0 0x0"));
+        EXPECT_EQ(FARLO(ReleaseDgW)(guid.c_str()), FARLO_SUCCESS);
+        EXPECT_EQ(journal.lines, (Lines{allocate_page, open_info_device(), release(guid)}));
+        EXPECT_EQ(FARLO(ReleaseDgW)(""), FARLO_SUCCESS);
+        EXPECT_EQ(journal.lines.back(), release(""));
         EXPECT_EQ(journal.faults(), Lines{});
     });
 }
 
-TEST_F(Release, FailsWithoutAPage) {
+TEST_F(ReleaseDg, FailsWhenPageCannotBeAllocated) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
         journal.pages_fail = true;
-        EXPECT_EQ(FARLO(ReleaseDgW)("guid-r"), 17u);
-        EXPECT_EQ(journal.lines, Lines{"VirtualAlloc 308 0x1000 0x4 -> none"});
+        EXPECT_EQ(FARLO(ReleaseDgW)("guid-r"), FARLO_NO_GUID_MEMORY);
+        EXPECT_EQ(journal.lines, Lines{no_page});
         expect_log({entering,
                     {0, "ReleaseDgW():No memory VirtualAlloc failed, error=(0x11) "},
                     {0, " ReleaseDgW() failed , error=(0x11)"},
@@ -95,24 +94,25 @@ TEST_F(Release, FailsWithoutAPage) {
     });
 }
 
-TEST_F(Release, DoesNotRetryWhatIsNotFound) {
+TEST_F(ReleaseDg, ReturnsNotFoundWithoutRetry) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.controls = {{STATUS_OBJECT_NAME_NOT_FOUND, 0}};
-        EXPECT_EQ(FARLO(ReleaseDgW)("guid-r"), 1u);
-        EXPECT_EQ(journal.lines, (Lines{allocate, open, control("guid-r", "0xc0000034 0x0")}));
+        journal.controls = {{.returned = native::object_name_not_found}};
+        EXPECT_EQ(FARLO(ReleaseDgW)("guid-r"), FARLO_NOT_FOUND);
+        EXPECT_EQ(journal.lines, (Lines{allocate_page, open_info_device(),
+                                        release("guid-r", native::object_name_not_found)}));
         expect_log({entering, {0, " ReleaseDgW() failed , error=(0x1)"}, exiting});
     });
 }
 
-TEST_F(Release, TriesSixTimes) {
+TEST_F(ReleaseDg, FailsAfterSixTries) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.controls = {{0, STATUS_SHARING_VIOLATION}};
-        EXPECT_EQ(FARLO(ReleaseDgW)("guid-r"), 23u);
-        Lines wanted = {allocate, open};
+        journal.controls = {{.io_status = native::sharing_violation}};
+        EXPECT_EQ(FARLO(ReleaseDgW)("guid-r"), FARLO_DEVICE_SHARING_VIOLATION);
+        Lines wanted = {allocate_page, open_info_device()};
         for (int i = 0; i < 6; ++i) {
-            wanted.push_back(control("guid-r", "0x0 0xc0000043"));
+            wanted.push_back(release("guid-r", native::success, native::sharing_violation));
             wanted.push_back("Sleep 1000");
         }
         EXPECT_EQ(journal.lines, wanted);
@@ -120,23 +120,26 @@ TEST_F(Release, TriesSixTimes) {
     });
 }
 
-TEST_F(Release, StopsAtSuccess) {
+TEST_F(ReleaseDg, StopsRetryingAtFirstSuccess) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.controls = {{0, STATUS_SHARING_VIOLATION}, {0, 0}};
-        EXPECT_EQ(FARLO(ReleaseDgW)("guid-r"), 0u);
-        EXPECT_EQ(journal.lines, (Lines{allocate, open, control("guid-r", "0x0 0xc0000043"),
-                                        "Sleep 1000", control("guid-r", "0x0 0x0")}));
+        journal.controls = {{.io_status = native::sharing_violation}, {}};
+        EXPECT_EQ(FARLO(ReleaseDgW)("guid-r"), FARLO_SUCCESS);
+        EXPECT_EQ(journal.lines,
+                  (Lines{allocate_page, open_info_device(),
+                         release("guid-r", native::success, native::sharing_violation),
+                         "Sleep 1000", release("guid-r")}));
         expect_log({entering, exiting});
     });
 }
 
-TEST_F(Release, TellsOfADeviceThatIsNotThere) {
-    for (const NTSTATUS native : {STATUS_OBJECT_NAME_NOT_FOUND, STATUS_OBJECT_PATH_NOT_FOUND}) {
+TEST_F(ReleaseDg, ReturnsNotFoundWithoutDevice) {
+    for (const NTSTATUS not_found :
+         {native::object_name_not_found, native::object_path_not_found}) {
         at_every_threshold([&] {
             KernelJournal journal(dll().module(), clock());
-            journal.opens = {{native}};
-            EXPECT_EQ(FARLO(ReleaseDgW)("guid-r"), 1u);
+            journal.opens = {{.returned = not_found}};
+            EXPECT_EQ(FARLO(ReleaseDgW)("guid-r"), FARLO_NOT_FOUND);
             expect_pauses(std::vector<Pause>(3, {"Sleep", 1000}));
             expect_log({entering, {0, " ReleaseDgW() failed , error=(0x1)"}, exiting});
         });

@@ -1,70 +1,77 @@
-// GetDgReservationStatus on a node that reserves through the service.
+// GetDgReservationStatus on a node that reserves through the service (SupportSCSI3 = 2).
 #include "bus_lines.h"
 #include "farlo_test.h"
+#include "fault_rules.h"
 #include "method_results.h"
 
 namespace {
 
 using namespace support;
 
-class ServiceStatus : public FarloTest {
+class GetDgReservationStatusFromService : public FarloTest {
   protected:
-    ServiceStatus() {
+    GetDgReservationStatusFromService() {
         scenario = R"({"disk_groups": [{"name": "local", "dgid": "guid-1", "type": 1},
                                        {"name": "dg1", "dgid": "guid-2", "type": 2}]})";
         support_scsi3 = 2;
     }
 
-    static std::string query(const std::string& status) {
-        return invoke("service", cluster_methods, 5,
-                      R"("Dgguid": STR "guid-2", "Opflag": UINT32 0, "otl trace": BOOLEAN false)",
-                      status);
+    // The method call that asks for the status, by default with all its parameters.
+    static std::string query(std::uint32_t status, const std::string& input = all_parameters) {
+        return invoke("service", method::get_reservation_status, input, status);
+    }
+    static constexpr char all_parameters[] =
+        R"("Dgguid": STR "guid-2", "Opflag": UINT32 0, "otl trace": BOOLEAN false)";
+
+    // What the service reports as the state, as any number.
+    static std::function<void(opal_propset)> reports(std::uint32_t reservation) {
+        return [reservation](opal_propset set) { add_number(set, "Dgstate", reservation); };
+    }
+
+    std::uint32_t get_status() {
+        return FARLO(GetDgReservationStatusW)(handle, L"dg1", "guid-2", state.as<std::uint32_t>());
     }
 
     GuardedBuffer state{4};
-    std::uint32_t ask() {
-        return FARLO(GetDgReservationStatusW)(handle, L"dg1", "guid-2", state.as<std::uint32_t>());
-    }
 };
 
-const char service_answers[] = R"([{"function": "PrCallDispatch", "nothing": true}])";
+// Logged when the setting is read.
 const Expected enabled{0, "=====Enabled NGC====="};
 
-TEST_F(ServiceStatus, HandsOutTheServicesState) {
+TEST_F(GetDgReservationStatusFromService, ProvidesStateOfService) {
     at_every_threshold([&] {
-        set_faults(service_answers);
-        const MethodResults results(dll().module(),
-                                    [](opal_propset set) { add_number(set, "Dgstate", 77); });
-        EXPECT_EQ(ask(), 0u);
+        set_faults(fault_plan({methods_succeed}));
+        const MethodResults results(dll().module(), reports(77));
+        EXPECT_EQ(get_status(), FARLO_SUCCESS);
         EXPECT_EQ(*state.as<std::uint32_t>(), 77u);
-        expect_calls({cluster_service(), query("0x0")});
+        expect_calls({cluster_service(), query(bus_success)});
         expect_log({enabled,
                     {4, "Entering GetNgcDgReservationStatusW - dg1"},
                     {4, "Exiting GetNgcDgReservationStatusW"}});
     });
 }
 
-TEST_F(ServiceStatus, ReadsTheSettingOnce) {
+TEST_F(GetDgReservationStatusFromService, ReadsSettingOnce) {
     at_every_threshold([&] {
-        set_faults(service_answers);
-        const MethodResults results(dll().module(),
-                                    [](opal_propset set) { add_number(set, "Dgstate", 5); });
-        EXPECT_EQ(ask(), 0u);
+        set_faults(fault_plan({methods_succeed}));
+        const MethodResults results(dll().module(), reports(5));
+        EXPECT_EQ(get_status(), FARLO_SUCCESS);
         environment().set_registry(volume_manager_key, L"SupportSCSI3", 1);
         start_watching();
         EXPECT_EQ(
-            FARLO(GetDgReservationStatusA)(handle, "dg1", "guid-2", state.as<std::uint32_t>()), 0u);
-        expect_calls({cluster_service(), query("0x0")});
+            FARLO(GetDgReservationStatusA)(handle, "dg1", "guid-2", state.as<std::uint32_t>()),
+            FARLO_SUCCESS);
+        expect_calls({cluster_service(), query(bus_success)});
         expect_log({{4, "Entering GetNgcDgReservationStatusW - dg1"},
                     {4, "Exiting GetNgcDgReservationStatusW"}});
     });
 }
 
-TEST_F(ServiceStatus, WantsAHandle) {
+TEST_F(GetDgReservationStatusFromService, RejectsNullHandle) {
     at_every_threshold([&] {
         EXPECT_EQ(
             FARLO(GetDgReservationStatusW)(nullptr, L"dg1", "guid-2", state.as<std::uint32_t>()),
-            100u);
+            FARLO_NULL_HANDLE);
         EXPECT_TRUE(state.untouched());
         expect_calls({});
         expect_log({enabled,
@@ -73,9 +80,10 @@ TEST_F(ServiceStatus, WantsAHandle) {
     });
 }
 
-TEST_F(ServiceStatus, WantsRoomForTheState) {
+TEST_F(GetDgReservationStatusFromService, RejectsNullState) {
     at_every_threshold([&] {
-        EXPECT_EQ(FARLO(GetDgReservationStatusW)(handle, L"dg1", "guid-2", nullptr), 19u);
+        EXPECT_EQ(FARLO(GetDgReservationStatusW)(handle, L"dg1", "guid-2", nullptr),
+                  FARLO_MISSING_ARGUMENT);
         expect_calls({});
         expect_log({enabled,
                     {4, "Entering GetNgcDgReservationStatusW - dg1"},
@@ -83,27 +91,26 @@ TEST_F(ServiceStatus, WantsRoomForTheState) {
     });
 }
 
-TEST_F(ServiceStatus, DoesNotLookAtTheConnection) {
+TEST_F(GetDgReservationStatusFromService, SucceedsWithoutConnectionWhenGivenGuid) {
     at_every_threshold([&] {
         disconnect();
-        set_faults(service_answers);
-        const MethodResults results(dll().module(),
-                                    [](opal_propset set) { add_number(set, "Dgstate", 4); });
-        EXPECT_EQ(ask(), 0u);
+        set_faults(fault_plan({methods_succeed}));
+        const MethodResults results(dll().module(), reports(4));
+        EXPECT_EQ(get_status(), FARLO_SUCCESS);
         EXPECT_EQ(*state.as<std::uint32_t>(), 4u);
-        expect_calls({cluster_service(), query("0x0")});
+        expect_calls({cluster_service(), query(bus_success)});
         expect_log({enabled,
                     {4, "Entering GetNgcDgReservationStatusW - dg1"},
                     {4, "Exiting GetNgcDgReservationStatusW"}});
     });
 }
 
-TEST_F(ServiceStatus, EndsWithoutAClusterService) {
+TEST_F(GetDgReservationStatusFromService, FailsWithoutClusterService) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "DbGetObjects", "status": "0xc1000103"}])");
-        EXPECT_EQ(ask(), 41u);
+        set_faults(fault_plan({{.function = "DbGetObjects", .returns = bus_not_connected}}));
+        EXPECT_EQ(get_status(), FARLO_NO_CLUSTER_SERVICE);
         EXPECT_TRUE(state.untouched());
-        expect_calls({"DbGetObjects solvane_cluster_service -> 0xc1000103"});
+        expect_calls({objects_failed(object_type::cluster_service, bus_not_connected)});
         expect_log({enabled,
                     {4, "Entering GetNgcDgReservationStatusW - dg1"},
                     {0, "GetNgcDgReservationStatusW():GetClusSvcId() failed, error=(0x29) "},
@@ -112,12 +119,11 @@ TEST_F(ServiceStatus, EndsWithoutAClusterService) {
     });
 }
 
-TEST_F(ServiceStatus, HandsTheStateOutWhenTheConnectionDrops) {
+TEST_F(GetDgReservationStatusFromService, ProvidesStateWhenConnectionDrops) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "PrCallDispatch", "nothing": true, "drop": true}])");
-        const MethodResults results(dll().module(),
-                                    [](opal_propset set) { add_number(set, "Dgstate", 3); });
-        EXPECT_EQ(ask(), 0u);
+        set_faults(fault_plan({methods_succeed_and_drop}));
+        const MethodResults results(dll().module(), reports(3));
+        EXPECT_EQ(get_status(), FARLO_SUCCESS);
         EXPECT_EQ(*state.as<std::uint32_t>(), 3u);
         expect_log({enabled,
                     {4, "Entering GetNgcDgReservationStatusW - dg1"},
@@ -125,11 +131,11 @@ TEST_F(ServiceStatus, HandsTheStateOutWhenTheConnectionDrops) {
     });
 }
 
-TEST_F(ServiceStatus, FindsOnlyAClusterGroupByName) {
+TEST_F(GetDgReservationStatusFromService, FindsOnlyClusterGroupByName) {
     at_every_threshold([&] {
         EXPECT_EQ(
             FARLO(GetDgReservationStatusA)(handle, "local", nullptr, state.as<std::uint32_t>()),
-            40u);
+            FARLO_EXCLUDED_TYPE);
         EXPECT_TRUE(state.untouched());
         expect_log({enabled,
                     {4, "Entering GetNgcDgReservationStatusW - local"},
@@ -142,14 +148,13 @@ TEST_F(ServiceStatus, FindsOnlyAClusterGroupByName) {
     });
 }
 
-TEST_F(ServiceStatus, PassesTheServicesFailureOn) {
+TEST_F(GetDgReservationStatusFromService, ReturnsFailureOfService) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "PrCallDispatch", "status": "0xc1000001"}])");
-        const MethodResults results(dll().module(),
-                                    [](opal_propset set) { add_number(set, "Dgstate", 3); });
-        EXPECT_EQ(ask(), 0xc1000001u);
+        set_faults(fault_plan({methods_return(bus_provider_failed)}));
+        const MethodResults results(dll().module(), reports(3));
+        EXPECT_EQ(get_status(), bus_provider_failed);
         EXPECT_TRUE(state.untouched());
-        expect_calls({cluster_service(), query("0xc1000001")});
+        expect_calls({cluster_service(), query(bus_provider_failed)});
         expect_log({enabled,
                     {4, "Entering GetNgcDgReservationStatusW - dg1"},
                     {4, "GetNgcDgReservationStatusW: CLUSTER_MTHD_CLUSSVCOP_GETDGSTATUS, CsfInvoke "
@@ -159,13 +164,12 @@ TEST_F(ServiceStatus, PassesTheServicesFailureOn) {
     });
 }
 
-// An informational status: the state is read, the status returned and logged.
-TEST_F(ServiceStatus, ReadsTheStateOfAnInformationalAnswer) {
+// The state is read; the informational status is returned and logged as a failure.
+TEST_F(GetDgReservationStatusFromService, ProvidesStateOfInformationalStatus) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "PrCallDispatch", "status": "0x41000012"}])");
-        const MethodResults results(dll().module(),
-                                    [](opal_propset set) { add_number(set, "Dgstate", 8); });
-        EXPECT_EQ(ask(), 0x41000012u);
+        set_faults(fault_plan({methods_return(bus_same_value)}));
+        const MethodResults results(dll().module(), reports(8));
+        EXPECT_EQ(get_status(), bus_same_value);
         EXPECT_EQ(*state.as<std::uint32_t>(), 8u);
         expect_log({enabled,
                     {4, "Entering GetNgcDgReservationStatusW - dg1"},
@@ -174,10 +178,10 @@ TEST_F(ServiceStatus, ReadsTheStateOfAnInformationalAnswer) {
     });
 }
 
-TEST_F(ServiceStatus, LeavesTheStateAloneWithoutOne) {
+TEST_F(GetDgReservationStatusFromService, LeavesStateUnchangedWhenServiceReportsNone) {
     at_every_threshold([&] {
-        set_faults(service_answers);
-        EXPECT_EQ(ask(), 0u);
+        set_faults(fault_plan({methods_succeed}));
+        EXPECT_EQ(get_status(), FARLO_SUCCESS);
         EXPECT_TRUE(state.untouched());
         expect_log({enabled,
                     {4, "Entering GetNgcDgReservationStatusW - dg1"},
@@ -186,16 +190,14 @@ TEST_F(ServiceStatus, LeavesTheStateAloneWithoutOne) {
     });
 }
 
-TEST_F(ServiceStatus, AsksAllTheSameWhenAParameterCannotBeAdded) {
+TEST_F(GetDgReservationStatusFromService, CallsMethodWhenSecondParameterCannotBeAdded) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "PsAddProperty", "call": 2, "status": "0xc1000102"},
-                       {"function": "PrCallDispatch", "nothing": true}])");
-        const MethodResults results(dll().module(),
-                                    [](opal_propset set) { add_number(set, "Dgstate", 9); });
-        EXPECT_EQ(ask(), 0u);
+        set_faults(fault_plan(
+            {{.function = "PsAddProperty", .call = 2, .returns = bus_no_memory}, methods_succeed}));
+        const MethodResults results(dll().module(), reports(9));
+        EXPECT_EQ(get_status(), FARLO_SUCCESS);
         EXPECT_EQ(*state.as<std::uint32_t>(), 9u);
-        expect_calls({cluster_service(),
-                      invoke("service", cluster_methods, 5, R"("Dgguid": STR "guid-2")", "0x0")});
+        expect_calls({cluster_service(), query(bus_success, R"("Dgguid": STR "guid-2")")});
         expect_log({enabled,
                     {4, "Entering GetNgcDgReservationStatusW - dg1"},
                     {6, "API_TRY_CATCH_FAILED "},
@@ -203,11 +205,10 @@ TEST_F(ServiceStatus, AsksAllTheSameWhenAParameterCannotBeAdded) {
     });
 }
 
-TEST_F(ServiceStatus, ReadsNothingWithoutAnOutputSet) {
+TEST_F(GetDgReservationStatusFromService, LeavesStateUnchangedWithoutOutputSet) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "PsCreatePropset", "call": 2, "status": "0xc1000102"},
-                       {"function": "PrCallDispatch", "nothing": true}])");
-        EXPECT_EQ(ask(), 0u);
+        set_faults(fault_plan({no_output_set, methods_succeed}));
+        EXPECT_EQ(get_status(), FARLO_SUCCESS);
         EXPECT_TRUE(state.untouched());
         expect_log({enabled,
                     {4, "Entering GetNgcDgReservationStatusW - dg1"},
@@ -215,61 +216,61 @@ TEST_F(ServiceStatus, ReadsNothingWithoutAnOutputSet) {
     });
 }
 
-// Failures by their class: the outputs of a call that did not fail are read.
-TEST_F(ServiceStatus, ReadsTheStateUnlessTheStatusIsAFailure) {
+// Whether a status is a failure depends on its facility (bits 16 to 27).
+TEST_F(GetDgReservationStatusFromService, ProvidesStateUnlessStatusIsFailure) {
     const struct {
-        const char* status;
-        std::uint32_t number;
+        std::uint32_t status;
+        std::string in_invoke_line;  // how the service's status is logged
+        std::string in_final_line;
         bool failure;
     } rows[] = {
-        {"0x2a", 0x2a, true},              // of no class: a failure unless zero
-        {"0x80070005", 0x80070005, true},  // of another class: by its highest bit
-        {"0x00070005", 0x00070005, false},
-        {"0x81000001", 0x81000001, false},  // of the bus: by its two highest bits
-        {"0xc1000001", 0xc1000001, true},
+        {0x2a, "0x2a", "0x2a", true},  // no facility: a failure unless zero
+        // Other facilities: a failure if the top bit is set.
+        {0x80070005, "0x80070005", "0x80070005", true},
+        {0x00070005, "", "0x70005", false},
+        // The bus: a failure if both top bits are set.
+        {0x81000001, "", "0x81000001", false},
+        {0xc1000001, "0xc1000001", "0xc1000001", true},
     };
     for (const auto& row : rows) {
-        SCOPED_TRACE(row.status);
+        SCOPED_TRACE(hex(row.status));
         at_every_threshold([&] {
-            GuardedBuffer one{4};
-            set_faults(std::string(R"([{"function": "PrCallDispatch", "status": ")") + row.status +
-                       "\"}]");
-            const MethodResults results(dll().module(),
-                                        [](opal_propset set) { add_number(set, "Dgstate", 6); });
-            EXPECT_EQ(
-                FARLO(GetDgReservationStatusW)(handle, L"dg1", "guid-2", one.as<std::uint32_t>()),
-                row.number);
+            GuardedBuffer received{4};
+            set_faults(fault_plan({methods_return(row.status)}));
+            const MethodResults results(dll().module(), reports(6));
+            EXPECT_EQ(FARLO(GetDgReservationStatusW)(handle, L"dg1", "guid-2",
+                                                     received.as<std::uint32_t>()),
+                      row.status);
             const Expected entering{4, "Entering GetNgcDgReservationStatusW - dg1"};
-            const Expected failed{0, std::string("GetNgcDgReservationStatusW() failed, error=(0x") +
-                                         (row.status + 2 + (row.status[2] == '0' ? 3 : 0)) + ") "};
+            const Expected failed{0, "GetNgcDgReservationStatusW() failed, error=(" +
+                                         row.in_final_line + ") "};
             const Expected exiting{4, "Exiting GetNgcDgReservationStatusW"};
             if (row.failure) {
-                EXPECT_TRUE(one.untouched());
+                EXPECT_TRUE(received.untouched());
                 expect_log({enabled,
                             entering,
-                            {4, std::string("GetNgcDgReservationStatusW: "
-                                            "CLUSTER_MTHD_CLUSSVCOP_GETDGSTATUS, CsfInvoke failed "
-                                            "with error = ") +
-                                    row.status + "."},
+                            {4, "GetNgcDgReservationStatusW: CLUSTER_MTHD_CLUSSVCOP_GETDGSTATUS, "
+                                "CsfInvoke failed with error = " +
+                                    row.in_invoke_line + "."},
                             failed,
                             exiting});
             } else {
-                EXPECT_EQ(*one.as<std::uint32_t>(), 6u);
+                EXPECT_EQ(*received.as<std::uint32_t>(), 6u);
                 expect_log({enabled, entering, failed, exiting});
             }
         });
     }
 }
 
-TEST_F(ServiceStatus, LeavesTheStateAloneWhenItIsOfAnotherType) {
+TEST_F(GetDgReservationStatusFromService, LeavesStateUnchangedWhenItHasAnotherType) {
     at_every_threshold([&] {
-        set_faults(service_answers);
+        set_faults(fault_plan({methods_succeed}));
         const MethodResults results(dll().module(), [](opal_propset set) {
-            const char text[] = "5";
-            const opal_property property{"Dgstate", TYPE_STR, 1, sizeof text, text};
+            const char digit[] = "5";
+            const opal_property property{"Dgstate", TYPE_STR, 1, sizeof digit, digit};
             EXPECT_EQ(PsAddProperty(set, &property), ZTSTATUS_OK);
         });
-        EXPECT_EQ(ask(), 0u);
+        EXPECT_EQ(get_status(), FARLO_SUCCESS);
         EXPECT_TRUE(state.untouched());
         expect_log({enabled,
                     {4, "Entering GetNgcDgReservationStatusW - dg1"},
@@ -278,24 +279,22 @@ TEST_F(ServiceStatus, LeavesTheStateAloneWhenItIsOfAnotherType) {
     });
 }
 
-TEST_F(ServiceStatus, AsksAllTheSameWithWhatCouldBeAdded) {
+TEST_F(GetDgReservationStatusFromService, CallsMethodWithParametersThatCouldBeAdded) {
     struct Failure {
-        const char* call;
+        int parameter;  // that cannot be added
         const char* sent;
     };
-    const Failure failures[] = {{"1", ""}, {"3", R"("Dgguid": STR "guid-2", "Opflag": UINT32 0)"}};
+    const Failure failures[] = {{1, ""}, {3, R"("Dgguid": STR "guid-2", "Opflag": UINT32 0)"}};
     for (const Failure& failure : failures) {
-        SCOPED_TRACE(failure.call);
+        SCOPED_TRACE(failure.parameter);
         at_every_threshold([&] {
-            set_faults(std::string(R"([{"function": "PsAddProperty", "call": )") + failure.call +
-                       R"(, "status": "0xc1000102"},
-                          {"function": "PrCallDispatch", "nothing": true}])");
-            const MethodResults results(dll().module(),
-                                        [](opal_propset set) { add_number(set, "Dgstate", 9); });
-            EXPECT_EQ(ask(), 0u);
+            set_faults(fault_plan(
+                {{.function = "PsAddProperty", .call = failure.parameter, .returns = bus_no_memory},
+                 methods_succeed}));
+            const MethodResults results(dll().module(), reports(9));
+            EXPECT_EQ(get_status(), FARLO_SUCCESS);
             EXPECT_EQ(*state.as<std::uint32_t>(), 9u);
-            expect_calls(
-                {cluster_service(), invoke("service", cluster_methods, 5, failure.sent, "0x0")});
+            expect_calls({cluster_service(), query(bus_success, failure.sent)});
             expect_log({enabled,
                         {4, "Entering GetNgcDgReservationStatusW - dg1"},
                         {6, "API_TRY_CATCH_FAILED "},
@@ -304,16 +303,15 @@ TEST_F(ServiceStatus, AsksAllTheSameWithWhatCouldBeAdded) {
     }
 }
 
-TEST_F(ServiceStatus, AsksAllTheSameWithoutAnInputSet) {
+TEST_F(GetDgReservationStatusFromService, CallsMethodWithoutInputSet) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "PsCreatePropset", "call": 1, "status": "0xc1000102"},
-                       {"function": "PrCallDispatch", "nothing": true}])");
-        const MethodResults results(dll().module(),
-                                    [](opal_propset set) { add_number(set, "Dgstate", 9); });
-        EXPECT_EQ(ask(), 0u);
+        set_faults(fault_plan({no_input_set, methods_succeed}));
+        const MethodResults results(dll().module(), reports(9));
+        EXPECT_EQ(get_status(), FARLO_SUCCESS);
         EXPECT_EQ(*state.as<std::uint32_t>(), 9u);
-        expect_calls({cluster_service(), std::string("PrCallDispatch @service ") + cluster_methods +
-                                             " 0.5 NULL 0,0,0,0 -> 0x0 {}"});
+        expect_calls(
+            {cluster_service(),
+             invoke_without_input("service", method::get_reservation_status, bus_success)});
         expect_log({enabled,
                     {4, "Entering GetNgcDgReservationStatusW - dg1"},
                     {6, "API_TRY_CATCH_FAILED "},
@@ -321,12 +319,11 @@ TEST_F(ServiceStatus, AsksAllTheSameWithoutAnInputSet) {
     });
 }
 
-// Without an output set a failure is not logged by name.
-TEST_F(ServiceStatus, PassesAFailureOnWithoutAnOutputSet) {
+// Without an output set, the failure is logged without the name of the method.
+TEST_F(GetDgReservationStatusFromService, ReturnsFailureOfServiceWithoutOutputSet) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "PsCreatePropset", "call": 2, "status": "0xc1000102"},
-                       {"function": "PrCallDispatch", "status": "0xc1000001"}])");
-        EXPECT_EQ(ask(), 0xc1000001u);
+        set_faults(fault_plan({no_output_set, methods_return(bus_provider_failed)}));
+        EXPECT_EQ(get_status(), bus_provider_failed);
         EXPECT_TRUE(state.untouched());
         expect_log({enabled,
                     {4, "Entering GetNgcDgReservationStatusW - dg1"},
@@ -335,14 +332,14 @@ TEST_F(ServiceStatus, PassesAFailureOnWithoutAnOutputSet) {
     });
 }
 
-TEST_F(ServiceStatus, WantsANameOrAGuidThatFits) {
+TEST_F(GetDgReservationStatusFromService, RequiresNameOrGuidThatFits) {
     at_every_threshold([&] {
         EXPECT_EQ(
             FARLO(GetDgReservationStatusA)(handle, nullptr, nullptr, state.as<std::uint32_t>()),
-            19u);
+            FARLO_MISSING_ARGUMENT);
         EXPECT_EQ(FARLO(GetDgReservationStatusW)(handle, L"dg1", std::string(65, 'g').c_str(),
                                                  state.as<std::uint32_t>()),
-                  0x80070057u);
+                  FARLO_INVALID_ARGUMENT);
         EXPECT_TRUE(state.untouched());
         expect_calls({});
         expect_log(
@@ -358,12 +355,12 @@ TEST_F(ServiceStatus, WantsANameOrAGuidThatFits) {
     });
 }
 
-// Only the search by name looks at the connection.
-TEST_F(ServiceStatus, FindsNoGroupByNameWithoutAConnection) {
+// Only the search by name checks the connection.
+TEST_F(GetDgReservationStatusFromService, ReturnsNotConnectedWhenSearchingByNameWithoutConnection) {
     at_every_threshold([&] {
         disconnect();
         EXPECT_EQ(FARLO(GetDgReservationStatusW)(handle, L"dg1", "", state.as<std::uint32_t>()),
-                  20u);
+                  FARLO_NOT_CONNECTED);
         EXPECT_TRUE(state.untouched());
         expect_calls({});
         expect_log({enabled,
@@ -375,17 +372,17 @@ TEST_F(ServiceStatus, FindsNoGroupByNameWithoutAConnection) {
     });
 }
 
-TEST_F(ServiceStatus, FailsWithoutMemoryForTheGuid) {
+TEST_F(GetDgReservationStatusFromService, FailsWithoutMemoryForGuid) {
     at_every_threshold([&] {
-        // The setting has been read by then.
-        ask();
+        // So that the setting has been read before the allocation that fails.
+        get_status();
         start_watching();
-        GuardedBuffer untouched_state{4};
+        GuardedBuffer received{4};
         heap().fail(1);
-        EXPECT_EQ(FARLO(GetDgReservationStatusW)(handle, L"dg1", "guid-2",
-                                                 untouched_state.as<std::uint32_t>()),
-                  17u);
-        EXPECT_TRUE(untouched_state.untouched());
+        EXPECT_EQ(
+            FARLO(GetDgReservationStatusW)(handle, L"dg1", "guid-2", received.as<std::uint32_t>()),
+            FARLO_NO_GUID_MEMORY);
+        EXPECT_TRUE(received.untouched());
         expect_calls({});
         expect_log({{4, "Entering GetNgcDgReservationStatusW - dg1"},
                     {0, "GetNgcDgReservationStatusW():SetDgGuidParam() failed, error=(0x11) "},

@@ -1,43 +1,44 @@
 // StopDgReservation.
 #include "bus_lines.h"
 #include "farlo_test.h"
+#include "fault_rules.h"
 #include "method_results.h"
 
 namespace {
 
 using namespace support;
 
-class StopReservation : public FarloTest {
+class StopDgReservation : public FarloTest {
   protected:
-    StopReservation() {
+    StopDgReservation() {
         scenario = R"({"disk_groups": [{"name": "local", "dgid": "guid-1", "type": 1},
                                        {"name": "dg1", "dgid": "guid-2", "type": 2}]})";
     }
 
-    static std::string stop(const std::string& guid, const std::string& status) {
-        return invoke("service", cluster_methods, 4,
-                      "\"Dgguid\": STR \"" + guid + "\", \"Opflag\": UINT32 1", status);
+    // The method call that stops a reservation.
+    static std::string stop(const std::string& guid, std::uint32_t status,
+                            const std::string& output = "{}") {
+        return invoke("service", method::stop_reservation,
+                      "\"Dgguid\": " + str(guid) + ", \"Opflag\": " + uint32(1), status, output);
     }
 };
 
-const char service_answers[] = R"([{"function": "PrCallDispatch", "nothing": true}])";
-
-TEST_F(StopReservation, SendsGuidAndFlagToTheClusterService) {
+TEST_F(StopDgReservation, SendsGuidAndFlagToClusterService) {
     at_every_threshold([&] {
-        set_faults(service_answers);
-        EXPECT_EQ(FARLO(StopDgReservationW)(handle, nullptr, "guid-x"), 0u);
-        expect_calls({cluster_service(), stop("guid-x", "0x0")});
+        set_faults(fault_plan({methods_succeed}));
+        EXPECT_EQ(FARLO(StopDgReservationW)(handle, nullptr, "guid-x"), FARLO_SUCCESS);
+        expect_calls({cluster_service(), stop("guid-x", bus_success)});
         expect_log({{6, "Entering StopDgReservationW"}, {6, "Exiting StopDgReservationW"}});
     });
 }
 
-TEST_F(StopReservation, FindsOnlyAClusterGroupByName) {
+TEST_F(StopDgReservation, FindsOnlyClusterGroupByName) {
     at_every_threshold([&] {
-        set_faults(service_answers);
-        EXPECT_EQ(FARLO(StopDgReservationA)(handle, "dg1", nullptr), 0u);
-        EXPECT_EQ(calls_of("PrCallDispatch"), std::vector<std::string>{stop("guid-2", "0x0")});
+        set_faults(fault_plan({methods_succeed}));
+        EXPECT_EQ(FARLO(StopDgReservationA)(handle, "dg1", nullptr), FARLO_SUCCESS);
+        EXPECT_EQ(calls_of("PrCallDispatch"), Lines{stop("guid-2", bus_success)});
         start_watching();
-        EXPECT_EQ(FARLO(StopDgReservationA)(handle, "local", nullptr), 40u);
+        EXPECT_EQ(FARLO(StopDgReservationA)(handle, "local", nullptr), FARLO_EXCLUDED_TYPE);
         expect_log({{6, "Entering StopDgReservationW"},
                     {0, "GetDgObjIdByName() failed , DG_TYPENAME not found in OPAL, error=(0x28)"},
                     {0, "GetDgGuidCommon() failed , error=(0x28)"},
@@ -48,11 +49,11 @@ TEST_F(StopReservation, FindsOnlyAClusterGroupByName) {
     });
 }
 
-TEST_F(StopReservation, WantsAConnectedHandle) {
+TEST_F(StopDgReservation, RequiresConnectedHandle) {
     at_every_threshold([&] {
-        EXPECT_EQ(FARLO(StopDgReservationW)(nullptr, L"dg1", "guid-2"), 100u);
+        EXPECT_EQ(FARLO(StopDgReservationW)(nullptr, L"dg1", "guid-2"), FARLO_NULL_HANDLE);
         disconnect();
-        EXPECT_EQ(FARLO(StopDgReservationW)(handle, L"dg1", "guid-2"), 20u);
+        EXPECT_EQ(FARLO(StopDgReservationW)(handle, L"dg1", "guid-2"), FARLO_NOT_CONNECTED);
         expect_calls({});
         expect_log({{6, "Entering StopDgReservationW"},
                     {0, "StopDgReservationW() failed , NULL opal_handle, error=(0x64)"},
@@ -61,20 +62,20 @@ TEST_F(StopReservation, WantsAConnectedHandle) {
     });
 }
 
-TEST_F(StopReservation, RefusesANarrowNameThatIsTooLong) {
+TEST_F(StopDgReservation, RejectsNarrowNameThatIsTooLong) {
     at_every_threshold([&] {
         EXPECT_EQ(FARLO(StopDgReservationA)(handle, std::string(32, 'n').c_str(), "g"),
-                  0x80070057u);
+                  FARLO_INVALID_ARGUMENT);
         expect_calls({});
         expect_log({{0, "StopDgReservationA() failed , name string of more than 31 characters or "
                         "invalid, error=(0x80070057)"}});
     });
 }
 
-TEST_F(StopReservation, EndsWithoutAClusterService) {
+TEST_F(StopDgReservation, FailsWithoutClusterService) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "DbGetObjects", "status": "0xc1000001"}])");
-        EXPECT_EQ(FARLO(StopDgReservationW)(handle, L"dg1", "guid-2"), 41u);
+        set_faults(fault_plan({{.function = "DbGetObjects", .returns = bus_provider_failed}}));
+        EXPECT_EQ(FARLO(StopDgReservationW)(handle, L"dg1", "guid-2"), FARLO_NO_CLUSTER_SERVICE);
         expect_pauses({});
         expect_log({{6, "Entering StopDgReservationW"},
                     {0, "StopDgReservationW():GetClusSvcId() failed, error=(0x29)"},
@@ -83,11 +84,11 @@ TEST_F(StopReservation, EndsWithoutAClusterService) {
     });
 }
 
-TEST_F(StopReservation, PassesTheServicesStatusOn) {
+TEST_F(StopDgReservation, ReturnsFailureOfService) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "PrCallDispatch", "status": "0x2a"}])");
-        EXPECT_EQ(FARLO(StopDgReservationW)(handle, L"dg1", "guid-2"), 0x2au);
-        expect_calls({cluster_service(), stop("guid-2", "0x2a")});
+        set_faults(fault_plan({methods_return(unknown_failure)}));
+        EXPECT_EQ(FARLO(StopDgReservationW)(handle, L"dg1", "guid-2"), unknown_failure);
+        expect_calls({cluster_service(), stop("guid-2", unknown_failure)});
         expect_log({{6, "Entering StopDgReservationW"},
                     {4, "StopDgReservationW: CLUSTER_MTHD_CLUSSVCOP_OFFLINEDG, CsfInvoke failed "
                         "with error = 0x2a."},
@@ -96,23 +97,23 @@ TEST_F(StopReservation, PassesTheServicesStatusOn) {
     });
 }
 
-TEST_F(StopReservation, IsNotConnectedWhenTheConnectionDrops) {
+TEST_F(StopDgReservation, ReturnsNotConnectedWhenConnectionDrops) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "PrCallDispatch", "nothing": true, "drop": true}])");
-        EXPECT_EQ(FARLO(StopDgReservationW)(handle, L"dg1", "guid-2"), 20u);
+        set_faults(fault_plan({methods_succeed_and_drop}));
+        EXPECT_EQ(FARLO(StopDgReservationW)(handle, L"dg1", "guid-2"), FARLO_NOT_CONNECTED);
         expect_log({{6, "Entering StopDgReservationW"},
                     {0, "StopDgReservationW() failed, error=(0x14)"},
                     {6, "Exiting StopDgReservationW"}});
     });
 }
 
-TEST_F(StopReservation, FailsWhenAParameterCannotBeAdded) {
+TEST_F(StopDgReservation, FailsWhenParameterCannotBeAdded) {
     at_every_threshold([&] {
-        for (const char* call : {"1", "2"}) {
-            set_faults(std::string(R"([{"function": "PsAddProperty", "call": )") + call +
-                       R"(, "status": "0xc1000102"}])");
+        for (const int parameter : {1, 2}) {
+            set_faults(fault_plan(
+                {{.function = "PsAddProperty", .call = parameter, .returns = bus_no_memory}}));
             start_watching();
-            EXPECT_EQ(FARLO(StopDgReservationW)(handle, L"dg1", "guid-2"), 18u);
+            EXPECT_EQ(FARLO(StopDgReservationW)(handle, L"dg1", "guid-2"), FARLO_EXCEPTION);
             expect_calls({cluster_service()});
             expect_log({{6, "Entering StopDgReservationW"},
                         {6, "API_TRY_CATCH_FAILED "},
@@ -122,11 +123,11 @@ TEST_F(StopReservation, FailsWhenAParameterCannotBeAdded) {
     });
 }
 
-TEST_F(StopReservation, IsNotConnectedWhateverFailedMeanwhile) {
+TEST_F(StopDgReservation, ReturnsNotConnectedWhenConnectionDropsDuringFailedCall) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "PrCallDispatch", "status": "0xc1000001"}])");
+        set_faults(fault_plan({methods_return(bus_provider_failed)}));
         const MethodResults dropping(dll().module(), [&](opal_propset) { disconnect(); });
-        EXPECT_EQ(FARLO(StopDgReservationW)(handle, L"dg1", "guid-2"), 20u);
+        EXPECT_EQ(FARLO(StopDgReservationW)(handle, L"dg1", "guid-2"), FARLO_NOT_CONNECTED);
         expect_log({{6, "Entering StopDgReservationW"},
                     {4, "StopDgReservationW: CLUSTER_MTHD_CLUSSVCOP_OFFLINEDG, CsfInvoke failed "
                         "with error = 0xc1000001."},
@@ -135,10 +136,10 @@ TEST_F(StopReservation, IsNotConnectedWhateverFailedMeanwhile) {
     });
 }
 
-TEST_F(StopReservation, LogsEveryStatusButZero) {
+TEST_F(StopDgReservation, LogsInformationalStatusAsFailure) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "PrCallDispatch", "status": "0x41000012"}])");
-        EXPECT_EQ(FARLO(StopDgReservationW)(handle, L"dg1", "guid-2"), 0x41000012u);
+        set_faults(fault_plan({methods_return(bus_same_value)}));
+        EXPECT_EQ(FARLO(StopDgReservationW)(handle, L"dg1", "guid-2"), bus_same_value);
         expect_log({{6, "Entering StopDgReservationW"},
                     {4, "StopDgReservationW: CLUSTER_MTHD_CLUSSVCOP_OFFLINEDG, CsfInvoke failed "
                         "with error = 0x41000012."},
@@ -147,11 +148,11 @@ TEST_F(StopReservation, LogsEveryStatusButZero) {
     });
 }
 
-TEST_F(StopReservation, WantsANameOrAGuidThatFits) {
+TEST_F(StopDgReservation, RequiresNameOrGuidThatFits) {
     at_every_threshold([&] {
-        EXPECT_EQ(FARLO(StopDgReservationA)(handle, nullptr, nullptr), 19u);
+        EXPECT_EQ(FARLO(StopDgReservationA)(handle, nullptr, nullptr), FARLO_MISSING_ARGUMENT);
         EXPECT_EQ(FARLO(StopDgReservationW)(handle, L"dg1", std::string(65, 'g').c_str()),
-                  0x80070057u);
+                  FARLO_INVALID_ARGUMENT);
         expect_calls({});
         expect_log({{6, "Entering StopDgReservationW"},
                     {0, "StopDgReservationW():SetDgGuidParam() failed, error=(0x13)"},
@@ -164,10 +165,10 @@ TEST_F(StopReservation, WantsANameOrAGuidThatFits) {
     });
 }
 
-TEST_F(StopReservation, FailsWithoutMemoryForTheGuid) {
+TEST_F(StopDgReservation, FailsWithoutMemoryForGuid) {
     at_every_threshold([&] {
         heap().fail(1);
-        EXPECT_EQ(FARLO(StopDgReservationW)(handle, L"dg1", "guid-2"), 17u);
+        EXPECT_EQ(FARLO(StopDgReservationW)(handle, L"dg1", "guid-2"), FARLO_NO_GUID_MEMORY);
         expect_calls({});
         expect_log({{6, "Entering StopDgReservationW"},
                     {0, "StopDgReservationW():SetDgGuidParam() failed, error=(0x11)"},
@@ -176,10 +177,10 @@ TEST_F(StopReservation, FailsWithoutMemoryForTheGuid) {
     });
 }
 
-TEST_F(StopReservation, FailsWithoutAnInputSet) {
+TEST_F(StopDgReservation, FailsWithoutInputSet) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "PsCreatePropset", "call": 1, "status": "0xc1000102"}])");
-        EXPECT_EQ(FARLO(StopDgReservationW)(handle, L"dg1", "guid-2"), 18u);
+        set_faults(fault_plan({no_input_set}));
+        EXPECT_EQ(FARLO(StopDgReservationW)(handle, L"dg1", "guid-2"), FARLO_EXCEPTION);
         expect_calls({cluster_service()});
         expect_log({{6, "Entering StopDgReservationW"},
                     {6, "API_TRY_CATCH_FAILED "},
@@ -188,28 +189,25 @@ TEST_F(StopReservation, FailsWithoutAnInputSet) {
     });
 }
 
-// Without an output set the call is made, and its failure not logged by name.
-TEST_F(StopReservation, GoesOnWithoutAnOutputSet) {
+// Without an output set, the failure is logged without the name of the method.
+TEST_F(StopDgReservation, CallsMethodWithoutOutputSet) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "PsCreatePropset", "call": 2, "status": "0xc1000102"},
-                       {"function": "PrCallDispatch", "status": "0xc1000001"}])");
-        EXPECT_EQ(FARLO(StopDgReservationW)(handle, L"dg1", "guid-2"), 0xc1000001u);
-        expect_calls({cluster_service(), invoke("service", cluster_methods, 4,
-                                                R"("Dgguid": STR "guid-2", "Opflag": UINT32 1)",
-                                                "0xc1000001", "NULL")});
+        set_faults(fault_plan({no_output_set, methods_return(bus_provider_failed)}));
+        EXPECT_EQ(FARLO(StopDgReservationW)(handle, L"dg1", "guid-2"), bus_provider_failed);
+        expect_calls({cluster_service(), stop("guid-2", bus_provider_failed, "NULL")});
         expect_log({{6, "Entering StopDgReservationW"},
                     {0, "StopDgReservationW() failed, error=(0xc1000001)"},
                     {6, "Exiting StopDgReservationW"}});
     });
 }
 
-TEST_F(StopReservation, EndsWellWhicheverAllocationFails) {
-    const auto answers = answers_at_every_allocation([&] {
-        set_faults(service_answers);
+TEST_F(StopDgReservation, FailsCleanlyWhenAnyAllocationFails) {
+    const auto results = answers_at_every_allocation([&] {
+        set_faults(fault_plan({methods_succeed}));
         return FARLO(StopDgReservationA)(handle, "dg1", nullptr);
     });
-    EXPECT_GT(answers.size(), 2u);
-    EXPECT_THAT(answers, testing::Each(testing::Ne(0u)));
+    EXPECT_GT(results.size(), 2u);
+    EXPECT_THAT(results, testing::Each(testing::Ne(FARLO_SUCCESS)));
 }
 
 }  // namespace
