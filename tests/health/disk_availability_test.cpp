@@ -1,30 +1,29 @@
 // GetDgDiskAvailability.
 #include "bus_lines.h"
 #include "farlo_test.h"
+#include "fault_rules.h"
 #include "method_results.h"
 
 namespace {
 
 using namespace support;
 
-class DiskAvailability : public FarloTest {
+class GetDgDiskAvailability : public FarloTest {
   protected:
-    DiskAvailability() {
+    GetDgDiskAvailability() {
         scenario = R"({"disk_groups": [{"name": "local", "dgid": "guid-1", "type": 1},
                                        {"name": "dg1", "dgid": "guid-2", "type": 2}]})";
     }
 
-    static std::string query(const std::string& name, const std::string& status) {
-        return invoke("service", cluster_methods, 13,
-                      "\"Dgname\": WSTR \"" + name + "\", \"Dgguid\": STR \"guid-2\"", status);
+    // The method call.
+    static std::string query(const std::string& name, std::uint32_t status) {
+        return invoke("service", method::get_disk_availability,
+                      "\"Dgname\": " + wstr(name) + ", \"Dgguid\": " + str("guid-2"), status);
     }
-    std::uint32_t ask(const wchar_t* name, const char* guid) {
+    std::uint32_t get_availability(const wchar_t* name, const char* guid) {
         return FARLO(GetDgDiskAvailabilityW)(handle, name, guid, total.as<std::uint32_t>(),
                                              live.as<std::uint32_t>());
     }
-    // The method answers this.
-    void set_answer() { set_faults(R"([{"function": "PrCallDispatch", "nothing": true}])"); }
-
     GuardedBuffer total{4};
     GuardedBuffer live{4};
 };
@@ -32,34 +31,34 @@ class DiskAvailability : public FarloTest {
 const Expected entering{6, "Entering GetDgdiskAvailabilityW"};
 const Expected exiting{6, "Exiting GetVolumeGuidW"};
 
-void both_counts(opal_propset output) {
+void add_both_counts(opal_propset output) {
     add_number(output, "total_disks", 12);
     add_number(output, "live_disks", 11);
 }
 
-TEST_F(DiskAvailability, HandsOutBothNumbers) {
+TEST_F(GetDgDiskAvailability, ProvidesBothCounts) {
     at_every_threshold([&] {
-        set_answer();
-        const MethodResults results(dll().module(), both_counts);
-        EXPECT_EQ(ask(L"dg1", "guid-2"), 0u);
+        set_faults(fault_plan({methods_succeed}));
+        const MethodResults results(dll().module(), add_both_counts);
+        EXPECT_EQ(get_availability(L"dg1", "guid-2"), FARLO_SUCCESS);
         EXPECT_EQ(*total.as<std::uint32_t>(), 12u);
         EXPECT_EQ(*live.as<std::uint32_t>(), 11u);
-        expect_calls({cluster_service(), query("dg1", "0x0")});
+        expect_calls({cluster_service(), query("dg1", bus_success)});
         expect_log({entering, exiting});
     });
 }
 
-TEST_F(DiskAvailability, FindsOnlyAClusterGroupByName) {
+TEST_F(GetDgDiskAvailability, FindsOnlyClusterGroupByName) {
     at_every_threshold([&] {
-        set_answer();
+        set_faults(fault_plan({methods_succeed}));
         EXPECT_EQ(FARLO(GetDgDiskAvailabilityA)(handle, "dg1", nullptr, total.as<std::uint32_t>(),
                                                 live.as<std::uint32_t>()),
-                  0u);
-        EXPECT_EQ(calls_of("PrCallDispatch"), Lines{query("dg1", "0x0")});
+                  FARLO_SUCCESS);
+        EXPECT_EQ(calls_of("PrCallDispatch"), Lines{query("dg1", bus_success)});
         start_watching();
         EXPECT_EQ(FARLO(GetDgDiskAvailabilityA)(handle, "local", nullptr, total.as<std::uint32_t>(),
                                                 live.as<std::uint32_t>()),
-                  40u);
+                  FARLO_EXCLUDED_TYPE);
         expect_log({entering,
                     {0, "GetDgObjIdByName() failed , DG_TYPENAME not found in OPAL, error=(0x28)"},
                     {0, "GetDgGuidCommon() failed , error=(0x28)"},
@@ -68,45 +67,46 @@ TEST_F(DiskAvailability, FindsOnlyAClusterGroupByName) {
     });
 }
 
-TEST_F(DiskAvailability, SendsAnEmptyNameForNone) {
+TEST_F(GetDgDiskAvailability, SendsEmptyNameWhenGivenNone) {
     once([&] {
-        set_answer();
-        EXPECT_EQ(ask(nullptr, "guid-2"), 0u);
-        expect_calls({cluster_service(), query("", "0x0")});
+        set_faults(fault_plan({methods_succeed}));
+        EXPECT_EQ(get_availability(nullptr, "guid-2"), FARLO_SUCCESS);
+        expect_calls({cluster_service(), query("", bus_success)});
     });
 }
 
-// A number that is not there, or of another type, leaves its place alone.
-TEST_F(DiskAvailability, ReadsEachNumberForItself) {
+// A count that is missing, or has another type, is left unchanged.
+TEST_F(GetDgDiskAvailability, LeavesCountUnchangedWhenServiceReportsNone) {
     at_every_threshold([&] {
-        set_answer();
+        set_faults(fault_plan({methods_succeed}));
         const MethodResults results(dll().module(),
                                     [](opal_propset set) { add_number(set, "live_disks", 3); });
-        EXPECT_EQ(ask(L"dg1", "guid-2"), 0u);
+        EXPECT_EQ(get_availability(L"dg1", "guid-2"), FARLO_SUCCESS);
         EXPECT_TRUE(total.untouched());
         EXPECT_EQ(*live.as<std::uint32_t>(), 3u);
         expect_log({entering, exiting});
     });
     once([&] {
-        set_faults(R"([{"function": "PrCallDispatch", "nothing": true},
-                       {"function": "PsFindProperty", "property": "live_disks", "as": "UINT64"}])");
+        set_faults(fault_plan(
+            {methods_succeed,
+             {.function = "PsFindProperty", .property = "live_disks", .with_type = "UINT64"}}));
         *live.as<std::uint32_t>() = 77;
-        const MethodResults results(dll().module(), both_counts);
-        EXPECT_EQ(ask(L"dg1", "guid-2"), 0u);
+        const MethodResults results(dll().module(), add_both_counts);
+        EXPECT_EQ(get_availability(L"dg1", "guid-2"), FARLO_SUCCESS);
         EXPECT_EQ(*total.as<std::uint32_t>(), 12u);
         EXPECT_EQ(*live.as<std::uint32_t>(), 77u);
     });
 }
 
-// Without a further line.
-TEST_F(DiskAvailability, WantsAConnectedHandle) {
+// Only the entry line is logged.
+TEST_F(GetDgDiskAvailability, RequiresConnectedHandle) {
     at_every_threshold([&] {
         EXPECT_EQ(FARLO(GetDgDiskAvailabilityW)(nullptr, L"dg1", "guid-2",
                                                 total.as<std::uint32_t>(),
                                                 live.as<std::uint32_t>()),
-                  100u);
+                  FARLO_NULL_HANDLE);
         disconnect();
-        EXPECT_EQ(ask(L"dg1", "guid-2"), 20u);
+        EXPECT_EQ(get_availability(L"dg1", "guid-2"), FARLO_NOT_CONNECTED);
         EXPECT_TRUE(total.untouched());
         EXPECT_TRUE(live.untouched());
         expect_calls({});
@@ -114,14 +114,14 @@ TEST_F(DiskAvailability, WantsAConnectedHandle) {
     });
 }
 
-TEST_F(DiskAvailability, WantsRoomForBothNumbers) {
+TEST_F(GetDgDiskAvailability, RejectsNullCounts) {
     at_every_threshold([&] {
         EXPECT_EQ(FARLO(GetDgDiskAvailabilityW)(handle, L"dg1", "guid-2", nullptr,
                                                 live.as<std::uint32_t>()),
-                  19u);
+                  FARLO_MISSING_ARGUMENT);
         EXPECT_EQ(FARLO(GetDgDiskAvailabilityW)(handle, L"dg1", "guid-2", total.as<std::uint32_t>(),
                                                 nullptr),
-                  19u);
+                  FARLO_MISSING_ARGUMENT);
         expect_calls({});
         const Expected refused{
             0, "GetDgDiskAvailabilityW() failed , pTotal or pLive == NULL, error=(0x13)"};
@@ -129,105 +129,103 @@ TEST_F(DiskAvailability, WantsRoomForBothNumbers) {
     });
 }
 
-TEST_F(DiskAvailability, RefusesTextsThatAreTooLong) {
+TEST_F(GetDgDiskAvailability, RejectsNameOrGuidThatIsTooLong) {
     at_every_threshold([&] {
-        EXPECT_EQ(ask(L"dg1", std::string(65, 'g').c_str()), 0x80070057u);
+        EXPECT_EQ(get_availability(L"dg1", std::string(65, 'g').c_str()), FARLO_INVALID_ARGUMENT);
         EXPECT_EQ(FARLO(GetDgDiskAvailabilityA)(handle, std::string(32, 'n').c_str(), "guid-2",
                                                 total.as<std::uint32_t>(),
                                                 live.as<std::uint32_t>()),
-                  0x80070057u);
+                  FARLO_INVALID_ARGUMENT);
         expect_log(
             {entering,
-             {0, "GetDgDiskAvailabilityW() failed , guid string of more than 64 "
-                 "characters, error=(0x80070057)"},
+             {0, "GetDgDiskAvailabilityW() failed , guid string of more than 64 characters, "
+                 "error=(0x80070057)"},
              exiting,
              {0, "GetDgDiskAvailabilityA() failed , name string of more than 31 characters or "
                  "invalid, error=(0x80070057)"}});
     });
 }
 
-TEST_F(DiskAvailability, PassesALookupsStatusOn) {
+TEST_F(GetDgDiskAvailability, ReturnsStatusOfFailedSearch) {
     at_every_threshold([&] {
-        EXPECT_EQ(ask(nullptr, nullptr), 19u);
-        set_faults(R"([{"function": "DbGetObjects", "status": "0xc1000001"}])");
-        EXPECT_EQ(ask(L"dg1", "guid-2"), 41u);
+        EXPECT_EQ(get_availability(nullptr, nullptr), FARLO_MISSING_ARGUMENT);
+        set_faults(fault_plan({{.function = "DbGetObjects", .returns = bus_provider_failed}}));
+        EXPECT_EQ(get_availability(L"dg1", "guid-2"), FARLO_NO_CLUSTER_SERVICE);
         expect_log({entering, exiting, entering, exiting});
     });
 }
 
-// Whatever the service says, the status is 1.
-TEST_F(DiskAvailability, HasOneStatusForAllFailuresOfTheService) {
-    for (const std::string status : {"0xc1000001", "0x2a", "0x41000012"}) {
+// Also for an informational status.
+TEST_F(GetDgDiskAvailability, ReturnsOneStatusForEveryFailureOfService) {
+    for (const std::uint32_t status : {bus_provider_failed, unknown_failure, bus_same_value}) {
         at_every_threshold([&] {
-            set_faults(R"([{"function": "PrCallDispatch", "status": ")" + status + R"("}])");
-            const MethodResults results(dll().module(), both_counts);
-            EXPECT_EQ(ask(L"dg1", "guid-2"), 1u);
+            set_faults(fault_plan({methods_return(status)}));
+            const MethodResults results(dll().module(), add_both_counts);
+            EXPECT_EQ(get_availability(L"dg1", "guid-2"), FARLO_NOT_FOUND);
             EXPECT_TRUE(total.untouched());
             EXPECT_TRUE(live.untouched());
             expect_calls({cluster_service(), query("dg1", status)});
             expect_log({entering,
                         {4, "GetDgDiskAvailabilityW: CLUSTER_MTHD_CLUSSVCOP_DISKAVAIB, CsfInvoke "
                             "failed with error = " +
-                                status + "."},
+                                hex(status) + "."},
                         exiting});
         });
     }
 }
 
-TEST_F(DiskAvailability, FailsWhenAParameterCannotBeAdded) {
+TEST_F(GetDgDiskAvailability, FailsWhenParameterCannotBeAdded) {
     at_every_threshold([&] {
-        for (const char* call : {"1", "2"}) {
-            set_faults(std::string(R"([{"function": "PsAddProperty", "call": )") + call +
-                       R"(, "status": "0xc1000102"}])");
+        for (const int parameter : {1, 2}) {
+            set_faults(fault_plan(
+                {{.function = "PsAddProperty", .call = parameter, .returns = bus_no_memory}}));
             start_watching();
-            EXPECT_EQ(ask(L"dg1", "guid-2"), 18u);
+            EXPECT_EQ(get_availability(L"dg1", "guid-2"), FARLO_EXCEPTION);
             expect_calls({cluster_service()});
             expect_log({entering, {6, "API_TRY_CATCH_FAILED "}, exiting});
         }
     });
 }
 
-TEST_F(DiskAvailability, GoesOnWithoutAnOutputSet) {
+TEST_F(GetDgDiskAvailability, CallsMethodWithoutOutputSet) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "PsCreatePropset", "call": 2, "status": "0xc1000102"},
-                       {"function": "PrCallDispatch", "nothing": true}])");
-        EXPECT_EQ(ask(L"dg1", "guid-2"), 0u);
-        set_faults(R"([{"function": "PsCreatePropset", "call": 2, "status": "0xc1000102"},
-                       {"function": "PrCallDispatch", "status": "0x2a"}])");
-        EXPECT_EQ(ask(L"dg1", "guid-2"), 1u);
+        set_faults(fault_plan({no_output_set, methods_succeed}));
+        EXPECT_EQ(get_availability(L"dg1", "guid-2"), FARLO_SUCCESS);
+        set_faults(fault_plan({no_output_set, methods_return(unknown_failure)}));
+        EXPECT_EQ(get_availability(L"dg1", "guid-2"), FARLO_NOT_FOUND);
         EXPECT_TRUE(total.untouched());
         EXPECT_TRUE(live.untouched());
         expect_log({entering, exiting, entering, exiting});
     });
 }
 
-// Without an exit line, with the numbers delivered.
-TEST_F(DiskAvailability, IsNotConnectedWhenTheConnectionDrops) {
+// No exit line is logged.
+TEST_F(GetDgDiskAvailability, ReturnsNotConnectedWhenConnectionDrops) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "PrCallDispatch", "nothing": true, "drop": true}])");
-        const MethodResults results(dll().module(), both_counts);
-        EXPECT_EQ(ask(L"dg1", "guid-2"), 20u);
+        set_faults(fault_plan({methods_succeed_and_drop}));
+        const MethodResults results(dll().module(), add_both_counts);
+        EXPECT_EQ(get_availability(L"dg1", "guid-2"), FARLO_NOT_CONNECTED);
         expect_log({entering});
     });
 }
 
-TEST_F(DiskAvailability, DeliversTheNumbersWhenTheConnectionDrops) {
+TEST_F(GetDgDiskAvailability, ProvidesCountsWhenConnectionDrops) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "PrCallDispatch", "nothing": true, "drop": true}])");
-        const MethodResults results(dll().module(), both_counts);
-        EXPECT_EQ(ask(L"dg1", "guid-2"), 20u);
+        set_faults(fault_plan({methods_succeed_and_drop}));
+        const MethodResults results(dll().module(), add_both_counts);
+        EXPECT_EQ(get_availability(L"dg1", "guid-2"), FARLO_NOT_CONNECTED);
         EXPECT_EQ(*total.as<std::uint32_t>(), 12u);
         EXPECT_EQ(*live.as<std::uint32_t>(), 11u);
         expect_log({entering});
     });
 }
 
-TEST_F(DiskAvailability, IsNotConnectedWhateverFailedMeanwhile) {
+TEST_F(GetDgDiskAvailability, ReturnsNotConnectedWhenConnectionDropsDuringFailedCall) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "PrCallDispatch", "status": "0xc1000001"}])");
+        set_faults(fault_plan({methods_return(bus_provider_failed)}));
         {
             const MethodResults dropping(dll().module(), [&](opal_propset) { disconnect(); });
-            EXPECT_EQ(ask(L"dg1", "guid-2"), 20u);
+            EXPECT_EQ(get_availability(L"dg1", "guid-2"), FARLO_NOT_CONNECTED);
         }
         EXPECT_TRUE(total.untouched());
         EXPECT_TRUE(live.untouched());
@@ -237,53 +235,53 @@ TEST_F(DiskAvailability, IsNotConnectedWhateverFailedMeanwhile) {
     });
 }
 
-TEST_F(DiskAvailability, IsNotConnectedWhenASearchFailsMeanwhile) {
+TEST_F(GetDgDiskAvailability, ReturnsNotConnectedWhenConnectionDropsDuringFailedSearch) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "ObGetProperty", "property": "Name", "drop": true}])");
-        EXPECT_EQ(ask(L"nowhere", nullptr), 20u);
+        set_faults(fault_plan({dropping(reading("Name"))}));
+        EXPECT_EQ(get_availability(L"nowhere", nullptr), FARLO_NOT_CONNECTED);
         EXPECT_TRUE(total.untouched());
         EXPECT_TRUE(live.untouched());
     });
 }
 
-TEST_F(DiskAvailability, FailsWithoutMemoryForTheGuid) {
+TEST_F(GetDgDiskAvailability, FailsWithoutMemoryForGuid) {
     at_every_threshold([&] {
         heap().fail(1);
-        EXPECT_EQ(ask(L"dg1", "guid-2"), 17u);
+        EXPECT_EQ(get_availability(L"dg1", "guid-2"), FARLO_NO_GUID_MEMORY);
         expect_calls({});
         expect_log({entering, exiting});
     });
 }
 
-TEST_F(DiskAvailability, FailsWithoutAnInputSet) {
+TEST_F(GetDgDiskAvailability, FailsWithoutInputSet) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "PsCreatePropset", "call": 1, "status": "0xc1000102"}])");
-        EXPECT_EQ(ask(L"dg1", "guid-2"), 18u);
+        set_faults(fault_plan({no_input_set}));
+        EXPECT_EQ(get_availability(L"dg1", "guid-2"), FARLO_EXCEPTION);
         expect_calls({cluster_service()});
         expect_log({entering, {6, "API_TRY_CATCH_FAILED "}, exiting});
     });
 }
 
-TEST_F(DiskAvailability, TakesNoNarrowNameBesideAGuid) {
+TEST_F(GetDgDiskAvailability, AcceptsNullNarrowNameWithGuid) {
     once([&] {
-        set_answer();
+        set_faults(fault_plan({methods_succeed}));
         EXPECT_EQ(FARLO(GetDgDiskAvailabilityA)(handle, nullptr, "guid-2",
                                                 total.as<std::uint32_t>(),
                                                 live.as<std::uint32_t>()),
-                  0u);
-        expect_calls({cluster_service(), query("", "0x0")});
+                  FARLO_SUCCESS);
+        expect_calls({cluster_service(), query("", bus_success)});
     });
 }
 
-TEST_F(DiskAvailability, EndsWellWhicheverAllocationFails) {
-    const auto answers = answers_at_every_allocation([&] {
-        set_answer();
+TEST_F(GetDgDiskAvailability, SurvivesEveryAllocationFailure) {
+    const auto results = answers_at_every_allocation([&] {
+        set_faults(fault_plan({methods_succeed}));
         return FARLO(GetDgDiskAvailabilityA)(handle, "dg1", nullptr, total.as<std::uint32_t>(),
                                              live.as<std::uint32_t>());
     });
-    EXPECT_GT(answers.size(), 2u);
-    // A number that is not read for want of memory is left as it was.
-    EXPECT_THAT(answers, testing::Contains(testing::Ne(0u)));
+    EXPECT_GT(results.size(), 2u);
+    // Without memory to read a count the call succeeds and leaves the count unchanged.
+    EXPECT_THAT(results, testing::Contains(testing::Ne(FARLO_SUCCESS)));
 }
 
 }  // namespace

@@ -1,14 +1,15 @@
 // GetDgStateExW.
 #include "bus_lines.h"
 #include "farlo_test.h"
+#include "fault_rules.h"
 
 namespace {
 
 using namespace support;
 
-class GroupStateEx : public FarloTest {
+class GetDgStateEx : public FarloTest {
   protected:
-    GroupStateEx() {
+    GetDgStateEx() {
         scenario = R"({"disk_groups": [
             {"name": "local", "dgid": "guid-1", "type": 1, "imported": true},
             {"name": "shared", "dgid": "guid-8", "type": 8},
@@ -16,44 +17,44 @@ class GroupStateEx : public FarloTest {
              "properties": {"imported": {"type": "UINT32", "value": 1}}}]})";
     }
 
-    std::uint32_t ask(const wchar_t* name, const char* guid) {
+    std::uint32_t get_state(const wchar_t* name, const char* guid) {
         return FARLO(GetDgStateExW)(handle, name, guid, state.data());
     }
 
     GuardedBuffer state{1};
 };
 
-const std::string all_groups = "DbGetObjects tamo_ztvm_diskgroup -> 0x0 [@local @shared @typed]";
+const std::string all_groups = groups("@local @shared @typed");
 
-TEST_F(GroupStateEx, ReadsTheGroupsOwnWordByGuid) {
+TEST_F(GetDgStateEx, ReadsImportedPropertyOfGroupByGuid) {
     at_every_threshold([&] {
-        EXPECT_EQ(ask(L"another", "GUID-1"), 0u);
+        EXPECT_EQ(get_state(L"another", "GUID-1"), FARLO_SUCCESS);
         EXPECT_EQ(*state.data(), 1);
-        expect_calls({all_groups, read("local", "LDM DG TYPE", "UINT32 1"),
-                      read("local", "dgid", "STR \"guid-1\""),
-                      read("local", "imported", "BOOLEAN true")});
+        expect_calls({all_groups, read_type("local", group_type::local),
+                      read("local", "dgid", str("guid-1")),
+                      read("local", "imported", boolean(true))});
         expect_log({{4, "Entering GetDgStatExeW - another"}, {4, "Exiting GetDgStateExW"}});
     });
 }
 
-TEST_F(GroupStateEx, ReadsTheGroupsOwnWordByName) {
+TEST_F(GetDgStateEx, ReadsImportedPropertyOfGroupByName) {
     at_every_threshold([&] {
-        EXPECT_EQ(ask(L"shared", nullptr), 0u);
+        EXPECT_EQ(get_state(L"shared", nullptr), FARLO_SUCCESS);
         EXPECT_EQ(*state.data(), 0);
-        expect_calls({all_groups, read("local", "LDM DG TYPE", "UINT32 1"),
-                      read("local", "Name", "WSTR \"local\""),
-                      read("shared", "LDM DG TYPE", "UINT32 8"),
-                      read("shared", "Name", "WSTR \"shared\""),
-                      read("shared", "imported", "BOOLEAN false")});
+        expect_calls(
+            {all_groups, read_type("local", group_type::local),
+             read("local", "Name", wstr("local")), read_type("shared", group_type::cluster_shared),
+             read("shared", "Name", wstr("shared")), read("shared", "imported", boolean(false))});
         expect_log({{4, "Entering GetDgStatExeW - shared"}, {4, "Exiting GetDgStateExW"}});
     });
 }
 
-TEST_F(GroupStateEx, WantsAConnectedHandle) {
+TEST_F(GetDgStateEx, RequiresConnectedHandle) {
     at_every_threshold([&] {
-        EXPECT_EQ(FARLO(GetDgStateExW)(nullptr, L"local", nullptr, state.data()), 100u);
+        EXPECT_EQ(FARLO(GetDgStateExW)(nullptr, L"local", nullptr, state.data()),
+                  FARLO_NULL_HANDLE);
         disconnect();
-        EXPECT_EQ(ask(L"local", nullptr), 20u);
+        EXPECT_EQ(get_state(L"local", nullptr), FARLO_NOT_CONNECTED);
         EXPECT_TRUE(state.untouched());
         expect_calls({});
         expect_log({{4, "Entering GetDgStatExeW - local"},
@@ -63,20 +64,20 @@ TEST_F(GroupStateEx, WantsAConnectedHandle) {
     });
 }
 
-TEST_F(GroupStateEx, WantsRoomForTheState) {
+TEST_F(GetDgStateEx, RejectsNullState) {
     at_every_threshold([&] {
-        EXPECT_EQ(FARLO(GetDgStateExW)(handle, L"local", nullptr, nullptr), 19u);
+        EXPECT_EQ(FARLO(GetDgStateExW)(handle, L"local", nullptr, nullptr), FARLO_MISSING_ARGUMENT);
         expect_calls({});
         expect_log({{4, "Entering GetDgStatExeW - local"},
                     {0, "GetDgStateExW() failed , pState == NULL, error=(0x13) "}});
     });
 }
 
-// Without an exit line.
-TEST_F(GroupStateEx, EndsAtAFailedLookup) {
+// No exit line is logged.
+TEST_F(GetDgStateEx, ReturnsStatusOfFailedSearch) {
     at_every_threshold([&] {
-        EXPECT_EQ(ask(L"", nullptr), 19u);
-        EXPECT_EQ(ask(nullptr, "nowhere"), 1u);
+        EXPECT_EQ(get_state(L"", nullptr), FARLO_MISSING_ARGUMENT);
+        EXPECT_EQ(get_state(nullptr, "nowhere"), FARLO_NOT_FOUND);
         EXPECT_TRUE(state.untouched());
         expect_log({{4, "Entering GetDgStatExeW - "},
                     {0, "GetDgStateExW():GetDgObjId() failed, error=(0x13) "},
@@ -86,9 +87,9 @@ TEST_F(GroupStateEx, EndsAtAFailedLookup) {
     });
 }
 
-TEST_F(GroupStateEx, FailsWhenTheWordIsOfAnotherType) {
+TEST_F(GetDgStateEx, FailsWhenPropertyHasAnotherType) {
     at_every_threshold([&] {
-        EXPECT_EQ(ask(nullptr, "guid-9"), 18u);
+        EXPECT_EQ(get_state(nullptr, "guid-9"), FARLO_EXCEPTION);
         EXPECT_TRUE(state.untouched());
         expect_log({{4, "Entering GetDgStatExeW - (null)"},
                     {6, "API_TRY_CATCH_FAILED "},
@@ -97,10 +98,10 @@ TEST_F(GroupStateEx, FailsWhenTheWordIsOfAnotherType) {
     });
 }
 
-TEST_F(GroupStateEx, IsNotConnectedWhenTheConnectionDrops) {
+TEST_F(GetDgStateEx, ReturnsNotConnectedWhenConnectionDrops) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "ObGetProperty", "property": "imported", "drop": true}])");
-        EXPECT_EQ(ask(nullptr, "guid-8"), 20u);
+        set_faults(fault_plan({dropping(reading("imported"))}));
+        EXPECT_EQ(get_state(nullptr, "guid-8"), FARLO_NOT_CONNECTED);
         EXPECT_EQ(*state.data(), 0);
         expect_log({{4, "Entering GetDgStatExeW - (null)"},
                     {0, "GetDgStateExW() failed, error=(0x14) "},
@@ -108,11 +109,13 @@ TEST_F(GroupStateEx, IsNotConnectedWhenTheConnectionDrops) {
     });
 }
 
-TEST_F(GroupStateEx, IsNotConnectedWhenAFailedReadDropsTheConnection) {
+TEST_F(GetDgStateEx, ReturnsNotConnectedWhenConnectionDropsDuringFailedRead) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "ObGetProperty", "property": "imported", "nothing": true,
-                        "drop": true}])");
-        EXPECT_EQ(ask(nullptr, "guid-8"), 20u);
+        set_faults(fault_plan({{.function = "ObGetProperty",
+                                .property = "imported",
+                                .succeeds_empty = true,
+                                .drops = true}}));
+        EXPECT_EQ(get_state(nullptr, "guid-8"), FARLO_NOT_CONNECTED);
         EXPECT_TRUE(state.untouched());
         expect_log({{4, "Entering GetDgStatExeW - (null)"},
                     {6, "API_TRY_CATCH_FAILED "},
@@ -121,28 +124,29 @@ TEST_F(GroupStateEx, IsNotConnectedWhenAFailedReadDropsTheConnection) {
     });
 }
 
-// A failed search is told as it is: the connection is looked at behind it only.
-TEST_F(GroupStateEx, TellsAFailedLookupWhenTheConnectionDrops) {
+// The connection is checked only after a successful search.
+TEST_F(GetDgStateEx, ReturnsNotFoundWhenConnectionDropsDuringFailedSearch) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "ObGetProperty", "property": "dgid", "drop": true}])");
-        EXPECT_EQ(ask(nullptr, "nowhere"), 1u);
+        set_faults(fault_plan({dropping(reading("dgid"))}));
+        EXPECT_EQ(get_state(nullptr, "nowhere"), FARLO_NOT_FOUND);
         EXPECT_TRUE(state.untouched());
     });
 }
 
-TEST_F(GroupStateEx, EndsWellWhicheverAllocationFails) {
-    const auto answers = answers_at_every_allocation([&] {
-        GuardedBuffer one{1};
-        const std::uint32_t status = FARLO(GetDgStateExW)(handle, L"local", nullptr, one.data());
-        if (status == 0) {
-            EXPECT_EQ(*one.data(), 1);
+TEST_F(GetDgStateEx, FailsCleanlyWhenAnyAllocationFails) {
+    const auto results = answers_at_every_allocation([&] {
+        GuardedBuffer received{1};
+        const std::uint32_t status =
+            FARLO(GetDgStateExW)(handle, L"local", nullptr, received.data());
+        if (status == FARLO_SUCCESS) {
+            EXPECT_EQ(*received.data(), 1);
         } else {
-            EXPECT_TRUE(one.untouched());
+            EXPECT_TRUE(received.untouched());
         }
         return status;
     });
-    EXPECT_THAT(answers, testing::Not(testing::IsEmpty()));
-    EXPECT_THAT(answers, testing::Each(testing::Ne(0u)));
+    EXPECT_THAT(results, testing::Not(testing::IsEmpty()));
+    EXPECT_THAT(results, testing::Each(testing::Ne(FARLO_SUCCESS)));
 }
 
 }  // namespace

@@ -1,22 +1,22 @@
 // GetDgState.
 #include "bus_lines.h"
 #include "farlo_test.h"
+#include "fault_rules.h"
+#include "journal_lines.h"
 #include "kernel_journal.h"
 
 namespace {
 
 using namespace support;
 
-const std::string allocate = "VirtualAlloc 308 0x1000 0x4 -> page";
-const std::string open = "ZwOpenFile \\Device\\DmControl\\DmInfo 0x40 0x100003 0x3 0x10 -> 0x0 0x0";
-
-std::string control(const std::string& guid, const std::string& result) {
-    return "control 0xd903f080 \"" + guid + "\" 0 -> " + result;
+// The request to the driver.
+std::string query(const std::string& guid, std::int32_t returned = native::success) {
+    return control(control_code::query_group_state, guid, 0, returned);
 }
 
-class GroupState : public FarloTest {
+class GetDgState : public FarloTest {
   protected:
-    GroupState() {
+    GetDgState() {
         scenario = R"({"disk_groups": [
             {"name": "local", "dgid": "guid-1", "type": 1, "imported": true},
             {"name": "dg1", "dgid": "guid-2", "type": 2},
@@ -24,11 +24,11 @@ class GroupState : public FarloTest {
             {"name": "untold", "dgid": "guid-9", "without": ["imported"]}]})";
     }
 
-    std::uint32_t ask(const wchar_t* name, const char* guid) {
+    std::uint32_t get_state(const wchar_t* name, const char* guid) {
         return FARLO(GetDgStateW)(handle, name, guid, state.data());
     }
 
-    // Nothing left, and no fault in a request.
+    // These lines, no invalid request, and every page freed.
     void expect_journal(const KernelJournal& journal, const Lines& wanted) {
         EXPECT_EQ(journal.lines, wanted);
         EXPECT_EQ(journal.faults(), Lines{});
@@ -38,13 +38,22 @@ class GroupState : public FarloTest {
     GuardedBuffer state{1};
 };
 
-const Lines all_groups = {"DbGetObjects tamo_ztvm_diskgroup -> 0x0 [@local @dg1 @gone @untold]"};
-const Lines look_at_local = {read("local", "LDM DG TYPE", "UINT32 1"),
-                             read("local", "dgid", "STR \"guid-1\"")};
-const Lines look_at_dg1 = {read("dg1", "LDM DG TYPE", "UINT32 2"),
-                           read("dg1", "dgid", "STR \"guid-2\"")};
+const Lines all_groups = {groups("@local @dg1 @gone @untold")};
+const Lines read_local = {read_type("local", group_type::local),
+                          read("local", "dgid", str("guid-1"))};
+const Lines read_dg1 = {read_type("dg1", group_type::cluster), read("dg1", "dgid", str("guid-2"))};
 
-TEST_F(GroupState, IsImportedUnlessBitZeroOfTheReplySaysNot) {
+// A native status of the driver, the status that the call returns, and how it is logged.
+struct DriverFailure {
+    NTSTATUS native;
+    std::uint32_t status;
+    std::string logged;
+};
+const DriverFailure driver_failures[] = {
+    {native::sharing_violation, FARLO_DEVICE_SHARING_VIOLATION, "0x17"},
+    {native::unsuccessful, FARLO_DEVICE_FAILED, "0x18"}};
+
+TEST_F(GetDgState, ReportsImportedUnlessBitZeroOfReplyIsSet) {
     struct Reply {
         std::uint8_t byte;
         std::uint8_t imported;
@@ -52,37 +61,37 @@ TEST_F(GroupState, IsImportedUnlessBitZeroOfTheReplySaysNot) {
     for (const Reply reply : {Reply{0x00, 1}, Reply{0x01, 0}, Reply{0xFE, 1}, Reply{0xFF, 0}}) {
         at_every_threshold([&] {
             KernelJournal journal(dll().module(), clock());
-            journal.controls = {{0, 0, reply.byte}};
-            EXPECT_EQ(ask(L"dg1", "guid-2"), 0u);
+            journal.controls = {{.reply = reply.byte}};
+            EXPECT_EQ(get_state(L"dg1", "guid-2"), FARLO_SUCCESS);
             EXPECT_EQ(*state.data(), reply.imported);
             expect_calls({});
             expect_journal(journal,
-                           {allocate, open, control("guid-2", "0x0 0x0"), "VirtualFree page"});
+                           {allocate_page, open_info_device(), query("guid-2"), free_page});
             expect_log({{4, "Entering GetDgStateW - dg1"}, {4, "Exiting GetDgStateW"}});
         });
     }
 }
 
-// Any group, not only cluster groups.
-TEST_F(GroupState, FindsEveryGroupByName) {
+// Unlike searches for cluster groups only.
+TEST_F(GetDgState, FindsLocalGroupByName) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
-        EXPECT_EQ(FARLO(GetDgStateA)(handle, "LOCAL", nullptr, state.data()), 0u);
+        EXPECT_EQ(FARLO(GetDgStateA)(handle, "LOCAL", nullptr, state.data()), FARLO_SUCCESS);
         EXPECT_EQ(*state.data(), 1);
-        expect_calls(all_groups + Lines{read("local", "LDM DG TYPE", "UINT32 1"),
-                                        read("local", "Name", "WSTR \"local\""),
-                                        read("local", "dgid", "STR \"guid-1\"")});
-        expect_journal(journal, {allocate, open, control("guid-1", "0x0 0x0"), "VirtualFree page"});
+        expect_calls(all_groups + Lines{read_type("local", group_type::local),
+                                        read("local", "Name", wstr("local")),
+                                        read("local", "dgid", str("guid-1"))});
+        expect_journal(journal, {allocate_page, open_info_device(), query("guid-1"), free_page});
         expect_log({{4, "Entering GetDgStateW - LOCAL"}, {4, "Exiting GetDgStateW"}});
     });
 }
 
-TEST_F(GroupState, WantsAConnectedHandle) {
+TEST_F(GetDgState, RequiresConnectedHandle) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
-        EXPECT_EQ(FARLO(GetDgStateW)(nullptr, L"dg1", "guid-2", state.data()), 100u);
+        EXPECT_EQ(FARLO(GetDgStateW)(nullptr, L"dg1", "guid-2", state.data()), FARLO_NULL_HANDLE);
         disconnect();
-        EXPECT_EQ(ask(L"dg1", "guid-2"), 20u);
+        EXPECT_EQ(get_state(L"dg1", "guid-2"), FARLO_NOT_CONNECTED);
         EXPECT_TRUE(state.untouched());
         expect_journal(journal, {});
         expect_log({{4, "Entering GetDgStateW - dg1"},
@@ -92,17 +101,17 @@ TEST_F(GroupState, WantsAConnectedHandle) {
     });
 }
 
-TEST_F(GroupState, WantsRoomForTheState) {
+TEST_F(GetDgState, RejectsNullState) {
     at_every_threshold([&] {
-        EXPECT_EQ(FARLO(GetDgStateW)(handle, L"dg1", "guid-2", nullptr), 19u);
+        EXPECT_EQ(FARLO(GetDgStateW)(handle, L"dg1", "guid-2", nullptr), FARLO_MISSING_ARGUMENT);
         expect_log({{4, "Entering GetDgStateW - dg1"},
                     {0, "GetDgStateW() failed , pState == NULL, error=(0x13) "}});
     });
 }
 
-TEST_F(GroupState, WantsANameOrAGuid) {
+TEST_F(GetDgState, RequiresNameOrGuid) {
     at_every_threshold([&] {
-        EXPECT_EQ(ask(nullptr, ""), 19u);
+        EXPECT_EQ(get_state(nullptr, ""), FARLO_MISSING_ARGUMENT);
         expect_calls({});
         expect_log({{4, "Entering GetDgStateW - (null)"},
                     {0, "GetDgStateW():SetDgGuidParam() failed, error=(0x13) "},
@@ -111,11 +120,11 @@ TEST_F(GroupState, WantsANameOrAGuid) {
     });
 }
 
-TEST_F(GroupState, RefusesTextsThatAreTooLong) {
+TEST_F(GetDgState, RejectsNameOrGuidThatIsTooLong) {
     at_every_threshold([&] {
-        EXPECT_EQ(ask(L"dg1", std::string(65, 'g').c_str()), 0x80070057u);
+        EXPECT_EQ(get_state(L"dg1", std::string(65, 'g').c_str()), FARLO_INVALID_ARGUMENT);
         EXPECT_EQ(FARLO(GetDgStateA)(handle, std::string(32, 'n').c_str(), "guid-2", state.data()),
-                  0x80070057u);
+                  FARLO_INVALID_ARGUMENT);
         EXPECT_TRUE(state.untouched());
         expect_log({{4, "Entering GetDgStateW - dg1"},
                     {0, "GetDgStateW() failed , guid string of more than 64 characters, "
@@ -126,16 +135,16 @@ TEST_F(GroupState, RefusesTextsThatAreTooLong) {
     });
 }
 
-TEST_F(GroupState, FailsWithoutMemory) {
+TEST_F(GetDgState, FailsWithoutMemory) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
         heap().fail(1);
-        EXPECT_EQ(ask(L"dg1", "guid-2"), 17u);
+        EXPECT_EQ(get_state(L"dg1", "guid-2"), FARLO_NO_GUID_MEMORY);
         heap().fail_no_more();
         journal.pages_fail = true;
-        EXPECT_EQ(ask(L"dg1", "guid-2"), 17u);
+        EXPECT_EQ(get_state(L"dg1", "guid-2"), FARLO_NO_GUID_MEMORY);
         EXPECT_TRUE(state.untouched());
-        expect_journal(journal, {"VirtualAlloc 308 0x1000 0x4 -> none"});
+        expect_journal(journal, {no_page});
         expect_log({{4, "Entering GetDgStateW - dg1"},
                     {0, "GetDgStateW():SetDgGuidParam() failed, error=(0x11) "},
                     {0, "GetDgStateW() failed, error=(0x11) "},
@@ -146,38 +155,36 @@ TEST_F(GroupState, FailsWithoutMemory) {
     });
 }
 
-// Once each: the driver is polled by the agent, not by the library.
-TEST_F(GroupState, PassesTheDriversFailureOn) {
-    const std::tuple<NTSTATUS, std::uint32_t, std::string> failures[] = {
-        {STATUS_SHARING_VIOLATION, 23, "17"}, {STATUS_UNSUCCESSFUL, 24, "18"}};
-    for (const auto& [native, wanted, text] : failures) {
-        at_every_threshold([&, native = native, wanted = wanted, text = text] {
+// There is no retry: an agent calls again when it wants to.
+TEST_F(GetDgState, ReturnsFailureOfDriverWithoutRetry) {
+    for (const DriverFailure& failure : driver_failures) {
+        at_every_threshold([&] {
             KernelJournal journal(dll().module(), clock());
-            journal.controls = {{0, native, 0}};
-            EXPECT_EQ(ask(L"dg1", "guid-2"), wanted);
+            journal.controls = {{.io_status = failure.native}};
+            EXPECT_EQ(get_state(L"dg1", "guid-2"), failure.status);
             EXPECT_TRUE(state.untouched());
             expect_calls({});
             EXPECT_EQ(journal.lines.size(), 4u);
             expect_pauses({});
             expect_log({{4, "Entering GetDgStateW - dg1"},
-                        {0, "iostatus, error=(0x" + text + ") "},
-                        {0, "GetDgStateW() failed, error=(0x" + text + ") "},
+                        {0, "iostatus, error=(" + failure.logged + ") "},
+                        {0, "GetDgStateW() failed, error=(" + failure.logged + ") "},
                         {4, "Exiting GetDgStateW"}});
         });
     }
 }
 
-TEST_F(GroupState, AsksTheServiceWithoutADriver) {
+TEST_F(GetDgState, ReadsStateFromServiceWithoutDriver) {
     const std::tuple<NTSTATUS, const char*, Lines, std::uint8_t> groups[] = {
-        {STATUS_OBJECT_NAME_NOT_FOUND, "guid-1",
-         look_at_local + Lines{read("local", "imported", "BOOLEAN true")}, 1},
-        {STATUS_OBJECT_PATH_NOT_FOUND, "guid-2",
-         look_at_local + look_at_dg1 + Lines{read("dg1", "imported", "BOOLEAN false")}, 0}};
-    for (const auto& [native, guid, reads, wanted] : groups) {
-        at_every_threshold([&, native = native, guid = guid, reads = reads, wanted = wanted] {
+        {native::object_name_not_found, "guid-1",
+         read_local + Lines{read("local", "imported", boolean(true))}, 1},
+        {native::object_path_not_found, "guid-2",
+         read_local + read_dg1 + Lines{read("dg1", "imported", boolean(false))}, 0}};
+    for (const auto& [not_found, guid, reads, wanted] : groups) {
+        at_every_threshold([&, not_found = not_found, guid = guid, reads = reads, wanted = wanted] {
             KernelJournal journal(dll().module(), clock());
-            journal.opens = {{native}};
-            EXPECT_EQ(ask(L"dg1", guid), 0u);
+            journal.opens = {{.returned = not_found}};
+            EXPECT_EQ(get_state(L"dg1", guid), FARLO_SUCCESS);
             EXPECT_EQ(*state.data(), wanted);
             expect_calls(all_groups + reads);
             expect_pauses(std::vector<Pause>(3, {"Sleep", 1000}));
@@ -189,24 +196,24 @@ TEST_F(GroupState, AsksTheServiceWithoutADriver) {
     }
 }
 
-TEST_F(GroupState, AsksTheServiceAboutAGroupThatTheDriverDoesNotKnow) {
+TEST_F(GetDgState, ReadsStateFromServiceWhenDriverDoesNotKnowGroup) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.controls = {{STATUS_OBJECT_NAME_NOT_FOUND, 0, 0x01}};
-        EXPECT_EQ(ask(nullptr, "guid-1"), 0u);
+        journal.controls = {{.returned = native::object_name_not_found, .reply = 0x01}};
+        EXPECT_EQ(get_state(nullptr, "guid-1"), FARLO_SUCCESS);
         EXPECT_EQ(*state.data(), 1);
-        expect_calls(all_groups + look_at_local + Lines{read("local", "imported", "BOOLEAN true")});
+        expect_calls(all_groups + read_local + Lines{read("local", "imported", boolean(true))});
         expect_pauses({});
-        expect_journal(journal,
-                       {allocate, open, control("guid-1", "0xc0000034 0x0"), "VirtualFree page"});
+        expect_journal(journal, {allocate_page, open_info_device(),
+                                 query("guid-1", native::object_name_not_found), free_page});
     });
 }
 
-TEST_F(GroupState, FailsWhenNobodyKnowsTheGroup) {
+TEST_F(GetDgState, ReturnsNotFoundWhenNeitherDriverNorServiceKnowsGroup) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.controls = {{0, STATUS_OBJECT_NAME_NOT_FOUND, 0}};
-        EXPECT_EQ(ask(nullptr, "nowhere"), 1u);
+        journal.controls = {{.io_status = native::object_name_not_found}};
+        EXPECT_EQ(get_state(nullptr, "nowhere"), FARLO_NOT_FOUND);
         EXPECT_TRUE(state.untouched());
         EXPECT_EQ(journal.live_pages(), 0u);
         expect_log({{4, "Entering GetDgStateW - (null)"},
@@ -218,12 +225,12 @@ TEST_F(GroupState, FailsWhenNobodyKnowsTheGroup) {
     });
 }
 
-// An excluded type is one failure among others: 1, not 40.
-TEST_F(GroupState, FailsForAnExcludedGroupOfTheService) {
+// Every failed search is FARLO_NOT_FOUND, also one that ends at an excluded type.
+TEST_F(GetDgState, ReturnsNotFoundForGroupOfExcludedType) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.controls = {{0, STATUS_OBJECT_NAME_NOT_FOUND, 0}};
-        EXPECT_EQ(ask(nullptr, "guid-7"), 1u);
+        journal.controls = {{.io_status = native::object_name_not_found}};
+        EXPECT_EQ(get_state(nullptr, "guid-7"), FARLO_NOT_FOUND);
         expect_log({{4, "Entering GetDgStateW - (null)"},
                     {0, "iostatus, error=(0x1) "},
                     {0, "GetDgObjIdByGuid() failed , DG_TYPENAME not found in OPAL, error=(0x28)"},
@@ -233,11 +240,11 @@ TEST_F(GroupState, FailsForAnExcludedGroupOfTheService) {
     });
 }
 
-TEST_F(GroupState, FailsWhenTheServiceTellsNoState) {
+TEST_F(GetDgState, FailsWhenServiceReportsNoState) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.controls = {{0, STATUS_OBJECT_NAME_NOT_FOUND, 0}};
-        EXPECT_EQ(ask(nullptr, "guid-9"), 18u);
+        journal.controls = {{.io_status = native::object_name_not_found}};
+        EXPECT_EQ(get_state(nullptr, "guid-9"), FARLO_EXCEPTION);
         EXPECT_TRUE(state.untouched());
         expect_log({{4, "Entering GetDgStateW - (null)"},
                     {0, "iostatus, error=(0x1) "},
@@ -247,12 +254,12 @@ TEST_F(GroupState, FailsWhenTheServiceTellsNoState) {
     });
 }
 
-TEST_F(GroupState, IsNotConnectedWhenTheConnectionDrops) {
+TEST_F(GetDgState, ReturnsNotConnectedWhenConnectionDrops) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.controls = {{0, STATUS_OBJECT_NAME_NOT_FOUND, 0}};
-        set_faults(R"([{"function": "ObGetProperty", "property": "imported", "drop": true}])");
-        EXPECT_EQ(ask(nullptr, "guid-1"), 20u);
+        journal.controls = {{.io_status = native::object_name_not_found}};
+        set_faults(fault_plan({dropping(reading("imported"))}));
+        EXPECT_EQ(get_state(nullptr, "guid-1"), FARLO_NOT_CONNECTED);
         EXPECT_EQ(*state.data(), 1);
         expect_log({{4, "Entering GetDgStateW - (null)"},
                     {0, "iostatus, error=(0x1) "},
@@ -261,45 +268,44 @@ TEST_F(GroupState, IsNotConnectedWhenTheConnectionDrops) {
     });
 }
 
-// The search in the service goes by what the caller gave, not by the GUID found.
-TEST_F(GroupState, AsksTheServiceByNameForOneWithoutAGuid) {
+// The service is searched by the caller's name again, not by the GUID that was found.
+TEST_F(GetDgState, SearchesServiceByNameWhenGivenNoGuid) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.controls = {{0, STATUS_OBJECT_NAME_NOT_FOUND, 0}};
-        EXPECT_EQ(ask(L"local", ""), 0u);
+        journal.controls = {{.io_status = native::object_name_not_found}};
+        EXPECT_EQ(get_state(L"local", ""), FARLO_SUCCESS);
         EXPECT_EQ(*state.data(), 1);
-        const Lines by_name = all_groups + Lines{read("local", "LDM DG TYPE", "UINT32 1"),
-                                                 read("local", "Name", "WSTR \"local\"")};
-        expect_calls(by_name + Lines{read("local", "dgid", "STR \"guid-1\"")} + by_name +
-                     Lines{read("local", "imported", "BOOLEAN true")});
+        const Lines by_name = all_groups + Lines{read_type("local", group_type::local),
+                                                 read("local", "Name", wstr("local"))};
+        expect_calls(by_name + Lines{read("local", "dgid", str("guid-1"))} + by_name +
+                     Lines{read("local", "imported", boolean(true))});
         expect_log({{4, "Entering GetDgStateW - local"},
                     {0, "iostatus, error=(0x1) "},
                     {4, "Exiting GetDgStateW"}});
     });
 }
 
-// Whatever the driver answered, a handle that lost its connection answers 20.
-TEST_F(GroupState, IsNotConnectedWhateverTheDriverAnswered) {
-    const std::tuple<NTSTATUS, const char*> answers[] = {
-        {0, ""}, {STATUS_SHARING_VIOLATION, "17"}, {STATUS_UNSUCCESSFUL, "18"}};
-    for (const auto& [native, text] : answers) {
-        at_every_threshold([&, native = native, text = text] {
+TEST_F(GetDgState, ReturnsNotConnectedForEveryResultOfDriverWhenConnectionDrops) {
+    const DriverFailure no_failure{native::success, FARLO_SUCCESS, ""};
+    for (const DriverFailure& result : {no_failure, driver_failures[0], driver_failures[1]}) {
+        at_every_threshold([&] {
             KernelJournal journal(dll().module(), clock());
-            journal.controls = {{0, native, 0x01}};
-            GuardedBuffer one{1};
+            journal.controls = {{.io_status = result.native, .reply = 0x01}};
+            GuardedBuffer received{1};
             const StandIn<decltype(VirtualAlloc)> dropping(
                 dll().module(), "VirtualAlloc",
                 [&](void* address, SIZE_T size, DWORD type, DWORD protection) {
                     disconnect();
                     return dropping.real(address, size, type, protection);
                 });
-            EXPECT_EQ(FARLO(GetDgStateW)(handle, L"dg1", "guid-2", one.data()), 20u);
+            EXPECT_EQ(FARLO(GetDgStateW)(handle, L"dg1", "guid-2", received.data()),
+                      FARLO_NOT_CONNECTED);
             std::vector<Expected> wanted = {{4, "Entering GetDgStateW - dg1"}};
-            if (native == 0) {
-                EXPECT_EQ(*one.data(), 0);
+            if (result.status == FARLO_SUCCESS) {
+                EXPECT_EQ(*received.data(), 0);
             } else {
-                EXPECT_TRUE(one.untouched());
-                wanted.push_back({0, std::string("iostatus, error=(0x") + text + ") "});
+                EXPECT_TRUE(received.untouched());
+                wanted.push_back({0, "iostatus, error=(" + result.logged + ") "});
             }
             wanted.push_back({0, "GetDgStateW() failed, error=(0x14) "});
             wanted.push_back({4, "Exiting GetDgStateW"});
@@ -308,42 +314,40 @@ TEST_F(GroupState, IsNotConnectedWhateverTheDriverAnswered) {
     }
 }
 
-TEST_F(GroupState, IsNotConnectedWhenASearchFailsMeanwhile) {
+TEST_F(GetDgState, ReturnsNotConnectedWhenConnectionDropsDuringFailedSearch) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.controls = {{0, STATUS_OBJECT_NAME_NOT_FOUND, 0}};
-        set_faults(R"([{"function": "ObGetProperty", "property": "dgid", "drop": true}])");
-        EXPECT_EQ(ask(nullptr, "nowhere"), 20u);
+        journal.controls = {{.io_status = native::object_name_not_found}};
+        set_faults(fault_plan({dropping(reading("dgid"))}));
+        EXPECT_EQ(get_state(nullptr, "nowhere"), FARLO_NOT_CONNECTED);
         EXPECT_TRUE(state.untouched());
     });
 }
 
-TEST_F(GroupState, PassesOnThatTheDeviceCannotBeOpened) {
-    const std::tuple<NTSTATUS, std::uint32_t, std::string> failures[] = {
-        {STATUS_SHARING_VIOLATION, 23, "17"}, {STATUS_UNSUCCESSFUL, 24, "18"}};
-    for (const auto& [native, wanted, text] : failures) {
-        at_every_threshold([&, native = native, wanted = wanted, text = text] {
+TEST_F(GetDgState, ReturnsWhyDeviceCannotBeOpened) {
+    for (const DriverFailure& failure : driver_failures) {
+        at_every_threshold([&] {
             KernelJournal journal(dll().module(), clock());
-            journal.opens = {{native}};
-            EXPECT_EQ(ask(L"dg1", "guid-2"), wanted);
+            journal.opens = {{.returned = failure.native}};
+            EXPECT_EQ(get_state(L"dg1", "guid-2"), failure.status);
             EXPECT_TRUE(state.untouched());
             expect_calls({});
             expect_pauses(std::vector<Pause>(3, {"Sleep", 1000}));
             EXPECT_EQ(journal.live_pages(), 0u);
             expect_log({{4, "Entering GetDgStateW - dg1"},
-                        {0, "iostatus, error=(0x" + text + ") "},
-                        {0, "GetDgStateW() failed, error=(0x" + text + ") "},
+                        {0, "iostatus, error=(" + failure.logged + ") "},
+                        {0, "GetDgStateW() failed, error=(" + failure.logged + ") "},
                         {4, "Exiting GetDgStateW"}});
         });
     }
 }
 
-TEST_F(GroupState, FailsWhenTheServicesWordIsOfAnotherType) {
+TEST_F(GetDgState, FailsWhenPropertyOfServiceHasAnotherType) {
     at_every_threshold([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.controls = {{0, STATUS_OBJECT_NAME_NOT_FOUND, 0}};
-        set_faults(R"([{"function": "ObGetProperty", "property": "imported", "as": "UINT32"}])");
-        EXPECT_EQ(ask(nullptr, "guid-1"), 18u);
+        journal.controls = {{.io_status = native::object_name_not_found}};
+        set_faults(fault_plan({with_type(reading("imported"), "UINT32")}));
+        EXPECT_EQ(get_state(nullptr, "guid-1"), FARLO_EXCEPTION);
         EXPECT_TRUE(state.untouched());
         expect_log({{4, "Entering GetDgStateW - (null)"},
                     {0, "iostatus, error=(0x1) "},
@@ -353,22 +357,22 @@ TEST_F(GroupState, FailsWhenTheServicesWordIsOfAnotherType) {
     });
 }
 
-TEST_F(GroupState, EndsWellWhicheverAllocationFails) {
-    const auto answers = answers_at_every_allocation([&] {
+TEST_F(GetDgState, FailsCleanlyWhenAnyAllocationFails) {
+    const auto results = answers_at_every_allocation([&] {
         KernelJournal journal(dll().module(), clock());
-        journal.controls = {{0, STATUS_OBJECT_NAME_NOT_FOUND, 0}};
-        GuardedBuffer one{1};
-        const std::uint32_t status = FARLO(GetDgStateA)(handle, "local", nullptr, one.data());
-        if (status == 0) {
-            EXPECT_EQ(*one.data(), 1);
+        journal.controls = {{.io_status = native::object_name_not_found}};
+        GuardedBuffer received{1};
+        const std::uint32_t status = FARLO(GetDgStateA)(handle, "local", nullptr, received.data());
+        if (status == FARLO_SUCCESS) {
+            EXPECT_EQ(*received.data(), 1);
         } else {
-            EXPECT_TRUE(one.untouched());
+            EXPECT_TRUE(received.untouched());
         }
         EXPECT_EQ(journal.live_pages(), 0u);
         return status;
     });
-    EXPECT_GT(answers.size(), 2u);
-    EXPECT_THAT(answers, testing::Each(testing::Ne(0u)));
+    EXPECT_GT(results.size(), 2u);
+    EXPECT_THAT(results, testing::Each(testing::Ne(FARLO_SUCCESS)));
 }
 
 }  // namespace
