@@ -1,6 +1,7 @@
 // ClusterServiceState.
 #include "bus_lines.h"
 #include "farlo_test.h"
+#include "fault_rules.h"
 #include "method_results.h"
 
 namespace {
@@ -9,39 +10,39 @@ using namespace support;
 
 class ClusterServiceState : public FarloTest {
   protected:
-    static std::string send(const std::string& state, const std::string& status) {
-        return invoke("service", volume_manager_methods, 2028, "\"ServiceState\": UINT32 " + state,
-                      status);
+    // The method call that sends a state.
+    static std::string send(std::uint32_t state, std::uint32_t status) {
+        return invoke("service", method::set_cluster_service_state,
+                      "\"ServiceState\": " + uint32(state), status);
     }
 };
 
 const Expected entering{4, "Entering ClusterServiceState"};
 const Expected exiting{4, "Exiting ClusterServiceState"};
 
-TEST_F(ClusterServiceState, SendsTheStateToTheClusterService) {
-    const std::pair<std::uint32_t, std::string> states[] = {{0, "0"}, {0x80000001, "2147483649"}};
-    for (const auto& [state, text] : states) {
-        at_every_threshold([&, state = state, text = text] {
-            set_faults(R"([{"function": "PrCallDispatch", "nothing": true}])");
-            EXPECT_EQ(FARLO(ClusterServiceStateW)(handle, state), 0u);
-            expect_calls({cluster_service(), send(text, "0x0")});
+TEST_F(ClusterServiceState, SendsStateToClusterService) {
+    for (const std::uint32_t state : {0u, 0x80000001u}) {
+        at_every_threshold([&] {
+            set_faults(fault_plan({methods_succeed}));
+            EXPECT_EQ(FARLO(ClusterServiceStateW)(handle, state), FARLO_SUCCESS);
+            expect_calls({cluster_service(), send(state, bus_success)});
             expect_log({entering, exiting});
         });
     }
 }
 
-TEST_F(ClusterServiceState, IsOneEntryWithTwoNames) {
+TEST_F(ClusterServiceState, IsOneFunctionUnderTwoNames) {
     once([&] {
         EXPECT_EQ(dll().entry<ClusterServiceStateA_fn>("ClusterServiceStateA"),
                   dll().entry<ClusterServiceStateW_fn>("ClusterServiceStateW"));
     });
 }
 
-TEST_F(ClusterServiceState, WantsAConnectedHandle) {
+TEST_F(ClusterServiceState, RequiresConnectedHandle) {
     at_every_threshold([&] {
-        EXPECT_EQ(FARLO(ClusterServiceStateW)(nullptr, 1), 100u);
+        EXPECT_EQ(FARLO(ClusterServiceStateW)(nullptr, 1), FARLO_NULL_HANDLE);
         disconnect();
-        EXPECT_EQ(FARLO(ClusterServiceStateA)(handle, 1), 20u);
+        EXPECT_EQ(FARLO(ClusterServiceStateA)(handle, 1), FARLO_NOT_CONNECTED);
         expect_calls({});
         expect_log({entering,
                     {0, "ClusterServiceState() failed , opal_handle==NULL, error=(0x64)"},
@@ -50,10 +51,10 @@ TEST_F(ClusterServiceState, WantsAConnectedHandle) {
     });
 }
 
-TEST_F(ClusterServiceState, FailsWithoutAClusterService) {
+TEST_F(ClusterServiceState, FailsWhenClusterServiceCannotBeQueried) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "DbGetObjects", "status": "0xc1000001"}])");
-        EXPECT_EQ(FARLO(ClusterServiceStateW)(handle, 1), 41u);
+        set_faults(fault_plan({{.function = "DbGetObjects", .returns = bus_provider_failed}}));
+        EXPECT_EQ(FARLO(ClusterServiceStateW)(handle, 1), FARLO_NO_CLUSTER_SERVICE);
         expect_log({entering,
                     {0, "ClusterServiceState: GetClusSvcId failed with error = 0x29"},
                     {0, "ClusterServiceState() failed, error=(0x29) "},
@@ -61,26 +62,26 @@ TEST_F(ClusterServiceState, FailsWithoutAClusterService) {
     });
 }
 
-TEST_F(ClusterServiceState, PassesTheServicesStatusOn) {
-    for (const std::string status : {"0x2a", "0x41000012"}) {
+TEST_F(ClusterServiceState, ReturnsStatusOfService) {
+    for (const std::uint32_t status : {unknown_failure, bus_same_value}) {
         at_every_threshold([&] {
-            set_faults(R"([{"function": "PrCallDispatch", "status": ")" + status + R"("}])");
-            EXPECT_EQ(FARLO(ClusterServiceStateW)(handle, 7), std::stoul(status, nullptr, 0));
-            expect_calls({cluster_service(), send("7", status)});
+            set_faults(fault_plan({methods_return(status)}));
+            EXPECT_EQ(FARLO(ClusterServiceStateW)(handle, 7), status);
+            expect_calls({cluster_service(), send(7, status)});
             expect_log({entering,
                         {4, "ClusterServiceState: DGOP_CLUSTERSERVICESTATE, CsfInvoke failed with "
                             "error = " +
-                                status + "."},
-                        {0, "ClusterServiceState() failed, error=(" + status + ") "},
+                                hex(status) + "."},
+                        {0, "ClusterServiceState() failed, error=(" + hex(status) + ") "},
                         exiting});
         });
     }
 }
 
-TEST_F(ClusterServiceState, FailsWhenTheParameterCannotBeAdded) {
+TEST_F(ClusterServiceState, FailsWhenParameterCannotBeAdded) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "PsAddProperty", "status": "0xc1000102"}])");
-        EXPECT_EQ(FARLO(ClusterServiceStateW)(handle, 7), 18u);
+        set_faults(fault_plan({{.function = "PsAddProperty", .returns = bus_no_memory}}));
+        EXPECT_EQ(FARLO(ClusterServiceStateW)(handle, 7), FARLO_EXCEPTION);
         expect_calls({cluster_service()});
         expect_log({entering,
                     {6, "API_TRY_CATCH_FAILED "},
@@ -89,20 +90,20 @@ TEST_F(ClusterServiceState, FailsWhenTheParameterCannotBeAdded) {
     });
 }
 
-// The connection is not looked at again.
-TEST_F(ClusterServiceState, SucceedsWhenTheConnectionDrops) {
+// The connection is not checked again.
+TEST_F(ClusterServiceState, SucceedsWhenConnectionDrops) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "PrCallDispatch", "nothing": true, "drop": true}])");
-        EXPECT_EQ(FARLO(ClusterServiceStateW)(handle, 7), 0u);
+        set_faults(fault_plan({methods_succeed_and_drop}));
+        EXPECT_EQ(FARLO(ClusterServiceStateW)(handle, 7), FARLO_SUCCESS);
         expect_log({entering, exiting});
     });
 }
 
-TEST_F(ClusterServiceState, LooksFiveTimesForAClusterService) {
+TEST_F(ClusterServiceState, FailsAfterFiveQueriesWithoutClusterService) {
     scenario = R"({"node": {"cluster_service": false}})";
     at_every_threshold([&] {
-        EXPECT_EQ(FARLO(ClusterServiceStateW)(handle, 1), 41u);
-        EXPECT_EQ(calls(), Lines(5, "DbGetObjects solvane_cluster_service -> 0x0 []"));
+        EXPECT_EQ(FARLO(ClusterServiceStateW)(handle, 1), FARLO_NO_CLUSTER_SERVICE);
+        EXPECT_EQ(calls(), Lines(5, objects(object_type::cluster_service, "")));
         expect_pauses(std::vector<Pause>(5, {"Sleep", 5000}));
         const Expected sleeping{6, "GetClusSvcId: Sleeping for 5 secs"};
         expect_log({entering,
@@ -117,10 +118,10 @@ TEST_F(ClusterServiceState, LooksFiveTimesForAClusterService) {
     });
 }
 
-TEST_F(ClusterServiceState, FailsWithoutAnInputSet) {
+TEST_F(ClusterServiceState, FailsWithoutInputSet) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "PsCreatePropset", "call": 1, "status": "0xc1000102"}])");
-        EXPECT_EQ(FARLO(ClusterServiceStateW)(handle, 7), 18u);
+        set_faults(fault_plan({no_input_set}));
+        EXPECT_EQ(FARLO(ClusterServiceStateW)(handle, 7), FARLO_EXCEPTION);
         expect_calls({cluster_service()});
         expect_log({entering,
                     {6, "API_TRY_CATCH_FAILED "},
@@ -129,15 +130,11 @@ TEST_F(ClusterServiceState, FailsWithoutAnInputSet) {
     });
 }
 
-TEST_F(ClusterServiceState, GoesOnWithoutAnOutputSet) {
+TEST_F(ClusterServiceState, CallsMethodWithoutOutputSet) {
     at_every_threshold([&] {
-        for (const auto& [status, wanted] :
-             {std::pair<const char*, std::uint32_t>{"0x0", 0}, {"0x2a", 0x2a}}) {
-            set_faults(std::string(R"([{"function": "PsCreatePropset", "call": 2,
-                                        "status": "0xc1000102"},
-                                       {"function": "PrCallDispatch", "status": ")") +
-                       status + "\"}]");
-            EXPECT_EQ(FARLO(ClusterServiceStateW)(handle, 7), wanted);
+        for (const std::uint32_t status : {bus_success, unknown_failure}) {
+            set_faults(fault_plan({no_output_set, methods_return(status)}));
+            EXPECT_EQ(FARLO(ClusterServiceStateW)(handle, 7), status);
         }
         expect_log({entering,
                     exiting,
@@ -147,21 +144,21 @@ TEST_F(ClusterServiceState, GoesOnWithoutAnOutputSet) {
     });
 }
 
-// The connection is not looked at again: the service's status stays.
-TEST_F(ClusterServiceState, KeepsTheServicesStatusWhenTheConnectionDrops) {
+// The connection is not checked again.
+TEST_F(ClusterServiceState, ReturnsStatusOfServiceWhenConnectionDrops) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "PrCallDispatch", "status": "0xc1000001"}])");
+        set_faults(fault_plan({methods_return(bus_provider_failed)}));
         const MethodResults dropping(dll().module(), [&](opal_propset) { disconnect(); });
-        EXPECT_EQ(FARLO(ClusterServiceStateW)(handle, 7), 0xc1000001u);
+        EXPECT_EQ(FARLO(ClusterServiceStateW)(handle, 7), bus_provider_failed);
     });
 }
 
-TEST_F(ClusterServiceState, EndsWellWhicheverAllocationFails) {
-    const auto answers = answers_at_every_allocation([&] {
-        set_faults(R"([{"function": "PrCallDispatch", "nothing": true}])");
+TEST_F(ClusterServiceState, SurvivesEveryAllocationFailure) {
+    const auto results = answers_at_every_allocation([&] {
+        set_faults(fault_plan({methods_succeed}));
         return FARLO(ClusterServiceStateW)(handle, 7);
     });
-    EXPECT_THAT(answers, testing::Contains(testing::Ne(0u)));
+    EXPECT_THAT(results, testing::Contains(testing::Ne(FARLO_SUCCESS)));
 }
 
 }  // namespace

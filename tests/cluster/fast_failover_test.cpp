@@ -1,59 +1,57 @@
 // SetFastFailoverFlagW.
 #include "bus_lines.h"
 #include "farlo_test.h"
+#include "fault_rules.h"
 #include "method_results.h"
 
 namespace {
 
 using namespace support;
 
-class FastFailover : public FarloTest {
+class SetFastFailoverFlag : public FarloTest {
   protected:
-    FastFailover() {
+    SetFastFailoverFlag() {
         scenario = R"({"disk_groups": [{"name": "local", "dgid": "guid-1", "type": 1},
                                        {"name": "gone", "dgid": "guid-7", "type": 7}]})";
     }
 
-    static std::string send(const std::string& flag, const std::string& status) {
-        return invoke("local", volume_manager_methods, 2027, "\"FastFailoverFlag\": UINT32 " + flag,
-                      status);
+    // The method call that sends a flag.
+    static std::string send(std::uint32_t flag, std::uint32_t status) {
+        return invoke("local", method::set_fast_failover_flag,
+                      "\"FastFailoverFlag\": " + uint32(flag), status);
     }
 };
 
-const char service_answers[] = R"([{"function": "PrCallDispatch", "nothing": true}])";
-const Lines find_local = {"DbGetObjects tamo_ztvm_diskgroup -> 0x0 [@local @gone]",
-                          read("local", "LDM DG TYPE", "UINT32 1"),
-                          read("local", "dgid", "STR \"guid-1\"")};
+const Lines find_local = {groups("@local @gone"), read_type("local", group_type::local),
+                          read("local", "dgid", str("guid-1"))};
 const Expected entering{4, "Entering SetFastFailoverFlag - any"};
 const Expected exiting{4, "Exiting SetFastFailoverFlag"};
 
-TEST_F(FastFailover, SendsTheFlagToTheGroup) {
-    const std::pair<std::uint32_t, std::string> flags[] = {{0, "0"}, {0xFFFFFFFF, "4294967295"}};
-    for (const auto& [flag, text] : flags) {
-        at_every_threshold([&, flag = flag, text = text] {
-            set_faults(service_answers);
-            EXPECT_EQ(FARLO(SetFastFailoverFlagW)(handle, L"any", "guid-1", flag), 0u);
-            expect_calls(find_local + Lines{send(text, "0x0")});
+TEST_F(SetFastFailoverFlag, SendsFlagToGroup) {
+    for (const std::uint32_t flag : {0u, 0xFFFFFFFFu}) {
+        at_every_threshold([&] {
+            set_faults(fault_plan({methods_succeed}));
+            EXPECT_EQ(FARLO(SetFastFailoverFlagW)(handle, L"any", "guid-1", flag), FARLO_SUCCESS);
+            expect_calls(find_local + Lines{send(flag, bus_success)});
             expect_log({entering, exiting});
         });
     }
 }
 
-TEST_F(FastFailover, FindsEveryGroupByName) {
+TEST_F(SetFastFailoverFlag, FindsLocalGroupByName) {
     at_every_threshold([&] {
-        set_faults(service_answers);
-        EXPECT_EQ(FARLO(SetFastFailoverFlagW)(handle, L"local", nullptr, 1), 0u);
-        expect_calls({"DbGetObjects tamo_ztvm_diskgroup -> 0x0 [@local @gone]",
-                      read("local", "LDM DG TYPE", "UINT32 1"),
-                      read("local", "Name", "WSTR \"local\""), send("1", "0x0")});
+        set_faults(fault_plan({methods_succeed}));
+        EXPECT_EQ(FARLO(SetFastFailoverFlagW)(handle, L"local", nullptr, 1), FARLO_SUCCESS);
+        expect_calls({groups("@local @gone"), read_type("local", group_type::local),
+                      read("local", "Name", wstr("local")), send(1, bus_success)});
     });
 }
 
-TEST_F(FastFailover, WantsAConnectedHandle) {
+TEST_F(SetFastFailoverFlag, RequiresConnectedHandle) {
     at_every_threshold([&] {
-        EXPECT_EQ(FARLO(SetFastFailoverFlagW)(nullptr, L"any", "guid-1", 1), 100u);
+        EXPECT_EQ(FARLO(SetFastFailoverFlagW)(nullptr, L"any", "guid-1", 1), FARLO_NULL_HANDLE);
         disconnect();
-        EXPECT_EQ(FARLO(SetFastFailoverFlagW)(handle, L"any", "guid-1", 1), 20u);
+        EXPECT_EQ(FARLO(SetFastFailoverFlagW)(handle, L"any", "guid-1", 1), FARLO_NOT_CONNECTED);
         expect_calls({});
         expect_log({entering,
                     {0, "SetFastFailoverFlag() failed , opal_handle==NULL, error=(0x64)"},
@@ -62,12 +60,12 @@ TEST_F(FastFailover, WantsAConnectedHandle) {
     });
 }
 
-// No method is sent, and no exit line written.
-TEST_F(FastFailover, EndsAtAFailedLookup) {
+// No method is called, and no exit line is logged.
+TEST_F(SetFastFailoverFlag, ReturnsStatusOfFailedSearch) {
     at_every_threshold([&] {
-        EXPECT_EQ(FARLO(SetFastFailoverFlagW)(handle, L"", nullptr, 1), 19u);
-        EXPECT_EQ(FARLO(SetFastFailoverFlagW)(handle, L"any", "nowhere", 1), 1u);
-        EXPECT_EQ(FARLO(SetFastFailoverFlagW)(handle, L"any", "guid-7", 1), 1u);
+        EXPECT_EQ(FARLO(SetFastFailoverFlagW)(handle, L"", nullptr, 1), FARLO_MISSING_ARGUMENT);
+        EXPECT_EQ(FARLO(SetFastFailoverFlagW)(handle, L"any", "nowhere", 1), FARLO_NOT_FOUND);
+        EXPECT_EQ(FARLO(SetFastFailoverFlagW)(handle, L"any", "guid-7", 1), FARLO_NOT_FOUND);
         EXPECT_EQ(calls_of("PrCallDispatch"), Lines{});
         expect_log({{4, "Entering SetFastFailoverFlag - "},
                     {0, "SetFastFailoverFlag():GetDgObjId() failed, error=(0x13) "},
@@ -80,27 +78,26 @@ TEST_F(FastFailover, EndsAtAFailedLookup) {
     });
 }
 
-TEST_F(FastFailover, PassesTheServicesStatusOn) {
-    for (const std::string status : {"0x2a", "0x41000012"}) {
+TEST_F(SetFastFailoverFlag, ReturnsStatusOfService) {
+    for (const std::uint32_t status : {unknown_failure, bus_same_value}) {
         at_every_threshold([&] {
-            set_faults(R"([{"function": "PrCallDispatch", "status": ")" + status + R"("}])");
-            EXPECT_EQ(FARLO(SetFastFailoverFlagW)(handle, L"any", "guid-1", 1),
-                      std::stoul(status, nullptr, 0));
-            expect_calls(find_local + Lines{send("1", status)});
+            set_faults(fault_plan({methods_return(status)}));
+            EXPECT_EQ(FARLO(SetFastFailoverFlagW)(handle, L"any", "guid-1", 1), status);
+            expect_calls(find_local + Lines{send(1, status)});
             expect_log({entering,
                         {4, "SetFastFailoverFlag: DGOP_SETFASTFAILOVERFLAG, CsfInvoke failed with "
                             "error = " +
-                                status + "."},
-                        {0, "SetFastFailoverFlag() failed, error=(" + status + ") "},
+                                hex(status) + "."},
+                        {0, "SetFastFailoverFlag() failed, error=(" + hex(status) + ") "},
                         exiting});
         });
     }
 }
 
-TEST_F(FastFailover, FailsWhenTheParameterCannotBeAdded) {
+TEST_F(SetFastFailoverFlag, FailsWhenParameterCannotBeAdded) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "PsAddProperty", "status": "0xc1000102"}])");
-        EXPECT_EQ(FARLO(SetFastFailoverFlagW)(handle, L"any", "guid-1", 1), 18u);
+        set_faults(fault_plan({{.function = "PsAddProperty", .returns = bus_no_memory}}));
+        EXPECT_EQ(FARLO(SetFastFailoverFlagW)(handle, L"any", "guid-1", 1), FARLO_EXCEPTION);
         expect_calls(find_local);
         expect_log({entering,
                     {6, "API_TRY_CATCH_FAILED "},
@@ -109,27 +106,26 @@ TEST_F(FastFailover, FailsWhenTheParameterCannotBeAdded) {
     });
 }
 
-TEST_F(FastFailover, GoesOnWithoutAnOutputSet) {
+TEST_F(SetFastFailoverFlag, ReturnsFailureOfServiceWithoutOutputSet) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "PsCreatePropset", "call": 2, "status": "0xc1000102"},
-                       {"function": "PrCallDispatch", "status": "0x2a"}])");
-        EXPECT_EQ(FARLO(SetFastFailoverFlagW)(handle, L"any", "guid-1", 1), 0x2au);
+        set_faults(fault_plan({no_output_set, methods_return(unknown_failure)}));
+        EXPECT_EQ(FARLO(SetFastFailoverFlagW)(handle, L"any", "guid-1", 1), unknown_failure);
         expect_log({entering, {0, "SetFastFailoverFlag() failed, error=(0x2a) "}, exiting});
     });
 }
 
-TEST_F(FastFailover, IsNotConnectedWhenTheConnectionDrops) {
+TEST_F(SetFastFailoverFlag, ReturnsNotConnectedWhenConnectionDrops) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "PrCallDispatch", "nothing": true, "drop": true}])");
-        EXPECT_EQ(FARLO(SetFastFailoverFlagW)(handle, L"any", "guid-1", 1), 20u);
+        set_faults(fault_plan({methods_succeed_and_drop}));
+        EXPECT_EQ(FARLO(SetFastFailoverFlagW)(handle, L"any", "guid-1", 1), FARLO_NOT_CONNECTED);
         expect_log({entering, {0, "SetFastFailoverFlag() failed, error=(0x14) "}, exiting});
     });
 }
 
-TEST_F(FastFailover, FailsWithoutAnInputSet) {
+TEST_F(SetFastFailoverFlag, FailsWithoutInputSet) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "PsCreatePropset", "call": 1, "status": "0xc1000102"}])");
-        EXPECT_EQ(FARLO(SetFastFailoverFlagW)(handle, L"any", "guid-1", 1), 18u);
+        set_faults(fault_plan({no_input_set}));
+        EXPECT_EQ(FARLO(SetFastFailoverFlagW)(handle, L"any", "guid-1", 1), FARLO_EXCEPTION);
         expect_calls(find_local);
         expect_log({entering,
                     {6, "API_TRY_CATCH_FAILED "},
@@ -138,21 +134,21 @@ TEST_F(FastFailover, FailsWithoutAnInputSet) {
     });
 }
 
-TEST_F(FastFailover, SucceedsWithoutAnOutputSet) {
+TEST_F(SetFastFailoverFlag, SucceedsWithoutOutputSet) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "PsCreatePropset", "call": 2, "status": "0xc1000102"},
-                       {"function": "PrCallDispatch", "nothing": true}])");
-        EXPECT_EQ(FARLO(SetFastFailoverFlagW)(handle, L"any", "guid-1", 1), 0u);
+        set_faults(fault_plan({no_output_set, methods_succeed}));
+        EXPECT_EQ(FARLO(SetFastFailoverFlagW)(handle, L"any", "guid-1", 1), FARLO_SUCCESS);
         expect_log({entering, exiting});
     });
 }
 
-TEST_F(FastFailover, IsNotConnectedWhateverFailedMeanwhile) {
+TEST_F(SetFastFailoverFlag, ReturnsNotConnectedWhenConnectionDropsDuringFailedCall) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "PrCallDispatch", "status": "0xc1000001"}])");
+        set_faults(fault_plan({methods_return(bus_provider_failed)}));
         {
             const MethodResults dropping(dll().module(), [&](opal_propset) { disconnect(); });
-            EXPECT_EQ(FARLO(SetFastFailoverFlagW)(handle, L"any", "guid-1", 1), 20u);
+            EXPECT_EQ(FARLO(SetFastFailoverFlagW)(handle, L"any", "guid-1", 1),
+                      FARLO_NOT_CONNECTED);
         }
         expect_log({entering,
                     {4, "SetFastFailoverFlag: DGOP_SETFASTFAILOVERFLAG, CsfInvoke failed with "
@@ -162,13 +158,13 @@ TEST_F(FastFailover, IsNotConnectedWhateverFailedMeanwhile) {
     });
 }
 
-TEST_F(FastFailover, EndsWellWhicheverAllocationFails) {
-    const auto answers = answers_at_every_allocation([&] {
-        set_faults(service_answers);
+TEST_F(SetFastFailoverFlag, FailsCleanlyWhenAnyAllocationFails) {
+    const auto results = answers_at_every_allocation([&] {
+        set_faults(fault_plan({methods_succeed}));
         return FARLO(SetFastFailoverFlagW)(handle, L"local", nullptr, 1);
     });
-    EXPECT_THAT(answers, testing::Not(testing::IsEmpty()));
-    EXPECT_THAT(answers, testing::Each(testing::Ne(0u)));
+    EXPECT_THAT(results, testing::Not(testing::IsEmpty()));
+    EXPECT_THAT(results, testing::Each(testing::Ne(FARLO_SUCCESS)));
 }
 
 }  // namespace

@@ -1,8 +1,9 @@
-// CVMClusterStart, the thread procedure that OnlineVolW runs while the cluster
-// volume manager is down. The tests take the procedure from OnlineVolW's call of
-// CreateThread and run it on their own thread.
+// CVMClusterStart, the thread procedure that OnlineVolW runs when the cluster volume manager is
+// not started. The tests get the procedure from OnlineVolW's call of CreateThread and run it on
+// their own thread.
 #include "bus_lines.h"
 #include "farlo_test.h"
+#include "fault_rules.h"
 #include "kernel_journal.h"
 #include "method_results.h"
 
@@ -12,27 +13,41 @@ namespace {
 
 using namespace support;
 
+// The start token: an event that is signalled unless a process is starting the node.
 const char token_name[] = "Global\\cvmstartevent";
 
-const std::string find_misc = "DbGetObjects tamo_ztvm_misc -> 0x0 [@misc]";
-const std::string create = "CreateMutexA Global\\cvmclusternodeMutex not owned -> mutex";
+const std::string find_misc = objects(object_type::misc, "@misc");
+// Lines of the kernel journal.
+const std::string create_mutex = "CreateMutexA Global\\cvmclusternodeMutex not owned -> mutex";
 const std::string take_mutex = "WaitForSingleObject mutex 4294967295 -> 0";
+const std::string take_abandoned_mutex = "WaitForSingleObject mutex 4294967295 -> 128";
+const std::string release_mutex = "ReleaseMutex mutex";
+const std::string close_mutex = "CloseHandle mutex";
 const std::string take_token = "WaitForSingleObject token 0 -> 0";
-const std::string no_token = "WaitForSingleObject token 0 -> 258";
+const std::string token_is_taken = "WaitForSingleObject token 0 -> 258";
+const std::string return_token = "SetEvent token";
+const std::string pause = "Sleep 1000";
 
-std::string role(unsigned value) {
-    return read("misc", "nodeRole", "UINT32 " + std::to_string(value));
+// Lines of the recorder: the node's role and status are read, the node is started.
+std::string read_role(std::uint32_t value) {
+    return read("misc", "nodeRole", uint32(value));
 }
-std::string failure(unsigned value) {
-    return read("misc", "nodeStatus", "UINT32 " + std::to_string(value));
+std::string read_status(std::uint32_t value) {
+    return read("misc", "nodeStatus", uint32(value));
 }
-std::string start(const std::string& status) {
-    return invoke("service", volume_manager_methods, 6058, "", status);
+std::string start(std::uint32_t status) {
+    return invoke("service", method::start_node, "", status);
 }
-// The node changes while the library looks on.
-std::string node_gets(const std::string& property, unsigned value) {
-    return "ObSetProperty @misc \"" + property + "\" UINT32 " + std::to_string(value) + " -> 0x0";
+// The test itself changes the node while the library waits.
+std::string node_changes(const std::string& property, std::uint32_t value) {
+    return "ObSetProperty @misc \"" + property + "\" " + uint32(value) + " -> 0x0";
 }
+
+// Values of the node's "nodeRole" and "nodeStatus". Every role but 0 means that it runs.
+constexpr std::uint32_t no_role = 0;
+constexpr std::uint32_t some_role = 1;
+constexpr std::uint32_t no_error = 0;
+constexpr std::uint32_t start_failed = 3;
 
 const std::vector<Expected> got_mutex = {
     {6, "CVMClusterStart: The Procees request ownership of mutex"},
@@ -48,17 +63,17 @@ std::vector<Expected> operator+(std::vector<Expected> left, const std::vector<Ex
     return left;
 }
 
-class NodeStart : public FarloTest {
+class CVMClusterStart : public FarloTest {
   protected:
-    // A run's body with the procedure, the token signalled, the start answered
-    // with success and not done.
+    // Runs the body with the procedure and a journal. The token is signalled before, and must be
+    // after. The service returns success for a start, but leaves the node as it is.
     using Body = std::function<void(LPTHREAD_START_ROUTINE procedure, KernelJournal& journal)>;
     void starting_at_every_threshold(const std::string& node, const Body& body) {
         scenario = "{}";
         at_every_threshold([&] {
             const LPTHREAD_START_ROUTINE procedure = take_procedure();
             load_scenario(node);
-            set_faults(R"([{"function": "PrCallDispatch", "status": "0x0"}])");
+            set_faults(fault_plan({methods_return(bus_success)}));
             KernelJournal journal(dll().module(), clock());
             journal.watch_event(token_name, "token");
             start_watching();
@@ -78,13 +93,13 @@ class NodeStart : public FarloTest {
                 argument = parameter;
                 return nullptr;
             });
-        EXPECT_EQ(FARLO(OnlineVolW)(handle, "guid", L"device", 0, 1000), 18u);
+        EXPECT_EQ(FARLO(OnlineVolW)(handle, "guid", L"device", 0, 1000), FARLO_EXCEPTION);
         EXPECT_NE(procedure, nullptr);
         EXPECT_EQ(argument, handle);
         return procedure;
     }
 
-    // Leaves it signalled.
+    // Signals the token as well.
     static bool token_is_signalled() {
         const HANDLE token = OpenEventA(EVENT_ALL_ACCESS, FALSE, token_name);
         const bool signalled = WaitForSingleObject(token, 0) == WAIT_OBJECT_0;
@@ -118,7 +133,7 @@ class NodeStart : public FarloTest {
     }
 };
 
-TEST_F(NodeStart, StartsTheNodeAndWaitsForItsRole) {
+TEST_F(CVMClusterStart, StartsNodeAndWaitsForItsRole) {
     starting_at_every_threshold(
         "{}", [&](LPTHREAD_START_ROUTINE procedure, KernelJournal& journal) {
             journal.on_pause = [&](int number) {
@@ -126,40 +141,43 @@ TEST_F(NodeStart, StartsTheNodeAndWaitsForItsRole) {
                     set_node("nodeRole", 5);
                 }
             };
-            EXPECT_EQ(procedure(handle), 0u);
-            expect_calls({find_misc, role(0), cluster_service(), start("0x0"), role(0), failure(0),
-                          role(0), failure(0), node_gets("nodeRole", 5), role(5), failure(0)});
-            EXPECT_EQ(journal.lines,
-                      (Lines{create, take_mutex, take_token, "ReleaseMutex mutex", "Sleep 1000",
-                             "Sleep 1000", "SetEvent token", "CloseHandle mutex"}));
+            EXPECT_EQ(procedure(handle), FARLO_SUCCESS);
+            expect_calls({find_misc, read_role(no_role), cluster_service(), start(bus_success),
+                          read_role(no_role), read_status(no_error), read_role(no_role),
+                          read_status(no_error), node_changes("nodeRole", 5), read_role(5),
+                          read_status(no_error)});
+            EXPECT_EQ(journal.lines, (Lines{create_mutex, take_mutex, take_token, release_mutex,
+                                            pause, pause, return_token, close_mutex}));
             expect_log(got_mutex + started + std::vector<Expected>{waiting, completed});
         });
 }
 
-// The token is back before the mutex: whoever waits for the mutex finds it.
-TEST_F(NodeStart, DoesNothingWhenTheNodeRuns) {
+// The token is returned before the mutex is released, so that the next owner finds it.
+TEST_F(CVMClusterStart, SucceedsWithoutStartWhenNodeRuns) {
     starting_at_every_threshold(
         R"({"node": {"role": 1, "status": 7}})",
         [&](LPTHREAD_START_ROUTINE procedure, KernelJournal& journal) {
-            EXPECT_EQ(procedure(handle), 0u);
-            expect_calls({find_misc, role(1)});
-            EXPECT_EQ(journal.lines, (Lines{create, take_mutex, take_token, "SetEvent token",
-                                            "ReleaseMutex mutex", "CloseHandle mutex"}));
+            EXPECT_EQ(procedure(handle), FARLO_SUCCESS);
+            expect_calls({find_misc, read_role(some_role)});
+            EXPECT_EQ(journal.lines, (Lines{create_mutex, take_mutex, take_token, return_token,
+                                            release_mutex, close_mutex}));
             expect_log(got_mutex +
                        std::vector<Expected>{{6, "CVMClusterStart:CVM Cluster already started!"}});
         });
 }
 
-TEST_F(NodeStart, WaitsForANodeThatWasStartedAlready) {
+TEST_F(CVMClusterStart, WaitsForNodeThatIsAlreadyStarting) {
     starting_at_every_threshold(
         "{}", [&](LPTHREAD_START_ROUTINE procedure, KernelJournal& journal) {
-            set_faults(R"([{"function": "PrCallDispatch", "status": "0xe5150047"}])");
-            journal.on_pause = [&](int) { set_node("nodeRole", 1); };
-            EXPECT_EQ(procedure(handle), 0u);
-            expect_calls({find_misc, role(0), cluster_service(), start("0xe5150047"), role(0),
-                          failure(0), node_gets("nodeRole", 1), role(1), failure(0)});
-            EXPECT_EQ(journal.lines, (Lines{create, take_mutex, take_token, "ReleaseMutex mutex",
-                                            "Sleep 1000", "SetEvent token", "CloseHandle mutex"}));
+            set_faults(fault_plan({methods_return(service_already_started)}));
+            journal.on_pause = [&](int) { set_node("nodeRole", some_role); };
+            EXPECT_EQ(procedure(handle), FARLO_SUCCESS);
+            expect_calls({find_misc, read_role(no_role), cluster_service(),
+                          start(service_already_started), read_role(no_role), read_status(no_error),
+                          node_changes("nodeRole", some_role), read_role(some_role),
+                          read_status(no_error)});
+            EXPECT_EQ(journal.lines, (Lines{create_mutex, take_mutex, take_token, release_mutex,
+                                            pause, return_token, close_mutex}));
             expect_log(got_mutex +
                        std::vector<Expected>{
                            {2, "Entering StartCVMClusterW"},
@@ -173,50 +191,50 @@ TEST_F(NodeStart, WaitsForANodeThatWasStartedAlready) {
         });
 }
 
-TEST_F(NodeStart, EndsWhenTheStartIsRefused) {
-    starting_at_every_threshold(
-        "{}", [&](LPTHREAD_START_ROUTINE procedure, KernelJournal& journal) {
-            set_faults(R"([{"function": "PrCallDispatch", "status": "0x2a"}])");
-            EXPECT_EQ(procedure(handle), 0x2au);
-            expect_calls({find_misc, role(0), cluster_service(), start("0x2a")});
-            EXPECT_EQ(journal.lines, (Lines{create, take_mutex, take_token, "SetEvent token",
-                                            "ReleaseMutex mutex", "CloseHandle mutex"}));
-            expect_log(
-                got_mutex +
-                std::vector<Expected>{
-                    {2, "Entering StartCVMClusterW"},
-                    {4, "StartCVMClusterW: MISCOP_STARTNODE, CsfInvoke failed with error = 0x2a."},
-                    {0, "StartCVMClusterW() failed, error=(0x2a) "},
-                    {2, "Exiting StartCVMClusterW"},
-                    {0, "CVMClusterStart:StartCVMCluster failed, error=(0x2a) "}});
-        });
+TEST_F(CVMClusterStart, FailsWhenServiceRefusesStart) {
+    starting_at_every_threshold("{}", [&](LPTHREAD_START_ROUTINE procedure,
+                                          KernelJournal& journal) {
+        set_faults(fault_plan({methods_return(unknown_failure)}));
+        EXPECT_EQ(procedure(handle), unknown_failure);
+        expect_calls({find_misc, read_role(no_role), cluster_service(), start(unknown_failure)});
+        EXPECT_EQ(journal.lines, (Lines{create_mutex, take_mutex, take_token, return_token,
+                                        release_mutex, close_mutex}));
+        expect_log(
+            got_mutex +
+            std::vector<Expected>{
+                {2, "Entering StartCVMClusterW"},
+                {4, "StartCVMClusterW: MISCOP_STARTNODE, CsfInvoke failed with error = 0x2a."},
+                {0, "StartCVMClusterW() failed, error=(0x2a) "},
+                {2, "Exiting StartCVMClusterW"},
+                {0, "CVMClusterStart:StartCVMCluster failed, error=(0x2a) "}});
+    });
 }
 
-TEST_F(NodeStart, OnlyWaitsWhileAnotherStarts) {
+TEST_F(CVMClusterStart, WaitsWithoutStartWhileTokenIsTaken) {
     starting_at_every_threshold(
         "{}", [&](LPTHREAD_START_ROUTINE procedure, KernelJournal& journal) {
             take_the_token();
-            journal.on_pause = [&](int) { set_node("nodeRole", 1); };
-            EXPECT_EQ(procedure(handle), 0u);
-            expect_calls(
-                {find_misc, role(0), failure(0), node_gets("nodeRole", 1), role(1), failure(0)});
-            EXPECT_EQ(journal.lines, (Lines{create, take_mutex, no_token, "ReleaseMutex mutex",
-                                            "Sleep 1000", "SetEvent token", "CloseHandle mutex"}));
+            journal.on_pause = [&](int) { set_node("nodeRole", some_role); };
+            EXPECT_EQ(procedure(handle), FARLO_SUCCESS);
+            expect_calls({find_misc, read_role(no_role), read_status(no_error),
+                          node_changes("nodeRole", some_role), read_role(some_role),
+                          read_status(no_error)});
+            EXPECT_EQ(journal.lines, (Lines{create_mutex, take_mutex, token_is_taken, release_mutex,
+                                            pause, return_token, close_mutex}));
             expect_log(got_mutex + std::vector<Expected>{waiting, completed});
         });
 }
 
 // A mutex whose owner died is released at once and counts as not obtained.
-TEST_F(NodeStart, OnlyWaitsWhenTheMutexWasAbandoned) {
+TEST_F(CVMClusterStart, WaitsWithoutStartWhenMutexWasAbandoned) {
     starting_at_every_threshold(
         "{}", [&](LPTHREAD_START_ROUTINE procedure, KernelJournal& journal) {
             const HANDLE mutex = abandoned_mutex();
-            journal.on_pause = [&](int) { set_node("nodeRole", 1); };
-            EXPECT_EQ(procedure(handle), 0u);
+            journal.on_pause = [&](int) { set_node("nodeRole", some_role); };
+            EXPECT_EQ(procedure(handle), FARLO_SUCCESS);
             EXPECT_EQ(calls_of("PrCallDispatch"), Lines{});
-            EXPECT_EQ(journal.lines, (Lines{create, "WaitForSingleObject mutex 4294967295 -> 128",
-                                            "ReleaseMutex mutex", "Sleep 1000", "SetEvent token",
-                                            "CloseHandle mutex"}));
+            EXPECT_EQ(journal.lines, (Lines{create_mutex, take_abandoned_mutex, release_mutex,
+                                            pause, return_token, close_mutex}));
             expect_log({{6, "CVMClusterStart: The Procees request ownership of mutex"},
                         {6, "WaitForMutex(): Failed to get the reservation_thread_update lock"},
                         {6, "CVMClusterStart: The Process got ownership of the mutex"},
@@ -227,9 +245,9 @@ TEST_F(NodeStart, OnlyWaitsWhenTheMutexWasAbandoned) {
         });
 }
 
-// While the first one waits for a node that nobody starts, the second one obtains
-// the mutex and starts it.
-TEST_F(NodeStart, TheNextStartsTheNodeWhenTheMutexWasAbandoned) {
+// While the first call waits for a node that nobody starts, the second one obtains the mutex and
+// starts it.
+TEST_F(CVMClusterStart, StartsNodeAtNextCallWhenMutexWasAbandoned) {
     starting_at_every_threshold(
         "{}", [&](LPTHREAD_START_ROUTINE procedure, KernelJournal& journal) {
             const HANDLE mutex = abandoned_mutex();
@@ -251,157 +269,159 @@ TEST_F(NodeStart, TheNextStartsTheNodeWhenTheMutexWasAbandoned) {
                     while (calls_of("PrCallDispatch").empty() &&
                            WaitForSingleObject(second, 1) == WAIT_TIMEOUT) {
                     }
-                    set_node("nodeRole", 1);
+                    set_node("nodeRole", some_role);
                     EXPECT_EQ(WaitForSingleObject(second, 10'000), WAIT_OBJECT_0);
                 }
             };
-            EXPECT_EQ(procedure(handle), 0u);
+            EXPECT_EQ(procedure(handle), FARLO_SUCCESS);
             DWORD second_result = STILL_ACTIVE;
             GetExitCodeThread(second, &second_result);
-            EXPECT_EQ(second_result, 0u);
-            EXPECT_EQ(calls_of("PrCallDispatch"), Lines{start("0x0")});
+            EXPECT_EQ(second_result, FARLO_SUCCESS);
+            EXPECT_EQ(calls_of("PrCallDispatch"), Lines{start(bus_success)});
             CloseHandle(second);
             CloseHandle(mutex);
         });
 }
 
-TEST_F(NodeStart, EndsWithoutAMiscObject) {
+TEST_F(CVMClusterStart, FailsWithoutMiscObject) {
     starting_at_every_threshold(R"({"node": {"misc": false}})",
                                 [&](LPTHREAD_START_ROUTINE procedure, KernelJournal& journal) {
-                                    take_the_token();  // and gives back what it never took
-                                    EXPECT_EQ(procedure(handle), 0xc1000001u);
-                                    expect_calls({"DbGetObjects tamo_ztvm_misc -> 0x0 []"});
-                                    EXPECT_EQ(journal.lines, Lines{"SetEvent token"});
+                                    take_the_token();  // the procedure returns it anyway
+                                    EXPECT_EQ(procedure(handle), FARLO_PROVIDER_FAILED);
+                                    expect_calls({objects(object_type::misc, "")});
+                                    EXPECT_EQ(journal.lines, Lines{return_token});
                                     expect_log({{0, "CVMClusterStart::misc object not present"}});
                                 });
     starting_at_every_threshold(
         "{}", [&](LPTHREAD_START_ROUTINE procedure, KernelJournal& journal) {
-            set_faults(R"([{"function": "DbGetObjects", "status": "0xc1000001"}])");
-            EXPECT_EQ(procedure(handle), 0xc1000001u);
-            EXPECT_EQ(journal.lines, Lines{"SetEvent token"});
+            set_faults(fault_plan({{.function = "DbGetObjects", .returns = bus_provider_failed}}));
+            EXPECT_EQ(procedure(handle), FARLO_PROVIDER_FAILED);
+            EXPECT_EQ(journal.lines, Lines{return_token});
             expect_log({{0, "CVMClusterStart::misc object not present"}});
         });
 }
 
-TEST_F(NodeStart, EndsWithoutAMutex) {
-    starting_at_every_threshold(
-        "{}", [&](LPTHREAD_START_ROUTINE procedure, KernelJournal& journal) {
-            journal.create_mutex_error = ERROR_ACCESS_DENIED;
-            EXPECT_EQ(procedure(handle), 18u);
-            expect_calls({find_misc});
-            EXPECT_EQ(journal.lines,
-                      (Lines{"CreateMutexA Global\\cvmclusternodeMutex not owned -> none",
-                             "SetEvent token"}));
-            expect_log({{0, "CVMClusterStart: CreateMutexA failed, error=(0x5) "}});
-        });
-}
-
-TEST_F(NodeStart, EndsWhenTheNodeReportsAFailure) {
+TEST_F(CVMClusterStart, FailsWhenMutexCannotBeCreated) {
     starting_at_every_threshold("{}", [&](LPTHREAD_START_ROUTINE procedure,
                                           KernelJournal& journal) {
-        journal.on_pause = [&](int) { set_node("nodeStatus", 3); };
-        EXPECT_EQ(procedure(handle), 0xc1000001u);
-        expect_calls({find_misc, role(0), cluster_service(), start("0x0"), role(0), failure(0),
-                      node_gets("nodeStatus", 3), role(0), failure(3)});
-        EXPECT_EQ(journal.lines, (Lines{create, take_mutex, take_token, "ReleaseMutex mutex",
-                                        "Sleep 1000", "SetEvent token", "CloseHandle mutex"}));
+        journal.create_mutex_error = ERROR_ACCESS_DENIED;
+        EXPECT_EQ(procedure(handle), FARLO_EXCEPTION);
+        expect_calls({find_misc});
+        EXPECT_EQ(
+            journal.lines,
+            (Lines{"CreateMutexA Global\\cvmclusternodeMutex not owned -> none", return_token}));
+        expect_log({{0, "CVMClusterStart: CreateMutexA failed, error=(0x5) "}});
+    });
+}
+
+TEST_F(CVMClusterStart, FailsWhenNodeReportsFailedStart) {
+    starting_at_every_threshold("{}", [&](LPTHREAD_START_ROUTINE procedure,
+                                          KernelJournal& journal) {
+        journal.on_pause = [&](int) { set_node("nodeStatus", start_failed); };
+        EXPECT_EQ(procedure(handle), FARLO_PROVIDER_FAILED);
+        expect_calls({find_misc, read_role(no_role), cluster_service(), start(bus_success),
+                      read_role(no_role), read_status(no_error),
+                      node_changes("nodeStatus", start_failed), read_role(no_role),
+                      read_status(start_failed)});
+        EXPECT_EQ(journal.lines, (Lines{create_mutex, take_mutex, take_token, release_mutex, pause,
+                                        return_token, close_mutex}));
         expect_log(got_mutex + started +
                    std::vector<Expected>{
                        waiting, {0, "CVMClusterStart:StartCVMCluster failed due to some reason"}});
     });
 }
 
-// A role counts before a failure of an earlier try.
-TEST_F(NodeStart, IsDoneWithARoleAndAFailure) {
+// The status may be that of an earlier start.
+TEST_F(CVMClusterStart, SucceedsWhenNodeHasRoleAndFailedStatus) {
     starting_at_every_threshold("{}", [&](LPTHREAD_START_ROUTINE procedure, KernelJournal&) {
         take_the_token();
         set_node("nodeRole", 2);
-        set_node("nodeStatus", 3);
+        set_node("nodeStatus", start_failed);
         start_watching();
-        EXPECT_EQ(procedure(handle), 0u);
-        expect_calls({find_misc, role(2), failure(3)});
+        EXPECT_EQ(procedure(handle), FARLO_SUCCESS);
+        expect_calls({find_misc, read_role(2), read_status(start_failed)});
         expect_log(got_mutex + std::vector<Expected>{waiting, completed});
     });
 }
 
-// Only the caller's own patience ends this; here, the test's.
-TEST_F(NodeStart, WaitsWithoutALimit) {
+TEST_F(CVMClusterStart, WaitsWithoutTimeLimit) {
     starting_at_every_threshold("{}",
                                 [&](LPTHREAD_START_ROUTINE procedure, KernelJournal& journal) {
                                     journal.on_pause = [&](int number) {
                                         if (number == 5000) {
-                                            set_node("nodeRole", 1);
+                                            set_node("nodeRole", some_role);
                                         }
                                     };
-                                    EXPECT_EQ(procedure(handle), 0u);
+                                    EXPECT_EQ(procedure(handle), FARLO_SUCCESS);
                                     expect_pauses(std::vector<Pause>(5000, {"Sleep", 1000}));
                                 });
 }
 
-// A node that cannot be read cannot be waited for: nothing is left held.
-TEST_F(NodeStart, EndsWhenTheNodeCannotBeRead) {
+// Token and mutex are returned.
+TEST_F(CVMClusterStart, FailsWhenNodeCannotBeRead) {
     starting_at_every_threshold(
         R"({"node": {"without": ["nodeRole"]}})",
         [&](LPTHREAD_START_ROUTINE procedure, KernelJournal& journal) {
-            EXPECT_EQ(procedure(handle), 18u);
-            expect_calls({find_misc, "ObGetProperty @misc \"nodeRole\" -> 0xc100003a"});
-            EXPECT_EQ(journal.lines, (Lines{create, take_mutex, take_token, "SetEvent token",
-                                            "ReleaseMutex mutex", "CloseHandle mutex"}));
+            EXPECT_EQ(procedure(handle), FARLO_EXCEPTION);
+            expect_calls({find_misc, read_failed("misc", "nodeRole", bus_no_property)});
+            EXPECT_EQ(journal.lines, (Lines{create_mutex, take_mutex, take_token, return_token,
+                                            release_mutex, close_mutex}));
             expect_log(got_mutex + std::vector<Expected>{{6, "API_TRY_CATCH_FAILED "}});
         });
     starting_at_every_threshold(
         R"({"node": {"without": ["nodeStatus"]}})",
         [&](LPTHREAD_START_ROUTINE procedure, KernelJournal& journal) {
-            EXPECT_EQ(procedure(handle), 18u);
-            EXPECT_EQ(journal.lines, (Lines{create, take_mutex, take_token, "ReleaseMutex mutex",
-                                            "SetEvent token", "CloseHandle mutex"}));
+            EXPECT_EQ(procedure(handle), FARLO_EXCEPTION);
+            EXPECT_EQ(journal.lines, (Lines{create_mutex, take_mutex, take_token, release_mutex,
+                                            return_token, close_mutex}));
             expect_log(got_mutex + started +
                        std::vector<Expected>{waiting, {6, "API_TRY_CATCH_FAILED "}});
         });
 }
 
-TEST_F(NodeStart, EndsWithoutMemory) {
+TEST_F(CVMClusterStart, FailsWithoutMemory) {
     starting_at_every_threshold("{}",
                                 [&](LPTHREAD_START_ROUTINE procedure, KernelJournal& journal) {
                                     heap().fail(1);
-                                    EXPECT_EQ(procedure(handle), 18u);
+                                    EXPECT_EQ(procedure(handle), FARLO_EXCEPTION);
                                     heap().fail_no_more();
-                                    EXPECT_EQ(journal.lines, Lines{"SetEvent token"});
+                                    EXPECT_EQ(journal.lines, Lines{return_token});
                                     expect_log({{6, "API_TRY_CATCH_FAILED "}});
                                 });
 }
 
-// Where the token could not be made when the library was loaded, nobody starts
-// the node here; one that somebody else starts is waited for.
-TEST_F(NodeStart, OnlyWaitsWithoutAToken) {
+// When the library could not create the token while it was loaded, it does not start the node,
+// but waits for a start by another process.
+TEST_F(CVMClusterStart, WaitsWithoutStartWhenTokenDoesNotExist) {
     const HANDLE other = CreateMutexA(nullptr, FALSE, token_name);
     ASSERT_NE(other, nullptr);
     at_every_threshold([&] {
         const LPTHREAD_START_ROUTINE procedure = take_procedure();
         KernelJournal journal(dll().module(), clock());
-        journal.on_pause = [&](int) { set_node("nodeRole", 1); };
+        journal.on_pause = [&](int) { set_node("nodeRole", some_role); };
         start_watching();
-        EXPECT_EQ(procedure(handle), 0u);
-        expect_calls(
-            {find_misc, role(0), failure(0), node_gets("nodeRole", 1), role(1), failure(0)});
-        EXPECT_EQ(journal.lines, (Lines{create, take_mutex, "ReleaseMutex mutex", "Sleep 1000",
-                                        "CloseHandle mutex"}));
+        EXPECT_EQ(procedure(handle), FARLO_SUCCESS);
+        expect_calls({find_misc, read_role(no_role), read_status(no_error),
+                      node_changes("nodeRole", some_role), read_role(some_role),
+                      read_status(no_error)});
+        EXPECT_EQ(journal.lines,
+                  (Lines{create_mutex, take_mutex, release_mutex, pause, close_mutex}));
         expect_log(got_mutex + std::vector<Expected>{waiting, completed});
     });
     CloseHandle(other);
 }
 
-// Twelve starters at once, the node slow: it is started once.
-TEST_F(NodeStart, StartsTheNodeOnceWhateverTheNumberOfStarters) {
+// Twelve threads start a slow node at the same time.
+TEST_F(CVMClusterStart, StartsNodeOnceForManyCallers) {
     for (int round = 0; round < 20; ++round) {
         once([&] {
             const LPTHREAD_START_ROUTINE procedure = take_procedure();
-            set_faults(R"([{"function": "PrCallDispatch", "status": "0x0"}])");
+            set_faults(fault_plan({methods_return(bus_success)}));
             std::atomic<bool> role_set{false};
             clock().on_pause = [&](int number) {
                 Sleep(1);
                 if (number >= 20 && !role_set.exchange(true)) {
-                    set_node("nodeRole", 1);
+                    set_node("nodeRole", some_role);
                 }
             };
             start_watching();
@@ -413,24 +433,23 @@ TEST_F(NodeStart, StartsTheNodeOnceWhateverTheNumberOfStarters) {
                 EXPECT_EQ(WaitForSingleObject(thread, 60'000), WAIT_OBJECT_0);
                 DWORD code = 1;
                 GetExitCodeThread(thread, &code);
-                EXPECT_EQ(code, 0u);
+                EXPECT_EQ(code, FARLO_SUCCESS);
                 CloseHandle(thread);
             }
-            EXPECT_EQ(calls_of("PrCallDispatch"), Lines{start("0x0")});
+            EXPECT_EQ(calls_of("PrCallDispatch"), Lines{start(bus_success)});
             EXPECT_TRUE(token_is_signalled());
             clock().on_pause = nullptr;
         });
     }
 }
 
-// The loss comes while the node is asked to start: 20 is the start's status.
-TEST_F(NodeStart, EndsWhenTheConnectionDropsDuringTheStart) {
+TEST_F(CVMClusterStart, ReturnsNotConnectedWhenConnectionDropsDuringStart) {
     starting_at_every_threshold("{}", [&](LPTHREAD_START_ROUTINE procedure,
                                           KernelJournal& journal) {
         const MethodResults dropping(dll().module(), [&](opal_propset) { disconnect(); });
-        EXPECT_EQ(procedure(handle), 20u);
-        EXPECT_EQ(journal.lines, (Lines{create, take_mutex, take_token, "SetEvent token",
-                                        "ReleaseMutex mutex", "CloseHandle mutex"}));
+        EXPECT_EQ(procedure(handle), FARLO_NOT_CONNECTED);
+        EXPECT_EQ(journal.lines, (Lines{create_mutex, take_mutex, take_token, return_token,
+                                        release_mutex, close_mutex}));
         expect_log(got_mutex + std::vector<Expected>{
                                    {2, "Entering StartCVMClusterW"},
                                    {0, "StartCVMClusterW() failed, error=(0x14) "},
@@ -439,39 +458,39 @@ TEST_F(NodeStart, EndsWhenTheConnectionDropsDuringTheStart) {
     });
 }
 
-// While the node is waited for, nothing can be read any more.
-TEST_F(NodeStart, EndsWhenTheConnectionDropsDuringTheWait) {
-    starting_at_every_threshold(
-        "{}", [&](LPTHREAD_START_ROUTINE procedure, KernelJournal& journal) {
-            journal.on_pause = [&](int) {
-                disconnect();
-                set_faults(R"([{"function": "ObGetProperty", "status": "0xc1000103"}])");
-            };
-            EXPECT_EQ(procedure(handle), 18u);
-            EXPECT_EQ(journal.lines, (Lines{create, take_mutex, take_token, "ReleaseMutex mutex",
-                                            "Sleep 1000", "SetEvent token", "CloseHandle mutex"}));
-            expect_log(got_mutex + started +
-                       std::vector<Expected>{waiting, {6, "API_TRY_CATCH_FAILED "}});
-        });
+// From the first pause on no property can be read.
+TEST_F(CVMClusterStart, FailsWhenConnectionDropsDuringWait) {
+    starting_at_every_threshold("{}", [&](LPTHREAD_START_ROUTINE procedure,
+                                          KernelJournal& journal) {
+        journal.on_pause = [&](int) {
+            disconnect();
+            set_faults(fault_plan({{.function = "ObGetProperty", .returns = bus_not_connected}}));
+        };
+        EXPECT_EQ(procedure(handle), FARLO_EXCEPTION);
+        EXPECT_EQ(journal.lines, (Lines{create_mutex, take_mutex, take_token, release_mutex, pause,
+                                        return_token, close_mutex}));
+        expect_log(got_mutex + started +
+                   std::vector<Expected>{waiting, {6, "API_TRY_CATCH_FAILED "}});
+    });
 }
 
-TEST_F(NodeStart, EndsWellWhicheverAllocationFails) {
+TEST_F(CVMClusterStart, SurvivesEveryAllocationFailure) {
     scenario = "{}";
-    std::vector<std::uint32_t> answers;
+    std::vector<std::uint32_t> results;
     LPTHREAD_START_ROUTINE procedure = nullptr;
     at_every_allocation([&] {
         if (procedure == nullptr) {
             procedure = take_procedure();
         }
-        set_faults(R"([{"function": "PrCallDispatch", "status": "0x0"}])");
+        set_faults(fault_plan({methods_return(bus_success)}));
         KernelJournal journal(dll().module(), clock());
-        journal.on_pause = [&](int) { set_node("nodeRole", 1); };
-        answers.push_back(procedure(handle));
+        journal.on_pause = [&](int) { set_node("nodeRole", some_role); };
+        results.push_back(procedure(handle));
         EXPECT_TRUE(token_is_signalled());
     });
-    EXPECT_EQ(answers.front(), 0u);
-    EXPECT_EQ(answers.back(), 0u);
-    EXPECT_THAT(answers, testing::Contains(testing::Ne(0u)));
+    EXPECT_EQ(results.front(), FARLO_SUCCESS);
+    EXPECT_EQ(results.back(), FARLO_SUCCESS);
+    EXPECT_THAT(results, testing::Contains(testing::Ne(FARLO_SUCCESS)));
 }
 
 }  // namespace

@@ -1,46 +1,47 @@
 // StartCVMClusterW, StopCVMClusterW, GetCVMClusterNodeStateW.
 #include "bus_lines.h"
 #include "farlo_test.h"
+#include "fault_rules.h"
 #include "method_results.h"
 
 namespace {
 
 using namespace support;
 
-class Node : public FarloTest {
+class CVMClusterNode : public FarloTest {
   protected:
-    // An operation on the node, and its lines.
+    // An operation on the node, its method, and what it logs.
     struct Operation {
         std::function<std::uint32_t(opal_handle)> call;
-        unsigned minor;
+        Method method;
         std::string entering;
         std::string null_handle;
         std::string not_connected;
         std::string no_service;
-        std::string invoke_failed;  // up to the status
-        std::string failed;         // up to the status
+        std::string invoke_failed;  // the part before the status
+        std::string failed;         // the part before the status
         std::string exiting;
     };
 
     std::vector<Operation> operations() {
-        return {{[this](opal_handle on) { return FARLO(StartCVMClusterW)(on); }, 6058,
-                 "Entering StartCVMClusterW",
+        return {{[this](opal_handle used) { return FARLO(StartCVMClusterW)(used); },
+                 method::start_node, "Entering StartCVMClusterW",
                  "StartCVMClusterW() failed , opal_handle==NULL, error=(0x64)",
                  "StartCVMClusterW() failed , opal_handle not connected, error=(0x14)",
                  "StartCVMClusterW: GetClusSvcId failed with error = 0x29",
                  "StartCVMClusterW: MISCOP_STARTNODE, CsfInvoke failed with error = ",
                  "StartCVMClusterW() failed, error=(", "Exiting StartCVMClusterW"},
-                {[this](opal_handle on) { return FARLO(StopCVMClusterW)(on); }, 6059,
-                 "Entering StopCVMClusterW",
+                {[this](opal_handle used) { return FARLO(StopCVMClusterW)(used); },
+                 method::stop_node, "Entering StopCVMClusterW",
                  "StopCVMClusterW() failed , opal_handle==NULL, error=(0x64)",
                  "StopCVMClusterW() failed , opal_handle not connected, error=(0x14)",
                  "StopCVMClusterW: GetClusSvcId failed with error = 0x29",
                  "StopCVMClusterW: MISCOP_STOPNODE, CsfInvoke failed with error = ",
                  "StopCVMClusterW() failed, error=(", "Exiting StopCVMClusterW"},
-                {[this](opal_handle on) {
-                     return FARLO(GetCVMClusterNodeStateW)(on, state.as<std::uint32_t>());
+                {[this](opal_handle used) {
+                     return FARLO(GetCVMClusterNodeStateW)(used, state.as<std::uint32_t>());
                  },
-                 6060, "Entering GetCVMClusterNodeStateW",
+                 method::get_node_state, "Entering GetCVMClusterNodeStateW",
                  "GetCVMClusterNodeStateW() failed , opal_handle==NULL, error=(0x64)",
                  "GetCVMClusterNodeStateW() failed , opal_handle not connected, error=(0x14)",
                  "GetCVMClusterNodeStateW: GetClusSvcId failed with error = 0x29",
@@ -55,36 +56,40 @@ class Node : public FarloTest {
         }
     }
 
-    static std::string invoke(const Operation& operation, const std::string& status) {
-        return support::invoke("service", volume_manager_methods, operation.minor, "", status);
+    // The method call, which has no parameters.
+    static std::string invoke(const Operation& operation, std::uint32_t status) {
+        return support::invoke("service", operation.method, "", status);
+    }
+
+    // What the service reports as the node's state, as any number.
+    static std::function<void(opal_propset)> reports_state(std::uint32_t value) {
+        return [value](opal_propset set) { add_number(set, "nodeState", value); };
     }
 
     GuardedBuffer state{4};
 };
 
-const char service_answers[] = R"([{"function": "PrCallDispatch", "nothing": true}])";
-
-TEST_F(Node, AsksTheClusterServiceWithoutParameters) {
+TEST_F(CVMClusterNode, CallsMethodWithoutParameters) {
     each_at_every_threshold([&](const Operation& operation) {
-        set_faults(service_answers);
-        EXPECT_EQ(operation.call(handle), 0u);
-        expect_calls({cluster_service(), invoke(operation, "0x0")});
+        set_faults(fault_plan({methods_succeed}));
+        EXPECT_EQ(operation.call(handle), FARLO_SUCCESS);
+        expect_calls({cluster_service(), invoke(operation, bus_success)});
         expect_log({{2, operation.entering}, {2, operation.exiting}});
     });
 }
 
-TEST_F(Node, WantsAHandle) {
+TEST_F(CVMClusterNode, RejectsNullHandle) {
     each_at_every_threshold([&](const Operation& operation) {
-        EXPECT_EQ(operation.call(nullptr), 100u);
+        EXPECT_EQ(operation.call(nullptr), FARLO_NULL_HANDLE);
         expect_calls({});
         expect_log({{2, operation.entering}, {0, operation.null_handle}});
     });
 }
 
-TEST_F(Node, WantsAConnection) {
+TEST_F(CVMClusterNode, ReturnsNotConnectedWithoutConnection) {
     each_at_every_threshold([&](const Operation& operation) {
         disconnect();
-        EXPECT_EQ(operation.call(handle), 20u);
+        EXPECT_EQ(operation.call(handle), FARLO_NOT_CONNECTED);
         expect_calls({});
         expect_log({{2, operation.entering},
                     {0, operation.not_connected},
@@ -93,10 +98,10 @@ TEST_F(Node, WantsAConnection) {
     });
 }
 
-TEST_F(Node, FailsWithoutAClusterService) {
+TEST_F(CVMClusterNode, FailsWhenClusterServiceCannotBeQueried) {
     each_at_every_threshold([&](const Operation& operation) {
-        set_faults(R"([{"function": "DbGetObjects", "status": "0xc1000001"}])");
-        EXPECT_EQ(operation.call(handle), 41u);
+        set_faults(fault_plan({{.function = "DbGetObjects", .returns = bus_provider_failed}}));
+        EXPECT_EQ(operation.call(handle), FARLO_NO_CLUSTER_SERVICE);
         expect_log({{2, operation.entering},
                     {0, operation.no_service},
                     {0, operation.failed + "0x29) "},
@@ -104,36 +109,35 @@ TEST_F(Node, FailsWithoutAClusterService) {
     });
 }
 
-// The "already started" of the service is passed on like any other status.
-TEST_F(Node, PassesTheServicesStatusOn) {
-    for (const std::string status : {"0x2a", "0xe5150047", "0x41000012"}) {
+// service_already_started is returned like any other status.
+TEST_F(CVMClusterNode, ReturnsStatusOfService) {
+    for (const std::uint32_t status : {unknown_failure, service_already_started, bus_same_value}) {
         each_at_every_threshold([&](const Operation& operation) {
-            set_faults(R"([{"function": "PrCallDispatch", "status": ")" + status + R"("}])");
-            EXPECT_EQ(operation.call(handle), std::stoul(status, nullptr, 0));
+            set_faults(fault_plan({methods_return(status)}));
+            EXPECT_EQ(operation.call(handle), status);
             expect_calls({cluster_service(), invoke(operation, status)});
             expect_log({{2, operation.entering},
-                        {4, operation.invoke_failed + status + "."},
-                        {0, operation.failed + status + ") "},
+                        {4, operation.invoke_failed + hex(status) + "."},
+                        {0, operation.failed + hex(status) + ") "},
                         {2, operation.exiting}});
         });
     }
 }
 
-TEST_F(Node, GoesOnWithoutAnOutputSet) {
+TEST_F(CVMClusterNode, CallsMethodWithoutOutputSet) {
     each_at_every_threshold([&](const Operation& operation) {
-        set_faults(R"([{"function": "PsCreatePropset", "call": 2, "status": "0xc1000102"},
-                       {"function": "PrCallDispatch", "status": "0x2a"}])");
-        EXPECT_EQ(operation.call(handle), 0x2au);
+        set_faults(fault_plan({no_output_set, methods_return(unknown_failure)}));
+        EXPECT_EQ(operation.call(handle), unknown_failure);
         EXPECT_TRUE(state.untouched());
         expect_log(
             {{2, operation.entering}, {0, operation.failed + "0x2a) "}, {2, operation.exiting}});
     });
 }
 
-TEST_F(Node, FailsWithoutAnInputSet) {
+TEST_F(CVMClusterNode, FailsWithoutInputSet) {
     each_at_every_threshold([&](const Operation& operation) {
-        set_faults(R"([{"function": "PsCreatePropset", "call": 1, "status": "0xc1000102"}])");
-        EXPECT_EQ(operation.call(handle), 18u);
+        set_faults(fault_plan({no_input_set}));
+        EXPECT_EQ(operation.call(handle), FARLO_EXCEPTION);
         expect_calls({cluster_service()});
         expect_log({{2, operation.entering},
                     {6, "API_TRY_CATCH_FAILED "},
@@ -142,33 +146,32 @@ TEST_F(Node, FailsWithoutAnInputSet) {
     });
 }
 
-TEST_F(Node, IsNotConnectedWhenTheConnectionDrops) {
+TEST_F(CVMClusterNode, ReturnsNotConnectedWhenConnectionDrops) {
     each_at_every_threshold([&](const Operation& operation) {
-        set_faults(R"([{"function": "PrCallDispatch", "nothing": true, "drop": true}])");
-        EXPECT_EQ(operation.call(handle), 20u);
+        set_faults(fault_plan({methods_succeed_and_drop}));
+        EXPECT_EQ(operation.call(handle), FARLO_NOT_CONNECTED);
         expect_log(
             {{2, operation.entering}, {0, operation.failed + "0x14) "}, {2, operation.exiting}});
     });
 }
 
-TEST_F(Node, HandsOutItsState) {
+TEST_F(CVMClusterNode, ProvidesState) {
     at_every_threshold([&] {
-        set_faults(service_answers);
-        const MethodResults results(dll().module(),
-                                    [](opal_propset set) { add_number(set, "nodeState", 0x1234); });
-        EXPECT_EQ(FARLO(GetCVMClusterNodeStateW)(handle, state.as<std::uint32_t>()), 0u);
+        set_faults(fault_plan({methods_succeed}));
+        const MethodResults results(dll().module(), reports_state(0x1234));
+        EXPECT_EQ(FARLO(GetCVMClusterNodeStateW)(handle, state.as<std::uint32_t>()), FARLO_SUCCESS);
         EXPECT_EQ(*state.as<std::uint32_t>(), 0x1234u);
     });
 }
 
-TEST_F(Node, LeavesTheStateAloneWhenItCannotBeRead) {
+TEST_F(CVMClusterNode, LeavesStateUnchangedWhenItCannotBeRead) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "PrCallDispatch", "nothing": true},
-                       {"function": "PsFindProperty", "property": "nodeState", "as": "INT32"}])");
-        EXPECT_EQ(FARLO(GetCVMClusterNodeStateW)(handle, state.as<std::uint32_t>()), 0u);
-        const MethodResults results(dll().module(),
-                                    [](opal_propset set) { add_number(set, "nodeState", 1); });
-        EXPECT_EQ(FARLO(GetCVMClusterNodeStateW)(handle, state.as<std::uint32_t>()), 0u);
+        set_faults(fault_plan(
+            {methods_succeed,
+             {.function = "PsFindProperty", .property = "nodeState", .with_type = "INT32"}}));
+        EXPECT_EQ(FARLO(GetCVMClusterNodeStateW)(handle, state.as<std::uint32_t>()), FARLO_SUCCESS);
+        const MethodResults results(dll().module(), reports_state(1));
+        EXPECT_EQ(FARLO(GetCVMClusterNodeStateW)(handle, state.as<std::uint32_t>()), FARLO_SUCCESS);
         EXPECT_TRUE(state.untouched());
         expect_log({{2, "Entering GetCVMClusterNodeStateW"},
                     {2, "Exit GetCVMClusterNodeStateW"},
@@ -177,36 +180,34 @@ TEST_F(Node, LeavesTheStateAloneWhenItCannotBeRead) {
     });
 }
 
-TEST_F(Node, HandsOutAStateThatCameWithAFailure) {
-    for (const std::string status : {"0xc1000001", "0x41000012"}) {
+TEST_F(CVMClusterNode, ProvidesStateWhenServiceFails) {
+    for (const std::uint32_t status : {bus_provider_failed, bus_same_value}) {
         at_every_threshold([&] {
-            set_faults(R"([{"function": "PrCallDispatch", "status": ")" + status + R"("}])");
-            const MethodResults results(dll().module(),
-                                        [](opal_propset set) { add_number(set, "nodeState", 6); });
-            GuardedBuffer one{4};
-            EXPECT_EQ(FARLO(GetCVMClusterNodeStateW)(handle, one.as<std::uint32_t>()),
-                      std::stoul(status, nullptr, 0));
-            EXPECT_EQ(*one.as<std::uint32_t>(), 6u);
+            set_faults(fault_plan({methods_return(status)}));
+            const MethodResults results(dll().module(), reports_state(6));
+            GuardedBuffer received{4};
+            EXPECT_EQ(FARLO(GetCVMClusterNodeStateW)(handle, received.as<std::uint32_t>()), status);
+            EXPECT_EQ(*received.as<std::uint32_t>(), 6u);
         });
     }
 }
 
-TEST_F(Node, HandsOutItsStateWhenTheConnectionDrops) {
+TEST_F(CVMClusterNode, ProvidesStateWhenConnectionDrops) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "PrCallDispatch", "nothing": true, "drop": true}])");
-        const MethodResults results(dll().module(),
-                                    [](opal_propset set) { add_number(set, "nodeState", 2); });
-        EXPECT_EQ(FARLO(GetCVMClusterNodeStateW)(handle, state.as<std::uint32_t>()), 20u);
+        set_faults(fault_plan({methods_succeed_and_drop}));
+        const MethodResults results(dll().module(), reports_state(2));
+        EXPECT_EQ(FARLO(GetCVMClusterNodeStateW)(handle, state.as<std::uint32_t>()),
+                  FARLO_NOT_CONNECTED);
         EXPECT_EQ(*state.as<std::uint32_t>(), 2u);
     });
 }
 
-TEST_F(Node, IsNotConnectedWhateverFailedMeanwhile) {
+TEST_F(CVMClusterNode, ReturnsNotConnectedWhenConnectionDropsDuringFailedCall) {
     each_at_every_threshold([&](const Operation& operation) {
-        set_faults(R"([{"function": "PrCallDispatch", "status": "0xc1000001"}])");
+        set_faults(fault_plan({methods_return(bus_provider_failed)}));
         {
             const MethodResults dropping(dll().module(), [&](opal_propset) { disconnect(); });
-            EXPECT_EQ(operation.call(handle), 20u);
+            EXPECT_EQ(operation.call(handle), FARLO_NOT_CONNECTED);
         }
         expect_log({{2, operation.entering},
                     {4, operation.invoke_failed + "0xc1000001."},
@@ -215,27 +216,27 @@ TEST_F(Node, IsNotConnectedWhateverFailedMeanwhile) {
     });
 }
 
-TEST_F(Node, EndsWellWhicheverAllocationFails) {
+TEST_F(CVMClusterNode, SurvivesEveryAllocationFailure) {
     for (const Operation& operation : operations()) {
         SCOPED_TRACE(operation.entering);
-        const auto answers = answers_at_every_allocation([&] {
-            set_faults(service_answers);
+        const auto results = answers_at_every_allocation([&] {
+            set_faults(fault_plan({methods_succeed}));
             return operation.call(handle);
         });
-        EXPECT_THAT(answers, testing::Contains(testing::Ne(0u)));
+        EXPECT_THAT(results, testing::Contains(testing::Ne(FARLO_SUCCESS)));
     }
 }
 
-TEST_F(Node, WantsRoomForItsState) {
+TEST_F(CVMClusterNode, RejectsNullState) {
     at_every_threshold([&] {
-        EXPECT_EQ(FARLO(GetCVMClusterNodeStateW)(handle, nullptr), 19u);
+        EXPECT_EQ(FARLO(GetCVMClusterNodeStateW)(handle, nullptr), FARLO_MISSING_ARGUMENT);
         expect_calls({});
         expect_log({{2, "Entering GetCVMClusterNodeStateW"},
                     {0, "GetCVMClusterNodeStateW() failed, error=(0x13) "},
                     {2, "Exit GetCVMClusterNodeStateW"}});
         start_watching();
         disconnect();
-        EXPECT_EQ(FARLO(GetCVMClusterNodeStateW)(handle, nullptr), 20u);
+        EXPECT_EQ(FARLO(GetCVMClusterNodeStateW)(handle, nullptr), FARLO_NOT_CONNECTED);
         expect_log({{2, "Entering GetCVMClusterNodeStateW"},
                     {0, "GetCVMClusterNodeStateW() failed , opal_handle not connected, "
                         "error=(0x14)"},
