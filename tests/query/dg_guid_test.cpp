@@ -1,23 +1,28 @@
-// GetDgGuid, GetNonClusterDgGuid, and the rescan that they share.
+// GetDgGuid and GetNonClusterDgGuid, and the rescan of the disks that they share.
 #include "bus_lines.h"
 #include "farlo_test.h"
+#include "fault_rules.h"
 
 namespace {
 
 using namespace support;
 
 constexpr char mutex_name[] = "Global\\rescanMutex";
-const std::string rescan =
-    invoke("service", volume_manager_methods, 6054, "\"pnp rescan only\": BOOLEAN false", "0x0");
 
-std::string ask(const std::string& name, const std::string& status,
-                const std::string& output = "{}") {
-    return invoke("service", cluster_methods, 1, "\"Dgname\": " + wstr(name), status, output);
+// Method calls: a rescan, and the question for a GUID to the cluster service.
+const std::string rescan =
+    invoke("service", method::rescan_disks, "\"pnp rescan only\": " + boolean(false), bus_success);
+
+std::string query(const std::string& name, std::uint32_t status, const std::string& output = "{}") {
+    return invoke("service", method::get_group_guid, "\"Dgname\": " + wstr(name), status, output);
 }
 
-class DgGuid : public FarloTest {
+// A group is found, but not its GUID.
+const FaultRule guid_is_unreadable = failing(reading("dgid"), bus_no_property);
+
+class GetDgGuid : public FarloTest {
   protected:
-    DgGuid() {
+    GetDgGuid() {
         scenario = R"({"disk_groups": [
             {"name": "dg1", "dgid": "guid-1", "type": 2},
             {"name": "local", "dgid": "guid-3", "type": 1},
@@ -30,25 +35,27 @@ class DgGuid : public FarloTest {
     static constexpr char visible[] = "@dg1 @local @zero @seven @shared";
     static constexpr char all[] = "@dg1 @local @zero @seven @shared @late";
 
-    // A lookup by name that reads so many groups.
-    Lines lookup(std::size_t count, const std::string& names = visible) {
+    // A search by name that reads the first `count` groups of `names`.
+    Lines search(std::size_t count, const std::string& names = visible) {
         const char* const group_names[] = {"dg1", "local", "zero", "seven", "shared", "late"};
-        const std::uint32_t types[] = {2, 1, 0, 7, 8, 2};
+        const std::uint32_t types[] = {group_type::cluster,        group_type::local,
+                                       group_type::excluded_0,     group_type::excluded_7,
+                                       group_type::cluster_shared, group_type::cluster};
         Lines lines{groups(names)};
         for (std::size_t i = 0; i < count; ++i) {
-            lines.push_back(read(group_names[i], "LDM DG TYPE", uint32(types[i])));
+            lines.push_back(read_type(group_names[i], types[i]));
             lines.push_back(read(group_names[i], "Name", wstr(group_names[i])));
         }
         return lines;
     }
 
-    // The call, with a buffer of exactly 65 bytes behind which memory faults.
-    std::uint32_t get(const wchar_t* name, std::string& text, bool cluster = true) {
-        GuardedBuffer buffer(65);
+    // Calls the cluster or the NonCluster function with a guarded buffer.
+    std::uint32_t get_guid(const wchar_t* name, std::string& received, bool cluster = true) {
+        GuardedBuffer buffer(FARLO_GUID_TEXT_SIZE);
         const std::uint32_t status =
             cluster ? FARLO(GetDgGuidW)(handle, name, buffer.as<char>())
                     : FARLO(GetNonClusterDgGuidW)(handle, name, buffer.as<char>());
-        text = buffer.untouched() ? "untouched" : buffer.as<char>();
+        received = buffer.untouched() ? "untouched" : buffer.as<char>();
         return status;
     }
     std::string guid;
@@ -63,75 +70,75 @@ class DgGuid : public FarloTest {
     }
 };
 
-TEST_F(DgGuid, FindsAGroupInAnyLetterCase) {
+TEST_F(GetDgGuid, FindsGroupInAnyLetterCase) {
     at_every_threshold([&] {
-        EXPECT_EQ(get(L"DG1", guid), 0u);
+        EXPECT_EQ(get_guid(L"DG1", guid), FARLO_SUCCESS);
         EXPECT_EQ(guid, "guid-1");
-        expect_calls(lookup(1) + Lines{read("dg1", "dgid", str("guid-1"))});
+        expect_calls(search(1) + Lines{read("dg1", "dgid", str("guid-1"))});
         expect_log({});
         expect_pauses({});
     });
 }
 
-TEST_F(DgGuid, TheFamiliesAcceptDifferentTypes) {
+TEST_F(GetDgGuid, FindsGroupsOfAcceptedTypesOnly) {
     const struct {
         const wchar_t* name;
         std::uint32_t cluster;
-        std::uint32_t any;
-    } rows[] = {{L"dg1", 0, 0},
-                {L"local", 40, 0},
-                {L"zero", 40, 40},
-                {L"seven", 40, 40},
-                {L"shared", 40, 0}};
+        std::uint32_t non_cluster;
+    } rows[] = {{L"dg1", FARLO_SUCCESS, FARLO_SUCCESS},
+                {L"local", FARLO_EXCLUDED_TYPE, FARLO_SUCCESS},
+                {L"zero", FARLO_EXCLUDED_TYPE, FARLO_EXCLUDED_TYPE},
+                {L"seven", FARLO_EXCLUDED_TYPE, FARLO_EXCLUDED_TYPE},
+                {L"shared", FARLO_EXCLUDED_TYPE, FARLO_SUCCESS}};
     once([&] {
         for (const auto& row : rows) {
             SCOPED_TRACE(testing::PrintToString(std::wstring(row.name)));
-            EXPECT_EQ(get(row.name, guid, true), row.cluster);
-            EXPECT_EQ(guid == "untouched", row.cluster != 0);
-            EXPECT_EQ(get(row.name, guid, false), row.any);
-            EXPECT_EQ(guid == "untouched", row.any != 0);
+            EXPECT_EQ(get_guid(row.name, guid, true), row.cluster);
+            EXPECT_EQ(guid == "untouched", row.cluster != FARLO_SUCCESS);
+            EXPECT_EQ(get_guid(row.name, guid, false), row.non_cluster);
+            EXPECT_EQ(guid == "untouched", row.non_cluster != FARLO_SUCCESS);
         }
     });
 }
 
-TEST_F(DgGuid, AnExcludedGroupIsNotAskedOfTheClusterService) {
+TEST_F(GetDgGuid, ReturnsExcludedTypeWithoutAskingClusterService) {
     at_every_threshold([&] {
-        EXPECT_EQ(get(L"zero", guid, false), 0x28u);
-        expect_calls(lookup(3));
+        EXPECT_EQ(get_guid(L"zero", guid, false), FARLO_EXCLUDED_TYPE);
+        expect_calls(search(3));
         expect_log({{0, "GetDgObjIdByName() failed , DG_TYPENAME not found in OPAL, error=(0x28)"},
                     {0, "GetDgGuidCommon() failed , error=(0x28)"},
                     {0, "GetDgGuidCommon() failed, error=(0x28)"}});
     });
 }
 
-TEST_F(DgGuid, Checks) {
+TEST_F(GetDgGuid, ChecksArgumentsInOrder) {
     at_every_threshold([&] {
-        GuardedBuffer buffer(65);
+        GuardedBuffer buffer(FARLO_GUID_TEXT_SIZE);
         char* const out = buffer.as<char>();
-        EXPECT_EQ(FARLO(GetDgGuidW)(nullptr, L"dg1", out), 0x64u);
+        EXPECT_EQ(FARLO(GetDgGuidW)(nullptr, L"dg1", out), FARLO_NULL_HANDLE);
         expect_log({{0, "GetDgGuidCommon() failed , opal_handle==NULL , error=(0x64)"}});
         for (const wchar_t* name : {static_cast<const wchar_t*>(nullptr), L""}) {
             start_watching();
-            EXPECT_EQ(FARLO(GetDgGuidW)(handle, name, out), 0x13u);
+            EXPECT_EQ(FARLO(GetDgGuidW)(handle, name, out), FARLO_MISSING_ARGUMENT);
             expect_log({{0, "GetDgGuidCommon():UseDgName() failed , error=(0x13)"}});
         }
         start_watching();
-        EXPECT_EQ(FARLO(GetDgGuidW)(handle, L"dg1", nullptr), 0x13u);
+        EXPECT_EQ(FARLO(GetDgGuidW)(handle, L"dg1", nullptr), FARLO_MISSING_ARGUMENT);
         expect_log({{0, "GetDgGuidCommon() failed , pDgGuid == NULL, error=(0x13)"}});
         start_watching();
         disconnect();
-        EXPECT_EQ(FARLO(GetDgGuidW)(handle, L"", out), 0x14u);
+        EXPECT_EQ(FARLO(GetDgGuidW)(handle, L"", out), FARLO_NOT_CONNECTED);
         expect_log({{0, "GetDgGuidCommon() failed, hConn not connected , error=(0x14)"}});
         expect_calls({});
         EXPECT_TRUE(buffer.untouched());
     });
 }
 
-TEST_F(DgGuid, ARescanMakesALateGroupAppear) {
+TEST_F(GetDgGuid, FindsGroupThatAppearsAfterRescan) {
     at_every_threshold([&] {
-        EXPECT_EQ(get(L"late", guid), 0u);
+        EXPECT_EQ(get_guid(L"late", guid), FARLO_SUCCESS);
         EXPECT_EQ(guid, "guid-9");
-        expect_calls(lookup(5) + Lines{cluster_service(), rescan} + lookup(6, all) +
+        expect_calls(search(5) + Lines{cluster_service(), rescan} + search(6, all) +
                      Lines{read("late", "dgid", str("guid-9"))});
         expect_pauses({{"Sleep", 10'000}});
         expect_log(
@@ -140,16 +147,17 @@ TEST_F(DgGuid, ARescanMakesALateGroupAppear) {
                                  {6, "Entering PerformPnpDiskRescan"},
                                  {6, "Exiting PerformPnpDiskRescan"},
                                  {6, "GetDgGuidCommon: Sleeping for 10 secs"}}));
-        EXPECT_EQ(OpenMutexA(SYNCHRONIZE, FALSE, mutex_name), nullptr) << "it is closed again";
+        EXPECT_EQ(OpenMutexA(SYNCHRONIZE, FALSE, mutex_name), nullptr)
+            << "the mutex must be closed again";
     });
 }
 
-TEST_F(DgGuid, AnUnknownGroupIsAskedOfTheClusterService) {
+TEST_F(GetDgGuid, AsksClusterServiceForUnknownGroup) {
     at_every_threshold([&] {
-        EXPECT_EQ(get(L"nowhere", guid), 0xe5150101u);
+        EXPECT_EQ(get_guid(L"nowhere", guid), service_no_such_group);
         EXPECT_EQ(guid, "untouched");
-        expect_calls(lookup(5) + Lines{cluster_service(), rescan} + lookup(6, all) +
-                     Lines{cluster_service(), ask("nowhere", "0xe5150101")});
+        expect_calls(search(5) + Lines{cluster_service(), rescan} + search(6, all) +
+                     Lines{cluster_service(), query("nowhere", service_no_such_group)});
         expect_log(joined(
             not_found(),
             {{6, "GetDgGuidCommon(): CreateMutexA"},
@@ -164,9 +172,9 @@ TEST_F(DgGuid, AnUnknownGroupIsAskedOfTheClusterService) {
     });
 }
 
-// Another caller holds the mutex: whoever waits does not rescan when the group
-// is there afterwards.
-TEST_F(DgGuid, WhoWaitsForARescanLooksAgain) {
+// Another caller holds the mutex while it rescans. There is no second rescan when that one makes
+// the group appear.
+TEST_F(GetDgGuid, SearchesAgainAfterWaitingForRescanOfAnotherCaller) {
     at_every_threshold([&] {
         const HANDLE mutex = CreateMutexA(nullptr, FALSE, mutex_name);
         struct Other {
@@ -186,15 +194,15 @@ TEST_F(DgGuid, WhoWaitsForARescanLooksAgain) {
             &other, 0, nullptr);
         WaitForSingleObject(other.taken, INFINITE);
         clock().on_pause = [&](int) {
-            // The other caller's rescan finds the group and is over.
+            // The other caller's rescan makes the group appear and ends.
             load_scenario(R"({"disk_groups": [{"name": "late", "dgid": "guid-9"}]})");
             SetEvent(other.release);
             WaitForSingleObject(thread, INFINITE);
         };
-        EXPECT_EQ(get(L"late", guid), 0u);
+        EXPECT_EQ(get_guid(L"late", guid), FARLO_SUCCESS);
         clock().on_pause = nullptr;
         EXPECT_EQ(guid, "guid-9");
-        expect_calls(lookup(5) + Lines{groups("@late"), read("late", "LDM DG TYPE", uint32(2)),
+        expect_calls(search(5) + Lines{groups("@late"), read_type("late", group_type::cluster),
                                        read("late", "Name", wstr("late")),
                                        read("late", "dgid", str("guid-9"))});
         expect_pauses({{"Wait", 300'000}});
@@ -203,7 +211,7 @@ TEST_F(DgGuid, WhoWaitsForARescanLooksAgain) {
                    {{6, "GetDgGuidCommon(): CreateMutexA"},
                     {6, "WaitForMutex(): Time-out to get the reservation_thread_update lock "},
                     {6, "WaitForMutex(): Got the reservation_thread_update lock "}}));
-        // It was released: this thread did not take it.
+        // The library released the mutex: it can be taken.
         EXPECT_EQ(WaitForSingleObject(mutex, 0), WAIT_OBJECT_0);
         ReleaseMutex(mutex);
         CloseHandle(other.taken);
@@ -223,10 +231,10 @@ DWORD WINAPI fixed_wait(HANDLE, DWORD) {
     return wait_result;
 }
 
-// Five minutes are over, or the mutex was abandoned, or the wait failed: the
-// group is looked for, disks are rescanned, and the release is issued anyway.
-// Each abandoned mutex is released before that.
-TEST_F(DgGuid, AWaitThatIsNotGrantedRescansItself) {
+// After five minutes, for an abandoned mutex and after a failed wait, the library searches again,
+// rescans the disks, and releases the mutex although it does not own it. Each abandoned mutex is
+// released before that.
+TEST_F(GetDgGuid, RescansWhenMutexIsNotObtained) {
     virtual_time = true;
     const struct {
         DWORD result;
@@ -245,9 +253,9 @@ TEST_F(DgGuid, AWaitThatIsNotGrantedRescansItself) {
             const Interposer wait(dll().module(), "WaitForSingleObject", fixed_wait);
             const Interposer release(dll().module(), "ReleaseMutex", counted_release);
             start_watching();
-            EXPECT_EQ(get(L"late", guid), 0u);
+            EXPECT_EQ(get_guid(L"late", guid), FARLO_SUCCESS);
             EXPECT_EQ(releases, row.releases);
-            expect_calls(lookup(5) + lookup(5) + Lines{cluster_service(), rescan} + lookup(6, all) +
+            expect_calls(search(5) + search(5) + Lines{cluster_service(), rescan} + search(6, all) +
                          Lines{read("late", "dgid", str("guid-9"))});
             expect_pauses({{"Sleep", 10'000}});
             expect_log(joined(
@@ -283,11 +291,11 @@ DWORD run_thread(LPTHREAD_START_ROUTINE routine, void* argument) {
 
 // The first wait learns that the owner died and releases the mutex, the second
 // obtains it. Afterwards it is free for other threads.
-TEST_F(DgGuid, LeavesAnAbandonedMutexFree) {
+TEST_F(GetDgGuid, ReleasesAbandonedMutex) {
     at_every_threshold([&] {
         const HANDLE mutex = CreateMutexA(nullptr, FALSE, mutex_name);
         EXPECT_EQ(run_thread(abandon, mutex), WAIT_OBJECT_0);
-        EXPECT_EQ(get(L"late", guid), 0u);
+        EXPECT_EQ(get_guid(L"late", guid), FARLO_SUCCESS);
         EXPECT_EQ(guid, "guid-9");
         EXPECT_EQ(run_thread(obtain_at_once, mutex), WAIT_OBJECT_0);
         expect_log(
@@ -304,7 +312,7 @@ TEST_F(DgGuid, LeavesAnAbandonedMutexFree) {
 }
 
 // The owner of a rescan dies while another caller waits for it.
-TEST_F(DgGuid, LeavesAMutexFreeThatIsAbandonedDuringTheWait) {
+TEST_F(GetDgGuid, ReleasesMutexThatIsAbandonedDuringWait) {
     at_every_threshold([&] {
         const HANDLE mutex = CreateMutexA(nullptr, FALSE, mutex_name);
         struct Owner {
@@ -327,7 +335,7 @@ TEST_F(DgGuid, LeavesAMutexFreeThatIsAbandonedDuringTheWait) {
                 WaitForSingleObject(thread, INFINITE);
             }
         };
-        EXPECT_EQ(get(L"late", guid), 0u);
+        EXPECT_EQ(get_guid(L"late", guid), FARLO_SUCCESS);
         clock().on_pause = nullptr;
         EXPECT_EQ(guid, "guid-9");
         EXPECT_EQ(run_thread(obtain_at_once, mutex), WAIT_OBJECT_0);
@@ -348,7 +356,7 @@ TEST_F(DgGuid, LeavesAMutexFreeThatIsAbandonedDuringTheWait) {
     });
 }
 
-HANDLE WINAPI no_mutex(SECURITY_ATTRIBUTES* security, BOOL owned, const char* name) {
+HANDLE WINAPI fail_to_create_mutex(SECURITY_ATTRIBUTES* security, BOOL owned, const char* name) {
     EXPECT_EQ(security, nullptr);
     EXPECT_FALSE(owned);
     EXPECT_STREQ(name, mutex_name);
@@ -356,11 +364,11 @@ HANDLE WINAPI no_mutex(SECURITY_ATTRIBUTES* security, BOOL owned, const char* na
     return nullptr;
 }
 
-TEST_F(DgGuid, WithoutAMutexTheClusterServiceIsAsked) {
+TEST_F(GetDgGuid, AsksClusterServiceWhenMutexCannotBeCreated) {
     at_every_threshold([&] {
-        const Interposer interposer(dll().module(), "CreateMutexA", no_mutex);
-        EXPECT_EQ(get(L"nowhere", guid), 0xe5150101u);
-        expect_calls(lookup(5) + Lines{cluster_service(), ask("nowhere", "0xe5150101")});
+        const Interposer interposer(dll().module(), "CreateMutexA", fail_to_create_mutex);
+        EXPECT_EQ(get_guid(L"nowhere", guid), service_no_such_group);
+        expect_calls(search(5) + Lines{cluster_service(), query("nowhere", service_no_such_group)});
         expect_pauses({});
         expect_log(joined(
             not_found(),
@@ -372,44 +380,45 @@ TEST_F(DgGuid, WithoutAMutexTheClusterServiceIsAsked) {
     });
 }
 
-// A group that is found without a readable identifier is asked for as well.
-TEST_F(DgGuid, AnIdentifierThatCannotBeReadIsAskedOfTheClusterService) {
+// The group itself was found.
+TEST_F(GetDgGuid, AsksClusterServiceWhenGuidCannotBeRead) {
     at_every_threshold([&] {
-        for (const char* fault : {R"("status": "0xc100003a")", R"("as": "WSTR")",
-                                  R"("lie": "unterminated")", R"("lie": "null")"}) {
-            SCOPED_TRACE(fault);
-            set_faults(std::string(R"([{"function": "ObGetProperty", "property": "dgid", )") +
-                       fault + "}]");
+        for (const FaultRule& fault :
+             {guid_is_unreadable, with_type(reading("dgid"), "WSTR"),
+              lying(reading("dgid"), "unterminated"), lying(reading("dgid"), "null")}) {
+            SCOPED_TRACE(fault_plan({fault}));
+            set_faults(fault_plan({fault}));
             start_watching();
-            EXPECT_EQ(get(L"dg1", guid), 0u);
+            EXPECT_EQ(get_guid(L"dg1", guid), FARLO_SUCCESS);
             EXPECT_EQ(guid, "guid-1");
             EXPECT_EQ(calls_of("PrCallDispatch"),
-                      (Lines{ask("dg1", "0x0", "{\"Dgguid\": STR \"guid-1\"}")}));
+                      (Lines{query("dg1", bus_success, "{\"Dgguid\": " + str("guid-1") + "}")}));
             expect_log({});
         }
     });
 }
 
-// One character more than fits is refused, from the group and from the service.
-TEST_F(DgGuid, AnIdentifierOf65CharactersIsRefused) {
+// The group has that GUID, and the cluster service returns the same.
+TEST_F(GetDgGuid, RejectsGuidOf65Characters) {
     const std::string fits(64, 'f');
     const std::string too_long(65, 'l');
     scenario = R"({"disk_groups": [{"name": "dg1", "dgid": ")" + fits +
                R"("}, {"name": "dg2", "dgid": ")" + too_long + R"("}]})";
     at_every_threshold([&] {
-        EXPECT_EQ(get(L"dg1", guid), 0u);
+        EXPECT_EQ(get_guid(L"dg1", guid), FARLO_SUCCESS);
         EXPECT_EQ(guid, fits);
         start_watching();
-        EXPECT_EQ(get(L"dg2", guid), 0x12u);
+        EXPECT_EQ(get_guid(L"dg2", guid), FARLO_EXCEPTION);
         EXPECT_EQ(guid, "untouched");
         expect_log({{6, "API_TRY_CATCH_FAILED "}, {0, "GetDgGuidCommon() failed, error=(0x12)"}});
     });
 }
 
-TEST_F(DgGuid, NoClusterServiceToAsk) {
+TEST_F(GetDgGuid, FailsWithoutClusterService) {
     at_every_threshold([&] {
-        set_faults(R"([{"type": "solvane_cluster_service", "status": "0xc1000001"}])");
-        EXPECT_EQ(get(L"nowhere", guid), 0x29u);
+        set_faults(
+            fault_plan({{.type = object_type::cluster_service, .returns = bus_provider_failed}}));
+        EXPECT_EQ(get_guid(L"nowhere", guid), FARLO_NO_CLUSTER_SERVICE);
         expect_log(
             joined(not_found(),
                    {{6, "GetDgGuidCommon(): CreateMutexA"},
@@ -422,10 +431,11 @@ TEST_F(DgGuid, NoClusterServiceToAsk) {
     });
 }
 
-TEST_F(DgGuid, ARescanThatFailsIsLoggedAndIgnored) {
+TEST_F(GetDgGuid, LogsFailedRescanAndContinues) {
     at_every_threshold([&] {
-        set_faults(R"([{"minor": 6054, "after": "0xe5150199"}])");
-        EXPECT_EQ(get(L"late", guid), 0u);
+        set_faults(fault_plan(
+            {{.method = method::rescan_disks, .returns_after_work = unknown_service_failure}}));
+        EXPECT_EQ(get_guid(L"late", guid), FARLO_SUCCESS);
         expect_log(
             joined(not_found(),
                    {{6, "GetDgGuidCommon(): CreateMutexA"},
@@ -438,38 +448,34 @@ TEST_F(DgGuid, ARescanThatFailsIsLoggedAndIgnored) {
     });
 }
 
-// A parameter that cannot be added is left out of the rescan without a word.
-TEST_F(DgGuid, ARescanWithoutItsParameter) {
+// The rescan is called without its parameter, or without an input set; nothing is logged.
+TEST_F(GetDgGuid, RescansWhenParameterCannotBeAdded) {
     once([&] {
-        set_faults(R"([{"function": "PsAddProperty", "property": "pnp rescan only",
-                        "status": "0xc1000102"}])");
-        EXPECT_EQ(get(L"late", guid), 0u);
+        set_faults(fault_plan({{.function = "PsAddProperty",
+                                .property = "pnp rescan only",
+                                .returns = bus_no_memory}}));
+        EXPECT_EQ(get_guid(L"late", guid), FARLO_SUCCESS);
         EXPECT_EQ(calls_of("PrCallDispatch"),
-                  (Lines{invoke("service", volume_manager_methods, 6054, "", "0x0")}));
+                  (Lines{invoke("service", method::rescan_disks, "", bus_success)}));
         load_scenario(scenario);
         start_watching();
-        set_faults(R"([{"function": "PsCreatePropset", "call": 1, "status": "0xc1000102"}])");
-        EXPECT_EQ(get(L"late", guid), 0u);
+        set_faults(fault_plan({no_input_set}));
+        EXPECT_EQ(get_guid(L"late", guid), FARLO_SUCCESS);
         EXPECT_EQ(calls_of("PrCallDispatch"),
-                  (Lines{"PrCallDispatch @service {61678c9a-1dd2-11b2-9623-0800209ead9c} 0.6054 "
-                         "NULL 0,0,0,0 -> 0x0 {}"}));
+                  (Lines{invoke_without_input("service", method::rescan_disks, bus_success)}));
     });
 }
 
-TEST_F(DgGuid, TheFallbacksSetsThatFail) {
+TEST_F(GetDgGuid, FailsWhenParameterOrResultOfClusterServiceCannotBeUsed) {
     at_every_threshold([&] {
-        // The group is there, without an identifier.
-        const std::string unreadable =
-            R"({"function": "ObGetProperty", "property": "dgid", "status": "0xc100003a"}, )";
-        for (const char* fault :
-             {R"({"function": "PsCreatePropset", "call": 1, "status": "0xc1000102"})",
-              R"({"function": "PsAddProperty", "property": "Dgname", "status": "0xc1000102"})",
-              R"({"function": "PsFindProperty", "property": "Dgguid", "status": "0xc100003a"})",
-              R"({"function": "PsFindProperty", "property": "Dgguid", "as": "WSTR"})"}) {
-            SCOPED_TRACE(fault);
-            set_faults("[" + unreadable + fault + "]");
+        const FaultRule reading_result{.function = "PsFindProperty", .property = "Dgguid"};
+        for (const FaultRule& fault :
+             {no_input_set, failing(adding("Dgname"), bus_no_memory),
+              failing(reading_result, bus_no_property), with_type(reading_result, "WSTR")}) {
+            SCOPED_TRACE(fault_plan({fault}));
+            set_faults(fault_plan({guid_is_unreadable, fault}));
             start_watching();
-            EXPECT_EQ(get(L"dg1", guid), 0x12u);
+            EXPECT_EQ(get_guid(L"dg1", guid), FARLO_EXCEPTION);
             EXPECT_EQ(guid, "untouched");
             expect_log(
                 {{6, "API_TRY_CATCH_FAILED "}, {0, "GetDgGuidCommon() failed, error=(0x12)"}});
@@ -477,78 +483,80 @@ TEST_F(DgGuid, TheFallbacksSetsThatFail) {
     });
 }
 
-TEST_F(DgGuid, AConnectionThatDropsMeanwhile) {
+TEST_F(GetDgGuid, ReturnsNotConnectedWhenConnectionDropsDuringCall) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "ObGetProperty", "property": "dgid", "status": "0xc100003a"},
-                       {"function": "PrCallDispatch", "drop": true}])");
-        EXPECT_EQ(get(L"dg1", guid), 0x14u);
+        set_faults(fault_plan({guid_is_unreadable, {.function = "PrCallDispatch", .drops = true}}));
+        EXPECT_EQ(get_guid(L"dg1", guid), FARLO_NOT_CONNECTED);
         expect_log({{0, "GetDgGuidCommon() failed, error=(0x14)"}});
     });
 }
 
-// Whatever the result was, the service's or the exclusion.
-TEST_F(DgGuid, ADroppedConnectionVoidsAFailureToo) {
+// The failure is the service's, or the group's excluded type.
+TEST_F(GetDgGuid, ReturnsNotConnectedInsteadOfFailureWhenConnectionDrops) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "ObGetProperty", "property": "dgid", "status": "0xc100003a"},
-                       {"minor": 1, "after": "0xe5150101", "drop": true}])");
-        EXPECT_EQ(get(L"dg1", guid), 0x14u);
+        set_faults(fault_plan({guid_is_unreadable,
+                               {.method = method::get_group_guid,
+                                .returns_after_work = service_no_such_group,
+                                .drops = true}}));
+        EXPECT_EQ(get_guid(L"dg1", guid), FARLO_NOT_CONNECTED);
         expect_log(
             {{4, "GetDgGuidCommon: CLUSTER_MTHD_CLUSSVCOP_GETDGGUID, CsfInvoke failed with error "
                  "= 0xe5150101."},
              {0, "GetDgGuidCommon() failed, error=(0x14)"}});
     });
     at_every_threshold([&] {
-        set_faults(R"([{"object": "zero", "property": "Name", "drop": true}])");
-        EXPECT_EQ(get(L"zero", guid), 0x14u);
+        set_faults(fault_plan({dropping(reading("zero", "Name"))}));
+        EXPECT_EQ(get_guid(L"zero", guid), FARLO_NOT_CONNECTED);
         expect_log({{0, "GetDgObjIdByName() failed , DG_TYPENAME not found in OPAL, error=(0x28)"},
                     {0, "GetDgGuidCommon() failed , error=(0x28)"},
                     {0, "GetDgGuidCommon() failed, error=(0x14)"}});
     });
 }
 
-// An identifier that was read is handed out at once, and so is the status of a
-// search for the cluster service: nobody looks at the connection again.
-TEST_F(DgGuid, ADroppedConnectionThatIsNotNoticed) {
+// The connection is not checked again after the GUID was read, nor after a failed search for the
+// cluster service.
+TEST_F(GetDgGuid, KeepsResultWhenConnectionDropsAtLastRead) {
     at_every_threshold([&] {
-        set_faults(R"([{"object": "dg1", "property": "dgid", "drop": true}])");
-        EXPECT_EQ(get(L"dg1", guid), 0u);
+        set_faults(fault_plan({dropping(reading("dg1", "dgid"))}));
+        EXPECT_EQ(get_guid(L"dg1", guid), FARLO_SUCCESS);
         EXPECT_EQ(guid, "guid-1");
         expect_log({});
     });
     at_every_threshold([&] {
-        set_faults(R"([{"function": "ObGetProperty", "property": "dgid", "status": "0xc100003a"},
-            {"type": "solvane_cluster_service", "after": "0xc1000001", "drop": true}])");
-        EXPECT_EQ(get(L"dg1", guid), 0x29u);
+        set_faults(fault_plan({guid_is_unreadable,
+                               {.type = object_type::cluster_service,
+                                .returns_after_work = bus_provider_failed,
+                                .drops = true}}));
+        EXPECT_EQ(get_guid(L"dg1", guid), FARLO_NO_CLUSTER_SERVICE);
         expect_log({{0, "GetDgGuidCommon(): GetClusSvcId failed , error=(0x29)"}});
     });
 }
 
-// Without an output set the cluster service is asked all the same. Its failure
-// has no line of its own then, and its success hands nothing out.
-TEST_F(DgGuid, TheFallbackWithoutAnOutputSet) {
-    const std::string no_set = R"([
-        {"function": "ObGetProperty", "property": "dgid", "status": "0xc100003a"},
-        {"function": "PsCreatePropset", "call": 2, "status": "0xc1000102"},)";
+// Without an output set, the cluster service's failure is logged without the name of the method,
+// and its success provides nothing.
+TEST_F(GetDgGuid, AsksClusterServiceWithoutOutputSet) {
     at_every_threshold([&] {
-        set_faults(no_set + R"({"minor": 1, "status": "0xe5150101"}])");
-        EXPECT_EQ(get(L"dg1", guid), 0xe5150101u);
-        EXPECT_EQ(calls_of("PrCallDispatch"), Lines{ask("dg1", "0xe5150101", "NULL")});
+        set_faults(
+            fault_plan({guid_is_unreadable, no_output_set, methods_return(service_no_such_group)}));
+        EXPECT_EQ(get_guid(L"dg1", guid), service_no_such_group);
+        EXPECT_EQ(calls_of("PrCallDispatch"), Lines{query("dg1", service_no_such_group, "NULL")});
         expect_log({{0, "GetDgGuidCommon() failed, error=(0xe5150101)"}});
     });
     at_every_threshold([&] {
-        set_faults(no_set + R"({"minor": 1, "status": 0}])");
-        EXPECT_EQ(get(L"dg1", guid), 0u);
+        set_faults(fault_plan({guid_is_unreadable, no_output_set, methods_return(bus_success)}));
+        EXPECT_EQ(get_guid(L"dg1", guid), FARLO_SUCCESS);
         EXPECT_EQ(guid, "untouched");
-        EXPECT_EQ(calls_of("PrCallDispatch"), Lines{ask("dg1", "0x0", "NULL")});
+        EXPECT_EQ(calls_of("PrCallDispatch"), Lines{query("dg1", bus_success, "NULL")});
         expect_log({});
     });
 }
 
-TEST_F(DgGuid, ARescanWithoutAnOutputSet) {
+TEST_F(GetDgGuid, RescansWithoutOutputSet) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "PsCreatePropset", "call": 2, "status": "0xc1000102"},
-                       {"minor": 6054, "after": "0xe5150199"}])");
-        EXPECT_EQ(get(L"late", guid), 0u);
+        set_faults(fault_plan(
+            {no_output_set,
+             {.method = method::rescan_disks, .returns_after_work = unknown_service_failure}}));
+        EXPECT_EQ(get_guid(L"late", guid), FARLO_SUCCESS);
         expect_log(
             joined(not_found(), {{6, "GetDgGuidCommon(): CreateMutexA"},
                                  {6, "WaitForMutex(): Got the reservation_thread_update lock "},
@@ -558,9 +566,9 @@ TEST_F(DgGuid, ARescanWithoutAnOutputSet) {
     });
 }
 
-// Whoever rescans gives the mutex back before the group is looked for again;
-// whoever waited for another's rescan gives it back behind that.
-TEST_F(DgGuid, WhenTheMutexIsGivenBack) {
+// A caller that got the mutex at once releases it after its rescan, before it searches again. A
+// caller that waited for another one's rescan releases it after that search.
+TEST_F(GetDgGuid, ReleasesMutexBeforeSecondSearchUnlessItWaited) {
     for (const bool waits : {false, true}) {
         SCOPED_TRACE(waits);
         once([&] {
@@ -575,17 +583,17 @@ TEST_F(DgGuid, WhenTheMutexIsGivenBack) {
                 pauses_before_release = clock().pauses();
                 return TRUE;
             });
-            EXPECT_EQ(get(L"late", guid), 0u);
+            EXPECT_EQ(get_guid(L"late", guid), FARLO_SUCCESS);
             EXPECT_EQ(release.calls(), 1u);
-            const Lines rescanned = lookup(5) + Lines{cluster_service(), rescan};
-            EXPECT_EQ(before_release, waits ? lookup(5) + rescanned + lookup(6, all) : rescanned);
+            const Lines rescanned = search(5) + Lines{cluster_service(), rescan};
+            EXPECT_EQ(before_release, waits ? search(5) + rescanned + search(6, all) : rescanned);
             EXPECT_EQ(pauses_before_release, (std::vector<Pause>{{"Sleep", 10'000}}));
         });
     }
 }
 
-// A group that appears meanwhile and is none that may be used: no rescan.
-TEST_F(DgGuid, WhoWaitsForARescanMayFindAnExcludedGroup) {
+// A group of an excluded type that appears during the wait ends the call without a rescan.
+TEST_F(GetDgGuid, ReturnsExcludedTypeAfterWaitingForRescanOfAnotherCaller) {
     at_every_threshold([&] {
         interpose<decltype(WaitForSingleObject)>(
             "WaitForSingleObject", [&](HANDLE, DWORD milliseconds) -> DWORD {
@@ -595,8 +603,8 @@ TEST_F(DgGuid, WhoWaitsForARescanMayFindAnExcludedGroup) {
                 load_scenario(R"({"disk_groups": [{"name": "late", "dgid": "9", "type": 7}]})");
                 return WAIT_OBJECT_0;
             });
-        EXPECT_EQ(get(L"late", guid), 0x28u);
-        expect_calls(lookup(5) + Lines{groups("@late"), read("late", "LDM DG TYPE", uint32(7)),
+        EXPECT_EQ(get_guid(L"late", guid), FARLO_EXCLUDED_TYPE);
+        expect_calls(search(5) + Lines{groups("@late"), read_type("late", group_type::excluded_7),
                                        read("late", "Name", wstr("late"))});
         expect_pauses({});
         expect_log(
@@ -610,38 +618,37 @@ TEST_F(DgGuid, WhoWaitsForARescanMayFindAnExcludedGroup) {
     });
 }
 
-// The first group of that name decides, be there another that would do.
-TEST_F(DgGuid, AnExcludedGroupEndsTheLookup) {
+// A later group of the same name is not considered.
+TEST_F(GetDgGuid, StopsSearchAtFirstGroupOfThatName) {
     scenario = R"({"disk_groups": [
         {"name": "twin", "id": "a", "dgid": "guid-a", "type": 1},
         {"name": "twin", "id": "b", "dgid": "guid-b", "type": 2}]})";
     once([&] {
-        EXPECT_EQ(get(L"twin", guid, true), 0x28u);
-        EXPECT_EQ(get(L"twin", guid, false), 0u);
+        EXPECT_EQ(get_guid(L"twin", guid, true), FARLO_EXCLUDED_TYPE);
+        EXPECT_EQ(get_guid(L"twin", guid, false), FARLO_SUCCESS);
         EXPECT_EQ(guid, "guid-a");
     });
 }
 
-// Names are compared whole.
-TEST_F(DgGuid, ANameThatBeginsAnother) {
+// One name is the beginning of another.
+TEST_F(GetDgGuid, ComparesWholeNames) {
     scenario = R"({"disk_groups": [
         {"name": "dg", "dgid": "guid-a"}, {"name": "dg11", "dgid": "guid-b"},
         {"name": "dg1", "dgid": "guid-c"}]})";
     once([&] {
-        EXPECT_EQ(get(L"dg1", guid), 0u);
+        EXPECT_EQ(get_guid(L"dg1", guid), FARLO_SUCCESS);
         EXPECT_EQ(guid, "guid-c");
     });
 }
 
-// No group at all: five queries 5 s apart, and then the rescan as for an unknown
-// one.
-TEST_F(DgGuid, NoGroupAtAll) {
+// Each search queries five times, 5 s apart; the rescan comes between the searches.
+TEST_F(GetDgGuid, RepeatsQueryFiveTimesWithoutGroups) {
     scenario = "{}";
     at_every_threshold([&] {
-        EXPECT_EQ(get(L"dg1", guid), 0xe5150101u);
+        EXPECT_EQ(get_guid(L"dg1", guid), service_no_such_group);
         const Lines five{groups(""), groups(""), groups(""), groups(""), groups("")};
         expect_calls(five + Lines{cluster_service(), rescan} + five +
-                     Lines{cluster_service(), ask("dg1", "0xe5150101")});
+                     Lines{cluster_service(), query("dg1", service_no_such_group)});
         expect_pauses({{"Sleep", 5000},
                        {"Sleep", 5000},
                        {"Sleep", 5000},
@@ -673,8 +680,7 @@ TEST_F(DgGuid, NoGroupAtAll) {
     });
 }
 
-// The first result that is not empty ends the queries.
-TEST_F(DgGuid, AGroupThatAppearsWhileTheQueriesGoOn) {
+TEST_F(GetDgGuid, StopsRepeatingQueryWhenGroupsAppear) {
     once([&] {
         load_scenario("{}");
         start_watching();
@@ -683,37 +689,38 @@ TEST_F(DgGuid, AGroupThatAppearsWhileTheQueriesGoOn) {
                 load_scenario(scenario);
             }
         };
-        EXPECT_EQ(get(L"dg1", guid), 0u);
+        EXPECT_EQ(get_guid(L"dg1", guid), FARLO_SUCCESS);
         clock().on_pause = nullptr;
-        expect_calls(Lines{groups(""), groups("")} + lookup(1) +
+        expect_calls(Lines{groups(""), groups("")} + search(1) +
                      Lines{read("dg1", "dgid", str("guid-1"))});
         expect_pauses({{"Sleep", 5000}, {"Sleep", 5000}});
     });
 }
 
-TEST_F(DgGuid, AGroupWithoutAReadableTypeOrNameIsPassedOver) {
+TEST_F(GetDgGuid, SkipsGroupWithoutReadableTypeOrName) {
     scenario = R"({"disk_groups": [
         {"name": "dg1", "id": "a", "dgid": "guid-a", "without": ["LDM DG TYPE"]},
         {"name": "dg1", "id": "b", "dgid": "guid-b", "properties": {"Name": {"type": "STR", "value": "dg1"}}},
         {"name": "dg1", "id": "c", "dgid": "guid-c"}]})";
     once([&] {
-        EXPECT_EQ(get(L"dg1", guid), 0u);
+        EXPECT_EQ(get_guid(L"dg1", guid), FARLO_SUCCESS);
         EXPECT_EQ(guid, "guid-c");
     });
 }
 
-TEST_F(DgGuid, NarrowForms) {
+TEST_F(GetDgGuid, AcceptsNarrowNamesButRejects32Characters) {
     at_every_threshold([&] {
-        GuardedBuffer buffer(65);
-        EXPECT_EQ(FARLO(GetDgGuidA)(handle, "dg1", buffer.as<char>()), 0u);
+        GuardedBuffer buffer(FARLO_GUID_TEXT_SIZE);
+        EXPECT_EQ(FARLO(GetDgGuidA)(handle, "dg1", buffer.as<char>()), FARLO_SUCCESS);
         EXPECT_STREQ(buffer.as<char>(), "guid-1");
-        EXPECT_EQ(FARLO(GetNonClusterDgGuidA)(handle, "local", buffer.as<char>()), 0u);
+        EXPECT_EQ(FARLO(GetNonClusterDgGuidA)(handle, "local", buffer.as<char>()), FARLO_SUCCESS);
         EXPECT_STREQ(buffer.as<char>(), "guid-3");
         start_watching();
         const std::string too_long(32, 'n');
-        EXPECT_EQ(FARLO(GetDgGuidA)(handle, too_long.c_str(), buffer.as<char>()), 0x80070057u);
+        EXPECT_EQ(FARLO(GetDgGuidA)(handle, too_long.c_str(), buffer.as<char>()),
+                  FARLO_INVALID_ARGUMENT);
         EXPECT_EQ(FARLO(GetNonClusterDgGuidA)(handle, too_long.c_str(), buffer.as<char>()),
-                  0x80070057u);
+                  FARLO_INVALID_ARGUMENT);
         expect_calls({});
         expect_log({{0, "GetDgGuidA() failed , name string of more than 31 characters or invalid, "
                         "error=(0x80070057)"},

@@ -1,6 +1,7 @@
 // GetDgNameList, GetNonClusterDgNameList.
 #include "bus_lines.h"
 #include "farlo_test.h"
+#include "fault_rules.h"
 
 #include <cstring>
 
@@ -8,9 +9,9 @@ namespace {
 
 using namespace support;
 
-class NameList : public FarloTest {
+class GetDgNameList : public FarloTest {
   protected:
-    NameList() {
+    GetDgNameList() {
         scenario = R"({"disk_groups": [
             {"name": "dg1", "dgid": "1", "type": 2, "imported": true},
             {"name": "gone", "dgid": "2", "type": 2},
@@ -23,15 +24,20 @@ class NameList : public FarloTest {
 
     static std::string query() { return groups("@dg1 @gone @zero @local @seven @data @shared"); }
 
-    // What one pass over the groups reads for the cluster family.
+    // What the cluster functions read in one pass over the groups.
     static Lines cluster_pass() {
-        return {
-            read("dg1", "LDM DG TYPE", uint32(2)),     read("dg1", "imported", "BOOLEAN true"),
-            read("dg1", "Name", wstr("dg1")),          read("gone", "LDM DG TYPE", uint32(2)),
-            read("gone", "imported", "BOOLEAN false"), read("zero", "LDM DG TYPE", uint32(0)),
-            read("local", "LDM DG TYPE", uint32(1)),   read("seven", "LDM DG TYPE", uint32(7)),
-            read("data", "LDM DG TYPE", uint32(2)),    read("data", "imported", "BOOLEAN true"),
-            read("data", "Name", wstr("data")),        read("shared", "LDM DG TYPE", uint32(8))};
+        return {read_type("dg1", group_type::cluster),
+                read("dg1", "imported", boolean(true)),
+                read("dg1", "Name", wstr("dg1")),
+                read_type("gone", group_type::cluster),
+                read("gone", "imported", boolean(false)),
+                read_type("zero", group_type::excluded_0),
+                read_type("local", group_type::local),
+                read_type("seven", group_type::excluded_7),
+                read_type("data", group_type::cluster),
+                read("data", "imported", boolean(true)),
+                read("data", "Name", wstr("data")),
+                read_type("shared", group_type::cluster_shared)};
     }
 
     struct Result {
@@ -40,13 +46,12 @@ class NameList : public FarloTest {
         std::uint32_t count;
         std::vector<std::uint8_t> bytes;
     };
-    static constexpr std::uint32_t untouched = 0xC5C5C5C5;
+    static constexpr std::uint32_t untouched = 0xC5C5C5C5;  // what a count holds before the call
 
-    // A call with a buffer of `room` bytes behind which memory faults, and which
-    // is told to have `size`.
+    // Calls a function with a guarded buffer of `buffer_size` bytes, but passes `size`.
     template <class Char, class List>
-    Result list(List entry, std::uint32_t room, std::uint32_t size) {
-        GuardedBuffer buffer(room);
+    Result list(List entry, std::uint32_t buffer_size, std::uint32_t size) {
+        GuardedBuffer buffer(buffer_size);
         Char* pointer = buffer.as<Char>();
         Result result{0, size, untouched, {}};
         result.status = entry(handle, &pointer, &result.size, &result.count);
@@ -54,24 +59,25 @@ class NameList : public FarloTest {
         result.bytes = buffer.bytes();
         return result;
     }
-    Result wide(std::uint32_t room, std::uint32_t size) {
-        return list<wchar_t>(FARLO(GetDgNameListW), room, size);
+    Result wide(std::uint32_t buffer_size, std::uint32_t size) {
+        return list<wchar_t>(FARLO(GetDgNameListW), buffer_size, size);
     }
-    Result narrow(std::uint32_t room, std::uint32_t size) {
-        return list<char>(FARLO(GetDgNameListA), room, size);
+    Result narrow(std::uint32_t buffer_size, std::uint32_t size) {
+        return list<char>(FARLO(GetDgNameListA), buffer_size, size);
     }
 
-    static std::vector<std::uint8_t> bytes(const char* text, std::size_t size) {
-        return {text, text + size};
+    // The first bytes of a string that holds NULs.
+    static std::vector<std::uint8_t> bytes(const char* characters, std::size_t size) {
+        return {characters, characters + size};
     }
 };
 
-TEST_F(NameList, TheSizeIsToldToTheByte) {
+TEST_F(GetDgNameList, ReportsNeededSizeToTheByte) {
     at_every_threshold([&] {
         for (const std::uint32_t size : {0u, 1u, 17u}) {
             start_watching();
             const Result result = wide(size, size);
-            EXPECT_EQ(result.status, 0x61u);
+            EXPECT_EQ(result.status, FARLO_BUFFER_TOO_SMALL);
             EXPECT_EQ(result.size, 18u);
             EXPECT_EQ(result.count, untouched);
             EXPECT_EQ(result.bytes, std::vector<std::uint8_t>(size, GuardedBuffer::canary));
@@ -81,10 +87,10 @@ TEST_F(NameList, TheSizeIsToldToTheByte) {
     });
 }
 
-TEST_F(NameList, TheNamesLieBackToBack) {
+TEST_F(GetDgNameList, StoresNamesConsecutively) {
     at_every_threshold([&] {
         const Result result = wide(18, 18);
-        EXPECT_EQ(result.status, 0u);
+        EXPECT_EQ(result.status, FARLO_SUCCESS);
         EXPECT_EQ(result.size, 18u);
         EXPECT_EQ(result.count, 2u);
         EXPECT_EQ(result.bytes, bytes("d\0g\0"
@@ -96,10 +102,10 @@ TEST_F(NameList, TheNamesLieBackToBack) {
     });
 }
 
-TEST_F(NameList, NoByteBehindTheListIsTouchedAndTheSizeIsLeft) {
+TEST_F(GetDgNameList, WritesNothingAfterListAndLeavesSizeUnchanged) {
     once([&] {
         const Result result = wide(30, 30);
-        EXPECT_EQ(result.status, 0u);
+        EXPECT_EQ(result.status, FARLO_SUCCESS);
         EXPECT_EQ(result.size, 30u);
         std::vector<std::uint8_t> wanted = bytes("d\0g\0"
                                                  "1\0\0\0"
@@ -107,52 +113,52 @@ TEST_F(NameList, NoByteBehindTheListIsTouchedAndTheSizeIsLeft) {
                                                  18);
         wanted.resize(30, GuardedBuffer::canary);
         EXPECT_EQ(result.bytes, wanted);
-        EXPECT_EQ(wide(18, 0xFFFFFFFF).status, 0u);
+        EXPECT_EQ(wide(18, 0xFFFFFFFF).status, FARLO_SUCCESS);
     });
 }
 
-TEST_F(NameList, TheNarrowFormCountsBytes) {
+TEST_F(GetDgNameList, CountsBytesInNarrowForm) {
     once([&] {
         Result result = narrow(8, 8);
-        EXPECT_EQ(result.status, 0x61u);
+        EXPECT_EQ(result.status, FARLO_BUFFER_TOO_SMALL);
         EXPECT_EQ(result.size, 9u);
         result = narrow(9, 9);
-        EXPECT_EQ(result.status, 0u);
+        EXPECT_EQ(result.status, FARLO_SUCCESS);
         EXPECT_EQ(result.count, 2u);
         EXPECT_EQ(result.bytes, bytes("dg1\0data", 9));
     });
 }
 
-TEST_F(NameList, TheOtherFamilyListsAllOthers) {
+TEST_F(GetDgNameList, ListsOtherGroupsInNonClusterForms) {
     once([&] {
         Result result = list<wchar_t>(FARLO(GetNonClusterDgNameListW), 26, 26);
-        EXPECT_EQ(result.status, 0u);
+        EXPECT_EQ(result.status, FARLO_SUCCESS);
         EXPECT_EQ(result.count, 2u);
         EXPECT_EQ(result.bytes, bytes("l\0o\0c\0a\0l\0\0\0s\0h\0a\0r\0e\0d\0\0\0", 26));
         result = list<char>(FARLO(GetNonClusterDgNameListA), 13, 13);
-        EXPECT_EQ(result.status, 0u);
+        EXPECT_EQ(result.status, FARLO_SUCCESS);
         EXPECT_EQ(result.bytes, bytes("local\0shared", 13));
     });
 }
 
-TEST_F(NameList, NoGroupThatQualifies) {
+TEST_F(GetDgNameList, SucceedsWithoutMatchingGroup) {
     scenario = R"({"disk_groups": [{"name": "gone", "dgid": "2", "type": 2}]})";
     at_every_threshold([&] {
         const Result result = wide(4, 4);
-        EXPECT_EQ(result.status, 0u);
+        EXPECT_EQ(result.status, FARLO_SUCCESS);
         EXPECT_EQ(result.count, 0u);
         EXPECT_EQ(result.size, 4u);
         EXPECT_EQ(result.bytes, std::vector<std::uint8_t>(4, GuardedBuffer::canary));
         expect_pauses({});
-        // Nothing is stored: nothing is required of the pointers.
-        EXPECT_EQ(FARLO(GetDgNameListW)(handle, nullptr, nullptr, nullptr), 0u);
+        // Nothing is stored, so the pointers may be NULL.
+        EXPECT_EQ(FARLO(GetDgNameListW)(handle, nullptr, nullptr, nullptr), FARLO_SUCCESS);
     });
 }
 
-TEST_F(NameList, NoGroupAtAll) {
+TEST_F(GetDgNameList, SucceedsAfterFiveQueriesWithoutGroups) {
     scenario = "{}";
     at_every_threshold([&] {
-        EXPECT_EQ(wide(4, 4).status, 0u);
+        EXPECT_EQ(wide(4, 4).status, FARLO_SUCCESS);
         expect_calls({groups(""), groups(""), groups(""), groups(""), groups("")});
         expect_pauses(
             {{"Sleep", 5000}, {"Sleep", 5000}, {"Sleep", 5000}, {"Sleep", 5000}, {"Sleep", 5000}});
@@ -166,70 +172,71 @@ TEST_F(NameList, NoGroupAtAll) {
     });
 }
 
-TEST_F(NameList, Checks) {
+TEST_F(GetDgNameList, ChecksArgumentsInOrder) {
     at_every_threshold([&] {
         wchar_t* pointer = nullptr;
         std::uint32_t size = 100;
         std::uint32_t count = untouched;
-        EXPECT_EQ(FARLO(GetDgNameListW)(nullptr, &pointer, &size, &count), 0x64u);
+        EXPECT_EQ(FARLO(GetDgNameListW)(nullptr, &pointer, &size, &count), FARLO_NULL_HANDLE);
         expect_log({{6, "Entering GetDgNameListCommon"},
                     {0, "GetDgNameListCommon() failed , NULL opal_handle, error=(0x64)"}});
-        // Without a message, and without the exit line.
-        wchar_t room[50];
-        pointer = room;
-        for (const int missing : {1, 2, 3, 4}) {
-            SCOPED_TRACE(missing);
-            wchar_t* none = nullptr;
+        // Neither an error line nor the exit line is logged for these.
+        wchar_t buffer[50];
+        pointer = buffer;
+        wchar_t* null_buffer = nullptr;
+        const struct {
+            wchar_t** buffer;
+            std::uint32_t* size;
+            std::uint32_t* count;
+        } missing[] = {{nullptr, &size, &count},
+                       {&null_buffer, &size, &count},
+                       {&pointer, nullptr, &count},
+                       {&pointer, &size, nullptr}};
+        for (const auto& row : missing) {
+            SCOPED_TRACE(&row - missing);
             start_watching();
-            EXPECT_EQ(FARLO(GetDgNameListW)(handle,
-                                            missing == 1   ? nullptr
-                                            : missing == 2 ? &none
-                                                           : &pointer,
-                                            missing == 3 ? nullptr : &size,
-                                            missing == 4 ? nullptr : &count),
-                      0x13u);
+            EXPECT_EQ(FARLO(GetDgNameListW)(handle, row.buffer, row.size, row.count),
+                      FARLO_MISSING_ARGUMENT);
             expect_log({{6, "Entering GetDgNameListCommon"}});
         }
         EXPECT_EQ(size, 100u);
         EXPECT_EQ(count, untouched);
         start_watching();
         disconnect();
-        EXPECT_EQ(FARLO(GetDgNameListW)(handle, &pointer, &size, &count), 0x14u);
+        EXPECT_EQ(FARLO(GetDgNameListW)(handle, &pointer, &size, &count), FARLO_NOT_CONNECTED);
         expect_calls({});
         expect_log({{6, "Entering GetDgNameListCommon"},
                     {0, "GetDgNameListCommon() failed , error=(0x14)"}});
     });
 }
 
-// A size that is too small is told before a missing pointer is looked at.
-TEST_F(NameList, TheSizeIsLookedAtFirst) {
+TEST_F(GetDgNameList, ReportsNeededSizeBeforeCheckingPointers) {
     once([&] {
         std::uint32_t size = 0;
-        EXPECT_EQ(FARLO(GetDgNameListW)(handle, nullptr, &size, nullptr), 0x61u);
+        EXPECT_EQ(FARLO(GetDgNameListW)(handle, nullptr, &size, nullptr), FARLO_BUFFER_TOO_SMALL);
         EXPECT_EQ(size, 18u);
     });
 }
 
-TEST_F(NameList, AGroupWithoutAReadableTypeIsPassedOver) {
+TEST_F(GetDgNameList, SkipsGroupWithoutReadableType) {
     at_every_threshold([&] {
-        set_faults(R"([{"object": "dg1", "property": "LDM DG TYPE", "as": "STR"}])");
+        set_faults(fault_plan({with_type(reading("dg1", "LDM DG TYPE"), "STR")}));
         const Result result = wide(10, 10);
-        EXPECT_EQ(result.status, 0u);
+        EXPECT_EQ(result.status, FARLO_SUCCESS);
         EXPECT_EQ(result.count, 1u);
         EXPECT_EQ(result.bytes, bytes("d\0a\0t\0a\0\0\0", 10));
         expect_log({{6, "Entering GetDgNameListCommon"}, {6, "Exiting GetDgNameListCommon"}});
     });
 }
 
-TEST_F(NameList, AnotherReadThatRaisesEndsTheCall) {
+TEST_F(GetDgNameList, FailsWhenImportedStateOrNameCannotBeRead) {
     at_every_threshold([&] {
         for (const char* property : {"imported", "Name"}) {
             SCOPED_TRACE(property);
-            set_faults(std::string(R"([{"object": "data", "property": ")") + property +
-                       R"(", "status": "0xc100003a"}])");
+            set_faults(fault_plan({failing(reading("data", property), bus_no_property)}));
             start_watching();
             const Result result = wide(18, 18);
-            EXPECT_EQ(result.status, 0x12u);
+            EXPECT_EQ(result.status, FARLO_EXCEPTION);
             EXPECT_EQ(result.count, untouched);
             EXPECT_EQ(result.bytes, std::vector<std::uint8_t>(18, GuardedBuffer::canary));
             expect_log({{6, "Entering GetDgNameListCommon"},
@@ -240,13 +247,13 @@ TEST_F(NameList, AnotherReadThatRaisesEndsTheCall) {
     });
 }
 
-// In the second pass the names copied so far stay.
-TEST_F(NameList, ARaiseInTheSecondPassLeavesTheFirstNames) {
+// The names that were copied before the failure stay in the buffer.
+TEST_F(GetDgNameList, KeepsFirstNamesWhenReadFailsInSecondPass) {
     at_every_threshold([&] {
-        set_faults(
-            R"([{"object": "data", "property": "Name", "call": 2, "status": "0xc100003a"}])");
+        set_faults(fault_plan(
+            {{.object = "data", .property = "Name", .call = 2, .returns = bus_no_property}}));
         const Result result = wide(18, 18);
-        EXPECT_EQ(result.status, 0x12u);
+        EXPECT_EQ(result.status, FARLO_EXCEPTION);
         EXPECT_EQ(result.count, 2u);
         EXPECT_EQ(result.bytes, bytes("d\0g\0"
                                       "1\0\0\0\0\0\0\0\0\0\0\0\0\0",
@@ -258,17 +265,16 @@ TEST_F(NameList, ARaiseInTheSecondPassLeavesTheFirstNames) {
     });
 }
 
-// A name that grows between the passes does not run over the buffer's end.
-TEST_F(NameList, ANameThatGrowsBetweenThePassesIsRefused) {
+// It is not written beyond the end of the buffer.
+TEST_F(GetDgNameList, RejectsNameThatGrowsBetweenPasses) {
     once([&] {
-        set_faults(R"([{"object": "data", "property": "Name", "call": 2, "lie": "long"}])");
-        EXPECT_EQ(wide(18, 18).status, 0x12u);
+        set_faults(fault_plan({{.object = "data", .property = "Name", .call = 2, .lie = "long"}}));
+        EXPECT_EQ(wide(18, 18).status, FARLO_EXCEPTION);
     });
 }
 
-// By one character: the last name that was copied stays, and no byte behind it is
-// written.
-TEST_F(NameList, ANameThatGrowsByOneCharacter) {
+// The names before it stay in the buffer, and the rest of the buffer is zeroed.
+TEST_F(GetDgNameList, RejectsNameThatGrowsByOneCharacterBetweenPasses) {
     scenario = R"({"disk_groups": [
         {"name": "dg1", "dgid": "1", "imported": true},
         {"name": "data", "dgid": "2", "imported": true},
@@ -277,20 +283,20 @@ TEST_F(NameList, ANameThatGrowsByOneCharacter) {
         SCOPED_TRACE(wide_form);
         once([&] {
             unsigned names_read = 0;
-            interpose<decltype(ObGetProperty)>(
-                "ObGetProperty",
-                [&](opal_connection connection, opal_context context, const opal_objid* object,
-                    const char* name, opal_property* property) {
-                    opal_objid grown;
-                    EXPECT_EQ(LabFindObject("data1", &grown), 0);
-                    const bool is_last = std::strcmp(name, "Name") == 0 && ++names_read == 4;
-                    return ObGetProperty(connection, context, is_last ? &grown : object, name,
-                                         property);
-                });
+            interpose<decltype(ObGetProperty)>("ObGetProperty", [&](opal_connection connection,
+                                                                    opal_context context,
+                                                                    const opal_objid* object,
+                                                                    const char* name,
+                                                                    opal_property* property) {
+                opal_objid grown;
+                EXPECT_EQ(LabFindObject("data1", &grown), 0);
+                const bool grows = std::strcmp(name, "Name") == 0 && ++names_read == 4;
+                return ObGetProperty(connection, context, grows ? &grown : object, name, property);
+            });
             const std::uint32_t size = wide_form ? 18 : 9;
             const Result result = wide_form ? wide(size, size) : narrow(size, size);
             EXPECT_EQ(names_read, 4u);
-            EXPECT_EQ(result.status, 0x12u);
+            EXPECT_EQ(result.status, FARLO_EXCEPTION);
             std::vector<std::uint8_t> wanted = wide_form ? bytes("d\0g\0"
                                                                  "1\0\0\0",
                                                                  8)
@@ -301,10 +307,10 @@ TEST_F(NameList, ANameThatGrowsByOneCharacter) {
     }
 }
 
-TEST_F(NameList, AQueryThatRaises) {
+TEST_F(GetDgNameList, FailsWithoutMemoryForQuery) {
     at_every_threshold([&] {
         heap().fail(1);
-        EXPECT_EQ(wide(18, 18).status, 0x12u);
+        EXPECT_EQ(wide(18, 18).status, FARLO_EXCEPTION);
         expect_log({{6, "Entering GetDgNameListCommon"},
                     {6, "API_TRY_CATCH_FAILED "},
                     {0, "GetDgNameListCommon() failed, error=(0x12) "},
@@ -312,22 +318,23 @@ TEST_F(NameList, AQueryThatRaises) {
     });
 }
 
-TEST_F(NameList, AConnectionThatDropsMeanwhile) {
+TEST_F(GetDgNameList, ReturnsNotConnectedWhenConnectionDrops) {
     at_every_threshold([&] {
-        set_faults(R"([{"object": "shared", "property": "LDM DG TYPE", "drop": true}])");
-        EXPECT_EQ(wide(0, 0).status, 0x14u);
+        set_faults(fault_plan({dropping(reading("shared", "LDM DG TYPE"))}));
+        EXPECT_EQ(wide(0, 0).status, FARLO_NOT_CONNECTED);
         expect_log({{6, "Entering GetDgNameListCommon"},
                     {0, "GetDgNameListCommon() failed, error=(0x14) "},
                     {6, "Exiting GetDgNameListCommon"}});
     });
 }
 
-// Whatever it was.
-TEST_F(NameList, ADroppedConnectionVoidsAFailureToo) {
+TEST_F(GetDgNameList, ReturnsNotConnectedWhenConnectionDropsDuringFailedRead) {
     at_every_threshold([&] {
-        set_faults(
-            R"([{"object": "data", "property": "Name", "after": "0xc100003a", "drop": true}])");
-        EXPECT_EQ(wide(18, 18).status, 0x14u);
+        set_faults(fault_plan({{.object = "data",
+                                .property = "Name",
+                                .returns_after_work = bus_no_property,
+                                .drops = true}}));
+        EXPECT_EQ(wide(18, 18).status, FARLO_NOT_CONNECTED);
         expect_log({{6, "Entering GetDgNameListCommon"},
                     {6, "API_TRY_CATCH_FAILED "},
                     {0, "GetDgNameListCommon() failed, error=(0x14) "},
@@ -335,7 +342,7 @@ TEST_F(NameList, ADroppedConnectionVoidsAFailureToo) {
     });
 }
 
-TEST_F(NameList, ANarrowNameOf32CharactersOrMoreIsRefused) {
+TEST_F(GetDgNameList, RejectsNarrowNameOf32CharactersOrMore) {
     for (const std::size_t length : {32u, 33u, 60u}) {
         SCOPED_TRACE(length);
         scenario = R"({"disk_groups": [
@@ -346,7 +353,7 @@ TEST_F(NameList, ANarrowNameOf32CharactersOrMoreIsRefused) {
         once([&] {
             const auto size = static_cast<std::uint32_t>(36 + length + 1);
             const Result result = narrow(size, size);
-            EXPECT_EQ(result.status, 0x12u);
+            EXPECT_EQ(result.status, FARLO_EXCEPTION);
             EXPECT_EQ(result.count, 3u);
             std::vector<std::uint8_t> wanted = bytes("dg1\0"
                                                      "123456789012345678901234567890x",
@@ -354,7 +361,7 @@ TEST_F(NameList, ANarrowNameOf32CharactersOrMoreIsRefused) {
             wanted.resize(size, 0);
             EXPECT_EQ(result.bytes, wanted);
             // The wide form has no such limit.
-            EXPECT_EQ(wide(2 * size, 2 * size).status, 0u);
+            EXPECT_EQ(wide(2 * size, 2 * size).status, FARLO_SUCCESS);
         });
     }
 }

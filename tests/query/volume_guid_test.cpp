@@ -1,86 +1,92 @@
 // GetDgVolumeGuid.
 #include "bus_lines.h"
 #include "farlo_test.h"
+#include "fault_rules.h"
 
 namespace {
 
 using namespace support;
 
-std::string ask(const std::string& name, const std::string& guid, const std::string& device,
-                const std::string& status, const std::string& output = "{}") {
-    return invoke("service", cluster_methods, 11,
+// The method call.
+std::string query(const std::string& name, const std::string& guid, const std::string& device,
+                  std::uint32_t status, const std::string& output = "{}") {
+    return invoke("service", method::get_volume_guid,
                   "\"Dgname\": " + wstr(name) + ", \"Dgguid\": " + str(guid) +
                       ", \"Voldevname\": " + wstr(device),
                   status, output);
 }
-constexpr char answer[] = "{\"Volguid\": STR \"volume-1\"}";
+const std::string volume_guid_output = "{\"Volguid\": " + str("volume-1") + "}";
 
-class VolumeGuid : public FarloTest {
+class GetDgVolumeGuid : public FarloTest {
   protected:
-    VolumeGuid() {
+    GetDgVolumeGuid() {
         scenario = R"({"disk_groups": [
             {"name": "dg1", "dgid": "guid-1", "type": 1, "imported": true,
              "volumes": [{"name": "v1", "device": "dev1", "guid": "volume-1"}]},
             {"name": "gone", "dgid": "guid-2", "type": 2}]})";
     }
 
-    std::uint32_t get(const wchar_t* name, const char* group, const wchar_t* device,
-                      std::string& text) {
-        GuardedBuffer buffer(65);
+    std::uint32_t get_guid(const wchar_t* name, const char* group, const wchar_t* device,
+                           std::string& received) {
+        GuardedBuffer buffer(FARLO_GUID_TEXT_SIZE);
         const std::uint32_t status =
             FARLO(GetDgVolumeGuidW)(handle, name, group, device, buffer.as<char>());
-        text = buffer.untouched() ? "untouched" : buffer.as<char>();
+        received = buffer.untouched() ? "untouched" : buffer.as<char>();
         return status;
     }
     std::string guid;
 
-    static Lines lookup() {
-        return {groups("@dg1 @gone"), read("dg1", "LDM DG TYPE", uint32(1)),
+    // The search for dg1 by its name.
+    static Lines search() {
+        return {groups("@dg1 @gone"), read_type("dg1", group_type::local),
                 read("dg1", "Name", wstr("dg1"))};
     }
 };
 
-TEST_F(VolumeGuid, ByGroupGuid) {
+TEST_F(GetDgVolumeGuid, ProvidesGuidForGroupGuid) {
     at_every_threshold([&] {
-        EXPECT_EQ(get(nullptr, "guid-1", L"dev1", guid), 0u);
+        EXPECT_EQ(get_guid(nullptr, "guid-1", L"dev1", guid), FARLO_SUCCESS);
         EXPECT_EQ(guid, "volume-1");
-        expect_calls({cluster_service(), ask("", "guid-1", "dev1", "0x0", answer)});
+        expect_calls(
+            {cluster_service(), query("", "guid-1", "dev1", bus_success, volume_guid_output)});
         expect_log({{6, "Entering GetVolumeGuidW"}, {6, "Exiting GetVolumeGuidW"}});
     });
 }
 
-// Any kind of group will do, as long as it is imported.
-TEST_F(VolumeGuid, ByGroupName) {
+// The group may be of any type, but must be imported.
+TEST_F(GetDgVolumeGuid, ProvidesGuidForNameOfImportedGroup) {
     at_every_threshold([&] {
-        EXPECT_EQ(get(L"DG1", "", L"DEV1", guid), 0u);
+        EXPECT_EQ(get_guid(L"DG1", "", L"DEV1", guid), FARLO_SUCCESS);
         EXPECT_EQ(guid, "volume-1");
-        expect_calls(lookup() + Lines{read("dg1", "imported", "BOOLEAN true"),
-                                      read("dg1", "dgid", str("guid-1")), cluster_service(),
-                                      ask("DG1", "guid-1", "DEV1", "0x0", answer)});
+        expect_calls(search() +
+                     Lines{read("dg1", "imported", boolean(true)),
+                           read("dg1", "dgid", str("guid-1")), cluster_service(),
+                           query("DG1", "guid-1", "DEV1", bus_success, volume_guid_output)});
     });
 }
 
-// The search for the group does not look at the connection; the end of the call does.
-TEST_F(VolumeGuid, AHandleThatIsMarkedBeforeTheGroupIsLookedFor) {
+// The connection is not checked by the search for the group, but at the end of the call.
+TEST_F(GetDgVolumeGuid, ReturnsNotConnectedWhenConnectionDropsBeforeSearch) {
     at_every_threshold([&] {
-        // The buffer for the group's identifier is made between the two.
+        // The handle's check comes before this allocation, the search after it.
         interpose<decltype(calloc)>("calloc", [&](std::size_t number, std::size_t size) {
             handle->connected = 0;
             return std::calloc(number, size);
         });
-        EXPECT_EQ(get(L"dg1", nullptr, L"dev1", guid), 0x14u);
-        expect_calls(lookup() + Lines{read("dg1", "imported", "BOOLEAN true"),
-                                      read("dg1", "dgid", str("guid-1")), cluster_service(),
-                                      ask("dg1", "guid-1", "dev1", "0x0", answer)});
+        EXPECT_EQ(get_guid(L"dg1", nullptr, L"dev1", guid), FARLO_NOT_CONNECTED);
+        expect_calls(search() +
+                     Lines{read("dg1", "imported", boolean(true)),
+                           read("dg1", "dgid", str("guid-1")), cluster_service(),
+                           query("dg1", "guid-1", "dev1", bus_success, volume_guid_output)});
         expect_log({{6, "Entering GetVolumeGuidW"},
                     {0, "GetDgVolumeGuidW() failed, error=(0x14)"},
                     {6, "Exiting GetVolumeGuidW"}});
     });
 }
 
-TEST_F(VolumeGuid, AGroupThatIsNotImported) {
+TEST_F(GetDgVolumeGuid, ReturnsNotFoundForGroupThatIsNotImported) {
     at_every_threshold([&] {
-        EXPECT_EQ(get(L"gone", nullptr, L"dev1", guid), 1u);
+        EXPECT_EQ(get_guid(L"gone", nullptr, L"dev1", guid), FARLO_NOT_FOUND);
         EXPECT_EQ(guid, "untouched");
         EXPECT_EQ(calls_of("PrCallDispatch"), Lines{});
         expect_log({{6, "Entering GetVolumeGuidW"},
@@ -88,9 +94,9 @@ TEST_F(VolumeGuid, AGroupThatIsNotImported) {
     });
 }
 
-TEST_F(VolumeGuid, AnUnknownGroup) {
+TEST_F(GetDgVolumeGuid, ReturnsNotFoundForUnknownGroup) {
     at_every_threshold([&] {
-        EXPECT_EQ(get(L"nowhere", nullptr, L"dev1", guid), 1u);
+        EXPECT_EQ(get_guid(L"nowhere", nullptr, L"dev1", guid), FARLO_NOT_FOUND);
         expect_log({{6, "Entering GetVolumeGuidW"},
                     {0, "GetDgObjIdByName() failed , DG_TYPENAME not found in OPAL, error=(0x1)"},
                     {0, "GetDgGuidfromOpal(): GetDgObjIdByName() failed, error=(0x1)"},
@@ -98,18 +104,18 @@ TEST_F(VolumeGuid, AnUnknownGroup) {
     });
 }
 
-TEST_F(VolumeGuid, AGroupThatCannotBeRead) {
+TEST_F(GetDgVolumeGuid, FailsWhenGroupCannotBeRead) {
     at_every_threshold([&] {
-        for (const char* fault :
-             {R"("property": "imported", "status": "0xc100003a")",
-              R"("property": "dgid", "as": "WSTR")", R"("property": "dgid", "lie": "unterminated")",
-              R"("property": "dgid", "lie": "long")"}) {
-            SCOPED_TRACE(fault);
+        for (const FaultRule& fault : {failing(reading("dg1", "imported"), bus_no_property),
+                                       with_type(reading("dg1", "dgid"), "WSTR"),
+                                       lying(reading("dg1", "dgid"), "unterminated"),
+                                       lying(reading("dg1", "dgid"), "long")}) {
+            SCOPED_TRACE(fault_plan({fault}));
             load_scenario(
                 R"({"disk_groups": [{"name": "dg1", "dgid": "1234567", "type": 1, "imported": true}]})");
-            set_faults(std::string(R"([{"object": "dg1", )") + fault + "}]");
+            set_faults(fault_plan({fault}));
             start_watching();
-            EXPECT_EQ(get(L"dg1", nullptr, L"dev1", guid), 0x12u);
+            EXPECT_EQ(get_guid(L"dg1", nullptr, L"dev1", guid), FARLO_EXCEPTION);
             expect_log({{6, "Entering GetVolumeGuidW"},
                         {6, "API_TRY_CATCH_FAILED "},
                         {6, "GetDgVolumeGuidW():GetDgGuidfromOpal failed, error=(0x12)"}});
@@ -117,14 +123,15 @@ TEST_F(VolumeGuid, AGroupThatCannotBeRead) {
     });
 }
 
-TEST_F(VolumeGuid, Checks) {
+TEST_F(GetDgVolumeGuid, ChecksArgumentsInOrder) {
     at_every_threshold([&] {
-        char buffer[65];
-        EXPECT_EQ(FARLO(GetDgVolumeGuidW)(nullptr, L"dg1", "g", L"d", buffer), 0x64u);
+        char buffer[FARLO_GUID_TEXT_SIZE];
+        EXPECT_EQ(FARLO(GetDgVolumeGuidW)(nullptr, L"dg1", "g", L"d", buffer), FARLO_NULL_HANDLE);
         expect_log({{6, "Entering GetVolumeGuidW"},
                     {0, "GetDgVolumeGuidW failed(), NULL opal_conn, error=(0x64) "}});
         start_watching();
-        EXPECT_EQ(FARLO(GetDgVolumeGuidW)(handle, L"", nullptr, L"d", buffer), 0x13u);
+        EXPECT_EQ(FARLO(GetDgVolumeGuidW)(handle, L"", nullptr, L"d", buffer),
+                  FARLO_MISSING_ARGUMENT);
         expect_log(
             {{6, "Entering GetVolumeGuidW"},
              {0, "GetDgVolumeGuidW() failed , pDgGuid and pwDgName are invalid, error=(0x13) "}});
@@ -132,7 +139,7 @@ TEST_F(VolumeGuid, Checks) {
             start_watching();
             EXPECT_EQ(FARLO(GetDgVolumeGuidW)(handle, L"dg1", "g", without_device ? nullptr : L"d",
                                               without_device ? buffer : nullptr),
-                      0x13u);
+                      FARLO_MISSING_ARGUMENT);
             expect_log({{6, "Entering GetVolumeGuidW"},
                         {0, "GetDgVolumeGuidW() failed , pwVolName or pVolGuid == NULL, "
                             "error=(0x13)"}});
@@ -140,28 +147,29 @@ TEST_F(VolumeGuid, Checks) {
         start_watching();
         EXPECT_EQ(
             FARLO(GetDgVolumeGuidW)(handle, L"dg1", std::string(65, 'g').c_str(), L"d", buffer),
-            0x80070057u);
+            FARLO_INVALID_ARGUMENT);
         expect_log({{6, "Entering GetVolumeGuidW"},
                     {0, "GetDgVolumeGuidW() failed , guid string of more than 64 characters, "
                         "error=(0x80070057)"}});
         start_watching();
         heap().fail(1);
-        EXPECT_EQ(FARLO(GetDgVolumeGuidW)(handle, L"dg1", "g", L"d", buffer), 0x11u);
+        EXPECT_EQ(FARLO(GetDgVolumeGuidW)(handle, L"dg1", "g", L"d", buffer), FARLO_NO_GUID_MEMORY);
         heap().fail_no_more();
         expect_log({{6, "Entering GetVolumeGuidW"}});
         start_watching();
         disconnect();
-        EXPECT_EQ(FARLO(GetDgVolumeGuidW)(handle, L"dg1", "g", L"d", buffer), 0x14u);
+        EXPECT_EQ(FARLO(GetDgVolumeGuidW)(handle, L"dg1", "g", L"d", buffer), FARLO_NOT_CONNECTED);
         expect_calls({});
         expect_log({{6, "Entering GetVolumeGuidW"},
                     {0, "GetDgVolumeGuidW() failed, opal_conn not connected, error=(0x14)"}});
     });
 }
 
-TEST_F(VolumeGuid, NoClusterService) {
+TEST_F(GetDgVolumeGuid, FailsWithoutClusterService) {
     at_every_threshold([&] {
-        set_faults(R"([{"type": "solvane_cluster_service", "status": "0xc1000001"}])");
-        EXPECT_EQ(get(nullptr, "guid-1", L"dev1", guid), 0x29u);
+        set_faults(
+            fault_plan({{.type = object_type::cluster_service, .returns = bus_provider_failed}}));
+        EXPECT_EQ(get_guid(nullptr, "guid-1", L"dev1", guid), FARLO_NO_CLUSTER_SERVICE);
         expect_log({{6, "Entering GetVolumeGuidW"},
                     {0, "GetDgVolumeGuidW():GetClusSvcId() failed, error=(0x29)"},
                     {0, "GetDgVolumeGuidW() failed, error=(0x29)"},
@@ -169,11 +177,11 @@ TEST_F(VolumeGuid, NoClusterService) {
     });
 }
 
-// Whatever the service answers becomes one status.
-TEST_F(VolumeGuid, AServiceThatRefuses) {
+// Every failure of the service becomes that status.
+TEST_F(GetDgVolumeGuid, ReturnsVolumeNotFoundWhenServiceFails) {
     at_every_threshold([&] {
-        EXPECT_EQ(get(nullptr, "guid-1", L"nowhere", guid), 0x63u);
-        expect_calls({cluster_service(), ask("", "guid-1", "nowhere", "0xe5150103")});
+        EXPECT_EQ(get_guid(nullptr, "guid-1", L"nowhere", guid), FARLO_VOLUME_NOT_FOUND);
+        expect_calls({cluster_service(), query("", "guid-1", "nowhere", service_no_such_volume)});
         expect_log({{6, "Entering GetVolumeGuidW"},
                     {4, "GetDgVolumeGuidW: CLUSTER_MTHD_CLUSSVCOP_GETVOLUMEGUID, CsfInvoke failed "
                         "with error = 0xe5150103."},
@@ -182,20 +190,18 @@ TEST_F(VolumeGuid, AServiceThatRefuses) {
     });
 }
 
-TEST_F(VolumeGuid, SetsThatFail) {
+TEST_F(GetDgVolumeGuid, FailsWhenParameterOrResultCannotBeUsed) {
     at_every_threshold([&] {
-        for (const char* fault :
-             {R"("function": "PsCreatePropset", "call": 1, "status": "0xc1000102")",
-              R"("function": "PsAddProperty", "property": "Dgname", "status": "0xc1000102")",
-              R"("function": "PsAddProperty", "property": "Dgguid", "status": "0xc1000102")",
-              R"("function": "PsAddProperty", "property": "Voldevname", "status": "0xc1000102")",
-              R"("function": "PsFindProperty", "property": "Volguid", "status": "0xc100003a")",
-              R"("function": "PsFindProperty", "property": "Volguid", "as": "WSTR")",
-              R"("function": "PsFindProperty", "property": "Volguid", "lie": "long")"}) {
-            SCOPED_TRACE(fault);
-            set_faults(std::string("[{") + fault + "}]");
+        const FaultRule reading_guid{.function = "PsFindProperty", .property = "Volguid"};
+        for (const FaultRule& fault :
+             {no_input_set, failing(adding("Dgname"), bus_no_memory),
+              failing(adding("Dgguid"), bus_no_memory),
+              failing(adding("Voldevname"), bus_no_memory), failing(reading_guid, bus_no_property),
+              with_type(reading_guid, "WSTR"), lying(reading_guid, "long")}) {
+            SCOPED_TRACE(fault_plan({fault}));
+            set_faults(fault_plan({fault}));
             start_watching();
-            EXPECT_EQ(get(nullptr, "guid-1", L"dev1", guid), 0x12u);
+            EXPECT_EQ(get_guid(nullptr, "guid-1", L"dev1", guid), FARLO_EXCEPTION);
             EXPECT_EQ(guid, "untouched");
             expect_log({{6, "Entering GetVolumeGuidW"},
                         {6, "API_TRY_CATCH_FAILED "},
@@ -205,21 +211,22 @@ TEST_F(VolumeGuid, SetsThatFail) {
     });
 }
 
-TEST_F(VolumeGuid, AConnectionThatDropsMeanwhile) {
+TEST_F(GetDgVolumeGuid, ReturnsNotConnectedWhenConnectionDrops) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "PrCallDispatch", "drop": true}])");
-        EXPECT_EQ(get(nullptr, "guid-1", L"dev1", guid), 0x14u);
+        set_faults(fault_plan({{.function = "PrCallDispatch", .drops = true}}));
+        EXPECT_EQ(get_guid(nullptr, "guid-1", L"dev1", guid), FARLO_NOT_CONNECTED);
         expect_log({{6, "Entering GetVolumeGuidW"},
                     {0, "GetDgVolumeGuidW() failed, error=(0x14)"},
                     {6, "Exiting GetVolumeGuidW"}});
     });
 }
 
-// Whatever it was.
-TEST_F(VolumeGuid, ADroppedConnectionVoidsAFailureToo) {
+TEST_F(GetDgVolumeGuid, ReturnsNotConnectedWhenConnectionDropsDuringFailedCall) {
     at_every_threshold([&] {
-        set_faults(R"([{"minor": 11, "after": "0xe5150103", "drop": true}])");
-        EXPECT_EQ(get(nullptr, "guid-1", L"dev1", guid), 0x14u);
+        set_faults(fault_plan({{.method = method::get_volume_guid,
+                                .returns_after_work = service_no_such_volume,
+                                .drops = true}}));
+        EXPECT_EQ(get_guid(nullptr, "guid-1", L"dev1", guid), FARLO_NOT_CONNECTED);
         expect_log({{6, "Entering GetVolumeGuidW"},
                     {4, "GetDgVolumeGuidW: CLUSTER_MTHD_CLUSSVCOP_GETVOLUMEGUID, CsfInvoke failed "
                         "with error = 0xe5150103."},
@@ -228,11 +235,11 @@ TEST_F(VolumeGuid, ADroppedConnectionVoidsAFailureToo) {
     });
 }
 
-// A lookup's failure is told at once.
-TEST_F(VolumeGuid, ADropDuringTheLookup) {
+// The connection is checked only after a successful search.
+TEST_F(GetDgVolumeGuid, ReturnsNotFoundWhenConnectionDropsDuringFailedSearch) {
     at_every_threshold([&] {
-        set_faults(R"([{"object": "gone", "property": "Name", "drop": true}])");
-        EXPECT_EQ(get(L"nowhere", nullptr, L"dev1", guid), 1u);
+        set_faults(fault_plan({dropping(reading("gone", "Name"))}));
+        EXPECT_EQ(get_guid(L"nowhere", nullptr, L"dev1", guid), FARLO_NOT_FOUND);
         expect_log({{6, "Entering GetVolumeGuidW"},
                     {0, "GetDgObjIdByName() failed , DG_TYPENAME not found in OPAL, error=(0x1)"},
                     {0, "GetDgGuidfromOpal(): GetDgObjIdByName() failed, error=(0x1)"},
@@ -240,29 +247,28 @@ TEST_F(VolumeGuid, ADropDuringTheLookup) {
     });
 }
 
-// Without an output set the service is asked all the same. Its failure then stays
-// what it is and has no line of its own, and its success hands nothing out.
-TEST_F(VolumeGuid, NoOutputSet) {
-    const std::string no_set =
-        R"([{"function": "PsCreatePropset", "call": 2, "status": "0xc1000102"})";
+// Without an output set, the service's failure is returned as it is and is logged without the
+// name of the method; a success provides nothing.
+TEST_F(GetDgVolumeGuid, CallsMethodWithoutOutputSet) {
     at_every_threshold([&] {
-        set_faults(no_set + R"(, {"minor": 11, "status": "0xe5150103"}])");
-        EXPECT_EQ(get(nullptr, "guid-1", L"dev1", guid), 0xe5150103u);
-        expect_calls({cluster_service(), ask("", "guid-1", "dev1", "0xe5150103", "NULL")});
+        set_faults(fault_plan({no_output_set, methods_return(service_no_such_volume)}));
+        EXPECT_EQ(get_guid(nullptr, "guid-1", L"dev1", guid), service_no_such_volume);
+        expect_calls(
+            {cluster_service(), query("", "guid-1", "dev1", service_no_such_volume, "NULL")});
         expect_log({{6, "Entering GetVolumeGuidW"},
                     {0, "GetDgVolumeGuidW() failed, error=(0xe5150103)"},
                     {6, "Exiting GetVolumeGuidW"}});
     });
     at_every_threshold([&] {
-        set_faults(no_set + R"(, {"minor": 11, "status": 0}])");
-        EXPECT_EQ(get(nullptr, "guid-1", L"dev1", guid), 0u);
+        set_faults(fault_plan({no_output_set, methods_return(bus_success)}));
+        EXPECT_EQ(get_guid(nullptr, "guid-1", L"dev1", guid), FARLO_SUCCESS);
         EXPECT_EQ(guid, "untouched");
         expect_log({{6, "Entering GetVolumeGuidW"}, {6, "Exiting GetVolumeGuidW"}});
     });
 }
 
-// 64 characters fit, of the group's identifier and of the volume's.
-TEST_F(VolumeGuid, TheLongestIdentifiers) {
+// That limit is the same for the group's GUID and the volume's.
+TEST_F(GetDgVolumeGuid, AcceptsGuidsOf64Characters) {
     const std::string group(64, 'g');
     const std::string fits(64, 'f');
     const std::string too_long(65, 'l');
@@ -271,36 +277,44 @@ TEST_F(VolumeGuid, TheLongestIdentifiers) {
                    {"name": "v1", "device": "dev1", "guid": ")" +
                fits + R"("}, {"name": "v2", "device": "dev2", "guid": ")" + too_long + R"("}]}]})";
     once([&] {
-        for (const char* identifier : {group.c_str(), static_cast<const char*>(nullptr)}) {
-            EXPECT_EQ(get(L"dg1", identifier, L"dev1", guid), 0u);
+        for (const char* group_guid : {group.c_str(), static_cast<const char*>(nullptr)}) {
+            EXPECT_EQ(get_guid(L"dg1", group_guid, L"dev1", guid), FARLO_SUCCESS);
             EXPECT_EQ(guid, fits);
-            EXPECT_EQ(get(L"dg1", identifier, L"dev2", guid), 0x12u);
+            EXPECT_EQ(get_guid(L"dg1", group_guid, L"dev2", guid), FARLO_EXCEPTION);
             EXPECT_EQ(guid, "untouched");
         }
     });
 }
 
-TEST_F(VolumeGuid, NarrowForm) {
+TEST_F(GetDgVolumeGuid, ReturnsOneStatusForEveryFailureOfNarrowForm) {
     at_every_threshold([&] {
         GuardedBuffer buffer(9);
-        EXPECT_EQ(FARLO(GetDgVolumeGuidA)(handle, "dg1", nullptr, "dev1", buffer.as<char>()), 0u);
+        EXPECT_EQ(FARLO(GetDgVolumeGuidA)(handle, "dg1", nullptr, "dev1", buffer.as<char>()),
+                  FARLO_SUCCESS);
         EXPECT_STREQ(buffer.as<char>(), "volume-1");
         EXPECT_EQ(FARLO(GetDgVolumeGuidA)(handle, nullptr, "guid-1", "dev1", buffer.as<char>()),
-                  0u);
+                  FARLO_SUCCESS);
         EXPECT_STREQ(buffer.as<char>(), "volume-1");
-        // Any failure of the wide form is one status.
-        char room[65];
-        EXPECT_EQ(FARLO(GetDgVolumeGuidA)(handle, "gone", nullptr, "dev1", room), 0x62u);
-        EXPECT_EQ(FARLO(GetDgVolumeGuidA)(handle, "dg1", nullptr, "nowhere", room), 0x62u);
-        EXPECT_EQ(FARLO(GetDgVolumeGuidA)(nullptr, "dg1", nullptr, "dev1", room), 0x62u);
-        EXPECT_EQ(FARLO(GetDgVolumeGuidA)(handle, nullptr, nullptr, "dev1", room), 0x62u);
-        EXPECT_EQ(FARLO(GetDgVolumeGuidA)(handle, "dg1", nullptr, nullptr, room), 0x62u);
-        EXPECT_EQ(FARLO(GetDgVolumeGuidA)(handle, "dg1", nullptr, "dev1", nullptr), 0x62u);
+        // Every failure of the wide form becomes one status.
+        char received[FARLO_GUID_TEXT_SIZE];
+        EXPECT_EQ(FARLO(GetDgVolumeGuidA)(handle, "gone", nullptr, "dev1", received),
+                  FARLO_NO_VOLUME_GUID);
+        EXPECT_EQ(FARLO(GetDgVolumeGuidA)(handle, "dg1", nullptr, "nowhere", received),
+                  FARLO_NO_VOLUME_GUID);
+        EXPECT_EQ(FARLO(GetDgVolumeGuidA)(nullptr, "dg1", nullptr, "dev1", received),
+                  FARLO_NO_VOLUME_GUID);
+        EXPECT_EQ(FARLO(GetDgVolumeGuidA)(handle, nullptr, nullptr, "dev1", received),
+                  FARLO_NO_VOLUME_GUID);
+        EXPECT_EQ(FARLO(GetDgVolumeGuidA)(handle, "dg1", nullptr, nullptr, received),
+                  FARLO_NO_VOLUME_GUID);
+        EXPECT_EQ(FARLO(GetDgVolumeGuidA)(handle, "dg1", nullptr, "dev1", nullptr),
+                  FARLO_NO_VOLUME_GUID);
         start_watching();
         const std::string too_long(32, 'n');
-        EXPECT_EQ(FARLO(GetDgVolumeGuidA)(handle, too_long.c_str(), "g", "d", room), 0x80070057u);
-        EXPECT_EQ(FARLO(GetDgVolumeGuidA)(handle, nullptr, "g", too_long.c_str(), room),
-                  0x80070057u);
+        EXPECT_EQ(FARLO(GetDgVolumeGuidA)(handle, too_long.c_str(), "g", "d", received),
+                  FARLO_INVALID_ARGUMENT);
+        EXPECT_EQ(FARLO(GetDgVolumeGuidA)(handle, nullptr, "g", too_long.c_str(), received),
+                  FARLO_INVALID_ARGUMENT);
         expect_calls({});
         expect_log({{0, "GetDgVolumeGuidA() failed , name string of more than 31 characters or "
                         "invalid, error=(0x80070057)"},
