@@ -1,4 +1,4 @@
-// GetDgProperties, and what a volume's record holds.
+// GetDgProperties, and the contents of a volume's record.
 #include "record_test.h"
 
 #include <algorithm>
@@ -7,12 +7,12 @@ namespace {
 
 using namespace records;
 
-constexpr std::size_t whole_size = 8 + 2 * disk_size + 2 * volume_size;
+constexpr std::size_t expected_size = 8 + 2 * disk_size + 2 * volume_size;
 constexpr std::size_t volumes_at = 8 + 2 * disk_size;
 
-class DgRecord : public RecordTest {
+class GetDgProperties : public RecordTest {
   protected:
-    DgRecord() {
+    GetDgProperties() {
         scenario = R"({"disk_groups": [
             {"name": "dg", "dgid": "guid-1", "type": 1,
              "disks": [{"name": "d1", "signature": 287454020, "disk_id": "55-66", "port": 1,
@@ -29,14 +29,14 @@ class DgRecord : public RecordTest {
         mounts["v2"] = {L"E", {}, {}};
     }
 
-    std::uint32_t ask(GuardedBuffer& record, std::uint32_t record_size) {
-        size = record_size;
+    std::uint32_t get_record(GuardedBuffer& record, std::uint32_t buffer_size) {
+        size = buffer_size;
         return FARLO(GetDgPropertiesW)(handle, nullptr, "guid-1", record.as<DgInfo>(), &size);
     }
 
-    Image whole() const {
-        Image image(whole_size);
-        image.number<std::uint32_t>(0, 2).number<std::uint32_t>(4, 2);
+    Image expected_record() const {
+        Image image(expected_size);
+        image.counts(2, 2);
         image.disk(8, d1).disk(8 + disk_size, d2);
         image.volume(volumes_at, v1).volume(volumes_at + volume_size, v2);
         return image;
@@ -49,120 +49,128 @@ class DgRecord : public RecordTest {
     Volume v2{L"\\Device\\v2", L"E:", {}, {}, L"", 8, 5, 6};
 };
 
-const Lines find_group = {groups("@dg @empty @gone"), read("dg", "LDM DG TYPE", uint32(1)),
+const Lines find_group = {groups("@dg @empty @gone"), read_type("dg", group_type::local),
                           read("dg", "dgid", str("guid-1"))};
 const Expected entering{4, "Entering GetDgPropertiesW - (null)"};
 const Expected exiting{4, "Exiting GetDgPropertiesW"};
-const Expected formed{6, "farlo: GetDgPropertiesW: No signature property on disk..so forming "
-                         "it..Id = 0x1a2b3c4d, guidToNumString = 439041101l, signature = "
-                         "439041101"};
+// Logged for d2, which has no signature.
+const Expected signature_formed{
+    6, "farlo: GetDgPropertiesW: No signature property on disk..so forming it..Id = 0x1a2b3c4d, "
+       "guidToNumString = 439041101l, signature = 439041101"};
 
-TEST_F(DgRecord, IsWrittenWholeAndNoByteMore) {
+TEST_F(GetDgProperties, WritesWholeRecordAndNothingElse) {
     at_every_threshold([&] {
-        GuardedBuffer record(whole_size);
-        EXPECT_EQ(ask(record, whole_size), 0u);
-        EXPECT_EQ(size, whole_size);
-        EXPECT_EQ(record.difference(whole().bytes()), "");
+        GuardedBuffer record(expected_size);
+        EXPECT_EQ(get_record(record, expected_size), FARLO_SUCCESS);
+        EXPECT_EQ(size, expected_size);
+        EXPECT_EQ(record.difference(expected_record().bytes()), "");
         expect_calls(
             find_group +
-            Lines{read("dg", "Name", wstr("dg")), child("dg", "tamo_ztvm_disk", "@d1 @d2"),
-                  child("dg", "tamo_ztvm_volume", "@v1 @v2"),
-                  // first disk
+            Lines{read("dg", "Name", wstr("dg")), children("dg", object_type::disk, "@d1 @d2"),
+                  children("dg", object_type::volume, "@v1 @v2"),
+                  // the first disk
                   read("d1", "Name", wstr("d1")), read("d1", "SIGNATURE", uint32(0x11223344)),
                   read("d1", "PORT", uint32(1)), read("d1", "DISK TARGET ID", uint32(2)),
                   read("d1", "LUN ID", uint32(3)),
-                  // second disk
+                  // the second disk
                   read("d2", "Name", wstr("d2")), read("d2", "SIGNATURE", uint32(0)),
                   read("d2", "DISKID", str("1a2b3c4d-5e6f-7788")), read("d2", "PORT", uint32(4)),
                   read("d2", "DISK TARGET ID", uint32(5)), read("d2", "LUN ID", uint32(6)),
-                  // first volume, which is mounted in a folder of the second
-                  read("v1", "DEVICE NAME", wstr(R"(\\Device\\v1)")), ask_mounts("v1"),
-                  ask_letter("v2"), ask_letter("v1"), child("v1", "tamo_fs_nt", "@v1 file system"),
+                  // the first volume, which is mounted in a folder of the second one
+                  read("v1", "DEVICE NAME", wstr(R"(\\Device\\v1)")), get_mount_points("v1"),
+                  get_drive_letter("v2"), get_drive_letter("v1"),
+                  children("v1", object_type::file_system, "@v1 file system"),
                   read("v1 file system", "type of file system", wstr("NTFS")),
                   read("v1 file system", "label", wstr("Data")), read("v1", "type", uint32(7)),
                   read("v1", "ztvmstate", uint32(0x80000001)),
-                  read("v1", "size", "UINT64 5000000000"),
-                  // second volume
-                  read("v2", "DEVICE NAME", wstr(R"(\\Device\\v2)")), ask_mounts("v2"),
-                  ask_letter("v2"), child("v2", "tamo_fs_nt", ""), read("v2", "type", uint32(8)),
-                  read("v2", "ztvmstate", uint32(5)), read("v2", "size", "UINT64 6")});
-        expect_log({entering, formed, exiting});
+                  read("v1", "size", uint64(5000000000)),
+                  // the second volume
+                  read("v2", "DEVICE NAME", wstr(R"(\\Device\\v2)")), get_mount_points("v2"),
+                  get_drive_letter("v2"), children("v2", object_type::file_system, ""),
+                  read("v2", "type", uint32(8)), read("v2", "ztvmstate", uint32(5)),
+                  read("v2", "size", uint64(6))});
+        expect_log({entering, signature_formed, exiting});
     });
 }
 
-// At an odd address, in a buffer that is larger.
-TEST_F(DgRecord, MayStandAnywhere) {
+// The buffer is one byte larger than the record.
+TEST_F(GetDgProperties, WritesRecordAtOddAddress) {
     once([&] {
-        GuardedBuffer record(whole_size + 1);
+        GuardedBuffer record(expected_size + 1);
         ASSERT_EQ(reinterpret_cast<std::uintptr_t>(record.data()) % 2, 1u);
-        EXPECT_EQ(ask(record, whole_size + 1), 0u);
-        EXPECT_EQ(size, whole_size + 1);
-        std::vector<std::uint8_t> wanted = whole().bytes();
+        EXPECT_EQ(get_record(record, expected_size + 1), FARLO_SUCCESS);
+        EXPECT_EQ(size, expected_size + 1);
+        std::vector<std::uint8_t> wanted = expected_record().bytes();
         wanted.push_back(GuardedBuffer::canary);
         EXPECT_EQ(record.difference(wanted), "");
     });
 }
 
-TEST_F(DgRecord, TellsTheSizeThatIsNeeded) {
+TEST_F(GetDgProperties, ReportsNeededSize) {
     at_every_threshold([&] {
-        for (const std::uint32_t too_small : {0u, 1u, 8u, std::uint32_t{whole_size} - 1}) {
+        for (const std::uint32_t too_small : {0u, 1u, 8u, std::uint32_t{expected_size} - 1}) {
             start_watching();
             GuardedBuffer record(too_small);
-            EXPECT_EQ(ask(record, too_small), 97u);
-            EXPECT_EQ(size, whole_size);
+            EXPECT_EQ(get_record(record, too_small), FARLO_BUFFER_TOO_SMALL);
+            EXPECT_EQ(size, expected_size);
             EXPECT_TRUE(record.untouched());
             expect_calls(find_group + Lines{read("dg", "Name", wstr("dg")),
-                                            child("dg", "tamo_ztvm_disk", "@d1 @d2"),
-                                            child("dg", "tamo_ztvm_volume", "@v1 @v2")});
+                                            children("dg", object_type::disk, "@d1 @d2"),
+                                            children("dg", object_type::volume, "@v1 @v2")});
             expect_log({entering, exiting});
         }
         size = 0;
-        EXPECT_EQ(FARLO(GetDgPropertiesW)(handle, nullptr, "guid-1", nullptr, &size), 97u);
-        EXPECT_EQ(size, whole_size);
+        EXPECT_EQ(FARLO(GetDgPropertiesW)(handle, nullptr, "guid-1", nullptr, &size),
+                  FARLO_BUFFER_TOO_SMALL);
+        EXPECT_EQ(size, expected_size);
     });
 }
 
-TEST_F(DgRecord, WantsABufferOnceTheSizeIsEnough) {
+TEST_F(GetDgProperties, RejectsNullRecordWhenSizeIsSufficient) {
     at_every_threshold([&] {
-        size = whole_size;
-        EXPECT_EQ(FARLO(GetDgPropertiesW)(handle, nullptr, "guid-1", nullptr, &size), 0x13u);
-        EXPECT_EQ(size, whole_size);
+        size = expected_size;
+        EXPECT_EQ(FARLO(GetDgPropertiesW)(handle, nullptr, "guid-1", nullptr, &size),
+                  FARLO_MISSING_ARGUMENT);
+        EXPECT_EQ(size, expected_size);
         expect_log({entering, {0, "GetDgPropertiesW() failed , pDgInfo == NULL, error=(0x13)"}});
     });
 }
 
-TEST_F(DgRecord, WantsASize) {
+TEST_F(GetDgProperties, RejectsNullSize) {
     at_every_threshold([&] {
-        GuardedBuffer record(whole_size);
+        GuardedBuffer record(expected_size);
         EXPECT_EQ(FARLO(GetDgPropertiesW)(handle, nullptr, "guid-1", record.as<DgInfo>(), nullptr),
-                  0x13u);
+                  FARLO_MISSING_ARGUMENT);
         EXPECT_TRUE(record.untouched());
         expect_log({entering, {0, "GetDgPropertiesW() failed , pInfoSize == NULL, error=(0x13)"}});
     });
 }
 
-TEST_F(DgRecord, OfAnEmptyGroupIsTwoZeros) {
+TEST_F(GetDgProperties, WritesTwoZeroCountsForEmptyGroup) {
     at_every_threshold([&] {
         GuardedBuffer record(8);
         size = 7;
-        EXPECT_EQ(FARLO(GetDgPropertiesW)(handle, L"EMPTY", "", record.as<DgInfo>(), &size), 97u);
+        EXPECT_EQ(FARLO(GetDgPropertiesW)(handle, L"EMPTY", "", record.as<DgInfo>(), &size),
+                  FARLO_BUFFER_TOO_SMALL);
         EXPECT_EQ(size, 8u);
         EXPECT_TRUE(record.untouched());
-        EXPECT_EQ(FARLO(GetDgPropertiesW)(handle, L"EMPTY", "", record.as<DgInfo>(), &size), 0u);
+        EXPECT_EQ(FARLO(GetDgPropertiesW)(handle, L"EMPTY", "", record.as<DgInfo>(), &size),
+                  FARLO_SUCCESS);
         EXPECT_EQ(record.difference(std::vector<std::uint8_t>(8, 0)), "");
         const Expected by_name{4, "Entering GetDgPropertiesW - EMPTY"};
         expect_log({by_name, exiting, by_name, exiting});
     });
 }
 
-TEST_F(DgRecord, WantsAConnectedHandle) {
+TEST_F(GetDgProperties, RequiresConnectedHandle) {
     at_every_threshold([&] {
-        GuardedBuffer record(whole_size);
+        GuardedBuffer record(expected_size);
         size = 0;
         EXPECT_EQ(FARLO(GetDgPropertiesW)(nullptr, L"dg", nullptr, record.as<DgInfo>(), &size),
-                  100u);
+                  FARLO_NULL_HANDLE);
         disconnect();
-        EXPECT_EQ(FARLO(GetDgPropertiesW)(handle, L"dg", nullptr, record.as<DgInfo>(), &size), 20u);
+        EXPECT_EQ(FARLO(GetDgPropertiesW)(handle, L"dg", nullptr, record.as<DgInfo>(), &size),
+                  FARLO_NOT_CONNECTED);
         EXPECT_EQ(size, 0u);
         EXPECT_TRUE(record.untouched());
         expect_calls({});
@@ -174,12 +182,14 @@ TEST_F(DgRecord, WantsAConnectedHandle) {
     });
 }
 
-TEST_F(DgRecord, OfAGroupThatIsNotFound) {
+TEST_F(GetDgProperties, ReturnsStatusOfFailedSearch) {
     at_every_threshold([&] {
         size = 0;
-        EXPECT_EQ(FARLO(GetDgPropertiesW)(handle, L"dg", "nowhere", nullptr, &size), 1u);
-        EXPECT_EQ(FARLO(GetDgPropertiesW)(handle, L"gone", nullptr, nullptr, &size), 1u);
-        EXPECT_EQ(FARLO(GetDgPropertiesW)(handle, L"", "", nullptr, &size), 0x13u);
+        EXPECT_EQ(FARLO(GetDgPropertiesW)(handle, L"dg", "nowhere", nullptr, &size),
+                  FARLO_NOT_FOUND);
+        EXPECT_EQ(FARLO(GetDgPropertiesW)(handle, L"gone", nullptr, nullptr, &size),
+                  FARLO_NOT_FOUND);
+        EXPECT_EQ(FARLO(GetDgPropertiesW)(handle, L"", "", nullptr, &size), FARLO_MISSING_ARGUMENT);
         EXPECT_EQ(size, 0u);
         expect_log({{4, "Entering GetDgPropertiesW - dg"},
                     {0, "GetDgObjIdByGuid() failed , DG_TYPENAME not found in OPAL, error=(0x1)"},
@@ -192,55 +202,53 @@ TEST_F(DgRecord, OfAGroupThatIsNotFound) {
     });
 }
 
-TEST_F(DgRecord, OfAGroupThatCannotBeWalked) {
+TEST_F(GetDgProperties, FailsWhenGroupCannotBeRead) {
     at_every_threshold([&] {
-        for (const char* keys :
-             {R"("function": "ObGetProperty", "object": "dg", "property": "Name")",
-              R"("function": "ObGetChildObjects", "type": "tamo_ztvm_disk")",
-              R"("function": "ObGetChildObjects", "type": "tamo_ztvm_volume")"}) {
-            SCOPED_TRACE(keys);
-            set_rules(failing(keys));
+        for (const FaultRule& calls :
+             {reading("dg", "Name"), listing(object_type::disk), listing(object_type::volume)}) {
+            SCOPED_TRACE(fault_plan({calls}));
+            set_faults({failing(calls)});
             start_watching();
-            GuardedBuffer record(whole_size);
-            EXPECT_EQ(ask(record, whole_size + 1), 0x12u);
-            EXPECT_EQ(size, whole_size + 1);
+            GuardedBuffer record(expected_size);
+            EXPECT_EQ(get_record(record, expected_size + 1), FARLO_EXCEPTION);
+            EXPECT_EQ(size, expected_size + 1);
             EXPECT_TRUE(record.untouched());
-            expect_log({entering,
-                        {6, "API_TRY_CATCH_FAILED "},
-                        {0, "GetDgPropertiesW() failed, error=(0x12) "},
-                        exiting});
+            expect_log(
+                {entering, caught, {0, "GetDgPropertiesW() failed, error=(0x12) "}, exiting});
         }
     });
 }
 
-// Whatever the call came to: a record, a size that is too small, an exception.
-TEST_F(DgRecord, ConnectionThatDropsMeanwhile) {
-    const auto with = [this](std::uint32_t room) {
-        return [this, room](GuardedBuffer& record) { return ask(record, room); };
+// Without the drop, the result would be a record, a size that is too small, or an exception.
+TEST_F(GetDgProperties, ReturnsNotConnectedWhenConnectionDrops) {
+    const auto with = [this](std::uint32_t buffer_size) {
+        return
+            [this, buffer_size](GuardedBuffer& record) { return get_record(record, buffer_size); };
     };
     const std::vector<Drop> drops = {
-        {reading("v2", "size"), with(whole_size), true, {formed}},
-        {walking_to("tamo_ztvm_volume"), with(0), false, {}},
-        {walking_to("tamo_ztvm_volume"), with(whole_size - 1), false, {}},
-        {reading("dg", "Name"), with(whole_size), false, {caught}}};
-    expect_drops_told(drops, whole(), size, whole_size, entering,
-                      {{0, "GetDgPropertiesW() failed, error=(0x14) "}, exiting});
+        {reading("v2", "size"), with(expected_size), true, {signature_formed}},
+        {listing(object_type::volume), with(0), false, {}},
+        {listing(object_type::volume), with(expected_size - 1), false, {}},
+        {reading("dg", "Name"), with(expected_size), false, {caught}}};
+    expect_drops_reported(drops, expected_record(), size, expected_size, entering,
+                          {{0, "GetDgPropertiesW() failed, error=(0x14) "}, exiting});
 }
 
-// The connection is looked at again only where the last line is reached.
-TEST_F(DgRecord, ConnectionThatDropsBeforeAnEarlyEnd) {
+// The connection is checked again only where the call reaches its exit line.
+TEST_F(GetDgProperties, ReturnsEarlierFailureWhenConnectionDrops) {
     at_every_threshold([&] {
-        set_rules(dropping(walking_to("tamo_ztvm_volume")));
-        size = whole_size;
-        EXPECT_EQ(FARLO(GetDgPropertiesW)(handle, nullptr, "guid-1", nullptr, &size), 0x13u);
-        EXPECT_EQ(size, whole_size);
+        set_faults({dropping(listing(object_type::volume))});
+        size = expected_size;
+        EXPECT_EQ(FARLO(GetDgPropertiesW)(handle, nullptr, "guid-1", nullptr, &size),
+                  FARLO_MISSING_ARGUMENT);
+        EXPECT_EQ(size, expected_size);
         expect_log({entering, {0, "GetDgPropertiesW() failed , pDgInfo == NULL, error=(0x13)"}});
     });
     at_every_threshold([&] {
-        set_rules(dropping(reading("dg", "LDM DG TYPE")));
-        GuardedBuffer record(whole_size);
-        EXPECT_EQ(ask(record, whole_size), 1u);
-        EXPECT_EQ(size, whole_size);
+        set_faults({dropping(reading("dg", "LDM DG TYPE"))});
+        GuardedBuffer record(expected_size);
+        EXPECT_EQ(get_record(record, expected_size), FARLO_NOT_FOUND);
+        EXPECT_EQ(size, expected_size);
         EXPECT_TRUE(record.untouched());
         expect_log({entering,
                     {0, "GetDgObjIdByGuid() failed , DG_TYPENAME not found in OPAL, error=(0x1)"},
@@ -248,70 +256,72 @@ TEST_F(DgRecord, ConnectionThatDropsBeforeAnEarlyEnd) {
     });
 }
 
-TEST_F(DgRecord, EveryAllocationThatFails) {
+TEST_F(GetDgProperties, SurvivesEveryAllocationFailure) {
     mounts.clear();
     v1.letter = v2.letter = L"";
     v1.mounts = L"";
-    expect_whole_or_less(whole(), [&](GuardedBuffer& record) { return ask(record, whole_size); });
-    EXPECT_EQ(size, whole_size);
+    expect_survives_allocation_failures(expected_record(), [&](GuardedBuffer& record) {
+        return get_record(record, expected_size);
+    });
+    EXPECT_EQ(size, expected_size);
 }
 
-// A group may be of any type but 0 and 7, by its name and by its GUID.
-TEST_F(DgRecord, OfGroupsOfEveryType) {
-    for (const int type : {0, 1, 2, 3, 7, 8, 9}) {
+TEST_F(GetDgProperties, FindsGroupsOfEveryTypeExcept0And7) {
+    for (const std::uint32_t type : {0, 1, 2, 3, 7, 8, 9}) {
         SCOPED_TRACE(type);
-        const std::uint32_t status = type == 0 || type == 7 ? 1 : 0;
+        const bool excluded = type == group_type::excluded_0 || type == group_type::excluded_7;
+        const std::uint32_t status = excluded ? FARLO_NOT_FOUND : FARLO_SUCCESS;
         scenario = R"({"disk_groups": [{"name": "dg", "dgid": "guid-1", "type": )" +
                    std::to_string(type) + "}]}";
         once([&] {
             GuardedBuffer record(8);
-            EXPECT_EQ(ask(record, 8), status);
+            EXPECT_EQ(get_record(record, 8), status);
             EXPECT_EQ(FARLO(GetDgPropertiesW)(handle, L"dg", nullptr, record.as<DgInfo>(), &size),
                       status);
         });
     }
 }
 
-// A letter may come with its colon.
-TEST_F(DgRecord, TakesTheFirstCharacterOfADriveLetter) {
+// The service may return more than the letter.
+TEST_F(GetDgProperties, WritesFirstCharacterOfDriveLetter) {
     const std::pair<const wchar_t*, const wchar_t*> letters[] = {
         {L"F:", L"F:"}, {L"0:", L""}, {L"f", L"f:"}, {L"FX", L"F:"}};
     for (const auto& [letter, written] : letters) {
         mounts["v1"].letter = letter;
         v1.letter = written;
         once([&] {
-            GuardedBuffer record(whole_size);
-            EXPECT_EQ(ask(record, whole_size), 0u);
-            EXPECT_EQ(record.difference(whole().bytes()), "");
+            GuardedBuffer record(expected_size);
+            EXPECT_EQ(get_record(record, expected_size), FARLO_SUCCESS);
+            EXPECT_EQ(record.difference(expected_record().bytes()), "");
         });
     }
 }
 
-TEST_F(DgRecord, TakesTheFirstFileSystemOfAVolume) {
+TEST_F(GetDgProperties, WritesFirstFileSystemOfVolume) {
     scenario.insert(scenario.size() - 1, R"(, "objects": [
         {"name": "second", "type": "tamo_fs_nt", "parents": ["v1"], "properties": {
             "type of file system": {"type": "WSTR", "value": "FAT"},
             "label": {"type": "WSTR", "value": "Other"}}}])");
     once([&] {
-        GuardedBuffer record(whole_size);
-        EXPECT_EQ(ask(record, whole_size), 0u);
-        EXPECT_EQ(record.difference(whole().bytes()), "");
-        EXPECT_THAT(calls(),
-                    testing::Contains(child("v1", "tamo_fs_nt", "@v1 file system @second")));
+        GuardedBuffer record(expected_size);
+        EXPECT_EQ(get_record(record, expected_size), FARLO_SUCCESS);
+        EXPECT_EQ(record.difference(expected_record().bytes()), "");
+        EXPECT_THAT(calls(), testing::Contains(children("v1", object_type::file_system,
+                                                        "@v1 file system @second")));
     });
 }
 
-// A property that is not there, of another type or none at all is skipped, and the
-// next one read; no line tells of it.
-TEST_F(DgRecord, SkipsWhatCannotBeRead) {
-    struct Skipped {
+// The property is missing, has another type, or has no value. The next one is read; nothing is
+// logged.
+TEST_F(GetDgProperties, LeavesFieldUnchangedWhenPropertyCannotBeRead) {
+    struct Unreadable {
         const char* object;
         const char* property;
         const char* other_type;
-        std::function<void()> forget;
-        Log lines = {formed};
+        std::function<void()> clear_field;
+        Log log = {signature_formed};
     };
-    const Skipped all[] = {
+    const Unreadable all[] = {
         {"d1", "Name", "STR", [&] { d1.name.reset(); }},
         {"d1",
          "SIGNATURE",
@@ -319,7 +329,7 @@ TEST_F(DgRecord, SkipsWhatCannotBeRead) {
          [&] { d1.signature = 0x55; },
          {{6, "farlo: GetDgPropertiesW: No signature property on disk..so forming it..Id = 0x55, "
               "guidToNumString = 85l, signature = 85"},
-          formed}},
+          signature_formed}},
         {"d1", "PORT", "INT32", [&] { d1.port.reset(); }},
         {"d1", "DISK TARGET ID", "UINT64", [&] { d1.target.reset(); }},
         {"d1", "LUN ID", "BOOLEAN", [&] { d1.lun.reset(); }},
@@ -336,20 +346,19 @@ TEST_F(DgRecord, SkipsWhatCannotBeRead) {
     const auto complete_v1 = v1;
     const auto complete_v2 = v2;
     once([&] {
-        for (const Skipped& skipped : all) {
-            for (const std::string& fault : {std::string(R"("status": "0xc100003a")"),
-                                             std::string(R"("as": ")") + skipped.other_type + '"',
-                                             std::string(R"("lie": "null")")}) {
-                SCOPED_TRACE(std::string(skipped.property) + " " + fault);
-                set_rules(std::string(R"({"function": "ObGetProperty", "object": ")") +
-                          skipped.object + R"(", "property": ")" + skipped.property + "\", " +
-                          fault + "},");
-                skipped.forget();
+        for (const Unreadable& unreadable : all) {
+            const FaultRule calls = reading(unreadable.object, unreadable.property);
+            for (const FaultRule& fault :
+                 {failing(calls, bus_no_property), with_type(calls, unreadable.other_type),
+                  lying(calls, "null")}) {
+                SCOPED_TRACE(fault_plan({fault}));
+                set_faults({fault});
+                unreadable.clear_field();
                 start_watching();
-                GuardedBuffer record(whole_size);
-                EXPECT_EQ(ask(record, whole_size), 0u);
-                EXPECT_EQ(record.difference(whole().bytes()), "");
-                expect_log(Log{entering} + skipped.lines + Log{exiting});
+                GuardedBuffer record(expected_size);
+                EXPECT_EQ(get_record(record, expected_size), FARLO_SUCCESS);
+                EXPECT_EQ(record.difference(expected_record().bytes()), "");
+                expect_log(Log{entering} + unreadable.log + Log{exiting});
                 d1 = complete_d1;
                 d2 = complete_d2;
                 v1 = complete_v1;
@@ -359,119 +368,119 @@ TEST_F(DgRecord, SkipsWhatCannotBeRead) {
     });
 }
 
-TEST_F(DgRecord, LeavesTheFileSystemOutWhenItCannotBeAsked) {
+TEST_F(GetDgProperties, LeavesFileSystemUnchangedWhenItCannotBeListed) {
     once([&] {
-        set_rules(failing(R"("function": "ObGetChildObjects", "type": "tamo_fs_nt")"));
+        set_faults({failing(listing(object_type::file_system))});
         v1.file_system.reset();
         v1.label.reset();
-        GuardedBuffer record(whole_size);
-        EXPECT_EQ(ask(record, whole_size), 0u);
-        EXPECT_EQ(record.difference(whole().bytes()), "");
+        GuardedBuffer record(expected_size);
+        EXPECT_EQ(get_record(record, expected_size), FARLO_SUCCESS);
+        EXPECT_EQ(record.difference(expected_record().bytes()), "");
     });
 }
 
-// One character less than the field, as many, and one more; cut in all cases to
-// what leaves room for the terminator.
-TEST_F(DgRecord, CutsTextsToTheirFields) {
-    struct Text {
+// One character less than the field has, as many, one more, and many more. Each string is
+// truncated so that its terminator fits.
+TEST_F(GetDgProperties, TruncatesStringsToTheirFields) {
+    struct String {
         const char* object;
         const char* property;
         std::size_t capacity;
         std::optional<std::wstring>* field;
     };
-    const Text all[] = {{"d1", "Name", 16, &d1.name},
-                        {"v1", "DEVICE NAME", 260, &v1.device},
-                        {"v1 file system", "type of file system", 32, &v1.file_system},
-                        {"v1 file system", "label", 260, &v1.label}};
+    const String all[] = {{"d1", "Name", 16, &d1.name},
+                          {"v1", "DEVICE NAME", 260, &v1.device},
+                          {"v1 file system", "type of file system", 32, &v1.file_system},
+                          {"v1 file system", "label", 260, &v1.label}};
     const std::string plain = scenario;
-    for (const Text& text : all) {
+    for (const String& string : all) {
         for (const std::size_t length :
-             {text.capacity - 1, text.capacity, text.capacity + 1, std::size_t{5000}}) {
-            SCOPED_TRACE(std::string(text.property) + " " + std::to_string(length));
-            const std::optional<std::wstring> before = *text.field;
-            *text.field = std::wstring(std::min(length, text.capacity - 1), L'x');
-            // The object's properties, in the place where it says its name.
-            const std::string value = std::string(R"("properties": {")") + text.property +
+             {string.capacity - 1, string.capacity, string.capacity + 1, std::size_t{5000}}) {
+            SCOPED_TRACE(std::string(string.property) + " " + std::to_string(length));
+            const std::optional<std::wstring> before = *string.field;
+            *string.field = std::wstring(std::min(length, string.capacity - 1), L'x');
+            // The property is inserted before the name of its object.
+            const std::string value = std::string(R"("properties": {")") + string.property +
                                       R"(": {"type": "WSTR", "value": ")" +
                                       std::string(length, 'x') + R"("}}, )";
             scenario = plain;
-            const std::string object = text.object;
+            const std::string object = string.object;
             const std::string key = object == "v1 file system" ? std::string(R"("type": "NTFS")")
                                                                : R"("name": ")" + object + '"';
             scenario.insert(scenario.find(key), value);
             once([&] {
-                GuardedBuffer record(whole_size);
-                EXPECT_EQ(ask(record, whole_size), 0u);
-                EXPECT_EQ(record.difference(whole().bytes()), "");
+                GuardedBuffer record(expected_size);
+                EXPECT_EQ(get_record(record, expected_size), FARLO_SUCCESS);
+                EXPECT_EQ(record.difference(expected_record().bytes()), "");
             });
-            *text.field = before;
+            *string.field = before;
         }
     }
 }
 
-// The text is this volume's alone, whatever the buffer held.
-TEST_F(DgRecord, CutsTheMountPoints) {
+// The string does not depend on what the buffer held before.
+TEST_F(GetDgProperties, TruncatesMountPoints) {
     for (const std::size_t length : {257u, 258u, 259u, 5000u}) {
         mounts["v1"].paths = {std::wstring(length, L'p')};
         v1.mounts = (L"E:\\" + std::wstring(length, L'p')).substr(0, 260);
         once([&] {
-            GuardedBuffer record(whole_size);
-            std::memset(record.data(), 0, whole_size);
-            std::memset(record.data() + volumes_at + 1110, 'q', 522);
-            EXPECT_EQ(ask(record, whole_size), 0u);
+            GuardedBuffer record(expected_size);
+            std::memset(record.data(), 0, expected_size);
+            std::memset(record.data() + volumes_at + mounts_offset, 'q', mounts_size);
+            EXPECT_EQ(get_record(record, expected_size), FARLO_SUCCESS);
             const auto* const field =
-                reinterpret_cast<const wchar_t*>(record.data() + volumes_at + 1110);
+                reinterpret_cast<const wchar_t*>(record.data() + volumes_at + mounts_offset);
             EXPECT_EQ(std::wstring(field, wcsnlen(field, 261)), *v1.mounts);
         });
     }
 }
 
-TEST_F(DgRecord, HasEmptyMountPointsWhenTheyCannotBeAsked) {
+TEST_F(GetDgProperties, WritesEmptyMountPointsWhenMethodFails) {
     at_every_threshold([&] {
-        set_rules(failing(R"("minor": 8006, "object": "v1")"));
+        set_faults({failing({.object = "v1", .method = method::get_mount_points})});
         v1.mounts = L"";
-        GuardedBuffer record(whole_size);
-        EXPECT_EQ(ask(record, whole_size), 0u);
-        EXPECT_EQ(record.difference(whole().bytes()), "");
+        GuardedBuffer record(expected_size);
+        EXPECT_EQ(get_record(record, expected_size), FARLO_SUCCESS);
+        EXPECT_EQ(record.difference(expected_record().bytes()), "");
         expect_log({entering,
-                    formed,
+                    signature_formed,
                     {4, "GetMountPoints:MNTOP_GET_ALL_MOUNTPOINTS, CsfInvoke failed with error = "
                         "0xc1000001."},
                     exiting});
     });
 }
 
-TEST_F(DgRecord, HasAnEmptyDriveLetterWhenThereIsNone) {
+TEST_F(GetDgProperties, WritesEmptyDriveLetterWhenThereIsNone) {
     for (const std::optional<std::wstring>& none :
          {std::optional<std::wstring>(L"0"), std::optional<std::wstring>(L""),
           std::optional<std::wstring>(L"toolong"), std::optional<std::wstring>()}) {
         mounts["v1"].letter = none;
         v1.letter = L"";
         once([&] {
-            GuardedBuffer record(whole_size);
-            EXPECT_EQ(ask(record, whole_size), 0u);
-            EXPECT_EQ(record.difference(whole().bytes()), "");
+            GuardedBuffer record(expected_size);
+            EXPECT_EQ(get_record(record, expected_size), FARLO_SUCCESS);
+            EXPECT_EQ(record.difference(expected_record().bytes()), "");
         });
     }
     mounts["v1"].letter = L"F";
     at_every_threshold([&] {
-        set_rules(failing(R"("minor": 8007, "object": "v1")"));
-        GuardedBuffer record(whole_size);
-        EXPECT_EQ(ask(record, whole_size), 0u);
-        EXPECT_EQ(record.difference(whole().bytes()), "");
+        set_faults({failing({.object = "v1", .method = method::get_drive_letter})});
+        GuardedBuffer record(expected_size);
+        EXPECT_EQ(get_record(record, expected_size), FARLO_SUCCESS);
+        EXPECT_EQ(record.difference(expected_record().bytes()), "");
         expect_log({entering,
-                    formed,
+                    signature_formed,
                     {6, "GetDriveLetterFromMntMgr:MNTOP_GET_DRIVE_LETTER, CsfInvoke failed with "
                         "error = 0xc1000001."},
                     exiting});
     });
 }
 
-TEST_F(DgRecord, FormsASignatureFromTheDisksId) {
+TEST_F(GetDgProperties, FormsSignatureFromDiskId) {
     struct Id {
-        const char* text;
-        const char* shown;
-        std::uint32_t number;
+        const char* disk_id;
+        const char* logged;
+        std::uint32_t signature;
     };
     const Id ids[] = {{"1A2B3C4D-x", "0x1A2B3C4D", 0x1A2B3C4D},
                       {"ff", "0xff", 0xFF},
@@ -482,43 +491,43 @@ TEST_F(DgRecord, FormsASignatureFromTheDisksId) {
                       {"{1a2b-}", "0x{1a2b", 0},
                       {"12 34-5", "0x12 34", 0x12}};
     for (const Id& id : ids) {
-        SCOPED_TRACE(id.text);
+        SCOPED_TRACE(id.disk_id);
         scenario = std::string(R"({"disk_groups": [{"name": "dg", "dgid": "guid-1", "disks": [
                        {"name": "d", "disk_id": ")") +
-                   id.text + R"("}]}]})";
+                   id.disk_id + R"("}]}]})";
         once([&] {
             GuardedBuffer record(8 + disk_size);
-            EXPECT_EQ(ask(record, 8 + disk_size), 0u);
+            EXPECT_EQ(get_record(record, 8 + disk_size), FARLO_SUCCESS);
             Image wanted(8 + disk_size);
-            wanted.number<std::uint32_t>(0, 1).number<std::uint32_t>(4, 0);
-            wanted.disk(8, {L"d", id.number, 0, 0, 0});
+            wanted.counts(1, 0);
+            wanted.disk(8, {L"d", id.signature, 0, 0, 0});
             EXPECT_EQ(record.difference(wanted.bytes()), "");
-            const std::string number = std::to_string(id.number);
+            const std::string number = std::to_string(id.signature);
             expect_log({entering,
                         {6, "farlo: GetDgPropertiesW: No signature property on disk..so forming "
                             "it..Id = " +
-                                std::string(id.shown) + ", guidToNumString = " + number +
+                                std::string(id.logged) + ", guidToNumString = " + number +
                                 "l, signature = " + number},
                         exiting});
         });
     }
 }
 
-TEST_F(DgRecord, NarrowForm) {
+TEST_F(GetDgProperties, AcceptsNarrowNameOfUpTo31Characters) {
     at_every_threshold([&] {
         GuardedBuffer record(8);
         size = 8;
         EXPECT_EQ(FARLO(GetDgPropertiesA)(handle, "empty", nullptr, record.as<DgInfo>(), &size),
-                  0u);
+                  FARLO_SUCCESS);
         EXPECT_EQ(record.difference(std::vector<std::uint8_t>(8, 0)), "");
         EXPECT_EQ(FARLO(GetDgPropertiesA)(handle, nullptr, "guid-2", record.as<DgInfo>(), &size),
-                  0u);
+                  FARLO_SUCCESS);
         EXPECT_EQ(FARLO(GetDgPropertiesA)(handle, std::string(31, 'n').c_str(), nullptr,
                                           record.as<DgInfo>(), &size),
-                  1u);
+                  FARLO_NOT_FOUND);
         EXPECT_EQ(FARLO(GetDgPropertiesA)(handle, std::string(32, 'n').c_str(), "guid-2",
                                           record.as<DgInfo>(), &size),
-                  0x80070057u);
+                  FARLO_INVALID_ARGUMENT);
         expect_log(
             {{4, "Entering GetDgPropertiesW - empty"},
              exiting,
@@ -532,7 +541,7 @@ TEST_F(DgRecord, NarrowForm) {
     });
 }
 
-TEST_F(DgRecord, OfALargeGroup) {
+TEST_F(GetDgProperties, WritesLargeGroup) {
     scenario = R"({"disk_groups": [{"name": "dg", "dgid": "guid-1", "disks": [)";
     for (int i = 0; i < 500; ++i) {
         scenario += (i != 0 ? R"(,{"name": "d)" : R"({"name": "d)") + std::to_string(i) +
@@ -548,9 +557,9 @@ TEST_F(DgRecord, OfALargeGroup) {
     once([&] {
         const std::uint32_t needed = 8 + 500 * 56 + 2000 * 1656;
         GuardedBuffer record(needed);
-        EXPECT_EQ(ask(record, needed), 0u);
+        EXPECT_EQ(get_record(record, needed), FARLO_SUCCESS);
         Image wanted(needed);
-        wanted.number<std::uint32_t>(0, 500).number<std::uint32_t>(4, 2000);
+        wanted.counts(500, 2000);
         for (std::uint32_t i = 0; i < 500; ++i) {
             wanted.disk(8 + i * disk_size, {L"d" + std::to_wstring(i), i + 1, 0, 0, 0});
         }
@@ -558,13 +567,13 @@ TEST_F(DgRecord, OfALargeGroup) {
             wanted.volume(8 + 500 * disk_size + i * volume_size, {L"x", L"", {}, {}, L"", 0, 0, i});
         }
         EXPECT_EQ(record.difference(wanted.bytes()), "");
-        // The search (3), the name and the lists; 5 a disk, 7 a volume.
+        // 3 calls for the search, 3 for the name and the lists, 5 for each disk, 7 for each volume.
         EXPECT_EQ(calls().size(), 3u + 3u + 500u * 5u + 2000u * 7u);
     });
 }
 
-// So many volumes that 32 bits of the size hide most of it.
-TEST_F(DgRecord, IsNotWrittenBeyondABufferThatOnlyTheWrappedSizeFits) {
+// The size of that many volumes wraps around in 32 bits.
+TEST_F(GetDgProperties, FailsWhenSizeExceeds32Bits) {
     constexpr std::uint32_t count = 2'593'580;
     constexpr std::uint32_t wrapped = 1192;
     static_assert(static_cast<std::uint32_t>(8 + std::uint64_t{volume_size} * count) == wrapped);
@@ -572,17 +581,14 @@ TEST_F(DgRecord, IsNotWrittenBeyondABufferThatOnlyTheWrappedSizeFits) {
     once([&] {
         const ManyVolumes volumes(dll().module(), count);
         GuardedBuffer record(wrapped);
-        EXPECT_EQ(ask(record, wrapped - 1), 97u);
+        EXPECT_EQ(get_record(record, wrapped - 1), FARLO_BUFFER_TOO_SMALL);
         EXPECT_EQ(size, wrapped);
         EXPECT_TRUE(record.untouched());
         start_watching();
-        EXPECT_EQ(ask(record, wrapped), 0x12u);
+        EXPECT_EQ(get_record(record, wrapped), FARLO_EXCEPTION);
         EXPECT_EQ(size, wrapped);
         EXPECT_TRUE(record.untouched());
-        expect_log({entering,
-                    {6, "API_TRY_CATCH_FAILED "},
-                    {0, "GetDgPropertiesW() failed, error=(0x12) "},
-                    exiting});
+        expect_log({entering, caught, {0, "GetDgPropertiesW() failed, error=(0x12) "}, exiting});
     });
 }
 

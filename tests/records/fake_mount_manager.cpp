@@ -8,6 +8,7 @@ namespace records {
 namespace {
 
 constexpr wchar_t manager_path[] = L"\\\\.\\MountPointManager";
+constexpr DWORD query_points_code = 0x6D0008;  // IOCTL_MOUNTMGR_QUERY_POINTS
 constexpr std::size_t entry_size = 24;
 
 template <class Number> Number number_at(const std::uint8_t* bytes, std::size_t at) {
@@ -31,29 +32,29 @@ MountManager::MountManager(HMODULE module)
                             : m_open.real(path, access, share, security, disposition, attributes,
                                           pattern);
              }),
-      m_ask(module, "DeviceIoControl",
-            [this](HANDLE device, DWORD code, void* input, DWORD input_size, void* output,
-                   DWORD output_size, DWORD* returned, OVERLAPPED* overlapped) {
-                return ask(device, code, input, input_size, output, output_size, returned,
-                           overlapped);
-            }),
+      m_query(module, "DeviceIoControl",
+              [this](HANDLE device, DWORD code, void* input, DWORD input_size, void* output,
+                     DWORD output_size, DWORD* returned, OVERLAPPED* overlapped) {
+                  return query(device, code, input, input_size, output, output_size, returned,
+                               overlapped);
+              }),
       m_close(module, "CloseHandle", [this](HANDLE handle) {
           if (handle == m_manager) {
-              lines.push_back("close");
+              requests.push_back("close");
               m_manager = nullptr;
           }
           return m_close.real(handle);
       }) {}
 
-void MountManager::expect(bool holds, const char* fault) {
+void MountManager::expect(bool holds, const char* error) {
     if (!holds) {
-        faults.push_back(fault);
+        errors.push_back(error);
     }
 }
 
 HANDLE MountManager::open(const wchar_t*, DWORD access, DWORD share, SECURITY_ATTRIBUTES* security,
                           DWORD disposition, DWORD attributes) {
-    lines.push_back("open");
+    requests.push_back("open");
     expect(access == (GENERIC_READ | GENERIC_WRITE), "access");
     expect(share == (FILE_SHARE_READ | FILE_SHARE_WRITE), "sharing");
     expect(security == nullptr, "security");
@@ -62,7 +63,7 @@ HANDLE MountManager::open(const wchar_t*, DWORD access, DWORD share, SECURITY_AT
     if (on_open) {
         on_open();
     }
-    if (refuses_to_open) {
+    if (open_fails) {
         SetLastError(ERROR_ACCESS_DENIED);
         return INVALID_HANDLE_VALUE;
     }
@@ -70,8 +71,8 @@ HANDLE MountManager::open(const wchar_t*, DWORD access, DWORD share, SECURITY_AT
     return m_manager;
 }
 
-// The device's name; the whole question is tested.
-std::wstring MountManager::take_question(const void* input, DWORD input_size) {
+// Checks every byte of a query's input and returns the device's name in it.
+std::wstring MountManager::check_input(const void* input, DWORD input_size) {
     expect(input_size == 1048, "input size");
     const auto* const bytes = static_cast<const std::uint8_t*>(input);
     const auto offset = number_at<std::uint32_t>(bytes, 16);
@@ -88,24 +89,25 @@ std::wstring MountManager::take_question(const void* input, DWORD input_size) {
     return device;
 }
 
-BOOL MountManager::ask(HANDLE device, DWORD code, const void* input, DWORD input_size, void* output,
-                       DWORD output_size, DWORD* returned, const OVERLAPPED* overlapped) {
+BOOL MountManager::query(HANDLE device, DWORD code, const void* input, DWORD input_size,
+                         void* output, DWORD output_size, DWORD* returned,
+                         const OVERLAPPED* overlapped) {
     expect(device == m_manager, "handle");
-    expect(code == 0x6D0008, "control code");
+    expect(code == query_points_code, "control code");
     expect(output_size == 8192, "output size");
     expect(overlapped == nullptr, "overlapped");
-    const std::wstring name = take_question(input, input_size);
-    lines.push_back("ask " + std::string(name.begin(), name.end()));
-    if (refuses_to_answer) {
+    const std::wstring name = check_input(input, input_size);
+    requests.push_back("query " + std::string(name.begin(), name.end()));
+    if (query_fails) {
         SetLastError(ERROR_FILE_NOT_FOUND);
         return FALSE;
     }
     std::vector<Link> entries;
     for (const std::wstring& link : links[name]) {
-        entries.push_back({link, {}, {}});
+        entries.push_back({link});
     }
-    const std::vector<std::uint8_t> bytes = answer ? *answer : mount_answer(entries);
-    // Behind the answer stand texts that a reader must not take for a part of it.
+    const std::vector<std::uint8_t> bytes = response ? *response : mount_response(entries);
+    // The rest of the buffer holds link names that a reader must not take for part of the response.
     for (DWORD i = 0; i + 2 <= output_size; i += 2) {
         const wchar_t filler = L"\\DosDevices\\X:"[i / 2 % 14];
         std::memcpy(static_cast<char*>(output) + i, &filler, 2);
@@ -115,8 +117,8 @@ BOOL MountManager::ask(HANDLE device, DWORD code, const void* input, DWORD input
     return TRUE;
 }
 
-std::vector<std::uint8_t> mount_answer(const std::vector<Link>& links,
-                                       std::optional<std::uint32_t> told) {
+std::vector<std::uint8_t> mount_response(const std::vector<Link>& links,
+                                         std::optional<std::uint32_t> entry_count) {
     std::vector<std::uint8_t> bytes(8 + links.size() * entry_size + 1);
     for (std::size_t i = 0; i < links.size(); ++i) {
         const Link& link = links[i];
@@ -128,7 +130,7 @@ std::vector<std::uint8_t> mount_answer(const std::vector<Link>& links,
         bytes.insert(bytes.end(), name, name + size);
     }
     put(bytes, 0, static_cast<std::uint32_t>(bytes.size()));
-    put(bytes, 4, told.value_or(static_cast<std::uint32_t>(links.size())));
+    put(bytes, 4, entry_count.value_or(static_cast<std::uint32_t>(links.size())));
     return bytes;
 }
 

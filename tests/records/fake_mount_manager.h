@@ -1,4 +1,4 @@
-// A stand-in for the system's mount-point manager, as the DLL asks it.
+// Replaces the system's mount-point manager for the DLL.
 #pragma once
 
 #include "interposer.h"
@@ -14,47 +14,48 @@
 
 namespace records {
 
-// For the life of a run's body. Other files are opened as they would be.
+// Lives as long as a run's body. Other files are opened as usual.
 class MountManager {
   public:
     explicit MountManager(HMODULE module);
 
-    // Names of a device's links, in order.
+    // The names of each device's links, in order.
     std::map<std::wstring, std::vector<std::wstring>> links;
-    // In place of them: all bytes of the answer.
-    std::optional<std::vector<std::uint8_t>> answer;
-    bool refuses_to_open = false;
-    bool refuses_to_answer = false;
+    // All bytes of the response, instead of one that is made from `links`.
+    std::optional<std::vector<std::uint8_t>> response;
+    bool open_fails = false;
+    bool query_fails = false;
     std::function<void()> on_open;
 
-    // "open", "ask" and the device, "close", in order.
-    std::vector<std::string> lines;
-    // What a request had that it must not have.
-    std::vector<std::string> faults;
+    // The requests, in order: "open", "query " with the device, "close".
+    std::vector<std::string> requests;
+    // What was wrong with a request.
+    std::vector<std::string> errors;
 
   private:
     HANDLE open(const wchar_t* path, DWORD access, DWORD share, SECURITY_ATTRIBUTES* security,
                 DWORD disposition, DWORD attributes);
-    BOOL ask(HANDLE device, DWORD code, const void* input, DWORD input_size, void* output,
-             DWORD output_size, DWORD* returned, const OVERLAPPED* overlapped);
-    std::wstring take_question(const void* input, DWORD input_size);
-    void expect(bool holds, const char* fault);
+    BOOL query(HANDLE device, DWORD code, const void* input, DWORD input_size, void* output,
+               DWORD output_size, DWORD* returned, const OVERLAPPED* overlapped);
+    std::wstring check_input(const void* input, DWORD input_size);
+    void expect(bool holds, const char* error);
 
     HANDLE m_manager = nullptr;
     support::StandIn<decltype(CreateFileW)> m_open;
-    support::StandIn<decltype(DeviceIoControl)> m_ask;
+    support::StandIn<decltype(DeviceIoControl)> m_query;
     support::StandIn<decltype(CloseHandle)> m_close;
 };
 
-// An answer of the mount-point manager: one entry a name, each name where and as
-// long as it says.
+// An entry of the mount-point manager's response. The offset and the size of the name are correct
+// unless they are given.
 struct Link {
     std::wstring name;
-    std::optional<std::uint32_t> offset;
-    std::optional<std::uint16_t> size;
+    std::optional<std::uint32_t> offset = {};
+    std::optional<std::uint16_t> size = {};
 };
-// `told` entries; the names stand one behind the other, the first at an odd address.
-std::vector<std::uint8_t> mount_answer(const std::vector<Link>& links,
-                                       std::optional<std::uint32_t> told = {});
+// A response with these entries. The names are stored consecutively, the first at an odd address.
+// `entry_count` is correct unless it is given.
+std::vector<std::uint8_t> mount_response(const std::vector<Link>& links,
+                                         std::optional<std::uint32_t> entry_count = {});
 
 }  // namespace records

@@ -5,11 +5,11 @@ namespace {
 
 using namespace records;
 
-constexpr std::uint32_t whole_size = 4 + 2 * disk_size;
+constexpr std::uint32_t expected_size = 4 + 2 * disk_size;
 
-class GroupDisks : public RecordTest {
+class GetDgDiskProperties : public RecordTest {
   protected:
-    GroupDisks() {
+    GetDgDiskProperties() {
         scenario = R"({"disk_groups": [
             {"name": "dg", "dgid": "guid-1", "type": 1, "disks": [
                 {"name": "d1", "signature": 17, "port": 1, "target": 2, "lun": 3},
@@ -18,18 +18,18 @@ class GroupDisks : public RecordTest {
             {"name": "none", "dgid": "guid-2"}]})";
     }
 
-    std::uint32_t ask(GuardedBuffer& record, std::uint32_t record_size,
-                      const char* guid = "guid-1") {
-        size = record_size;
+    std::uint32_t get_record(GuardedBuffer& record, std::uint32_t buffer_size,
+                             const char* guid = "guid-1") {
+        size = buffer_size;
         return FARLO(GetDgDiskPropertiesW)(handle, nullptr, guid, record.as<DgDiskList>(), &size);
     }
 
-    Image whole_with(const Disk& first) const {
-        Image image(whole_size);
+    Image expected_with(const Disk& first) const {
+        Image image(expected_size);
         image.number<std::uint32_t>(0, 2).disk(4, first);
         return image.disk(4 + disk_size, {L"a disk of 17 ch", 0, 6, 5, 4});
     }
-    Image whole() const { return whole_with(d1); }
+    Image expected_record() const { return expected_with(d1); }
 
     std::uint32_t size = 0;
     const Disk d1{L"d1", 17, 3, 2, 1};
@@ -37,17 +37,17 @@ class GroupDisks : public RecordTest {
 
 const Expected entering{6, "Entering GetDgDiskPropertiesW"};
 const Expected exiting{6, "Exiting GetDgDiskPropertiesW"};
-const Lines find_disks = {groups("@dg @none"), read("dg", "LDM DG TYPE", uint32(1)),
+const Lines find_disks = {groups("@dg @none"), read_type("dg", group_type::local),
                           read("dg", "dgid", str("guid-1")), read("dg", "Name", wstr("dg")),
-                          child("dg", "tamo_ztvm_disk", "@d1 @d2")};
+                          children("dg", object_type::disk, "@d1 @d2")};
 
-// A signature of 0 stays 0; the records follow the count at once.
-TEST_F(GroupDisks, AreWrittenWithTheirOwnSignatures) {
+// A signature of 0 stays 0. The records follow the count without a gap.
+TEST_F(GetDgDiskProperties, WritesDisksWithTheirOwnSignatures) {
     at_every_threshold([&] {
-        GuardedBuffer record(whole_size);
-        EXPECT_EQ(ask(record, whole_size), 0u);
-        EXPECT_EQ(size, whole_size);
-        EXPECT_EQ(record.difference(whole().bytes()), "");
+        GuardedBuffer record(expected_size);
+        EXPECT_EQ(get_record(record, expected_size), FARLO_SUCCESS);
+        EXPECT_EQ(size, expected_size);
+        EXPECT_EQ(record.difference(expected_record().bytes()), "");
         expect_calls(
             find_disks +
             Lines{read("d1", "Name", wstr("d1")), read("d1", "SIGNATURE", uint32(17)),
@@ -59,7 +59,7 @@ TEST_F(GroupDisks, AreWrittenWithTheirOwnSignatures) {
     });
 }
 
-TEST_F(GroupDisks, SkipWhatCannotBeRead) {
+TEST_F(GetDgDiskProperties, LeavesFieldUnchangedWhenPropertyCannotBeRead) {
     const std::pair<const char*, std::function<void(Disk&)>> all[] = {
         {"Name", [](Disk& disk) { disk.name.reset(); }},
         {"SIGNATURE", [](Disk& disk) { disk.signature.reset(); }},
@@ -67,52 +67,59 @@ TEST_F(GroupDisks, SkipWhatCannotBeRead) {
         {"DISK TARGET ID", [](Disk& disk) { disk.target.reset(); }},
         {"LUN ID", [](Disk& disk) { disk.lun.reset(); }}};
     once([&] {
-        for (const auto& [property, forget] : all) {
-            for (const char* fault : {R"("status": "0xc100003a")", R"("as": "BINARY")"}) {
-                SCOPED_TRACE(std::string(property) + fault);
-                set_rules(std::string(R"({"function": "ObGetProperty", "object": "d1", )") +
-                          R"("property": ")" + property + "\", " + fault + "},");
+        for (const auto& [property, clear_field] : all) {
+            const FaultRule calls = reading("d1", property);
+            for (const FaultRule& fault :
+                 {failing(calls, bus_no_property), with_type(calls, "BINARY")}) {
+                SCOPED_TRACE(fault_plan({fault}));
+                set_faults({fault});
                 start_watching();
-                GuardedBuffer record(whole_size);
-                EXPECT_EQ(ask(record, whole_size), 0u);
+                GuardedBuffer record(expected_size);
+                EXPECT_EQ(get_record(record, expected_size), FARLO_SUCCESS);
                 expect_log({entering, exiting});
                 Disk first = d1;
-                forget(first);
-                EXPECT_EQ(record.difference(whole_with(first).bytes()), "");
+                clear_field(first);
+                EXPECT_EQ(record.difference(expected_with(first).bytes()), "");
             }
         }
     });
 }
 
-TEST_F(GroupDisks, TellTheSizeThatIsNeeded) {
+TEST_F(GetDgDiskProperties, ReportsNeededSize) {
     at_every_threshold([&] {
-        for (const std::uint32_t too_small : {0u, 4u, whole_size - 1}) {
+        for (const std::uint32_t too_small : {0u, 4u, expected_size - 1}) {
             start_watching();
-            GuardedBuffer record(whole_size);
-            EXPECT_EQ(ask(record, too_small), 97u);
-            EXPECT_EQ(size, whole_size);
+            GuardedBuffer record(expected_size);
+            EXPECT_EQ(get_record(record, too_small), FARLO_BUFFER_TOO_SMALL);
+            EXPECT_EQ(size, expected_size);
             EXPECT_TRUE(record.untouched());
             expect_calls(find_disks);
             expect_log({entering, exiting});
         }
         GuardedBuffer none(4);
-        EXPECT_EQ(ask(none, 3, "guid-2"), 97u);
+        EXPECT_EQ(get_record(none, 3, "guid-2"), FARLO_BUFFER_TOO_SMALL);
         EXPECT_EQ(size, 4u);
-        EXPECT_EQ(ask(none, 4, "guid-2"), 0u);
+        EXPECT_EQ(get_record(none, 4, "guid-2"), FARLO_SUCCESS);
         EXPECT_EQ(none.difference({0, 0, 0, 0}), "");
     });
 }
 
-TEST_F(GroupDisks, CheckTheirArguments) {
+TEST_F(GetDgDiskProperties, ChecksArguments) {
     at_every_threshold([&] {
-        size = whole_size - 1;
-        EXPECT_EQ(FARLO(GetDgDiskPropertiesW)(nullptr, nullptr, nullptr, nullptr, &size), 100u);
-        EXPECT_EQ(FARLO(GetDgDiskPropertiesW)(handle, L"", nullptr, nullptr, &size), 0x13u);
-        EXPECT_EQ(FARLO(GetDgDiskPropertiesW)(handle, L"dg", nullptr, nullptr, nullptr), 0x13u);
-        EXPECT_EQ(FARLO(GetDgDiskPropertiesW)(handle, L"dg", nullptr, nullptr, &size), 97u);
-        EXPECT_EQ(FARLO(GetDgDiskPropertiesW)(handle, L"dg", nullptr, nullptr, &size), 0x13u);
+        size = expected_size - 1;
+        EXPECT_EQ(FARLO(GetDgDiskPropertiesW)(nullptr, nullptr, nullptr, nullptr, &size),
+                  FARLO_NULL_HANDLE);
+        EXPECT_EQ(FARLO(GetDgDiskPropertiesW)(handle, L"", nullptr, nullptr, &size),
+                  FARLO_MISSING_ARGUMENT);
+        EXPECT_EQ(FARLO(GetDgDiskPropertiesW)(handle, L"dg", nullptr, nullptr, nullptr),
+                  FARLO_MISSING_ARGUMENT);
+        EXPECT_EQ(FARLO(GetDgDiskPropertiesW)(handle, L"dg", nullptr, nullptr, &size),
+                  FARLO_BUFFER_TOO_SMALL);
+        EXPECT_EQ(FARLO(GetDgDiskPropertiesW)(handle, L"dg", nullptr, nullptr, &size),
+                  FARLO_MISSING_ARGUMENT);
         disconnect();
-        EXPECT_EQ(FARLO(GetDgDiskPropertiesW)(handle, L"dg", nullptr, nullptr, &size), 20u);
+        EXPECT_EQ(FARLO(GetDgDiskPropertiesW)(handle, L"dg", nullptr, nullptr, &size),
+                  FARLO_NOT_CONNECTED);
         expect_log(
             {entering,
              {0, "GetDgDiskPropertiesW() failed , NULL opal_handle, error=(0x64)"},
@@ -129,51 +136,49 @@ TEST_F(GroupDisks, CheckTheirArguments) {
     });
 }
 
-TEST_F(GroupDisks, OfAGroupThatCannotBeWalked) {
+TEST_F(GetDgDiskProperties, FailsWhenGroupCannotBeRead) {
     at_every_threshold([&] {
-        for (const char* keys :
-             {R"("function": "ObGetProperty", "object": "dg", "property": "Name")",
-              R"("function": "ObGetChildObjects", "type": "tamo_ztvm_disk")"}) {
-            set_rules(failing(keys));
+        for (const FaultRule& calls : {reading("dg", "Name"), listing(object_type::disk)}) {
+            set_faults({failing(calls)});
             start_watching();
-            GuardedBuffer record(whole_size);
-            EXPECT_EQ(ask(record, whole_size + 1), 0x12u);
-            EXPECT_EQ(size, whole_size + 1);
+            GuardedBuffer record(expected_size);
+            EXPECT_EQ(get_record(record, expected_size + 1), FARLO_EXCEPTION);
+            EXPECT_EQ(size, expected_size + 1);
             EXPECT_TRUE(record.untouched());
-            expect_log({entering,
-                        {6, "API_TRY_CATCH_FAILED "},
-                        {0, "GetDgDiskPropertiesW() failed, error=(0x12) "},
-                        exiting});
+            expect_log(
+                {entering, caught, {0, "GetDgDiskPropertiesW() failed, error=(0x12) "}, exiting});
         }
     });
 }
 
-// Whatever the call came to: a list, a size that is too small, an exception.
-TEST_F(GroupDisks, ConnectionThatDropsMeanwhile) {
-    const auto with = [this](std::uint32_t room) {
-        return [this, room](GuardedBuffer& record) { return ask(record, room); };
+// Without the drop, the result would be a list, a size that is too small, or an exception.
+TEST_F(GetDgDiskProperties, ReturnsNotConnectedWhenConnectionDrops) {
+    const auto with = [this](std::uint32_t buffer_size) {
+        return
+            [this, buffer_size](GuardedBuffer& record) { return get_record(record, buffer_size); };
     };
-    const std::vector<Drop> drops = {{reading("d2", "LUN ID"), with(whole_size), true, {}},
-                                     {walking_to("tamo_ztvm_disk"), with(0), false, {}},
-                                     {reading("dg", "Name"), with(whole_size), false, {caught}}};
-    expect_drops_told(drops, whole(), size, whole_size, entering,
-                      {{0, "GetDgDiskPropertiesW() failed, error=(0x14) "}, exiting});
+    const std::vector<Drop> drops = {{reading("d2", "LUN ID"), with(expected_size), true, {}},
+                                     {listing(object_type::disk), with(0), false, {}},
+                                     {reading("dg", "Name"), with(expected_size), false, {caught}}};
+    expect_drops_reported(drops, expected_record(), size, expected_size, entering,
+                          {{0, "GetDgDiskPropertiesW() failed, error=(0x14) "}, exiting});
 }
 
-// The connection is looked at again only where the last line is reached.
-TEST_F(GroupDisks, ConnectionThatDropsBeforeAnEarlyEnd) {
+// The connection is checked again only where the call reaches its exit line.
+TEST_F(GetDgDiskProperties, ReturnsEarlierFailureWhenConnectionDrops) {
     at_every_threshold([&] {
-        set_rules(dropping(walking_to("tamo_ztvm_disk")));
-        size = whole_size;
-        EXPECT_EQ(FARLO(GetDgDiskPropertiesW)(handle, L"dg", nullptr, nullptr, &size), 0x13u);
-        EXPECT_EQ(size, whole_size);
+        set_faults({dropping(listing(object_type::disk))});
+        size = expected_size;
+        EXPECT_EQ(FARLO(GetDgDiskPropertiesW)(handle, L"dg", nullptr, nullptr, &size),
+                  FARLO_MISSING_ARGUMENT);
+        EXPECT_EQ(size, expected_size);
         expect_log(
             {entering, {0, "GetDgDiskPropertiesW() failed , pDgDiskInfo == NULL, error=(0x13) "}});
     });
     at_every_threshold([&] {
-        set_rules(dropping(reading("dg", "LDM DG TYPE")));
-        GuardedBuffer record(whole_size);
-        EXPECT_EQ(ask(record, whole_size), 1u);
+        set_faults({dropping(reading("dg", "LDM DG TYPE"))});
+        GuardedBuffer record(expected_size);
+        EXPECT_EQ(get_record(record, expected_size), FARLO_NOT_FOUND);
         EXPECT_TRUE(record.untouched());
         expect_log({entering,
                     {0, "GetDgObjIdByGuid() failed , DG_TYPENAME not found in OPAL, error=(0x1)"},
@@ -181,21 +186,23 @@ TEST_F(GroupDisks, ConnectionThatDropsBeforeAnEarlyEnd) {
     });
 }
 
-TEST_F(GroupDisks, EveryAllocationThatFails) {
-    expect_whole_or_less(whole(), [&](GuardedBuffer& record) { return ask(record, whole_size); });
-    EXPECT_EQ(size, whole_size);
+TEST_F(GetDgDiskProperties, SurvivesEveryAllocationFailure) {
+    expect_survives_allocation_failures(expected_record(), [&](GuardedBuffer& record) {
+        return get_record(record, expected_size);
+    });
+    EXPECT_EQ(size, expected_size);
 }
 
-// A group may be of any type but 0 and 7, by its name and by its GUID.
-TEST_F(GroupDisks, OfGroupsOfEveryType) {
-    for (const int type : {0, 1, 2, 3, 7, 8, 9}) {
+TEST_F(GetDgDiskProperties, FindsGroupsOfEveryTypeExcept0And7) {
+    for (const std::uint32_t type : {0, 1, 2, 3, 7, 8, 9}) {
         SCOPED_TRACE(type);
-        const std::uint32_t status = type == 0 || type == 7 ? 1 : 0;
+        const bool excluded = type == group_type::excluded_0 || type == group_type::excluded_7;
+        const std::uint32_t status = excluded ? FARLO_NOT_FOUND : FARLO_SUCCESS;
         scenario = R"({"disk_groups": [{"name": "dg", "dgid": "guid-1", "type": )" +
                    std::to_string(type) + "}]}";
         once([&] {
             GuardedBuffer record(4);
-            EXPECT_EQ(ask(record, 4), status);
+            EXPECT_EQ(get_record(record, 4), status);
             EXPECT_EQ(
                 FARLO(GetDgDiskPropertiesW)(handle, L"dg", nullptr, record.as<DgDiskList>(), &size),
                 status);
@@ -203,16 +210,16 @@ TEST_F(GroupDisks, OfGroupsOfEveryType) {
     }
 }
 
-TEST_F(GroupDisks, NarrowForm) {
+TEST_F(GetDgDiskProperties, RejectsNarrowNameOf32Characters) {
     once([&] {
         GuardedBuffer record(4);
         size = 4;
         EXPECT_EQ(
             FARLO(GetDgDiskPropertiesA)(handle, "none", nullptr, record.as<DgDiskList>(), &size),
-            0u);
+            FARLO_SUCCESS);
         EXPECT_EQ(FARLO(GetDgDiskPropertiesA)(handle, std::string(32, 'n').c_str(), "guid-2",
                                               record.as<DgDiskList>(), &size),
-                  0x80070057u);
+                  FARLO_INVALID_ARGUMENT);
         expect_log({entering,
                     exiting,
                     {0, "GetDgDiskPropertiesA() failed , name string of more than 31 characters or "

@@ -5,9 +5,9 @@ namespace {
 
 using namespace records;
 
-class GroupVolume : public RecordTest {
+class GetDgVolumeProperties : public RecordTest {
   protected:
-    GroupVolume() {
+    GetDgVolumeProperties() {
         scenario = R"({"disk_groups": [
             {"name": "dg", "dgid": "guid-1", "volumes": [
                 {"name": "v1", "device": "\\Device\\v1"},
@@ -18,14 +18,14 @@ class GroupVolume : public RecordTest {
         mounts["v2"] = {L"E", {}, {}};
     }
 
-    std::uint32_t ask(GuardedBuffer& record, std::uint32_t record_size,
-                      const wchar_t* device = L"\\DEVICE\\V2", const char* guid = "guid-1") {
-        size = record_size;
+    std::uint32_t get_record(GuardedBuffer& record, std::uint32_t buffer_size,
+                             const wchar_t* device = L"\\DEVICE\\V2", const char* guid = "guid-1") {
+        size = buffer_size;
         return FARLO(GetDgVolumePropertiesW)(handle, L"dg", guid, device, record.as<VolInfo>(),
                                              &size);
     }
 
-    Image whole() const { return Image(volume_size).volume(0, v2); }
+    Image expected_record() const { return Image(volume_size).volume(0, v2); }
 
     std::uint32_t size = 0;
     Volume v2{L"\\Device\\v2", L"E:", L"FAT", L"Box", L"", 8, -1, 6};
@@ -33,38 +33,39 @@ class GroupVolume : public RecordTest {
 
 const Expected entering{4, "Entering GetDgVolumePropertiesW - dg"};
 const Expected exiting{4, "Exiting GetDgVolumePropertiesW"};
-const Lines find_group = {groups("@dg @empty @local"), read("dg", "LDM DG TYPE", uint32(2)),
+const Lines find_group = {groups("@dg @empty @local"), read_type("dg", group_type::cluster),
                           read("dg", "dgid", str("guid-1"))};
 
-TEST_F(GroupVolume, IsTheFirstOfThatNameInAnyCase) {
+TEST_F(GetDgVolumeProperties, FindsVolumeInAnyLetterCase) {
     at_every_threshold([&] {
         GuardedBuffer record(volume_size);
-        EXPECT_EQ(ask(record, volume_size), 0u);
+        EXPECT_EQ(get_record(record, volume_size), FARLO_SUCCESS);
         EXPECT_EQ(size, volume_size);
-        EXPECT_EQ(record.difference(whole().bytes()), "");
-        expect_calls(
-            find_group +
-            Lines{child("dg", "tamo_ztvm_volume", "@v1 @v2"),
-                  read("v1", "DEVICE NAME", wstr(R"(\\Device\\v1)")),
-                  read("v2", "DEVICE NAME", wstr(R"(\\Device\\v2)")),
-                  read("v2", "DEVICE NAME", wstr(R"(\\Device\\v2)")), ask_mounts("v2"),
-                  ask_letter("v2"), child("v2", "tamo_fs_nt", "@v2 file system"),
-                  read("v2 file system", "type of file system", wstr("FAT")),
-                  read("v2 file system", "label", wstr("Box")), read("v2", "type", uint32(8)),
-                  read("v2", "ztvmstate", uint32(0xFFFFFFFF)), read("v2", "size", "UINT64 6")});
+        EXPECT_EQ(record.difference(expected_record().bytes()), "");
+        expect_calls(find_group + Lines{children("dg", object_type::volume, "@v1 @v2"),
+                                        read("v1", "DEVICE NAME", wstr(R"(\\Device\\v1)")),
+                                        read("v2", "DEVICE NAME", wstr(R"(\\Device\\v2)")),
+                                        read("v2", "DEVICE NAME", wstr(R"(\\Device\\v2)")),
+                                        get_mount_points("v2"), get_drive_letter("v2"),
+                                        children("v2", object_type::file_system, "@v2 file system"),
+                                        read("v2 file system", "type of file system", wstr("FAT")),
+                                        read("v2 file system", "label", wstr("Box")),
+                                        read("v2", "type", uint32(8)),
+                                        read("v2", "ztvmstate", uint32(0xFFFFFFFF)),
+                                        read("v2", "size", uint64(6))});
         expect_log({entering, {6, "GetDgVolumePropertiesW(), Total volume objects = 2"}, exiting});
     });
 }
 
-// The size before the buffer, and unlike other records with a line.
-TEST_F(GroupVolume, TellsTheSizeThatIsNeeded) {
+// The size is checked before the buffer and, unlike for other records, the failure is logged.
+TEST_F(GetDgVolumeProperties, ReportsNeededSize) {
     at_every_threshold([&] {
         for (const std::uint32_t too_small : {0u, std::uint32_t{volume_size} - 1}) {
             start_watching();
             size = too_small;
             EXPECT_EQ(
                 FARLO(GetDgVolumePropertiesW)(handle, L"dg", "guid-1", nullptr, nullptr, &size),
-                97u);
+                FARLO_BUFFER_TOO_SMALL);
             EXPECT_EQ(size, volume_size);
             expect_calls(find_group);
             expect_log(
@@ -73,22 +74,22 @@ TEST_F(GroupVolume, TellsTheSizeThatIsNeeded) {
     });
 }
 
-TEST_F(GroupVolume, ChecksItsArguments) {
+TEST_F(GetDgVolumeProperties, ChecksArguments) {
     at_every_threshold([&] {
         GuardedBuffer record(volume_size);
         auto* const out = record.as<VolInfo>();
         size = volume_size;
-        const auto call = [&](opal_handle used, VolInfo* to, std::uint32_t* asked,
+        const auto call = [&](opal_handle used, VolInfo* to, std::uint32_t* to_size,
                               const wchar_t* device) {
-            return FARLO(GetDgVolumePropertiesW)(used, L"dg", nullptr, device, to, asked);
+            return FARLO(GetDgVolumePropertiesW)(used, L"dg", nullptr, device, to, to_size);
         };
-        EXPECT_EQ(call(nullptr, nullptr, nullptr, nullptr), 100u);
-        EXPECT_EQ(call(handle, out, nullptr, L"v"), 0x13u);
-        EXPECT_EQ(call(handle, nullptr, &size, nullptr), 0x13u);
-        EXPECT_EQ(call(handle, out, &size, nullptr), 0x13u);
-        EXPECT_EQ(ask(record, 0, L"v", "guid-3"), 1u);
+        EXPECT_EQ(call(nullptr, nullptr, nullptr, nullptr), FARLO_NULL_HANDLE);
+        EXPECT_EQ(call(handle, out, nullptr, L"v"), FARLO_MISSING_ARGUMENT);
+        EXPECT_EQ(call(handle, nullptr, &size, nullptr), FARLO_MISSING_ARGUMENT);
+        EXPECT_EQ(call(handle, out, &size, nullptr), FARLO_MISSING_ARGUMENT);
+        EXPECT_EQ(get_record(record, 0, L"v", "guid-3"), FARLO_NOT_FOUND);
         disconnect();
-        EXPECT_EQ(call(handle, nullptr, nullptr, nullptr), 20u);
+        EXPECT_EQ(call(handle, nullptr, nullptr, nullptr), FARLO_NOT_CONNECTED);
         EXPECT_TRUE(record.untouched());
         expect_log(
             {entering,
@@ -107,11 +108,12 @@ TEST_F(GroupVolume, ChecksItsArguments) {
     });
 }
 
-TEST_F(GroupVolume, ThatIsNotThere) {
+TEST_F(GetDgVolumeProperties, ReturnsVolumeNotFoundForUnknownVolume) {
     at_every_threshold([&] {
         GuardedBuffer record(volume_size);
-        EXPECT_EQ(ask(record, volume_size, L"\\Device\\v"), 0x63u);
-        EXPECT_EQ(ask(record, volume_size + 1, L"\\Device\\v1", "guid-2"), 0x63u);
+        EXPECT_EQ(get_record(record, volume_size, L"\\Device\\v"), FARLO_VOLUME_NOT_FOUND);
+        EXPECT_EQ(get_record(record, volume_size + 1, L"\\Device\\v1", "guid-2"),
+                  FARLO_VOLUME_NOT_FOUND);
         EXPECT_EQ(size, volume_size + 1);
         EXPECT_TRUE(record.untouched());
         expect_log({entering,
@@ -125,67 +127,67 @@ TEST_F(GroupVolume, ThatIsNotThere) {
     });
 }
 
-TEST_F(GroupVolume, OfAGroupThatCannotBeWalked) {
+TEST_F(GetDgVolumeProperties, FailsWhenGroupCannotBeRead) {
     at_every_threshold([&] {
         GuardedBuffer record(volume_size);
-        set_rules(failing(R"("function": "ObGetChildObjects")"));
-        EXPECT_EQ(ask(record, volume_size), 0x12u);
-        expect_log({entering,
-                    {6, "API_TRY_CATCH_FAILED "},
-                    {0, "GetDgVolumePropertiesW() failed, error=(0x12)"},
-                    exiting});
-        set_rules(failing(R"("function": "ObGetProperty", "object": "v1")"));
+        set_faults({failing({.function = "ObGetChildObjects"})});
+        EXPECT_EQ(get_record(record, volume_size), FARLO_EXCEPTION);
+        expect_log(
+            {entering, caught, {0, "GetDgVolumePropertiesW() failed, error=(0x12)"}, exiting});
+        set_faults({failing({.function = "ObGetProperty", .object = "v1"})});
         start_watching();
-        EXPECT_EQ(ask(record, volume_size), 0x12u);
+        EXPECT_EQ(get_record(record, volume_size), FARLO_EXCEPTION);
         EXPECT_TRUE(record.untouched());
         expect_log({entering,
                     {6, "GetDgVolumePropertiesW(), Total volume objects = 2"},
-                    {6, "API_TRY_CATCH_FAILED "},
+                    caught,
                     {0, "GetDgVolumePropertiesW() failed, error=(0x12)"},
                     exiting});
         EXPECT_EQ(size, volume_size);
     });
 }
 
-// Whatever the call came to: a record, no such volume, an exception.
-TEST_F(GroupVolume, ConnectionThatDropsMeanwhile) {
+// Without the drop, the result would be a record, an unknown volume, or an exception.
+TEST_F(GetDgVolumeProperties, ReturnsNotConnectedWhenConnectionDrops) {
     const Expected total{6, "GetDgVolumePropertiesW(), Total volume objects = 2"};
     const auto of = [this](const wchar_t* device) {
-        return [this, device](GuardedBuffer& record) { return ask(record, volume_size, device); };
+        return [this, device](GuardedBuffer& record) {
+            return get_record(record, volume_size, device);
+        };
     };
     const std::vector<Drop> drops = {
         {reading("v2", "size"), of(L"\\Device\\v2"), true, {total}},
         {reading("v2", "DEVICE NAME"), of(L"\\Device\\v3"), false, {total}},
-        {walking_to("tamo_ztvm_volume"), of(L"\\Device\\v2"), false, {total, caught}}};
-    expect_drops_told(drops, whole(), size, volume_size, entering,
-                      {{0, "GetDgVolumePropertiesW() failed, error=(0x14)"}, exiting});
+        {listing(object_type::volume), of(L"\\Device\\v2"), false, {total, caught}}};
+    expect_drops_reported(drops, expected_record(), size, volume_size, entering,
+                          {{0, "GetDgVolumePropertiesW() failed, error=(0x14)"}, exiting});
 }
 
-// The connection is looked at again only where the last line is reached: not where
-// the size is too small, unlike the other records.
-TEST_F(GroupVolume, ConnectionThatDropsBeforeAnEarlyEnd) {
+// The connection is checked again only where the call reaches its exit line. Unlike for other
+// records, it does not when the size is too small.
+TEST_F(GetDgVolumeProperties, ReturnsEarlierFailureWhenConnectionDrops) {
     at_every_threshold([&] {
-        set_rules(dropping(reading("dg", "dgid")));
+        set_faults({dropping(reading("dg", "dgid"))});
         GuardedBuffer record(volume_size);
-        EXPECT_EQ(ask(record, volume_size - 1), 97u);
+        EXPECT_EQ(get_record(record, volume_size - 1), FARLO_BUFFER_TOO_SMALL);
         EXPECT_EQ(size, volume_size);
         EXPECT_TRUE(record.untouched());
         expect_log(
             {entering, {0, "GetDgVolumePropertiesW(): not enough buffer size, error=(0x61) "}});
     });
     at_every_threshold([&] {
-        set_rules(dropping(reading("dg", "dgid")));
+        set_faults({dropping(reading("dg", "dgid"))});
         size = volume_size;
         EXPECT_EQ(FARLO(GetDgVolumePropertiesW)(handle, L"dg", "guid-1", L"v", nullptr, &size),
-                  0x13u);
+                  FARLO_MISSING_ARGUMENT);
         EXPECT_EQ(size, volume_size);
         expect_log(
             {entering, {0, "GetDgVolumePropertiesW() failed, pDgInfo==NULL, error=(0x13) "}});
     });
     at_every_threshold([&] {
-        set_rules(dropping(reading("dg", "LDM DG TYPE")));
+        set_faults({dropping(reading("dg", "LDM DG TYPE"))});
         GuardedBuffer record(volume_size);
-        EXPECT_EQ(ask(record, 0), 1u);
+        EXPECT_EQ(get_record(record, 0), FARLO_NOT_FOUND);
         EXPECT_EQ(size, 0u);
         EXPECT_TRUE(record.untouched());
         expect_log({entering,
@@ -194,22 +196,23 @@ TEST_F(GroupVolume, ConnectionThatDropsBeforeAnEarlyEnd) {
     });
 }
 
-TEST_F(GroupVolume, EveryAllocationThatFails) {
+TEST_F(GetDgVolumeProperties, SurvivesEveryAllocationFailure) {
     mounts.clear();
     v2.letter = L"";
-    expect_whole_or_less(whole(), [&](GuardedBuffer& record) { return ask(record, volume_size); });
+    expect_survives_allocation_failures(
+        expected_record(), [&](GuardedBuffer& record) { return get_record(record, volume_size); });
     EXPECT_EQ(size, volume_size);
 }
 
-// Type 8 is a cluster group by its GUID, not by its name.
-TEST_F(GroupVolume, OfASharedGroup) {
+// group_type::cluster_shared counts as a cluster group by GUID, but not by name.
+TEST_F(GetDgVolumeProperties, FindsClusterSharedGroupByGuidOnly) {
     scenario.replace(scenario.find(R"("guid-1",)"), 9, R"("guid-1", "type": 8,)");
     at_every_threshold([&] {
         GuardedBuffer record(volume_size);
-        EXPECT_EQ(ask(record, volume_size), 0u);
-        EXPECT_EQ(record.difference(whole().bytes()), "");
+        EXPECT_EQ(get_record(record, volume_size), FARLO_SUCCESS);
+        EXPECT_EQ(record.difference(expected_record().bytes()), "");
         GuardedBuffer by_name(volume_size);
-        EXPECT_EQ(ask(by_name, volume_size, L"\\Device\\v2", nullptr), 1u);
+        EXPECT_EQ(get_record(by_name, volume_size, L"\\Device\\v2", nullptr), FARLO_NOT_FOUND);
         EXPECT_TRUE(by_name.untouched());
         expect_log({entering,
                     {6, "GetDgVolumePropertiesW(), Total volume objects = 2"},
@@ -220,7 +223,7 @@ TEST_F(GroupVolume, OfASharedGroup) {
     });
 }
 
-TEST_F(GroupVolume, IsTheFirstOfSeveralOfThatName) {
+TEST_F(GetDgVolumeProperties, TakesFirstVolumeOfThatName) {
     scenario = R"({"disk_groups": [{"name": "dg", "dgid": "guid-1", "volumes": [
         {"name": "v1", "device": "other", "type": 7},
         {"name": "v2", "device": "TWIN", "type": 1, "state": 2, "size": 3},
@@ -228,17 +231,17 @@ TEST_F(GroupVolume, IsTheFirstOfSeveralOfThatName) {
     mounts.clear();
     once([&] {
         GuardedBuffer record(volume_size);
-        EXPECT_EQ(ask(record, volume_size, L"twin"), 0u);
+        EXPECT_EQ(get_record(record, volume_size, L"twin"), FARLO_SUCCESS);
         Image wanted(volume_size);
         wanted.volume(0, {L"TWIN", L"", {}, {}, L"", 1, 2, 3});
         EXPECT_EQ(record.difference(wanted.bytes()), "");
-        // The search ends with it.
+        // The later volume is not read.
         EXPECT_THAT(calls(),
                     testing::Not(testing::Contains(testing::StartsWith("ObGetProperty @v3"))));
     });
 }
 
-TEST_F(GroupVolume, NarrowForm) {
+TEST_F(GetDgVolumeProperties, AcceptsNarrowNamesOfUpTo31Characters) {
     once([&] {
         GuardedBuffer record(volume_size);
         size = volume_size;
@@ -246,11 +249,11 @@ TEST_F(GroupVolume, NarrowForm) {
             return FARLO(GetDgVolumePropertiesA)(handle, name, nullptr, device,
                                                  record.as<VolInfo>(), &size);
         };
-        EXPECT_EQ(call("dg", "\\Device\\v2"), 0u);
-        EXPECT_EQ(call("dg", std::string(31, 'n').c_str()), 0x63u);
+        EXPECT_EQ(call("dg", "\\Device\\v2"), FARLO_SUCCESS);
+        EXPECT_EQ(call("dg", std::string(31, 'n').c_str()), FARLO_VOLUME_NOT_FOUND);
         start_watching();
-        EXPECT_EQ(call("dg", std::string(32, 'n').c_str()), 0x80070057u);
-        EXPECT_EQ(call(std::string(32, 'n').c_str(), "\\Device\\v2"), 0x80070057u);
+        EXPECT_EQ(call("dg", std::string(32, 'n').c_str()), FARLO_INVALID_ARGUMENT);
+        EXPECT_EQ(call(std::string(32, 'n').c_str(), "\\Device\\v2"), FARLO_INVALID_ARGUMENT);
         expect_log({{0, "GetDgVolumePropertiesA() failed , device string of more than 31 "
                         "characters or invalid, error=(0x80070057)"},
                     {0, "GetDgVolumePropertiesA() failed , name string of more than 31 "

@@ -1,4 +1,4 @@
-// GetDgVolProperties, and what the light form of a volume's record holds.
+// GetDgVolProperties, and the contents of the light form of a volume's record.
 #include "fake_mount_manager.h"
 #include "record_test.h"
 
@@ -8,11 +8,11 @@ namespace {
 
 using namespace records;
 
-constexpr std::uint32_t whole_size = 8 + 2 * volume_size;
+constexpr std::uint32_t expected_size = 8 + 2 * volume_size;
 
-class LightRecord : public RecordTest {
+class GetDgVolProperties : public RecordTest {
   protected:
-    LightRecord() {
+    GetDgVolProperties() {
         scenario = R"({"disk_groups": [
             {"name": "dg", "dgid": "guid-1",
              "disks": [{"name": "d1", "signature": 4660}, {"name": "d2", "signature": 17}],
@@ -26,31 +26,31 @@ class LightRecord : public RecordTest {
             {"name": "local", "dgid": "guid-4", "type": 1}]})";
     }
 
-    std::uint32_t ask(const char* guid, GuardedBuffer& record, std::uint32_t record_size) {
-        size = record_size;
+    std::uint32_t get_record(const char* guid, GuardedBuffer& record, std::uint32_t buffer_size) {
+        size = buffer_size;
         return FARLO(GetDgVolPropertiesW)(handle, nullptr, guid, record.as<DgVolInfo>(), &size);
     }
-    // With the links of all volumes.
-    std::uint32_t ask_with_links(const char* guid, GuardedBuffer& record,
-                                 std::uint32_t record_size) {
+    // With a mount-point manager that knows the links of all volumes.
+    std::uint32_t get_record_with_links(const char* guid, GuardedBuffer& record,
+                                        std::uint32_t buffer_size) {
         MountManager manager(dll().module());
         manager.links = all_links;
-        const std::uint32_t status = ask(guid, record, record_size);
-        EXPECT_EQ(manager.faults, Lines{});
-        asked = manager.lines;
+        const std::uint32_t status = get_record(guid, record, buffer_size);
+        EXPECT_EQ(manager.errors, Lines{});
+        mount_requests = manager.requests;
         return status;
     }
 
-    Image whole() const {
-        Image image(whole_size);
-        image.number<std::uint32_t>(0, 2).number<std::uint32_t>(4, 4660);
+    Image expected_record() const {
+        Image image(expected_size);
+        image.counts(2, 4660);
         return image.volume(8, v1).volume(8 + volume_size, v2);
     }
 
     std::uint32_t size = 0;
     Volume v1{L"\\Device\\v1", L"F:", {}, {}, {}, 7, {}, 5000000000};
     Volume v2{L"\\Device\\v2", L"", {}, {}, {}, 8, {}, 6};
-    Lines asked;
+    Lines mount_requests;
     std::map<std::wstring, std::vector<std::wstring>> all_links = {
         {L"\\Device\\v1", {L"\\??\\Volume{1}", L"\\DosDevices\\F:"}},
         {L"\\Device\\v2", {L"\\??\\Volume{2}"}},
@@ -60,36 +60,37 @@ class LightRecord : public RecordTest {
 const Expected entering{4, "Entering GetDgVolPropertiesW - (null)"};
 const Expected exiting{4, "Exiting GetDgVolPropertiesW"};
 
-TEST_F(LightRecord, HoldsTheSignatureAndTheVolumes) {
+TEST_F(GetDgVolProperties, WritesSignatureAndVolumes) {
     at_every_threshold([&] {
-        GuardedBuffer record(whole_size);
-        EXPECT_EQ(ask_with_links("guid-1", record, whole_size), 0u);
-        EXPECT_EQ(size, whole_size);
-        EXPECT_EQ(record.difference(whole().bytes()), "");
-        EXPECT_EQ(asked, (Lines{"open", "ask \\Device\\v1", "close", "open", "ask \\Device\\v2",
-                                "close"}));
-        expect_calls({groups("@dg @diskless @empty @local"), read("dg", "LDM DG TYPE", uint32(2)),
-                      read("dg", "dgid", str("guid-1")), child("dg", "tamo_ztvm_disk", "@d1 @d2"),
-                      child("dg", "tamo_ztvm_volume", "@v1 @v2"),
-                      read("d1", "SIGNATURE", uint32(4660)),
-                      read("v1", "DEVICE NAME", wstr(R"(\\Device\\v1)")),
-                      read("v1", "type", uint32(7)), read("v1", "size", "UINT64 5000000000"),
-                      read("v2", "DEVICE NAME", wstr(R"(\\Device\\v2)")),
-                      read("v2", "type", uint32(8)), read("v2", "size", "UINT64 6")});
+        GuardedBuffer record(expected_size);
+        EXPECT_EQ(get_record_with_links("guid-1", record, expected_size), FARLO_SUCCESS);
+        EXPECT_EQ(size, expected_size);
+        EXPECT_EQ(record.difference(expected_record().bytes()), "");
+        EXPECT_EQ(mount_requests, (Lines{"open", "query \\Device\\v1", "close", "open",
+                                         "query \\Device\\v2", "close"}));
+        expect_calls(
+            {groups("@dg @diskless @empty @local"), read_type("dg", group_type::cluster),
+             read("dg", "dgid", str("guid-1")), children("dg", object_type::disk, "@d1 @d2"),
+             children("dg", object_type::volume, "@v1 @v2"), read("d1", "SIGNATURE", uint32(4660)),
+             read("v1", "DEVICE NAME", wstr(R"(\\Device\\v1)")), read("v1", "type", uint32(7)),
+             read("v1", "size", uint64(5000000000)),
+             read("v2", "DEVICE NAME", wstr(R"(\\Device\\v2)")), read("v2", "type", uint32(8)),
+             read("v2", "size", uint64(6))});
         expect_log({entering, exiting});
     });
 }
 
-// Without a disk there is no signature, but the size is the same.
-TEST_F(LightRecord, BeginsItsVolumesAtOffsetFourWithoutADisk) {
+// Without a disk the record has no signature; the needed size is the same.
+TEST_F(GetDgVolProperties, WritesVolumesAtOffsetFourWithoutDisk) {
     at_every_threshold([&] {
-        GuardedBuffer record(whole_size);
-        EXPECT_EQ(ask_with_links("guid-2", record, whole_size - 1), 97u);
-        EXPECT_EQ(size, whole_size);
+        GuardedBuffer record(expected_size);
+        EXPECT_EQ(get_record_with_links("guid-2", record, expected_size - 1),
+                  FARLO_BUFFER_TOO_SMALL);
+        EXPECT_EQ(size, expected_size);
         EXPECT_TRUE(record.untouched());
-        EXPECT_EQ(asked, Lines{});
-        EXPECT_EQ(ask_with_links("guid-2", record, whole_size), 0u);
-        Image wanted(whole_size);
+        EXPECT_EQ(mount_requests, Lines{});
+        EXPECT_EQ(get_record_with_links("guid-2", record, expected_size), FARLO_SUCCESS);
+        Image wanted(expected_size);
         wanted.number<std::uint32_t>(0, 2);
         wanted.volume(4, {L"\\Device\\v3", L"G:", {}, {}, {}, 9, {}, 1});
         wanted.volume(4 + volume_size, {L"\\Device\\v4", L"", {}, {}, {}, 10, {}, 2});
@@ -98,42 +99,49 @@ TEST_F(LightRecord, BeginsItsVolumesAtOffsetFourWithoutADisk) {
     });
 }
 
-TEST_F(LightRecord, OfAnEmptyGroupIsACount) {
+TEST_F(GetDgVolProperties, WritesZeroCountForEmptyGroup) {
     at_every_threshold([&] {
         GuardedBuffer record(8);
-        EXPECT_EQ(ask("guid-3", record, 7), 97u);
+        EXPECT_EQ(get_record("guid-3", record, 7), FARLO_BUFFER_TOO_SMALL);
         EXPECT_EQ(size, 8u);
-        EXPECT_EQ(ask("guid-3", record, 8), 0u);
+        EXPECT_EQ(get_record("guid-3", record, 8), FARLO_SUCCESS);
         EXPECT_EQ(record.difference(Image(8).number<std::uint32_t>(0, 0).bytes()), "");
     });
 }
 
-TEST_F(LightRecord, TellsTheSizeThatIsNeeded) {
+TEST_F(GetDgVolProperties, ReportsNeededSize) {
     at_every_threshold([&] {
-        for (const std::uint32_t too_small : {0u, 8u, whole_size - 1}) {
+        for (const std::uint32_t too_small : {0u, 8u, expected_size - 1}) {
             start_watching();
-            GuardedBuffer record(whole_size);
-            EXPECT_EQ(ask("guid-1", record, too_small), 97u);
-            EXPECT_EQ(size, whole_size);
+            GuardedBuffer record(expected_size);
+            EXPECT_EQ(get_record("guid-1", record, too_small), FARLO_BUFFER_TOO_SMALL);
+            EXPECT_EQ(size, expected_size);
             EXPECT_TRUE(record.untouched());
             expect_log({entering, exiting});
         }
         size = 0;
-        EXPECT_EQ(FARLO(GetDgVolPropertiesW)(handle, nullptr, "guid-1", nullptr, &size), 97u);
-        EXPECT_EQ(size, whole_size);
+        EXPECT_EQ(FARLO(GetDgVolPropertiesW)(handle, nullptr, "guid-1", nullptr, &size),
+                  FARLO_BUFFER_TOO_SMALL);
+        EXPECT_EQ(size, expected_size);
     });
 }
 
-TEST_F(LightRecord, ChecksItsArguments) {
+TEST_F(GetDgVolProperties, ChecksArguments) {
     at_every_threshold([&] {
-        size = whole_size;
-        EXPECT_EQ(FARLO(GetDgVolPropertiesW)(nullptr, nullptr, nullptr, nullptr, &size), 100u);
-        EXPECT_EQ(FARLO(GetDgVolPropertiesW)(handle, nullptr, nullptr, nullptr, &size), 0x13u);
-        EXPECT_EQ(FARLO(GetDgVolPropertiesW)(handle, nullptr, "guid-1", nullptr, nullptr), 0x13u);
-        EXPECT_EQ(FARLO(GetDgVolPropertiesW)(handle, nullptr, "guid-1", nullptr, &size), 0x13u);
-        EXPECT_EQ(FARLO(GetDgVolPropertiesW)(handle, nullptr, "guid-4", nullptr, &size), 1u);
+        size = expected_size;
+        EXPECT_EQ(FARLO(GetDgVolPropertiesW)(nullptr, nullptr, nullptr, nullptr, &size),
+                  FARLO_NULL_HANDLE);
+        EXPECT_EQ(FARLO(GetDgVolPropertiesW)(handle, nullptr, nullptr, nullptr, &size),
+                  FARLO_MISSING_ARGUMENT);
+        EXPECT_EQ(FARLO(GetDgVolPropertiesW)(handle, nullptr, "guid-1", nullptr, nullptr),
+                  FARLO_MISSING_ARGUMENT);
+        EXPECT_EQ(FARLO(GetDgVolPropertiesW)(handle, nullptr, "guid-1", nullptr, &size),
+                  FARLO_MISSING_ARGUMENT);
+        EXPECT_EQ(FARLO(GetDgVolPropertiesW)(handle, nullptr, "guid-4", nullptr, &size),
+                  FARLO_NOT_FOUND);
         disconnect();
-        EXPECT_EQ(FARLO(GetDgVolPropertiesW)(handle, nullptr, nullptr, nullptr, &size), 20u);
+        EXPECT_EQ(FARLO(GetDgVolPropertiesW)(handle, nullptr, nullptr, nullptr, &size),
+                  FARLO_NOT_CONNECTED);
         expect_log({entering,
                     {0, "GetDgVolPropertiesW() failed , NULL opal_handle, error=(0x64)"},
                     entering,
@@ -150,51 +158,50 @@ TEST_F(LightRecord, ChecksItsArguments) {
     });
 }
 
-TEST_F(LightRecord, OfAGroupThatCannotBeWalked) {
+TEST_F(GetDgVolProperties, FailsWhenGroupCannotBeRead) {
     at_every_threshold([&] {
-        for (const char* type : {"tamo_ztvm_disk", "tamo_ztvm_volume"}) {
-            set_rules(
-                failing(R"("function": "ObGetChildObjects", "type": ")" + std::string(type) + '"'));
+        for (const char* type : {object_type::disk, object_type::volume}) {
+            set_faults({failing(listing(type))});
             start_watching();
-            GuardedBuffer record(whole_size);
-            EXPECT_EQ(ask("guid-1", record, whole_size + 1), 0x12u);
-            EXPECT_EQ(size, whole_size + 1);
+            GuardedBuffer record(expected_size);
+            EXPECT_EQ(get_record("guid-1", record, expected_size + 1), FARLO_EXCEPTION);
+            EXPECT_EQ(size, expected_size + 1);
             EXPECT_TRUE(record.untouched());
-            expect_log({entering,
-                        {6, "API_TRY_CATCH_FAILED "},
-                        {0, "GetDgVolPropertiesW() failed, error=(0x12) "},
-                        exiting});
+            expect_log(
+                {entering, caught, {0, "GetDgVolPropertiesW() failed, error=(0x12) "}, exiting});
         }
     });
 }
 
-// Whatever the call came to: a record, a size that is too small, an exception.
-TEST_F(LightRecord, ConnectionThatDropsMeanwhile) {
-    const auto with = [this](std::uint32_t room) {
-        return
-            [this, room](GuardedBuffer& record) { return ask_with_links("guid-1", record, room); };
+// Without the drop, the result would be a record, a size that is too small, or an exception.
+TEST_F(GetDgVolProperties, ReturnsNotConnectedWhenConnectionDrops) {
+    const auto with = [this](std::uint32_t buffer_size) {
+        return [this, buffer_size](GuardedBuffer& record) {
+            return get_record_with_links("guid-1", record, buffer_size);
+        };
     };
     const std::vector<Drop> drops = {
-        {reading("v2", "size"), with(whole_size), true, {}},
-        {walking_to("tamo_ztvm_volume"), with(0), false, {}},
-        {walking_to("tamo_ztvm_disk"), with(whole_size), false, {caught}}};
-    expect_drops_told(drops, whole(), size, whole_size, entering,
-                      {{0, "GetDgVolPropertiesW() failed, error=(0x14) "}, exiting});
+        {reading("v2", "size"), with(expected_size), true, {}},
+        {listing(object_type::volume), with(0), false, {}},
+        {listing(object_type::disk), with(expected_size), false, {caught}}};
+    expect_drops_reported(drops, expected_record(), size, expected_size, entering,
+                          {{0, "GetDgVolPropertiesW() failed, error=(0x14) "}, exiting});
 }
 
-// The connection is looked at again only where the last line is reached.
-TEST_F(LightRecord, ConnectionThatDropsBeforeAnEarlyEnd) {
+// The connection is checked again only where the call reaches its exit line.
+TEST_F(GetDgVolProperties, ReturnsEarlierFailureWhenConnectionDrops) {
     at_every_threshold([&] {
-        set_rules(dropping(walking_to("tamo_ztvm_volume")));
-        size = whole_size;
-        EXPECT_EQ(FARLO(GetDgVolPropertiesW)(handle, nullptr, "guid-1", nullptr, &size), 0x13u);
-        EXPECT_EQ(size, whole_size);
+        set_faults({dropping(listing(object_type::volume))});
+        size = expected_size;
+        EXPECT_EQ(FARLO(GetDgVolPropertiesW)(handle, nullptr, "guid-1", nullptr, &size),
+                  FARLO_MISSING_ARGUMENT);
+        EXPECT_EQ(size, expected_size);
         expect_log({entering, {0, "GetDgVolPropertiesW() failed , pDgInfo == NULL, error=(0x13)"}});
     });
     at_every_threshold([&] {
-        set_rules(dropping(reading("dg", "LDM DG TYPE")));
-        GuardedBuffer record(whole_size);
-        EXPECT_EQ(ask("guid-1", record, whole_size), 1u);
+        set_faults({dropping(reading("dg", "LDM DG TYPE"))});
+        GuardedBuffer record(expected_size);
+        EXPECT_EQ(get_record("guid-1", record, expected_size), FARLO_NOT_FOUND);
         EXPECT_TRUE(record.untouched());
         expect_log({entering,
                     {0, "GetDgObjIdByGuid() failed , DG_TYPENAME not found in OPAL, error=(0x1)"},
@@ -202,25 +209,25 @@ TEST_F(LightRecord, ConnectionThatDropsBeforeAnEarlyEnd) {
     });
 }
 
-TEST_F(LightRecord, EveryAllocationThatFails) {
-    // Also of the question for a drive letter, which stays empty then.
+TEST_F(GetDgVolProperties, SurvivesEveryAllocationFailure) {
+    // The query for a drive letter needs memory, too: without it the letter is empty.
     all_links.clear();
     v1.letter = L"";
-    expect_whole_or_less(whole(), [&](GuardedBuffer& record) {
-        return ask_with_links("guid-1", record, whole_size);
+    expect_survives_allocation_failures(expected_record(), [&](GuardedBuffer& record) {
+        return get_record_with_links("guid-1", record, expected_size);
     });
-    EXPECT_EQ(size, whole_size);
+    EXPECT_EQ(size, expected_size);
 }
 
-// Type 8 is a cluster group by its GUID, not by its name.
-TEST_F(LightRecord, OfASharedGroup) {
+// group_type::cluster_shared counts as a cluster group by GUID, but not by name.
+TEST_F(GetDgVolProperties, FindsClusterSharedGroupByGuidOnly) {
     scenario = R"({"disk_groups": [{"name": "dg", "dgid": "guid-8", "type": 8}]})";
     at_every_threshold([&] {
         GuardedBuffer record(8);
-        EXPECT_EQ(ask("guid-8", record, 8), 0u);
+        EXPECT_EQ(get_record("guid-8", record, 8), FARLO_SUCCESS);
         EXPECT_EQ(record.difference(Image(8).number<std::uint32_t>(0, 0).bytes()), "");
         EXPECT_EQ(FARLO(GetDgVolPropertiesW)(handle, L"dg", nullptr, record.as<DgVolInfo>(), &size),
-                  1u);
+                  FARLO_NOT_FOUND);
         expect_log({entering,
                     exiting,
                     {4, "Entering GetDgVolPropertiesW - dg"},
@@ -229,56 +236,55 @@ TEST_F(LightRecord, OfASharedGroup) {
     });
 }
 
-// Unlike the full records: a signature of 0 is the disk's own.
-TEST_F(LightRecord, FormsNoSignature) {
+// Unlike in the full records, a signature of 0 is kept.
+TEST_F(GetDgVolProperties, KeepsZeroSignature) {
     scenario = R"({"disk_groups": [{"name": "dg", "dgid": "guid-1", "disks": [
         {"name": "d1", "disk_id": "1a2b3c4d-5e6f"}, {"name": "d2", "signature": 17}]}]})";
     at_every_threshold([&] {
         GuardedBuffer record(8);
-        EXPECT_EQ(ask("guid-1", record, 8), 0u);
-        EXPECT_EQ(record.difference(
-                      Image(8).number<std::uint32_t>(0, 0).number<std::uint32_t>(4, 0).bytes()),
-                  "");
-        expect_calls({groups("@dg"), read("dg", "LDM DG TYPE", uint32(2)),
-                      read("dg", "dgid", str("guid-1")), child("dg", "tamo_ztvm_disk", "@d1 @d2"),
-                      child("dg", "tamo_ztvm_volume", ""), read("d1", "SIGNATURE", uint32(0))});
+        EXPECT_EQ(get_record("guid-1", record, 8), FARLO_SUCCESS);
+        EXPECT_EQ(record.difference(Image(8).counts(0, 0).bytes()), "");
+        expect_calls({groups("@dg"), read_type("dg", group_type::cluster),
+                      read("dg", "dgid", str("guid-1")),
+                      children("dg", object_type::disk, "@d1 @d2"),
+                      children("dg", object_type::volume, ""), read("d1", "SIGNATURE", uint32(0))});
         expect_log({entering, exiting});
     });
 }
 
-// So many volumes that 32 bits of the size hide most of it.
-TEST_F(LightRecord, IsNotWrittenBeyondABufferThatOnlyTheWrappedSizeFits) {
+// The size of that many volumes wraps around in 32 bits.
+TEST_F(GetDgVolProperties, FailsWhenSizeExceeds32Bits) {
     constexpr std::uint32_t count = 2'593'580;
     constexpr std::uint32_t wrapped = 1192;
     static_assert(static_cast<std::uint32_t>(8 + std::uint64_t{volume_size} * count) == wrapped);
     once([&] {
         const ManyVolumes volumes(dll().module(), count);
         GuardedBuffer record(wrapped);
-        EXPECT_EQ(ask("guid-1", record, wrapped - 1), 97u);
+        EXPECT_EQ(get_record("guid-1", record, wrapped - 1), FARLO_BUFFER_TOO_SMALL);
         EXPECT_EQ(size, wrapped);
         EXPECT_TRUE(record.untouched());
         start_watching();
-        EXPECT_EQ(ask("guid-1", record, wrapped), 0x12u);
+        EXPECT_EQ(get_record("guid-1", record, wrapped), FARLO_EXCEPTION);
         EXPECT_EQ(size, wrapped);
         EXPECT_TRUE(record.untouched());
         expect_log({entering, caught, {0, "GetDgVolPropertiesW() failed, error=(0x12) "}, exiting});
     });
 }
 
-// A signature that cannot be read keeps its place.
-TEST_F(LightRecord, SkipsWhatCannotBeRead) {
-    struct Skipped {
+// The field of a signature that cannot be read keeps its place.
+TEST_F(GetDgVolProperties, LeavesFieldUnchangedWhenPropertyCannotBeRead) {
+    struct Unreadable {
         const char* object;
         const char* property;
-        std::function<void(Image&)> put;
+        std::function<void(Image&)> put_rest;
     };
     const auto signature = [](Image& image) { image.number<std::uint32_t>(4, 4660); };
-    const Skipped all[] = {
+    const Unreadable all[] = {
         {"d1", "SIGNATURE",
          [](Image& image) {
              image.volume(8, {L"\\Device\\v1", L"F:", {}, {}, {}, 7, {}, 5000000000});
          }},
-        // Without its name the volume's links cannot be asked.
+        // Without its name the volume's links cannot be found.
         {"v1", "DEVICE NAME",
          [&](Image& image) {
              signature(image);
@@ -294,19 +300,19 @@ TEST_F(LightRecord, SkipsWhatCannotBeRead) {
              image.volume(8, {L"\\Device\\v1", L"F:", {}, {}, {}, 7, {}, {}});
          }}};
     once([&] {
-        for (const Skipped& skipped : all) {
-            for (const char* fault : {R"("status": "0xc100003a")", R"("as": "BINARY")"}) {
-                SCOPED_TRACE(std::string(skipped.property) + fault);
-                set_rules(std::string(R"({"function": "ObGetProperty", "object": ")") +
-                          skipped.object + R"(", "property": ")" + skipped.property + "\", " +
-                          fault + "},");
-                GuardedBuffer record(whole_size);
+        for (const Unreadable& unreadable : all) {
+            const FaultRule calls = reading(unreadable.object, unreadable.property);
+            for (const FaultRule& fault :
+                 {failing(calls, bus_no_property), with_type(calls, "BINARY")}) {
+                SCOPED_TRACE(fault_plan({fault}));
+                set_faults({fault});
+                GuardedBuffer record(expected_size);
                 start_watching();
-                EXPECT_EQ(ask_with_links("guid-1", record, whole_size), 0u);
+                EXPECT_EQ(get_record_with_links("guid-1", record, expected_size), FARLO_SUCCESS);
                 expect_log({entering, exiting});
-                Image wanted(whole_size);
+                Image wanted(expected_size);
                 wanted.number<std::uint32_t>(0, 2);
-                skipped.put(wanted);
+                unreadable.put_rest(wanted);
                 wanted.volume(8 + volume_size, {L"\\Device\\v2", L"", {}, {}, {}, 8, {}, 6});
                 EXPECT_EQ(record.difference(wanted.bytes()), "");
             }
@@ -314,16 +320,16 @@ TEST_F(LightRecord, SkipsWhatCannotBeRead) {
     });
 }
 
-TEST_F(LightRecord, NarrowForm) {
+TEST_F(GetDgVolProperties, RejectsNarrowNameOf32Characters) {
     once([&] {
         GuardedBuffer record(8);
         size = 8;
         EXPECT_EQ(
             FARLO(GetDgVolPropertiesA)(handle, "empty", nullptr, record.as<DgVolInfo>(), &size),
-            0u);
+            FARLO_SUCCESS);
         EXPECT_EQ(FARLO(GetDgVolPropertiesA)(handle, std::string(32, 'n').c_str(), "guid-3",
                                              record.as<DgVolInfo>(), &size),
-                  0x80070057u);
+                  FARLO_INVALID_ARGUMENT);
         expect_log({{4, "Entering GetDgVolPropertiesW - empty"},
                     exiting,
                     {0, "GetDgVolPropertiesA() failed , name string of more than 31 characters or "
@@ -331,8 +337,8 @@ TEST_F(LightRecord, NarrowForm) {
     });
 }
 
-// The functions of farlo.h take both shapes apart, whatever the volumes are called.
-TEST_F(LightRecord, IsTakenApartByTheHeadersFunctions) {
+// With and without a signature, for device names of every length around that of the field.
+TEST_F(GetDgVolProperties, WritesRecordThatHelpersOfHeaderCanRead) {
     for (const bool has_disk : {false, true}) {
         for (const bool has_letter : {false, true}) {
             for (const std::size_t length : {1u, 257u, 258u, 259u, 260u, 300u}) {
@@ -348,15 +354,17 @@ TEST_F(LightRecord, IsTakenApartByTheHeadersFunctions) {
                     all_links[std::wstring(length, L':')] = {L"\\DosDevices\\F:"};
                 }
                 once([&] {
-                    GuardedBuffer record(whole_size);
-                    const std::uint32_t passed =
+                    GuardedBuffer record(expected_size);
+                    const std::uint32_t prepared_size =
                         farlo_dg_vol_info_prepare(record.data(), record.size());
-                    ASSERT_EQ(passed, whole_size);
-                    EXPECT_EQ(ask_with_links("guid-1", record, passed), 0u);
+                    ASSERT_EQ(prepared_size, expected_size);
+                    EXPECT_EQ(get_record_with_links("guid-1", record, prepared_size),
+                              FARLO_SUCCESS);
                     const auto* const info = record.as<DgVolInfo>();
-                    EXPECT_EQ(farlo_dg_vol_info_signature(info, passed), has_disk ? 4660u : 0u);
-                    const VolInfo* const first = farlo_dg_vol_info_volume(info, passed, 0);
-                    const VolInfo* const second = farlo_dg_vol_info_volume(info, passed, 1);
+                    EXPECT_EQ(farlo_dg_vol_info_signature(info, prepared_size),
+                              has_disk ? 4660u : 0u);
+                    const VolInfo* const first = farlo_dg_vol_info_volume(info, prepared_size, 0);
+                    const VolInfo* const second = farlo_dg_vol_info_volume(info, prepared_size, 1);
                     ASSERT_TRUE(first != nullptr && second != nullptr);
                     EXPECT_EQ(std::wstring(first->device_name),
                               std::wstring(std::min<std::size_t>(length, 259), L':'));
@@ -364,7 +372,7 @@ TEST_F(LightRecord, IsTakenApartByTheHeadersFunctions) {
                     EXPECT_EQ(std::uint64_t{first->size}, 3u);
                     EXPECT_EQ(std::wstring(second->device_name), L"x");
                     EXPECT_EQ(std::uint64_t{second->size}, 4u);
-                    EXPECT_EQ(farlo_dg_vol_info_volume(info, passed, 2), nullptr);
+                    EXPECT_EQ(farlo_dg_vol_info_volume(info, prepared_size, 2), nullptr);
                 });
             }
         }

@@ -1,13 +1,13 @@
-// Narrow forms of the records: the longest names that they take, and none.
+// The narrow forms of the record functions: the longest names, names that are not ASCII, and NULL.
 #include "record_test.h"
 
 namespace {
 
 using namespace records;
 
-class NarrowRecords : public RecordTest {
+class NarrowForms : public RecordTest {
   protected:
-    NarrowRecords() {
+    NarrowForms() {
         scenario = R"({"disk_groups": [{"name": ")" + group + R"(", "dgid": "guid-1", "volumes": [
             {"name": "v1", "device": ")" +
                    device + R"(", "type": 7, "state": 8, "size": 9},
@@ -24,29 +24,31 @@ class NarrowRecords : public RecordTest {
     const Volume light_v2{v2.device, L"", {}, {}, {}, 1, {}, 3};
 };
 
-// By its name alone, and by its GUID alone.
+// A group is named by its name alone, and by its GUID alone.
 struct GroupNames {
     const char* name;
     const char* guid;
 };
 
-TEST_F(NarrowRecords, OfAGroup) {
+TEST_F(NarrowForms, GetDgPropertiesAcceptsLongestNames) {
     Image wanted(8 + 2 * volume_size);
-    wanted.number<std::uint32_t>(0, 0).number<std::uint32_t>(4, 2);
+    wanted.counts(0, 2);
     wanted.volume(8, v1).volume(8 + volume_size, v2);
     once([&] {
         for (const auto& [name, guid] :
              {GroupNames{group.c_str(), nullptr}, GroupNames{nullptr, "guid-1"}}) {
             GuardedBuffer record(8 + 2 * volume_size);
             auto size = static_cast<std::uint32_t>(record.size());
-            EXPECT_EQ(FARLO(GetDgPropertiesA)(handle, name, guid, record.as<DgInfo>(), &size), 0u);
+            EXPECT_EQ(FARLO(GetDgPropertiesA)(handle, name, guid, record.as<DgInfo>(), &size),
+                      FARLO_SUCCESS);
             EXPECT_EQ(record.difference(wanted.bytes()), "");
         }
-        EXPECT_EQ(FARLO(GetDgPropertiesA)(handle, nullptr, nullptr, nullptr, nullptr), 0x13u);
+        EXPECT_EQ(FARLO(GetDgPropertiesA)(handle, nullptr, nullptr, nullptr, nullptr),
+                  FARLO_MISSING_ARGUMENT);
     });
 }
 
-TEST_F(NarrowRecords, OfAGroupInTheLightForm) {
+TEST_F(NarrowForms, GetDgVolPropertiesAcceptsLongestNames) {
     Image wanted(8 + 2 * volume_size);
     wanted.number<std::uint32_t>(0, 2);
     wanted.volume(4, light_v1).volume(4 + volume_size, light_v2);
@@ -56,14 +58,15 @@ TEST_F(NarrowRecords, OfAGroupInTheLightForm) {
             GuardedBuffer record(8 + 2 * volume_size);
             auto size = static_cast<std::uint32_t>(record.size());
             EXPECT_EQ(FARLO(GetDgVolPropertiesA)(handle, name, guid, record.as<DgVolInfo>(), &size),
-                      0u);
+                      FARLO_SUCCESS);
             EXPECT_EQ(record.difference(wanted.bytes()), "");
         }
-        EXPECT_EQ(FARLO(GetDgVolPropertiesA)(handle, nullptr, nullptr, nullptr, nullptr), 0x13u);
+        EXPECT_EQ(FARLO(GetDgVolPropertiesA)(handle, nullptr, nullptr, nullptr, nullptr),
+                  FARLO_MISSING_ARGUMENT);
     });
 }
 
-TEST_F(NarrowRecords, OfTheDisksOfAGroup) {
+TEST_F(NarrowForms, GetDgDiskPropertiesAcceptsLongestNames) {
     once([&] {
         for (const auto& [name, guid] :
              {GroupNames{group.c_str(), nullptr}, GroupNames{nullptr, "guid-1"}}) {
@@ -71,14 +74,15 @@ TEST_F(NarrowRecords, OfTheDisksOfAGroup) {
             std::uint32_t size = 4;
             EXPECT_EQ(
                 FARLO(GetDgDiskPropertiesA)(handle, name, guid, record.as<DgDiskList>(), &size),
-                0u);
+                FARLO_SUCCESS);
             EXPECT_EQ(record.difference({0, 0, 0, 0}), "");
         }
-        EXPECT_EQ(FARLO(GetDgDiskPropertiesA)(handle, nullptr, nullptr, nullptr, nullptr), 0x13u);
+        EXPECT_EQ(FARLO(GetDgDiskPropertiesA)(handle, nullptr, nullptr, nullptr, nullptr),
+                  FARLO_MISSING_ARGUMENT);
     });
 }
 
-TEST_F(NarrowRecords, OfAVolumeOfAGroup) {
+TEST_F(NarrowForms, GetDgVolumePropertiesAcceptsLongestNames) {
     once([&] {
         for (const auto& [name, guid] :
              {GroupNames{group.c_str(), nullptr}, GroupNames{nullptr, "guid-1"}}) {
@@ -86,57 +90,60 @@ TEST_F(NarrowRecords, OfAVolumeOfAGroup) {
             std::uint32_t size = volume_size;
             EXPECT_EQ(FARLO(GetDgVolumePropertiesA)(handle, name, guid, device.c_str(),
                                                     record.as<VolInfo>(), &size),
-                      0u);
+                      FARLO_SUCCESS);
             EXPECT_EQ(record.difference(Image(volume_size).volume(0, v1).bytes()), "");
         }
         GuardedBuffer record(volume_size);
         std::uint32_t size = volume_size;
         EXPECT_EQ(FARLO(GetDgVolumePropertiesA)(handle, nullptr, "guid-1", nullptr,
                                                 record.as<VolInfo>(), &size),
-                  0x13u);
+                  FARLO_MISSING_ARGUMENT);
         EXPECT_EQ(FARLO(GetDgVolumePropertiesA)(handle, nullptr, nullptr, device.c_str(),
                                                 record.as<VolInfo>(), &size),
-                  0x13u);
+                  FARLO_MISSING_ARGUMENT);
         EXPECT_TRUE(record.untouched());
     });
 }
 
-TEST_F(NarrowRecords, OfTheStateOfAVolume) {
+TEST_F(NarrowForms, GetDgVolumeStateAcceptsLongestNames) {
     once([&] {
         for (const auto& [name, guid] :
              {GroupNames{group.c_str(), nullptr}, GroupNames{nullptr, "guid-1"}}) {
             std::uint32_t state = 0;
-            EXPECT_EQ(FARLO(GetDgVolumeStateA)(handle, name, guid, device.c_str(), &state), 0u);
+            EXPECT_EQ(FARLO(GetDgVolumeStateA)(handle, name, guid, device.c_str(), &state),
+                      FARLO_SUCCESS);
             EXPECT_EQ(state, 8u);
         }
         std::uint32_t state = 77;
         EXPECT_EQ(FARLO(GetDgVolumeStateA)(handle, nullptr, nullptr, device.c_str(), &state),
-                  0x13u);
-        EXPECT_EQ(FARLO(GetDgVolumeStateA)(handle, nullptr, "guid-1", nullptr, &state), 0x13u);
+                  FARLO_MISSING_ARGUMENT);
+        EXPECT_EQ(FARLO(GetDgVolumeStateA)(handle, nullptr, "guid-1", nullptr, &state),
+                  FARLO_MISSING_ARGUMENT);
         EXPECT_EQ(state, 77u);
     });
 }
 
-// A volume asked for without its group has the room of a path.
-TEST_F(NarrowRecords, OfAVolume) {
+// GetVolPropertiesA accepts a device name of up to 259 characters.
+TEST_F(NarrowForms, GetVolPropertiesAcceptsLongestName) {
     Image wanted(1664);
-    wanted.number<std::uint32_t>(0, 0).number<std::uint32_t>(4, 1).volume(8, v2);
+    wanted.counts(0, 1).volume(8, v2);
     once([&] {
         GuardedBuffer record(1664);
         std::uint32_t size = 1660;
         EXPECT_EQ(FARLO(GetVolPropertiesA)(handle, path.c_str(), record.as<VolPropInfo>(), &size),
-                  0u);
+                  FARLO_SUCCESS);
         EXPECT_EQ(record.difference(wanted.bytes()), "");
     });
 }
 
-// Texts are those of the ANSI code page.
-TEST_F(NarrowRecords, OfNamesThatAreNotAscii) {
+// Names are in the ANSI code page.
+TEST_F(NarrowForms, GetDgVolumeStateComparesNamesOfAnsiCodePage) {
     scenario = R"({"disk_groups": [{"name": "gr\u00FCn", "dgid": "guid-1", "volumes": [
         {"name": "v1", "device": "l\u00E4ngs", "state": 8}]}]})";
     once([&] {
         std::uint32_t state = 0;
-        EXPECT_EQ(FARLO(GetDgVolumeStateA)(handle, "GR\xFCN", nullptr, "l\xE4ngs", &state), 0u);
+        EXPECT_EQ(FARLO(GetDgVolumeStateA)(handle, "GR\xFCN", nullptr, "l\xE4ngs", &state),
+                  FARLO_SUCCESS);
         EXPECT_EQ(state, 8u);
     });
 }

@@ -1,4 +1,4 @@
-// The functions of farlo.h that take records apart.
+// The functions of farlo.h that read records.
 #include "farlo.h"
 #include "guarded_buffer.h"
 
@@ -14,8 +14,9 @@ namespace {
 
 using support::GuardedBuffer;
 
-// `words` at the begin of a buffer of zeros.
-template <class Record> Record* begin(GuardedBuffer& buffer, std::vector<std::uint32_t> words) {
+// A record that begins with `words` and is zero otherwise.
+template <class Record>
+Record* make_record(GuardedBuffer& buffer, std::vector<std::uint32_t> words) {
     std::memset(buffer.data(), 0, buffer.size());
     std::memcpy(buffer.data(), words.data(), words.size() * sizeof words[0]);
     return buffer.as<Record>();
@@ -25,7 +26,7 @@ std::ptrdiff_t offset(const void* part, GuardedBuffer& buffer) {
     return static_cast<const std::uint8_t*>(part) - buffer.data();
 }
 
-TEST(RecordHelpers, Sizes) {
+TEST(RecordHelpers, ComputeSizes) {
     EXPECT_EQ(farlo_dg_info_size(0, 0), 8u);
     EXPECT_EQ(farlo_dg_info_size(2, 3), 8u + 112u + 4968u);
     EXPECT_EQ(farlo_dg_info_size(0xFFFFFFFF, 0xFFFFFFFF), 8u + 1712u * 0xFFFFFFFFull);
@@ -34,16 +35,16 @@ TEST(RecordHelpers, Sizes) {
     EXPECT_EQ(farlo_vol_prop_info_allocation(0xFFFFFFFF), 0x100000003u);
 }
 
-TEST(RecordHelpers, PartsOfAGroup) {
+TEST(RecordHelpers, FindPartsOfGroup) {
     GuardedBuffer buffer(8 + 2 * 56 + 1656);
-    const auto* const record = begin<DgInfo>(buffer, {2, 1});
+    const auto* const record = make_record<DgInfo>(buffer, {2, 1});
     const std::size_t size = buffer.size();
     EXPECT_EQ(offset(farlo_dg_info_disk(record, size, 0), buffer), 8);
     EXPECT_EQ(offset(farlo_dg_info_disk(record, size, 1), buffer), 64);
     EXPECT_EQ(farlo_dg_info_disk(record, size, 2), nullptr);
     EXPECT_EQ(offset(farlo_dg_info_volume(record, size, 0), buffer), 120);
     EXPECT_EQ(farlo_dg_info_volume(record, size, 1), nullptr);
-    // Of a buffer that ends too early.
+    // The buffer ends within the entry, or there is no record.
     EXPECT_EQ(farlo_dg_info_volume(record, size - 1, 0), nullptr);
     EXPECT_EQ(farlo_dg_info_disk(record, 8 + 112 - 1, 1), nullptr);
     EXPECT_NE(farlo_dg_info_disk(record, 8 + 112, 1), nullptr);
@@ -52,36 +53,36 @@ TEST(RecordHelpers, PartsOfAGroup) {
     EXPECT_EQ(farlo_dg_info_volume(nullptr, size, 0), nullptr);
 }
 
-// Counts that no buffer holds lead nowhere.
-TEST(RecordHelpers, CountsAreNotBelieved) {
+// The counts are larger than the buffer can hold.
+TEST(RecordHelpers, FindNothingForImpossibleCounts) {
     GuardedBuffer buffer(8 + 56 + 1656);
     const std::size_t size = buffer.size();
-    const auto* record = begin<DgInfo>(buffer, {0xFFFFFFFF, 0xFFFFFFFF});
+    const auto* record = make_record<DgInfo>(buffer, {0xFFFFFFFF, 0xFFFFFFFF});
     EXPECT_EQ(farlo_dg_info_disk(record, size, 0xFFFFFFFE), nullptr);
     EXPECT_EQ(farlo_dg_info_volume(record, size, 0), nullptr);
     EXPECT_EQ(farlo_dg_info_volume(record, size, 0xFFFFFFFE), nullptr);
-    const auto* const list = begin<DgDiskList>(buffer, {0xFFFFFFFF});
+    const auto* const list = make_record<DgDiskList>(buffer, {0xFFFFFFFF});
     EXPECT_EQ(farlo_dg_disk_list_disk(list, size, 0x04924925), nullptr);
-    const auto* const light = begin<DgVolInfo>(buffer, {0xFFFFFFFF});
+    const auto* const light = make_record<DgVolInfo>(buffer, {0xFFFFFFFF});
     EXPECT_EQ(farlo_dg_vol_info_volume(light, size, 0x80000000), nullptr);
 }
 
-TEST(RecordHelpers, PartsOfAVolume) {
+TEST(RecordHelpers, FindPartsOfVolume) {
     GuardedBuffer buffer(8 + 2 * 56 + 1656);
     const std::size_t size = buffer.size();
     std::memset(buffer.data(), 1, size);
     EXPECT_EQ(farlo_vol_prop_info_prepare(buffer.data(), size), size - 4);
     EXPECT_EQ(buffer.difference(std::vector<std::uint8_t>(size, 0)), "");
-    const auto* const record = begin<VolPropInfo>(buffer, {2, 1});
+    const auto* const record = make_record<VolPropInfo>(buffer, {2, 1});
     EXPECT_EQ(offset(farlo_vol_prop_info_disk(record, size, 1), buffer), 64);
     EXPECT_EQ(farlo_vol_prop_info_disk(record, size, 2), nullptr);
     EXPECT_EQ(offset(farlo_vol_prop_info_volume(record, size), buffer), 120);
-    // The size that was passed is four bytes short of the record.
+    // The size that is passed to GetVolProperties is four bytes less than the record.
     EXPECT_EQ(farlo_vol_prop_info_volume(record, size - 4), nullptr);
-    EXPECT_EQ(farlo_vol_prop_info_volume(begin<VolPropInfo>(buffer, {2, 0}), size), nullptr);
+    EXPECT_EQ(farlo_vol_prop_info_volume(make_record<VolPropInfo>(buffer, {2, 0}), size), nullptr);
 }
 
-TEST(RecordHelpers, ABufferOfFourBytesHasNoRoom) {
+TEST(RecordHelpers, PrepareNothingForNullOrFourBytes) {
     for (const std::size_t size : {0u, 3u, 4u}) {
         GuardedBuffer buffer(size);
         EXPECT_EQ(farlo_vol_prop_info_prepare(buffer.data(), size), 0u);
@@ -90,8 +91,8 @@ TEST(RecordHelpers, ABufferOfFourBytesHasNoRoom) {
     EXPECT_EQ(farlo_dg_vol_info_prepare(nullptr, 1664), 0u);
 }
 
-// The mark stands within the buffer, or is left out.
-TEST(RecordHelpers, ALightRecordIsMadeReadyWithinItsBuffer) {
+// The mark for the first drive letter is written only where the buffer has room for it.
+TEST(RecordHelpers, PrepareLightRecordWithinItsBuffer) {
     for (const std::size_t size : {0u, 4u, 8u, 523u, 529u, 530u, 1664u}) {
         SCOPED_TRACE(size);
         GuardedBuffer buffer(size);
@@ -107,9 +108,9 @@ TEST(RecordHelpers, ALightRecordIsMadeReadyWithinItsBuffer) {
     }
 }
 
-TEST(RecordHelpers, ALightRecordWithoutVolumesMayHaveASignature) {
+TEST(RecordHelpers, FindSignatureOfLightRecordWithoutVolumes) {
     GuardedBuffer buffer(8);
-    const auto* const record = begin<DgVolInfo>(buffer, {0, 4660});
+    const auto* const record = make_record<DgVolInfo>(buffer, {0, 4660});
     EXPECT_EQ(farlo_dg_vol_info_signature(record, 8), 4660u);
     EXPECT_EQ(farlo_dg_vol_info_signature(record, 7), 0u);
     EXPECT_EQ(farlo_dg_vol_info_signature(nullptr, 8), 0u);
@@ -138,7 +139,7 @@ void fill(GuardedBuffer& buffer, const LightVolume& volume) {
     }
 }
 
-TEST(RecordHelpers, FindTheVolumesOfALightRecordHoweverTheDriveLetterIsCleared) {
+TEST(RecordHelpers, FindVolumesOfLightRecordWithAnyClearedDriveLetter) {
     constexpr std::size_t size = 8 + 1656;
     for (const bool signature : {false, true}) {
         for (const std::size_t device_name : {0u, 1u, 257u, 258u, 259u, 300u}) {
@@ -162,7 +163,7 @@ TEST(RecordHelpers, FindTheVolumesOfALightRecordHoweverTheDriveLetterIsCleared) 
 
 // A device name that could not be read leaves all of the mark, or what precedes the drive
 // letter.
-TEST(RecordHelpers, FindTheVolumesOfALightRecordWithoutADeviceName) {
+TEST(RecordHelpers, FindVolumesOfLightRecordWithoutDeviceName) {
     constexpr std::size_t size = 8 + 1656;
     for (const bool signature : {false, true}) {
         for (const bool letter : {false, true}) {
@@ -178,9 +179,9 @@ TEST(RecordHelpers, FindTheVolumesOfALightRecordWithoutADeviceName) {
     }
 }
 
-TEST(RecordHelpers, PartsOfAListOfDisks) {
+TEST(RecordHelpers, FindPartsOfDiskList) {
     GuardedBuffer buffer(4 + 2 * 56);
-    const auto* const record = begin<DgDiskList>(buffer, {2});
+    const auto* const record = make_record<DgDiskList>(buffer, {2});
     EXPECT_EQ(offset(farlo_dg_disk_list_disk(record, buffer.size(), 1), buffer), 60);
     EXPECT_EQ(farlo_dg_disk_list_disk(record, buffer.size(), 2), nullptr);
     EXPECT_EQ(farlo_dg_disk_list_disk(record, buffer.size() - 1, 1), nullptr);

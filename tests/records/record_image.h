@@ -1,5 +1,5 @@
-// Records as a test expects them, byte for byte: what is not put there is what
-// the buffer held before.
+// Records as a test expects them, byte for byte. Bytes that a test does not set are those that the
+// buffer held before.
 #pragma once
 
 #include "guarded_buffer.h"
@@ -12,7 +12,7 @@
 
 namespace records {
 
-// Fields that a call writes.
+// The fields of a disk's and of a volume's record. A field without a value is not written.
 struct Disk {
     std::optional<std::wstring> name;
     std::optional<std::uint32_t> signature;
@@ -32,24 +32,33 @@ struct Volume {
     std::optional<std::uint64_t> size;
 };
 
+// Sizes and offsets in bytes, written by hand from the description of the records.
 inline constexpr std::size_t disk_size = 56;
 inline constexpr std::size_t volume_size = 1656;
+inline constexpr std::size_t drive_letter_offset = 520;
+inline constexpr std::size_t mounts_offset = 1110;
+inline constexpr std::size_t mounts_size = 522;
+inline constexpr std::size_t state_offset = 1640;
 
-// Bytes that hold the canary of support::GuardedBuffer where nothing was put.
+// The bytes of a record. They hold the canary of support::GuardedBuffer until they are set.
 class Image {
   public:
     explicit Image(std::size_t size) : m_bytes(size, support::GuardedBuffer::canary) {}
 
     const std::vector<std::uint8_t>& bytes() const { return m_bytes; }
 
+    // The two counts at the start of most records.
+    Image& counts(std::uint32_t first, std::uint32_t second) {
+        return number(0, first).number(4, second);
+    }
     template <class Number> Image& number(std::size_t at, Number value) {
         std::memcpy(&m_bytes.at(at + sizeof value - 1) + 1 - sizeof value, &value, sizeof value);
         return *this;
     }
-    // With its terminator.
-    Image& text(std::size_t at, const std::wstring& text) {
-        const std::size_t size = (text.size() + 1) * sizeof(wchar_t);
-        std::memcpy(&m_bytes.at(at + size - 1) + 1 - size, text.c_str(), size);
+    // The string with its terminator.
+    Image& string(std::size_t at, const std::wstring& string) {
+        const std::size_t size = (string.size() + 1) * sizeof(wchar_t);
+        std::memcpy(&m_bytes.at(at + size - 1) + 1 - size, string.c_str(), size);
         return *this;
     }
     Image& disk(std::size_t at, const Disk& disk) {
@@ -62,12 +71,12 @@ class Image {
     }
     Image& volume(std::size_t at, const Volume& volume) {
         put(at, volume.device);
-        put(at + 520, volume.letter);
+        put(at + drive_letter_offset, volume.letter);
         put(at + 526, volume.file_system);
         put(at + 590, volume.label);
-        put(at + 1110, volume.mounts);
+        put(at + mounts_offset, volume.mounts);
         put(at + 1632, volume.type);
-        put(at + 1640, volume.state);
+        put(at + state_offset, volume.state);
         put(at + 1648, volume.size);
         return *this;
     }
@@ -75,7 +84,7 @@ class Image {
   private:
     void put(std::size_t at, const std::optional<std::wstring>& field) {
         if (field) {
-            text(at, *field);
+            string(at, *field);
         }
     }
     template <class Number> void put(std::size_t at, const std::optional<Number>& field) {

@@ -6,9 +6,9 @@ namespace {
 
 using namespace records;
 
-class UnusableVolumes : public RecordTest {
+class GetUnusableVolumesInfo : public RecordTest {
   protected:
-    UnusableVolumes() {
+    GetUnusableVolumesInfo() {
         scenario = R"({"disk_groups": [
             {"name": "dg", "dgid": "guid-1", "volumes": [
                 {"name": "dco", "device": "\\Device\\dco", "data_change_object": true, "state": 4},
@@ -26,96 +26,102 @@ class UnusableVolumes : public RecordTest {
                  {L"\\Device\\bare", {L"\\DosDevices\\G:"}}};
     }
 
-    std::uint32_t ask(GuardedBuffer& records, std::uint32_t room, const wchar_t* name = L"dg",
-                      const char* guid = nullptr) {
+    std::uint32_t get_records(GuardedBuffer& records, std::uint32_t capacity,
+                              const wchar_t* name = L"dg", const char* guid = nullptr) {
         MountManager manager(dll().module());
         manager.links = links;
-        count = room;
+        count = capacity;
         const std::uint32_t status =
             FARLO(GetUnusableVolumesInfo)(handle, name, guid, records.as<VolInfo>(), &count);
-        EXPECT_EQ(manager.faults, Lines{});
-        asked = manager.lines;
+        EXPECT_EQ(manager.errors, Lines{});
+        mount_requests = manager.requests;
         return status;
     }
 
-    Image whole() const { return Image(2 * volume_size).volume(0, bad).volume(volume_size, bare); }
+    Image expected_record() const {
+        return Image(2 * volume_size).volume(0, bad).volume(volume_size, bare);
+    }
 
     std::map<std::wstring, std::vector<std::wstring>> links;
     std::uint32_t count = 0;
-    Lines asked;
-    Volume bad{L"\\Device\\bad", L"E:", {}, {}, L"", 5, 260 | 0x20, 7};
-    Volume bare{L"\\Device\\bare", L"", {}, {}, L"", 6, std::int64_t{-0x80000000LL} | 0x20, 8};
+    Lines mount_requests;
+    Volume bad{L"\\Device\\bad", L"E:", {}, {}, L"", 5, 260 | FARLO_VOLUME_UNUSABLE, 7};
+    static constexpr std::int64_t bare_state = std::int64_t{-0x80000000LL} | FARLO_VOLUME_UNUSABLE;
+    Volume bare{L"\\Device\\bare", L"", {}, {}, L"", 6, bare_state, 8};
 };
 
 const Expected entering{4, "Entering GetUnusableVolumesInfo - dg"};
 const Expected exiting{4, "Exiting GetUnusableVolumesInfo"};
 const std::string all_groups = groups("@dg @empty @fine @local");
-const Lines look = {all_groups,
-                    read("dg", "LDM DG TYPE", uint32(2)),
-                    read("dg", "Name", wstr("dg")),
-                    child("dg", "tamo_ztvm_volume", "@dco @good @bad @bare"),
-                    read("dco", "isdco", "BOOLEAN true"),
-                    read("good", "isdco", "BOOLEAN false"),
-                    read("good", "ztvmstate", uint32(1)),
-                    read("good", "DEVICE NAME", wstr(R"(\\Device\\good)")),
-                    read("bad", "isdco", "BOOLEAN false"),
-                    read("bad", "ztvmstate", uint32(260)),
-                    read("bare", "isdco", "BOOLEAN false"),
-                    read("bare", "ztvmstate", uint32(0x80000000)),
-                    read("bare", "DEVICE NAME", wstr(R"(\\Device\\bare)"))};
+const Lines check_volumes = {all_groups,
+                             read_type("dg", group_type::cluster),
+                             read("dg", "Name", wstr("dg")),
+                             children("dg", object_type::volume, "@dco @good @bad @bare"),
+                             read("dco", "isdco", boolean(true)),
+                             read("good", "isdco", boolean(false)),
+                             read("good", "ztvmstate", uint32(1)),
+                             read("good", "DEVICE NAME", wstr(R"(\\Device\\good)")),
+                             read("bad", "isdco", boolean(false)),
+                             read("bad", "ztvmstate", uint32(260)),
+                             read("bare", "isdco", boolean(false)),
+                             read("bare", "ztvmstate", uint32(0x80000000)),
+                             read("bare", "DEVICE NAME", wstr(R"(\\Device\\bare)"))};
 
-Lines fill(const std::string& name, std::uint32_t type, std::uint32_t state,
-           const std::string& size) {
+// What is read for the record of a volume.
+Lines read_record(const std::string& name, std::uint32_t type, std::uint32_t state,
+                  const std::string& size) {
     return {read(name, "DEVICE NAME", wstr(R"(\\Device\\)" + name)),
-            ask_mounts(name),
-            ask_letter(name),
-            child(name, "tamo_fs_nt", ""),
+            get_mount_points(name),
+            get_drive_letter(name),
+            children(name, object_type::file_system, ""),
             read(name, "type", uint32(type)),
             read(name, "ztvmstate", uint32(state)),
             read(name, "size", "UINT64 " + size)};
 }
 
-TEST_F(UnusableVolumes, AreListedAndMarked) {
+TEST_F(GetUnusableVolumesInfo, WritesAndMarksUnusableVolumes) {
     at_every_threshold([&] {
         GuardedBuffer records(2 * volume_size);
-        EXPECT_EQ(ask(records, 2), 0u);
+        EXPECT_EQ(get_records(records, 2), FARLO_SUCCESS);
         EXPECT_EQ(count, 2u);
-        EXPECT_EQ(records.difference(whole().bytes()), "");
-        EXPECT_EQ(asked, (Lines{"open", "ask \\Device\\good", "close", "open", "ask \\Device\\bare",
-                                "close"}));
-        expect_calls(look + fill("bad", 5, 260, "7") + fill("bare", 6, 0x80000000, "8"));
+        EXPECT_EQ(records.difference(expected_record().bytes()), "");
+        EXPECT_EQ(mount_requests, (Lines{"open", "query \\Device\\good", "close", "open",
+                                         "query \\Device\\bare", "close"}));
+        expect_calls(check_volumes + read_record("bad", 5, 260, "7") +
+                     read_record("bare", 6, 0x80000000, "8"));
         expect_log({entering, {0, "  Vol.Count: 4 \t Unusable Vol.Count: 2 \n"}, exiting});
     });
 }
 
-// A volume without a device name has no link: it is unusable, and nothing is asked.
-TEST_F(UnusableVolumes, IncludeOneWithoutADeviceName) {
+// A volume without a device name has no link: it is unusable, and the mount-point manager is not
+// opened.
+TEST_F(GetUnusableVolumesInfo, IncludesVolumeWithoutDeviceName) {
     scenario = R"({"disk_groups": [{"name": "dg", "dgid": "guid-1", "volumes": [
         {"name": "nameless", "device": "", "state": 1}]}]})";
     links[L""] = {L"\\??\\Volume{1}"};
     mounts.clear();
     at_every_threshold([&] {
         GuardedBuffer records(volume_size);
-        EXPECT_EQ(ask(records, 1), 0u);
+        EXPECT_EQ(get_records(records, 1), FARLO_SUCCESS);
         EXPECT_EQ(count, 1u);
-        EXPECT_EQ(asked, Lines{});
+        EXPECT_EQ(mount_requests, Lines{});
         expect_log({entering, {0, "  Vol.Count: 1 \t Unusable Vol.Count: 1 \n"}, exiting});
     });
 }
 
-// More room than volumes; the count comes back.
-TEST_F(UnusableVolumes, AreCountedInRecords) {
+// A buffer for more records than needed is filled in part, and the count is updated.
+TEST_F(GetUnusableVolumesInfo, CountsRecordsInsteadOfBytes) {
     at_every_threshold([&] {
         GuardedBuffer records(3 * volume_size);
         for (const std::uint32_t too_few : {0u, 1u}) {
             start_watching();
-            EXPECT_EQ(ask(records, too_few), 97u);
+            EXPECT_EQ(get_records(records, too_few), FARLO_BUFFER_TOO_SMALL);
             EXPECT_EQ(count, 2u);
             EXPECT_TRUE(records.untouched());
-            expect_calls(look);
+            expect_calls(check_volumes);
             expect_log({entering, exiting});
         }
-        EXPECT_EQ(ask(records, 3), 0u);
+        EXPECT_EQ(get_records(records, 3), FARLO_SUCCESS);
         EXPECT_EQ(count, 2u);
         const auto bytes = records.bytes();
         for (std::size_t i = 2 * volume_size; i < bytes.size(); ++i) {
@@ -124,7 +130,7 @@ TEST_F(UnusableVolumes, AreCountedInRecords) {
     });
 }
 
-TEST_F(UnusableVolumes, AreToldByExactlyTheseBits) {
+TEST_F(GetUnusableVolumesInfo, TreatsExactlyFourBitsOfStateAsUnusable) {
     for (int bit = 0; bit < 32; ++bit) {
         const std::uint32_t state = 1u << bit;
         const bool unusable = state == 0x4 || state == 0x10 || state == 0x20 || state == 0x100;
@@ -133,38 +139,39 @@ TEST_F(UnusableVolumes, AreToldByExactlyTheseBits) {
                    std::to_string(state) + "}]}]}";
         once([&] {
             GuardedBuffer records(volume_size);
-            EXPECT_EQ(ask(records, 0), unusable ? 97u : 0u) << state;
+            EXPECT_EQ(get_records(records, 0), unusable ? FARLO_BUFFER_TOO_SMALL : FARLO_SUCCESS)
+                << state;
             EXPECT_EQ(count, unusable ? 1u : 0u);
-            EXPECT_EQ(asked.size(), unusable ? 0u : 3u);
+            EXPECT_EQ(mount_requests.size(), unusable ? 0u : 3u);
         });
     }
 }
 
-TEST_F(UnusableVolumes, IncludeThoseWhoseLinksCannotBeAsked) {
+TEST_F(GetUnusableVolumesInfo, IncludesVolumesWhoseLinksCannotBeQueried) {
     once([&] {
-        for (const bool opens : {true, false}) {
+        for (const bool open_fails : {false, true}) {
             MountManager manager(dll().module());
-            manager.refuses_to_open = !opens;
-            manager.refuses_to_answer = true;
+            manager.open_fails = open_fails;
+            manager.query_fails = true;
             GuardedBuffer records(volume_size);
             count = 0;
             EXPECT_EQ(FARLO(GetUnusableVolumesInfo)(handle, L"dg", nullptr, records.as<VolInfo>(),
                                                     &count),
-                      97u);
+                      FARLO_BUFFER_TOO_SMALL);
             EXPECT_EQ(count, 3u);
         }
     });
 }
 
-TEST_F(UnusableVolumes, MayBeNone) {
+TEST_F(GetUnusableVolumesInfo, SucceedsWithoutUnusableVolumes) {
     at_every_threshold([&] {
         GuardedBuffer records(volume_size);
-        EXPECT_EQ(ask(records, 1, L"fine"), 0u);
+        EXPECT_EQ(get_records(records, 1, L"fine"), FARLO_SUCCESS);
         EXPECT_EQ(count, 0u);
-        EXPECT_EQ(ask(records, 1, nullptr, "guid-3"), 0u);
+        EXPECT_EQ(get_records(records, 1, nullptr, "guid-3"), FARLO_SUCCESS);
         EXPECT_EQ(count, 0u);
         EXPECT_TRUE(records.untouched());
-        EXPECT_EQ(asked, Lines{});
+        EXPECT_EQ(mount_requests, Lines{});
         expect_log({{4, "Entering GetUnusableVolumesInfo - fine"},
                     {0, "GetUnusableVolumesInfo::No Unusable Volume present in DG: fine"},
                     exiting,
@@ -174,11 +181,11 @@ TEST_F(UnusableVolumes, MayBeNone) {
     });
 }
 
-TEST_F(UnusableVolumes, OfAGroupWithoutVolumes) {
+TEST_F(GetUnusableVolumesInfo, ReturnsVolumeNotFoundForGroupWithoutVolumes) {
     at_every_threshold([&] {
         GuardedBuffer records(volume_size);
-        EXPECT_EQ(ask(records, 1, L"empty"), 0x63u);
-        EXPECT_EQ(ask(records, 1, nullptr, "guid-2"), 0x63u);
+        EXPECT_EQ(get_records(records, 1, L"empty"), FARLO_VOLUME_NOT_FOUND);
+        EXPECT_EQ(get_records(records, 1, nullptr, "guid-2"), FARLO_VOLUME_NOT_FOUND);
         EXPECT_EQ(count, 1u);
         expect_log({{4, "Entering GetUnusableVolumesInfo - empty"},
                     {0, "GetUnusableVolumesInfo::No Volume present in DG: empty, error=(0x63)"},
@@ -189,12 +196,12 @@ TEST_F(UnusableVolumes, OfAGroupWithoutVolumes) {
     });
 }
 
-TEST_F(UnusableVolumes, OfAGroupThatIsNotFound) {
+TEST_F(GetUnusableVolumesInfo, ReturnsStatusOfFailedSearch) {
     at_every_threshold([&] {
         GuardedBuffer records(volume_size);
-        EXPECT_EQ(ask(records, 1, L"local"), 1u);
-        EXPECT_EQ(ask(records, 1, nullptr, "nowhere"), 1u);
-        EXPECT_EQ(ask(records, 1, L"", nullptr), 0x13u);
+        EXPECT_EQ(get_records(records, 1, L"local"), FARLO_NOT_FOUND);
+        EXPECT_EQ(get_records(records, 1, nullptr, "nowhere"), FARLO_NOT_FOUND);
+        EXPECT_EQ(get_records(records, 1, L"", nullptr), FARLO_MISSING_ARGUMENT);
         EXPECT_EQ(count, 1u);
         expect_log({{4, "Entering GetUnusableVolumesInfo - local"},
                     {0, "GetDgObjIdByName() failed , DG_TYPENAME not found in OPAL, error=(0x28)"},
@@ -207,17 +214,17 @@ TEST_F(UnusableVolumes, OfAGroupThatIsNotFound) {
     });
 }
 
-TEST_F(UnusableVolumes, ChecksItsArgumentsInOrder) {
+TEST_F(GetUnusableVolumesInfo, ChecksArgumentsInOrder) {
     at_every_threshold([&] {
         GuardedBuffer records(volume_size);
         auto* const out = records.as<VolInfo>();
         const auto call = FARLO(GetUnusableVolumesInfo);
-        EXPECT_EQ(call(nullptr, nullptr, nullptr, nullptr, nullptr), 100u);
+        EXPECT_EQ(call(nullptr, nullptr, nullptr, nullptr, nullptr), FARLO_NULL_HANDLE);
         disconnect();
-        EXPECT_EQ(call(handle, nullptr, nullptr, nullptr, nullptr), 0x13u);
-        EXPECT_EQ(call(handle, L"dg", nullptr, nullptr, nullptr), 0x13u);
-        EXPECT_EQ(call(handle, nullptr, "", out, nullptr), 0x13u);
-        EXPECT_EQ(call(handle, L"dg", nullptr, out, &count), 0x14u);
+        EXPECT_EQ(call(handle, nullptr, nullptr, nullptr, nullptr), FARLO_MISSING_ARGUMENT);
+        EXPECT_EQ(call(handle, L"dg", nullptr, nullptr, nullptr), FARLO_MISSING_ARGUMENT);
+        EXPECT_EQ(call(handle, nullptr, "", out, nullptr), FARLO_MISSING_ARGUMENT);
+        EXPECT_EQ(call(handle, L"dg", nullptr, out, &count), FARLO_NOT_CONNECTED);
         EXPECT_EQ(count, 0u);
         expect_calls({});
         const Expected by_guid{4, "Entering GetUnusableVolumesInfo - (null)"};
@@ -236,35 +243,34 @@ TEST_F(UnusableVolumes, ChecksItsArgumentsInOrder) {
     });
 }
 
-// No line tells of the failure but the exception's.
-TEST_F(UnusableVolumes, OfAGroupThatCannotBeWalked) {
+// Only the exception is logged.
+TEST_F(GetUnusableVolumesInfo, FailsWhenGroupCannotBeRead) {
     at_every_threshold([&] {
         GuardedBuffer records(2 * volume_size);
-        for (const char* keys :
-             {R"("function": "ObGetChildObjects", "type": "tamo_ztvm_volume")",
-              R"("property": "isdco", "object": "bare")",
-              R"("property": "ztvmstate", "object": "good", "times": 1, "call": 1)",
-              R"("property": "DEVICE NAME", "object": "bare")"}) {
-            SCOPED_TRACE(keys);
-            set_rules(failing(keys));
+        for (const FaultRule& calls :
+             {listing(object_type::volume), reading("bare", "isdco"),
+              FaultRule{.object = "good", .property = "ztvmstate", .call = 1, .times = 1},
+              reading("bare", "DEVICE NAME")}) {
+            SCOPED_TRACE(fault_plan({calls}));
+            set_faults({failing(calls)});
             start_watching();
-            EXPECT_EQ(ask(records, 2), 0x12u);
+            EXPECT_EQ(get_records(records, 2), FARLO_EXCEPTION);
             EXPECT_EQ(count, 2u);
             EXPECT_TRUE(records.untouched());
-            expect_log({entering, {6, "API_TRY_CATCH_FAILED "}, exiting});
+            expect_log({entering, caught, exiting});
         }
     });
 }
 
-// Whatever the call came to; no line tells of that either.
-TEST_F(UnusableVolumes, OfAConnectionThatDropsMeanwhile) {
+// That status is not logged.
+TEST_F(GetUnusableVolumesInfo, ReturnsNotConnectedWhenConnectionDrops) {
     struct Drop {
-        std::string when;
+        FaultRule during;
         const wchar_t* name;
-        std::uint32_t room;
-        std::uint32_t stored;
+        std::uint32_t capacity;
+        std::uint32_t stored;  // as the count
         bool written;
-        Log lines;
+        Log log;
     };
     const Drop drops[] = {
         {reading("bare", "size"),
@@ -280,36 +286,37 @@ TEST_F(UnusableVolumes, OfAConnectionThatDropsMeanwhile) {
          0,
          false,
          {{0, "GetUnusableVolumesInfo::No Unusable Volume present in DG: fine"}}},
-        {walking_to("tamo_ztvm_volume"),
+        {listing(object_type::volume),
          L"empty",
          3,
          3,
          false,
          {{0, "GetUnusableVolumesInfo::No Volume present in DG: empty, error=(0x63)"}}},
-        {walking_to("tamo_ztvm_volume"), L"dg", 3, 3, false, {caught}}};
+        {listing(object_type::volume), L"dg", 3, 3, false, {caught}}};
     for (const Drop& drop : drops) {
-        SCOPED_TRACE(drop.when);
+        SCOPED_TRACE(fault_plan({drop.during}));
         at_every_threshold([&] {
-            set_rules(dropping(drop.when));
+            set_faults({dropping(drop.during)});
             GuardedBuffer records(2 * volume_size);
-            EXPECT_EQ(ask(records, drop.room, drop.name), 0x14u);
+            EXPECT_EQ(get_records(records, drop.capacity, drop.name), FARLO_NOT_CONNECTED);
             EXPECT_EQ(count, drop.stored);
-            EXPECT_EQ(records.difference((drop.written ? whole() : Image(2 * volume_size)).bytes()),
+            EXPECT_EQ(records.difference(
+                          (drop.written ? expected_record() : Image(2 * volume_size)).bytes()),
                       "");
             const std::wstring name = drop.name;
             expect_log(Log{{4, "Entering GetUnusableVolumesInfo - " +
                                    std::string(name.begin(), name.end())}} +
-                       drop.lines + Log{exiting});
+                       drop.log + Log{exiting});
         });
     }
 }
 
-// The connection is looked at again only where the last line is reached.
-TEST_F(UnusableVolumes, OfAConnectionThatDropsDuringTheSearchForTheGroup) {
+// The connection is checked again only where the call reaches its exit line.
+TEST_F(GetUnusableVolumesInfo, ReturnsNotFoundWhenConnectionDropsDuringSearch) {
     at_every_threshold([&] {
-        set_rules(dropping(reading("dg", "LDM DG TYPE")));
+        set_faults({dropping(reading("dg", "LDM DG TYPE"))});
         GuardedBuffer records(2 * volume_size);
-        EXPECT_EQ(ask(records, 2), 1u);
+        EXPECT_EQ(get_records(records, 2), FARLO_NOT_FOUND);
         EXPECT_EQ(count, 2u);
         EXPECT_TRUE(records.untouched());
         expect_log({entering,
@@ -318,38 +325,41 @@ TEST_F(UnusableVolumes, OfAConnectionThatDropsDuringTheSearchForTheGroup) {
     });
 }
 
-// Without memory for the question a volume counts as one without a link.
-TEST_F(UnusableVolumes, EveryAllocationThatFails) {
+// The volume "good" is left out: without memory to query its links it counts as unusable, as the
+// next test shows.
+TEST_F(GetUnusableVolumesInfo, SurvivesEveryAllocationFailure) {
     mounts.clear();
     bad.letter = L"";
     links.clear();
     scenario.erase(
         scenario.find(R"({"name": "good")"),
         std::string(R"({"name": "good", "device": "\\Device\\good", "state": 1},)").size());
-    expect_whole_or_less(whole(), [&](GuardedBuffer& records) { return ask(records, 2); });
+    expect_survives_allocation_failures(
+        expected_record(), [&](GuardedBuffer& records) { return get_records(records, 2); });
     EXPECT_EQ(count, 2u);
 }
-TEST_F(UnusableVolumes, IncludeThoseWhoseLinksHadNoMemory) {
+TEST_F(GetUnusableVolumesInfo, IncludesVolumesWhenThereIsNoMemoryToQueryLinks) {
     std::vector<std::uint32_t> results;
     at_every_allocation([&] {
         GuardedBuffer records(2 * volume_size);
-        results.push_back(ask(records, 2));
-        EXPECT_EQ(count, results.back() == 97 ? 3u : 2u);
-        EXPECT_EQ(records.untouched(), results.back() != 0);
+        results.push_back(get_records(records, 2));
+        EXPECT_EQ(count, results.back() == FARLO_BUFFER_TOO_SMALL ? 3u : 2u);
+        EXPECT_EQ(records.untouched(), results.back() != FARLO_SUCCESS);
     });
-    EXPECT_THAT(results, testing::Each(testing::AnyOf(0u, 0x12u, 97u)));
-    EXPECT_THAT(results, testing::Contains(97u).Times(2));
+    EXPECT_THAT(results, testing::Each(testing::AnyOf(FARLO_SUCCESS, FARLO_EXCEPTION,
+                                                      FARLO_BUFFER_TOO_SMALL)));
+    EXPECT_THAT(results, testing::Contains(FARLO_BUFFER_TOO_SMALL).Times(2));
 }
 
-// Type 8 is a cluster group by its GUID, not by its name.
-TEST_F(UnusableVolumes, OfASharedGroup) {
+// group_type::cluster_shared counts as a cluster group by GUID, but not by name.
+TEST_F(GetUnusableVolumesInfo, FindsClusterSharedGroupByGuidOnly) {
     scenario.replace(scenario.find(R"("guid-1",)"), 9, R"("guid-1", "type": 8,)");
     at_every_threshold([&] {
         GuardedBuffer records(2 * volume_size);
-        EXPECT_EQ(ask(records, 2), 1u);
+        EXPECT_EQ(get_records(records, 2), FARLO_NOT_FOUND);
         EXPECT_TRUE(records.untouched());
-        EXPECT_EQ(ask(records, 2, nullptr, "guid-1"), 0u);
-        EXPECT_EQ(records.difference(whole().bytes()), "");
+        EXPECT_EQ(get_records(records, 2, nullptr, "guid-1"), FARLO_SUCCESS);
+        EXPECT_EQ(records.difference(expected_record().bytes()), "");
         expect_log({entering,
                     {0, "GetDgObjIdByName() failed , DG_TYPENAME not found in OPAL, error=(0x28)"},
                     {0, "GetUnusableVolumesInfo::GetDgObjId failed for DG: dg,  error=(0x1)"},
@@ -359,8 +369,8 @@ TEST_F(UnusableVolumes, OfASharedGroup) {
     });
 }
 
-// A link is a volume GUID name when it contains exactly this text.
-TEST_F(UnusableVolumes, HaveNoLinkWithTheTextOfAVolumeGuidName) {
+// A link is a volume GUID name when it contains exactly that string.
+TEST_F(GetUnusableVolumesInfo, IncludesVolumesWhoseLinkHasNoVolumeGuidName) {
     const std::pair<const wchar_t*, bool> names[] = {
         {L"\\??\\Volume{", true},     {L"x\\??\\Volume{1}y", true},
         {L"\\??\\Volume", false},     {L"\\??\\volume{1}", false},
@@ -371,21 +381,22 @@ TEST_F(UnusableVolumes, HaveNoLinkWithTheTextOfAVolumeGuidName) {
         for (const auto& [name, usable] : names) {
             links[L"\\Device\\good"] = {name};
             GuardedBuffer records(volume_size);
-            EXPECT_EQ(ask(records, 0), 97u);
+            EXPECT_EQ(get_records(records, 0), FARLO_BUFFER_TOO_SMALL);
             EXPECT_EQ(count, usable ? 2u : 3u) << testing::PrintToString(std::wstring(name));
         }
     });
 }
 
-// The mark is set in what the buffer held, when the state cannot be read again.
-TEST_F(UnusableVolumes, AreMarkedInWhateverTheStateHolds) {
+// When the state cannot be read for the record, its field keeps what the buffer held, with the
+// mark.
+TEST_F(GetUnusableVolumesInfo, MarksStateThatCannotBeRead) {
     once([&] {
-        set_rules(failing(R"("property": "ztvmstate", "object": "bad", "call": 2)"));
+        set_faults({failing({.object = "bad", .property = "ztvmstate", .call = 2})});
         GuardedBuffer records(2 * volume_size);
-        EXPECT_EQ(ask(records, 2), 0u);
+        EXPECT_EQ(get_records(records, 2), FARLO_SUCCESS);
         std::uint64_t state = 0;
-        std::memcpy(&state, records.data() + 1640, sizeof state);
-        EXPECT_EQ(state, 0xC5C5C5C5C5C5C5C5u | 0x20);
+        std::memcpy(&state, records.data() + state_offset, sizeof state);
+        EXPECT_EQ(state, 0xC5C5C5C5C5C5C5C5u | FARLO_VOLUME_UNUSABLE);
     });
 }
 

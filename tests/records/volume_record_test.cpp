@@ -5,11 +5,11 @@ namespace {
 
 using namespace records;
 
-constexpr std::uint32_t told = 1660 + 3 * disk_size;
+constexpr std::uint32_t needed_size = 1660 + 3 * disk_size;
 
-class VolumeRecord : public RecordTest {
+class GetVolProperties : public RecordTest {
   protected:
-    VolumeRecord() {
+    GetVolProperties() {
         scenario = R"({"disk_groups": [{"name": "dg", "dgid": "guid-1", "type": 1,
             "disks": [{"name": "d1", "signature": 17, "port": 1, "target": 2, "lun": 3},
                       {"name": "d2", "disk_id": "1f-2", "port": 4, "target": 5, "lun": 6}],
@@ -23,15 +23,15 @@ class VolumeRecord : public RecordTest {
         mounts["v"] = {L"F", {}, {}};
     }
 
-    std::uint32_t ask(GuardedBuffer& record, std::uint32_t record_size,
-                      const wchar_t* device = L"\\Device\\v") {
-        size = record_size;
+    std::uint32_t get_record(GuardedBuffer& record, std::uint32_t buffer_size,
+                             const wchar_t* device = L"\\Device\\v") {
+        size = buffer_size;
         return FARLO(GetVolPropertiesW)(handle, device, record.as<VolPropInfo>(), &size);
     }
 
-    Image whole() const {
-        Image image(told + 4);
-        image.number<std::uint32_t>(0, 3).number<std::uint32_t>(4, 1);
+    Image expected_record() const {
+        Image image(needed_size + 4);
+        image.counts(3, 1);
         image.disk(8, {L"d2", 0x1f, 6, 5, 4});
         image.disk(8 + disk_size, {L"d2", 0x1f, 6, 5, 4});
         image.disk(8 + 2 * disk_size, {L"d1", 17, 3, 2, 1});
@@ -45,79 +45,86 @@ class VolumeRecord : public RecordTest {
 
 const Expected entering{4, "Entering GetVolPropertiesW"};
 const Expected exiting{4, "Exiting GetVolPropertiesW"};
-const Expected formed{6, "farlo: GetVolPropertiesW: No signature property on disk..so forming "
-                         "it..Id = 0x1f, guidToNumString = 31l, signature = 31"};
+// Logged for d2, which has no signature.
+const Expected signature_formed{
+    6, "farlo: GetVolPropertiesW: No signature property on disk..so forming it..Id = 0x1f, "
+       "guidToNumString = 31l, signature = 31"};
 const std::string find_volume =
     R"(DbGetObjectsByQuery "SELECT FROM tamo_ztvm_volume where \"DEVICE NAME\" EQ \\Device\\v" -> 0x0 [@v])";
 
-// The size is four bytes less than the record. A disk is there once a subdisk, a
-// subdisk without one is passed over.
-TEST_F(VolumeRecord, IsFourBytesLongerThanItsSize) {
+// The size is four bytes less than what is written. A disk is listed once for each of its
+// subdisks; a subdisk without a disk is skipped.
+TEST_F(GetVolProperties, WritesFourBytesMoreThanItsSize) {
     at_every_threshold([&] {
-        GuardedBuffer record(told + 4);
-        EXPECT_EQ(ask(record, told), 0u);
-        EXPECT_EQ(size, told);
-        EXPECT_EQ(record.difference(whole().bytes()), "");
+        GuardedBuffer record(needed_size + 4);
+        EXPECT_EQ(get_record(record, needed_size), FARLO_SUCCESS);
+        EXPECT_EQ(size, needed_size);
+        EXPECT_EQ(record.difference(expected_record().bytes()), "");
 
         const Lines second_disk = {
             read("d2", "Name", wstr("d2")),          read("d2", "SIGNATURE", uint32(0)),
             read("d2", "DISKID", str("1f-2")),       read("d2", "PORT", uint32(4)),
             read("d2", "DISK TARGET ID", uint32(5)), read("d2", "LUN ID", uint32(6))};
         expect_calls(
-            Lines{find_volume, child("v", "tamo_ztvm_plex", "@p1 @p2"),
-                  child("p1", "tamo_ztvm_subdisk", "@s1 @s2"),
-                  parent("s1", "tamo_ztvm_disk", "@d2"), parent("s2", "tamo_ztvm_disk", "@d2"),
-                  child("p2", "tamo_ztvm_subdisk", "@s3 @s4"), parent("s3", "tamo_ztvm_disk", ""),
-                  parent("s4", "tamo_ztvm_disk", "@d1")} +
+            Lines{find_volume, children("v", object_type::plex, "@p1 @p2"),
+                  children("p1", object_type::subdisk, "@s1 @s2"),
+                  parents("s1", object_type::disk, "@d2"), parents("s2", object_type::disk, "@d2"),
+                  children("p2", object_type::subdisk, "@s3 @s4"),
+                  parents("s3", object_type::disk, ""), parents("s4", object_type::disk, "@d1")} +
             second_disk + second_disk +
             Lines{read("d1", "Name", wstr("d1")), read("d1", "SIGNATURE", uint32(17)),
                   read("d1", "PORT", uint32(1)), read("d1", "DISK TARGET ID", uint32(2)),
                   read("d1", "LUN ID", uint32(3)), read("v", "DEVICE NAME", wstr(R"(\\Device\\v)")),
-                  ask_mounts("v"), ask_letter("v"), child("v", "tamo_fs_nt", ""),
-                  read("v", "type", uint32(7)), read("v", "ztvmstate", uint32(1)),
-                  read("v", "size", "UINT64 9")});
-        expect_log({entering, formed, formed, exiting});
+                  get_mount_points("v"), get_drive_letter("v"),
+                  children("v", object_type::file_system, ""), read("v", "type", uint32(7)),
+                  read("v", "ztvmstate", uint32(1)), read("v", "size", uint64(9))});
+        expect_log({entering, signature_formed, signature_formed, exiting});
     });
 }
 
-TEST_F(VolumeRecord, TellsTheSizeThatIsTooSmall) {
+TEST_F(GetVolProperties, ReportsNeededSize) {
     at_every_threshold([&] {
-        for (const std::uint32_t too_small : {0u, 1660u, told - 1}) {
+        for (const std::uint32_t too_small : {0u, 1660u, needed_size - 1}) {
             start_watching();
-            GuardedBuffer record(told + 4);
-            EXPECT_EQ(ask(record, too_small), 97u);
-            EXPECT_EQ(size, told);
+            GuardedBuffer record(needed_size + 4);
+            EXPECT_EQ(get_record(record, too_small), FARLO_BUFFER_TOO_SMALL);
+            EXPECT_EQ(size, needed_size);
             EXPECT_TRUE(record.untouched());
             expect_log({entering, exiting});
         }
     });
 }
 
-TEST_F(VolumeRecord, OfAVolumeWithoutPlexes) {
+TEST_F(GetVolProperties, WritesNoDisksForVolumeWithoutPlexes) {
     once([&] {
         GuardedBuffer record(1664);
-        EXPECT_EQ(ask(record, 1659, L"\\Device\\plain"), 97u);
+        EXPECT_EQ(get_record(record, 1659, L"\\Device\\plain"), FARLO_BUFFER_TOO_SMALL);
         EXPECT_EQ(size, 1660u);
-        EXPECT_EQ(ask(record, 1660, L"\\Device\\plain"), 0u);
+        EXPECT_EQ(get_record(record, 1660, L"\\Device\\plain"), FARLO_SUCCESS);
         Image wanted(1664);
-        wanted.number<std::uint32_t>(0, 0).number<std::uint32_t>(4, 1);
+        wanted.counts(0, 1);
         wanted.volume(8, {L"\\Device\\plain", L"", {}, {}, L"", 0, 0, 0});
         EXPECT_EQ(record.difference(wanted.bytes()), "");
     });
 }
 
-// The buffer before the size.
-TEST_F(VolumeRecord, ChecksItsArgumentsInOrder) {
+// The record is checked before the size.
+TEST_F(GetVolProperties, ChecksArgumentsInOrder) {
     at_every_threshold([&] {
-        GuardedBuffer record(told + 4);
+        GuardedBuffer record(needed_size + 4);
         auto* const out = record.as<VolPropInfo>();
         size = 0;
-        EXPECT_EQ(FARLO(GetVolPropertiesW)(nullptr, nullptr, nullptr, nullptr), 0x80070057u);
-        EXPECT_EQ(FARLO(GetVolPropertiesW)(nullptr, L"\\Device\\v", nullptr, &size), 100u);
-        EXPECT_EQ(FARLO(GetVolPropertiesW)(handle, L"\\Device\\v", nullptr, &size), 0x13u);
-        EXPECT_EQ(FARLO(GetVolPropertiesW)(handle, L"\\Device\\v", out, nullptr), 0x13u);
+        EXPECT_EQ(FARLO(GetVolPropertiesW)(nullptr, nullptr, nullptr, nullptr),
+                  FARLO_INVALID_ARGUMENT);
+        EXPECT_EQ(FARLO(GetVolPropertiesW)(nullptr, L"\\Device\\v", nullptr, &size),
+                  FARLO_NULL_HANDLE);
+        EXPECT_EQ(FARLO(GetVolPropertiesW)(handle, L"\\Device\\v", nullptr, &size),
+                  FARLO_MISSING_ARGUMENT);
+        EXPECT_EQ(FARLO(GetVolPropertiesW)(handle, L"\\Device\\v", out, nullptr),
+                  FARLO_MISSING_ARGUMENT);
         disconnect();
-        EXPECT_EQ(FARLO(GetVolPropertiesW)(handle, L"\\Device\\v", nullptr, &size), 20u);
+        EXPECT_EQ(FARLO(GetVolPropertiesW)(handle, L"\\Device\\v", nullptr, &size),
+                  FARLO_NOT_CONNECTED);
         EXPECT_EQ(size, 0u);
         EXPECT_TRUE(record.untouched());
         expect_calls({});
@@ -134,11 +141,11 @@ TEST_F(VolumeRecord, ChecksItsArgumentsInOrder) {
     });
 }
 
-TEST_F(VolumeRecord, OfAVolumeThatIsNotFound) {
+TEST_F(GetVolProperties, ReturnsInvalidArgumentForUnknownVolume) {
     at_every_threshold([&] {
-        GuardedBuffer record(told + 4);
-        EXPECT_EQ(ask(record, told - 1, L"nothing"), 0x80070057u);
-        EXPECT_EQ(size, told - 1);
+        GuardedBuffer record(needed_size + 4);
+        EXPECT_EQ(get_record(record, needed_size - 1, L"nothing"), FARLO_INVALID_ARGUMENT);
+        EXPECT_EQ(size, needed_size - 1);
         EXPECT_TRUE(record.untouched());
         expect_log({entering,
                     {0, "FindVolObjByDevName:Volume Object not found"},
@@ -148,54 +155,58 @@ TEST_F(VolumeRecord, OfAVolumeThatIsNotFound) {
     });
 }
 
-TEST_F(VolumeRecord, OfAVolumeThatCannotBeWalked) {
+TEST_F(GetVolProperties, FailsWhenVolumeCannotBeRead) {
     at_every_threshold([&] {
-        for (const char* keys : {R"("function": "ObGetChildObjects", "type": "tamo_ztvm_plex")",
-                                 R"("function": "ObGetChildObjects", "object": "p2")",
-                                 R"("function": "ObGetParentObjects", "object": "s4")"}) {
-            SCOPED_TRACE(keys);
-            set_rules(failing(keys));
+        for (const FaultRule& calls :
+             {listing(object_type::plex),
+              FaultRule{.function = "ObGetChildObjects", .object = "p2"},
+              FaultRule{.function = "ObGetParentObjects", .object = "s4"}}) {
+            SCOPED_TRACE(fault_plan({calls}));
+            set_faults({failing(calls)});
             start_watching();
-            GuardedBuffer record(told + 4);
-            EXPECT_EQ(ask(record, told + 1), 0x12u);
-            EXPECT_EQ(size, told + 1);
+            GuardedBuffer record(needed_size + 4);
+            EXPECT_EQ(get_record(record, needed_size + 1), FARLO_EXCEPTION);
+            EXPECT_EQ(size, needed_size + 1);
             EXPECT_TRUE(record.untouched());
-            expect_log({entering,
-                        {6, "API_TRY_CATCH_FAILED "},
-                        {0, "GetVolPropertiesW() failed, error=(0x12) "},
-                        exiting});
+            expect_log(
+                {entering, caught, {0, "GetVolPropertiesW() failed, error=(0x12) "}, exiting});
         }
     });
 }
 
-// Whatever the call came to: a record, a size that is too small, an exception, no
-// volume.
-TEST_F(VolumeRecord, ConnectionThatDropsMeanwhile) {
-    const auto with = [this](std::uint32_t room, const wchar_t* device) {
-        return [this, room, device](GuardedBuffer& record) { return ask(record, room, device); };
+// Without the drop, the result would be a record, a size that is too small, an exception, or an
+// unknown volume.
+TEST_F(GetVolProperties, ReturnsNotConnectedWhenConnectionDrops) {
+    const auto with = [this](std::uint32_t buffer_size, const wchar_t* device) {
+        return [this, buffer_size, device](GuardedBuffer& record) {
+            return get_record(record, buffer_size, device);
+        };
     };
     const std::vector<Drop> drops = {
-        {reading("v", "size"), with(told, L"\\Device\\v"), true, {formed, formed}},
-        {R"("function": "ObGetParentObjects", "object": "s4")", with(0, L"\\Device\\v"), false, {}},
-        {walking_to("tamo_ztvm_plex"), with(told, L"\\Device\\v"), false, {caught}},
-        {R"("function": "DbGetObjectsByQuery")",
-         with(told, L"none"),
+        {reading("v", "size"),
+         with(needed_size, L"\\Device\\v"),
+         true,
+         {signature_formed, signature_formed}},
+        {{.function = "ObGetParentObjects", .object = "s4"}, with(0, L"\\Device\\v"), false, {}},
+        {listing(object_type::plex), with(needed_size, L"\\Device\\v"), false, {caught}},
+        {{.function = "DbGetObjectsByQuery"},
+         with(needed_size, L"none"),
          false,
          {{0, "FindVolObjByDevName:Volume Object not found"},
           {0, "GetVolPropertiesW - FindVolObjByDevName failed for none"}}}};
-    expect_drops_told(drops, whole(), size, told, entering,
-                      {{0, "GetVolPropertiesW() failed, error=(0x14) "}, exiting});
+    expect_drops_reported(drops, expected_record(), size, needed_size, entering,
+                          {{0, "GetVolPropertiesW() failed, error=(0x14) "}, exiting});
 }
 
-TEST_F(VolumeRecord, EveryAllocationThatFails) {
+TEST_F(GetVolProperties, SurvivesEveryAllocationFailure) {
     mounts.clear();
     volume.letter = L"";
-    // The first one is the query's text.
+    // The first allocation is for the query string.
     at_every_threshold([&] {
         heap().fail(1);
-        GuardedBuffer record(told + 4);
-        EXPECT_EQ(ask(record, told), 0x80070057u);
-        EXPECT_EQ(size, told);
+        GuardedBuffer record(needed_size + 4);
+        EXPECT_EQ(get_record(record, needed_size), FARLO_INVALID_ARGUMENT);
+        EXPECT_EQ(size, needed_size);
         EXPECT_TRUE(record.untouched());
         expect_calls({});
         expect_log({entering,
@@ -204,17 +215,18 @@ TEST_F(VolumeRecord, EveryAllocationThatFails) {
                     {0, "GetVolPropertiesW() failed, error=(0x80070057) "},
                     exiting});
     });
-    expect_whole_or_less(whole(), [&](GuardedBuffer& record) { return ask(record, told); },
-                         {0x80070057, 0x12});
-    EXPECT_EQ(size, told);
+    expect_survives_allocation_failures(
+        expected_record(), [&](GuardedBuffer& record) { return get_record(record, needed_size); },
+        {FARLO_INVALID_ARGUMENT, FARLO_EXCEPTION});
+    EXPECT_EQ(size, needed_size);
 }
 
-TEST_F(VolumeRecord, OfAVolumeThatCannotBeAskedFor) {
+TEST_F(GetVolProperties, ReturnsInvalidArgumentWhenQueryFails) {
     at_every_threshold([&] {
-        set_rules(failing(R"("function": "DbGetObjectsByQuery")"));
-        GuardedBuffer record(told + 4);
-        EXPECT_EQ(ask(record, told), 0x80070057u);
-        EXPECT_EQ(size, told);
+        set_faults({failing({.function = "DbGetObjectsByQuery"})});
+        GuardedBuffer record(needed_size + 4);
+        EXPECT_EQ(get_record(record, needed_size), FARLO_INVALID_ARGUMENT);
+        EXPECT_EQ(size, needed_size);
         EXPECT_TRUE(record.untouched());
         expect_log({entering,
                     {0, "FindVolObjByDevName:DbGetObjectsByQuery failed, for \\Device\\v, error = "
@@ -225,33 +237,34 @@ TEST_F(VolumeRecord, OfAVolumeThatCannotBeAskedFor) {
     });
 }
 
-// A name for which the question has no room is not cut short.
-TEST_F(VolumeRecord, OfANameThatIsTooLong) {
+// A name that does not fit into the query string is rejected, not truncated.
+TEST_F(GetVolProperties, RejectsNameThatIsTooLong) {
     once([&] {
-        GuardedBuffer record(told + 4);
-        EXPECT_EQ(ask(record, told, std::wstring(3000, L'n').c_str()), 0x80070057u);
-        EXPECT_EQ(size, told);
+        GuardedBuffer record(needed_size + 4);
+        EXPECT_EQ(get_record(record, needed_size, std::wstring(3000, L'n').c_str()),
+                  FARLO_INVALID_ARGUMENT);
+        EXPECT_EQ(size, needed_size);
         EXPECT_TRUE(record.untouched());
         expect_calls({});
     });
 }
 
-TEST_F(VolumeRecord, IsTheFirstOfThatName) {
+TEST_F(GetVolProperties, TakesFirstVolumeOfThatName) {
     scenario = R"({"disk_groups": [{"name": "dg", "dgid": "guid-1", "volumes": [
         {"name": "v1", "device": "twin", "type": 1, "state": 2, "size": 3},
         {"name": "v2", "device": "twin", "type": 4, "state": 5, "size": 6}]}]})";
     mounts.clear();
     once([&] {
         GuardedBuffer record(1664);
-        EXPECT_EQ(ask(record, 1660, L"twin"), 0u);
+        EXPECT_EQ(get_record(record, 1660, L"twin"), FARLO_SUCCESS);
         Image wanted(1664);
-        wanted.number<std::uint32_t>(0, 0).number<std::uint32_t>(4, 1);
+        wanted.counts(0, 1);
         wanted.volume(8, {L"twin", L"", {}, {}, L"", 1, 2, 3});
         EXPECT_EQ(record.difference(wanted.bytes()), "");
     });
 }
 
-TEST_F(VolumeRecord, HasTheFirstDiskOfASubdisk) {
+TEST_F(GetVolProperties, WritesFirstDiskOfSubdisk) {
     const StandIn<decltype(ObGetParentObjects)>* parents = nullptr;
     once([&] {
         const StandIn<decltype(ObGetParentObjects)> both(
@@ -271,37 +284,42 @@ TEST_F(VolumeRecord, HasTheFirstDiskOfASubdisk) {
                 return status;
             });
         parents = &both;
-        GuardedBuffer record(told + 4);
-        EXPECT_EQ(ask(record, told), 0u);
-        EXPECT_EQ(size, told);
-        EXPECT_EQ(record.difference(whole().bytes()), "");
+        GuardedBuffer record(needed_size + 4);
+        EXPECT_EQ(get_record(record, needed_size), FARLO_SUCCESS);
+        EXPECT_EQ(size, needed_size);
+        EXPECT_EQ(record.difference(expected_record().bytes()), "");
     });
 }
 
-TEST_F(VolumeRecord, NarrowForm) {
+TEST_F(GetVolProperties, ChecksArgumentsOfNarrowForm) {
     at_every_threshold([&] {
         GuardedBuffer record(1664);
         size = 1660;
         EXPECT_EQ(
             FARLO(GetVolPropertiesA)(handle, "\\Device\\plain", record.as<VolPropInfo>(), &size),
-            0u);
+            FARLO_SUCCESS);
         expect_log({entering, exiting});
-        for (const int missing : {0, 1, 2}) {
+        const struct {
+            const char* device;
+            VolPropInfo* record;
+            std::uint32_t* size;
+        } missing[] = {{nullptr, record.as<VolPropInfo>(), &size},
+                       {"v", nullptr, &size},
+                       {"v", record.as<VolPropInfo>(), nullptr}};
+        for (const auto& row : missing) {
             start_watching();
-            EXPECT_EQ(FARLO(GetVolPropertiesA)(nullptr, missing == 0 ? nullptr : "v",
-                                               missing == 1 ? nullptr : record.as<VolPropInfo>(),
-                                               missing == 2 ? nullptr : &size),
-                      0x80070057u);
+            EXPECT_EQ(FARLO(GetVolPropertiesA)(nullptr, row.device, row.record, row.size),
+                      FARLO_INVALID_ARGUMENT);
             expect_log({{0, "GetVolPropertiesA() failed, pcVolName == NULL, or pInfo == NULL, or "
                             "pInfoSize == NULL"}});
         }
         start_watching();
         EXPECT_EQ(FARLO(GetVolPropertiesA)(nullptr, std::string(259, 'n').c_str(),
                                            record.as<VolPropInfo>(), &size),
-                  100u);
+                  FARLO_NULL_HANDLE);
         EXPECT_EQ(FARLO(GetVolPropertiesA)(nullptr, std::string(260, 'n').c_str(),
                                            record.as<VolPropInfo>(), &size),
-                  0x80070057u);
+                  FARLO_INVALID_ARGUMENT);
         expect_log({entering,
                     {0, "GetVolPropertiesW() failed , NULL opal_handle, error=(0x64)"},
                     {0, "GetVolPropertiesA() failed , device string of more than 259 characters or "

@@ -5,9 +5,9 @@ namespace {
 
 using namespace records;
 
-class VolumeState : public RecordTest {
+class GetDgVolumeState : public RecordTest {
   protected:
-    VolumeState() {
+    GetDgVolumeState() {
         scenario = R"({"disk_groups": [
             {"name": "dg", "dgid": "guid-1", "volumes": [
                 {"name": "v1", "device": "\\Device\\v1", "state": 3},
@@ -15,7 +15,7 @@ class VolumeState : public RecordTest {
             {"name": "local", "dgid": "guid-3", "type": 1}]})";
     }
 
-    std::uint32_t ask(const wchar_t* device) {
+    std::uint32_t get_state(const wchar_t* device) {
         return FARLO(GetDgVolumeStateW)(handle, L"dg", nullptr, device, state.as<std::uint32_t>());
     }
 
@@ -25,12 +25,13 @@ class VolumeState : public RecordTest {
 const Expected entering{6, "Entering GetDgVolumeStateW"};
 const Expected exiting{6, "Exiting GetDgVolumeStateW"};
 
-TEST_F(VolumeState, IsHandedOverUnchanged) {
+TEST_F(GetDgVolumeState, ProvidesStateOfService) {
     at_every_threshold([&] {
-        EXPECT_EQ(ask(L"\\device\\V2"), 0u);
+        EXPECT_EQ(get_state(L"\\device\\V2"), FARLO_SUCCESS);
         EXPECT_EQ(*state.as<std::uint32_t>(), 0x80000004u);
-        expect_calls({groups("@dg @local"), read("dg", "LDM DG TYPE", uint32(2)),
-                      read("dg", "Name", wstr("dg")), child("dg", "tamo_ztvm_volume", "@v1 @v2"),
+        expect_calls({groups("@dg @local"), read_type("dg", group_type::cluster),
+                      read("dg", "Name", wstr("dg")),
+                      children("dg", object_type::volume, "@v1 @v2"),
                       read("v1", "DEVICE NAME", wstr(R"(\\Device\\v1)")),
                       read("v2", "DEVICE NAME", wstr(R"(\\Device\\v2)")),
                       read("v2", "ztvmstate", uint32(0x80000004))});
@@ -38,24 +39,28 @@ TEST_F(VolumeState, IsHandedOverUnchanged) {
     });
 }
 
-TEST_F(VolumeState, IsZeroWhenItCannotBeRead) {
+TEST_F(GetDgVolumeState, ProvidesZeroWhenStateCannotBeRead) {
     at_every_threshold([&] {
-        set_rules(failing(R"("property": "ztvmstate")", "0xc100003a"));
-        EXPECT_EQ(ask(L"\\Device\\v2"), 0u);
+        set_faults({failing(reading("ztvmstate"), bus_no_property)});
+        EXPECT_EQ(get_state(L"\\Device\\v2"), FARLO_SUCCESS);
         EXPECT_EQ(*state.as<std::uint32_t>(), 0u);
         expect_log({entering, exiting});
     });
 }
 
-TEST_F(VolumeState, ChecksItsArgumentsInOrder) {
+TEST_F(GetDgVolumeState, ChecksArgumentsInOrder) {
     at_every_threshold([&] {
         auto* const out = state.as<std::uint32_t>();
-        EXPECT_EQ(FARLO(GetDgVolumeStateW)(nullptr, nullptr, nullptr, nullptr, nullptr), 100u);
+        EXPECT_EQ(FARLO(GetDgVolumeStateW)(nullptr, nullptr, nullptr, nullptr, nullptr),
+                  FARLO_NULL_HANDLE);
         disconnect();
-        EXPECT_EQ(FARLO(GetDgVolumeStateW)(handle, nullptr, nullptr, L"v", nullptr), 0x13u);
-        EXPECT_EQ(FARLO(GetDgVolumeStateW)(handle, nullptr, nullptr, nullptr, out), 0x13u);
-        EXPECT_EQ(FARLO(GetDgVolumeStateW)(handle, nullptr, nullptr, L"v", out), 0x13u);
-        EXPECT_EQ(FARLO(GetDgVolumeStateW)(handle, nullptr, "", L"v", out), 20u);
+        EXPECT_EQ(FARLO(GetDgVolumeStateW)(handle, nullptr, nullptr, L"v", nullptr),
+                  FARLO_MISSING_ARGUMENT);
+        EXPECT_EQ(FARLO(GetDgVolumeStateW)(handle, nullptr, nullptr, nullptr, out),
+                  FARLO_MISSING_ARGUMENT);
+        EXPECT_EQ(FARLO(GetDgVolumeStateW)(handle, nullptr, nullptr, L"v", out),
+                  FARLO_MISSING_ARGUMENT);
+        EXPECT_EQ(FARLO(GetDgVolumeStateW)(handle, nullptr, "", L"v", out), FARLO_NOT_CONNECTED);
         EXPECT_TRUE(state.untouched());
         expect_calls({});
         const Expected no_pointer{
@@ -74,13 +79,13 @@ TEST_F(VolumeState, ChecksItsArgumentsInOrder) {
     });
 }
 
-TEST_F(VolumeState, OfNoClusterGroup) {
+TEST_F(GetDgVolumeState, ReturnsStatusOfFailedSearch) {
     at_every_threshold([&] {
         EXPECT_EQ(
             FARLO(GetDgVolumeStateW)(handle, L"local", nullptr, L"v", state.as<std::uint32_t>()),
-            1u);
+            FARLO_NOT_FOUND);
         EXPECT_EQ(FARLO(GetDgVolumeStateW)(handle, L"", nullptr, L"v", state.as<std::uint32_t>()),
-                  0x13u);
+                  FARLO_MISSING_ARGUMENT);
         expect_log({entering,
                     {0, "GetDgObjIdByName() failed , DG_TYPENAME not found in OPAL, error=(0x28)"},
                     {0, "GetDgVolumeStateW():GetDgObjId() failed, error=(0x1)"},
@@ -89,62 +94,60 @@ TEST_F(VolumeState, OfNoClusterGroup) {
     });
 }
 
-TEST_F(VolumeState, OfAVolumeThatIsNotThere) {
+TEST_F(GetDgVolumeState, ReturnsVolumeNotFoundForUnknownVolume) {
     at_every_threshold([&] {
-        EXPECT_EQ(ask(L""), 0x63u);
+        EXPECT_EQ(get_state(L""), FARLO_VOLUME_NOT_FOUND);
         EXPECT_TRUE(state.untouched());
         expect_log({entering, {0, "GetDgVolumeStateW() failed, error=(0x63)"}, exiting});
     });
 }
 
-TEST_F(VolumeState, OfAGroupThatCannotBeWalked) {
+TEST_F(GetDgVolumeState, FailsWhenGroupCannotBeRead) {
     at_every_threshold([&] {
-        for (const char* keys : {R"("function": "ObGetChildObjects")",
-                                 R"("function": "ObGetProperty", "object": "v1")"}) {
-            set_rules(failing(keys));
+        for (const FaultRule& calls : {FaultRule{.function = "ObGetChildObjects"},
+                                       FaultRule{.function = "ObGetProperty", .object = "v1"}}) {
+            set_faults({failing(calls)});
             start_watching();
             *state.as<std::uint32_t>() = 77;
-            EXPECT_EQ(ask(L"\\Device\\v2"), 0x12u);
+            EXPECT_EQ(get_state(L"\\Device\\v2"), FARLO_EXCEPTION);
             EXPECT_EQ(*state.as<std::uint32_t>(), 77u);
-            expect_log({entering,
-                        {6, "API_TRY_CATCH_FAILED "},
-                        {0, "GetDgVolumeStateW() failed, error=(0x12)"},
-                        exiting});
+            expect_log(
+                {entering, caught, {0, "GetDgVolumeStateW() failed, error=(0x12)"}, exiting});
         }
     });
 }
 
-// Whatever the call came to: a state, none that can be read, no such volume, an
-// exception.
-TEST_F(VolumeState, ConnectionThatDropsMeanwhile) {
+// Without the drop, the result would be a state, a state that cannot be read, an unknown volume, or
+// an exception.
+TEST_F(GetDgVolumeState, ReturnsNotConnectedWhenConnectionDrops) {
     struct Drop {
-        std::string when;
+        FaultRule during;
         const wchar_t* device;
         std::optional<std::uint32_t> stored;
-        Log lines;
+        Log log;
     };
     const Drop drops[] = {{reading("v2", "ztvmstate"), L"\\Device\\v2", 0x80000004, {}},
                           {reading("v2", "DEVICE NAME"), L"\\Device\\v2", 0, {}},
                           {reading("v2", "DEVICE NAME"), L"\\Device\\v3", {}, {}},
-                          {walking_to("tamo_ztvm_volume"), L"\\Device\\v2", {}, {caught}}};
+                          {listing(object_type::volume), L"\\Device\\v2", {}, {caught}}};
     for (const Drop& drop : drops) {
-        SCOPED_TRACE(drop.when);
+        SCOPED_TRACE(fault_plan({drop.during}));
         at_every_threshold([&] {
-            set_rules(dropping(drop.when));
+            set_faults({dropping(drop.during)});
             state.fill(0x77);
-            EXPECT_EQ(ask(drop.device), 20u);
+            EXPECT_EQ(get_state(drop.device), FARLO_NOT_CONNECTED);
             EXPECT_EQ(*state.as<std::uint32_t>(), drop.stored.value_or(0x77777777));
-            expect_log(Log{entering} + drop.lines +
+            expect_log(Log{entering} + drop.log +
                        Log{{0, "GetDgVolumeStateW() failed, error=(0x14)"}, exiting});
         });
     }
 }
 
-// The connection is looked at again only where the last line is reached.
-TEST_F(VolumeState, ConnectionThatDropsDuringTheSearchForTheGroup) {
+// The connection is checked again only where the call reaches its exit line.
+TEST_F(GetDgVolumeState, ReturnsNotFoundWhenConnectionDropsDuringSearch) {
     at_every_threshold([&] {
-        set_rules(dropping(reading("dg", "LDM DG TYPE")));
-        EXPECT_EQ(ask(L"\\Device\\v2"), 1u);
+        set_faults({dropping(reading("dg", "LDM DG TYPE"))});
+        EXPECT_EQ(get_state(L"\\Device\\v2"), FARLO_NOT_FOUND);
         EXPECT_TRUE(state.untouched());
         expect_log({entering,
                     {0, "GetDgObjIdByName() failed , DG_TYPENAME not found in OPAL, error=(0x1)"},
@@ -152,25 +155,25 @@ TEST_F(VolumeState, ConnectionThatDropsDuringTheSearchForTheGroup) {
     });
 }
 
-TEST_F(VolumeState, EveryAllocationThatFails) {
+TEST_F(GetDgVolumeState, SurvivesEveryAllocationFailure) {
     Image wanted(4);
     wanted.number<std::uint32_t>(0, 0x80000004);
-    expect_whole_or_less(wanted, [&](GuardedBuffer& stored) {
+    expect_survives_allocation_failures(wanted, [&](GuardedBuffer& stored) {
         return FARLO(GetDgVolumeStateW)(handle, nullptr, "guid-1", L"\\Device\\v2",
                                         stored.as<std::uint32_t>());
     });
 }
 
-// Type 8 is a cluster group by its GUID, not by its name.
-TEST_F(VolumeState, OfASharedGroup) {
+// group_type::cluster_shared counts as a cluster group by GUID, but not by name.
+TEST_F(GetDgVolumeState, FindsClusterSharedGroupByGuidOnly) {
     scenario.replace(scenario.find(R"("guid-1",)"), 9, R"("guid-1", "type": 8,)");
     at_every_threshold([&] {
         state.fill(0x77);
-        EXPECT_EQ(ask(L"\\Device\\v1"), 1u);
+        EXPECT_EQ(get_state(L"\\Device\\v1"), FARLO_NOT_FOUND);
         EXPECT_EQ(*state.as<std::uint32_t>(), 0x77777777u);
         EXPECT_EQ(FARLO(GetDgVolumeStateW)(handle, L"dg", "guid-1", L"\\Device\\v1",
                                            state.as<std::uint32_t>()),
-                  0u);
+                  FARLO_SUCCESS);
         EXPECT_EQ(*state.as<std::uint32_t>(), 3u);
         expect_log({entering,
                     {0, "GetDgObjIdByName() failed , DG_TYPENAME not found in OPAL, error=(0x28)"},
@@ -180,44 +183,43 @@ TEST_F(VolumeState, OfASharedGroup) {
     });
 }
 
-TEST_F(VolumeState, IsThatOfTheFirstOfSeveralOfThatName) {
+TEST_F(GetDgVolumeState, TakesFirstVolumeOfThatName) {
     scenario = R"({"disk_groups": [{"name": "dg", "dgid": "guid-1", "volumes": [
         {"name": "v1", "device": "other", "state": 7},
         {"name": "v2", "device": "TWIN", "state": 8},
         {"name": "v3", "device": "twin", "state": 9}]}]})";
     once([&] {
-        EXPECT_EQ(ask(L"twin"), 0u);
+        EXPECT_EQ(get_state(L"twin"), FARLO_SUCCESS);
         EXPECT_EQ(*state.as<std::uint32_t>(), 8u);
     });
 }
 
-// It is a UINT32: nothing else stands for a state.
-TEST_F(VolumeState, IsZeroWhenItIsOfAnotherType) {
+TEST_F(GetDgVolumeState, ProvidesZeroWhenStateHasAnotherType) {
     at_every_threshold([&] {
         for (const char* type : {"INT32", "UINT64", "BINARY"}) {
-            set_rules(R"({"property": "ztvmstate", "as": ")" + std::string(type) + R"("},)");
+            set_faults({with_type(reading("ztvmstate"), type)});
             start_watching();
             state.fill(0x77);
-            EXPECT_EQ(ask(L"\\Device\\v2"), 0u);
+            EXPECT_EQ(get_state(L"\\Device\\v2"), FARLO_SUCCESS);
             EXPECT_EQ(*state.as<std::uint32_t>(), 0u);
             expect_log({entering, exiting});
         }
     });
 }
 
-TEST_F(VolumeState, NarrowForm) {
+TEST_F(GetDgVolumeState, AcceptsNarrowNamesOfUpTo31Characters) {
     once([&] {
         const auto call = [&](const char* name, const char* device) {
             return FARLO(GetDgVolumeStateA)(handle, name, nullptr, device,
                                             state.as<std::uint32_t>());
         };
-        EXPECT_EQ(call("dg", "\\Device\\v1"), 0u);
+        EXPECT_EQ(call("dg", "\\Device\\v1"), FARLO_SUCCESS);
         EXPECT_EQ(*state.as<std::uint32_t>(), 3u);
-        EXPECT_EQ(call("dg", std::string(31, 'n').c_str()), 0x63u);
+        EXPECT_EQ(call("dg", std::string(31, 'n').c_str()), FARLO_VOLUME_NOT_FOUND);
         start_watching();
-        EXPECT_EQ(call("dg", std::string(32, 'n').c_str()), 0x80070057u);
-        EXPECT_EQ(call(std::string(32, 'n').c_str(), "v"), 0x80070057u);
-        EXPECT_EQ(call("dg", nullptr), 0x13u);
+        EXPECT_EQ(call("dg", std::string(32, 'n').c_str()), FARLO_INVALID_ARGUMENT);
+        EXPECT_EQ(call(std::string(32, 'n').c_str(), "v"), FARLO_INVALID_ARGUMENT);
+        EXPECT_EQ(call("dg", nullptr), FARLO_MISSING_ARGUMENT);
         expect_log({{0, "GetDgVolumeStateA() failed , device string of more than 31 characters "
                         "or invalid, error=(0x80070057)"},
                     {0, "GetDgVolumeStateA() failed , name string of more than 31 characters "

@@ -5,7 +5,6 @@
 #include <winternl.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <numeric>
 
 namespace {
@@ -18,10 +17,14 @@ using Control = NTSTATUS(HANDLE, HANDLE, PIO_APC_ROUTINE, void*, IO_STATUS_BLOCK
 
 using Requests = std::vector<std::vector<std::uint8_t>>;
 
-// The config device: keeps the record of each request and answers a status.
+// The record of a request: the group's GUID string, and the volume's GUID.
+constexpr std::size_t request_size = 84;
+constexpr std::size_t volume_guid_offset = 68;
+
+// Replaces the config device: keeps the record of each request and returns a native status.
 class ConfigDevice {
   public:
-    ConfigDevice(HMODULE module, std::uint32_t answer)
+    ConfigDevice(HMODULE module, NTSTATUS native_status)
         : m_open(module, "ZwOpenFile",
                  [](HANDLE* file, ACCESS_MASK, OBJECT_ATTRIBUTES* attributes, IO_STATUS_BLOCK*,
                     ULONG, ULONG) {
@@ -29,22 +32,22 @@ class ConfigDevice {
                                             attributes->ObjectName->Length / sizeof(wchar_t)),
                                L"\\Device\\DmControl\\DmConfig");
                      *file = CreateEventW(nullptr, TRUE, FALSE, nullptr);
-                     return NTSTATUS{0};
+                     return NTSTATUS{native::success};
                  }),
-          m_control(module, "ZwDeviceIoControlFile",
-                    [this, answer](HANDLE, HANDLE, PIO_APC_ROUTINE, void*, IO_STATUS_BLOCK* status,
-                                   ULONG code, void* input, ULONG, void*, ULONG) {
-                        EXPECT_EQ(code, 0xD903F0C8u);
-                        const auto* const block = static_cast<const dm_control_block*>(input);
-                        const auto* const bytes =
-                            reinterpret_cast<const std::uint8_t*>(block->record);
-                        records.emplace_back(bytes, bytes + 84);
-                        if (on_request) {
-                            on_request();
-                        }
-                        status->Status = static_cast<NTSTATUS>(answer);
-                        return NTSTATUS{0};
-                    }) {}
+          m_control(
+              module, "ZwDeviceIoControlFile",
+              [this, native_status](HANDLE, HANDLE, PIO_APC_ROUTINE, void*, IO_STATUS_BLOCK* status,
+                                    ULONG code, void* input, ULONG, void*, ULONG) {
+                  EXPECT_EQ(code, control_code::query_volume_status);
+                  const auto* const block = static_cast<const dm_control_block*>(input);
+                  const auto* const bytes = reinterpret_cast<const std::uint8_t*>(block->record);
+                  records.emplace_back(bytes, bytes + request_size);
+                  if (on_request) {
+                      on_request();
+                  }
+                  status->Status = native_status;
+                  return NTSTATUS{native::success};
+              }) {}
 
     Requests records;
     std::function<void()> on_request;
@@ -54,77 +57,89 @@ class ConfigDevice {
     StandIn<Control> m_control;
 };
 
-class VolumeStatus : public RecordTest {
+class GetDgVolumeStatus : public RecordTest {
   protected:
-    VolumeStatus() { std::iota(volume_guid, volume_guid + 16, std::uint8_t{0xA0}); }
+    GetDgVolumeStatus() {
+        std::iota(volume_guid, volume_guid + FARLO_GUID_SIZE, std::uint8_t{0xA0});
+    }
 
-    std::uint32_t ask(const char* guid = "guid-1") {
+    std::uint32_t get_status(const char* guid = "guid-1") {
         return FARLO(GetDgVolumeStatusW)(handle, guid, volume_guid, status.as<std::uint32_t>());
     }
 
     std::vector<std::uint8_t> request(const std::string& guid) const {
-        std::vector<std::uint8_t> bytes(84);
+        std::vector<std::uint8_t> bytes(request_size);
         std::copy(guid.begin(), guid.end(), bytes.begin());
-        std::copy(volume_guid, volume_guid + 16, bytes.begin() + 68);
+        std::copy(volume_guid, volume_guid + FARLO_GUID_SIZE, bytes.begin() + volume_guid_offset);
         return bytes;
     }
 
-    std::uint8_t volume_guid[16];
+    std::uint8_t volume_guid[FARLO_GUID_SIZE];
     GuardedBuffer status{4};
 };
 
-// A native status of the device, and what the call makes of it.
-struct Answer {
-    std::uint32_t native;
-    std::uint32_t result;
+// A native status of the device, the status that the call returns, and the line that it logs.
+struct Translation {
+    NTSTATUS native;
+    std::uint32_t status;
+    Log logged;
 };
 
 const Expected entering{4, "Entering GetDgVolumeStatusW"};
 const Expected exiting{4, "Exiting GetDgVolumeStatusW"};
 
-// 36 is the answer for a healthy volume: no failure.
-TEST_F(VolumeStatus, Is36ForAHealthyVolume) {
+// The driver returns "unsuccessful" for a healthy volume. It does not count as a failure.
+TEST_F(GetDgVolumeStatus, ReportsHealthyWhenDriverReturnsUnsuccessful) {
     at_every_threshold([&] {
-        ConfigDevice device(dll().module(), 0xC0000001);
-        EXPECT_EQ(ask(), 36u);
-        EXPECT_EQ(*status.as<std::uint32_t>(), 36u);
+        ConfigDevice device(dll().module(), native::unsuccessful);
+        EXPECT_EQ(get_status(), FARLO_DEVICE_UNSUCCESSFUL);
+        EXPECT_EQ(*status.as<std::uint32_t>(), FARLO_VOLUME_STATUS_HEALTHY);
         EXPECT_EQ(device.records, (Requests{request("guid-1")}));
         expect_calls({});
         expect_log({entering, exiting});
     });
 }
 
-TEST_F(VolumeStatus, Is35ForEveryOtherAnswer) {
-    const Answer answers[] = {
-        {0, 0}, {0xC0000043, 23}, {0xC000000E, 1}, {0xC000000D, 19}, {0xC0000022, 24}};
-    for (const Answer& answer : answers) {
-        SCOPED_TRACE(answer.native);
+TEST_F(GetDgVolumeStatus, ReportsOtherForEveryOtherNativeStatus) {
+    const Translation translations[] = {
+        {native::success, FARLO_SUCCESS, {{0, "GetDgVolumeStatusW() failed, error=(0x0) "}}},
+        {native::sharing_violation,
+         FARLO_DEVICE_SHARING_VIOLATION,
+         {{0, "GetDgVolumeStatusW() failed, error=(0x17) "}}},
+        {native::no_such_device,
+         FARLO_NOT_FOUND,
+         {{0, "GetDgVolumeStatusW() failed, error=(0x1) "}}},
+        {native::invalid_parameter,
+         FARLO_MISSING_ARGUMENT,
+         {{0, "GetDgVolumeStatusW() failed, error=(0x13) "}}},
+        {native::access_denied,
+         FARLO_DEVICE_FAILED,
+         {{0, "GetDgVolumeStatusW() failed, error=(0x18) "}}}};
+    for (const Translation& translation : translations) {
+        SCOPED_TRACE(hex(static_cast<std::uint32_t>(translation.native)));
         at_every_threshold([&] {
-            const ConfigDevice device(dll().module(), answer.native);
-            EXPECT_EQ(ask(), answer.result);
-            EXPECT_EQ(*status.as<std::uint32_t>(), 35u);
-            char line[64];
-            std::snprintf(line, sizeof line, "GetDgVolumeStatusW() failed, error=(0x%x) ",
-                          answer.result);
-            expect_log({entering, {0, line}, exiting});
+            const ConfigDevice device(dll().module(), translation.native);
+            EXPECT_EQ(get_status(), translation.status);
+            EXPECT_EQ(*status.as<std::uint32_t>(), FARLO_VOLUME_STATUS_OTHER);
+            expect_log(Log{entering} + translation.logged + Log{exiting});
         });
     }
 }
 
-// The driver is asked all the same.
-TEST_F(VolumeStatus, LooksAtTheHandleLast) {
+// The request to the driver comes before that check.
+TEST_F(GetDgVolumeStatus, ChecksHandleLast) {
     at_every_threshold([&] {
-        ConfigDevice device(dll().module(), 0xC0000001);
+        ConfigDevice device(dll().module(), native::unsuccessful);
         EXPECT_EQ(
             FARLO(GetDgVolumeStatusW)(nullptr, "guid-1", volume_guid, status.as<std::uint32_t>()),
-            0x14u);
-        EXPECT_EQ(*status.as<std::uint32_t>(), 36u);
+            FARLO_NOT_CONNECTED);
+        EXPECT_EQ(*status.as<std::uint32_t>(), FARLO_VOLUME_STATUS_HEALTHY);
         disconnect();
         *status.as<std::uint32_t>() = 0;
-        EXPECT_EQ(ask(), 0x14u);
-        EXPECT_EQ(*status.as<std::uint32_t>(), 36u);
+        EXPECT_EQ(get_status(), FARLO_NOT_CONNECTED);
+        EXPECT_EQ(*status.as<std::uint32_t>(), FARLO_VOLUME_STATUS_HEALTHY);
         EXPECT_EQ(FARLO(GetDgVolumeStatusW)(nullptr, "", volume_guid, status.as<std::uint32_t>()),
-                  0x14u);
+                  FARLO_NOT_CONNECTED);
         EXPECT_EQ(device.records.size(), 2u);
         expect_log({entering,
                     {0, "GetDgVolumeStatusW() opal_handle is null"},
@@ -140,14 +155,16 @@ TEST_F(VolumeStatus, LooksAtTheHandleLast) {
     });
 }
 
-// What was stored stays.
-TEST_F(VolumeStatus, OfAConnectionThatDropsMeanwhile) {
+// The stored status stays.
+TEST_F(GetDgVolumeStatus, ReturnsNotConnectedWhenConnectionDrops) {
     for (const bool healthy : {true, false}) {
         at_every_threshold([&] {
-            ConfigDevice device(dll().module(), healthy ? 0xC0000001 : 0xC0000022);
+            ConfigDevice device(dll().module(),
+                                healthy ? native::unsuccessful : native::access_denied);
             device.on_request = [&] { disconnect(); };
-            EXPECT_EQ(ask(), 0x14u);
-            EXPECT_EQ(*status.as<std::uint32_t>(), healthy ? 36u : 35u);
+            EXPECT_EQ(get_status(), FARLO_NOT_CONNECTED);
+            EXPECT_EQ(*status.as<std::uint32_t>(),
+                      healthy ? FARLO_VOLUME_STATUS_HEALTHY : FARLO_VOLUME_STATUS_OTHER);
             const Log failed{{0, "GetDgVolumeStatusW() failed, error=(0x18) "}};
             expect_log(Log{entering} + (healthy ? Log{} : failed) +
                        Log{{0, "GetDgVolumeStatusW() opal_handle not connected"}, exiting});
@@ -155,61 +172,71 @@ TEST_F(VolumeStatus, OfAConnectionThatDropsMeanwhile) {
     }
 }
 
-// Three times, a second behind each; the device's answer to the opening counts as
-// the driver's.
-TEST_F(VolumeStatus, OfADeviceThatCannotBeOpened) {
-    const Answer answers[] = {
-        {0xC0000043, 23}, {0xC000000E, 1}, {0xC000000D, 19}, {0xC0000034, 24}};
-    for (const Answer& answer : answers) {
-        SCOPED_TRACE(answer.native);
+// Opening is tried three times, a second apart. The native status of the last try is treated like
+// that of a request.
+TEST_F(GetDgVolumeStatus, ReportsOtherWhenDeviceCannotBeOpened) {
+    const Translation translations[] = {{native::sharing_violation,
+                                         FARLO_DEVICE_SHARING_VIOLATION,
+                                         {{0, "GetDgVolumeStatusW() failed, error=(0x17) "}}},
+                                        {native::no_such_device,
+                                         FARLO_NOT_FOUND,
+                                         {{0, "GetDgVolumeStatusW() failed, error=(0x1) "}}},
+                                        {native::invalid_parameter,
+                                         FARLO_MISSING_ARGUMENT,
+                                         {{0, "GetDgVolumeStatusW() failed, error=(0x13) "}}},
+                                        {native::object_name_not_found,
+                                         FARLO_DEVICE_FAILED,
+                                         {{0, "GetDgVolumeStatusW() failed, error=(0x18) "}}}};
+    for (const Translation& translation : translations) {
+        SCOPED_TRACE(hex(static_cast<std::uint32_t>(translation.native)));
         at_every_threshold([&] {
-            ConfigDevice device(dll().module(), 0xC0000001);
+            ConfigDevice device(dll().module(), native::unsuccessful);
             const Failure<OpenFile> open(dll().module(), "ZwOpenFile", {.times = 3},
-                                         static_cast<NTSTATUS>(answer.native));
-            EXPECT_EQ(ask(), answer.result);
-            EXPECT_EQ(*status.as<std::uint32_t>(), 35u);
+                                         translation.native);
+            EXPECT_EQ(get_status(), translation.status);
+            EXPECT_EQ(*status.as<std::uint32_t>(), FARLO_VOLUME_STATUS_OTHER);
             EXPECT_EQ(open.calls(), 3u);
             EXPECT_EQ(device.records.size(), 0u);
             expect_pauses({{"Sleep", 1000}, {"Sleep", 1000}, {"Sleep", 1000}});
-            char line[64];
-            std::snprintf(line, sizeof line, "GetDgVolumeStatusW() failed, error=(0x%x) ",
-                          answer.result);
-            expect_log({entering, {0, line}, exiting});
+            expect_log(Log{entering} + translation.logged + Log{exiting});
         });
     }
     at_every_threshold([&] {
-        ConfigDevice device(dll().module(), 0xC0000001);
+        ConfigDevice device(dll().module(), native::unsuccessful);
         const Failure<OpenFile> open(dll().module(), "ZwOpenFile", {.times = 2},
-                                     static_cast<NTSTATUS>(0xC0000043));
-        EXPECT_EQ(ask(), 36u);
-        EXPECT_EQ(*status.as<std::uint32_t>(), 36u);
+                                     native::sharing_violation);
+        EXPECT_EQ(get_status(), FARLO_DEVICE_UNSUCCESSFUL);
+        EXPECT_EQ(*status.as<std::uint32_t>(), FARLO_VOLUME_STATUS_HEALTHY);
         EXPECT_EQ(device.records.size(), 1u);
         expect_pauses({{"Sleep", 1000}, {"Sleep", 1000}});
         expect_log({entering, exiting});
     });
 }
 
-TEST_F(VolumeStatus, NeedsNoMemoryAndNoService) {
+TEST_F(GetDgVolumeStatus, NeedsNeitherMemoryNorService) {
     std::vector<std::uint32_t> results;
     at_every_allocation([&] {
-        const ConfigDevice device(dll().module(), 0xC0000001);
-        results.push_back(ask());
-        EXPECT_EQ(*status.as<std::uint32_t>(), 36u);
+        const ConfigDevice device(dll().module(), native::unsuccessful);
+        results.push_back(get_status());
+        EXPECT_EQ(*status.as<std::uint32_t>(), FARLO_VOLUME_STATUS_HEALTHY);
         expect_calls({});
     });
-    // The second run ends it: there was no allocation that could fail.
-    EXPECT_EQ(results, (std::vector<std::uint32_t>{36, 36}));
+    // The runs end with the second one: there is no allocation that could fail.
+    EXPECT_EQ(results,
+              (std::vector<std::uint32_t>{FARLO_DEVICE_UNSUCCESSFUL, FARLO_DEVICE_UNSUCCESSFUL}));
 }
 
-TEST_F(VolumeStatus, ChecksItsArguments) {
+TEST_F(GetDgVolumeStatus, ChecksArguments) {
     at_every_threshold([&] {
-        ConfigDevice device(dll().module(), 0xC0000001);
+        ConfigDevice device(dll().module(), native::unsuccessful);
         auto* const out = status.as<std::uint32_t>();
-        EXPECT_EQ(FARLO(GetDgVolumeStatusW)(handle, nullptr, nullptr, out), 0x80070057u);
-        EXPECT_EQ(FARLO(GetDgVolumeStatusW)(handle, nullptr, volume_guid, out), 0x13u);
-        EXPECT_EQ(FARLO(GetDgVolumeStatusW)(handle, "", volume_guid, out), 0x13u);
-        EXPECT_EQ(FARLO(GetDgVolumeStatusW)(handle, "g", volume_guid, nullptr), 0x13u);
-        EXPECT_EQ(ask(std::string(65, 'g').c_str()), 0x80070057u);
+        EXPECT_EQ(FARLO(GetDgVolumeStatusW)(handle, nullptr, nullptr, out), FARLO_INVALID_ARGUMENT);
+        EXPECT_EQ(FARLO(GetDgVolumeStatusW)(handle, nullptr, volume_guid, out),
+                  FARLO_MISSING_ARGUMENT);
+        EXPECT_EQ(FARLO(GetDgVolumeStatusW)(handle, "", volume_guid, out), FARLO_MISSING_ARGUMENT);
+        EXPECT_EQ(FARLO(GetDgVolumeStatusW)(handle, "g", volume_guid, nullptr),
+                  FARLO_MISSING_ARGUMENT);
+        EXPECT_EQ(get_status(std::string(65, 'g').c_str()), FARLO_INVALID_ARGUMENT);
         EXPECT_TRUE(status.untouched());
         EXPECT_EQ(device.records.size(), 0u);
         const Expected invalid{0, "GetDgVolumeStatusW() failed, error=(0x80070057) "};
@@ -237,15 +264,15 @@ TEST_F(VolumeStatus, ChecksItsArguments) {
     });
 }
 
-TEST_F(VolumeStatus, TakesTheLongestGuidText) {
+TEST_F(GetDgVolumeStatus, AcceptsLongestGuid) {
     once([&] {
-        ConfigDevice device(dll().module(), 0xC0000001);
-        EXPECT_EQ(ask(std::string(64, 'g').c_str()), 36u);
+        ConfigDevice device(dll().module(), native::unsuccessful);
+        EXPECT_EQ(get_status(std::string(64, 'g').c_str()), FARLO_DEVICE_UNSUCCESSFUL);
         EXPECT_EQ(device.records, (Requests{request(std::string(64, 'g'))}));
     });
 }
 
-TEST_F(VolumeStatus, IsOneEntryUnderBothNames) {
+TEST_F(GetDgVolumeStatus, IsOneFunctionUnderTwoNames) {
     once([&] { EXPECT_EQ(FARLO(GetDgVolumeStatusA), FARLO(GetDgVolumeStatusW)); });
 }
 
