@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 
 namespace {
 
@@ -446,6 +447,36 @@ TEST_F(DroppedWhileOnlining, LeavesReconnectingToTheHoldersValidation) {
         EXPECT_EQ(LabCmdDeliver(handle, &alert), ZTSTATUS_OK);
         EXPECT_EQ(resets, 1u);
         EXPECT_EQ(online(), 0u);
+    });
+}
+
+// The call's own connection is a new one for which no alerts were registered: the next
+// validation of any connected handle registers them on that handle.
+TEST_F(DroppedWhileOnlining, HasTheNextValidationRegisterTheAlerts) {
+    at_every_threshold([&] {
+        opal_handle other = nullptr;
+        ASSERT_EQ(FARLO(InitializeClusterW)(&other), FARLO_SUCCESS);
+        FARLO(RegisterForAlerts)(handle, reset_timeout);
+        accept_online(R"(, {"property": "dgid", "call": 1, "status": "0xc100003a"})");
+        interpose<decltype(ObGetProperty)>(
+            "ObGetProperty", [&](opal_connection connection, opal_context context,
+                                 const opal_objid* object, const char* name, auto... rest) {
+                if (connection == handle->connection && std::strcmp(name, "dgid") == 0) {
+                    disconnect();  // this handle only
+                }
+                return ObGetProperty(connection, context, object, name, rest...);
+            });
+        EXPECT_EQ(online(), FARLO_SUCCESS);
+        EXPECT_EQ(handle->connected, 0);
+
+        const Commands before = commands();
+        EXPECT_EQ(FARLO(ValidateClusterW)(&other), FARLO_SUCCESS);
+        EXPECT_EQ(commands(), (Commands{before.initialize, before.uninitialize,
+                                        before.register_alerts + 1, before.live_handles}));
+        lab_cmd_calls calls;
+        LabCmdGetCalls(&calls);
+        EXPECT_EQ(calls.last_registered, other);
+        EXPECT_EQ(FARLO(UnInitializeClusterW)(other), FARLO_SUCCESS);
     });
 }
 
