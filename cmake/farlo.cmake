@@ -5,6 +5,16 @@ add_library(farlo_warnings INTERFACE)
 target_compile_options(farlo_warnings INTERFACE -Wall -Wextra -Wconversion -Wshadow -Werror)
 target_compile_definitions(farlo_warnings INTERFACE UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX
                            _WIN32_WINNT=0x0A00)
+# What does not ship: the lab, the agent and the benchmarks. Line numbers are all the debug
+# information that they need; with all of it each lab program grows to 35 MB.
+add_library(farlo_unshipped INTERFACE)
+target_compile_options(farlo_unshipped INTERFACE -g1)
+target_link_libraries(farlo_unshipped INTERFACE farlo_warnings)
+
+# Tests: compiled far more often than their speed matters.
+add_library(farlo_test_build INTERFACE)
+target_compile_options(farlo_test_build INTERFACE -O0 -g1)
+target_link_libraries(farlo_test_build INTERFACE farlo_warnings)
 
 # The library's own sources, in a build that counts what of them is run (./run
 # coverage): as they are written, since the optimiser adds and drops branches.
@@ -18,7 +28,7 @@ endif()
 # Header-only libraries of the host, each exposed alone: the host's include
 # folder as a whole is not for the cross compiler.
 function(farlo_host_headers target)
-  set(folder "${CMAKE_BINARY_DIR}/host-headers/${target}")
+  set(folder "${PROJECT_BINARY_DIR}/host-headers/${target}")
   add_library(${target} INTERFACE)
   foreach(name IN LISTS ARGN)
     if(NOT EXISTS "/usr/include/${name}")
@@ -29,8 +39,6 @@ function(farlo_host_headers target)
   endforeach()
   target_include_directories(${target} SYSTEM INTERFACE "${folder}")
 endfunction()
-farlo_host_headers(nlohmann_json nlohmann)
-farlo_host_headers(cli11 CLI)
 
 # A source that reads a command line does so once, and costs the optimiser more than
 # any other.
