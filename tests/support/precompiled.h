@@ -1,0 +1,19 @@
+// What most sources of tests begin with, compiled once for all of them. A source includes what
+// it uses anyway.
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+// In C++20 each source would compile the members of these again. precompiled.cpp has them.
+extern template class std::basic_string<char>;
+extern template class std::basic_string<wchar_t>;
+extern template class std::vector<std::string>;
+extern template class std::vector<std::wstring>;
+extern template class std::function<void()>;
