@@ -60,6 +60,9 @@ endfunction()
 # farlo_precompile(TARGET [REUSE_FROM other]): compiles the headers that most sources begin
 # with once. Targets that reuse them are compiled with the same options.
 function(farlo_precompile target)
+  if(FARLO_LINT)
+    return()
+  endif()
   if(ARGN)
     target_precompile_headers(${target} ${ARGN})
   else()
@@ -82,4 +85,32 @@ function(farlo_split_symbols target)
     COMMAND ${CMAKE_STRIP} --strip-debug $<TARGET_FILE:${target}>
     COMMAND ${CMAKE_OBJCOPY} --add-gnu-debuglink=$<TARGET_FILE:${target}>.debug $<TARGET_FILE:${target}>
     VERBATIM)
+endfunction()
+
+# farlo_tidy(FOLDER...): clang-tidy over the targets of these folders and of all below them,
+# as the target "tidy" of the lint build.
+function(farlo_tidy)
+  set(stamps "")
+  set(folders ${ARGN})
+  while(folders)
+    list(POP_FRONT folders folder)
+    get_property(below DIRECTORY "${folder}" PROPERTY SUBDIRECTORIES)
+    list(APPEND folders ${below})
+    get_property(targets DIRECTORY "${folder}" PROPERTY BUILDSYSTEM_TARGETS)
+    foreach(target IN LISTS targets)
+      get_target_property(sources ${target} SOURCES)
+      if(NOT sources MATCHES "[.]c(pp)?(;|$)")
+        continue()
+      endif()
+      set(stamp "${PROJECT_BINARY_DIR}/tidy/${target}")
+      add_custom_command(OUTPUT "${stamp}"
+        COMMAND "${PROJECT_SOURCE_DIR}/cmake/tidy-target" ${target} "${stamp}"
+        DEPENDS $<TARGET_OBJECTS:${target}> "${PROJECT_SOURCE_DIR}/.clang-tidy"
+                "${PROJECT_SOURCE_DIR}/cmake/tidy-target"
+        WORKING_DIRECTORY "${PROJECT_BINARY_DIR}" VERBATIM)
+      list(APPEND stamps "${stamp}")
+    endforeach()
+  endwhile()
+  file(MAKE_DIRECTORY "${PROJECT_BINARY_DIR}/tidy")
+  add_custom_target(tidy DEPENDS ${stamps})
 endfunction()
