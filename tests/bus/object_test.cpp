@@ -114,10 +114,12 @@ TEST_F(Objects, QuotesInAValueReachTheService) {
     QueryText text;
     ASSERT_TRUE(text.format(ZTTYPE_VOLUME, "DEVICE NAME", L"a \"b\" c"));
     std::vector<CZtObject> found;
-    EXPECT_EQ(calls_of([&] { CZtDatabase::GetObjectsByQuery(m_pair, text.c_str(), found); },
-                       LAB_RECORD_SERVICE),
-              Texts{R"(DbGetObjectsByQuery "SELECT FROM tamo_ztvm_volume where \"DEVICE NAME\" )"
-                    R"(EQ a \"b\" c" -> 0x0 [@v1])"});
+    EXPECT_EQ(
+        calls_of(
+            [&] { EXPECT_EQ(CZtDatabase::GetObjectsByQuery(m_pair, text.c_str(), found), 0u); },
+            LAB_RECORD_SERVICE),
+        Texts{R"(DbGetObjectsByQuery "SELECT FROM tamo_ztvm_volume where \"DEVICE NAME\" )"
+              R"(EQ a \"b\" c" -> 0x0 [@v1])"});
     EXPECT_EQ(found.size(), 1u);
 }
 

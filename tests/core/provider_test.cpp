@@ -12,6 +12,7 @@
 #include <cstring>
 #include <functional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -282,8 +283,9 @@ TEST_F(Provider, DescriptorOfIdsThatHaveNoText) {
     for (const std::size_t had : {0u, 1u}) {
         SCOPED_TRACE(had);
         guid_texts.assign(had, "text");
-        EXPECT_EQ(bus_test::thrown_by(
-                      [&] { farlo::FormatMethodDescriptor(object_id, interface_guid, 3, 4); }),
+        EXPECT_EQ(bus_test::thrown_by([&] {
+                      std::ignore = farlo::FormatMethodDescriptor(object_id, interface_guid, 3, 4);
+                  }),
                   0xc1000102u);
     }
 }
