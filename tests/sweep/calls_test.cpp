@@ -11,40 +11,48 @@ class CallSweep : public Sweep {
     void fail_every_call(DWORD threshold) {
         in_situation(GetParam(), threshold, [&] {
             at_every_call([&](const Import& import, const Call& call) {
-                for (const Way& way : import.ways) {
-                    fail_call(import, call, way);
+                for (const Fault& fault : import.faults) {
+                    fail_call(import, call, fault);
                 }
             });
         });
     }
 
   private:
-    void fail_call(const Import& import, const Call& call, const Way& way) {
+    void fail_call(const Import& import, const Call& call, const Fault& fault) {
         const std::string name = import.name;
-        const std::string what = name + " " + std::to_string(call.number) + " " + way.text;
-        tell(what);
-        imported().fail(call, way);
+        const std::string what = name + " " + std::to_string(call.number) + " " + fault.description;
+        announce(what);
+        imported().fail(call, fault);
         const Result result = perform();
-        if (!imported().fired()) {
-            fault(what, "was not met");
+        if (!imported().reached()) {
+            report(what, "was not met");
         }
-        const Answers& answers = GetParam().answers;
-        Judgement judgement;
-        judgement.injected =
-            way.last_error != 0 ? way.last_error : static_cast<std::uint32_t>(way.result);
-        judgement.as_clean = import.log_only || only_releases(name, way);
-        judgement.informational = way.meaning == Way::Meaning::informational && !answers.zero_only;
+        check(what, result, expectation(import, call, fault));
+    }
+
+    Expectation expectation(const Import& import, const Call& call, const Fault& fault) {
+        const Contract& contract = GetParam().contract;
+        const std::string name = import.name;
+        Expectation expectation;
+        expectation.injected =
+            fault.last_error != 0 ? fault.last_error : static_cast<std::uint32_t>(fault.result);
         // A record goes on without what a method did not simply succeed to tell.
-        judgement.other_outputs = !answers.service && name == "PrCallDispatch";
-        if (!judgement.as_clean) {
-            judgement.outcome = outcome(call, way);
+        expectation.outputs_may_differ = !contract.service_statuses && name == "PrCallDispatch";
+        if (import.log_only || only_releases(name, fault)) {
+            expectation.status = Allowed::clean;
+            return expectation;
         }
-        judge(what, result, judgement);
+        if (fault.meaning == Fault::Meaning::informational && !contract.only_zero_succeeds) {
+            expectation.status = Allowed::clean_or_injected;
+        }
+        expectation.outcome = outcome(call, fault);
+        return expectation;
     }
 
     // What is given back is given back all the same, and nobody is told of the failure.
-    static bool only_releases(const std::string& name, const Way& way) {
-        return way.work == Way::Work::done && way.meaning == Way::Meaning::failure &&
+    static bool only_releases(const std::string& name, const Fault& fault) {
+        return fault.effect == Fault::Effect::called && fault.meaning == Fault::Meaning::failure &&
                name != "UnInitializeZtVmW";
     }
 };
@@ -63,7 +71,7 @@ TEST_P(CallSweep, EveryAllocationFails) {
         constexpr long limit = 20'000;
         for (long n = 1;; ++n) {
             const std::string what = "allocation " + std::to_string(n) + " fails";
-            tell(what);
+            announce(what);
             heap().fail(n);
             const Result result = perform();
             const bool failed = heap().has_failed();
@@ -72,11 +80,8 @@ TEST_P(CallSweep, EveryAllocationFails) {
                 EXPECT_NE(n, limit) << "allocations without end";
                 break;
             }
-            begin_point();
-            Judgement judgement;
-            judgement.may_be_silent = true;
-            judgement.any_step = true;
-            judge(what, result, judgement);
+            count_fault_point();
+            check(what, result, {.any_step = true, .line_is_optional = true});
         }
     });
 }

@@ -14,27 +14,26 @@ class DropSweep : public Sweep {
             at_every_call([&](const Import& import, const Call& call) {
                 const std::string what = std::string(kind) + " in front of " + import.name + " " +
                                          std::to_string(call.number);
-                tell(what);
-                unsigned looks = 0;
+                announce(what);
+                unsigned reads_before = 0;
                 imported().before(call, [&] {
                     drop();
-                    looks = machine().looks();
+                    reads_before = machine().connected_reads();
                 });
                 const Result result = perform();
-                if (!imported().fired()) {
-                    fault(what, "was not met");
+                if (!imported().reached()) {
+                    report(what, "was not met");
                 }
                 // The command library looks for itself.
-                const bool looked = machine().looks() != looks ||
-                                    std::string(import.name) == "RegisterAlertCallback";
-                Judgement judgement;
-                judgement.dropped = looked;
-                judgement.as_clean = !looked && bus_answers;
-                judgement.lied_to = true;
-                judge(what, result, judgement);
-                if (!looked && bus_answers && import.asks_service() &&
-                    !situation().answers.unaware) {
-                    fault(what, "is not noticed");
+                const bool has_checked = machine().connected_reads() != reads_before ||
+                                         std::string(import.name) == "RegisterAlertCallback";
+                const Allowed status = has_checked   ? Allowed::disconnected
+                                       : bus_answers ? Allowed::clean
+                                                     : Allowed::described;
+                check(what, result, {.status = status, .outputs_may_be_written = true});
+                if (!has_checked && bus_answers && import.asks_service() &&
+                    situation().contract.rechecks_connection) {
+                    report(what, "is not noticed");
                 }
             });
         });

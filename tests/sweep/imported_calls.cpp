@@ -26,16 +26,16 @@ using Original = std::uint64_t(std::uint64_t, std::uint64_t, std::uint64_t, std:
                                std::uint64_t);
 
 constexpr std::size_t capacity = 96;
-constexpr std::uint64_t none = ~std::uint64_t{0};  // INVALID_HANDLE_VALUE, (size_t)-1
+constexpr std::uint64_t all_bits = ~std::uint64_t{0};  // INVALID_HANDLE_VALUE, (size_t)-1
 
 struct State {
     std::array<Original*, capacity> originals{};
     std::array<unsigned, capacity> counts{};
     Call armed;
-    Way way;
+    Fault fault;
     std::function<void()> action;
-    bool fired = false;
-    bool counts_now = false;
+    bool reached = false;
+    bool is_counting = false;
 };
 
 SRWLOCK guard = SRWLOCK_INIT;
@@ -47,32 +47,32 @@ std::uint64_t call_original(std::size_t import, const Arguments& arguments) {
 
 // A status of the bus is 32 bits wide and nothing is known of the upper half, nor does
 // anybody look at it.
-std::uint64_t fail(std::size_t import, const Way& way, const Arguments& arguments) {
-    if (way.work == Way::Work::done) {
+std::uint64_t inject(std::size_t import, const Fault& fault, const Arguments& arguments) {
+    if (fault.effect == Fault::Effect::called) {
         call_original(import, arguments);
     }
-    if (way.work == Way::Work::handed) {
-        for (const Import::Out& out : failing_imports()[import].outs) {
-            std::memset(reinterpret_cast<void*>(arguments[out.argument]), 0, out.size);
+    if (fault.effect == Fault::Effect::clears_outputs) {
+        for (const Import::Output& output : failing_imports()[import].outputs) {
+            std::memset(reinterpret_cast<void*>(arguments[output.argument]), 0, output.size);
         }
     }
-    if (way.last_error != 0) {
-        SetLastError(way.last_error);
+    if (fault.last_error != 0) {
+        SetLastError(fault.last_error);
     }
-    return way.result;
+    return fault.result;
 }
 
-std::uint64_t pass(std::size_t import, const Arguments& arguments) {
-    Way way;
+std::uint64_t dispatch(std::size_t import, const Arguments& arguments) {
+    Fault fault;
     std::function<void()> action;
     bool armed = false;
-    if (const DWORD error = GetLastError(); state.counts_now) {
+    if (const DWORD error = GetLastError(); state.is_counting) {
         const support::Exclusive hold(guard);
         const unsigned number = ++state.counts[import];
         armed = state.armed.number == number && state.armed.import == import;
         if (armed) {
-            state.fired = true;
-            way = state.way;
+            state.reached = true;
+            fault = state.fault;
             action = state.action;
         }
         SetLastError(error);
@@ -84,7 +84,7 @@ std::uint64_t pass(std::size_t import, const Arguments& arguments) {
         action();
         return call_original(import, arguments);
     }
-    return fail(import, way, arguments);
+    return inject(import, fault, arguments);
 }
 
 // Takes as many arguments as any function has: on this platform the caller cleans up, and
@@ -94,7 +94,7 @@ std::uint64_t thunk(std::uint64_t a, std::uint64_t b, std::uint64_t c, std::uint
                     std::uint64_t e, std::uint64_t f, std::uint64_t g, std::uint64_t h,
                     std::uint64_t i, std::uint64_t j, std::uint64_t k, std::uint64_t l,
                     std::uint64_t m) {
-    return pass(import, {a, b, c, d, e, f, g, h, i, j, k, l, m});
+    return dispatch(import, {a, b, c, d, e, f, g, h, i, j, k, l, m});
 }
 
 const std::array<Original*, capacity>& thunks() {
@@ -112,89 +112,103 @@ std::string hex(std::uint32_t value) {
 }
 
 // One status for each kind of failure, and one of each kind of success that is not 0.
-std::vector<Way> statuses(Way::Work work = Way::Work::none) {
-    std::vector<Way> ways;
+std::vector<Fault> statuses(Fault::Effect effect = Fault::Effect::not_called) {
+    std::vector<Fault> faults;
     for (const std::uint32_t status : {ZTERROR_PROVIDER, 0x5u, 0x80070005u}) {
-        ways.push_back({"answers " + hex(status), status, 0, work, Way::Meaning::failure});
+        faults.push_back(
+            {.description = "answers " + hex(status), .result = status, .effect = effect});
     }
     for (const std::uint32_t status : {0x41000012u, 0x00070005u}) {
-        ways.push_back({"succeeds with " + hex(status), status, 0, Way::Work::done,
-                        Way::Meaning::informational});
+        faults.push_back({.description = "succeeds with " + hex(status),
+                          .result = status,
+                          .effect = Fault::Effect::called,
+                          .meaning = Fault::Meaning::informational});
     }
-    return ways;
+    return faults;
 }
 
-std::vector<Way> statuses_or_nothing() {
-    std::vector<Way> ways = statuses();
-    ways.push_back({"hands out nothing", 0, 0, Way::Work::handed, Way::Meaning::nothing});
-    return ways;
+std::vector<Fault> statuses_or_no_output() {
+    std::vector<Fault> faults = statuses();
+    faults.push_back({.description = "hands out nothing",
+                      .effect = Fault::Effect::clears_outputs,
+                      .meaning = Fault::Meaning::no_output});
+    return faults;
 }
 
-std::vector<Way> errors(std::uint64_t result, const std::vector<DWORD>& codes,
-                        Way::Work work = Way::Work::none) {
-    std::vector<Way> ways;
+std::vector<Fault> last_errors(std::uint64_t result, const std::vector<DWORD>& codes,
+                               Fault::Effect effect = Fault::Effect::not_called) {
+    std::vector<Fault> faults;
     for (const DWORD code : codes) {
-        ways.push_back({"fails with error " + std::to_string(code), result, code, work,
-                        Way::Meaning::failure});
+        faults.push_back({.description = "fails with error " + std::to_string(code),
+                          .result = result,
+                          .last_error = code,
+                          .effect = effect});
     }
-    return ways;
+    return faults;
 }
 
 // The registry answers its errors.
-std::vector<Way> answers(const std::vector<DWORD>& codes) {
-    std::vector<Way> ways;
+std::vector<Fault> returned_errors(const std::vector<DWORD>& codes,
+                                   Fault::Effect effect = Fault::Effect::not_called) {
+    std::vector<Fault> faults;
     for (const DWORD code : codes) {
-        ways.push_back(
-            {"answers " + std::to_string(code), code, 0, Way::Work::none, Way::Meaning::failure});
+        faults.push_back(
+            {.description = "answers " + std::to_string(code), .result = code, .effect = effect});
     }
-    return ways;
+    return faults;
 }
 
-std::vector<Way> native_statuses(const std::vector<NTSTATUS>& statuses) {
-    std::vector<Way> ways;
+std::vector<Fault> native_statuses(const std::vector<NTSTATUS>& statuses) {
+    std::vector<Fault> faults;
     for (const NTSTATUS status : statuses) {
         const auto code = static_cast<std::uint32_t>(status);
-        ways.push_back({"answers " + hex(code), code, 0, Way::Work::none, Way::Meaning::failure});
+        faults.push_back({.description = "answers " + hex(code), .result = code});
     }
-    return ways;
+    return faults;
 }
 
-std::vector<Way> waits() {
-    return {{"fails", WAIT_FAILED, ERROR_INVALID_HANDLE, Way::Work::none, Way::Meaning::failure},
-            {"is abandoned", WAIT_ABANDONED, 0, Way::Work::done, Way::Meaning::timeout},
-            {"times out", WAIT_TIMEOUT, 0, Way::Work::none, Way::Meaning::timeout}};
+std::vector<Fault> failing_waits() {
+    return {
+        {.description = "fails", .result = WAIT_FAILED, .last_error = ERROR_INVALID_HANDLE},
+        {.description = "is abandoned",
+         .result = WAIT_ABANDONED,
+         .effect = Fault::Effect::called,
+         .meaning = Fault::Meaning::timeout},
+        {.description = "times out", .result = WAIT_TIMEOUT, .meaning = Fault::Meaning::timeout}};
 }
 
-constexpr std::size_t word = sizeof(void*);
-constexpr std::size_t record = sizeof(opal_property);
-constexpr auto done = Way::Work::done;
+constexpr std::size_t pointer_size = sizeof(void*);
+constexpr std::size_t count_size = sizeof(std::uint32_t);
+constexpr std::size_t property_size = sizeof(opal_property);
+constexpr auto called = Fault::Effect::called;
+constexpr bool log_only = true;
 
 // Such a call fails before it tells what it did not do: releasing is done all the same, so
 // that what leaks is the library's.
 const std::vector<Import> imports = {
-    {"DbGetObjects", statuses_or_nothing(), {{3, word}, {4, 4}}},
-    {"DbGetObjectsByQuery", statuses_or_nothing(), {{3, word}, {4, 4}}},
-    {"ObGetChildObjects", statuses_or_nothing(), {{4, word}, {5, 4}}},
-    {"ObGetParentObjects", statuses_or_nothing(), {{4, word}, {5, 4}}},
-    {"ObGetProperty", statuses_or_nothing(), {{4, record}}},
-    {"ObGetProperties", statuses_or_nothing(), {{3, word}}},
-    {"ObGetObjectType", statuses_or_nothing(), {{3, word}}},
+    {"DbGetObjects", statuses_or_no_output(), {{3, pointer_size}, {4, count_size}}},
+    {"DbGetObjectsByQuery", statuses_or_no_output(), {{3, pointer_size}, {4, count_size}}},
+    {"ObGetChildObjects", statuses_or_no_output(), {{4, pointer_size}, {5, count_size}}},
+    {"ObGetParentObjects", statuses_or_no_output(), {{4, pointer_size}, {5, count_size}}},
+    {"ObGetProperty", statuses_or_no_output(), {{4, property_size}}},
+    {"ObGetProperties", statuses_or_no_output(), {{3, pointer_size}}},
+    {"ObGetObjectType", statuses_or_no_output(), {{3, pointer_size}}},
     {"ObSetProperty", statuses(), {}},
     {"ObDeleteObject", statuses(), {}},
-    {"PrCallDispatch", statuses_or_nothing(), {}},
-    {"PsCreatePropset", statuses_or_nothing(), {{0, word}}},
-    {"PsCopyPropset", statuses_or_nothing(), {{1, word}}},
+    {"PrCallDispatch", statuses_or_no_output(), {}},
+    {"PsCreatePropset", statuses_or_no_output(), {{0, pointer_size}}},
+    {"PsCopyPropset", statuses_or_no_output(), {{1, pointer_size}}},
     {"PsAddProperty", statuses(), {}},
     {"PsSetProperty", statuses(), {}},
-    {"PsFindProperty", statuses_or_nothing(), {{2, record}}},
-    {"PsFindNextProperty", statuses_or_nothing(), {{1, record}}},
+    {"PsFindProperty", statuses_or_no_output(), {{2, property_size}}},
+    {"PsFindNextProperty", statuses_or_no_output(), {{1, property_size}}},
     {"PsOpenPropset", statuses(), {}},
-    {"PsDestroyPropset", statuses(done), {}},
-    {"PsFreeProperty", statuses(done), {}},
-    {"ZtGUIDToString", {{"answers NULL", 0, 0, Way::Work::none, Way::Meaning::failure}}, {}},
-    {"Ztwcstombs", errors(none, {ERROR_NO_UNICODE_TRANSLATION}), {}},
-    {"InitializeZtVmW", statuses_or_nothing(), {{2, word}}},
-    {"UnInitializeZtVmW", statuses(done), {}},
+    {"PsDestroyPropset", statuses(called), {}},
+    {"PsFreeProperty", statuses(called), {}},
+    {"ZtGUIDToString", {{.description = "answers NULL"}}, {}},
+    {"Ztwcstombs", last_errors(all_bits, {ERROR_NO_UNICODE_TRANSLATION}), {}},
+    {"InitializeZtVmW", statuses_or_no_output(), {{2, pointer_size}}},
+    {"UnInitializeZtVmW", statuses(called), {}},
     {"RegisterAlertCallback", statuses(), {}},
     {"ZwOpenFile",
      native_statuses({STATUS_SHARING_VIOLATION, STATUS_OBJECT_NAME_NOT_FOUND,
@@ -205,42 +219,42 @@ const std::vector<Import> imports = {
                       STATUS_OBJECT_NAME_NOT_FOUND, STATUS_SHARING_VIOLATION,
                       STATUS_ACCESS_DENIED}),
      {}},
-    {"CreateEventA", errors(0, {ERROR_ACCESS_DENIED}), {}},
-    {"CreateMutexA", errors(0, {ERROR_ACCESS_DENIED}), {}},
-    {"CreateThread", errors(0, {ERROR_NOT_ENOUGH_MEMORY}), {}},
-    {"GetExitCodeThread", errors(0, {ERROR_INVALID_HANDLE}), {}},
-    {"WaitForSingleObject", waits(), {}},
-    {"ReleaseMutex", errors(0, {ERROR_NOT_OWNER}, done), {}},
-    {"SetEvent", errors(0, {ERROR_INVALID_HANDLE}, done), {}},
-    {"CloseHandle", errors(0, {ERROR_INVALID_HANDLE}, done), {}},
-    {"CreateFileW", errors(none, {ERROR_FILE_NOT_FOUND, ERROR_SHARING_VIOLATION}), {}},
+    {"CreateEventA", last_errors(0, {ERROR_ACCESS_DENIED}), {}},
+    {"CreateMutexA", last_errors(0, {ERROR_ACCESS_DENIED}), {}},
+    {"CreateThread", last_errors(0, {ERROR_NOT_ENOUGH_MEMORY}), {}},
+    {"GetExitCodeThread", last_errors(0, {ERROR_INVALID_HANDLE}), {}},
+    {"WaitForSingleObject", failing_waits(), {}},
+    {"ReleaseMutex", last_errors(0, {ERROR_NOT_OWNER}, called), {}},
+    {"SetEvent", last_errors(0, {ERROR_INVALID_HANDLE}, called), {}},
+    {"CloseHandle", last_errors(0, {ERROR_INVALID_HANDLE}, called), {}},
+    {"CreateFileW", last_errors(all_bits, {ERROR_FILE_NOT_FOUND, ERROR_SHARING_VIOLATION}), {}},
     {"DeviceIoControl",
-     errors(0, {ERROR_INVALID_FUNCTION, ERROR_MORE_DATA, ERROR_INSUFFICIENT_BUFFER}),
+     last_errors(0, {ERROR_INVALID_FUNCTION, ERROR_MORE_DATA, ERROR_INSUFFICIENT_BUFFER}),
      {}},
-    {"FlushFileBuffers", errors(0, {ERROR_WRITE_PROTECT}), {}},
-    {"GetVolumeInformationW", errors(0, {ERROR_NOT_READY}), {}},
-    {"FindFirstFileW", errors(none, {ERROR_FILE_NOT_FOUND, ERROR_ACCESS_DENIED}), {}},
-    {"FindNextFileW", errors(0, {ERROR_NO_MORE_FILES, ERROR_ACCESS_DENIED}), {}},
-    {"FindClose", errors(0, {ERROR_INVALID_HANDLE}, done), {}},
-    {"RemoveDirectoryW", errors(0, {ERROR_DIR_NOT_EMPTY, ERROR_ACCESS_DENIED}), {}},
-    {"PathCombineW", errors(0, {ERROR_INVALID_PARAMETER}), {}},
-    {"RegOpenKeyExA", answers({ERROR_FILE_NOT_FOUND, ERROR_ACCESS_DENIED}), {}},
-    {"RegOpenKeyExW", answers({ERROR_FILE_NOT_FOUND, ERROR_ACCESS_DENIED}), {}},
-    {"RegQueryValueExA", answers({ERROR_FILE_NOT_FOUND, ERROR_MORE_DATA}), {}},
-    {"RegQueryValueExW", answers({ERROR_FILE_NOT_FOUND, ERROR_MORE_DATA}), {}},
-    {"RegCloseKey", {{"answers 6", ERROR_INVALID_HANDLE, 0, done, Way::Meaning::failure}}, {}},
-    {"CreateFileA", errors(none, {ERROR_SHARING_VIOLATION}), {}, true},
-    {"GetFileSizeEx", errors(0, {ERROR_INVALID_HANDLE}), {}, true},
-    {"LockFileEx", errors(0, {ERROR_LOCK_VIOLATION}), {}, true},
-    {"SetFilePointerEx", errors(0, {ERROR_INVALID_HANDLE}), {}, true},
-    {"WriteFile", errors(0, {ERROR_DISK_FULL}), {}, true},
-    {"ReadFile", errors(0, {ERROR_READ_FAULT}), {}, true},
-    {"_localtime64", errors(0, {ERROR_INVALID_PARAMETER}), {}, true},
+    {"FlushFileBuffers", last_errors(0, {ERROR_WRITE_PROTECT}), {}},
+    {"GetVolumeInformationW", last_errors(0, {ERROR_NOT_READY}), {}},
+    {"FindFirstFileW", last_errors(all_bits, {ERROR_FILE_NOT_FOUND, ERROR_ACCESS_DENIED}), {}},
+    {"FindNextFileW", last_errors(0, {ERROR_NO_MORE_FILES, ERROR_ACCESS_DENIED}), {}},
+    {"FindClose", last_errors(0, {ERROR_INVALID_HANDLE}, called), {}},
+    {"RemoveDirectoryW", last_errors(0, {ERROR_DIR_NOT_EMPTY, ERROR_ACCESS_DENIED}), {}},
+    {"PathCombineW", last_errors(0, {ERROR_INVALID_PARAMETER}), {}},
+    {"RegOpenKeyExA", returned_errors({ERROR_FILE_NOT_FOUND, ERROR_ACCESS_DENIED}), {}},
+    {"RegOpenKeyExW", returned_errors({ERROR_FILE_NOT_FOUND, ERROR_ACCESS_DENIED}), {}},
+    {"RegQueryValueExA", returned_errors({ERROR_FILE_NOT_FOUND, ERROR_MORE_DATA}), {}},
+    {"RegQueryValueExW", returned_errors({ERROR_FILE_NOT_FOUND, ERROR_MORE_DATA}), {}},
+    {"RegCloseKey", returned_errors({ERROR_INVALID_HANDLE}, called), {}},
+    {"CreateFileA", last_errors(all_bits, {ERROR_SHARING_VIOLATION}), {}, log_only},
+    {"GetFileSizeEx", last_errors(0, {ERROR_INVALID_HANDLE}), {}, log_only},
+    {"LockFileEx", last_errors(0, {ERROR_LOCK_VIOLATION}), {}, log_only},
+    {"SetFilePointerEx", last_errors(0, {ERROR_INVALID_HANDLE}), {}, log_only},
+    {"WriteFile", last_errors(0, {ERROR_DISK_FULL}), {}, log_only},
+    {"ReadFile", last_errors(0, {ERROR_READ_FAULT}), {}, log_only},
+    {"_localtime64", last_errors(0, {ERROR_INVALID_PARAMETER}), {}, log_only},
 };
 
 // Functions that have no way of failing that a caller sees; texts and memory; those of the
 // compiler's runtime. What allocates is made to fail by the sweep of allocations.
-const std::set<std::string> others = {
+const std::set<std::string> never_failing = {
     // Process attach only, which the tests of core make fail.
     "InitializeSecurityDescriptor", "SetSecurityDescriptorDacl", "ExpandEnvironmentStringsA",
     // Allocations.
@@ -302,7 +316,7 @@ std::vector<std::string> unknown_imports(HMODULE module) {
     for (const std::string& name : import_names(module)) {
         const bool fails = std::any_of(imports.begin(), imports.end(),
                                        [&](const Import& one) { return name == one.name; });
-        if (!fails && !others.contains(name)) {
+        if (!fails && !never_failing.contains(name)) {
             unknown.push_back(name);
         }
     }
@@ -335,18 +349,18 @@ void ImportedCalls::start() {
     const support::Exclusive hold(guard);
     state.armed = {};
     state.action = nullptr;
-    state.fired = false;
+    state.reached = false;
 }
 
 void ImportedCalls::start_counting() {
     const support::Exclusive hold(guard);
     state.counts.fill(0);
-    state.counts_now = true;
+    state.is_counting = true;
 }
 
 void ImportedCalls::stop_counting() {
     const support::Exclusive hold(guard);
-    state.counts_now = false;
+    state.is_counting = false;
 }
 
 std::vector<unsigned> ImportedCalls::counts() const {
@@ -355,10 +369,10 @@ std::vector<unsigned> ImportedCalls::counts() const {
             state.counts.begin() + static_cast<std::ptrdiff_t>(imports.size())};
 }
 
-void ImportedCalls::fail(const Call& call, const Way& way) {
+void ImportedCalls::fail(const Call& call, const Fault& fault) {
     const support::Exclusive hold(guard);
     state.armed = call;
-    state.way = way;
+    state.fault = fault;
     state.action = nullptr;
 }
 
@@ -368,9 +382,9 @@ void ImportedCalls::before(const Call& call, std::function<void()> action) {
     state.action = std::move(action);
 }
 
-bool ImportedCalls::fired() const {
+bool ImportedCalls::reached() const {
     const support::Exclusive hold(guard);
-    return state.fired;
+    return state.reached;
 }
 
 }  // namespace sweep

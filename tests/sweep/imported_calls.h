@@ -16,36 +16,36 @@
 namespace sweep {
 
 // One way in which a call can fail.
-struct Way {
-    enum class Work {
-        none,    // nothing is done
-        done,    // the call does its work, then answers `result`
-        handed,  // nothing is done, and the out pointers are cleared
+struct Fault {
+    enum class Effect {
+        not_called,      // nothing is done
+        called,          // the call does its work, then answers `result`
+        clears_outputs,  // nothing is done, and the out pointers are cleared
     };
     enum class Meaning {
         failure,        // the caller is told of a failure
-        nothing,        // success, but nothing is handed out
+        no_output,      // success, but nothing is handed out
         informational,  // a success status that is not 0
         timeout,        // a wait that did not get what it waited for
     };
 
-    std::string text;
+    std::string description;
     std::uint64_t result = 0;
     DWORD last_error = 0;  // set when not 0
-    Work work = Work::none;
+    Effect effect = Effect::not_called;
     Meaning meaning = Meaning::failure;
 };
 
 // What is known of an imported function.
 struct Import {
     const char* name;
-    std::vector<Way> ways;
+    std::vector<Fault> faults;
     // Out pointers: the argument's number and the bytes that are cleared.
-    struct Out {
+    struct Output {
         std::size_t argument;
         std::size_t size;
     };
-    std::vector<Out> outs;
+    std::vector<Output> outputs;
     // Used for the trace log alone: its failures change nothing but the log.
     bool log_only = false;
     // The service answers it.
@@ -82,11 +82,11 @@ class ImportedCalls {
     std::vector<unsigned> counts() const;
 
     // That call fails.
-    void fail(const Call& call, const Way& way);
+    void fail(const Call& call, const Fault& fault);
     // Runs the action in front of that call, which is carried out.
     void before(const Call& call, std::function<void()> action);
     // Whether the armed call was made.
-    bool fired() const;
+    bool reached() const;
 
   private:
     std::vector<std::unique_ptr<support::Interposer>> m_interposers;

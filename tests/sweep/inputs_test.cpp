@@ -11,12 +11,12 @@ namespace {
 using namespace sweep;
 using Kind = Argument::Kind;
 
-bool is_text(const Argument& argument) {
+bool is_string(const Argument& argument) {
     return argument.kind == Kind::narrow || argument.kind == Kind::wide;
 }
 
 bool is_written(const Argument& argument) {
-    return argument.kind == Kind::out || argument.kind == Kind::list ||
+    return argument.kind == Kind::output || argument.kind == Kind::name_list ||
            argument.kind == Kind::in_out;
 }
 
@@ -29,7 +29,7 @@ bool is_pointer(const Argument& argument) {
 void make_roomy(std::vector<Argument>& arguments) {
     constexpr std::size_t roomy = 32'768;
     for (Argument& argument : arguments) {
-        if (argument.kind == Kind::out || argument.kind == Kind::list) {
+        if (argument.kind == Kind::output || argument.kind == Kind::name_list) {
             argument.size = std::max(argument.size, roomy);
         }
     }
@@ -38,11 +38,11 @@ void make_roomy(std::vector<Argument>& arguments) {
 class InputSweep : public Sweep {
   protected:
     void call_with(const std::string& what, const std::vector<Argument>& arguments,
-                   Judgement judgement = {}) {
-        begin_point();
-        tell(what);
-        judgement.other_call = true;
-        judge(what, perform(arguments), judgement);
+                   Expectation expectation = {}) {
+        count_fault_point();
+        announce(what);
+        expectation.changed_arguments = true;
+        check(what, perform(arguments), expectation);
     }
 
     const std::vector<Argument>& arguments() const { return GetParam().arguments; }
@@ -66,9 +66,9 @@ TEST_P(InputSweep, NullPointers) {
                 continue;
             }
             std::vector<Argument> changed = with(one, Argument{});
-            Judgement judgement;
-            judgement.null_handle = arguments()[one].kind == Kind::handle;
-            call_with(numbered(one) + " is NULL", changed, judgement);
+            const bool is_handle = arguments()[one].kind == Kind::handle;
+            call_with(numbered(one) + " is NULL", changed,
+                      {.status = is_handle ? Allowed::null_handle : Allowed::described});
             for (std::size_t other = one + 1; other < arguments().size(); ++other) {
                 if (is_pointer(arguments()[other])) {
                     std::vector<Argument> both = changed;
@@ -83,7 +83,7 @@ TEST_P(InputSweep, NullPointers) {
 TEST_P(InputSweep, TextsOfEveryLength) {
     in_situation(GetParam(), 0, [&] {
         for (std::size_t place = 0; place < arguments().size(); ++place) {
-            if (!is_text(arguments()[place])) {
+            if (!is_string(arguments()[place])) {
                 continue;
             }
             const std::size_t limit = arguments()[place].limit;
@@ -92,13 +92,13 @@ TEST_P(InputSweep, TextsOfEveryLength) {
                 lengths.insert(lengths.end(), {limit - 1, limit, limit + 1});
             }
             for (const std::size_t length : lengths) {
-                Argument text = arguments()[place];
-                text.text.assign(length, 'x');
-                Judgement judgement;
-                judgement.too_long = limit != 0 && length > limit;
-                judgement.refused = judgement.too_long && text.refused_beyond_limit;
+                Argument changed = arguments()[place];
+                changed.string.assign(length, 'x');
+                const bool is_too_long = limit != 0 && length > limit;
                 call_with(numbered(place) + " has " + std::to_string(length) + " characters",
-                          with(place, text), judgement);
+                          with(place, changed),
+                          {.status = is_too_long ? Allowed::refusal : Allowed::described,
+                           .string_refused = is_too_long && changed.refused_beyond_limit});
             }
         }
     });
@@ -107,14 +107,14 @@ TEST_P(InputSweep, TextsOfEveryLength) {
 TEST_P(InputSweep, TextsOfNoCodePage) {
     in_situation(GetParam(), 0, [&] {
         for (std::size_t place = 0; place < arguments().size(); ++place) {
-            if (!is_text(arguments()[place])) {
+            if (!is_string(arguments()[place])) {
                 continue;
             }
             for (const char* bytes : {"\x81\x8d\x8f", "\xff\xfe", "\xed\xa0\x80", "\xc3", "%s%n%d",
                                       "\"", "\\", "\n", " "}) {
-                Argument text = arguments()[place];
-                text.text = bytes;
-                call_with(numbered(place) + " holds odd bytes", with(place, text));
+                Argument changed = arguments()[place];
+                changed.string = bytes;
+                call_with(numbered(place) + " holds odd bytes", with(place, changed));
             }
         }
     });
@@ -127,15 +127,13 @@ TEST_P(InputSweep, BuffersAtAnyAddress) {
             if (!is_written(arguments()[place])) {
                 continue;
             }
-            for (const std::size_t misplaced : {1U, 2U, 3U, 7U}) {
+            for (const std::size_t misaligned_by : {1U, 2U, 3U, 7U}) {
                 Argument buffer = arguments()[place];
-                buffer.misplaced = misplaced;
-                Judgement judgement;
-                judgement.as_clean = true;
-                begin_point();
+                buffer.misaligned_by = misaligned_by;
+                count_fault_point();
                 const std::string what = numbered(place) + " is not aligned";
-                tell(what);
-                judge(what, perform(with(place, buffer)), judgement);
+                announce(what);
+                check(what, perform(with(place, buffer)), {.status = Allowed::clean});
             }
         }
     });
@@ -151,12 +149,13 @@ TEST_P(InputSweep, Sizes) {
             for (const std::uint32_t size : {0U, 1U, exact - 1, exact, exact + 1, 0xFFFFFFFFU}) {
                 std::vector<Argument> changed = arguments();
                 changed[place].number = size;
-                if (GetParam().clean != FARLO_SUCCESS) {
+                const bool fills = GetParam().clean_status == FARLO_SUCCESS;
+                if (!fills) {
                     make_roomy(changed);
                 }
-                Judgement judgement;
-                judgement.too_small = GetParam().clean == FARLO_SUCCESS && size < exact;
-                call_with(numbered(place) + " is " + std::to_string(size), changed, judgement);
+                call_with(numbered(place) + " is " + std::to_string(size), changed,
+                          {.status = fills && size < exact ? Allowed::buffer_too_small
+                                                           : Allowed::described});
             }
         }
     });
@@ -186,7 +185,7 @@ class RandomCalls {
             if (below(8) == 0) {
                 argument = Argument{};
             } else {
-                argument.text = text(argument.text);
+                argument.string = changed_string(argument.string);
             }
             break;
         case Kind::number:
@@ -194,25 +193,25 @@ class RandomCalls {
             break;
         case Kind::in_out:
             argument.number = below(2) == 0 ? below(8192) : m_engine();
-            argument.misplaced = below(8);
+            argument.misaligned_by = below(8);
             break;
-        case Kind::out:
-        case Kind::list:
+        case Kind::output:
+        case Kind::name_list:
             if (below(16) == 0) {
                 argument = Argument{};
             } else {
-                argument.misplaced = below(8);
+                argument.misaligned_by = below(8);
             }
             break;
         case Kind::bytes:
-        case Kind::slot:
+        case Kind::empty_slot:
         case Kind::callback:
         case Kind::handle:
             if (below(16) == 0) {
                 argument = Argument{};
             }
             break;
-        case Kind::used_slot:
+        case Kind::disconnected_slot:
         case Kind::own_handle:
         case Kind::folder:
         case Kind::null:
@@ -220,7 +219,7 @@ class RandomCalls {
         }
     }
 
-    std::string text(const std::string& meant) {
+    std::string changed_string(const std::string& original) {
         // Names that the storage knows, and what is no name at all.
         static const char* const known[] = {"dgc",          "dgo",    "dgl",     "dgs",
                                             "dgn",          "late",   "guid-c",  "guid-o",
@@ -230,7 +229,7 @@ class RandomCalls {
         if (below(2) == 0) {
             return known[below(std::size(known))];
         }
-        std::string changed = below(2) == 0 ? meant : std::string(below(300), 'y');
+        std::string changed = below(2) == 0 ? original : std::string(below(300), 'y');
         for (char& character : changed) {
             if (below(4) == 0) {
                 character = static_cast<char>(below(255) + 1);

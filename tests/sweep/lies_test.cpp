@@ -19,7 +19,7 @@ class LieSweep : public Sweep {
         m_reader = &import;
         m_call = call;
         lie(R"("status": "0xc100003a")", fails());
-        const std::string& type = type_read(call);
+        const std::string& type = property_type(call);
         for (const std::string tag : tags) {
             // An object's id may come as a GUID.
             const bool is_type = tag == type || (type == "ZTOBJID" && tag == "GUID");
@@ -27,40 +27,33 @@ class LieSweep : public Sweep {
         }
         const bool is_text = type == "STR" || type == "WSTR";
         for (const char* unreadable : {R"("lie": "unterminated")", R"("lie": "null")"}) {
-            lie(unreadable, is_text ? fails() : lied_to());
+            lie(unreadable, is_text ? fails() : documented());
         }
         for (const char* other : {R"("lie": "empty")", R"("lie": "long")", R"("lie": "short")"}) {
-            lie(other, lied_to());
+            lie(other, documented());
         }
     }
 
   private:
     // By the export's own list.
-    static Judgement lied_to() {
-        Judgement judgement;
-        judgement.lied_to = true;
-        return judgement;
-    }
-    static Judgement as_clean() {
-        Judgement judgement = lied_to();
-        judgement.outcome = &unnoticed;
-        return judgement;
+    static Expectation documented() { return {.outputs_may_be_written = true}; }
+    static Expectation as_clean() {
+        return {.outcome = &no_effect, .outputs_may_be_written = true};
     }
     // As when the call fails.
-    Judgement fails() {
-        Judgement judgement = lied_to();
-        judgement.injected = ZTERROR_PROPERTY;
-        judgement.outcome = outcome(m_call, {"answers 0xc100003a", ZTERROR_PROPERTY});
-        return judgement;
+    Expectation fails() {
+        return {.injected = ZTERROR_PROPERTY,
+                .outcome = outcome(m_call, {"answers 0xc100003a", ZTERROR_PROPERTY}),
+                .outputs_may_be_written = true};
     }
 
-    void lie(const std::string& lie, const Judgement& judgement) {
+    void lie(const std::string& lie, const Expectation& expectation) {
         const std::string number = std::to_string(m_call.number);
         const std::string what = std::string(m_reader->name) + " " + number + " " + lie;
-        tell(what);
+        announce(what);
         set_faults(std::string(R"([{"function": ")") + m_reader->name + R"(", "call": )" + number +
                    ", " + lie + "}]");
-        judge(what, perform(), judgement);
+        check(what, perform(), expectation);
     }
 
     const Import* m_reader = nullptr;

@@ -54,24 +54,24 @@ void WINAPI pause(DWORD time_ms) {
 
 // Connections that calls of this thread made, and gave back.
 thread_local std::vector<opal_handle> made;
-thread_local std::vector<opal_handle> given_back;
+thread_local std::vector<opal_handle> released;
 
-bool take(std::vector<opal_handle>& handles, opal_handle handle) {
+bool erase_handle(std::vector<opal_handle>& handles, opal_handle handle) {
     return std::erase(handles, handle) != 0;
 }
 
 opal_status connect(std::uint32_t flags, std::uint32_t reserved, opal_handle* slot) {
     const opal_status status = InitializeZtVmW(flags, reserved, slot);
     if (status == ZTSTATUS_OK) {
-        take(given_back, *slot);
+        erase_handle(released, *slot);
         made.push_back(*slot);
     }
     return status;
 }
 
 opal_status disconnect(opal_handle handle) {
-    if (!take(made, handle)) {
-        given_back.push_back(handle);
+    if (!erase_handle(made, handle)) {
+        released.push_back(handle);
     }
     return UnInitializeZtVmW(handle);
 }
@@ -122,25 +122,26 @@ class Agent {
   private:
     void call(const Situation& situation) {
         made.clear();
-        given_back.clear();
+        released.clear();
         std::uint32_t status = 0;
         {
             PreparedCall prepared(situation.arguments, m_handle);
             status = prepared.run(m_dll.entry<FARPROC>(situation.export_name));
-            look(situation, prepared, status);
+            check(situation, prepared, status);
         }
         for (const opal_handle handle : std::exchange(made, {})) {
             CALL(m_dll, UnInitializeClusterW)(handle);
         }
     }
 
-    void look(const Situation& situation, const PreparedCall& call, std::uint32_t status) {
+    void check(const Situation& situation, const PreparedCall& call, std::uint32_t status) {
         ++calls_made;
-        const bool failed = situation.answers.flag ? (status & 0xFF) == 0 : status != 0;
+        const bool failed = situation.contract.returns_flag ? (status & 0xFF) == 0 : status != 0;
         calls_failed += failed ? 1 : 0;
-        const bool described = status == situation.clean || situation.answers.flag ||
-                               among(situation.answers.dropped, status) ||
-                               is_described(situation.answers, status);
+        const bool described = status == situation.clean_status ||
+                               situation.contract.returns_flag ||
+                               among(situation.contract.when_disconnected, status) ||
+                               is_described(situation.contract, status);
         if (!described) {
             fault(situation, "is not described", status);
         }
@@ -148,8 +149,8 @@ class Agent {
             if (const std::string overrun = argument->overrun(); !overrun.empty()) {
                 fault(situation, overrun.c_str(), status);
             }
-            for (const opal_handle handle : {argument->slot(), argument->own()}) {
-                const bool still_there = handle != nullptr && !take(given_back, handle) &&
+            for (const opal_handle handle : {argument->slot_handle(), argument->own_handle()}) {
+                const bool still_there = handle != nullptr && !erase_handle(released, handle) &&
                                          std::find(made.begin(), made.end(), handle) == made.end();
                 if (still_there) {
                     made.push_back(handle);
@@ -157,7 +158,7 @@ class Agent {
             }
         }
         // Only the holder of a slot releases a handle.
-        if (take(given_back, m_handle)) {
+        if (erase_handle(released, m_handle)) {
             fault(situation, "released the handle", status);
             m_handle = nullptr;
         }
@@ -170,10 +171,10 @@ class Agent {
 
     // Whether an argument of the call holds that handle.
     static bool is_of_a_slot(const PreparedCall& call, opal_handle handle) {
-        return std::any_of(call.arguments().begin(), call.arguments().end(),
-                           [handle](const auto& argument) {
-                               return argument->slot() == handle || argument->own() == handle;
-                           });
+        return std::any_of(
+            call.arguments().begin(), call.arguments().end(), [handle](const auto& argument) {
+                return argument->slot_handle() == handle || argument->own_handle() == handle;
+            });
     }
 
     void reconnect() {
@@ -193,7 +194,7 @@ class Agent {
 };
 
 // What a process of agents holds.
-struct Held {
+struct LiveObjects {
     std::vector<unsigned long long> handles = support::kernel_handles();
     lab_live bus = [] {
         lab_live live;
@@ -248,7 +249,7 @@ void run_agents(const support::FarloDll& dll, const Objects& objects, unsigned a
 }
 
 // Threads of lost connections end on their own.
-std::vector<unsigned long long> handles_left(const Held& before) {
+std::vector<unsigned long long> handles_left(const LiveObjects& before) {
     std::vector<unsigned long long> left;
     for (int tries = 0; tries < 100; ++tries) {
         left = support::new_kernel_handles(before.handles);
@@ -276,13 +277,13 @@ bool run(const Objects& objects, DWORD number, unsigned agents, unsigned calls,
     first.work(static_cast<unsigned>(situations().size()));
     first.end();
     const support::HeapWatch heap(library->dll.module());
-    const Held before;
+    const LiveObjects before;
     ReleaseSemaphore(objects.ready, 1, nullptr);
 
     run_agents(library->dll, objects, agents, calls, seed);
 
     const std::vector<unsigned long long> handles = handles_left(before);
-    const Held after;
+    const LiveObjects after;
     library.reset();
     const long blocks = heap.live_blocks();
     const long of_bus =

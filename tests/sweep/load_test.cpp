@@ -145,7 +145,7 @@ class Load : public ServiceTest {
 
   private:
     const std::string m_name = "load-" + std::to_string(GetCurrentProcessId());
-    const std::string m_scenario = sweep::scenario_text(R"("role": 2)");
+    const std::string m_scenario = sweep::scenario_json(R"("role": 2)");
     HANDLE m_ready = nullptr;
     HANDLE m_go = nullptr;
     HANDLE m_done = nullptr;

@@ -21,7 +21,7 @@ extern "C" NTSTATUS NTAPI NtQueryMutant(HANDLE mutant, int what, void* buffer, U
 namespace sweep {
 namespace {
 
-// MUTANT_BASIC_INFORMATION, which the headers do not have.
+// MUTANT_BASIC_INFORMATION, which the headers do not declare.
 struct MutexState {
     LONG count;
     BOOLEAN owned_by_caller;
@@ -50,7 +50,7 @@ std::vector<HANDLE> threads_to_start;
 std::vector<opal_handle> connections;
 std::vector<opal_handle> released;
 std::vector<opal_handle> watched;
-std::atomic<unsigned> flag_reads;
+std::atomic<unsigned> read_count;
 
 HANDLE some_handle() {
     return CreateEventW(nullptr, TRUE, FALSE, nullptr);
@@ -85,7 +85,7 @@ HANDLE WINAPI open_file(const wchar_t*, DWORD, DWORD, SECURITY_ATTRIBUTES*, DWOR
     return some_handle();
 }
 
-DWORD answer_links(void* output) {
+DWORD fill_mount_points(void* output) {
     auto* points = static_cast<MOUNTMGR_MOUNT_POINTS*>(output);
     std::memset(output, 0, 512);
     points->NumberOfMountPoints = static_cast<ULONG>(link_count);
@@ -102,7 +102,7 @@ DWORD answer_links(void* output) {
     return end;
 }
 
-DWORD answer_layout(void* output, DWORD size) {
+DWORD fill_drive_layout(void* output, DWORD size) {
     DRIVE_LAYOUT_INFORMATION_EX layout{};
     layout.PartitionStyle = disk_style;
     if (disk_style == PARTITION_STYLE_MBR) {
@@ -119,10 +119,10 @@ BOOL WINAPI control_file(HANDLE, DWORD code, void*, DWORD, void* output, DWORD o
                          DWORD* returned, OVERLAPPED*) {
     switch (code) {
     case IOCTL_MOUNTMGR_QUERY_POINTS:
-        *returned = answer_links(output);
+        *returned = fill_mount_points(output);
         return TRUE;
     case IOCTL_DISK_GET_DRIVE_LAYOUT_EX:
-        *returned = answer_layout(output, output_size);
+        *returned = fill_drive_layout(output, output_size);
         return TRUE;
     case FSCTL_DISMOUNT_VOLUME:
         return TRUE;
@@ -196,7 +196,7 @@ opal_status disconnect(opal_handle handle) {
 void WINAPI enter(CRITICAL_SECTION* section) {
     const auto is_its_lock = [section](opal_handle handle) { return &handle->lock == section; };
     if (std::any_of(watched.begin(), watched.end(), is_its_lock)) {
-        ++flag_reads;
+        ++read_count;
     }
     EnterCriticalSection(section);
 }
@@ -228,7 +228,7 @@ Machine::Machine(HMODULE module) {
 }
 
 Machine::~Machine() {
-    join();
+    join_threads();
     while (!m_interposers.empty()) {
         m_interposers.pop_back();
     }
@@ -237,7 +237,7 @@ Machine::~Machine() {
     }
 }
 
-void Machine::set_style(DWORD style) {
+void Machine::set_partition_style(DWORD style) {
     disk_style = style;
 }
 
@@ -245,7 +245,7 @@ void Machine::set_volume_links(bool has_links) {
     link_count = has_links ? 2 : 1;
 }
 
-std::vector<opal_handle> Machine::take_connections() {
+std::vector<opal_handle> Machine::take_new_connections() {
     released.clear();
     return std::exchange(connections, {});
 }
@@ -254,19 +254,19 @@ void Machine::watch(opal_handle handle) {
     watched = {handle};
 }
 
-unsigned Machine::looks() const {
-    return flag_reads;
+unsigned Machine::connected_reads() const {
+    return read_count;
 }
 
-bool Machine::took_back(opal_handle handle) const {
+bool Machine::has_released(opal_handle handle) const {
     return std::find(released.begin(), released.end(), handle) != released.end();
 }
 
-bool Machine::forget_taken_back(opal_handle handle) {
+bool Machine::forget_released(opal_handle handle) {
     return std::erase(released, handle) != 0;
 }
 
-void Machine::join() {
+void Machine::join_threads() {
     start_threads();
     for (const HANDLE thread : threads) {
         WaitForSingleObject(thread, INFINITE);

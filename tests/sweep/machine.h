@@ -27,23 +27,23 @@ class Machine {
     static constexpr DWORD disk_signature = 11;
 
     // The partition style of every disk.
-    void set_style(DWORD style);
+    void set_partition_style(DWORD style);
     // Whether every volume has a volume GUID link beside its drive letter.
     void set_volume_links(bool has_links);
     // Handles that the DLL was given and has not given back, since the last look.
-    std::vector<opal_handle> take_connections();
+    std::vector<opal_handle> take_new_connections();
     // Whether the DLL gave that handle back since then.
-    bool took_back(opal_handle handle) const;
-    // The same, for a handle that is dealt with thereby.
-    bool forget_taken_back(opal_handle handle);
+    bool has_released(opal_handle handle) const;
+    // The same; the handle counts as not released from then on.
+    bool forget_released(opal_handle handle);
     // How often the DLL has looked whether that handle is connected, or one that it made
     // since.
     void watch(opal_handle handle);
-    unsigned looks() const;
+    unsigned connected_reads() const;
     // Waits until the threads that the DLL started have ended.
-    void join();
-    // The machine's mutexes that this thread still owns, or that a thread of the DLL owned
-    // when it ended. They are free afterwards.
+    void join_threads();
+    // Releases the machine's mutexes that this thread still owns, or that a thread of the DLL
+    // owned when it ended, and returns their names.
     std::vector<std::string> take_owned_mutexes();
 
   private:
@@ -51,8 +51,7 @@ class Machine {
         const char* name;
         HANDLE handle;
     };
-    // Open as long as this object lives: without another handle of it, a mutex that is
-    // closed while owned is gone.
+    // Held open: a mutex whose last handle is closed ceases to exist, even while it is owned.
     std::vector<Mutex> m_mutexes;
     std::vector<std::unique_ptr<support::Interposer>> m_interposers;
 };

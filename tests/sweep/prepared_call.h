@@ -15,12 +15,12 @@
 namespace sweep {
 
 // What stands behind one argument, for the call's life.
-class Passed {
+class PassedArgument {
   public:
-    Passed(const Argument& argument, opal_handle handle);
+    PassedArgument(const Argument& argument, opal_handle handle);
 
     // What is passed.
-    std::uint64_t word() const { return m_word; }
+    std::uint64_t value() const { return m_value; }
     // What was written, without what differs from call to call.
     std::vector<std::uint8_t> output() const;
     // Whether an output was touched.
@@ -28,19 +28,19 @@ class Passed {
     // What was touched beside it; "" for nothing.
     std::string overrun() const;
     // The handle that stands in a slot. The caller gives it back.
-    opal_handle slot() const;
+    opal_handle slot_handle() const;
     // A handle that was made for the call to give back.
-    opal_handle own() const;
+    opal_handle own_handle() const;
 
   private:
     void make_buffer(std::size_t size, const void* content);
 
     const Argument& m_argument;
-    std::uint64_t m_word = 0;
+    std::uint64_t m_value = 0;
     std::wstring m_wide;
     opal_handle m_handle = nullptr;
     std::unique_ptr<support::GuardedBuffer> m_buffer;
-    std::unique_ptr<support::GuardedBuffer> m_target;
+    std::unique_ptr<support::GuardedBuffer> m_names;
 };
 
 class PreparedCall {
@@ -50,10 +50,10 @@ class PreparedCall {
 
     // Calls the export; once.
     std::uint32_t run(FARPROC entry);
-    const std::vector<std::unique_ptr<Passed>>& arguments() const { return m_arguments; }
+    const std::vector<std::unique_ptr<PassedArgument>>& arguments() const { return m_arguments; }
 
   private:
-    std::vector<std::unique_ptr<Passed>> m_arguments;
+    std::vector<std::unique_ptr<PassedArgument>> m_arguments;
 };
 
 }  // namespace sweep

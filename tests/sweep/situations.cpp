@@ -4,6 +4,8 @@
 #include "machine.h"
 #include "ztbus3.h"
 
+#include <winioctl.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -19,210 +21,227 @@ using Kind = Argument::Kind;
 constexpr std::size_t group_limit = 31;
 constexpr std::size_t path_limit = 259;
 constexpr std::size_t guid_limit = 64;
+constexpr std::size_t no_limit = 0;
+// GetDgDiskAvailability: the service could not report it.
+constexpr std::uint32_t availability_failed = 1;
 
-const Argument h{Kind::handle};
-const Argument slot{Kind::slot};
-const Argument used_slot{Kind::used_slot};
-const Argument own{Kind::own_handle};
-const Argument bytes{Kind::bytes};
+const Argument handle{Kind::handle};
+const Argument empty_slot{Kind::empty_slot};
+const Argument disconnected_slot{Kind::disconnected_slot};
+const Argument own_handle{Kind::own_handle};
+const Argument sixteen_bytes{Kind::bytes};
 const Argument callback{Kind::callback};
 const Argument folder{Kind::folder};
-
-Argument n(const char* text, std::size_t limit = group_limit) {
-    return {Kind::narrow, text, 0, 0, limit};
-}
-Argument w(const char* text, std::size_t limit = 0) {
-    return {Kind::wide, text, 0, 0, limit};
-}
-Argument g(const char* text, std::size_t limit = guid_limit) {
-    return {Kind::narrow, text, 0, 0, limit};
-}
-// A string that is only looked up: a longer one names nothing.
-Argument looked_up(Argument argument) {
-    argument.refused_beyond_limit = false;
-    return argument;
-}
-Argument out(std::size_t size, bool written_on_failure = false) {
-    return {Kind::out, "", 0, size, 0, written_on_failure};
-}
-Argument in_out(std::uint32_t value) {
-    return {Kind::in_out, "", value, 4};
-}
-Argument list(std::size_t size) {
-    return {Kind::list, "", 0, size, 0, true};
-}
-// A number of names is written before their texts.
-Argument name_count() {
-    return out(4, true);
-}
-Argument num(std::uint64_t value) {
-    return {Kind::number, "", value};
-}
 const Argument no_name{};
 const Argument no_guid{};
 const Argument no_records{};
 
-// As the header lists them.
-Answers of(std::vector<std::uint32_t> statuses, bool service = false, bool system = false) {
+Argument narrow(const char* string, std::size_t limit = group_limit) {
+    return {.kind = Kind::narrow, .string = string, .limit = limit};
+}
+Argument wide(const char* string, std::size_t limit = no_limit) {
+    return {.kind = Kind::wide, .string = string, .limit = limit};
+}
+Argument guid(const char* string, std::size_t limit = guid_limit) {
+    return {.kind = Kind::narrow, .string = string, .limit = limit};
+}
+// A string that is only looked up: one beyond the limit is not found.
+Argument looked_up(Argument argument) {
+    argument.refused_beyond_limit = false;
+    return argument;
+}
+Argument output(std::size_t size) {
+    return {.kind = Kind::output, .size = size};
+}
+Argument output_even_on_failure(std::size_t size) {
+    return {.kind = Kind::output, .size = size, .written_on_failure = true};
+}
+Argument in_out(std::uint32_t value) {
+    return {.kind = Kind::in_out, .number = value, .size = sizeof value};
+}
+Argument name_list(std::size_t size) {
+    return {.kind = Kind::name_list, .size = size, .written_on_failure = true};
+}
+// The number of names is written before the names.
+Argument name_count() {
+    return output_even_on_failure(sizeof(std::uint32_t));
+}
+Argument number(std::uint64_t value) {
+    return {.kind = Kind::number, .number = value};
+}
+
+using Statuses = std::vector<std::uint32_t>;
+
+// The statuses, and those of every export that takes a handle.
+Statuses with_handle(Statuses statuses) {
     statuses.insert(statuses.end(), {FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED});
-    return {statuses, service, system};
-}
-Answers exactly(std::vector<std::uint32_t> statuses, bool service = false, bool system = false) {
-    return {statuses, service, system};
+    return statuses;
 }
 
-Answers zero_only(Answers answers) {
-    answers.zero_only = true;
-    return answers;
-}
+// The connection exports make connections of their own.
+const Contract connect = {.statuses = {FARLO_NOT_CONNECTED}, .when_disconnected = {FARLO_SUCCESS}};
+const Contract disconnect = {.statuses = {FARLO_UNINITIALIZE_FAILED},
+                             .only_zero_succeeds = true,
+                             .without_line = {FARLO_UNINITIALIZE_FAILED}};
+const Contract register_alerts = {.service_statuses = true,
+                                  .null_handle = FARLO_SUCCESS,
+                                  .when_disconnected = {ZTERROR_NOT_CONNECTED}};
+const Contract flag = {.returns_flag = true, .rechecks_connection = false};
 
-// Without a closing line, a failure that tells of itself at level 6 only is silent.
-Answers silent(std::vector<std::uint32_t> statuses, Answers answers) {
-    answers.silent = std::move(statuses);
-    return answers;
-}
+// GetDgGuid: the search for a group's GUID by its name.
+const Contract group_guid = {
+    .statuses = with_handle({FARLO_MISSING_ARGUMENT, FARLO_EXCLUDED_TYPE, FARLO_NO_CLUSTER_SERVICE,
+                             FARLO_EXCEPTION, FARLO_INVALID_ARGUMENT}),
+    .service_statuses = true,
+    .rechecks_connection = false};
+const Contract group_names = {
+    .statuses = with_handle({FARLO_BUFFER_TOO_SMALL, FARLO_MISSING_ARGUMENT, FARLO_EXCEPTION}),
+    .without_line = {FARLO_BUFFER_TOO_SMALL},
+    .refused_without_line = {FARLO_MISSING_ARGUMENT}};
+const Contract group_name = {.statuses = with_handle({FARLO_MISSING_ARGUMENT, FARLO_NOT_FOUND,
+                                                      FARLO_EXCLUDED_TYPE, FARLO_EXCEPTION})};
+// A group that is not imported is reported by the status alone.
+const Contract volume_guid_w = {
+    .statuses = with_handle({FARLO_NO_GUID_MEMORY, FARLO_MISSING_ARGUMENT, FARLO_INVALID_ARGUMENT,
+                             FARLO_NOT_FOUND, FARLO_VOLUME_NOT_FOUND, FARLO_NO_CLUSTER_SERVICE,
+                             FARLO_EXCLUDED_TYPE, FARLO_EXCEPTION}),
+    .only_zero_succeeds = true,
+    .without_line = {FARLO_EXCEPTION},
+    .refused_without_line = {FARLO_NOT_FOUND}};
+const Contract volume_guid_a = {.statuses = {FARLO_NO_VOLUME_GUID, FARLO_INVALID_ARGUMENT},
+                                .only_zero_succeeds = true,
+                                .null_handle = FARLO_NO_VOLUME_GUID,
+                                .when_disconnected = {FARLO_NO_VOLUME_GUID}};
 
-// Arguments that are refused without a line.
-Answers refusing(std::vector<std::uint32_t> statuses, Answers answers) {
-    answers.silent_refusals = std::move(statuses);
-    return answers;
-}
+const Contract import = {
+    .statuses = with_handle({FARLO_ALREADY_IMPORTED, FARLO_NO_GUID_MEMORY, FARLO_EXCEPTION,
+                             FARLO_MISSING_ARGUMENT, FARLO_INVALID_ARGUMENT, FARLO_EXCLUDED_TYPE,
+                             FARLO_NO_CLUSTER_SERVICE, FARLO_NOT_FOUND}),
+    .service_statuses = true};
+const Contract deport = {
+    .statuses = with_handle({FARLO_NO_GUID_MEMORY, FARLO_EXCEPTION, FARLO_MISSING_ARGUMENT,
+                             FARLO_INVALID_ARGUMENT, FARLO_EXCLUDED_TYPE, FARLO_NO_CLUSTER_SERVICE,
+                             FARLO_NOT_FOUND}),
+    .service_statuses = true};
 
-Answers null_handle(std::uint32_t status, Answers answers) {
-    answers.null_handle = status;
-    return answers;
-}
+const Contract& reserve = import;
+const Contract reservation_status = {
+    .statuses = with_handle({FARLO_NOT_FOUND, FARLO_DEVICE_SHARING_VIOLATION, FARLO_DEVICE_FAILED,
+                             FARLO_NO_GUID_MEMORY, FARLO_MISSING_ARGUMENT, FARLO_INVALID_ARGUMENT,
+                             FARLO_EXCLUDED_TYPE, FARLO_NO_CLUSTER_SERVICE, FARLO_EXCEPTION}),
+    .service_statuses = true,
+    .rechecks_connection = false};
+// The driver is asked without a handle.
+const Contract driver_reservation_status = [] {
+    Contract contract = reservation_status;
+    contract.null_handle = FARLO_SUCCESS;
+    return contract;
+}();
+const Contract release = {.statuses = {FARLO_EXCEPTION, FARLO_INVALID_ARGUMENT,
+                                       FARLO_NO_GUID_MEMORY, FARLO_NOT_FOUND,
+                                       FARLO_DEVICE_SHARING_VIOLATION, FARLO_DEVICE_FAILED}};
 
-// What becomes known on the way of a connection that is lost.
-Answers dropped(std::vector<std::uint32_t> statuses, Answers answers) {
-    answers.dropped = std::move(statuses);
-    return answers;
-}
+const Contract group_state = {
+    .statuses =
+        with_handle({FARLO_MISSING_ARGUMENT, FARLO_NOT_FOUND, FARLO_EXCEPTION, FARLO_NO_GUID_MEMORY,
+                     FARLO_INVALID_ARGUMENT, FARLO_DEVICE_SHARING_VIOLATION, FARLO_DEVICE_FAILED,
+                     FARLO_EXCLUDED_TYPE, FARLO_NO_CLUSTER_SERVICE}),
+    .service_statuses = true};
+const Contract group_state_ex = {
+    .statuses = with_handle({FARLO_MISSING_ARGUMENT, FARLO_NOT_FOUND, FARLO_EXCEPTION})};
+// The state is delivered even when the connection was lost.
+const Contract disk_state = {.statuses =
+                                 with_handle({FARLO_MISSING_ARGUMENT, FARLO_INVALID_ARGUMENT}),
+                             .when_disconnected = {FARLO_SUCCESS}};
+const Contract disk_availability = {
+    .statuses = with_handle({availability_failed, FARLO_NO_GUID_MEMORY, FARLO_EXCEPTION,
+                             FARLO_MISSING_ARGUMENT, FARLO_INVALID_ARGUMENT,
+                             FARLO_NO_CLUSTER_SERVICE, FARLO_EXCLUDED_TYPE}),
+    .service_statuses = true,
+    .only_zero_succeeds = true,
+    .without_line = {availability_failed, FARLO_NOT_CONNECTED, FARLO_NO_CLUSTER_SERVICE,
+                     FARLO_NO_GUID_MEMORY, FARLO_EXCEPTION},
+    .refused_without_line = {FARLO_NULL_HANDLE, FARLO_MISSING_ARGUMENT}};
+const Contract plex_states = {
+    .statuses = with_handle({FARLO_PROVIDER_FAILED, FARLO_MISSING_ARGUMENT, FARLO_NOT_FOUND,
+                             FARLO_INVALID_ARGUMENT, FARLO_BUFFER_TOO_SMALL, FARLO_EXCEPTION}),
+    .without_line = {FARLO_EXCEPTION},
+    .refused_without_line = {FARLO_NULL_HANDLE, FARLO_PROVIDER_FAILED},
+    .rechecks_connection = false};
+const Contract fast_failover = {
+    .statuses = with_handle({FARLO_MISSING_ARGUMENT, FARLO_NOT_FOUND, FARLO_EXCEPTION}),
+    .service_statuses = true};
+const Contract node = {.statuses = with_handle({FARLO_NO_CLUSTER_SERVICE, FARLO_EXCEPTION}),
+                       .service_statuses = true};
+const Contract service_state = {.statuses =
+                                    with_handle({FARLO_NO_CLUSTER_SERVICE, FARLO_EXCEPTION}),
+                                .service_statuses = true,
+                                .rechecks_connection = false};
+const Contract node_state = {
+    .statuses = with_handle({FARLO_NO_CLUSTER_SERVICE, FARLO_MISSING_ARGUMENT, FARLO_EXCEPTION}),
+    .service_statuses = true};
 
-// Once the service has answered, nobody looks whether the connection is still there.
-Answers unaware(Answers answers) {
-    answers.unaware = true;
-    return answers;
-}
+// It may replace the lost connection.
+const Contract online_volume = {
+    .statuses = with_handle({FARLO_INVALID_ARGUMENT, FARLO_PROVIDER_FAILED, FARLO_EXCEPTION,
+                             FARLO_NOT_FOUND, FARLO_EXCLUDED_TYPE, FARLO_NO_CLUSTER_SERVICE,
+                             FARLO_NO_GUID_MEMORY, FARLO_MISSING_ARGUMENT}),
+    .service_statuses = true,
+    .system_errors = true,
+    .when_disconnected = {FARLO_NOT_CONNECTED, FARLO_SUCCESS}};
+const Contract offline_volume = {
+    .statuses = with_handle({FARLO_INVALID_ARGUMENT, FARLO_PROVIDER_FAILED, FARLO_EXCEPTION,
+                             FARLO_NOT_FOUND, FARLO_EXCLUDED_TYPE, FARLO_NO_CLUSTER_SERVICE}),
+    .service_statuses = true};
+const Contract dismount = {.statuses = {FARLO_INVALID_ARGUMENT, FARLO_DEVICE_SHARING_VIOLATION,
+                                        FARLO_DEVICE_UNSUCCESSFUL, FARLO_NOT_FOUND,
+                                        FARLO_MISSING_ARGUMENT, FARLO_DEVICE_FAILED},
+                           .system_errors = true};
+const Contract mount_path = {
+    .statuses = with_handle({FARLO_PROVIDER_FAILED, FARLO_INVALID_ARGUMENT, FARLO_EXCEPTION}),
+    .service_statuses = true,
+    .without_line = {FARLO_EXCEPTION, FARLO_NOT_CONNECTED},
+    .refused_without_line = {FARLO_PROVIDER_FAILED}};
+const Contract serial_number = {
+    .statuses = with_handle({FARLO_MISSING_ARGUMENT, FARLO_INVALID_ARGUMENT, FARLO_NOT_FOUND,
+                             FARLO_BUFFER_TOO_SMALL, FARLO_VOLUME_NOT_FOUND, FARLO_EXCEPTION})};
+const Contract disk_layout = {.statuses = {FARLO_INVALID_ARGUMENT, FARLO_OUT_OF_MEMORY},
+                              .system_errors = true};
+const Contract first_disk = {.statuses =
+                                 with_handle({FARLO_NOT_FOUND, FARLO_EXCLUDED_TYPE, FARLO_EXCEPTION,
+                                              FARLO_INVALID_ARGUMENT, FARLO_OUT_OF_MEMORY}),
+                             .system_errors = true,
+                             .without_line = {FARLO_EXCEPTION},
+                             .refused_without_line = {FARLO_NOT_FOUND},
+                             .rechecks_connection = false};
+const Contract shared_guid = {.statuses = with_handle({FARLO_INVALID_ARGUMENT, FARLO_OUT_OF_MEMORY,
+                                                       FARLO_PROVIDER_FAILED, FARLO_EXCEPTION}),
+                              .service_statuses = true};
+const Contract vmms_folder = {.statuses = {FARLO_PROVIDER_FAILED, FARLO_INVALID_ARGUMENT},
+                              .system_errors = true};
 
-// They make connections of their own.
-const Answers connects = dropped({FARLO_SUCCESS}, exactly({FARLO_NOT_CONNECTED}));
-const Answers alerts =
-    null_handle(FARLO_SUCCESS, dropped({ZTERROR_NOT_CONNECTED}, exactly({}, true)));
-const Answers a_flag = unaware({{}, false, false, true});
-const Answers disconnect =
-    silent({FARLO_UNINITIALIZE_FAILED}, zero_only(exactly({FARLO_UNINITIALIZE_FAILED})));
+const Contract record = {
+    .statuses = with_handle({FARLO_MISSING_ARGUMENT, FARLO_NOT_FOUND, FARLO_BUFFER_TOO_SMALL,
+                             FARLO_EXCEPTION, FARLO_INVALID_ARGUMENT})};
+const Contract volume_record = {
+    .statuses = with_handle({FARLO_MISSING_ARGUMENT, FARLO_NOT_FOUND, FARLO_BUFFER_TOO_SMALL,
+                             FARLO_EXCEPTION, FARLO_INVALID_ARGUMENT, FARLO_VOLUME_NOT_FOUND})};
+const Contract unusable_volumes = {.statuses = volume_record.statuses,
+                                   .without_line = {FARLO_EXCEPTION, FARLO_NOT_CONNECTED}};
+// The handle is checked late.
+const Contract volume_status = {.statuses = {FARLO_SUCCESS, FARLO_DEVICE_UNSUCCESSFUL,
+                                             FARLO_DEVICE_SHARING_VIOLATION, FARLO_NOT_FOUND,
+                                             FARLO_MISSING_ARGUMENT, FARLO_DEVICE_FAILED,
+                                             FARLO_INVALID_ARGUMENT, FARLO_NOT_CONNECTED},
+                                .null_handle = FARLO_NOT_CONNECTED};
 
-// GetDgGuid; the search for a group by its name.
-const Answers search =
-    unaware(of({FARLO_MISSING_ARGUMENT, FARLO_EXCLUDED_TYPE, FARLO_NO_CLUSTER_SERVICE,
-                FARLO_EXCEPTION, FARLO_INVALID_ARGUMENT},
-               true));
-const Answers name_list =
-    refusing({FARLO_MISSING_ARGUMENT},
-             silent({FARLO_BUFFER_TOO_SMALL},
-                    of({FARLO_BUFFER_TOO_SMALL, FARLO_MISSING_ARGUMENT, FARLO_EXCEPTION})));
-const Answers group_name =
-    of({FARLO_MISSING_ARGUMENT, FARLO_NOT_FOUND, FARLO_EXCLUDED_TYPE, FARLO_EXCEPTION});
-// A group that is not imported is told by its status alone.
-const Answers volume_guid_w = refusing(
-    {FARLO_NOT_FOUND},
-    silent({FARLO_EXCEPTION},
-           zero_only(of({FARLO_NO_GUID_MEMORY, FARLO_MISSING_ARGUMENT, FARLO_INVALID_ARGUMENT,
-                         FARLO_NOT_FOUND, FARLO_VOLUME_NOT_FOUND, FARLO_NO_CLUSTER_SERVICE,
-                         FARLO_EXCLUDED_TYPE, FARLO_EXCEPTION}))));
-const Answers volume_guid_a =
-    null_handle(FARLO_NO_VOLUME_GUID,
-                dropped({FARLO_NO_VOLUME_GUID},
-                        zero_only(exactly({FARLO_NO_VOLUME_GUID, FARLO_INVALID_ARGUMENT}))));
-const Answers import =
-    of({FARLO_ALREADY_IMPORTED, FARLO_NO_GUID_MEMORY, FARLO_EXCEPTION, FARLO_MISSING_ARGUMENT,
-        FARLO_INVALID_ARGUMENT, FARLO_EXCLUDED_TYPE, FARLO_NO_CLUSTER_SERVICE, FARLO_NOT_FOUND},
-       true);
-const Answers deport =
-    of({FARLO_NO_GUID_MEMORY, FARLO_EXCEPTION, FARLO_MISSING_ARGUMENT, FARLO_INVALID_ARGUMENT,
-        FARLO_EXCLUDED_TYPE, FARLO_NO_CLUSTER_SERVICE, FARLO_NOT_FOUND},
-       true);
-const Answers& reserve = import;
-const Answers reservation_status =
-    unaware(of({FARLO_NOT_FOUND, FARLO_DEVICE_SHARING_VIOLATION, FARLO_DEVICE_FAILED,
-                FARLO_NO_GUID_MEMORY, FARLO_MISSING_ARGUMENT, FARLO_INVALID_ARGUMENT,
-                FARLO_EXCLUDED_TYPE, FARLO_NO_CLUSTER_SERVICE, FARLO_EXCEPTION},
-               true));
-// The driver needs no handle.
-const Answers driver_reservation_status = null_handle(FARLO_SUCCESS, reservation_status);
-const Answers release =
-    exactly({FARLO_EXCEPTION, FARLO_INVALID_ARGUMENT, FARLO_NO_GUID_MEMORY, FARLO_NOT_FOUND,
-             FARLO_DEVICE_SHARING_VIOLATION, FARLO_DEVICE_FAILED});
-const Answers group_state =
-    of({FARLO_MISSING_ARGUMENT, FARLO_NOT_FOUND, FARLO_EXCEPTION, FARLO_NO_GUID_MEMORY,
-        FARLO_INVALID_ARGUMENT, FARLO_DEVICE_SHARING_VIOLATION, FARLO_DEVICE_FAILED,
-        FARLO_EXCLUDED_TYPE, FARLO_NO_CLUSTER_SERVICE},
-       true);
-const Answers group_state_ex = of({FARLO_MISSING_ARGUMENT, FARLO_NOT_FOUND, FARLO_EXCEPTION});
-// The state was delivered all the same.
-const Answers disk_state =
-    dropped({FARLO_SUCCESS}, of({FARLO_MISSING_ARGUMENT, FARLO_INVALID_ARGUMENT}));
-const Answers availability = refusing(
-    {FARLO_NULL_HANDLE, FARLO_MISSING_ARGUMENT},
-    silent(
-        {1, FARLO_NOT_CONNECTED, FARLO_NO_CLUSTER_SERVICE, FARLO_NO_GUID_MEMORY, FARLO_EXCEPTION},
-        zero_only(of({1, FARLO_NO_GUID_MEMORY, FARLO_EXCEPTION, FARLO_MISSING_ARGUMENT,
-                      FARLO_INVALID_ARGUMENT, FARLO_NO_CLUSTER_SERVICE, FARLO_EXCLUDED_TYPE},
-                     true))));
-const Answers plex_states =
-    unaware(refusing({FARLO_NULL_HANDLE, FARLO_PROVIDER_FAILED},
-                     silent({FARLO_EXCEPTION}, of({FARLO_PROVIDER_FAILED, FARLO_MISSING_ARGUMENT,
-                                                   FARLO_NOT_FOUND, FARLO_INVALID_ARGUMENT,
-                                                   FARLO_BUFFER_TOO_SMALL, FARLO_EXCEPTION}))));
-const Answers fast_failover = of({FARLO_MISSING_ARGUMENT, FARLO_NOT_FOUND, FARLO_EXCEPTION}, true);
-const Answers to_service = of({FARLO_NO_CLUSTER_SERVICE, FARLO_EXCEPTION}, true);
-const Answers service_state = unaware(to_service);
-const Answers node_state =
-    of({FARLO_NO_CLUSTER_SERVICE, FARLO_MISSING_ARGUMENT, FARLO_EXCEPTION}, true);
-// It may make another connection in place of the lost one.
-const Answers online_volume =
-    dropped({FARLO_NOT_CONNECTED, FARLO_SUCCESS},
-            of({FARLO_INVALID_ARGUMENT, FARLO_PROVIDER_FAILED, FARLO_EXCEPTION, FARLO_NOT_FOUND,
-                FARLO_EXCLUDED_TYPE, FARLO_NO_CLUSTER_SERVICE, FARLO_NO_GUID_MEMORY,
-                FARLO_MISSING_ARGUMENT},
-               true, true));
-const Answers offline_volume = of({FARLO_INVALID_ARGUMENT, FARLO_PROVIDER_FAILED, FARLO_EXCEPTION,
-                                   FARLO_NOT_FOUND, FARLO_EXCLUDED_TYPE, FARLO_NO_CLUSTER_SERVICE},
-                                  true);
-const Answers dismount =
-    exactly({FARLO_INVALID_ARGUMENT, FARLO_DEVICE_SHARING_VIOLATION, FARLO_DEVICE_UNSUCCESSFUL,
-             FARLO_NOT_FOUND, FARLO_MISSING_ARGUMENT, FARLO_DEVICE_FAILED},
-            false, true);
-const Answers mount_path =
-    refusing({FARLO_PROVIDER_FAILED},
-             silent({FARLO_EXCEPTION, FARLO_NOT_CONNECTED},
-                    of({FARLO_PROVIDER_FAILED, FARLO_INVALID_ARGUMENT, FARLO_EXCEPTION}, true)));
-const Answers serial = of({FARLO_MISSING_ARGUMENT, FARLO_INVALID_ARGUMENT, FARLO_NOT_FOUND,
-                           FARLO_BUFFER_TOO_SMALL, FARLO_VOLUME_NOT_FOUND, FARLO_EXCEPTION});
-const Answers disk_layout = exactly({FARLO_INVALID_ARGUMENT, FARLO_OUT_OF_MEMORY}, false, true);
-const Answers first_disk = unaware(
-    refusing({FARLO_NOT_FOUND},
-             silent({FARLO_EXCEPTION}, of({FARLO_NOT_FOUND, FARLO_EXCLUDED_TYPE, FARLO_EXCEPTION,
-                                           FARLO_INVALID_ARGUMENT, FARLO_OUT_OF_MEMORY},
-                                          false, true))));
-const Answers shared_guid =
-    of({FARLO_INVALID_ARGUMENT, FARLO_OUT_OF_MEMORY, FARLO_PROVIDER_FAILED, FARLO_EXCEPTION}, true);
-const Answers vmms = exactly({FARLO_PROVIDER_FAILED, FARLO_INVALID_ARGUMENT}, false, true);
-const Answers record = of({FARLO_MISSING_ARGUMENT, FARLO_NOT_FOUND, FARLO_BUFFER_TOO_SMALL,
-                           FARLO_EXCEPTION, FARLO_INVALID_ARGUMENT});
-const Answers volume_record = of({FARLO_MISSING_ARGUMENT, FARLO_NOT_FOUND, FARLO_BUFFER_TOO_SMALL,
-                                  FARLO_EXCEPTION, FARLO_INVALID_ARGUMENT, FARLO_VOLUME_NOT_FOUND});
-const Answers unusable = silent({FARLO_EXCEPTION, FARLO_NOT_CONNECTED}, volume_record);
-// The handle is looked at late.
-const Answers volume_status =
-    null_handle(FARLO_NOT_CONNECTED,
-                exactly({FARLO_SUCCESS, FARLO_DEVICE_UNSUCCESSFUL, FARLO_DEVICE_SHARING_VIOLATION,
-                         FARLO_NOT_FOUND, FARLO_MISSING_ARGUMENT, FARLO_DEVICE_FAILED,
-                         FARLO_INVALID_ARGUMENT, FARLO_NOT_CONNECTED}));
-
-constexpr char node_runs[] = R"("role": 2)";
-constexpr std::uint32_t all_options = 0xFFFFFFFF;
+const Argument no_options = number(0);
+const Argument all_options = number(0xFFFFFFFF);
+const Argument no_time_limit = number(INFINITE);
+const Argument guid_buffer = output(FARLO_GUID_TEXT_SIZE);
+constexpr std::uint32_t cluster_shared_type = 8;  // a disk group's
+constexpr std::uint32_t yes = 1;                  // a flag's
+constexpr DWORD ask_service = 2;                  // the registry value's
 constexpr char v1[] = "\\Device\\v1";
 constexpr char shared_off[] = "\\Device\\s-off";
 constexpr char shared_on[] = "\\Device\\s-on";
@@ -234,246 +253,328 @@ constexpr std::size_t light_size = sizeof(DgVolInfo) + 4 + 2 * volume_size;
 constexpr std::size_t disks_size = sizeof(DgDiskList) + 2 * sizeof(DgDiskInfo);
 
 const std::vector<Situation> table = {
-    {"connects", "InitializeClusterW", {slot}, connects},
-    {"connects", "InitializeClusterA", {n("x", 0), num(0), slot}, connects},
-    {"connects", "ValidateClusterA", {slot}, connects},
-    {"connects", "ValidateClusterW", {slot}, connects},
-    {"reconnects", "ValidateClusterW", {used_slot}, connects},
-    {"disconnects", "UnInitializeClusterA", {own}, disconnect},
-    {"disconnects", "UnInitializeClusterW", {own}, disconnect},
-    {"registers", "RegisterForAlerts", {h, callback}, alerts},
+    {"connects", "InitializeClusterW", {empty_slot}, connect},
+    {"connects", "InitializeClusterA", {narrow("x", no_limit), number(0), empty_slot}, connect},
+    {"connects", "ValidateClusterA", {empty_slot}, connect},
+    {"connects", "ValidateClusterW", {empty_slot}, connect},
+    {"reconnects", "ValidateClusterW", {disconnected_slot}, connect},
+    {"disconnects", "UnInitializeClusterA", {own_handle}, disconnect},
+    {"disconnects", "UnInitializeClusterW", {own_handle}, disconnect},
+    {"registers", "RegisterForAlerts", {handle, callback}, register_alerts},
 
-    {"finds", "GetDgGuidA", {h, n("dgc"), out(65)}, search},
-    {"finds", "GetDgGuidW", {h, w("dgc"), out(65)}, search},
-    {"rescans", "GetDgGuidW", {h, w("late"), out(65)}, search},
-    {"finds", "GetNonClusterDgGuidA", {h, n("dgl"), out(65)}, search},
-    {"finds", "GetNonClusterDgGuidW", {h, w("dgl"), out(65)}, search},
-    {"lists", "GetDgNameListA", {h, list(4), in_out(4), name_count()}, name_list},
-    {"lists", "GetDgNameListW", {h, list(8), in_out(8), name_count()}, name_list},
+    {"finds", "GetDgGuidA", {handle, narrow("dgc"), guid_buffer}, group_guid},
+    {"finds", "GetDgGuidW", {handle, wide("dgc"), guid_buffer}, group_guid},
+    {"rescans", "GetDgGuidW", {handle, wide("late"), guid_buffer}, group_guid},
+    {"finds", "GetNonClusterDgGuidA", {handle, narrow("dgl"), guid_buffer}, group_guid},
+    {"finds", "GetNonClusterDgGuidW", {handle, wide("dgl"), guid_buffer}, group_guid},
+    {"lists", "GetDgNameListA", {handle, name_list(4), in_out(4), name_count()}, group_names},
+    {"lists", "GetDgNameListW", {handle, name_list(8), in_out(8), name_count()}, group_names},
     {"asks the size",
      "GetDgNameListW",
-     {h, list(64), in_out(0), name_count()},
-     name_list,
+     {handle, name_list(64), in_out(0), name_count()},
+     group_names,
      FARLO_BUFFER_TOO_SMALL},
-    {"lists", "GetNonClusterDgNameListA", {h, list(8), in_out(8), name_count()}, name_list},
-    {"lists", "GetNonClusterDgNameListW", {h, list(16), in_out(16), name_count()}, name_list},
-    {"finds", "GetDgNameW", {h, g("guid-c", 0), out(520)}, group_name},
-    {"by GUID", "GetDgVolumeGuidA", {h, no_name, g("guid-c"), n(v1), out(65)}, volume_guid_a},
-    {"by GUID", "GetDgVolumeGuidW", {h, no_name, g("guid-c"), w(v1), out(65)}, volume_guid_w},
-    {"by name", "GetDgVolumeGuidW", {h, w("dgc"), no_guid, w(v1), out(65)}, volume_guid_w},
+    {"lists",
+     "GetNonClusterDgNameListA",
+     {handle, name_list(8), in_out(8), name_count()},
+     group_names},
+    {"lists",
+     "GetNonClusterDgNameListW",
+     {handle, name_list(16), in_out(16), name_count()},
+     group_names},
+    {"finds",
+     "GetDgNameW",
+     {handle, guid("guid-c", no_limit), output(FARLO_NAME_SIZE * sizeof(wchar_t))},
+     group_name},
+    {"by GUID",
+     "GetDgVolumeGuidA",
+     {handle, no_name, guid("guid-c"), narrow(v1), guid_buffer},
+     volume_guid_a},
+    {"by GUID",
+     "GetDgVolumeGuidW",
+     {handle, no_name, guid("guid-c"), wide(v1), guid_buffer},
+     volume_guid_w},
+    {"by name",
+     "GetDgVolumeGuidW",
+     {handle, wide("dgc"), no_guid, wide(v1), guid_buffer},
+     volume_guid_w},
 
-    {"by GUID", "OnlineDgExA", {h, n("dgo"), g("guid-o"), no_name, num(0), num(0)}, import},
-    {"by GUID", "OnlineDgExW", {h, w("dgo"), g("guid-o"), no_name, num(0), num(0)}, import},
-    {"by name", "OnlineDgExW", {h, w("dgo"), no_guid, w("new"), num(0), num(0)}, import},
-    {"shared", "OnlineDgExW", {h, w("dgo"), no_guid, no_name, num(0x800), num(0)}, import},
-    {"by name", "OnlineDgA", {h, n("dgo"), no_guid, n("new"), num(0)}, import},
-    {"by name", "OnlineDgW", {h, w("dgo"), no_guid, w("new"), num(0)}, import},
-    {"by GUID", "ImportDgA", {h, n("dgo"), g("guid-o"), n("new"), num(0)}, import},
-    {"by GUID", "ImportDgW", {h, w("dgo"), g("guid-o"), w("new"), num(all_options)}, import},
-    {"by name", "ImportDgW", {h, w("dgo"), no_guid, no_name, num(0)}, import},
-    {"by name", "OfflineDgA", {h, n("dgc"), no_guid, num(0)}, deport},
-    {"by name", "OfflineDgW", {h, w("dgc"), no_guid, num(0)}, deport},
-    {"by GUID", "OfflineDgW", {h, w("dgc"), g("guid-c"), num(1)}, deport},
-    {"by name", "DeportDgA", {h, n("dgc"), no_guid}, deport},
-    {"by name", "DeportDgW", {h, w("dgc"), no_guid}, deport},
-    {"by GUID", "DeportDgW", {h, no_name, g("guid-c")}, deport},
+    {"by GUID",
+     "OnlineDgExA",
+     {handle, narrow("dgo"), guid("guid-o"), no_name, no_options, number(0)},
+     import},
+    {"by GUID",
+     "OnlineDgExW",
+     {handle, wide("dgo"), guid("guid-o"), no_name, no_options, number(0)},
+     import},
+    {"by name",
+     "OnlineDgExW",
+     {handle, wide("dgo"), no_guid, wide("new"), no_options, number(0)},
+     import},
+    {"shared",
+     "OnlineDgExW",
+     {handle, wide("dgo"), no_guid, no_name, number(FARLO_ONLINE_SHARED), number(0)},
+     import},
+    {"by name", "OnlineDgA", {handle, narrow("dgo"), no_guid, narrow("new"), no_options}, import},
+    {"by name", "OnlineDgW", {handle, wide("dgo"), no_guid, wide("new"), no_options}, import},
+    {"by GUID",
+     "ImportDgA",
+     {handle, narrow("dgo"), guid("guid-o"), narrow("new"), no_options},
+     import},
+    {"by GUID",
+     "ImportDgW",
+     {handle, wide("dgo"), guid("guid-o"), wide("new"), all_options},
+     import},
+    {"by name", "ImportDgW", {handle, wide("dgo"), no_guid, no_name, no_options}, import},
+    {"by name", "OfflineDgA", {handle, narrow("dgc"), no_guid, no_options}, deport},
+    {"by name", "OfflineDgW", {handle, wide("dgc"), no_guid, no_options}, deport},
+    {"by GUID",
+     "OfflineDgW",
+     {handle, wide("dgc"), guid("guid-c"), number(FARLO_OFFLINE_NO_NAME_CHECK)},
+     deport},
+    {"by name", "DeportDgA", {handle, narrow("dgc"), no_guid}, deport},
+    {"by name", "DeportDgW", {handle, wide("dgc"), no_guid}, deport},
+    {"by GUID", "DeportDgW", {handle, no_name, guid("guid-c")}, deport},
 
-    {"by name", "ArbitrateDgA", {h, n("dgc"), no_guid}, reserve},
-    {"by GUID", "ArbitrateDgW", {h, no_name, g("guid-c")}, reserve},
-    {"by name", "ArbitrateDgW", {h, w("dgc"), no_guid}, reserve},
-    {"by name", "StopDgReservationA", {h, n("dgc"), no_guid}, reserve},
-    {"by GUID", "StopDgReservationW", {h, no_name, g("guid-c")}, reserve},
-    {"by name", "StopDgReservationW", {h, w("dgc"), no_guid}, reserve},
+    {"by name", "ArbitrateDgA", {handle, narrow("dgc"), no_guid}, reserve},
+    {"by GUID", "ArbitrateDgW", {handle, no_name, guid("guid-c")}, reserve},
+    {"by name", "ArbitrateDgW", {handle, wide("dgc"), no_guid}, reserve},
+    {"by name", "StopDgReservationA", {handle, narrow("dgc"), no_guid}, reserve},
+    {"by GUID", "StopDgReservationW", {handle, no_name, guid("guid-c")}, reserve},
+    {"by name", "StopDgReservationW", {handle, wide("dgc"), no_guid}, reserve},
     {"by driver",
      "GetDgReservationStatusA",
-     {h, n("dgc"), no_guid, out(4, true)},
+     {handle, narrow("dgc"), no_guid, output_even_on_failure(4)},
      reservation_status},
     {"by driver",
      "GetDgReservationStatusW",
-     {h, no_name, g("guid-c"), out(4, true)},
+     {handle, no_name, guid("guid-c"), output_even_on_failure(4)},
      driver_reservation_status},
     {"by service",
      "GetDgReservationStatusW",
-     {h, w("dgc"), no_guid, out(4)},
+     {handle, wide("dgc"), no_guid, output(4)},
      reservation_status,
-     0,
-     2},
-    {"releases", "ReleaseDgW", {g("guid-c", 255)}, release},
+     FARLO_SUCCESS,
+     {.support_scsi3 = ask_service}},
+    {"releases", "ReleaseDgW", {guid("guid-c", 255)}, release},
 
-    {"by name", "GetDgStateA", {h, n("dgc"), no_guid, out(1)}, group_state},
-    {"by GUID", "GetDgStateW", {h, no_name, g("guid-c"), out(1)}, group_state},
-    {"by name", "GetDgStateW", {h, w("dgl"), no_guid, out(1)}, group_state},
-    {"by GUID", "GetDgStateExW", {h, no_name, g("guid-c", 0), out(1)}, group_state_ex},
-    {"finds", "GetDiskStateA", {h, n("d2"), out(4, true)}, disk_state},
-    {"finds", "GetDiskStateW", {h, w("d2"), out(4, true)}, disk_state},
-    {"by name", "GetDgDiskAvailabilityA", {h, n("dgc"), no_guid, out(4), out(4)}, availability},
-    {"by GUID", "GetDgDiskAvailabilityW", {h, no_name, g("guid-c"), out(4), out(4)}, availability},
+    {"by name", "GetDgStateA", {handle, narrow("dgc"), no_guid, output(1)}, group_state},
+    {"by GUID", "GetDgStateW", {handle, no_name, guid("guid-c"), output(1)}, group_state},
+    {"by name", "GetDgStateW", {handle, wide("dgl"), no_guid, output(1)}, group_state},
+    {"by GUID",
+     "GetDgStateExW",
+     {handle, no_name, guid("guid-c", no_limit), output(1)},
+     group_state_ex},
+    {"finds", "GetDiskStateA", {handle, narrow("d2"), output_even_on_failure(4)}, disk_state},
+    {"finds", "GetDiskStateW", {handle, wide("d2"), output_even_on_failure(4)}, disk_state},
+    {"by name",
+     "GetDgDiskAvailabilityA",
+     {handle, narrow("dgc"), no_guid, output(4), output(4)},
+     disk_availability},
+    {"by GUID",
+     "GetDgDiskAvailabilityW",
+     {handle, no_name, guid("guid-c"), output(4), output(4)},
+     disk_availability},
     {"fills",
      "GetDgVolPlexStatesA",
-     {h, n("dgc", 0), no_guid, n(v1, 0), out(4, true), out(2 * 68)},
+     {handle, narrow("dgc", no_limit), no_guid, narrow(v1, no_limit), output_even_on_failure(4),
+      output(2 * sizeof(farlo_plex_state))},
      plex_states},
     {"fills",
      "GetDgVolPlexStatesW",
-     {h, no_name, g("guid-c", 0), w(v1), out(4, true), out(2 * 68)},
+     {handle, no_name, guid("guid-c", no_limit), wide(v1), output_even_on_failure(4),
+      output(2 * sizeof(farlo_plex_state))},
      plex_states},
     {"asks the number",
      "GetDgVolPlexStatesW",
-     {h, no_name, g("guid-c", 0), w(v1), out(4, true), no_records},
+     {handle, no_name, guid("guid-c", no_limit), wide(v1), output_even_on_failure(4), no_records},
      plex_states,
      FARLO_BUFFER_TOO_SMALL},
-    {"sets", "SetFastFailoverFlagW", {h, w("dgc"), no_guid, num(1)}, fast_failover},
-    {"reports", "ClusterServiceStateA", {h, num(1)}, service_state},
-    {"reports", "ClusterServiceStateW", {h, num(1)}, service_state},
-    {"starts", "StartCVMClusterW", {h}, to_service, 0, 0, 0, R"("role": 0)"},
-    {"stops", "StopCVMClusterW", {h}, to_service},
-    {"asks", "GetCVMClusterNodeStateW", {h, out(4)}, node_state},
+    {"sets", "SetFastFailoverFlagW", {handle, wide("dgc"), no_guid, number(1)}, fast_failover},
+    {"reports", "ClusterServiceStateA", {handle, number(1)}, service_state},
+    {"reports", "ClusterServiceStateW", {handle, number(1)}, service_state},
+    {"starts", "StartCVMClusterW", {handle}, node, FARLO_SUCCESS, {.node = R"("role": 0)"}},
+    {"stops", "StopCVMClusterW", {handle}, node},
+    {"asks", "GetCVMClusterNodeStateW", {handle, output(4)}, node_state},
 
     {"imported",
      "OnlineVolA",
-     {h, looked_up(g("guid-s")), n(shared_off, path_limit), num(0), num(INFINITE)},
+     {handle, looked_up(guid("guid-s")), narrow(shared_off, path_limit), no_options, no_time_limit},
      online_volume},
     {"imported",
      "OnlineVolW",
-     {h, looked_up(g("guid-s")), looked_up(w(shared_off, path_limit)), num(0), num(INFINITE)},
+     {handle, looked_up(guid("guid-s")), looked_up(wide(shared_off, path_limit)), no_options,
+      no_time_limit},
      online_volume},
     {"node stopped",
      "OnlineVolW",
-     {h, looked_up(g("guid-s")), looked_up(w(shared_off, path_limit)), num(0), num(INFINITE)},
+     {handle, looked_up(guid("guid-s")), looked_up(wide(shared_off, path_limit)), no_options,
+      no_time_limit},
      online_volume,
-     0,
-     0,
-     0,
-     R"("role": 0, "start_seconds": 0)"},
+     FARLO_SUCCESS,
+     {.node = R"("role": 0, "start_seconds": 0)"}},
     {"not imported",
      "OnlineVolW",
-     {h, looked_up(g("guid-n")), looked_up(w("\\Device\\n-off", path_limit)), num(0),
-      num(INFINITE)},
+     {handle, looked_up(guid("guid-n")), looked_up(wide("\\Device\\n-off", path_limit)), no_options,
+      no_time_limit},
      online_volume},
     {"takes",
      "OfflineVolA",
-     {h, looked_up(g("guid-s")), n(shared_on, path_limit), num(0)},
+     {handle, looked_up(guid("guid-s")), narrow(shared_on, path_limit), no_options},
      offline_volume},
     {"takes",
      "OfflineVolW",
-     {h, looked_up(g("guid-s")), looked_up(w(shared_on, path_limit)), num(0)},
+     {handle, looked_up(guid("guid-s")), looked_up(wide(shared_on, path_limit)), no_options},
      offline_volume},
-    {"dismounts", "OfflineVolumeA", {g("v1"), n("\\\\.\\F:\\", path_limit), bytes}, dismount},
-    {"dismounts", "OfflineVolumeW", {g("v1"), w("\\\\.\\F:", path_limit), bytes}, dismount},
-    {"refreshes", "FFUpdateMountPathA", {h, n("v1", path_limit)}, mount_path},
-    {"refreshes", "FFUpdateMountPathW", {h, w("v1")}, mount_path},
+    {"dismounts",
+     "OfflineVolumeA",
+     {guid("v1"), narrow("\\\\.\\F:\\", path_limit), sixteen_bytes},
+     dismount},
+    {"dismounts",
+     "OfflineVolumeW",
+     {guid("v1"), wide("\\\\.\\F:", path_limit), sixteen_bytes},
+     dismount},
+    {"refreshes", "FFUpdateMountPathA", {handle, narrow("v1", path_limit)}, mount_path},
+    {"refreshes", "FFUpdateMountPathW", {handle, wide("v1")}, mount_path},
     {"finds",
      "GetVolumeNameForSerialNumberA",
-     {h, n("dgc"), no_guid, num(Machine::serial_number), out(1656), in_out(1656)},
-     serial},
+     {handle, narrow("dgc"), no_guid, number(Machine::serial_number),
+      output(FARLO_VOLUME_NAME_BUFFER_SIZE), in_out(FARLO_VOLUME_NAME_BUFFER_SIZE)},
+     serial_number},
     {"finds",
      "GetVolumeNameForSerialNumberW",
-     {h, no_name, g("guid-c", 0), num(Machine::serial_number), out(1656), in_out(1656)},
-     serial},
+     {handle, no_name, guid("guid-c", no_limit), number(Machine::serial_number),
+      output(FARLO_VOLUME_NAME_BUFFER_SIZE), in_out(FARLO_VOLUME_NAME_BUFFER_SIZE)},
+     serial_number},
     {"MBR",
      "GetDiskTypeAndSignatureA",
-     {n("\\\\.\\F:", path_limit), out(4), out(16), out(4)},
+     {narrow("\\\\.\\F:", path_limit), output(4), output(16), output(4)},
      disk_layout},
-    {"MBR", "GetDiskTypeAndSignatureW", {w("\\\\.\\F:"), out(4), out(16), out(4)}, disk_layout},
+    {"MBR",
+     "GetDiskTypeAndSignatureW",
+     {wide("\\\\.\\F:"), output(4), output(16), output(4)},
+     disk_layout},
     {"GPT",
      "GetDiskTypeAndSignatureW",
-     {w("\\\\.\\F:"), out(4), out(16), out(4)},
+     {wide("\\\\.\\F:"), output(4), output(16), output(4)},
      disk_layout,
-     0,
-     0,
-     1},
-    {"MBR", "GetFirstVolumesDiskIDA", {h, n("dgc", path_limit), out(4), out(4)}, first_disk},
-    {"MBR", "GetFirstVolumesDiskIDW", {h, w("dgc"), out(4), out(4)}, first_disk},
-    {"MBR", "IsStorageClusterable", {h, num(0), num(11), bytes}, a_flag, 1},
-    {"GPT", "IsStorageClusterable", {h, num(1), num(0), bytes}, a_flag, 1},
-    {"is", "IsVolumeOfSpecifiedDgType", {h, w("vn-s-on"), num(8)}, a_flag, 1},
-    {"is", "IsVolumeClusterable", {h, w("vn-s-on")}, a_flag, 1},
-    {"finds", "GetClusterSharedDgGuidA", {h, n(shared_on, path_limit), out(65)}, shared_guid},
+     FARLO_SUCCESS,
+     {.partition_style = PARTITION_STYLE_GPT}},
+    {"MBR",
+     "GetFirstVolumesDiskIDA",
+     {handle, narrow("dgc", path_limit), output(4), output(4)},
+     first_disk},
+    {"MBR", "GetFirstVolumesDiskIDW", {handle, wide("dgc"), output(4), output(4)}, first_disk},
+    {"MBR",
+     "IsStorageClusterable",
+     {handle, number(FARLO_PARTITION_STYLE_MBR), number(Machine::disk_signature), sixteen_bytes},
+     flag,
+     yes},
+    {"GPT",
+     "IsStorageClusterable",
+     {handle, number(FARLO_PARTITION_STYLE_GPT), number(0), sixteen_bytes},
+     flag,
+     yes},
+    {"is",
+     "IsVolumeOfSpecifiedDgType",
+     {handle, wide("vn-s-on"), number(cluster_shared_type)},
+     flag,
+     yes},
+    {"is", "IsVolumeClusterable", {handle, wide("vn-s-on")}, flag, yes},
+    {"finds",
+     "GetClusterSharedDgGuidA",
+     {handle, narrow(shared_on, path_limit), guid_buffer},
+     shared_guid},
     {"finds",
      "GetClusterSharedDgGuidW",
-     {h, looked_up(w(shared_on, path_limit)), out(65)},
+     {handle, looked_up(wide(shared_on, path_limit)), guid_buffer},
      shared_guid},
-    {"wanted", "CheckOSVersionAndReg", {}, vmms},
-    {"clears", "DeleteVMMSFolder", {folder}, vmms},
+    {"wanted", "CheckOSVersionAndReg", {}, vmms_folder},
+    {"clears", "DeleteVMMSFolder", {folder}, vmms_folder},
 
     {"fills",
      "GetDgPropertiesA",
-     {h, n("dgc"), no_guid, out(group_size), in_out(group_size)},
+     {handle, narrow("dgc"), no_guid, output(group_size), in_out(group_size)},
      record},
     {"fills",
      "GetDgPropertiesW",
-     {h, no_name, g("guid-c", 0), out(group_size), in_out(group_size)},
+     {handle, no_name, guid("guid-c", no_limit), output(group_size), in_out(group_size)},
      record},
     {"asks the size",
      "GetDgPropertiesW",
-     {h, no_name, g("guid-c", 0), out(8), in_out(0)},
+     {handle, no_name, guid("guid-c", no_limit), output(8), in_out(0)},
      record,
      FARLO_BUFFER_TOO_SMALL},
     {"fills",
      "GetVolPropertiesA",
-     {h, n(v1, path_limit), out(volume_prop_size), in_out(volume_prop_size - 4)},
+     {handle, narrow(v1, path_limit), output(volume_prop_size), in_out(volume_prop_size - 4)},
      record},
     {"fills",
      "GetVolPropertiesW",
-     {h, w(v1), out(volume_prop_size), in_out(volume_prop_size - 4)},
+     {handle, wide(v1), output(volume_prop_size), in_out(volume_prop_size - 4)},
      record},
     {"fills",
      "GetDgVolPropertiesA",
-     {h, n("dgc"), no_guid, out(light_size), in_out(light_size)},
+     {handle, narrow("dgc"), no_guid, output(light_size), in_out(light_size)},
      record},
     {"fills",
      "GetDgVolPropertiesW",
-     {h, no_name, g("guid-c", 0), out(light_size), in_out(light_size)},
+     {handle, no_name, guid("guid-c", no_limit), output(light_size), in_out(light_size)},
      record},
     {"fills",
      "GetDgVolumePropertiesA",
-     {h, n("dgc"), no_guid, n(v1), out(volume_size), in_out(volume_size)},
+     {handle, narrow("dgc"), no_guid, narrow(v1), output(volume_size), in_out(volume_size)},
      volume_record},
     {"fills",
      "GetDgVolumePropertiesW",
-     {h, no_name, g("guid-c", 0), w(v1), out(volume_size), in_out(volume_size)},
+     {handle, no_name, guid("guid-c", no_limit), wide(v1), output(volume_size),
+      in_out(volume_size)},
      volume_record},
     {"fills",
      "GetDgDiskPropertiesA",
-     {h, n("dgc"), no_guid, out(disks_size), in_out(disks_size)},
+     {handle, narrow("dgc"), no_guid, output(disks_size), in_out(disks_size)},
      record},
     {"fills",
      "GetDgDiskPropertiesW",
-     {h, no_name, g("guid-c", 0), out(disks_size), in_out(disks_size)},
+     {handle, no_name, guid("guid-c", no_limit), output(disks_size), in_out(disks_size)},
      record},
-    {"finds", "GetDgVolumeStateA", {h, n("dgc"), no_guid, n(v1), out(4)}, volume_record},
-    {"finds", "GetDgVolumeStateW", {h, no_name, g("guid-c", 0), w(v1), out(4)}, volume_record},
+    {"finds",
+     "GetDgVolumeStateA",
+     {handle, narrow("dgc"), no_guid, narrow(v1), output(4)},
+     volume_record},
+    {"finds",
+     "GetDgVolumeStateW",
+     {handle, no_name, guid("guid-c", no_limit), wide(v1), output(4)},
+     volume_record},
     {"healthy",
      "GetDgVolumeStatusA",
-     {h, g("guid-c"), bytes, out(4, true)},
+     {handle, guid("guid-c"), sixteen_bytes, output_even_on_failure(4)},
      volume_status,
      FARLO_DEVICE_UNSUCCESSFUL},
     {"healthy",
      "GetDgVolumeStatusW",
-     {h, g("guid-c"), bytes, out(4, true)},
+     {handle, guid("guid-c"), sixteen_bytes, output_even_on_failure(4)},
      volume_status,
      FARLO_DEVICE_UNSUCCESSFUL},
     {"fills",
      "GetUnusableVolumesInfo",
-     {h, w("dgc"), no_guid, out(2 * volume_size), in_out(2)},
-     unusable,
-     0,
-     0,
-     0,
-     node_runs,
-     false},
+     {handle, wide("dgc"), no_guid, output(2 * volume_size), in_out(2)},
+     unusable_volumes,
+     FARLO_SUCCESS,
+     {.volume_links = false}},
     {"finds one",
      "GetUnusableVolumesInfo",
-     {h, w("dgc"), no_guid, out(volume_size), in_out(1)},
-     unusable},
+     {handle, wide("dgc"), no_guid, output(volume_size), in_out(1)},
+     unusable_volumes},
     {"fills",
      "GetVolumeInfo",
-     {h, w("dgc"), no_guid, w(v1), out(volume_size), in_out(volume_size)},
+     {handle, wide("dgc"), no_guid, wide(v1), output(volume_size), in_out(volume_size)},
      volume_record},
 };
 
 }  // namespace
 
-std::string scenario_text(const std::string& node) {
+std::string scenario_json(const std::string& node) {
     return R"({"node": {"name": "node1", "reservation_key": 7, )" + node + R"(}, "disk_groups": [
   {"name": "dgc", "dgid": "guid-c", "type": 2, "imported": true,
    "reservation": {"owner": "node1", "key": 7},
@@ -502,12 +603,12 @@ bool among(const std::vector<std::uint32_t>& statuses, std::uint32_t status) {
     return std::find(statuses.begin(), statuses.end(), status) != statuses.end();
 }
 
-bool is_described(const Answers& answers, std::uint32_t status) {
+bool is_described(const Contract& contract, std::uint32_t status) {
     const bool of_service =
         ((status >> 30) == 3 && ((status >> 16) & 0xFFF) == 0x100) || (status >> 16) == 0xE515;
     const bool of_system = status < 0x4000 || (status >> 16) == 0x8007;
-    return status == FARLO_SUCCESS || among(answers.statuses, status) ||
-           (answers.service && of_service) || (answers.system && of_system);
+    return status == FARLO_SUCCESS || among(contract.statuses, status) ||
+           (contract.service_statuses && of_service) || (contract.system_errors && of_system);
 }
 
 void PrintTo(const Situation& situation, std::ostream* out) {

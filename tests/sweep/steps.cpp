@@ -12,7 +12,7 @@
 namespace sweep {
 namespace {
 
-bool holds_in_order(std::string_view text, const std::string& words) {
+bool contains_in_order(std::string_view text, const std::string& words) {
     std::istringstream stream(words);
     std::size_t at = 0;
     for (std::string word; stream >> word; at += word.size()) {
@@ -24,12 +24,12 @@ bool holds_in_order(std::string_view text, const std::string& words) {
     return true;
 }
 
-bool fits(const Step& step, const std::string& text, const Way& way) {
+bool fits(const Step& step, const std::string& text, const Fault& fault) {
     const std::string function = step.call.substr(0, step.call.find(' '));
     const bool of_success = step.call.find("succeeds") != std::string::npos;
     return text.substr(0, text.find(' ')) == function &&
-           of_success == (way.meaning == Way::Meaning::informational) &&
-           holds_in_order(text + " " + way.text, step.call);
+           of_success == (fault.meaning == Fault::Meaning::informational) &&
+           contains_in_order(text + " " + fault.description, step.call);
 }
 
 // Of an answer as the recorder writes it: `0x0 WSTR "dg1"`, `0x0 "Name" WSTR "dg1"`.
@@ -49,22 +49,22 @@ std::string type_in(const std::string& answer) {
 
 }  // namespace
 
-Steps ended_by(const Lines& errors, Steps steps) {
+Steps each_failure_logs(const Lines& errors, Steps steps) {
     return framed({}, {}, errors, std::move(steps));
 }
 
 Steps framed(const Lines& before, const Lines& success, const Lines& failure, Steps steps) {
     for (Step& step : steps) {
         Lines& errors = step.outcome.errors;
-        const Lines& behind = step.outcome.kind == Outcome::Kind::as_clean ? success : failure;
+        const Lines& behind = step.outcome.kind == Outcome::Kind::continues ? success : failure;
         errors.insert(errors.begin(), before.begin(), before.end());
         errors.insert(errors.end(), behind.begin(), behind.end());
     }
     return steps;
 }
 
-std::vector<CallTexts::Text> CallTexts::texts_of(const std::vector<std::string>& recorded,
-                                                 const std::string& function) {
+std::vector<CleanCalls::Text> CleanCalls::calls_of(const std::vector<std::string>& recorded,
+                                                   const std::string& function) {
     static const std::string arrow = " -> ";
     std::vector<Text> texts;
     for (const std::string& line : recorded) {
@@ -76,11 +76,11 @@ std::vector<CallTexts::Text> CallTexts::texts_of(const std::vector<std::string>&
     return texts;
 }
 
-CallTexts::CallTexts(const std::vector<std::string>& recorded,
-                     const std::vector<unsigned>& counts) {
+CleanCalls::CleanCalls(const std::vector<std::string>& recorded,
+                       const std::vector<unsigned>& counts) {
     for (std::size_t import = 0; import < counts.size(); ++import) {
         const std::string function = failing_imports()[import].name;
-        std::vector<Text> texts = texts_of(recorded, function);
+        std::vector<Text> texts = calls_of(recorded, function);
         // The recorder does not see what goes to the system.
         if (texts.empty()) {
             texts.resize(counts[import], {function, ""});
@@ -93,33 +93,33 @@ CallTexts::CallTexts(const std::vector<std::string>& recorded,
     }
 }
 
-const std::string& CallTexts::of(const Call& call) const {
+const std::string& CleanCalls::call_text(const Call& call) const {
     return m_texts[call.import][call.number - 1].call;
 }
 
-const std::string& CallTexts::type_read(const Call& call) const {
+const std::string& CleanCalls::property_type(const Call& call) const {
     return m_texts[call.import][call.number - 1].type;
 }
 
-const Outcome* CallTexts::outcome(const Steps& steps, const Call& call, const Way& way) const {
+const Outcome* CleanCalls::outcome(const Steps& steps, const Call& call, const Fault& fault) const {
     const std::vector<Text>& texts = m_texts[call.import];
     for (const Step& step : steps) {
-        if (!fits(step, of(call), way)) {
+        if (!fits(step, call_text(call), fault)) {
             continue;
         }
         const auto number =
             std::count_if(texts.begin(), texts.begin() + static_cast<std::ptrdiff_t>(call.number),
-                          [&](const Text& text) { return fits(step, text.call, way); });
+                          [&](const Text& text) { return fits(step, text.call, fault); });
         if (step.number == 0 || step.number == static_cast<unsigned>(number)) {
             return &step.outcome;
         }
     }
-    return way.meaning == Way::Meaning::informational ? &unnoticed : nullptr;
+    return fault.meaning == Fault::Meaning::informational ? &no_effect : nullptr;
 }
 
 Steps steps_of(const Situation& situation) {
-    static const std::vector<StepsOf> table = [] {
-        std::vector<StepsOf> all;
+    static const std::vector<ExportSteps> table = [] {
+        std::vector<ExportSteps> all;
         for (const auto& part :
              {cluster_steps(), diskgroup_steps(), folder_steps(), health_steps(), identity_steps(),
               records_steps(), reservation_steps(), volume_steps(), volume_identity_steps()}) {
@@ -129,7 +129,7 @@ Steps steps_of(const Situation& situation) {
     }();
     Steps found;
     for (const std::string& name : {std::string(situation.name), std::string()}) {
-        for (const StepsOf& one : table) {
+        for (const ExportSteps& one : table) {
             const bool of_export = std::find(one.exports.begin(), one.exports.end(),
                                              situation.export_name) != one.exports.end();
             if (of_export && one.situation == name) {

@@ -6,27 +6,29 @@ namespace sweep {
 namespace {
 
 Steps fast_failover() {
-    return group_by_name("@dgc", {"SetFastFailoverFlag():GetDgObjId() failed, error=({}) "}) +
-           ended_by({"SetFastFailoverFlag() failed, error=({}) "}, method("0.2027"));
+    return find_group_by_name("@dgc", {"SetFastFailoverFlag():GetDgObjId() failed, error=({}) "}) +
+           each_failure_logs({"SetFastFailoverFlag() failed, error=({}) "},
+                             invoke_method("0.2027"));
 }
 
 Steps service_state() {
-    return ended_by({"ClusterServiceState() failed, error=({}) "},
-                    cluster_service({"ClusterServiceState: GetClusSvcId failed with error = {}"}) +
-                        method("0.2028"));
+    return each_failure_logs(
+        {"ClusterServiceState() failed, error=({}) "},
+        find_cluster_service({"ClusterServiceState: GetClusSvcId failed with error = {}"}) +
+            invoke_method("0.2028"));
 }
 
 }  // namespace
 
-std::vector<StepsOf> cluster_steps() {
+std::vector<ExportSteps> cluster_steps() {
     return {{{"SetFastFailoverFlagW"}, "", fast_failover()},
             {{"ClusterServiceStateA", "ClusterServiceStateW"}, "", service_state()},
-            {{"StartCVMClusterW"}, "", node_method("StartCVMClusterW", "0.6058")},
-            {{"StopCVMClusterW"}, "", node_method("StopCVMClusterW", "0.6059")},
+            {{"StartCVMClusterW"}, "", invoke_node_method("StartCVMClusterW", "0.6058")},
+            {{"StopCVMClusterW"}, "", invoke_node_method("StopCVMClusterW", "0.6059")},
             {{"GetCVMClusterNodeStateW"},
              "",
-             node_method("GetCVMClusterNodeStateW", "0.6060") +
-                 Steps{{"PsFindProperty \"nodeState\"", goes_on()}}}};
+             invoke_node_method("GetCVMClusterNodeStateW", "0.6060") +
+                 Steps{{"PsFindProperty \"nodeState\"", continues()}}}};
 }
 
 }  // namespace sweep

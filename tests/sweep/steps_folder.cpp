@@ -13,7 +13,7 @@ namespace {
 
 // The system's error as it is answered here, and the line that tells of it.
 Outcome refused(std::uint32_t error, const std::string& line) {
-    return answers(0x80070000 | error, {line + "{call}.\n"});
+    return returns(0x80070000 | error, {line + "{call}.\n"});
 }
 
 Steps clean_up_wanted() {
@@ -22,15 +22,15 @@ Steps clean_up_wanted() {
     const std::string version = "CheckOSVersionAndReg: RegQueryValueEx for OS Version check Error ";
     const std::string switch_key = "CheckOSVersionAndReg: RegOpenKeyEx Error ";
     const std::string switched = "CheckOSVersionAndReg: RegQueryValueEx Error ";
-    return ended_by({"Exiting CheckOSVersionAndReg"},
-                    {{"RegOpenKeyExW 2", refused(2, version_key), 1},
-                     {"RegOpenKeyExW 5", refused(5, version_key), 1},
-                     {"RegQueryValueExW 234", refused(234, version), 1},
-                     {"RegQueryValueExW 2", refused(2, version), 1},
-                     {"RegOpenKeyExW 2", refused(2, switch_key), 2},
-                     {"RegOpenKeyExW 5", refused(5, switch_key), 2},
-                     {"RegQueryValueExW 234", refused(234, switched), 2},
-                     {"RegQueryValueExW 2", refused(2, switched), 2}});
+    return each_failure_logs({"Exiting CheckOSVersionAndReg"},
+                             {{"RegOpenKeyExW 2", refused(2, version_key), 1},
+                              {"RegOpenKeyExW 5", refused(5, version_key), 1},
+                              {"RegQueryValueExW 234", refused(234, version), 1},
+                              {"RegQueryValueExW 2", refused(2, version), 1},
+                              {"RegOpenKeyExW 2", refused(2, switch_key), 2},
+                              {"RegOpenKeyExW 5", refused(5, switch_key), 2},
+                              {"RegQueryValueExW 234", refused(234, switched), 2},
+                              {"RegQueryValueExW 2", refused(2, switched), 2}});
 }
 
 Lines exits(std::size_t times) {
@@ -41,11 +41,11 @@ Lines exits(std::size_t times) {
 Steps not_listed(const std::string& folder, unsigned number) {
     const std::string line = "DeleteVMMSFolder: FindFirstFile failed for " + folder + "* Error: ";
     return Steps{{"PathCombineW",
-                  answers(FARLO_INVALID_ARGUMENT,
+                  returns(FARLO_INVALID_ARGUMENT,
                           {"DeleteVMMSFolder() failed , folder path is too long, error=({})"}),
                   number}} +
-           ended_by(exits(1), {{"FindFirstFileW 2", refused(2, line), number},
-                               {"FindFirstFileW 5", refused(5, line), number}});
+           each_failure_logs(exits(1), {{"FindFirstFileW 2", refused(2, line), number},
+                                        {"FindFirstFileW 5", refused(5, line), number}});
 }
 
 std::string not_removed_line(const std::string& folder) {
@@ -60,18 +60,18 @@ Steps not_removed(const std::string& folder, unsigned number) {
 
 // The folder above does not go on.
 Steps not_cleaned(const std::string& folder, const Steps& steps) {
-    return ended_by({"DeleteVMMSFolder failed for " + folder + " Error: 0x0.\n"}, steps);
+    return each_failure_logs({"DeleteVMMSFolder failed for " + folder + " Error: 0x0.\n"}, steps);
 }
 
 // What a listing that ends early did not tell stays, and the folder that it is in.
 Steps ended_early(const std::string& one) {
-    const Outcome all_stay = goes_on(exits(1));
-    const Outcome one_stays = answers(0x80070000 | ERROR_DIR_NOT_EMPTY,
+    const Outcome all_stay = continues(exits(1));
+    const Outcome one_stays = returns(0x80070000 | ERROR_DIR_NOT_EMPTY,
                                       {exits(1).front(), not_removed_line(one) + "0x91.\n"});
-    const Outcome three_stays = goes_on(exits(3));
+    const Outcome three_stays = continues(exits(3));
     return {{"FindNextFileW", all_stay, 1},    {"FindNextFileW", all_stay, 2},
             {"FindNextFileW", one_stays, 3},   {"FindNextFileW", one_stays, 4},
-            {"FindNextFileW", three_stays, 8}, {"FindNextFileW", goes_on(exits(4))}};
+            {"FindNextFileW", three_stays, 8}, {"FindNextFileW", continues(exits(4))}};
 }
 
 // "one", in which lies "two", then "three".
@@ -90,7 +90,7 @@ Steps cleaned_up() {
 
 }  // namespace
 
-std::vector<StepsOf> folder_steps() {
+std::vector<ExportSteps> folder_steps() {
     return {{{"CheckOSVersionAndReg"}, "", clean_up_wanted()},
             {{"DeleteVMMSFolder"}, "", cleaned_up()}};
 }

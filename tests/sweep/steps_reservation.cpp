@@ -12,18 +12,19 @@ namespace {
 constexpr std::uint32_t missing_parameter = 0xe5150104;
 
 Steps arbitrate() {
-    return ended_by({"ArbitrateDgW() failed, error=({})"},
-                    guid_text({"ArbitrateDgW():SetDgGuidParam failed, error=({})"}) +
-                        cluster_service({"ArbitrateDgW():GetClusSvcId() failed, error=({})"}) +
-                        method("0.2"));
+    return each_failure_logs(
+        {"ArbitrateDgW() failed, error=({})"},
+        guid_string({"ArbitrateDgW():SetDgGuidParam failed, error=({})"}) +
+            find_cluster_service({"ArbitrateDgW():GetClusSvcId() failed, error=({})"}) +
+            invoke_method("0.2"));
 }
 
 Steps stop_reservation() {
-    return ended_by(
+    return each_failure_logs(
         {"StopDgReservationW() failed, error=({})"},
-        guid_text({"StopDgReservationW():SetDgGuidParam() failed, error=({})"}) +
-            cluster_service({"StopDgReservationW():GetClusSvcId() failed, error=({})"}) +
-            method("0.4"));
+        guid_string({"StopDgReservationW():SetDgGuidParam() failed, error=({})"}) +
+            find_cluster_service({"StopDgReservationW():GetClusSvcId() failed, error=({})"}) +
+            invoke_method("0.4"));
 }
 
 // A lock that is not had at once is an answer, and a driver that fails is asked again, unless
@@ -31,57 +32,60 @@ Steps stop_reservation() {
 Steps status_by_driver() {
     const std::string mutex = "IgnoreReservationThreadStatus(): ";
     const std::string closing = "GetDgReservationStatusW() failed, error=({}) ";
-    return guid_text({"GetDgReservationStatusW():SetDgGuidParam() failed, error=({}) ", closing}) +
+    return guid_string(
+               {"GetDgReservationStatusW():SetDgGuidParam() failed, error=({}) ", closing}) +
            Steps{
-               {"CreateMutexA", goes_on({mutex + "CreateMutexA failed, error=(0x5) "})},
+               {"CreateMutexA", continues({mutex + "CreateMutexA failed, error=(0x5) "})},
                {"WaitForSingleObject fails",
-                goes_on({mutex + "Failed to get the reservation_thread_update lock on dg"})},
+                continues({mutex + "Failed to get the reservation_thread_update lock on dg"})},
                {"WaitForSingleObject abandoned",
-                goes_on(
+                continues(
                     {mutex +
                      "WAIT_ABANDONED while waiting for the reservation_thread_update lock on dg"})},
-               {"WaitForSingleObject times", goes_on()},
-               {"ZwDeviceIoControlFile 0xc0000034", answers(FARLO_NOT_FOUND, {closing})},
-               {"ZwDeviceIoControlFile", goes_on()}};
+               {"WaitForSingleObject times", continues()},
+               {"ZwDeviceIoControlFile 0xc0000034", returns(FARLO_NOT_FOUND, {closing})},
+               {"ZwDeviceIoControlFile", continues()}};
 }
 
 // The method is invoked with the parameters in front of the one that cannot be added; the
 // service can do without the last one. An answer that cannot be read goes by.
 Steps status_by_service() {
-    const Outcome refused = answers(missing_parameter);
-    return ended_by(
+    const Outcome refused = returns(missing_parameter);
+    return each_failure_logs(
         {"GetNgcDgReservationStatusW() failed, error=({}) "},
-        guid_text({"GetNgcDgReservationStatusW():SetDgGuidParam() failed, error=({}) "}) +
-            cluster_service({"GetNgcDgReservationStatusW():GetClusSvcId() failed, error=({}) "}) +
+        guid_string({"GetNgcDgReservationStatusW():SetDgGuidParam() failed, error=({}) "}) +
+            find_cluster_service(
+                {"GetNgcDgReservationStatusW():GetClusSvcId() failed, error=({}) "}) +
             Steps{{"PsCreatePropset", refused, 1},
                   {"PsAddProperty \"Dgguid\"", refused},
                   {"PsAddProperty \"Opflag\"", refused},
-                  {"PsAddProperty \"otl trace\"", goes_on()}} +
-            method("0.5") + Steps{{"PsFindProperty \"Dgstate\"", goes_on()}});
+                  {"PsAddProperty \"otl trace\"", continues()}} +
+            invoke_method("0.5") + Steps{{"PsFindProperty \"Dgstate\"", continues()}});
 }
 
 Steps release() {
-    return ended_by(
+    return each_failure_logs(
         {" ReleaseDgW() failed , error=({})"},
-        {{"memory", answers(FARLO_NO_GUID_MEMORY,
+        {{"memory", returns(FARLO_NO_GUID_MEMORY,
                             {"ReleaseDgW():No memory VirtualAlloc failed, error=({}) "})},
-         {"ZwDeviceIoControlFile 0xc0000034", answers(FARLO_NOT_FOUND)},
-         {"ZwDeviceIoControlFile", goes_on()}});
+         {"ZwDeviceIoControlFile 0xc0000034", returns(FARLO_NOT_FOUND)},
+         {"ZwDeviceIoControlFile", continues()}});
 }
 
 }  // namespace
 
-std::vector<StepsOf> reservation_steps() {
-    return {{{"ArbitrateDgA", "ArbitrateDgW"}, "by GUID", arbitrate()},
-            {{"ArbitrateDgA", "ArbitrateDgW"}, "by name", guid_search("@dgc") + arbitrate()},
-            {{"StopDgReservationA", "StopDgReservationW"}, "by GUID", stop_reservation()},
-            {{"StopDgReservationA", "StopDgReservationW"},
-             "by name",
-             guid_search("@dgc") + stop_reservation()},
-            {{"GetDgReservationStatusA"}, "by driver", guid_search("@dgc") + status_by_driver()},
-            {{"GetDgReservationStatusW"}, "by driver", status_by_driver()},
-            {{"GetDgReservationStatusW"}, "by service", guid_search("@dgc") + status_by_service()},
-            {{"ReleaseDgW"}, "", release()}};
+std::vector<ExportSteps> reservation_steps() {
+    return {
+        {{"ArbitrateDgA", "ArbitrateDgW"}, "by GUID", arbitrate()},
+        {{"ArbitrateDgA", "ArbitrateDgW"}, "by name", find_group_guid("@dgc") + arbitrate()},
+        {{"StopDgReservationA", "StopDgReservationW"}, "by GUID", stop_reservation()},
+        {{"StopDgReservationA", "StopDgReservationW"},
+         "by name",
+         find_group_guid("@dgc") + stop_reservation()},
+        {{"GetDgReservationStatusA"}, "by driver", find_group_guid("@dgc") + status_by_driver()},
+        {{"GetDgReservationStatusW"}, "by driver", status_by_driver()},
+        {{"GetDgReservationStatusW"}, "by service", find_group_guid("@dgc") + status_by_service()},
+        {{"ReleaseDgW"}, "", release()}};
 }
 
 }  // namespace sweep

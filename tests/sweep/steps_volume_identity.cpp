@@ -10,13 +10,13 @@ namespace {
 // The file system of the next volume has the same number.
 Steps name_for_serial_number() {
     const Outcome next_volume =
-        goes_on({"GetVolumeNameForSerialNumberW: GetVolumeInformation failed , wcVolumeGuid "
-                 "\\\\?\\Volume{v1}\\, error=({call})"});
-    return ended_by({"GetVolumeNameForSerialNumberW() failed, error=({}) "},
-                    {{"ObGetChildObjects nothing", answers(FARLO_VOLUME_NOT_FOUND)},
-                     {"ObGetChildObjects", answers(FARLO_EXCEPTION)},
-                     {"ObGetProperty @v1 \"volumename\"", answers(FARLO_EXCEPTION)},
-                     {"GetVolumeInformationW", next_volume}});
+        continues({"GetVolumeNameForSerialNumberW: GetVolumeInformation failed , wcVolumeGuid "
+                   "\\\\?\\Volume{v1}\\, error=({call})"});
+    return each_failure_logs({"GetVolumeNameForSerialNumberW() failed, error=({}) "},
+                             {{"ObGetChildObjects nothing", returns(FARLO_VOLUME_NOT_FOUND)},
+                              {"ObGetChildObjects", returns(FARLO_EXCEPTION)},
+                              {"ObGetProperty @v1 \"volumename\"", returns(FARLO_EXCEPTION)},
+                              {"GetVolumeInformationW", next_volume}});
 }
 
 const Lines group_of_serial_number_missing = {
@@ -26,30 +26,32 @@ Steps layout_read(const std::string& path) {
     const std::string not_opened =
         "GetDiskTypeAndSignatureW() CreateFile Failed for " + path + " error ";
     return {
-        {"memory", answers(FARLO_OUT_OF_MEMORY, {"GetDiskTypeAndSignatureW: ZtAlloc failed to "
+        {"memory", returns(FARLO_OUT_OF_MEMORY, {"GetDiskTypeAndSignatureW: ZtAlloc failed to "
                                                  "allocate memory for PDRIVE_LAYOUT_INFORMATION"})},
-        {"CreateFileW error 32", answers(32, {not_opened + "32"})},
-        {"CreateFileW error 2", answers(2, {not_opened + "2"})},
+        {"CreateFileW error 32", returns(32, {not_opened + "32"})},
+        {"CreateFileW error 2", returns(2, {not_opened + "2"})},
         {"DeviceIoControl",
-         passes_on({"GetDiskTypeAndSignatureW: IOCTL_DISK_GET_DRIVE_LAYOUT_EX failed error"})}};
+         passes_status_on(
+             {"GetDiskTypeAndSignatureW: IOCTL_DISK_GET_DRIVE_LAYOUT_EX failed error"})}};
 }
 
 // What cannot be read is told by the status alone. A search that tries again is told by the
 // lines of a success.
 Steps first_disk() {
-    const Steps searched =
-        group_by_name("@dgc", {"GetFirstVolumesDiskIDW:GetDiskTypeAndSignatureW DG Not Found dgc"});
+    const Steps searched = find_group_by_name(
+        "@dgc", {"GetFirstVolumesDiskIDW:GetDiskTypeAndSignatureW DG Not Found dgc"});
     return framed({},
                   {"Exiting GetDiskTypeAndSignatureW Type=0x0 Sig=0xb",
                    "Exiting GetFirstVolumesDiskIDW 0xb"},
                   {}, searched) +
            Steps{{"ObGetChildObjects nothing",
-                  goes_on({"GetFirstVolumesDiskIDW:GetDiskTypeAndSignatureW volumes does not "
-                           "exists in DG"})},
-                 {"ObGetChildObjects", answers(FARLO_EXCEPTION)},
-                 {"ObGetProperty @v1 \"volumename\"", answers(FARLO_EXCEPTION)}} +
-           ended_by({"GetFirstVolumesDiskIDW:GetDiskTypeAndSignatureW failed with error = {}"},
-                    layout_read("\\\\?\\Volume{v1}"));
+                  continues({"GetFirstVolumesDiskIDW:GetDiskTypeAndSignatureW volumes does not "
+                             "exists in DG"})},
+                 {"ObGetChildObjects", returns(FARLO_EXCEPTION)},
+                 {"ObGetProperty @v1 \"volumename\"", returns(FARLO_EXCEPTION)}} +
+           each_failure_logs(
+               {"GetFirstVolumesDiskIDW:GetDiskTypeAndSignatureW failed with error = {}"},
+               layout_read("\\\\?\\Volume{v1}"));
 }
 
 // Answers of a flag.
@@ -57,66 +59,66 @@ const std::uint32_t no = 0;
 
 Steps disk_clusterable(const std::string& query) {
     return framed({}, {"Exiting IsStorageClusterable"}, {"Exiting IsStorageClusterable"},
-                  {{"memory", answers(no, {"IsStorageClusterable: failed to allocate memory"})},
+                  {{"memory", returns(no, {"IsStorageClusterable: failed to allocate memory"})},
                    {"DbGetObjectsByQuery nothing",
-                    answers(no, {"IsStorageClusterable:Disk Object not found"})},
+                    returns(no, {"IsStorageClusterable:Disk Object not found"})},
                    {"DbGetObjectsByQuery",
-                    answers(no, {"IsStorageClusterable:DbGetObjectsByQuery failed, for SELECT FROM "
+                    returns(no, {"IsStorageClusterable:DbGetObjectsByQuery failed, for SELECT FROM "
                                  "tamo_ztvm_disk where " +
                                  query + ", error = {call}"})},
-                   {"ObGetParentObjects", answers(no)},
-                   {"ObGetProperty @dgc \"cluster resource\"", answers(no)},
-                   {"ObGetProperty @dgc \"LDM DG TYPE\"", answers(no)}});
+                   {"ObGetParentObjects", returns(no)},
+                   {"ObGetProperty @dgc \"cluster resource\"", returns(no)},
+                   {"ObGetProperty @dgc \"LDM DG TYPE\"", returns(no)}});
 }
 
 Steps type_of_volume() {
     return Steps{
-               {"memory", answers(no, {"IsVolumeOfSpecifiedDgType: failed to allocate memory"})}} +
+               {"memory", returns(no, {"IsVolumeOfSpecifiedDgType: failed to allocate memory"})}} +
            framed({}, {"Exiting IsVolumeOfSpecifiedDgType"}, {"Exiting IsVolumeOfSpecifiedDgType"},
-                  {{"DbGetObjectsByQuery nothing", answers(no)},
+                  {{"DbGetObjectsByQuery nothing", returns(no)},
                    {"DbGetObjectsByQuery",
-                    answers(no, {"IsVolumeOfSpecifiedDgType: DbGetObjectsByQuery failed for "
+                    returns(no, {"IsVolumeOfSpecifiedDgType: DbGetObjectsByQuery failed for "
                                  "volume - vn-s-on, error = {call}"})},
-                   {"ObGetParentObjects", answers(no)},
-                   {"ObGetProperty @dgs \"LDM DG TYPE\"", answers(no)}});
+                   {"ObGetParentObjects", returns(no)},
+                   {"ObGetProperty @dgs \"LDM DG TYPE\"", returns(no)}});
 }
 
 Steps volume_clusterable() {
     return type_of_volume() + Steps{{"ObGetProperty @dgs \"cluster shared\"",
-                                     answers(no, {"Exiting IsVolumeOfSpecifiedDgType",
+                                     returns(no, {"Exiting IsVolumeOfSpecifiedDgType",
                                                   "Exiting IsVolumeClusterable"})}};
 }
 
 Steps shared_guid() {
     const std::string device = "\\Device\\s-on";
-    return ended_by(
+    return each_failure_logs(
         {"GetClusterSharedDgGuidW() failed, error=({}) "},
         {{"memory",
-          answers(FARLO_OUT_OF_MEMORY, {"GetClusterSharedDgGuidW: failed to allocate memory"})},
+          returns(FARLO_OUT_OF_MEMORY, {"GetClusterSharedDgGuidW: failed to allocate memory"})},
          {"DbGetObjectsByQuery nothing",
-          answers(FARLO_PROVIDER_FAILED,
+          returns(FARLO_PROVIDER_FAILED,
                   {"GetClusterSharedDgGuidW:Volume Object not found for volume  - " + device})},
          {"DbGetObjectsByQuery",
-          passes_on({"GetClusterSharedDgGuidW:DbGetObjectsByQuery failed for volume  - " + device +
-                     ", error = {}"})},
+          passes_status_on({"GetClusterSharedDgGuidW:DbGetObjectsByQuery failed for volume  - " +
+                            device + ", error = {}"})},
          {"ObGetParentObjects nothing",
-          answers(FARLO_PROVIDER_FAILED,
+          returns(FARLO_PROVIDER_FAILED,
                   {"GetClusterSharedDgGuidW: Dg object not found for volume  - " + device})},
-         {"ObGetParentObjects", answers(FARLO_EXCEPTION)},
-         {"ObGetProperty @dgs \"LDM DG TYPE\"", answers(FARLO_EXCEPTION)},
-         {"ObGetProperty @dgs \"dgid\"", answers(FARLO_EXCEPTION)}});
+         {"ObGetParentObjects", returns(FARLO_EXCEPTION)},
+         {"ObGetProperty @dgs \"LDM DG TYPE\"", returns(FARLO_EXCEPTION)},
+         {"ObGetProperty @dgs \"dgid\"", returns(FARLO_EXCEPTION)}});
 }
 
 }  // namespace
 
-std::vector<StepsOf> volume_identity_steps() {
+std::vector<ExportSteps> volume_identity_steps() {
     return {
         {{"GetVolumeNameForSerialNumberA"},
          "",
-         group_by_name("@dgc", group_of_serial_number_missing) + name_for_serial_number()},
+         find_group_by_name("@dgc", group_of_serial_number_missing) + name_for_serial_number()},
         {{"GetVolumeNameForSerialNumberW"},
          "",
-         group_by_guid("@dgc", group_of_serial_number_missing) + name_for_serial_number()},
+         find_group_by_guid("@dgc", group_of_serial_number_missing) + name_for_serial_number()},
         {{"GetDiskTypeAndSignatureA", "GetDiskTypeAndSignatureW"}, "", layout_read("\\\\.\\F:")},
         {{"GetFirstVolumesDiskIDA", "GetFirstVolumesDiskIDW"}, "", first_disk()},
         {{"IsStorageClusterable"}, "MBR", disk_clusterable("\"SIGNATURE\" EQ 11")},

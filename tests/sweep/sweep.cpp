@@ -14,7 +14,7 @@ namespace sweep {
 namespace {
 
 // Failures of one situation that are told; the others are counted.
-constexpr unsigned told_at_most = 12;
+constexpr unsigned max_reported = 12;
 // In the quick sweep the first calls of a function stand for the others.
 constexpr unsigned quick_calls = 12;
 
@@ -22,14 +22,14 @@ std::map<std::string, Row> rows;
 char current[512];
 LPTOP_LEVEL_EXCEPTION_FILTER next_filter;
 
-LONG CALLBACK tell_crash(EXCEPTION_POINTERS* exception) {
+LONG CALLBACK print_crash(EXCEPTION_POINTERS* exception) {
     std::fprintf(stderr, "\nThe crash: %s\n", current);
     return next_filter != nullptr ? next_filter(exception) : EXCEPTION_CONTINUE_SEARCH;
 }
 
 void prepare_process() {
     if (next_filter == nullptr) {
-        next_filter = SetUnhandledExceptionFilter(&tell_crash);
+        next_filter = SetUnhandledExceptionFilter(&print_crash);
         // The first text for a debugger makes a mutex that stays.
         OutputDebugStringA("");
     }
@@ -41,7 +41,7 @@ std::string hex(std::uint32_t value) {
     return text;
 }
 
-void put_in(std::string& text, const std::string& place, const std::string& value) {
+void replace_placeholder(std::string& text, const std::string& place, const std::string& value) {
     if (const std::size_t at = text.find(place); at != std::string::npos) {
         text.replace(at, place.size(), value);
     }
@@ -77,27 +77,27 @@ void SweepTest::in_situation(const Situation& situation, DWORD threshold,
                              const std::function<void()>& body) {
     prepare_process();
     m_situation = &situation;
-    m_told = 0;
-    scenario = scenario_text(situation.node);
-    if (situation.support_scsi3 != 0) {
-        support_scsi3 = situation.support_scsi3;
+    m_reported = 0;
+    scenario = scenario_json(situation.setup.node);
+    if (situation.setup.support_scsi3 != 0) {
+        support_scsi3 = situation.setup.support_scsi3;
     }
     at_threshold(threshold, [&] {
         support::environment().set_registry(L"SOFTWARE\\Microsoft\\Windows NT\\CurrentVersion",
                                             L"CurrentVersion", L"6.3");
         support::environment().set_registry(support::volume_manager_key, L"VMMSFolderDelete", 1);
         m_machine = std::make_unique<Machine>(dll().module());
-        m_machine->set_style(situation.disk_style);
-        m_machine->set_volume_links(situation.volume_links);
+        m_machine->set_partition_style(situation.setup.partition_style);
+        m_machine->set_volume_links(situation.setup.volume_links);
         m_imported = std::make_unique<ImportedCalls>(dll().module());
         start_node_after(200);
         // The first call in a process does more than the others.
         perform();
-        m_before = left();
+        m_before = live_objects();
         m_clean = perform();
         m_counts = m_imported->counts();
-        take_texts();
-        EXPECT_EQ(m_clean.status, situation.clean) << "a clean call";
+        record_clean_calls();
+        EXPECT_EQ(m_clean.status, situation.clean_status) << "a clean call";
         if (!HasFailure()) {
             body();
         }
@@ -124,17 +124,17 @@ void SweepTest::start_node_after(int pauses) {
 Result SweepTest::perform(const std::vector<Argument>& arguments) {
     load_scenario(scenario);
     support::environment().remove_logs();
-    m_machine->take_connections();
+    m_machine->take_new_connections();
     m_machine->watch(handle);
     PreparedCall call(arguments, handle);
     clock().forget();
     m_imported->start_counting();
     Result result;
     result.status = call.run(dll().entry<FARPROC>(m_situation->export_name));
-    m_machine->join();
+    m_machine->join_threads();
     m_imported->stop_counting();
     ++row_of(m_situation->export_name).runs;
-    if (m_situation->answers.flag) {
+    if (m_situation->contract.returns_flag) {
         result.status &= 0xFF;
     }
     std::string error;
@@ -143,26 +143,26 @@ Result SweepTest::perform(const std::vector<Argument>& arguments) {
         result.log.push_back(line.text);
     }
     if (!error.empty()) {
-        fault("the log", error);
+        report("the log", error);
     }
     for (const auto& one : call.arguments()) {
         result.outputs.push_back(one->output());
         result.written.push_back(one->written());
         if (const std::string overrun = one->overrun(); !overrun.empty()) {
-            fault("an output", overrun);
+            report("an output", overrun);
         }
-        if (one->slot() != nullptr) {
-            FARLO(UnInitializeClusterW)(one->slot());
+        if (one->slot_handle() != nullptr) {
+            FARLO(UnInitializeClusterW)(one->slot_handle());
         }
-        if (one->own() != nullptr && !m_machine->forget_taken_back(one->own())) {
-            UnInitializeZtVmW(one->own());
+        if (one->own_handle() != nullptr && !m_machine->forget_released(one->own_handle())) {
+            UnInitializeZtVmW(one->own_handle());
         }
     }
     return result;
 }
 
-SweepTest::Left SweepTest::left() const {
-    Left now{};
+SweepTest::LiveObjects SweepTest::live_objects() const {
+    LiveObjects now{};
     LabGetLive(&now.bus);
     lab_cmd_calls calls;
     LabCmdGetCalls(&calls);
@@ -170,56 +170,54 @@ SweepTest::Left SweepTest::left() const {
     return now;
 }
 
-bool SweepTest::is_allowed(std::uint32_t status, const Judgement& judgement) const {
-    const Answers& answers = m_situation->answers;
-    if (answers.flag) {
+bool SweepTest::is_allowed(std::uint32_t status, const Expectation& expectation) const {
+    const Contract& contract = m_situation->contract;
+    if (contract.returns_flag) {
         return status <= 1;
     }
-    if (judgement.as_clean) {
-        return status == m_clean.status;
-    }
-    if (judgement.null_handle) {
-        return status == answers.null_handle;
-    }
-    if (judgement.too_long) {
-        return status != FARLO_SUCCESS && among(answers.statuses, status);
-    }
-    if (judgement.too_small) {
+    const bool is_clean = status == m_clean.status;
+    const bool is_injected = contract.service_statuses && status == expectation.injected;
+    switch (expectation.status) {
+    case Allowed::described:
+        return is_clean || is_injected || is_described(contract, status);
+    case Allowed::clean:
+        return is_clean;
+    case Allowed::clean_or_injected:
+        return is_clean || is_injected;
+    case Allowed::null_handle:
+        return status == contract.null_handle;
+    case Allowed::refusal:
+        return status != FARLO_SUCCESS && among(contract.statuses, status);
+    case Allowed::buffer_too_small:
         return status == FARLO_BUFFER_TOO_SMALL;
+    case Allowed::disconnected:
+        return among(contract.when_disconnected, status);
     }
-    if (judgement.dropped) {
-        return among(answers.dropped, status);
-    }
-    if (judgement.informational) {
-        return status == m_clean.status || (answers.service && status == judgement.injected);
-    }
-    if (status == m_clean.status) {
-        return true;
-    }
-    return (answers.service && status == judgement.injected) || is_described(answers, status);
+    return false;
 }
 
-bool SweepTest::has_failed(std::uint32_t status, const Judgement& judgement) const {
-    return !m_situation->answers.flag && status != FARLO_SUCCESS && status != m_clean.status &&
-           !(judgement.informational && status == judgement.injected);
+bool SweepTest::has_failed(std::uint32_t status, const Expectation& expectation) const {
+    return !m_situation->contract.returns_flag && status != FARLO_SUCCESS &&
+           status != m_clean.status &&
+           !(expectation.status == Allowed::clean_or_injected && status == expectation.injected);
 }
 
-void SweepTest::take_texts() {
+void SweepTest::record_clean_calls() {
     LabRecorderStart(LAB_RECORD_ALL);
     perform();
-    m_texts.emplace(calls(), m_imported->counts());
+    m_clean_calls.emplace(calls(), m_imported->counts());
     LabRecorderStart(recorded);
     m_steps = steps_of(*m_situation);
-    m_unknown.clear();
+    m_uncovered.clear();
 }
 
-const Outcome* SweepTest::outcome(const Call& call, const Way& way) {
-    const Outcome* found = m_texts->outcome(m_steps, call, way);
-    if (found == nullptr && m_unknown.insert(m_texts->of(call)).second) {
+const Outcome* SweepTest::outcome(const Call& call, const Fault& fault) {
+    const Outcome* found = m_clean_calls->outcome(m_steps, call, fault);
+    if (found == nullptr && m_uncovered.insert(m_clean_calls->call_text(call)).second) {
         ++row_of(m_situation->export_name).failures;
         ADD_FAILURE() << m_situation->export_name << " (" << m_situation->name
-                      << "): no step tells what comes of " << m_texts->of(call) << ", which "
-                      << way.text;
+                      << "): no step tells what comes of " << m_clean_calls->call_text(call)
+                      << ", which " << fault.description;
     }
     return found;
 }
@@ -228,19 +226,19 @@ const Outcome* SweepTest::outcome(const Call& call, const Way& way) {
 // nothing else.
 std::string SweepTest::difference(const Result& result, const Outcome& outcome,
                                   std::uint32_t failed) const {
-    const std::uint32_t status = outcome.kind == Outcome::Kind::passed   ? failed
-                                 : outcome.kind == Outcome::Kind::status ? outcome.status
-                                                                         : m_clean.status;
+    const std::uint32_t status = outcome.kind == Outcome::Kind::passes_status_on ? failed
+                                 : outcome.kind == Outcome::Kind::status         ? outcome.status
+                                                                                 : m_clean.status;
     if (result.status != status) {
         return "the status is " + hex(result.status) + ", not " + hex(status);
     }
     if (threshold() != 0) {
         return "";
     }
-    Lines errors = outcome.kind == Outcome::Kind::unnoticed ? m_clean.log : outcome.errors;
+    Lines errors = outcome.kind == Outcome::Kind::no_effect ? m_clean.log : outcome.errors;
     for (std::string& error : errors) {
-        put_in(error, "{}", hex(status));
-        put_in(error, "{call}", hex(failed));
+        replace_placeholder(error, "{}", hex(status));
+        replace_placeholder(error, "{call}", hex(failed));
     }
     return result.log == errors ? ""
                                 : "the log is " + testing::PrintToString(result.log) + ", not " +
@@ -249,7 +247,7 @@ std::string SweepTest::difference(const Result& result, const Outcome& outcome,
 
 // Whether it is what some step comes to, or an exception that nobody but the export's
 // boundary was there for: the call ends at once.
-bool SweepTest::is_of_a_step(const Result& result) const {
+bool SweepTest::matches_a_step(const Result& result) const {
     const auto fits = [&](const Step& step) {
         return difference(result, step.outcome, result.status).empty();
     };
@@ -258,101 +256,120 @@ bool SweepTest::is_of_a_step(const Result& result) const {
         return result.log.size() <= errors.size() &&
                std::equal(result.log.begin(), result.log.end(), errors.begin());
     };
-    return difference(result, unnoticed, 0).empty() ||
+    return difference(result, no_effect, 0).empty() ||
            std::any_of(m_steps.begin(), m_steps.end(), fits) ||
            (result.status == FARLO_EXCEPTION &&
             std::any_of(m_steps.begin(), m_steps.end(), begins_with_its_log));
 }
 
-void SweepTest::judge(const std::string& what, const Result& result, const Judgement& judgement) {
-    const Answers& answers = m_situation->answers;
-    if (judgement.outcome != nullptr) {
+void SweepTest::check(const std::string& what, const Result& result,
+                      const Expectation& expectation) {
+    if (expectation.outcome != nullptr) {
         const std::string found =
-            difference(result, *judgement.outcome, judgement.injected.value_or(0));
+            difference(result, *expectation.outcome, expectation.injected.value_or(0));
         if (!found.empty()) {
-            fault(what, found);
+            report(what, found);
         }
     }
-    if (judgement.any_step && !is_of_a_step(result)) {
-        fault(what, "no step comes to the status " + hex(result.status) + " and the log " +
-                        testing::PrintToString(result.log));
+    if (expectation.any_step && !matches_a_step(result)) {
+        report(what, "no step comes to the status " + hex(result.status) + " and the log " +
+                         testing::PrintToString(result.log));
     }
-    if (!is_allowed(result.status, judgement)) {
-        fault(what, "the status is " + hex(result.status));
+    if (!is_allowed(result.status, expectation)) {
+        report(what, "the status is " + hex(result.status));
     }
-    if (judgement.refused) {
-        const auto refusals =
-            std::count_if(result.log.begin(), result.log.end(), [](const std::string& line) {
-                return line.find(" string of more than ") != std::string::npos;
-            });
-        if (refusals != 1) {
-            fault(what, "is refused in " + std::to_string(refusals) + " lines, not one, of " +
-                            testing::PrintToString(result.log));
-        }
+    if (expectation.string_refused) {
+        check_refusal(what, result);
     }
-    const bool failed = has_failed(result.status, judgement);
-    const bool writes_freely = judgement.dropped || judgement.lied_to;
-    for (std::size_t i = 0; i < result.outputs.size(); ++i) {
-        const Argument& argument = m_situation->arguments[i];
-        if (failed && result.written[i] && !argument.written_on_failure && !writes_freely) {
-            fault(what, "answers " + hex(result.status) + " and has written argument " +
-                            std::to_string(i + 1));
-        }
-        if ((judgement.as_clean || judgement.informational) && !judgement.other_outputs &&
-            !failed && result.outputs[i] != m_clean.outputs[i]) {
-            fault(what, "writes something else to argument " + std::to_string(i + 1));
-        }
-    }
-    const bool may_be_silent =
-        judgement.may_be_silent || result.status == FARLO_BUFFER_TOO_SMALL ||
-        among(answers.silent, result.status) ||
-        (judgement.other_call && among(answers.silent_refusals, result.status));
-    if (failed && result.log.empty() && !may_be_silent) {
-        fault(what, "answers " + hex(result.status) + " without a line");
-    }
-    expect_nothing_left(what, judgement);
+    check_outputs(what, result, expectation);
+    check_line(what, result, expectation);
+    expect_nothing_left(what, expectation);
 }
 
-void SweepTest::expect_nothing_left(const std::string& what, const Judgement& judgement) {
+void SweepTest::check_outputs(const std::string& what, const Result& result,
+                              const Expectation& expectation) {
+    const bool failed = has_failed(result.status, expectation);
+    const bool is_as_clean = (expectation.status == Allowed::clean ||
+                              expectation.status == Allowed::clean_or_injected) &&
+                             !failed;
+    for (std::size_t i = 0; i < result.outputs.size(); ++i) {
+        const bool may_be_written =
+            m_situation->arguments[i].written_on_failure || expectation.outputs_may_be_written;
+        if (failed && result.written[i] && !may_be_written) {
+            report(what, "answers " + hex(result.status) + " and has written argument " +
+                             std::to_string(i + 1));
+        }
+        if (is_as_clean && !expectation.outputs_may_differ &&
+            result.outputs[i] != m_clean.outputs[i]) {
+            report(what, "writes something else to argument " + std::to_string(i + 1));
+        }
+    }
+}
+
+void SweepTest::check_line(const std::string& what, const Result& result,
+                           const Expectation& expectation) {
+    const Contract& contract = m_situation->contract;
+    const bool may_be_silent =
+        expectation.line_is_optional || result.status == FARLO_BUFFER_TOO_SMALL ||
+        among(contract.without_line, result.status) ||
+        (expectation.changed_arguments && among(contract.refused_without_line, result.status));
+    if (has_failed(result.status, expectation) && result.log.empty() && !may_be_silent) {
+        report(what, "answers " + hex(result.status) + " without a line");
+    }
+}
+
+// A refused string is logged in exactly one line.
+void SweepTest::check_refusal(const std::string& what, const Result& result) {
+    const auto refusals =
+        std::count_if(result.log.begin(), result.log.end(), [](const std::string& line) {
+            return line.find(" string of more than ") != std::string::npos;
+        });
+    if (refusals != 1) {
+        report(what, "the string is refused in " + std::to_string(refusals) +
+                         " lines, not one: the log is " + testing::PrintToString(result.log));
+    }
+}
+
+void SweepTest::expect_nothing_left(const std::string& what, const Expectation& expectation) {
     m_imported->start();
     LabSetFaultPlan(nullptr, nullptr, 0);
     heap().fail_no_more();
     renew_connection(what);
-    const Left now = left();
+    const LiveObjects now = live_objects();
     if (now.bus.property_sets != m_before.bus.property_sets ||
         now.bus.properties != m_before.bus.properties || now.bus.blocks != m_before.bus.blocks) {
-        fault(what,
-              "left over: " + std::to_string(now.bus.property_sets - m_before.bus.property_sets) +
-                  " property sets, " +
-                  std::to_string(now.bus.properties - m_before.bus.properties) + " properties, " +
-                  std::to_string(now.bus.blocks - m_before.bus.blocks) + " blocks");
+        report(what,
+               "left over: " + std::to_string(now.bus.property_sets - m_before.bus.property_sets) +
+                   " property sets, " +
+                   std::to_string(now.bus.properties - m_before.bus.properties) + " properties, " +
+                   std::to_string(now.bus.blocks - m_before.bus.blocks) + " blocks");
         m_before = now;
     }
     if (now.handles != m_before.handles) {
-        fault(what, "connections left over: " + std::to_string(now.handles - m_before.handles));
+        report(what, "connections left over: " + std::to_string(now.handles - m_before.handles));
         m_before = now;
     }
     for (const std::string& mutex : m_machine->take_owned_mutexes()) {
-        fault(what, mutex + " is still owned");
+        report(what, mutex + " is still owned");
     }
-    if (judgement.as_clean && !full_sweep()) {
+    if (expectation.status == Allowed::clean && !full_sweep()) {
         return;
     }
     const Result again = perform();
     if (again.status != m_clean.status || again.outputs != m_clean.outputs) {
-        fault(what, "a clean call behind it answers " + hex(again.status));
+        report(what, "a clean call behind it answers " + hex(again.status));
     }
 }
 
 void SweepTest::renew_connection(const std::string& what) {
-    if (m_machine->took_back(handle)) {
-        fault(what, "the handle was released, which only its slot's holder may do");
+    if (m_machine->has_released(handle)) {
+        report(what, "the handle was released, which only its slot's holder may do");
         handle = nullptr;
     }
     // What was made for a slot was in it.
-    for (const opal_handle made : m_machine->take_connections()) {
+    for (const opal_handle made : m_machine->take_new_connections()) {
         if (made != handle) {
-            fault(what, "a connection left over that the slot does not hold");
+            report(what, "a connection left over that the slot does not hold");
             FARLO(UnInitializeClusterW)(made);
         }
     }
@@ -366,7 +383,7 @@ void SweepTest::renew_connection(const std::string& what) {
     if (FARLO(InitializeClusterW)(&handle) != FARLO_SUCCESS) {
         ADD_FAILURE() << "no connection";
     }
-    m_machine->take_connections();
+    m_machine->take_new_connections();
 }
 
 void SweepTest::at_every_call(const std::function<void(const Import&, const Call&)>& point) {
@@ -375,21 +392,21 @@ void SweepTest::at_every_call(const std::function<void(const Import&, const Call
         const unsigned last =
             full_sweep() ? counted[import] : std::min(counted[import], quick_calls);
         for (unsigned number = 1; number <= last; ++number) {
-            begin_point();
+            count_fault_point();
             point(failing_imports()[import], {import, number});
         }
     }
 }
 
-void SweepTest::fault(const std::string& what, const std::string& text) {
+void SweepTest::report(const std::string& what, const std::string& problem) {
     ++row_of(m_situation->export_name).failures;
-    if (++m_told <= told_at_most) {
+    if (++m_reported <= max_reported) {
         ADD_FAILURE() << m_situation->export_name << " (" << m_situation->name << "), " << what
-                      << ": " << text;
+                      << ": " << problem;
     }
 }
 
-void SweepTest::tell(const std::string& what) {
+void SweepTest::announce(const std::string& what) {
     std::snprintf(current, sizeof current, "%s (%s), %s", m_situation->export_name,
                   m_situation->name, what.c_str());
 }

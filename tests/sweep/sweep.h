@@ -46,10 +46,12 @@ class SweepTest : public support::FarloTest {
     Result perform() { return perform(m_situation->arguments); }
     // Calls of each function in a clean run.
     const std::vector<unsigned>& counts() const { return m_counts; }
-    // What comes of a call's failure in this way; NULL, and a fault, where no step tells.
-    const Outcome* outcome(const Call& call, const Way& way);
+    // What comes of a call's failure in this fault; NULL, and a fault, where no step tells.
+    const Outcome* outcome(const Call& call, const Fault& fault);
     // The type of the property that a call reads; "" where there is none.
-    const std::string& type_read(const Call& call) const { return m_texts->type_read(call); }
+    const std::string& property_type(const Call& call) const {
+        return m_clean_calls->property_type(call);
+    }
     // Calls `point` with every call of every function that can fail, or in the quick sweep
     // with the first ones of each.
     void at_every_call(const std::function<void(const Import&, const Call&)>& point);
@@ -57,46 +59,58 @@ class SweepTest : public support::FarloTest {
     ImportedCalls& imported() { return *m_imported; }
     const Situation& situation() const { return *m_situation; }
 
-    struct Judgement {
-        std::optional<std::uint32_t> injected;  // a status that may be passed on
-        bool as_clean = false;                  // nothing but the log may differ
-        bool informational = false;             // the clean status or the injected one
-        bool other_outputs = false;             // the outputs may be others
-        bool dropped = false;                   // the connection was lost on the way
-        bool lied_to = false;                   // what was read is no use
-        bool may_be_silent = false;             // a failure needs no line
-        bool other_call = false;                // the arguments are others
-        bool null_handle = false;               // the handle is NULL, and nothing else
-        bool too_long = false;                  // a text does not fit
-        bool refused = false;                   // in one line of its own
-        bool too_small = false;                 // the size of an output
-        const Outcome* outcome = nullptr;       // what the step comes to
-        bool any_step = false;                  // it comes to what some step comes to
+    // Which statuses a run may return.
+    enum class Allowed {
+        described,          // what farlo.h documents for the export, and the injected status
+        clean,              // a clean call's
+        clean_or_injected,  // a clean call's or the injected one
+        null_handle,        // the one for a NULL handle
+        refusal,            // the documented failures
+        buffer_too_small,   // FARLO_BUFFER_TOO_SMALL
+        disconnected,       // those for a connection that is lost during the call
     };
-    // Judges a run with `what` going wrong; then makes sure that nothing is left over and
+    struct Expectation {
+        Allowed status = Allowed::described;
+        // The status or the system's error that was injected.
+        std::optional<std::uint32_t> injected{};
+        // Status and log of the step that covers the failing call; NULL: they are not compared.
+        const Outcome* outcome = nullptr;
+        // Status and log must be those of one of the situation's steps.
+        bool any_step = false;
+        bool changed_arguments = false;       // not the situation's own arguments
+        bool outputs_may_differ = false;      // on success, from a clean call's
+        bool outputs_may_be_written = false;  // on failure, every one of them
+        bool string_refused = false;          // one line must name a string that is too long
+        bool line_is_optional = false;        // a failure need not log a line
+    };
+    // Checks a run with `what` going wrong; then makes sure that nothing is left over and
     // that a clean call works.
-    void judge(const std::string& what, const Result& result, const Judgement& judgement);
+    void check(const std::string& what, const Result& result, const Expectation& expectation);
     // A fault point that was not met is a failure, too.
-    void fault(const std::string& what, const std::string& text);
-    void begin_point() { ++row_of(m_situation->export_name).points; }
+    void report(const std::string& what, const std::string& problem);
+    void count_fault_point() { ++row_of(m_situation->export_name).points; }
     // What is going on, told when it crashes.
-    void tell(const std::string& what);
+    void announce(const std::string& what);
 
   private:
-    struct Left {
+    struct LiveObjects {
         lab_live bus;
         std::uint32_t handles;
     };
-    Left left() const;
+    LiveObjects live_objects() const;
     // Makes a connection that a run lost, or gave back, and tells of those that it left.
     void renew_connection(const std::string& what);
-    void expect_nothing_left(const std::string& what, const Judgement& judgement);
-    bool is_allowed(std::uint32_t status, const Judgement& judgement) const;
-    bool has_failed(std::uint32_t status, const Judgement& judgement) const;
+    void expect_nothing_left(const std::string& what, const Expectation& expectation);
+    void check_outputs(const std::string& what, const Result& result,
+                       const Expectation& expectation);
+    void check_line(const std::string& what, const Result& result, const Expectation& expectation);
+    void check_refusal(const std::string& what, const Result& result);
+    bool is_allowed(std::uint32_t status, const Expectation& expectation) const;
+    bool has_failed(std::uint32_t status, const Expectation& expectation) const;
     std::string difference(const Result& result, const Outcome& outcome,
                            std::uint32_t failed) const;
-    bool is_of_a_step(const Result& result) const;
-    void take_texts();
+    bool matches_a_step(const Result& result) const;
+    void record_clean_calls();
     void start_node_after(int pauses);
 
     const Situation* m_situation = nullptr;
@@ -104,11 +118,11 @@ class SweepTest : public support::FarloTest {
     std::unique_ptr<ImportedCalls> m_imported;
     Result m_clean;
     std::vector<unsigned> m_counts;
-    std::optional<CallTexts> m_texts;
+    std::optional<CleanCalls> m_clean_calls;
     Steps m_steps;
-    std::set<std::string> m_unknown;
-    Left m_before{};
-    unsigned m_told = 0;
+    std::set<std::string> m_uncovered;
+    LiveObjects m_before{};
+    unsigned m_reported = 0;
 };
 
 // A suite that is run in every situation.
