@@ -18,6 +18,7 @@ namespace support {
 inline constexpr std::uint32_t bus_success = 0;
 inline constexpr std::uint32_t bus_same_value = 0x41000012;  // informational, a success
 inline constexpr std::uint32_t bus_provider_failed = 0xc1000001;
+inline constexpr std::uint32_t bus_null_object = 0xc1000010;
 inline constexpr std::uint32_t bus_no_property = 0xc100003a;  // missing, or of another type
 inline constexpr std::uint32_t bus_no_memory = 0xc1000102;
 inline constexpr std::uint32_t bus_not_connected = 0xc1000103;
@@ -38,6 +39,10 @@ inline constexpr std::uint32_t service_reservation_conflict = 0xe515010a;
 inline constexpr std::uint32_t service_not_reserved = 0xe515010b;
 inline constexpr std::uint32_t service_node_busy = 0xe515010c;
 inline constexpr std::uint32_t service_no_node = 0xe515010d;
+
+// Statuses that carry an error of the system.
+inline constexpr std::uint32_t system_access_denied = 0x80070005;
+inline constexpr std::uint32_t system_informational = 0x00070005;  // a success
 
 // Failures that have no meaning of their own: one without a facility, one of the service.
 inline constexpr std::uint32_t unknown_failure = 0x2a;

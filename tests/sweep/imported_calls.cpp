@@ -1,12 +1,8 @@
 #include "imported_calls.h"
 
 #include "exclusive.h"
+#include "service_names.h"
 #include "ztbus3.h"
-
-#include <windows.h>
-
-#include <ntstatus.h>
-#include <winternl.h>
 
 #include <algorithm>
 #include <array>
@@ -14,6 +10,8 @@
 #include <set>
 #include <stdexcept>
 #include <utility>
+
+using namespace support;
 
 namespace sweep {
 namespace {
@@ -105,20 +103,15 @@ const std::array<Original*, capacity>& thunks() {
     return table;
 }
 
-std::string hex(std::uint32_t value) {
-    char text[16];
-    snprintf(text, sizeof text, "0x%x", static_cast<unsigned>(value));
-    return text;
-}
-
 // One status for each kind of failure, and one of each kind of success that is not 0.
 std::vector<Fault> statuses(Fault::Effect effect = Fault::Effect::not_called) {
     std::vector<Fault> faults;
-    for (const std::uint32_t status : {ZTERROR_PROVIDER, 0x5u, 0x80070005u}) {
+    for (const std::uint32_t status :
+         {bus_provider_failed, std::uint32_t{ERROR_ACCESS_DENIED}, system_access_denied}) {
         faults.push_back(
             {.description = "answers " + hex(status), .result = status, .effect = effect});
     }
-    for (const std::uint32_t status : {0x41000012u, 0x00070005u}) {
+    for (const std::uint32_t status : {bus_same_value, system_informational}) {
         faults.push_back({.description = "succeeds with " + hex(status),
                           .result = status,
                           .effect = Fault::Effect::called,
@@ -158,9 +151,9 @@ std::vector<Fault> returned_errors(const std::vector<DWORD>& codes,
     return faults;
 }
 
-std::vector<Fault> native_statuses(const std::vector<NTSTATUS>& statuses) {
+std::vector<Fault> native_statuses(const std::vector<std::int32_t>& statuses) {
     std::vector<Fault> faults;
-    for (const NTSTATUS status : statuses) {
+    for (const std::int32_t status : statuses) {
         const auto code = static_cast<std::uint32_t>(status);
         faults.push_back({.description = "answers " + hex(code), .result = code});
     }
@@ -211,13 +204,13 @@ const std::vector<Import> imports = {
     {"UnInitializeZtVmW", statuses(called), {}},
     {"RegisterAlertCallback", statuses(), {}},
     {"ZwOpenFile",
-     native_statuses({STATUS_SHARING_VIOLATION, STATUS_OBJECT_NAME_NOT_FOUND,
-                      STATUS_OBJECT_PATH_NOT_FOUND, STATUS_ACCESS_DENIED}),
+     native_statuses({native::sharing_violation, native::object_name_not_found,
+                      native::object_path_not_found, native::access_denied}),
      {}},
     {"ZwDeviceIoControlFile",
-     native_statuses({STATUS_UNSUCCESSFUL, STATUS_INVALID_PARAMETER, STATUS_NO_SUCH_DEVICE,
-                      STATUS_OBJECT_NAME_NOT_FOUND, STATUS_SHARING_VIOLATION,
-                      STATUS_ACCESS_DENIED}),
+     native_statuses({native::unsuccessful, native::invalid_parameter, native::no_such_device,
+                      native::object_name_not_found, native::sharing_violation,
+                      native::access_denied}),
      {}},
     {"CreateEventA", last_errors(0, {ERROR_ACCESS_DENIED}), {}},
     {"CreateMutexA", last_errors(0, {ERROR_ACCESS_DENIED}), {}},

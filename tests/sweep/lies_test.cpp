@@ -1,14 +1,18 @@
 // Every property that an export reads lies, one at a time: it is missing, of another type,
 // empty, too long, without a terminator, or an array of another length than its neighbours.
+#include "service_names.h"
 #include "sweep.h"
 
 #include <array>
 #include <cstring>
 
+using namespace support;
+
 namespace {
 
 using namespace sweep;
 
+const std::string no_property = hex(bus_no_property);
 constexpr std::array readers = {"ObGetProperty", "PsFindProperty"};
 constexpr std::array tags = {"BOOLEAN", "UINT32", "UINT64", "STR",     "WSTR",
                              "GUID",    "STRZ",   "WSTRZ",  "UINT32Z", "ZTOBJID"};
@@ -18,7 +22,7 @@ class LieSweep : public Sweep {
     void lie(const Import& import, const Call& call) {
         m_reader = &import;
         m_call = call;
-        lie(R"("status": "0xc100003a")", fails());
+        lie("\"status\": \"" + no_property + '"', fails());
         const std::string& type = property_type(call);
         for (const std::string tag : tags) {
             // An object's id may come as a GUID.
@@ -42,8 +46,8 @@ class LieSweep : public Sweep {
     }
     // As when the call fails.
     Expectation fails() {
-        return {.injected = ZTERROR_PROPERTY,
-                .outcome = outcome(m_call, {"answers 0xc100003a", ZTERROR_PROPERTY}),
+        return {.injected = bus_no_property,
+                .outcome = outcome(m_call, {"answers " + no_property, bus_no_property}),
                 .outputs_may_be_written = true};
     }
 

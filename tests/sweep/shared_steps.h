@@ -39,12 +39,12 @@ Steps other_groups(const std::string& key);
 // A method of that number ("0.2003") gets an input set, the call's n-th set, whose making may
 // fail by an exception, and an output set, which may be missing. `refused` comes of a status
 // that is not 0, an informational one, too.
-Steps invoke_method(const std::string& number, const Outcome& refused = passes_status_on(),
+Steps invoke_method(const support::Method& method, const Outcome& refused = passes_status_on(),
                     unsigned input_set = 1);
 
 // The export `name` invokes a method of the node. They have no parameters: without an input
 // set they are invoked all the same.
-Steps invoke_node_method(const std::string& name, const std::string& number);
+Steps invoke_node_method(const std::string& name, const support::Method& method);
 
 // A volume is looked for by its device name. One that is not found is `status`, told by the
 // search's own line and then `errors`.

@@ -2,7 +2,7 @@
 
 #include "farlo.h"
 #include "machine.h"
-#include "ztbus3.h"
+#include "service_names.h"
 
 #include <winioctl.h>
 
@@ -11,6 +11,8 @@
 #include <cstring>
 #include <ostream>
 #include <utility>
+
+using namespace support;
 
 namespace sweep {
 namespace {
@@ -22,8 +24,6 @@ constexpr std::size_t group_limit = 31;
 constexpr std::size_t path_limit = 259;
 constexpr std::size_t guid_limit = 64;
 constexpr std::size_t no_limit = 0;
-// GetDgDiskAvailability: the service could not report it.
-constexpr std::uint32_t availability_failed = 1;
 
 const Argument handle{Kind::handle};
 const Argument empty_slot{Kind::empty_slot};
@@ -85,7 +85,7 @@ const Contract disconnect = {.statuses = {FARLO_UNINITIALIZE_FAILED},
                              .without_line = {FARLO_UNINITIALIZE_FAILED}};
 const Contract register_alerts = {.service_statuses = true,
                                   .null_handle = FARLO_SUCCESS,
-                                  .when_disconnected = {ZTERROR_NOT_CONNECTED}};
+                                  .when_disconnected = {bus_not_connected}};
 const Contract flag = {.returns_flag = true, .rechecks_connection = false};
 
 // GetDgGuid: the search for a group's GUID by its name.
@@ -239,9 +239,8 @@ const Argument no_options = number(0);
 const Argument all_options = number(0xFFFFFFFF);
 const Argument no_time_limit = number(INFINITE);
 const Argument guid_buffer = output(FARLO_GUID_TEXT_SIZE);
-constexpr std::uint32_t cluster_shared_type = 8;  // a disk group's
-constexpr std::uint32_t yes = 1;                  // a flag's
-constexpr DWORD ask_service = 2;                  // the registry value's
+constexpr std::uint32_t yes = 1;  // a flag's
+constexpr DWORD ask_service = 2;  // the registry value's
 constexpr char v1[] = "\\Device\\v1";
 constexpr char shared_off[] = "\\Device\\s-off";
 constexpr char shared_on[] = "\\Device\\s-on";
@@ -477,7 +476,7 @@ const std::vector<Situation> table = {
      yes},
     {"is",
      "IsVolumeOfSpecifiedDgType",
-     {handle, wide("vn-s-on"), number(cluster_shared_type)},
+     {handle, wide("vn-s-on"), number(group_type::cluster_shared)},
      flag,
      yes},
     {"is", "IsVolumeClusterable", {handle, wide("vn-s-on")}, flag, yes},
@@ -604,11 +603,12 @@ bool among(const std::vector<std::uint32_t>& statuses, std::uint32_t status) {
 }
 
 bool is_described(const Contract& contract, std::uint32_t status) {
-    const bool of_service =
-        ((status >> 30) == 3 && ((status >> 16) & 0xFFF) == 0x100) || (status >> 16) == 0xE515;
-    const bool of_system = status < 0x4000 || (status >> 16) == 0x8007;
+    const bool is_bus_failure = (status >> 30) == 3 && ((status >> 16) & 0xFFF) == 0x100;
+    const bool is_service_failure = (status >> 16) == 0xE515;
+    const bool is_system_error = status < 0x4000 || (status >> 16) == 0x8007;
     return status == FARLO_SUCCESS || among(contract.statuses, status) ||
-           (contract.service_statuses && of_service) || (contract.system_errors && of_system);
+           (contract.service_statuses && (is_bus_failure || is_service_failure)) ||
+           (contract.system_errors && is_system_error);
 }
 
 void PrintTo(const Situation& situation, std::ostream* out) {

@@ -14,6 +14,9 @@
 
 namespace sweep {
 
+// GetDgDiskAvailability's status for every failure of the service's method.
+inline constexpr std::uint32_t availability_failed = 1;
+
 struct Argument {
     enum class Kind {
         handle,             // a connected handle

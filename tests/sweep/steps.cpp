@@ -12,11 +12,34 @@
 namespace sweep {
 namespace {
 
+bool is_word_character(char character) {
+    return std::isalnum(static_cast<unsigned char>(character)) != 0 || character == '_' ||
+           character == '-';
+}
+
+// Whether a word may end, or another one begin, between the two characters.
+bool is_word_edge(char left, char right) {
+    return !is_word_character(left) || !is_word_character(right);
+}
+
+// Finds the whole word: "@v1" is not in "@v1-01", nor "0.2" in "0.2003".
+std::size_t find_word(std::string_view text, const std::string& word, std::size_t start) {
+    for (std::size_t at = text.find(word, start); at != std::string_view::npos;
+         at = text.find(word, at + 1)) {
+        const std::size_t end = at + word.size();
+        if ((at == 0 || is_word_edge(text[at - 1], word.front())) &&
+            (end == text.size() || is_word_edge(word.back(), text[end]))) {
+            return at;
+        }
+    }
+    return std::string_view::npos;
+}
+
 bool contains_in_order(std::string_view text, const std::string& words) {
     std::istringstream stream(words);
     std::size_t at = 0;
     for (std::string word; stream >> word; at += word.size()) {
-        at = text.find(word, at);
+        at = find_word(text, word, at);
         if (at == std::string_view::npos) {
             return false;
         }
@@ -25,11 +48,11 @@ bool contains_in_order(std::string_view text, const std::string& words) {
 }
 
 bool fits(const Step& step, const std::string& text, const Fault& fault) {
-    const std::string function = step.call.substr(0, step.call.find(' '));
-    const bool of_success = step.call.find("succeeds") != std::string::npos;
+    const std::string function = step.call.words.substr(0, step.call.words.find(' '));
+    const bool of_success = step.call.words.find("succeeds") != std::string::npos;
     return text.substr(0, text.find(' ')) == function &&
            of_success == (fault.meaning == Fault::Meaning::informational) &&
-           contains_in_order(text + " " + fault.description, step.call);
+           contains_in_order(text + " " + fault.description, step.call.words);
 }
 
 // Of an answer as the recorder writes it: `0x0 WSTR "dg1"`, `0x0 "Name" WSTR "dg1"`.

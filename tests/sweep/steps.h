@@ -2,6 +2,7 @@
 // answers and the errors that it logs.
 #pragma once
 
+#include "call_pattern.h"
 #include "imported_calls.h"
 #include "situations.h"
 
@@ -39,13 +40,7 @@ inline Outcome passes_status_on(Lines errors = {}) {
 }
 
 struct Step {
-    // Parts of a call's text that it holds in this order, divided by blanks, the function's
-    // name first: `ObGetProperty "Name"`, `ZwOpenFile 0xc0000043`. The text is the
-    // recorder's (lab_bus.h) up to " -> ", or a system function's name; then how the call
-    // fails (imported_calls.cpp). A success that is informational goes on unless a step
-    // with the word "succeeds" tells otherwise. `memory` is an allocation, of which there is
-    // a row only where it comes to something that no failing call comes to.
-    std::string call;
+    CallPattern call;
     Outcome outcome{};
     // The n-th call of the text in a clean run; 0: every one.
     unsigned number = 0;

@@ -2,20 +2,22 @@
 #include "shared_steps.h"
 #include "steps.h"
 
+using namespace support;
+
 namespace sweep {
 namespace {
 
 Steps fast_failover() {
     return find_group_by_name("@dgc", {"SetFastFailoverFlag():GetDgObjId() failed, error=({}) "}) +
            each_failure_logs({"SetFastFailoverFlag() failed, error=({}) "},
-                             invoke_method("0.2027"));
+                             invoke_method(method::set_fast_failover_flag));
 }
 
 Steps service_state() {
     return each_failure_logs(
         {"ClusterServiceState() failed, error=({}) "},
         find_cluster_service({"ClusterServiceState: GetClusSvcId failed with error = {}"}) +
-            invoke_method("0.2028"));
+            invoke_method(method::set_cluster_service_state));
 }
 
 }  // namespace
@@ -23,12 +25,12 @@ Steps service_state() {
 std::vector<ExportSteps> cluster_steps() {
     return {{{"SetFastFailoverFlagW"}, "", fast_failover()},
             {{"ClusterServiceStateA", "ClusterServiceStateW"}, "", service_state()},
-            {{"StartCVMClusterW"}, "", invoke_node_method("StartCVMClusterW", "0.6058")},
-            {{"StopCVMClusterW"}, "", invoke_node_method("StopCVMClusterW", "0.6059")},
+            {{"StartCVMClusterW"}, "", invoke_node_method("StartCVMClusterW", method::start_node)},
+            {{"StopCVMClusterW"}, "", invoke_node_method("StopCVMClusterW", method::stop_node)},
             {{"GetCVMClusterNodeStateW"},
              "",
-             invoke_node_method("GetCVMClusterNodeStateW", "0.6060") +
-                 Steps{{"PsFindProperty \"nodeState\"", continues()}}}};
+             invoke_node_method("GetCVMClusterNodeStateW", method::get_node_state) +
+                 Steps{{find_property("nodeState"), continues()}}}};
 }
 
 }  // namespace sweep

@@ -4,6 +4,8 @@
 
 #include "ztbus3.h"
 
+using namespace support;
+
 namespace sweep {
 namespace {
 
@@ -11,15 +13,15 @@ namespace {
 Steps online(const std::string& flag, const Steps& searches) {
     const std::string called = "OnlineDg dgo is called with flag " + flag;
     // Without memory for the groups it is a success, and nothing was done.
-    return Steps{{"memory", returns(FARLO_SUCCESS, {called})}} +
+    return Steps{{allocation, returns(FARLO_SUCCESS, {called})}} +
            framed({called}, {"OnlineDg dgo succeeded with res  {}"},
                   {"OnlineDg dgo failed with res  {}"},
                   guid_string({"OnlineDgExW():SetDgGuidParam() failed, error=({}) "}) + searches +
                       find_cluster_service({"OnlineDgExW():GetClusSvcId() failed, error=({}) "}) +
-                      Steps{{"DbGetObjects tamo_ztvm_diskgroup", continues()},
-                            {"ObGetProperty \"Name\"", continues()},
-                            {"ObGetProperty \"imported\"", returns(FARLO_EXCEPTION)}} +
-                      invoke_method("0.2003"));
+                      Steps{{get_objects(object_type::disk_group), continues()},
+                            {get_property_of_any("Name"), continues()},
+                            {get_property_of_any("imported"), returns(FARLO_EXCEPTION)}} +
+                      invoke_method(method::import_group));
 }
 
 Steps import(const Steps& searches) {
@@ -27,23 +29,23 @@ Steps import(const Steps& searches) {
         {"ImportDgW() failed, error=({}) "},
         guid_string({"ImportDgW():SetDgGuidParam failed, error=({}) "}) + searches +
             find_cluster_service({"ImportDgW():GetClusSvcId() failed, error=({}) "}) +
-            invoke_method("0.2003"));
+            invoke_method(method::import_group));
 }
 
 // A group that is not found in the n-th walk is taken offline all the same: the service
 // knows no null object.
 Steps offline(const Steps& searches, unsigned walk) {
     const Outcome of_null_object =
-        returns(ZTERROR_NULL_OBJECT,
+        returns(bus_null_object,
                 {not_found_by_guid, "OfflineDgW():GetDgObjIdByGuid() failed, error=(0x1) "});
     return each_failure_logs(
         {"OfflineDgW() failed, error=({}) "},
         guid_string({"OfflineDgW():SetDgGuidParam() failed, error=({}) "}) + searches +
             find_cluster_service({"OfflineDgW():GetClusSvcId() failed, error=({}) "}) +
-            Steps{{"DbGetObjects tamo_ztvm_diskgroup", continues()},
-                  {"ObGetProperty @dgc \"LDM DG TYPE\"", of_null_object, walk},
-                  {"ObGetProperty @dgc \"dgid\"", of_null_object, walk}} +
-            invoke_method("0.2001"));
+            Steps{{get_objects(object_type::disk_group), continues()},
+                  {get_property("@dgc", "LDM DG TYPE"), of_null_object, walk},
+                  {get_property("@dgc", "dgid"), of_null_object, walk}} +
+            invoke_method(method::deport_group));
 }
 
 Steps deport(const Steps& searches, unsigned walk) {
@@ -53,7 +55,7 @@ Steps deport(const Steps& searches, unsigned walk) {
             find_cluster_service({"DeportDgW():GetClusSvcId() failed, error=({})"}) +
             find_group_by_guid("@dgc", {"DeportDgW():GetDgObjIdByGuid() failed, error=({})"},
                                walk) +
-            invoke_method("0.2001"));
+            invoke_method(method::deport_group));
 }
 
 }  // namespace

@@ -11,9 +11,14 @@
 namespace sweep {
 namespace {
 
+// The status that these exports return for an error of the system.
+constexpr std::uint32_t as_status(std::uint32_t error) {
+    return 0x80070000 | error;
+}
+
 // The system's error as it is answered here, and the line that tells of it.
 Outcome refused(std::uint32_t error, const std::string& line) {
-    return returns(0x80070000 | error, {line + "{call}.\n"});
+    return returns(as_status(error), {line + "{call}.\n"});
 }
 
 Steps clean_up_wanted() {
@@ -23,14 +28,22 @@ Steps clean_up_wanted() {
     const std::string switch_key = "CheckOSVersionAndReg: RegOpenKeyEx Error ";
     const std::string switched = "CheckOSVersionAndReg: RegQueryValueEx Error ";
     return each_failure_logs({"Exiting CheckOSVersionAndReg"},
-                             {{"RegOpenKeyExW 2", refused(2, version_key), 1},
-                              {"RegOpenKeyExW 5", refused(5, version_key), 1},
-                              {"RegQueryValueExW 234", refused(234, version), 1},
-                              {"RegQueryValueExW 2", refused(2, version), 1},
-                              {"RegOpenKeyExW 2", refused(2, switch_key), 2},
-                              {"RegOpenKeyExW 5", refused(5, switch_key), 2},
-                              {"RegQueryValueExW 234", refused(234, switched), 2},
-                              {"RegQueryValueExW 2", refused(2, switched), 2}});
+                             {{call_of("RegOpenKeyExW").failing_with(ERROR_FILE_NOT_FOUND),
+                               refused(ERROR_FILE_NOT_FOUND, version_key), 1},
+                              {call_of("RegOpenKeyExW").failing_with(ERROR_ACCESS_DENIED),
+                               refused(ERROR_ACCESS_DENIED, version_key), 1},
+                              {call_of("RegQueryValueExW").failing_with(ERROR_MORE_DATA),
+                               refused(ERROR_MORE_DATA, version), 1},
+                              {call_of("RegQueryValueExW").failing_with(ERROR_FILE_NOT_FOUND),
+                               refused(ERROR_FILE_NOT_FOUND, version), 1},
+                              {call_of("RegOpenKeyExW").failing_with(ERROR_FILE_NOT_FOUND),
+                               refused(ERROR_FILE_NOT_FOUND, switch_key), 2},
+                              {call_of("RegOpenKeyExW").failing_with(ERROR_ACCESS_DENIED),
+                               refused(ERROR_ACCESS_DENIED, switch_key), 2},
+                              {call_of("RegQueryValueExW").failing_with(ERROR_MORE_DATA),
+                               refused(ERROR_MORE_DATA, switched), 2},
+                              {call_of("RegQueryValueExW").failing_with(ERROR_FILE_NOT_FOUND),
+                               refused(ERROR_FILE_NOT_FOUND, switched), 2}});
 }
 
 Lines exits(std::size_t times) {
@@ -44,8 +57,11 @@ Steps not_listed(const std::string& folder, unsigned number) {
                   returns(FARLO_INVALID_ARGUMENT,
                           {"DeleteVMMSFolder() failed , folder path is too long, error=({})"}),
                   number}} +
-           each_failure_logs(exits(1), {{"FindFirstFileW 2", refused(2, line), number},
-                                        {"FindFirstFileW 5", refused(5, line), number}});
+           each_failure_logs(exits(1),
+                             {{call_of("FindFirstFileW").failing_with(ERROR_FILE_NOT_FOUND),
+                               refused(ERROR_FILE_NOT_FOUND, line), number},
+                              {call_of("FindFirstFileW").failing_with(ERROR_ACCESS_DENIED),
+                               refused(ERROR_ACCESS_DENIED, line), number}});
 }
 
 std::string not_removed_line(const std::string& folder) {
@@ -54,8 +70,10 @@ std::string not_removed_line(const std::string& folder) {
 
 // The n-th folder that is removed.
 Steps not_removed(const std::string& folder, unsigned number) {
-    return {{"RemoveDirectoryW 145", refused(145, not_removed_line(folder)), number},
-            {"RemoveDirectoryW 5", refused(5, not_removed_line(folder)), number}};
+    return {{call_of("RemoveDirectoryW").failing_with(ERROR_DIR_NOT_EMPTY),
+             refused(ERROR_DIR_NOT_EMPTY, not_removed_line(folder)), number},
+            {call_of("RemoveDirectoryW").failing_with(ERROR_ACCESS_DENIED),
+             refused(ERROR_ACCESS_DENIED, not_removed_line(folder)), number}};
 }
 
 // The folder above does not go on.
@@ -66,7 +84,7 @@ Steps not_cleaned(const std::string& folder, const Steps& steps) {
 // What a listing that ends early did not tell stays, and the folder that it is in.
 Steps ended_early(const std::string& one) {
     const Outcome all_stay = continues(exits(1));
-    const Outcome one_stays = returns(0x80070000 | ERROR_DIR_NOT_EMPTY,
+    const Outcome one_stays = returns(as_status(ERROR_DIR_NOT_EMPTY),
                                       {exits(1).front(), not_removed_line(one) + "0x91.\n"});
     const Outcome three_stays = continues(exits(3));
     return {{"FindNextFileW", all_stay, 1},    {"FindNextFileW", all_stay, 2},

@@ -4,6 +4,8 @@
 
 #include <string>
 
+using namespace support;
+
 namespace sweep {
 namespace {
 
@@ -12,9 +14,10 @@ Steps group_state() {
     const std::string closing = "GetDgStateW() failed, error=({}) ";
     return guid_string({"GetDgStateW():SetDgGuidParam() failed, error=({}) ", closing}) +
            Steps{// The driver's record.
-                 {"memory", returns(FARLO_NO_GUID_MEMORY, {closing})},
-                 {"ZwDeviceIoControlFile 0xc0000034", continues({"iostatus, error=(0x1) "})},
-                 {"ZwDeviceIoControlFile 0xc0000043",
+                 {allocation, returns(FARLO_NO_GUID_MEMORY, {closing})},
+                 {call_of("ZwDeviceIoControlFile").returning(native::object_name_not_found),
+                  continues({"iostatus, error=(0x1) "})},
+                 {call_of("ZwDeviceIoControlFile").returning(native::sharing_violation),
                   returns(FARLO_DEVICE_SHARING_VIOLATION, {"iostatus, error=({}) ", closing})},
                  {"ZwDeviceIoControlFile",
                   returns(FARLO_DEVICE_FAILED, {"iostatus, error=({}) ", closing})}};
@@ -22,7 +25,7 @@ Steps group_state() {
 
 Steps group_state_ex() {
     return find_group_by_guid("@dgc", {"GetDgStateExW():GetDgObjId() failed, error=({}) "}) +
-           Steps{{"ObGetProperty @dgc \"imported\"",
+           Steps{{get_property("@dgc", "imported"),
                   returns(FARLO_EXCEPTION, {"GetDgStateExW() failed, error=({}) "})}};
 }
 
@@ -31,25 +34,26 @@ Steps group_state_ex() {
 Steps disk_state() {
     const Outcome not_found = returns(
         FARLO_MISSING_ARGUMENT, {"GetDiskStateW():FindDiskIdByOSorDevName() failed, error=({})"});
-    return {{"DbGetObjects tamo_ztvm_disk", not_found},
-            {"ObGetProperty @d1", continues()},
-            {"ObGetProperty @d2 \"Name\"", not_found},
-            {"ObGetProperty @d2 \"ztvmstate\"", continues()}};
+    return {{get_objects(object_type::disk), not_found},
+            {get_any_property("@d1"), continues()},
+            {get_property("@d2", "Name"), not_found},
+            {get_property("@d2", "ztvmstate"), continues()}};
 }
 
 // Nothing is told of a failure but its status.
 Steps disk_availability() {
-    return guid_string({}) + find_cluster_service({}) + invoke_method("0.13", returns(1)) +
-           Steps{{"PsFindProperty \"total_disks\"", continues()},
-                 {"PsFindProperty \"live_disks\"", continues()}};
+    return guid_string({}) + find_cluster_service({}) +
+           invoke_method(method::get_disk_availability, returns(availability_failed)) +
+           Steps{{find_property("total_disks"), continues()},
+                 {find_property("live_disks"), continues()}};
 }
 
 Steps plexes_of_v1() {
     return find_volume_by_device("\\Device\\v1", FARLO_INVALID_ARGUMENT) +
-           Steps{{"ObGetChildObjects tamo_ztvm_plex nothing", continues()},
-                 {"ObGetChildObjects tamo_ztvm_plex", returns(FARLO_EXCEPTION)},
-                 {"ObGetProperty @v1-01", continues()},
-                 {"ObGetProperty @v1-02", continues()}};
+           Steps{{get_children("@v1", object_type::plex).without_output(), continues()},
+                 {get_children("@v1", object_type::plex), returns(FARLO_EXCEPTION)},
+                 {get_any_property("@v1-01"), continues()},
+                 {get_any_property("@v1-02"), continues()}};
 }
 
 }  // namespace

@@ -2,16 +2,15 @@
 #include "shared_steps.h"
 #include "steps.h"
 
-#include <cstdio>
+#include <string>
+
+using namespace support;
 
 namespace sweep {
 namespace {
 
 // No callback is stored: a connection that is made ends with this.
 const Lines nothing_to_register = {"RegisterForAlerts() Failed"};
-
-// The service's, for a group that it does not know.
-constexpr std::uint32_t no_such_group = 0xe5150101;
 
 // A form with a status of its own, whatever the W form answers.
 Steps answering(std::uint32_t status, Steps steps) {
@@ -20,8 +19,7 @@ Steps answering(std::uint32_t status, Steps steps) {
         if (outcome.kind != Outcome::Kind::status) {
             continue;
         }
-        char answered[16];
-        std::snprintf(answered, sizeof answered, "0x%x", static_cast<unsigned>(outcome.status));
+        const std::string answered = hex(outcome.status);
         for (std::string& error : outcome.errors) {
             if (const std::size_t at = error.find("{}"); at != std::string::npos) {
                 error.replace(at, 2, answered);
@@ -34,7 +32,7 @@ Steps answering(std::uint32_t status, Steps steps) {
 
 // A success without a handle is none.
 Steps connects() {
-    return {{"InitializeZtVmW nothing",
+    return {{call_of("InitializeZtVmW").without_output(),
              returns(FARLO_NOT_CONNECTED, {"ValidateClusterW() failed, error=(0xc1000001)"})},
             {"InitializeZtVmW",
              returns(FARLO_NOT_CONNECTED, {"ValidateClusterW() failed, error=({call})"})}};
@@ -47,16 +45,17 @@ Steps reconnects() {
 }
 
 Steps disconnects() {
-    return {{"UnInitializeZtVmW succeeds", returns(FARLO_UNINITIALIZE_FAILED)},
+    return {{call_of("UnInitializeZtVmW").succeeding(), returns(FARLO_UNINITIALIZE_FAILED)},
             {"UnInitializeZtVmW", returns(FARLO_UNINITIALIZE_FAILED)}};
 }
 
 Steps registers() {
-    return {{"RegisterAlertCallback succeeds", passes_status_on()},
-            {"RegisterAlertCallback 0xc1000001",
+    return {{call_of("RegisterAlertCallback").succeeding(), passes_status_on()},
+            {call_of("RegisterAlertCallback").returning(bus_provider_failed),
              passes_status_on({"RegisterForAlerts() Failed hr=C1000001"})},
-            {"RegisterAlertCallback 0x5", passes_status_on({"RegisterForAlerts() Failed hr=5"})},
-            {"RegisterAlertCallback 0x80070005",
+            {call_of("RegisterAlertCallback").returning(ERROR_ACCESS_DENIED),
+             passes_status_on({"RegisterForAlerts() Failed hr=5"})},
+            {call_of("RegisterAlertCallback").returning(system_access_denied),
              passes_status_on({"RegisterForAlerts() Failed hr=80070005"})}};
 }
 
@@ -64,52 +63,53 @@ Steps registers() {
 // behind that is made up for by the cluster service, which does not know the group before.
 Steps rescans() {
     const Outcome asks_service = continues({not_found_by_name});
-    const Outcome is_unknown = returns(no_such_group, {not_found_by_name});
-    const Outcome has_no_service =
-        returns(no_such_group, {"PerformPnpDiskRescan: GetClusSvcId failed with error = 0x29.",
-                                not_found_by_name});
+    const Outcome is_unknown = returns(service_no_such_group, {not_found_by_name});
+    const Outcome has_no_service = returns(
+        service_no_such_group,
+        {"PerformPnpDiskRescan: GetClusSvcId failed with error = 0x29.", not_found_by_name});
     const Outcome has_no_mutex =
-        returns(no_such_group, {"GetDgGuidCommon(): CreateMutexA failed, error=(0x5) "});
+        returns(service_no_such_group, {"GetDgGuidCommon(): CreateMutexA failed, error=(0x5) "});
     const Outcome looks_again = continues({not_found_by_name});
     return framed({not_found_by_name}, {}, {"GetDgGuidCommon() failed, error=({})"},
-                  {{"DbGetObjects tamo_ztvm_diskgroup", continues()},
-                   {"ObGetProperty @late \"LDM DG TYPE\"", asks_service},
-                   {"ObGetProperty @late \"Name\"", asks_service},
-                   {"ObGetProperty @late \"dgid\"", continues()},
-                   {"ObGetProperty \"LDM DG TYPE\"", continues()},
-                   {"ObGetProperty \"Name\"", continues()},
+                  {{get_objects(object_type::disk_group), continues()},
+                   {get_property("@late", "LDM DG TYPE"), asks_service},
+                   {get_property("@late", "Name"), asks_service},
+                   {get_property("@late", "dgid"), continues()},
+                   {get_property_of_any("LDM DG TYPE"), continues()},
+                   {get_property_of_any("Name"), continues()},
                    {"CreateMutexA", has_no_mutex},
                    {"WaitForSingleObject", looks_again},
-                   {"DbGetObjects solvane_cluster_service nothing", continues()},
-                   {"DbGetObjects solvane_cluster_service", has_no_service},
-                   {"PsCreatePropset", continues()},
-                   {"PsAddProperty", continues()},
-                   {"PrCallDispatch 0.6054", is_unknown}});
+                   {get_objects(object_type::cluster_service).without_output(), continues()},
+                   {get_objects(object_type::cluster_service), has_no_service},
+                   {create_set(), continues()},
+                   {add_any_property(), continues()},
+                   {call_method(method::rescan_disks), is_unknown}});
 }
 
 // A group without a type is passed over, by each of the two passes.
 Steps name_list(const Steps& types) {
     return each_failure_logs({"GetDgNameListCommon() failed, error=({}) "},
-                             types + Steps{{"DbGetObjects tamo_ztvm_diskgroup", continues()},
-                                           {"ObGetProperty \"LDM DG TYPE\"", continues()},
-                                           {"ObGetProperty \"imported\"", returns(FARLO_EXCEPTION)},
-                                           {"ObGetProperty \"Name\"", returns(FARLO_EXCEPTION)}});
+                             types +
+                                 Steps{{get_objects(object_type::disk_group), continues()},
+                                       {get_property_of_any("LDM DG TYPE"), continues()},
+                                       {get_property_of_any("imported"), returns(FARLO_EXCEPTION)},
+                                       {get_property_of_any("Name"), returns(FARLO_EXCEPTION)}});
 }
 
 // Without its only name the list is empty and fits.
 Steps asks_size() {
-    return Steps{{"ObGetProperty @dgc \"LDM DG TYPE\"", returns(FARLO_SUCCESS)}} + name_list({});
+    return Steps{{get_property("@dgc", "LDM DG TYPE"), returns(FARLO_SUCCESS)}} + name_list({});
 }
 
 // Room was counted for one name, and there are two.
 Steps lists_two() {
-    return name_list({{"ObGetProperty @dgl \"LDM DG TYPE\"", returns(FARLO_EXCEPTION), 1},
-                      {"ObGetProperty @dgs \"LDM DG TYPE\"", returns(FARLO_EXCEPTION), 1}});
+    return name_list({{get_property("@dgl", "LDM DG TYPE"), returns(FARLO_EXCEPTION), 1},
+                      {get_property("@dgs", "LDM DG TYPE"), returns(FARLO_EXCEPTION), 1}});
 }
 
 Steps group_name() {
     return find_group_by_guid("@dgc", {"GetDgNameW():GetDgObjIdByGuid()  failed, error=({}) "}) +
-           Steps{{"ObGetProperty @dgc \"Name\"",
+           Steps{{get_property("@dgc", "Name"),
                   returns(FARLO_EXCEPTION, {"GetDgNameW() failed, error=({}) "})}};
 }
 
@@ -118,17 +118,18 @@ Steps volume_guid() {
            each_failure_logs(
                {"GetDgVolumeGuidW() failed, error=({})"},
                find_cluster_service({"GetDgVolumeGuidW():GetClusSvcId() failed, error=({})"}) +
-                   Steps{{"PrCallDispatch 0.11 nothing", returns(FARLO_EXCEPTION)},
-                         {"PsFindProperty \"Volguid\"", returns(FARLO_EXCEPTION)}} +
-                   invoke_method("0.11", returns(FARLO_VOLUME_NOT_FOUND)));
+                   Steps{{call_method(method::get_volume_guid).without_output(),
+                          returns(FARLO_EXCEPTION)},
+                         {find_property("Volguid"), returns(FARLO_EXCEPTION)}} +
+                   invoke_method(method::get_volume_guid, returns(FARLO_VOLUME_NOT_FOUND)));
 }
 
 // What cannot be read of the group ends the call by its status alone.
 Steps volume_guid_by_name() {
     return find_group_by_name("@dgc",
                               {"GetDgGuidfromOpal(): GetDgObjIdByName() failed, error=({})"}) +
-           Steps{{"ObGetProperty @dgc \"imported\"", returns(FARLO_EXCEPTION)},
-                 {"ObGetProperty @dgc \"dgid\"", returns(FARLO_EXCEPTION)}} +
+           Steps{{get_property("@dgc", "imported"), returns(FARLO_EXCEPTION)},
+                 {get_property("@dgc", "dgid"), returns(FARLO_EXCEPTION)}} +
            volume_guid();
 }
 

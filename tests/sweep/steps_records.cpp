@@ -4,44 +4,46 @@
 
 #include <string>
 
+using namespace support;
+
 namespace sweep {
 namespace {
 
 // What cannot be read of a disk is left out of its record.
 Steps disk_record(const std::string& disk) {
-    return {{"ObGetProperty " + disk + " \"Name\"", continues()},
-            {"ObGetProperty " + disk + " \"SIGNATURE\"", continues()},
-            {"ObGetProperty " + disk + " \"DISKID\"", continues()},
-            {"ObGetProperty " + disk + " \"PORT\"", continues()},
-            {"ObGetProperty " + disk + " \"DISK TARGET ID\"", continues()},
-            {"ObGetProperty " + disk + " \"LUN ID\"", continues()}};
+    return {{get_property(disk, "Name"), continues()},
+            {get_property(disk, "SIGNATURE"), continues()},
+            {get_property(disk, "DISKID"), continues()},
+            {get_property(disk, "PORT"), continues()},
+            {get_property(disk, "DISK TARGET ID"), continues()},
+            {get_property(disk, "LUN ID"), continues()}};
 }
 
 // The same of a volume; and of the paths to it, which go into every such record.
 Steps volume_record(const std::string& volume) {
-    return {{"ObGetProperty " + volume + " \"DEVICE NAME\"", continues()},
-            {"ObGetChildObjects " + volume + " tamo_fs_nt", continues()},
-            {"ObGetProperty " + volume + " file system \"type of file system\"", continues()},
-            {"ObGetProperty " + volume + " file system \"label\"", continues()},
-            {"ObGetProperty " + volume + " \"type\"", continues()},
-            {"ObGetProperty " + volume + " \"ztvmstate\"", continues()},
-            {"ObGetProperty " + volume + " \"size\"", continues()}};
+    return {{get_property(volume, "DEVICE NAME"), continues()},
+            {get_children(volume, object_type::file_system), continues()},
+            {get_property(volume + " file system", "type of file system"), continues()},
+            {get_property(volume + " file system", "label"), continues()},
+            {get_property(volume, "type"), continues()},
+            {get_property(volume, "ztvmstate"), continues()},
+            {get_property(volume, "size"), continues()}};
 }
 Steps paths_to_volumes() {
-    return {{"PsCreatePropset", continues()},
-            {"PrCallDispatch 0.8006", continues()},
-            {"PsFindProperty \"ALL MOUNT POINTS ARRAY\"", continues()},
-            {"PsFindProperty \"NUMBER OF MOUNT POINTS\"", continues()},
-            {"PsFindProperty \"MEMBERIDZ\"", continues()},
-            {"PsAddProperty \"FromMM\"", continues()},
-            {"PrCallDispatch 0.8007", continues()},
-            {"PsFindProperty \"DRIVE LETTER\"", continues()}};
+    return {{create_set(), continues()},
+            {call_method(method::get_mount_points), continues()},
+            {find_property("ALL MOUNT POINTS ARRAY"), continues()},
+            {find_property("NUMBER OF MOUNT POINTS"), continues()},
+            {find_property("MEMBERIDZ"), continues()},
+            {add_property("FromMM"), continues()},
+            {call_method(method::get_drive_letter), continues()},
+            {find_property("DRIVE LETTER"), continues()}};
 }
 
 Steps light_volume_record(const std::string& volume) {
-    return {{"ObGetProperty " + volume + " \"DEVICE NAME\"", continues()},
-            {"ObGetProperty " + volume + " \"type\"", continues()},
-            {"ObGetProperty " + volume + " \"size\"", continues()}};
+    return {{get_property(volume, "DEVICE NAME"), continues()},
+            {get_property(volume, "type"), continues()},
+            {get_property(volume, "size"), continues()}};
 }
 
 // The system is asked for the links to a volume; what comes of none.
@@ -50,20 +52,20 @@ Steps volume_links(const Outcome& none) {
 }
 
 // Related objects are collected; what comes of none.
-Steps related(const std::string& query, const Outcome& none) {
-    return {{query + " nothing", none}, {query, returns(FARLO_EXCEPTION)}};
+Steps related(const CallPattern& call, const Outcome& none) {
+    return {{call.without_output(), none}, {call, returns(FARLO_EXCEPTION)}};
 }
 Steps disks_of_group() {
-    return related("ObGetChildObjects @dgc tamo_ztvm_disk", continues());
+    return related(get_children("@dgc", object_type::disk), continues());
 }
 Steps volumes_of_group(const Outcome& none) {
-    return related("ObGetChildObjects @dgc tamo_ztvm_volume", none);
+    return related(get_children("@dgc", object_type::volume), none);
 }
 
 // The group's first volume is the one that is looked for.
 Steps volume_of_group() {
     return volumes_of_group(returns(FARLO_VOLUME_NOT_FOUND)) +
-           Steps{{"ObGetProperty @v1 \"DEVICE NAME\"", returns(FARLO_EXCEPTION), 1}};
+           Steps{{get_property("@v1", "DEVICE NAME"), returns(FARLO_EXCEPTION), 1}};
 }
 
 // Of find_group_by_guid, find_group_by_name.
@@ -72,7 +74,7 @@ using Search = Steps(const std::string& group, const Lines& errors, unsigned wal
 Steps group_properties(Search search) {
     return search("@dgc", {"GetDgPropertiesW():GetDgObjId() failed, error=({})"}, 1) +
            each_failure_logs({"GetDgPropertiesW() failed, error=({}) "},
-                             Steps{{"ObGetProperty @dgc \"Name\"", returns(FARLO_EXCEPTION)}} +
+                             Steps{{get_property("@dgc", "Name"), returns(FARLO_EXCEPTION)}} +
                                  disks_of_group() + volumes_of_group(continues()) +
                                  disk_record("@d1") + disk_record("@d2") + volume_record("@v1") +
                                  volume_record("@v2") + paths_to_volumes());
@@ -83,10 +85,10 @@ Steps volume_properties() {
         {"GetVolPropertiesW() failed, error=({}) "},
         find_volume_by_device("\\Device\\v1", FARLO_INVALID_ARGUMENT,
                               {"GetVolPropertiesW - FindVolObjByDevName failed for \\Device\\v1"}) +
-            related("ObGetChildObjects @v1 tamo_ztvm_plex", continues()) +
-            related("ObGetChildObjects @v1-01 tamo_ztvm_subdisk", continues()) +
-            related("ObGetChildObjects @v1-02 tamo_ztvm_subdisk", continues()) +
-            related("ObGetParentObjects @s1 tamo_ztvm_disk", continues()) + disk_record("@d1") +
+            related(get_children("@v1", object_type::plex), continues()) +
+            related(get_children("@v1-01", object_type::subdisk), continues()) +
+            related(get_children("@v1-02", object_type::subdisk), continues()) +
+            related(get_parents("@s1", object_type::disk), continues()) + disk_record("@d1") +
             volume_record("@v1") + paths_to_volumes());
 }
 
@@ -94,7 +96,7 @@ Steps group_light_records(Search search) {
     return search("@dgc", {"GetDgVolPropertiesW():GetDgObjId() failed, error=({})"}, 1) +
            each_failure_logs({"GetDgVolPropertiesW() failed, error=({}) "},
                              disks_of_group() + volumes_of_group(continues()) +
-                                 Steps{{"ObGetProperty @d1 \"SIGNATURE\"", continues()}} +
+                                 Steps{{get_property("@d1", "SIGNATURE"), continues()}} +
                                  light_volume_record("@v1") + light_volume_record("@v2") +
                                  volume_links(continues()));
 }
@@ -108,7 +110,7 @@ Steps volume_of_group_properties(Search search) {
 Steps group_disks(Search search) {
     return search("@dgc", {"GetDgDiskPropertiesW():GetDgObjId() failed, error=({}) "}, 1) +
            each_failure_logs({"GetDgDiskPropertiesW() failed, error=({}) "},
-                             Steps{{"ObGetProperty @dgc \"Name\"", returns(FARLO_EXCEPTION)}} +
+                             Steps{{get_property("@dgc", "Name"), returns(FARLO_EXCEPTION)}} +
                                  disks_of_group() + disk_record("@d1") + disk_record("@d2"));
 }
 
@@ -116,14 +118,15 @@ Steps volume_state(Search search) {
     return search("@dgc", {"GetDgVolumeStateW():GetDgObjId() failed, error=({})"}, 1) +
            each_failure_logs({"GetDgVolumeStateW() failed, error=({})"},
                              volume_of_group() +
-                                 Steps{{"ObGetProperty @v1 \"ztvmstate\"", continues()}});
+                                 Steps{{get_property("@v1", "ztvmstate"), continues()}});
 }
 
 // "Unsuccessful" is how the driver tells a healthy volume.
 Steps volume_status() {
-    return each_failure_logs({"GetDgVolumeStatusW() failed, error=({}) "},
-                             Steps{{"ZwDeviceIoControlFile 0xc0000001", continues()}} +
-                                 config_device_request());
+    return each_failure_logs(
+        {"GetDgVolumeStatusW() failed, error=({}) "},
+        Steps{{call_of("ZwDeviceIoControlFile").returning(native::unsuccessful), continues()}} +
+            config_device_request());
 }
 
 Steps unusable_volumes(const std::string& counts, const Outcome& no_link) {
@@ -134,11 +137,11 @@ Steps unusable_volumes(const std::string& counts, const Outcome& no_link) {
             volumes_of_group(
                 returns(FARLO_VOLUME_NOT_FOUND,
                         {"GetUnusableVolumesInfo::No Volume present in DG: dgc, error=({})"})) +
-            Steps{{"ObGetProperty @v1 \"isdco\"", returns(FARLO_EXCEPTION)},
-                  {"ObGetProperty @v1 \"ztvmstate\"", returns(FARLO_EXCEPTION), 1},
-                  {"ObGetProperty @v1 \"DEVICE NAME\"", returns(FARLO_EXCEPTION), 1},
-                  {"ObGetProperty @v2 \"isdco\"", returns(FARLO_EXCEPTION)},
-                  {"ObGetProperty @v2 \"ztvmstate\"", returns(FARLO_EXCEPTION), 1}} +
+            Steps{{get_property("@v1", "isdco"), returns(FARLO_EXCEPTION)},
+                  {get_property("@v1", "ztvmstate"), returns(FARLO_EXCEPTION), 1},
+                  {get_property("@v1", "DEVICE NAME"), returns(FARLO_EXCEPTION), 1},
+                  {get_property("@v2", "isdco"), returns(FARLO_EXCEPTION)},
+                  {get_property("@v2", "ztvmstate"), returns(FARLO_EXCEPTION), 1}} +
             volume_links(no_link) + volume_record("@v1") + volume_record("@v2") +
             paths_to_volumes());
 }

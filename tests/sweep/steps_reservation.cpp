@@ -5,18 +5,17 @@
 #include <cstdint>
 #include <string>
 
+using namespace support;
+
 namespace sweep {
 namespace {
-
-// A status of the lab's service.
-constexpr std::uint32_t missing_parameter = 0xe5150104;
 
 Steps arbitrate() {
     return each_failure_logs(
         {"ArbitrateDgW() failed, error=({})"},
         guid_string({"ArbitrateDgW():SetDgGuidParam failed, error=({})"}) +
             find_cluster_service({"ArbitrateDgW():GetClusSvcId() failed, error=({})"}) +
-            invoke_method("0.2"));
+            invoke_method(method::arbitrate));
 }
 
 Steps stop_reservation() {
@@ -24,7 +23,7 @@ Steps stop_reservation() {
         {"StopDgReservationW() failed, error=({})"},
         guid_string({"StopDgReservationW():SetDgGuidParam() failed, error=({})"}) +
             find_cluster_service({"StopDgReservationW():GetClusSvcId() failed, error=({})"}) +
-            invoke_method("0.4"));
+            invoke_method(method::stop_reservation));
 }
 
 // A lock that is not had at once is an answer, and a driver that fails is asked again, unless
@@ -43,32 +42,35 @@ Steps status_by_driver() {
                     {mutex +
                      "WAIT_ABANDONED while waiting for the reservation_thread_update lock on dg"})},
                {"WaitForSingleObject times", continues()},
-               {"ZwDeviceIoControlFile 0xc0000034", returns(FARLO_NOT_FOUND, {closing})},
+               {call_of("ZwDeviceIoControlFile").returning(native::object_name_not_found),
+                returns(FARLO_NOT_FOUND, {closing})},
                {"ZwDeviceIoControlFile", continues()}};
 }
 
 // The method is invoked with the parameters in front of the one that cannot be added; the
 // service can do without the last one. An answer that cannot be read goes by.
 Steps status_by_service() {
-    const Outcome refused = returns(missing_parameter);
+    const Outcome refused = returns(service_missing_parameter);
     return each_failure_logs(
         {"GetNgcDgReservationStatusW() failed, error=({}) "},
         guid_string({"GetNgcDgReservationStatusW():SetDgGuidParam() failed, error=({}) "}) +
             find_cluster_service(
                 {"GetNgcDgReservationStatusW():GetClusSvcId() failed, error=({}) "}) +
-            Steps{{"PsCreatePropset", refused, 1},
-                  {"PsAddProperty \"Dgguid\"", refused},
-                  {"PsAddProperty \"Opflag\"", refused},
-                  {"PsAddProperty \"otl trace\"", continues()}} +
-            invoke_method("0.5") + Steps{{"PsFindProperty \"Dgstate\"", continues()}});
+            Steps{{create_set(), refused, 1},
+                  {add_property("Dgguid"), refused},
+                  {add_property("Opflag"), refused},
+                  {add_property("otl trace"), continues()}} +
+            invoke_method(method::get_reservation_status) +
+            Steps{{find_property("Dgstate"), continues()}});
 }
 
 Steps release() {
     return each_failure_logs(
         {" ReleaseDgW() failed , error=({})"},
-        {{"memory", returns(FARLO_NO_GUID_MEMORY,
-                            {"ReleaseDgW():No memory VirtualAlloc failed, error=({}) "})},
-         {"ZwDeviceIoControlFile 0xc0000034", returns(FARLO_NOT_FOUND)},
+        {{allocation, returns(FARLO_NO_GUID_MEMORY,
+                              {"ReleaseDgW():No memory VirtualAlloc failed, error=({}) "})},
+         {call_of("ZwDeviceIoControlFile").returning(native::object_name_not_found),
+          returns(FARLO_NOT_FOUND)},
          {"ZwDeviceIoControlFile", continues()}});
 }
 

@@ -5,13 +5,12 @@
 #include <cstdint>
 #include <utility>
 
+using namespace support;
+
 namespace sweep {
 namespace {
 
-// The service's, for a volume whose group is not imported.
-constexpr std::uint32_t service_not_imported = 0xe5150102;
-
-constexpr char misc_role[] = "ObGetProperty @misc \"nodeRole\"";
+const CallPattern misc_role = get_property("@misc", "nodeRole");
 
 // The lines around everything that OnlineVol does.
 Steps online_lines(const std::string& device, Steps steps) {
@@ -23,16 +22,16 @@ Steps online_lines(const std::string& device, Steps steps) {
 Steps find_node() {
     const Outcome missing =
         returns(FARLO_PROVIDER_FAILED, {"OnlineVolW()::misc object not present"});
-    return {{"DbGetObjects tamo_ztvm_misc", missing, 1}, {misc_role, returns(FARLO_EXCEPTION), 1}};
+    return {{get_objects(object_type::misc), missing, 1}, {misc_role, returns(FARLO_EXCEPTION), 1}};
 }
 
 // A group that is not found is looked for again.
 Steps find_group(const std::string& group) {
-    return Steps{{"DbGetObjects tamo_ztvm_diskgroup", continues()},
-                 {"ObGetProperty " + group + " \"LDM DG TYPE\"", continues({not_found_by_guid}), 1},
-                 {"ObGetProperty " + group + " \"dgid\"", continues({not_found_by_guid}), 1},
-                 {"ObGetProperty " + group + " \"imported\"", returns(FARLO_EXCEPTION)},
-                 {"ObGetProperty " + group + " \"Name\"", returns(FARLO_EXCEPTION)}} +
+    return Steps{{get_objects(object_type::disk_group), continues()},
+                 {get_property(group, "LDM DG TYPE"), continues({not_found_by_guid}), 1},
+                 {get_property(group, "dgid"), continues({not_found_by_guid}), 1},
+                 {get_property(group, "imported"), returns(FARLO_EXCEPTION)},
+                 {get_property(group, "Name"), returns(FARLO_EXCEPTION)}} +
            other_groups("dgid");
 }
 
@@ -40,7 +39,7 @@ Steps find_group(const std::string& group) {
 Steps request_online(const std::string& device, unsigned search, unsigned set) {
     return find_volume_by_device(device, FARLO_INVALID_ARGUMENT) +
            find_cluster_service({"OnlineVolW():GetClusSvcId() failed, error=({}) "}, search) +
-           invoke_method("0.6063", passes_status_on(), set);
+           invoke_method(method::online_volume, passes_status_on(), set);
 }
 
 Steps online_imported() {
@@ -51,14 +50,14 @@ Steps online_imported() {
 // The thread's steps up to its wait for the node. That others start it makes no difference.
 Steps start_node() {
     return Steps{
-               {"DbGetObjects tamo_ztvm_misc",
+               {get_objects(object_type::misc),
                 returns(FARLO_PROVIDER_FAILED, {"CVMClusterStart::misc object not present"}), 2},
                {"CreateMutexA", returns(FARLO_EXCEPTION,
                                         {"CVMClusterStart: CreateMutexA failed, error=({call}) "})},
                {"WaitForSingleObject", continues()},
                {misc_role, returns(FARLO_EXCEPTION), 2}} +
            each_failure_logs({"CVMClusterStart:StartCVMCluster failed, error=({}) "},
-                             invoke_node_method("StartCVMClusterW", "0.6058"));
+                             invoke_node_method("StartCVMClusterW", method::start_node));
 }
 
 Steps online_node_stopped() {
@@ -79,7 +78,7 @@ Steps online_node_stopped() {
         {"CreateThread",
          returns(FARLO_EXCEPTION, {"OnlineVolW():CreateThread failed error=({call}) "})}};
     const Steps polled = {{misc_role, returns(FARLO_EXCEPTION), 3},
-                          {"ObGetProperty @misc \"nodeStatus\"", returns(FARLO_EXCEPTION)}};
+                          {get_property("@misc", "nodeStatus"), returns(FARLO_EXCEPTION)}};
     // The last steps stand in front: they are told from the thread's by their numbers.
     return unwaited +
            online_lines(device, framed({waiting, completed}, {}, {},
@@ -97,9 +96,10 @@ Steps import_group() {
                    find_group_by_guid("@dgn",
                                       {"OnlineDgExW():GetDgObjIdByGuid() failed, error=({}) "}, 2) +
                    find_cluster_service({"OnlineDgExW():GetClusSvcId() failed, error=({}) "}, 1) +
-                   Steps{{"PsCreatePropset", returns(FARLO_EXCEPTION), 1},
-                         {"PsAddProperty #1 \"Name\"", returns(FARLO_EXCEPTION)}}) +
-           each_failure_logs({"OfflineDg dgn failed with res  {}"}, invoke_method("0.2003"));
+                   Steps{{create_set(), returns(FARLO_EXCEPTION), 1},
+                         {add_property_to(1, "Name"), returns(FARLO_EXCEPTION)}}) +
+           each_failure_logs({"OfflineDg dgn failed with res  {}"},
+                             invoke_method(method::import_group));
 }
 
 Steps online_not_imported() {
@@ -108,10 +108,11 @@ Steps online_not_imported() {
     const std::string imported = "OfflineDg dgn succeeded with res  0x0";
     const std::string not_imported = "OnlineVolW():OnlineDg()  failed, error=({}) ";
     // A service that did not do what it was asked for.
-    const Steps not_done = {{"PrCallDispatch 0.2003 nothing", returns(service_not_imported)}};
-    const Steps request = {{"PsAddProperty #3", returns(FARLO_EXCEPTION)}};
+    const Steps not_done = {
+        {call_method(method::import_group).without_output(), returns(service_not_imported)}};
+    const Steps request = {{add_any_property_to(3), returns(FARLO_EXCEPTION)}};
     // An import that ends by an exception ends the call.
-    const Steps import_thrown = {{"memory", returns(FARLO_EXCEPTION)}};
+    const Steps import_thrown = {{allocation, returns(FARLO_EXCEPTION)}};
     return online_lines(device,
                         framed({called, imported}, {}, {}, not_done + request) +
                             framed({called}, {}, {}, import_thrown) +
@@ -126,13 +127,13 @@ Steps offline() {
         {"Entering OfflineVolW - " + device},
         {"OfflineVolW() succeeded for volume " + device + ", error=(0x0) "},
         {"OfflineVolW() failed for volume " + device + ", error=({}) "},
-        Steps{{"DbGetObjects tamo_ztvm_misc",
+        Steps{{get_objects(object_type::misc),
                returns(FARLO_PROVIDER_FAILED, {"OfflineVolW()::misc object not present"})},
               {misc_role, returns(FARLO_EXCEPTION)}} +
             find_group_by_guid("@dgs", {"OfflineVolW:GetDgObjIdByGuid()  failed, error=({}) "}) +
             other_groups("dgid") + find_volume_by_device(device, FARLO_INVALID_ARGUMENT) +
             find_cluster_service({"OfflineDgExW():GetClusSvcId() failed, error=({}) "}) +
-            invoke_method("0.6064"));
+            invoke_method(method::offline_volume));
 }
 
 Steps dismount(const std::string& path) {
@@ -153,9 +154,9 @@ Steps refresh() {
     const Outcome not_found =
         returns(FARLO_PROVIDER_FAILED,
                 {"FFUpdateMountPath: FindVolIdByDLorDevName - failed to find volume  v1"});
-    return Steps{{"DbGetObjects tamo_ztvm_volume", not_found},
-                 {"ObGetProperty @v1 \"Name\"", not_found}} +
-           invoke_method("0.3041",
+    return Steps{{get_objects(object_type::volume), not_found},
+                 {get_property("@v1", "Name"), not_found}} +
+           invoke_method(method::update_mount_path,
                          passes_status_on(
                              {"FFUpdateMountPath: MISCOP_UPDATE_MOUNTPATH, PrCallDispatch failed "
                               "with error = {}."}));

@@ -12,11 +12,12 @@ Steps name_for_serial_number() {
     const Outcome next_volume =
         continues({"GetVolumeNameForSerialNumberW: GetVolumeInformation failed , wcVolumeGuid "
                    "\\\\?\\Volume{v1}\\, error=({call})"});
-    return each_failure_logs({"GetVolumeNameForSerialNumberW() failed, error=({}) "},
-                             {{"ObGetChildObjects nothing", returns(FARLO_VOLUME_NOT_FOUND)},
-                              {"ObGetChildObjects", returns(FARLO_EXCEPTION)},
-                              {"ObGetProperty @v1 \"volumename\"", returns(FARLO_EXCEPTION)},
-                              {"GetVolumeInformationW", next_volume}});
+    return each_failure_logs(
+        {"GetVolumeNameForSerialNumberW() failed, error=({}) "},
+        {{get_any_children().without_output(), returns(FARLO_VOLUME_NOT_FOUND)},
+         {get_any_children(), returns(FARLO_EXCEPTION)},
+         {get_property("@v1", "volumename"), returns(FARLO_EXCEPTION)},
+         {"GetVolumeInformationW", next_volume}});
 }
 
 const Lines group_of_serial_number_missing = {
@@ -25,14 +26,16 @@ const Lines group_of_serial_number_missing = {
 Steps layout_read(const std::string& path) {
     const std::string not_opened =
         "GetDiskTypeAndSignatureW() CreateFile Failed for " + path + " error ";
-    return {
-        {"memory", returns(FARLO_OUT_OF_MEMORY, {"GetDiskTypeAndSignatureW: ZtAlloc failed to "
-                                                 "allocate memory for PDRIVE_LAYOUT_INFORMATION"})},
-        {"CreateFileW error 32", returns(32, {not_opened + "32"})},
-        {"CreateFileW error 2", returns(2, {not_opened + "2"})},
-        {"DeviceIoControl",
-         passes_status_on(
-             {"GetDiskTypeAndSignatureW: IOCTL_DISK_GET_DRIVE_LAYOUT_EX failed error"})}};
+    return {{allocation,
+             returns(FARLO_OUT_OF_MEMORY, {"GetDiskTypeAndSignatureW: ZtAlloc failed to "
+                                           "allocate memory for PDRIVE_LAYOUT_INFORMATION"})},
+            {call_of("CreateFileW").failing_with(ERROR_SHARING_VIOLATION),
+             returns(ERROR_SHARING_VIOLATION, {not_opened + "32"})},
+            {call_of("CreateFileW").failing_with(ERROR_FILE_NOT_FOUND),
+             returns(ERROR_FILE_NOT_FOUND, {not_opened + "2"})},
+            {"DeviceIoControl",
+             passes_status_on(
+                 {"GetDiskTypeAndSignatureW: IOCTL_DISK_GET_DRIVE_LAYOUT_EX failed error"})}};
 }
 
 // What cannot be read is told by the status alone. A search that tries again is told by the
@@ -44,11 +47,11 @@ Steps first_disk() {
                   {"Exiting GetDiskTypeAndSignatureW Type=0x0 Sig=0xb",
                    "Exiting GetFirstVolumesDiskIDW 0xb"},
                   {}, searched) +
-           Steps{{"ObGetChildObjects nothing",
+           Steps{{get_any_children().without_output(),
                   continues({"GetFirstVolumesDiskIDW:GetDiskTypeAndSignatureW volumes does not "
                              "exists in DG"})},
-                 {"ObGetChildObjects", returns(FARLO_EXCEPTION)},
-                 {"ObGetProperty @v1 \"volumename\"", returns(FARLO_EXCEPTION)}} +
+                 {get_any_children(), returns(FARLO_EXCEPTION)},
+                 {get_property("@v1", "volumename"), returns(FARLO_EXCEPTION)}} +
            each_failure_logs(
                {"GetFirstVolumesDiskIDW:GetDiskTypeAndSignatureW failed with error = {}"},
                layout_read("\\\\?\\Volume{v1}"));
@@ -59,32 +62,32 @@ const std::uint32_t no = 0;
 
 Steps disk_clusterable(const std::string& query) {
     return framed({}, {"Exiting IsStorageClusterable"}, {"Exiting IsStorageClusterable"},
-                  {{"memory", returns(no, {"IsStorageClusterable: failed to allocate memory"})},
-                   {"DbGetObjectsByQuery nothing",
+                  {{allocation, returns(no, {"IsStorageClusterable: failed to allocate memory"})},
+                   {query_any_objects().without_output(),
                     returns(no, {"IsStorageClusterable:Disk Object not found"})},
-                   {"DbGetObjectsByQuery",
+                   {query_any_objects(),
                     returns(no, {"IsStorageClusterable:DbGetObjectsByQuery failed, for SELECT FROM "
                                  "tamo_ztvm_disk where " +
                                  query + ", error = {call}"})},
-                   {"ObGetParentObjects", returns(no)},
-                   {"ObGetProperty @dgc \"cluster resource\"", returns(no)},
-                   {"ObGetProperty @dgc \"LDM DG TYPE\"", returns(no)}});
+                   {get_any_parents(), returns(no)},
+                   {get_property("@dgc", "cluster resource"), returns(no)},
+                   {get_property("@dgc", "LDM DG TYPE"), returns(no)}});
 }
 
 Steps type_of_volume() {
-    return Steps{
-               {"memory", returns(no, {"IsVolumeOfSpecifiedDgType: failed to allocate memory"})}} +
+    return Steps{{allocation,
+                  returns(no, {"IsVolumeOfSpecifiedDgType: failed to allocate memory"})}} +
            framed({}, {"Exiting IsVolumeOfSpecifiedDgType"}, {"Exiting IsVolumeOfSpecifiedDgType"},
-                  {{"DbGetObjectsByQuery nothing", returns(no)},
-                   {"DbGetObjectsByQuery",
+                  {{query_any_objects().without_output(), returns(no)},
+                   {query_any_objects(),
                     returns(no, {"IsVolumeOfSpecifiedDgType: DbGetObjectsByQuery failed for "
                                  "volume - vn-s-on, error = {call}"})},
-                   {"ObGetParentObjects", returns(no)},
-                   {"ObGetProperty @dgs \"LDM DG TYPE\"", returns(no)}});
+                   {get_any_parents(), returns(no)},
+                   {get_property("@dgs", "LDM DG TYPE"), returns(no)}});
 }
 
 Steps volume_clusterable() {
-    return type_of_volume() + Steps{{"ObGetProperty @dgs \"cluster shared\"",
+    return type_of_volume() + Steps{{get_property("@dgs", "cluster shared"),
                                      returns(no, {"Exiting IsVolumeOfSpecifiedDgType",
                                                   "Exiting IsVolumeClusterable"})}};
 }
@@ -93,20 +96,20 @@ Steps shared_guid() {
     const std::string device = "\\Device\\s-on";
     return each_failure_logs(
         {"GetClusterSharedDgGuidW() failed, error=({}) "},
-        {{"memory",
+        {{allocation,
           returns(FARLO_OUT_OF_MEMORY, {"GetClusterSharedDgGuidW: failed to allocate memory"})},
-         {"DbGetObjectsByQuery nothing",
+         {query_any_objects().without_output(),
           returns(FARLO_PROVIDER_FAILED,
                   {"GetClusterSharedDgGuidW:Volume Object not found for volume  - " + device})},
-         {"DbGetObjectsByQuery",
+         {query_any_objects(),
           passes_status_on({"GetClusterSharedDgGuidW:DbGetObjectsByQuery failed for volume  - " +
                             device + ", error = {}"})},
-         {"ObGetParentObjects nothing",
+         {get_any_parents().without_output(),
           returns(FARLO_PROVIDER_FAILED,
                   {"GetClusterSharedDgGuidW: Dg object not found for volume  - " + device})},
-         {"ObGetParentObjects", returns(FARLO_EXCEPTION)},
-         {"ObGetProperty @dgs \"LDM DG TYPE\"", returns(FARLO_EXCEPTION)},
-         {"ObGetProperty @dgs \"dgid\"", returns(FARLO_EXCEPTION)}});
+         {get_any_parents(), returns(FARLO_EXCEPTION)},
+         {get_property("@dgs", "LDM DG TYPE"), returns(FARLO_EXCEPTION)},
+         {get_property("@dgs", "dgid"), returns(FARLO_EXCEPTION)}});
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "sweep.h"
 
 #include "prepared_call.h"
+#include "service_names.h"
 
 #include <algorithm>
 #include <cctype>
@@ -9,6 +10,8 @@
 #include <cstring>
 #include <map>
 #include <utility>
+
+using namespace support;
 
 namespace sweep {
 namespace {
@@ -33,12 +36,6 @@ void prepare_process() {
         // The first text for a debugger makes a mutex that stays.
         OutputDebugStringA("");
     }
-}
-
-std::string hex(std::uint32_t value) {
-    char text[16];
-    std::snprintf(text, sizeof text, "0x%x", static_cast<unsigned>(value));
-    return text;
 }
 
 void replace_placeholder(std::string& text, const std::string& place, const std::string& value) {
