@@ -16,6 +16,12 @@ std::string quoted(const std::string& property) {
 
 }  // namespace
 
+CallPattern CallPattern::nth(unsigned n) const {
+    CallPattern pattern = *this;
+    pattern.number = n;
+    return pattern;
+}
+
 CallPattern CallPattern::returning(std::uint32_t status) const {
     return with_word(*this, hex(status));
 }
@@ -32,6 +38,18 @@ CallPattern CallPattern::succeeding() const {
     return with_word(*this, "succeeds");
 }
 
+CallPattern CallPattern::failing() const {
+    return with_word(*this, "fails");
+}
+
+CallPattern CallPattern::abandoned() const {
+    return with_word(*this, "abandoned");
+}
+
+CallPattern CallPattern::timing_out() const {
+    return with_word(*this, "times");
+}
+
 CallPattern call_of(const std::string& function) {
     return function;
 }
@@ -44,24 +62,16 @@ CallPattern query_objects(const std::string& type, const std::string& property) 
     return "DbGetObjectsByQuery " + type + " " + property;
 }
 
-CallPattern query_any_objects() {
-    return "DbGetObjectsByQuery";
+CallPattern query_objects(const std::string& type) {
+    return "DbGetObjectsByQuery " + type;
 }
 
 CallPattern get_children(const std::string& object, const std::string& type) {
     return "ObGetChildObjects " + object + " " + type;
 }
 
-CallPattern get_any_children() {
-    return "ObGetChildObjects";
-}
-
 CallPattern get_parents(const std::string& object, const std::string& type) {
     return "ObGetParentObjects " + object + " " + type;
-}
-
-CallPattern get_any_parents() {
-    return "ObGetParentObjects";
 }
 
 CallPattern get_property(const std::string& object, const std::string& property) {

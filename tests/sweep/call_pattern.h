@@ -10,39 +10,45 @@
 
 namespace sweep {
 
-// Words that a call and its failure contain in this order, the function's name first. A call is
-// written as the recorder writes it (lab_bus.h), up to " -> "; a function of the system by its
-// name alone. The failure follows as Fault::description has it (imported_calls.cpp). An
-// informational success is matched only by a pattern that is `succeeding()`.
+// Words that the description of a call and of its failure contains in this order, the function's
+// name first. A call is described as the recorder writes it (lab_bus.h), up to " -> "; one of the
+// system by its function's name alone. The failure follows as Fault::description has it
+// (imported_calls.cpp). An informational success is matched only by a pattern that is
+// `succeeding()`.
 struct CallPattern {
     CallPattern(const char* call) : words(call) {}
     CallPattern(std::string call) : words(std::move(call)) {}
 
-    // Only where it returns that status; where it fails with that error of the system.
+    // Only the n-th of the matching calls in a clean run; 0: all of them.
+    CallPattern nth(unsigned n) const;
+
+    // Only where the call fails in this way:
     CallPattern returning(std::uint32_t status) const;
-    CallPattern failing_with(std::uint32_t error) const;
-    // Only where it succeeds without setting its outputs; with an informational status.
-    CallPattern without_output() const;
-    CallPattern succeeding() const;
+    CallPattern failing_with(std::uint32_t error) const;  // of the system
+    CallPattern without_output() const;                   // succeeds, but its outputs are not set
+    CallPattern succeeding() const;                       // with an informational status
+    // A wait:
+    CallPattern failing() const;
+    CallPattern abandoned() const;
+    CallPattern timing_out() const;
 
     std::string words;
+    unsigned number = 0;
 };
 
-// An allocation. Allocations are not told apart: one that fails must have the outcome of some
-// step, so there is such a step only for an outcome that no failing call has.
+// Allocations, which are not distinguished: one that fails must have the outcome of some step.
+// A step for allocations is needed only for an outcome that no failing call has.
 inline const CallPattern allocation{"memory"};
 
 // Calls of a function of the system or of the command library.
 CallPattern call_of(const std::string& function);
 
-// Calls of the bus, by the function's name. Some take any type, object or property.
+// Calls of the bus, by the function's name.
 CallPattern get_objects(const std::string& type);
 CallPattern query_objects(const std::string& type, const std::string& property);
-CallPattern query_any_objects();
+CallPattern query_objects(const std::string& type);
 CallPattern get_children(const std::string& object, const std::string& type);
-CallPattern get_any_children();
 CallPattern get_parents(const std::string& object, const std::string& type);
-CallPattern get_any_parents();
 CallPattern get_property(const std::string& object, const std::string& property);
 CallPattern get_any_property(const std::string& object);
 CallPattern get_property_of_any(const std::string& property);

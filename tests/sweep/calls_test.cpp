@@ -10,6 +10,7 @@ class CallSweep : public Sweep {
   protected:
     void fail_every_call(DWORD threshold) {
         in_situation(GetParam(), threshold, [&] {
+            expect_steps_in_call_order();
             at_every_call([&](const Import& import, const Call& call) {
                 for (const Fault& fault : import.faults) {
                     fail_call(import, call, fault);

@@ -29,6 +29,7 @@ constexpr std::uint64_t all_bits = ~std::uint64_t{0};  // INVALID_HANDLE_VALUE, 
 struct State {
     std::array<Original*, capacity> originals{};
     std::array<unsigned, capacity> counts{};
+    std::vector<Call> sequence;
     Call armed;
     Fault fault;
     std::function<void()> action;
@@ -67,6 +68,7 @@ std::uint64_t dispatch(std::size_t import, const Arguments& arguments) {
     if (const DWORD error = GetLastError(); state.is_counting) {
         const support::Exclusive hold(guard);
         const unsigned number = ++state.counts[import];
+        state.sequence.push_back({import, number});
         armed = state.armed.number == number && state.armed.import == import;
         if (armed) {
             state.reached = true;
@@ -348,6 +350,7 @@ void ImportedCalls::start() {
 void ImportedCalls::start_counting() {
     const support::Exclusive hold(guard);
     state.counts.fill(0);
+    state.sequence.clear();
     state.is_counting = true;
 }
 
@@ -360,6 +363,11 @@ std::vector<unsigned> ImportedCalls::counts() const {
     const support::Exclusive hold(guard);
     return {state.counts.begin(),
             state.counts.begin() + static_cast<std::ptrdiff_t>(imports.size())};
+}
+
+std::vector<Call> ImportedCalls::sequence() const {
+    const support::Exclusive hold(guard);
+    return state.sequence;
 }
 
 void ImportedCalls::fail(const Call& call, const Fault& fault) {

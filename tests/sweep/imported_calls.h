@@ -80,6 +80,8 @@ class ImportedCalls {
     void stop_counting();
     // One number for each of failing_imports().
     std::vector<unsigned> counts() const;
+    // The calls in their order.
+    std::vector<Call> sequence() const;
 
     // That call fails.
     void fail(const Call& call, const Fault& fault);

@@ -1,4 +1,5 @@
-// Steps that exports have in common.
+// Steps that several exports have in common. Every function returns its steps in the order of
+// the calls; `lines` are the lines of level 0 that a failure logs.
 #pragma once
 
 #include "steps.h"
@@ -9,49 +10,57 @@
 
 namespace sweep {
 
-// The searches' own lines for a group that is not found.
+// Lines that the searches for a group log themselves when they do not find it.
 inline constexpr char not_found_by_guid[] =
     "GetDgObjIdByGuid() failed , DG_TYPENAME not found in OPAL, error=(0x1)";
 inline constexpr char not_found_by_name[] =
     "GetDgObjIdByName() failed , DG_TYPENAME not found in OPAL, error=(0x1)";
 
-// The text of the group's GUID gets its memory; what a failure is told by.
-Steps guid_string(const Lines& errors);
+// Allocates the string for the group's GUID.
+Steps allocate_guid(const Lines& lines);
 
-// The cluster service object is looked for, the n-th time by this call (0: the only one); what
-// a failure is told by behind that.
-Steps find_cluster_service(const Lines& errors, unsigned search = 0);
+// Finds the cluster-service object; the n-th such search in the call (0: the only one).
+Steps find_cluster_service(const Lines& lines, unsigned search = 0);
 
-// The group `group` ("@dgc") is looked for by its GUID, or by its name, in the n-th walk of
-// the groups by this call that reads it (0: the only one). A group that is not found is
-// status 1, told by the search's own line and then `errors`.
-Steps find_group_by_guid(const std::string& group, const Lines& errors, unsigned walk = 0);
-Steps find_group_by_name(const std::string& group, const Lines& errors, unsigned walk = 0);
+// Finds the group `group` ("@dgc") by its GUID or by its name; the n-th walk over the groups
+// in the call that reads it (0: the only one). When it is not found, the status is
+// FARLO_NOT_FOUND, and the search's own line comes before `lines`.
+Steps find_group_by_guid(const std::string& group, const Lines& lines, unsigned walk = 0);
+Steps find_group_by_name(const std::string& group, const Lines& lines, unsigned walk = 0);
 
-// The search for a group's GUID by its name, which rescans when it does not find the group
-// and asks the cluster service when it cannot read the GUID: no single failure of a call
-// that a clean run makes ends it. In front of every other walk of the groups.
+// find_group_by_guid or find_group_by_name.
+using Search = Steps(const std::string& group, const Lines& lines, unsigned walk);
+
+// Finds a group's GUID by the group's name; the call's first walk over the groups. The search
+// rescans when it does not find the group, and asks the cluster service when it cannot read
+// the GUID: no single failure ends the call.
 Steps find_group_guid(const std::string& group);
 
-// Behind the steps of a group that is looked for by `key`, "Name" or "dgid": the others.
-Steps other_groups(const std::string& key);
+// Reads the groups that a walk passes over: those before `group` in the scenario. `key` is the
+// property that is compared, "Name" or "dgid".
+Steps pass_over_groups(const std::string& group, const std::string& key);
 
-// A method of that number ("0.2003") gets an input set, the call's n-th set, whose making may
-// fail by an exception, and an output set, which may be missing. `refused` comes of a status
-// that is not 0, an informational one, too.
+// Makes the sets of a method call and adds its parameters. The input set is the n-th set of the
+// call and must not be missing; the output set is the next one and may be missing.
+Steps make_method_sets(unsigned input_set = 1);
+
+// Calls the method, which returns a status other than 0, an informational one or a failure.
+Steps call_refused_method(const support::Method& method, const Outcome& refused);
+
+// Makes the sets and calls the method; its output set may stay empty.
 Steps invoke_method(const support::Method& method, const Outcome& refused = passes_status_on(),
                     unsigned input_set = 1);
 
-// The export `name` invokes a method of the node. They have no parameters: without an input
-// set they are invoked all the same.
+// The export `name`, which calls a method of the node. These methods have no parameters and
+// are called without an input set, too.
 Steps invoke_node_method(const std::string& name, const support::Method& method);
 
-// A volume is looked for by its device name. One that is not found is `status`, told by the
-// search's own line and then `errors`.
+// Finds a volume by its device name. When it is not found, the status is `status`, and the
+// search's own line comes before `lines`.
 Steps find_volume_by_device(const std::string& device, std::uint32_t status,
-                            const Lines& errors = {});
+                            const Lines& lines = {});
 
-// A request is sent to the driver's config device, which is opened again when it could not be.
-Steps config_device_request();
+// Sends a request to the driver's config device, which is opened again after a failure.
+Steps send_config_request(const Outcome& unsuccessful = returns(FARLO_DEVICE_UNSUCCESSFUL));
 
 }  // namespace sweep

@@ -35,11 +35,11 @@ std::size_t find_word(std::string_view text, const std::string& word, std::size_
     return std::string_view::npos;
 }
 
-bool contains_in_order(std::string_view text, const std::string& words) {
+bool contains_in_order(std::string_view string, const std::string& words) {
     std::istringstream stream(words);
     std::size_t at = 0;
     for (std::string word; stream >> word; at += word.size()) {
-        at = find_word(text, word, at);
+        at = find_word(string, word, at);
         if (at == std::string_view::npos) {
             return false;
         }
@@ -47,17 +47,23 @@ bool contains_in_order(std::string_view text, const std::string& words) {
     return true;
 }
 
-bool fits(const Step& step, const std::string& text, const Fault& fault) {
-    const std::string function = step.call.words.substr(0, step.call.words.find(' '));
-    const bool of_success = step.call.words.find("succeeds") != std::string::npos;
-    return text.substr(0, text.find(' ')) == function &&
+bool matches(const CallPattern& pattern, const std::string& call, const Fault& fault) {
+    const std::string& words = pattern.words;
+    const std::string function = words.substr(0, words.find(' '));
+    const bool of_success = words.find("succeeds") != std::string::npos;
+    return call.substr(0, call.find(' ')) == function &&
            of_success == (fault.meaning == Fault::Meaning::informational) &&
-           contains_in_order(text + " " + fault.description, step.call.words);
+           contains_in_order(call + " " + fault.description, words);
 }
 
-// Of an answer as the recorder writes it: `0x0 WSTR "dg1"`, `0x0 "Name" WSTR "dg1"`.
-std::string type_in(const std::string& answer) {
-    std::istringstream stream(answer);
+// What a pattern says about a call: the number of its words, and whether it has a number.
+std::pair<std::ptrdiff_t, bool> specificity(const CallPattern& pattern) {
+    return {std::count(pattern.words.begin(), pattern.words.end(), ' '), pattern.number != 0};
+}
+
+// The type in a result as the recorder writes it: `0x0 WSTR "dg1"`, `0x0 "Name" WSTR "dg1"`.
+std::string type_in(const std::string& result) {
+    std::istringstream stream(result);
     std::string status;
     std::string type;
     stream >> status >> std::ws;
@@ -72,72 +78,86 @@ std::string type_in(const std::string& answer) {
 
 }  // namespace
 
-Steps each_failure_logs(const Lines& errors, Steps steps) {
-    return framed({}, {}, errors, std::move(steps));
-}
-
-Steps framed(const Lines& before, const Lines& success, const Lines& failure, Steps steps) {
+Steps with_lines(const SurroundingLines& surrounding, Steps steps) {
     for (Step& step : steps) {
-        Lines& errors = step.outcome.errors;
-        const Lines& behind = step.outcome.kind == Outcome::Kind::continues ? success : failure;
-        errors.insert(errors.begin(), before.begin(), before.end());
-        errors.insert(errors.end(), behind.begin(), behind.end());
+        Lines& lines = step.outcome.lines;
+        const Lines& after = step.outcome.kind == Outcome::Kind::continues
+                                 ? surrounding.after_success
+                                 : surrounding.after_failure;
+        lines.insert(lines.begin(), surrounding.before.begin(), surrounding.before.end());
+        lines.insert(lines.end(), after.begin(), after.end());
     }
     return steps;
 }
 
-std::vector<CleanCalls::Text> CleanCalls::calls_of(const std::vector<std::string>& recorded,
-                                                   const std::string& function) {
+Steps each_failure_logs(const Lines& lines, Steps steps) {
+    return with_lines({.after_failure = lines}, std::move(steps));
+}
+
+std::vector<CleanCalls::CleanCall> CleanCalls::calls_of(const std::vector<std::string>& recorded,
+                                                        const std::string& function) {
     static const std::string arrow = " -> ";
-    std::vector<Text> texts;
+    std::vector<CleanCall> calls;
     for (const std::string& line : recorded) {
         if (line.substr(0, line.find(' ')) == function) {
             const std::size_t end = line.find(arrow);
-            texts.push_back({line.substr(0, end), type_in(line.substr(end + arrow.size()))});
+            calls.push_back({line.substr(0, end), type_in(line.substr(end + arrow.size()))});
         }
     }
-    return texts;
+    return calls;
 }
 
 CleanCalls::CleanCalls(const std::vector<std::string>& recorded,
                        const std::vector<unsigned>& counts) {
     for (std::size_t import = 0; import < counts.size(); ++import) {
         const std::string function = failing_imports()[import].name;
-        std::vector<Text> texts = calls_of(recorded, function);
-        // The recorder does not see what goes to the system.
-        if (texts.empty()) {
-            texts.resize(counts[import], {function, ""});
+        std::vector<CleanCall> calls = calls_of(recorded, function);
+        // The recorder does not see calls to the system.
+        if (calls.empty()) {
+            calls.resize(counts[import], {function, ""});
         }
-        if (texts.size() != counts[import]) {
+        if (calls.size() != counts[import]) {
             throw std::logic_error("the recorder saw other calls of " + function +
                                    " than were made");
         }
-        m_texts.push_back(std::move(texts));
+        m_calls.push_back(std::move(calls));
     }
 }
 
-const std::string& CleanCalls::call_text(const Call& call) const {
-    return m_texts[call.import][call.number - 1].call;
+const std::string& CleanCalls::description(const Call& call) const {
+    return m_calls[call.import][call.number - 1].description;
 }
 
 const std::string& CleanCalls::property_type(const Call& call) const {
-    return m_texts[call.import][call.number - 1].type;
+    return m_calls[call.import][call.number - 1].property_type;
 }
 
-const Outcome* CleanCalls::outcome(const Steps& steps, const Call& call, const Fault& fault) const {
-    const std::vector<Text>& texts = m_texts[call.import];
+bool CleanCalls::covers(const Step& step, const Call& call, const Fault& fault) const {
+    if (!matches(step.call, description(call), fault)) {
+        return false;
+    }
+    const std::vector<CleanCall>& calls = m_calls[call.import];
+    const auto number = std::count_if(
+        calls.begin(), calls.begin() + static_cast<std::ptrdiff_t>(call.number),
+        [&](const CleanCall& one) { return matches(step.call, one.description, fault); });
+    return step.call.number == 0 || step.call.number == static_cast<unsigned>(number);
+}
+
+const Step* CleanCalls::find_step(const Steps& steps, const Call& call, const Fault& fault) const {
+    const Step* found = nullptr;
     for (const Step& step : steps) {
-        if (!fits(step, call_text(call), fault)) {
+        if (!covers(step, call, fault)) {
             continue;
         }
-        const auto number =
-            std::count_if(texts.begin(), texts.begin() + static_cast<std::ptrdiff_t>(call.number),
-                          [&](const Text& text) { return fits(step, text.call, fault); });
-        if (step.number == 0 || step.number == static_cast<unsigned>(number)) {
-            return &step.outcome;
+        if (found == nullptr || specificity(step.call) > specificity(found->call)) {
+            found = &step;
+        } else if (specificity(step.call) == specificity(found->call) &&
+                   step.outcome != found->outcome) {
+            throw std::logic_error("two steps with different outcomes cover " + description(call) +
+                                   ", which " + fault.description);
         }
     }
-    return fault.meaning == Fault::Meaning::informational ? &no_effect : nullptr;
+    return found;
 }
 
 Steps steps_of(const Situation& situation) {

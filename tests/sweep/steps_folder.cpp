@@ -16,101 +16,101 @@ constexpr std::uint32_t as_status(std::uint32_t error) {
     return 0x80070000 | error;
 }
 
-// The system's error as it is answered here, and the line that tells of it.
-Outcome refused(std::uint32_t error, const std::string& line) {
-    return returns(as_status(error), {line + "{call}.\n"});
+// The n-th call of the function fails with each of the errors; the line ends with the error.
+Steps call_fails(const std::string& function, unsigned n, const std::vector<std::uint32_t>& errors,
+                 const std::string& line) {
+    Steps steps;
+    for (const std::uint32_t error : errors) {
+        steps.push_back({call_of(function).failing_with(error).nth(n),
+                         returns(as_status(error), {line + "{call}.\n"})});
+    }
+    return steps;
 }
 
-Steps clean_up_wanted() {
-    const std::string version_key =
-        "CheckOSVersionAndReg: RegOpenKeyEx for OS Version check failed Error ";
-    const std::string version = "CheckOSVersionAndReg: RegQueryValueEx for OS Version check Error ";
-    const std::string switch_key = "CheckOSVersionAndReg: RegOpenKeyEx Error ";
-    const std::string switched = "CheckOSVersionAndReg: RegQueryValueEx Error ";
-    return each_failure_logs({"Exiting CheckOSVersionAndReg"},
-                             {{call_of("RegOpenKeyExW").failing_with(ERROR_FILE_NOT_FOUND),
-                               refused(ERROR_FILE_NOT_FOUND, version_key), 1},
-                              {call_of("RegOpenKeyExW").failing_with(ERROR_ACCESS_DENIED),
-                               refused(ERROR_ACCESS_DENIED, version_key), 1},
-                              {call_of("RegQueryValueExW").failing_with(ERROR_MORE_DATA),
-                               refused(ERROR_MORE_DATA, version), 1},
-                              {call_of("RegQueryValueExW").failing_with(ERROR_FILE_NOT_FOUND),
-                               refused(ERROR_FILE_NOT_FOUND, version), 1},
-                              {call_of("RegOpenKeyExW").failing_with(ERROR_FILE_NOT_FOUND),
-                               refused(ERROR_FILE_NOT_FOUND, switch_key), 2},
-                              {call_of("RegOpenKeyExW").failing_with(ERROR_ACCESS_DENIED),
-                               refused(ERROR_ACCESS_DENIED, switch_key), 2},
-                              {call_of("RegQueryValueExW").failing_with(ERROR_MORE_DATA),
-                               refused(ERROR_MORE_DATA, switched), 2},
-                              {call_of("RegQueryValueExW").failing_with(ERROR_FILE_NOT_FOUND),
-                               refused(ERROR_FILE_NOT_FOUND, switched), 2}});
+Steps open_key_fails(unsigned n, const std::string& line) {
+    return call_fails("RegOpenKeyExW", n, {ERROR_FILE_NOT_FOUND, ERROR_ACCESS_DENIED}, line);
 }
 
-Lines exits(std::size_t times) {
-    return Lines(times, "Exiting DeleteVMMSFolder");
+Steps read_value_fails(unsigned n, const std::string& line) {
+    return call_fails("RegQueryValueExW", n, {ERROR_MORE_DATA, ERROR_FILE_NOT_FOUND}, line);
 }
 
-// The n-th folder's listing does not begin.
-Steps not_listed(const std::string& folder, unsigned number) {
-    const std::string line = "DeleteVMMSFolder: FindFirstFile failed for " + folder + "* Error: ";
-    return Steps{{"PathCombineW",
+Steps check_version_and_setting() {
+    return each_failure_logs(
+        {"Exiting CheckOSVersionAndReg"},
+        open_key_fails(1, "CheckOSVersionAndReg: RegOpenKeyEx for OS Version check failed Error ") +
+            read_value_fails(1,
+                             "CheckOSVersionAndReg: RegQueryValueEx for OS Version check Error ") +
+            open_key_fails(2, "CheckOSVersionAndReg: RegOpenKeyEx Error ") +
+            read_value_fails(2, "CheckOSVersionAndReg: RegQueryValueEx Error "));
+}
+
+// The exit lines of the folders that are done.
+Lines exits(std::size_t folders) {
+    return Lines(folders, "Exiting DeleteVMMSFolder");
+}
+
+// Begins to list the n-th folder.
+Steps list_folder(const std::string& folder, unsigned n) {
+    return Steps{{call_of("PathCombineW").nth(n),
                   returns(FARLO_INVALID_ARGUMENT,
-                          {"DeleteVMMSFolder() failed , folder path is too long, error=({})"}),
-                  number}} +
-           each_failure_logs(exits(1),
-                             {{call_of("FindFirstFileW").failing_with(ERROR_FILE_NOT_FOUND),
-                               refused(ERROR_FILE_NOT_FOUND, line), number},
-                              {call_of("FindFirstFileW").failing_with(ERROR_ACCESS_DENIED),
-                               refused(ERROR_ACCESS_DENIED, line), number}});
+                          {"DeleteVMMSFolder() failed , folder path is too long, error=({})"})}} +
+           each_failure_logs(
+               exits(1),
+               call_fails("FindFirstFileW", n, {ERROR_FILE_NOT_FOUND, ERROR_ACCESS_DENIED},
+                          "DeleteVMMSFolder: FindFirstFile failed for " + folder + "* Error: "));
 }
 
-std::string not_removed_line(const std::string& folder) {
+// The n-th time that a listing is continued.
+CallPattern list_next(unsigned n) {
+    return call_of("FindNextFileW").nth(n);
+}
+
+std::string remove_fails_line(const std::string& folder) {
     return "DeleteVMMSFolder:RemoveDirectory failed for " + folder + " Error: ";
 }
 
 // The n-th folder that is removed.
-Steps not_removed(const std::string& folder, unsigned number) {
-    return {{call_of("RemoveDirectoryW").failing_with(ERROR_DIR_NOT_EMPTY),
-             refused(ERROR_DIR_NOT_EMPTY, not_removed_line(folder)), number},
-            {call_of("RemoveDirectoryW").failing_with(ERROR_ACCESS_DENIED),
-             refused(ERROR_ACCESS_DENIED, not_removed_line(folder)), number}};
+Steps remove_folder(const std::string& folder, unsigned n) {
+    return call_fails("RemoveDirectoryW", n, {ERROR_DIR_NOT_EMPTY, ERROR_ACCESS_DENIED},
+                      remove_fails_line(folder));
 }
 
-// The folder above does not go on.
-Steps not_cleaned(const std::string& folder, const Steps& steps) {
+// The folder is a subfolder: a failure in it ends the folder above, too.
+Steps in_subfolder(const std::string& folder, const Steps& steps) {
     return each_failure_logs({"DeleteVMMSFolder failed for " + folder + " Error: 0x0.\n"}, steps);
 }
 
-// What a listing that ends early did not tell stays, and the folder that it is in.
-Steps ended_early(const std::string& one) {
-    const Outcome all_stay = continues(exits(1));
-    const Outcome one_stays = returns(as_status(ERROR_DIR_NOT_EMPTY),
-                                      {exits(1).front(), not_removed_line(one) + "0x91.\n"});
-    const Outcome three_stays = continues(exits(3));
-    return {{"FindNextFileW", all_stay, 1},    {"FindNextFileW", all_stay, 2},
-            {"FindNextFileW", one_stays, 3},   {"FindNextFileW", one_stays, 4},
-            {"FindNextFileW", three_stays, 8}, {"FindNextFileW", continues(exits(4))}};
-}
-
-// "one", in which lies "two", then "three".
-Steps cleaned_up() {
+// Deletes "one", which contains "two", then "three". The listing of a folder that ends early
+// leaves the rest of the folder alone, so that the folder itself cannot be removed.
+Steps delete_folders() {
     const std::string root = (support::environment().folder() / "machines\\").string();
     const std::string one = root + "one\\";
     const std::string two = one + "two\\";
     const std::string three = root + "three\\";
-    return not_listed(root, 1) +
-           not_cleaned(one, not_listed(one, 2) + not_cleaned(two, not_listed(two, 3)) +
-                                framed(exits(1), {}, {}, not_removed(two, 1))) +
-           framed(exits(2), {}, {},
-                  not_removed(one, 2) + not_cleaned(three, not_listed(three, 4))) +
-           framed(exits(3), {}, {}, not_removed(three, 3)) + ended_early(one);
+    const Outcome all_stay = continues(exits(1));
+    const Outcome one_stays = returns(as_status(ERROR_DIR_NOT_EMPTY),
+                                      {exits(1).front(), remove_fails_line(one) + "0x91.\n"});
+    const Outcome three_stays = continues(exits(3));
+    const Outcome all_deleted = continues(exits(4));
+    return list_folder(root, 1) + Steps{{list_next(1), all_stay}, {list_next(2), all_stay}} +
+           in_subfolder(one, list_folder(one, 2)) +
+           Steps{{list_next(3), one_stays}, {list_next(4), one_stays}} +
+           in_subfolder(one, in_subfolder(two, list_folder(two, 3))) +
+           // The end of the other listings.
+           Steps{{call_of("FindNextFileW"), all_deleted}} +
+           in_subfolder(one, with_lines({.before = exits(1)}, remove_folder(two, 1))) +
+           with_lines({.before = exits(2)}, remove_folder(one, 2)) +
+           Steps{{list_next(8), three_stays}} +
+           with_lines({.before = exits(2)}, in_subfolder(three, list_folder(three, 4))) +
+           with_lines({.before = exits(3)}, remove_folder(three, 3));
 }
 
 }  // namespace
 
 std::vector<ExportSteps> folder_steps() {
-    return {{{"CheckOSVersionAndReg"}, "", clean_up_wanted()},
-            {{"DeleteVMMSFolder"}, "", cleaned_up()}};
+    return {{{"CheckOSVersionAndReg"}, "", check_version_and_setting()},
+            {{"DeleteVMMSFolder"}, "", delete_folders()}};
 }
 
 }  // namespace sweep

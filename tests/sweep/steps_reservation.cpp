@@ -10,84 +10,85 @@ using namespace support;
 namespace sweep {
 namespace {
 
-Steps arbitrate() {
+Steps arbitrate(const Steps& find_guid) {
     return each_failure_logs(
         {"ArbitrateDgW() failed, error=({})"},
-        guid_string({"ArbitrateDgW():SetDgGuidParam failed, error=({})"}) +
+        allocate_guid({"ArbitrateDgW():SetDgGuidParam failed, error=({})"}) + find_guid +
             find_cluster_service({"ArbitrateDgW():GetClusSvcId() failed, error=({})"}) +
             invoke_method(method::arbitrate));
 }
 
-Steps stop_reservation() {
+Steps stop_reservation(const Steps& find_guid) {
     return each_failure_logs(
         {"StopDgReservationW() failed, error=({})"},
-        guid_string({"StopDgReservationW():SetDgGuidParam() failed, error=({})"}) +
+        allocate_guid({"StopDgReservationW():SetDgGuidParam() failed, error=({})"}) + find_guid +
             find_cluster_service({"StopDgReservationW():GetClusSvcId() failed, error=({})"}) +
             invoke_method(method::stop_reservation));
 }
 
-// A lock that is not had at once is an answer, and a driver that fails is asked again, unless
+// Without the group's mutex the status is "busy". A driver that fails is asked again, unless
 // it does not know the group.
-Steps status_by_driver() {
-    const std::string mutex = "IgnoreReservationThreadStatus(): ";
+Steps status_by_driver(const Steps& find_guid) {
+    const std::string lock = "IgnoreReservationThreadStatus(): ";
     const std::string closing = "GetDgReservationStatusW() failed, error=({}) ";
-    return guid_string(
+    const CallPattern wait = call_of("WaitForSingleObject");
+    const CallPattern request = call_of("ZwDeviceIoControlFile");
+    return allocate_guid(
                {"GetDgReservationStatusW():SetDgGuidParam() failed, error=({}) ", closing}) +
-           Steps{
-               {"CreateMutexA", continues({mutex + "CreateMutexA failed, error=(0x5) "})},
-               {"WaitForSingleObject fails",
-                continues({mutex + "Failed to get the reservation_thread_update lock on dg"})},
-               {"WaitForSingleObject abandoned",
-                continues(
-                    {mutex +
-                     "WAIT_ABANDONED while waiting for the reservation_thread_update lock on dg"})},
-               {"WaitForSingleObject times", continues()},
-               {call_of("ZwDeviceIoControlFile").returning(native::object_name_not_found),
-                returns(FARLO_NOT_FOUND, {closing})},
-               {"ZwDeviceIoControlFile", continues()}};
+           find_guid +
+           Steps{{call_of("CreateMutexA"), continues({lock + "CreateMutexA failed, error=(0x5) "})},
+                 {wait.failing(),
+                  continues({lock + "Failed to get the reservation_thread_update lock on dg"})},
+                 {wait.abandoned(), continues({lock + "WAIT_ABANDONED while waiting for the "
+                                                      "reservation_thread_update lock on dg"})},
+                 {wait.timing_out(), continues()},
+                 {request.returning(native::object_name_not_found),
+                  returns(FARLO_NOT_FOUND, {closing})},
+                 {request, continues()}};
 }
 
-// The method is invoked with the parameters in front of the one that cannot be added; the
-// service can do without the last one. An answer that cannot be read goes by.
-Steps status_by_service() {
-    const Outcome refused = returns(service_missing_parameter);
+// After a parameter that cannot be added the method is called with those before it; the
+// service needs all but the last one. A result that cannot be read is ignored.
+Steps status_by_service(const Steps& find_guid) {
+    const Outcome missing_parameter = returns(service_missing_parameter);
     return each_failure_logs(
         {"GetNgcDgReservationStatusW() failed, error=({}) "},
-        guid_string({"GetNgcDgReservationStatusW():SetDgGuidParam() failed, error=({}) "}) +
-            find_cluster_service(
-                {"GetNgcDgReservationStatusW():GetClusSvcId() failed, error=({}) "}) +
-            Steps{{create_set(), refused, 1},
-                  {add_property("Dgguid"), refused},
-                  {add_property("Opflag"), refused},
-                  {add_property("otl trace"), continues()}} +
-            invoke_method(method::get_reservation_status) +
+        allocate_guid({"GetNgcDgReservationStatusW():SetDgGuidParam() failed, error=({}) "}) +
+            find_guid +
+            find_cluster_service({"GetNgcDgReservationStatusW():GetClusSvcId() failed, "
+                                  "error=({}) "}) +
+            Steps{{create_set().nth(1), missing_parameter},
+                  {add_property("Dgguid"), missing_parameter},
+                  {add_property("Opflag"), missing_parameter},
+                  {add_property("otl trace"), continues()},
+                  {create_set().nth(2), continues()},
+                  {call_method(method::get_reservation_status).without_output(), continues()}} +
+            call_refused_method(method::get_reservation_status, passes_status_on()) +
             Steps{{find_property("Dgstate"), continues()}});
 }
 
-Steps release() {
+Steps release_reservation() {
+    const CallPattern request = call_of("ZwDeviceIoControlFile");
     return each_failure_logs(
         {" ReleaseDgW() failed , error=({})"},
         {{allocation, returns(FARLO_NO_GUID_MEMORY,
                               {"ReleaseDgW():No memory VirtualAlloc failed, error=({}) "})},
-         {call_of("ZwDeviceIoControlFile").returning(native::object_name_not_found),
-          returns(FARLO_NOT_FOUND)},
-         {"ZwDeviceIoControlFile", continues()}});
+         {request.returning(native::object_name_not_found), returns(FARLO_NOT_FOUND)},
+         {request, continues()}});
 }
 
 }  // namespace
 
 std::vector<ExportSteps> reservation_steps() {
-    return {
-        {{"ArbitrateDgA", "ArbitrateDgW"}, "by GUID", arbitrate()},
-        {{"ArbitrateDgA", "ArbitrateDgW"}, "by name", find_group_guid("@dgc") + arbitrate()},
-        {{"StopDgReservationA", "StopDgReservationW"}, "by GUID", stop_reservation()},
-        {{"StopDgReservationA", "StopDgReservationW"},
-         "by name",
-         find_group_guid("@dgc") + stop_reservation()},
-        {{"GetDgReservationStatusA"}, "by driver", find_group_guid("@dgc") + status_by_driver()},
-        {{"GetDgReservationStatusW"}, "by driver", status_by_driver()},
-        {{"GetDgReservationStatusW"}, "by service", find_group_guid("@dgc") + status_by_service()},
-        {{"ReleaseDgW"}, "", release()}};
+    const Steps by_name = find_group_guid("@dgc");
+    return {{{"ArbitrateDgA", "ArbitrateDgW"}, "by GUID", arbitrate({})},
+            {{"ArbitrateDgA", "ArbitrateDgW"}, "by name", arbitrate(by_name)},
+            {{"StopDgReservationA", "StopDgReservationW"}, "by GUID", stop_reservation({})},
+            {{"StopDgReservationA", "StopDgReservationW"}, "by name", stop_reservation(by_name)},
+            {{"GetDgReservationStatusA"}, "by driver", status_by_driver(by_name)},
+            {{"GetDgReservationStatusW"}, "by driver", status_by_driver({})},
+            {{"GetDgReservationStatusW"}, "by service", status_by_service(by_name)},
+            {{"ReleaseDgW"}, "", release_reservation()}};
 }
 
 }  // namespace sweep

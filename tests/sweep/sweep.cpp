@@ -93,6 +93,7 @@ void SweepTest::in_situation(const Situation& situation, DWORD threshold,
         m_before = live_objects();
         m_clean = perform();
         m_counts = m_imported->counts();
+        m_sequence = m_imported->sequence();
         record_clean_calls();
         EXPECT_EQ(m_clean.status, situation.clean_status) << "a clean call";
         if (!HasFailure()) {
@@ -209,14 +210,44 @@ void SweepTest::record_clean_calls() {
 }
 
 const Outcome* SweepTest::outcome(const Call& call, const Fault& fault) {
-    const Outcome* found = m_clean_calls->outcome(m_steps, call, fault);
-    if (found == nullptr && m_uncovered.insert(m_clean_calls->call_text(call)).second) {
+    if (const Step* step = m_clean_calls->find_step(m_steps, call, fault)) {
+        return &step->outcome;
+    }
+    if (fault.meaning == Fault::Meaning::informational) {
+        return &no_effect;
+    }
+    const std::string& description = m_clean_calls->description(call);
+    if (m_uncovered.insert(description).second) {
         ++row_of(m_situation->export_name).failures;
         ADD_FAILURE() << m_situation->export_name << " (" << m_situation->name
-                      << "): no step tells what comes of " << m_clean_calls->call_text(call)
-                      << ", which " << fault.description;
+                      << "): no step covers " << description << ", which " << fault.description;
     }
-    return found;
+    return nullptr;
+}
+
+void SweepTest::expect_steps_in_call_order() {
+    // By step: when the first call that it covers was made; none for a step that covers none.
+    std::vector<std::optional<std::size_t>> first_calls(m_steps.size());
+    for (std::size_t position = 0; position < m_sequence.size(); ++position) {
+        const Call& call = m_sequence[position];
+        for (const Fault& fault : failing_imports()[call.import].faults) {
+            if (const Step* step = m_clean_calls->find_step(m_steps, call, fault)) {
+                auto& first_call = first_calls[static_cast<std::size_t>(step - m_steps.data())];
+                first_call = first_call.value_or(position);
+            }
+        }
+    }
+    const Step* latest = nullptr;
+    std::size_t latest_call = 0;
+    for (std::size_t i = 0; i < m_steps.size(); ++i) {
+        if (first_calls[i] && *first_calls[i] < latest_call) {
+            report("the steps", "\"" + m_steps[i].call.words + "\" is listed after \"" +
+                                    latest->call.words + "\", which is called later");
+        } else if (first_calls[i]) {
+            latest = &m_steps[i];
+            latest_call = *first_calls[i];
+        }
+    }
 }
 
 // What differs from the outcome, "" for nothing. At the threshold of errors the log holds
@@ -232,14 +263,14 @@ std::string SweepTest::difference(const Result& result, const Outcome& outcome,
     if (threshold() != 0) {
         return "";
     }
-    Lines errors = outcome.kind == Outcome::Kind::no_effect ? m_clean.log : outcome.errors;
-    for (std::string& error : errors) {
-        replace_placeholder(error, "{}", hex(status));
-        replace_placeholder(error, "{call}", hex(failed));
+    Lines lines = outcome.kind == Outcome::Kind::no_effect ? m_clean.log : outcome.lines;
+    for (std::string& line : lines) {
+        replace_placeholder(line, "{}", hex(status));
+        replace_placeholder(line, "{call}", hex(failed));
     }
-    return result.log == errors ? ""
-                                : "the log is " + testing::PrintToString(result.log) + ", not " +
-                                      testing::PrintToString(errors);
+    return result.log == lines ? ""
+                               : "the log is " + testing::PrintToString(result.log) + ", not " +
+                                     testing::PrintToString(lines);
 }
 
 // Whether it is what some step comes to, or an exception that nobody but the export's
@@ -249,9 +280,9 @@ bool SweepTest::matches_a_step(const Result& result) const {
         return difference(result, step.outcome, result.status).empty();
     };
     const auto begins_with_its_log = [&](const Step& step) {
-        const Lines& errors = step.outcome.errors;
-        return result.log.size() <= errors.size() &&
-               std::equal(result.log.begin(), result.log.end(), errors.begin());
+        const Lines& lines = step.outcome.lines;
+        return result.log.size() <= lines.size() &&
+               std::equal(result.log.begin(), result.log.end(), lines.begin());
     };
     return difference(result, no_effect, 0).empty() ||
            std::any_of(m_steps.begin(), m_steps.end(), fits) ||

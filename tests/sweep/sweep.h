@@ -48,6 +48,8 @@ class SweepTest : public support::FarloTest {
     const std::vector<unsigned>& counts() const { return m_counts; }
     // What comes of a call's failure in this fault; NULL, and a fault, where no step tells.
     const Outcome* outcome(const Call& call, const Fault& fault);
+    // Checks that the situation's steps are listed in the order of the calls.
+    void expect_steps_in_call_order();
     // The type of the property that a call reads; "" where there is none.
     const std::string& property_type(const Call& call) const {
         return m_clean_calls->property_type(call);
@@ -118,6 +120,7 @@ class SweepTest : public support::FarloTest {
     std::unique_ptr<ImportedCalls> m_imported;
     Result m_clean;
     std::vector<unsigned> m_counts;
+    std::vector<Call> m_sequence;  // the calls of a clean run
     std::optional<CleanCalls> m_clean_calls;
     Steps m_steps;
     std::set<std::string> m_uncovered;
