@@ -1,5 +1,4 @@
-// Every call that an export makes to what lies below fails, in every way, one at a time;
-// and so does every allocation.
+// Every call that an export makes fails, one at a time and in every way; so does every allocation.
 #include "sweep.h"
 
 namespace {
@@ -27,7 +26,7 @@ class CallSweep : public Sweep {
         imported().fail(call, fault);
         const Result result = perform();
         if (!imported().reached()) {
-            report(what, "was not met");
+            report(what, "the call was not made");
         }
         check(what, result, expectation(import, call, fault));
     }
@@ -38,7 +37,7 @@ class CallSweep : public Sweep {
         Expectation expectation;
         expectation.injected =
             fault.last_error != 0 ? fault.last_error : static_cast<std::uint32_t>(fault.result);
-        // A record goes on without what a method did not simply succeed to tell.
+        // A record leaves out the results of a method that returns a status other than 0.
         expectation.outputs_may_differ = !contract.service_statuses && name == "PrCallDispatch";
         if (import.log_only || only_releases(name, fault)) {
             expectation.status = Allowed::clean;
@@ -51,23 +50,22 @@ class CallSweep : public Sweep {
         return expectation;
     }
 
-    // What is given back is given back all the same, and nobody is told of the failure.
+    // A function that releases something does so, and its status is ignored.
     static bool only_releases(const std::string& name, const Fault& fault) {
         return fault.effect == Fault::Effect::called && fault.meaning == Fault::Meaning::failure &&
                name != "UnInitializeZtVmW";
     }
 };
 
-// Once with the errors logged, once with everything: the lines of the other levels are
-// written on other paths.
-TEST_P(CallSweep, EveryCallFails) {
+// The full sweep repeats it with all levels logged, since logging has paths of its own.
+TEST_P(CallSweep, HandlesEveryFailingCall) {
     fail_every_call(0);
     if (full_sweep()) {
         fail_every_call(6);
     }
 }
 
-TEST_P(CallSweep, EveryAllocationFails) {
+TEST_P(CallSweep, HandlesEveryFailingAllocation) {
     in_situation(GetParam(), 0, [&] {
         constexpr long limit = 20'000;
         for (long n = 1;; ++n) {
@@ -78,7 +76,7 @@ TEST_P(CallSweep, EveryAllocationFails) {
             const bool failed = heap().has_failed();
             heap().fail_no_more();
             if (!failed || n == limit) {
-                EXPECT_NE(n, limit) << "allocations without end";
+                EXPECT_NE(n, limit) << "the call allocates without end";
                 break;
             }
             count_fault_point();

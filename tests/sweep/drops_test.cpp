@@ -1,4 +1,4 @@
-// The connection is lost in front of every call that an export makes, one at a time.
+// The connection is lost before every call that an export makes, one at a time.
 #include "sweep.h"
 
 namespace {
@@ -7,12 +7,12 @@ using namespace sweep;
 
 class DropSweep : public Sweep {
   protected:
-    // What a call answers whose connection was lost on the way: once the export has looked
-    // at the connection again, that it was lost; before that, what it found out so far.
-    void drop_at_every_call(const char* kind, bool bus_answers, const std::function<void()>& drop) {
+    // An export that checks the connection after it was lost returns the status for that; one
+    // that does not returns what it has found out so far.
+    void drop_at_every_call(const char* kind, bool bus_works, const std::function<void()>& drop) {
         in_situation(GetParam(), 0, [&] {
             at_every_call([&](const Import& import, const Call& call) {
-                const std::string what = std::string(kind) + " in front of " + import.name + " " +
+                const std::string what = std::string(kind) + " before " + import.name + " " +
                                          std::to_string(call.number);
                 announce(what);
                 unsigned reads_before = 0;
@@ -22,30 +22,30 @@ class DropSweep : public Sweep {
                 });
                 const Result result = perform();
                 if (!imported().reached()) {
-                    report(what, "was not met");
+                    report(what, "the call was not made");
                 }
-                // The command library looks for itself.
+                // The command library checks the connection itself.
                 const bool has_checked = machine().connected_reads() != reads_before ||
                                          std::string(import.name) == "RegisterAlertCallback";
-                const Allowed status = has_checked   ? Allowed::disconnected
-                                       : bus_answers ? Allowed::clean
-                                                     : Allowed::described;
+                const Allowed status = has_checked ? Allowed::disconnected
+                                       : bus_works ? Allowed::clean
+                                                   : Allowed::described;
                 check(what, result, {.status = status, .outputs_may_be_written = true});
-                if (!has_checked && bus_answers && import.asks_service() &&
+                if (!has_checked && bus_works && import.asks_service() &&
                     situation().contract.rechecks_connection) {
-                    report(what, "is not noticed");
+                    report(what, "did not notice the lost connection");
                 }
             });
         });
     }
 };
 
-// The command library tells of it, the bus still answers.
-TEST_P(DropSweep, HandleIsDisconnected) {
-    drop_at_every_call("disconnects", true, [&] { disconnect(); });
+// The command library reports it; the bus still works.
+TEST_P(DropSweep, NoticesDisconnectedHandle) {
+    drop_at_every_call("the handle is disconnected", true, [&] { disconnect(); });
 }
 
-TEST_P(DropSweep, ServiceIsLost) {
+TEST_P(DropSweep, NoticesLostService) {
     drop_at_every_call("the service is lost", false, [&] { LabDropConnections(); });
 }
 

@@ -16,7 +16,7 @@ using namespace support;
 namespace sweep {
 namespace {
 
-constexpr std::size_t argument_count = 13;  // PrCallDispatch has most
+constexpr std::size_t argument_count = 13;  // PrCallDispatch has the most
 using Arguments = std::array<std::uint64_t, argument_count>;
 using Original = std::uint64_t(std::uint64_t, std::uint64_t, std::uint64_t, std::uint64_t,
                                std::uint64_t, std::uint64_t, std::uint64_t, std::uint64_t,
@@ -44,8 +44,6 @@ std::uint64_t call_original(std::size_t import, const Arguments& arguments) {
     return std::apply(state.originals[import], arguments);
 }
 
-// A status of the bus is 32 bits wide and nothing is known of the upper half, nor does
-// anybody look at it.
 std::uint64_t inject(std::size_t import, const Fault& fault, const Arguments& arguments) {
     if (fault.effect == Fault::Effect::called) {
         call_original(import, arguments);
@@ -87,8 +85,8 @@ std::uint64_t dispatch(std::size_t import, const Arguments& arguments) {
     return inject(import, fault, arguments);
 }
 
-// Takes as many arguments as any function has: on this platform the caller cleans up, and
-// those that were not passed are never looked at.
+// Takes as many arguments as any function has. On this platform the caller cleans up, and the
+// function does not read arguments that it does not have.
 template <std::size_t import>
 std::uint64_t thunk(std::uint64_t a, std::uint64_t b, std::uint64_t c, std::uint64_t d,
                     std::uint64_t e, std::uint64_t f, std::uint64_t g, std::uint64_t h,
@@ -105,13 +103,13 @@ const std::array<Original*, capacity>& thunks() {
     return table;
 }
 
-// One status for each kind of failure, and one of each kind of success that is not 0.
+// A status of each kind of failure, and of each kind of success that is not 0.
 std::vector<Fault> statuses(Fault::Effect effect = Fault::Effect::not_called) {
     std::vector<Fault> faults;
     for (const std::uint32_t status :
          {bus_provider_failed, std::uint32_t{ERROR_ACCESS_DENIED}, system_access_denied}) {
         faults.push_back(
-            {.description = "answers " + hex(status), .result = status, .effect = effect});
+            {.description = "returns " + hex(status), .result = status, .effect = effect});
     }
     for (const std::uint32_t status : {bus_same_value, system_informational}) {
         faults.push_back({.description = "succeeds with " + hex(status),
@@ -124,7 +122,7 @@ std::vector<Fault> statuses(Fault::Effect effect = Fault::Effect::not_called) {
 
 std::vector<Fault> statuses_or_no_output() {
     std::vector<Fault> faults = statuses();
-    faults.push_back({.description = "hands out nothing",
+    faults.push_back({.description = "returns nothing",
                       .effect = Fault::Effect::clears_outputs,
                       .meaning = Fault::Meaning::no_output});
     return faults;
@@ -142,13 +140,13 @@ std::vector<Fault> last_errors(std::uint64_t result, const std::vector<DWORD>& c
     return faults;
 }
 
-// The registry answers its errors.
+// The registry functions return the error.
 std::vector<Fault> returned_errors(const std::vector<DWORD>& codes,
                                    Fault::Effect effect = Fault::Effect::not_called) {
     std::vector<Fault> faults;
     for (const DWORD code : codes) {
         faults.push_back(
-            {.description = "answers " + std::to_string(code), .result = code, .effect = effect});
+            {.description = "returns " + std::to_string(code), .result = code, .effect = effect});
     }
     return faults;
 }
@@ -157,7 +155,7 @@ std::vector<Fault> native_statuses(const std::vector<std::int32_t>& statuses) {
     std::vector<Fault> faults;
     for (const std::int32_t status : statuses) {
         const auto code = static_cast<std::uint32_t>(status);
-        faults.push_back({.description = "answers " + hex(code), .result = code});
+        faults.push_back({.description = "returns " + hex(code), .result = code});
     }
     return faults;
 }
@@ -178,8 +176,8 @@ constexpr std::size_t property_size = sizeof(opal_property);
 constexpr auto called = Fault::Effect::called;
 constexpr bool log_only = true;
 
-// Such a call fails before it tells what it did not do: releasing is done all the same, so
-// that what leaks is the library's.
+// A function that releases something does so even when it fails: what leaks then was leaked by
+// the library.
 const std::vector<Import> imports = {
     {"DbGetObjects", statuses_or_no_output(), {{3, pointer_size}, {4, count_size}}},
     {"DbGetObjectsByQuery", statuses_or_no_output(), {{3, pointer_size}, {4, count_size}}},
@@ -200,7 +198,7 @@ const std::vector<Import> imports = {
     {"PsOpenPropset", statuses(), {}},
     {"PsDestroyPropset", statuses(called), {}},
     {"PsFreeProperty", statuses(called), {}},
-    {"ZtGUIDToString", {{.description = "answers NULL"}}, {}},
+    {"ZtGUIDToString", {{.description = "returns NULL"}}, {}},
     {"Ztwcstombs", last_errors(all_bits, {ERROR_NO_UNICODE_TRANSLATION}), {}},
     {"InitializeZtVmW", statuses_or_no_output(), {{2, pointer_size}}},
     {"UnInitializeZtVmW", statuses(called), {}},
@@ -247,29 +245,29 @@ const std::vector<Import> imports = {
     {"_localtime64", last_errors(0, {ERROR_INVALID_PARAMETER}), {}, log_only},
 };
 
-// Functions that have no way of failing that a caller sees; texts and memory; those of the
-// compiler's runtime. What allocates is made to fail by the sweep of allocations.
+// Functions that report no failure to their caller, and those that only allocate, which
+// CallSweep.HandlesEveryFailingAllocation makes fail.
 const std::set<std::string> never_failing = {
-    // Process attach only, which the tests of core make fail.
+    // Called at process attach only; the tests in core/ make them fail.
     "InitializeSecurityDescriptor", "SetSecurityDescriptorDacl", "ExpandEnvironmentStringsA",
     // Allocations.
     "VirtualAlloc", "_ZtAlloc", "malloc", "calloc", "realloc",
-    // The bus: nothing to fail with.
+    // The bus.
     "ObCompareId", "ZtTrace", "ZtSleep", "_ZtFree", "ZtInitializeCriticalSection",
     "ZtEnterCriticalSection", "ZtLeaveCriticalSection", "ZtDeleteCriticalSection",
-    // The system: nothing to fail with.
+    // The system.
     "DeleteCriticalSection", "EnterCriticalSection", "InitializeCriticalSection",
     "LeaveCriticalSection", "AcquireSRWLockExclusive", "ReleaseSRWLockExclusive",
     "GetCurrentProcessId", "GetCurrentThreadId", "GetLastError", "SetLastError", "Sleep",
     "GetSystemTimeAsFileTime", "VirtualFree",
-    // The compiler's runtime: start, exceptions, thread-local data, its own locks.
+    // The compiler's runtime: start, exceptions, thread-local data, locks.
     "CreateSemaphoreW", "ReleaseSemaphore", "GetModuleHandleW", "GetProcAddress", "LoadLibraryW",
     "IsDBCSLeadByteEx", "MultiByteToWideChar", "WideCharToMultiByte", "RaiseException",
     "RtlCaptureContext", "RtlLookupFunctionEntry", "RtlUnwindEx", "RtlVirtualUnwind", "TlsAlloc",
     "TlsFree", "TlsGetValue", "TlsSetValue", "VirtualProtect", "VirtualQuery",
     "___lc_codepage_func", "___mb_cur_max_func", "__iob_func", "_amsg_exit", "_errno", "_initterm",
     "_lock", "_unlock", "abort", "free", "localeconv", "setlocale", "vfprintf", "_read", "_close",
-    // Texts and bytes.
+    // Strings and bytes.
     "_snprintf", "_snwprintf", "_vsnwprintf", "_stricmp", "_strnicmp", "_wcsicmp", "_wcserror",
     "fflush", "fputc", "fputs", "fwrite", "memchr", "memcmp", "memcpy", "memmove", "memset",
     "strcmp", "strcpy", "strerror", "strftime", "strlen", "strncmp", "strtoul", "wcscmp", "wcscpy",
@@ -298,8 +296,8 @@ std::set<std::string> import_names(HMODULE module) {
 }  // namespace
 
 bool Import::asks_service() const {
-    const std::string front(name, 2);
-    return front == "Db" || front == "Ob" || front == "Pr";
+    const std::string prefix(name, 2);
+    return prefix == "Db" || prefix == "Ob" || prefix == "Pr";
 }
 
 const std::vector<Import>& failing_imports() {
@@ -340,7 +338,7 @@ ImportedCalls::~ImportedCalls() {
     }
 }
 
-void ImportedCalls::start() {
+void ImportedCalls::disarm() {
     const support::Exclusive hold(guard);
     state.armed = {};
     state.action = nullptr;

@@ -1,5 +1,5 @@
-// Every function that the DLL imports and that can fail, behind one counter: the
-// calls of a run are counted, and one of them can be made to fail.
+// Replaces every imported function of the DLL that can fail: counts the calls of a run, and makes
+// one of them fail.
 #pragma once
 
 #include "interposer.h"
@@ -18,54 +18,53 @@ namespace sweep {
 // One way in which a call can fail.
 struct Fault {
     enum class Effect {
-        not_called,      // nothing is done
-        called,          // the call does its work, then answers `result`
-        clears_outputs,  // nothing is done, and the out pointers are cleared
+        not_called,      // the function is not called
+        called,          // the function is called, then `result` is returned
+        clears_outputs,  // the function is not called, and its outputs are cleared
     };
     enum class Meaning {
-        failure,        // the caller is told of a failure
-        no_output,      // success, but nothing is handed out
-        informational,  // a success status that is not 0
-        timeout,        // a wait that did not get what it waited for
+        failure,        // reports a failure
+        no_output,      // reports success, but provides nothing
+        informational,  // reports success with a status that is not 0
+        timeout,        // a wait ends without the object
     };
 
-    std::string description;
+    std::string description;  // "returns 0x5"
     std::uint64_t result = 0;
-    DWORD last_error = 0;  // set when not 0
+    DWORD last_error = 0;  // set unless it is 0
     Effect effect = Effect::not_called;
     Meaning meaning = Meaning::failure;
 };
 
-// What is known of an imported function.
+// An imported function that can fail.
 struct Import {
     const char* name;
     std::vector<Fault> faults;
-    // Out pointers: the argument's number and the bytes that are cleared.
+    // An output: the argument's number, from 0, and the bytes that are cleared.
     struct Output {
         std::size_t argument;
         std::size_t size;
     };
     std::vector<Output> outputs;
-    // Used for the trace log alone: its failures change nothing but the log.
+    // Only the trace log calls it: its failures change nothing but the log.
     bool log_only = false;
-    // The service answers it.
+    // Whether the call is a request to the service.
     bool asks_service() const;
 };
 
-// The functions that can fail.
+// Every imported function that can fail.
 const std::vector<Import>& failing_imports();
-// Names of imported functions that are in neither list: the one above, and the one of
-// functions that cannot fail or that the allocations' sweep makes fail.
+// Names of imported functions that are neither in failing_imports() nor known to need no faults.
 std::vector<std::string> unknown_imports(HMODULE module);
 
-// The n-th call of a function that counts, counted from 1.
+// The n-th counted call of a function, from 1.
 struct Call {
     std::size_t import = 0;  // in failing_imports()
     unsigned number = 0;
 };
 
-// One at a time in a process; made after and destroyed before any other replacement
-// of imports. Counts the calls of every thread.
+// One at a time in a process. Constructed after every other replacement of imports, and destroyed
+// before them. Counts the calls of all threads.
 class ImportedCalls {
   public:
     explicit ImportedCalls(HMODULE module);
@@ -73,21 +72,21 @@ class ImportedCalls {
     ImportedCalls(const ImportedCalls&) = delete;
     ImportedCalls& operator=(const ImportedCalls&) = delete;
 
-    // Forgets what was armed.
-    void start();
-    // Calls between these two count.
+    // Undoes fail() and before().
+    void disarm();
+    // Calls between these two are counted.
     void start_counting();
     void stop_counting();
-    // One number for each of failing_imports().
+    // The counts, by index in failing_imports().
     std::vector<unsigned> counts() const;
-    // The calls in their order.
+    // The counted calls in their order.
     std::vector<Call> sequence() const;
 
-    // That call fails.
+    // Makes that call fail.
     void fail(const Call& call, const Fault& fault);
-    // Runs the action in front of that call, which is carried out.
+    // Runs the action before that call, which then takes place.
     void before(const Call& call, std::function<void()> action);
-    // Whether the armed call was made.
+    // Whether the call of fail() or before() was made.
     bool reached() const;
 
   private:

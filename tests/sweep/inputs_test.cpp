@@ -1,5 +1,5 @@
-// What callers get wrong: NULL pointers, texts of every length and of no code page, sizes,
-// buffers at any address, and calls at random.
+// Wrong and unusual arguments: NULL pointers, strings of every length and outside the code page,
+// sizes, unaligned buffers, and random calls.
 #include "sweep.h"
 
 #include <algorithm>
@@ -25,7 +25,7 @@ bool is_pointer(const Argument& argument) {
            argument.kind != Kind::own_handle;
 }
 
-// Large enough for whatever a call in this storage writes.
+// Makes the outputs large enough for everything that a call in this scenario writes.
 void make_roomy(std::vector<Argument>& arguments) {
     constexpr std::size_t roomy = 32'768;
     for (Argument& argument : arguments) {
@@ -47,7 +47,7 @@ class InputSweep : public Sweep {
 
     const std::vector<Argument>& arguments() const { return GetParam().arguments; }
 
-    // The call with another argument in its place.
+    // The arguments with another one in that place.
     std::vector<Argument> with(std::size_t place, const Argument& other) const {
         std::vector<Argument> changed = arguments();
         changed[place] = other;
@@ -59,7 +59,7 @@ std::string numbered(std::size_t place) {
     return "argument " + std::to_string(place + 1);
 }
 
-TEST_P(InputSweep, NullPointers) {
+TEST_P(InputSweep, HandlesNullPointers) {
     in_situation(GetParam(), 0, [&] {
         for (std::size_t one = 0; one < arguments().size(); ++one) {
             if (!is_pointer(arguments()[one])) {
@@ -80,7 +80,7 @@ TEST_P(InputSweep, NullPointers) {
     });
 }
 
-TEST_P(InputSweep, TextsOfEveryLength) {
+TEST_P(InputSweep, HandlesStringsOfEveryLength) {
     in_situation(GetParam(), 0, [&] {
         for (std::size_t place = 0; place < arguments().size(); ++place) {
             if (!is_string(arguments()[place])) {
@@ -104,7 +104,7 @@ TEST_P(InputSweep, TextsOfEveryLength) {
     });
 }
 
-TEST_P(InputSweep, TextsOfNoCodePage) {
+TEST_P(InputSweep, HandlesStringsOutsideTheCodePage) {
     in_situation(GetParam(), 0, [&] {
         for (std::size_t place = 0; place < arguments().size(); ++place) {
             if (!is_string(arguments()[place])) {
@@ -120,8 +120,8 @@ TEST_P(InputSweep, TextsOfNoCodePage) {
     });
 }
 
-// The library's records are packed: callers have them wherever they like.
-TEST_P(InputSweep, BuffersAtAnyAddress) {
+// The library's records are packed, so callers may store them at any address.
+TEST_P(InputSweep, FillsUnalignedBuffers) {
     in_situation(GetParam(), 0, [&] {
         for (std::size_t place = 0; place < arguments().size(); ++place) {
             if (!is_written(arguments()[place])) {
@@ -139,7 +139,7 @@ TEST_P(InputSweep, BuffersAtAnyAddress) {
     });
 }
 
-TEST_P(InputSweep, Sizes) {
+TEST_P(InputSweep, HandlesEverySize) {
     in_situation(GetParam(), 0, [&] {
         for (std::size_t place = 0; place < arguments().size(); ++place) {
             if (arguments()[place].kind != Kind::in_out) {
@@ -220,7 +220,7 @@ class RandomCalls {
     }
 
     std::string changed_string(const std::string& original) {
-        // Names that the storage knows, and what is no name at all.
+        // Names in the scenario, and strings that are not.
         static const char* const known[] = {"dgc",          "dgo",    "dgl",     "dgs",
                                             "dgn",          "late",   "guid-c",  "guid-o",
                                             "guid-s",       "guid-n", "vguid-1", "d1",
@@ -234,7 +234,7 @@ class RandomCalls {
             if (below(4) == 0) {
                 character = static_cast<char>(below(255) + 1);
             }
-            // Written to the log as it is, it would look like the end of a line.
+            // In the log it would look like the end of a line.
             if (character == '\r') {
                 character = '\n';
             }
@@ -255,7 +255,7 @@ std::uint32_t wanted_seed() {
     return seed;
 }
 
-TEST_P(InputSweep, RandomCalls) {
+TEST_P(InputSweep, HandlesRandomCalls) {
     static const std::uint32_t seed = wanted_seed();
     constexpr unsigned all_calls = 100'000;
     const auto each = static_cast<unsigned>(

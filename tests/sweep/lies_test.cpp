@@ -1,5 +1,5 @@
-// Every property that an export reads lies, one at a time: it is missing, of another type,
-// empty, too long, without a terminator, or an array of another length than its neighbours.
+// Every property that an export reads is wrong, one at a time: missing, of another type, empty,
+// too long, without a terminator, NULL, or an array of another length than its neighbours.
 #include "service_names.h"
 #include "sweep.h"
 
@@ -25,13 +25,13 @@ class LieSweep : public Sweep {
         lie("\"status\": \"" + no_property + '"', fails());
         const std::string& type = property_type(call);
         for (const std::string tag : tags) {
-            // An object's id may come as a GUID.
+            // An object id may have the type of a GUID.
             const bool is_type = tag == type || (type == "ZTOBJID" && tag == "GUID");
             lie(R"("as": ")" + tag + '"', is_type ? as_clean() : fails());
         }
-        const bool is_text = type == "STR" || type == "WSTR";
+        const bool is_string = type == "STR" || type == "WSTR";
         for (const char* unreadable : {R"("lie": "unterminated")", R"("lie": "null")"}) {
-            lie(unreadable, is_text ? fails() : documented());
+            lie(unreadable, is_string ? fails() : documented());
         }
         for (const char* other : {R"("lie": "empty")", R"("lie": "long")", R"("lie": "short")"}) {
             lie(other, documented());
@@ -39,15 +39,15 @@ class LieSweep : public Sweep {
     }
 
   private:
-    // By the export's own list.
+    // The statuses that farlo.h documents for the export.
     static Expectation documented() { return {.outputs_may_be_written = true}; }
     static Expectation as_clean() {
         return {.outcome = &no_effect, .outputs_may_be_written = true};
     }
-    // As when the call fails.
+    // The outcome of the call's failure.
     Expectation fails() {
         return {.injected = bus_no_property,
-                .outcome = outcome(m_call, {"answers " + no_property, bus_no_property}),
+                .outcome = outcome(m_call, {"returns " + no_property, bus_no_property}),
                 .outputs_may_be_written = true};
     }
 
@@ -64,7 +64,7 @@ class LieSweep : public Sweep {
     Call m_call;
 };
 
-TEST_P(LieSweep, EveryPropertyLies) {
+TEST_P(LieSweep, HandlesEveryWrongProperty) {
     in_situation(GetParam(), 0, [&] {
         at_every_call([&](const Import& import, const Call& call) {
             for (const char* reader : readers) {

@@ -1,15 +1,15 @@
-// A process of agents that call every export, each on a thread and a connection of its own,
-// and reconnect whenever the service is lost:
+// A process of agents, each on a thread and a connection of its own, that call every export and
+// reconnect whenever the connection is lost:
 //
 //   load_client NAME NUMBER AGENTS CALLS SEED
 //
-// NAME is that of three kernel objects: the semaphore NAME.ready is released once each
-// export was called, the event NAME.go sends the agents off, NAME.done is released when
-// they have made their calls, and the event NAME.calm tells that nothing goes wrong any
-// more. The trace log is that of the process's VMPATH.
+// NAME is the prefix of four kernel objects: the process releases the semaphore NAME.ready after
+// it has called each export once, and NAME.done when its agents have made their calls. It waits
+// for the events NAME.go before the agents start, and NAME.calm, after which nothing fails any
+// more, before they make a last call. The trace log is that of the process's VMPATH.
 //
-// Writes "calls N, failed N, reconnections N, left handles N, blocks N, of the bus N", and
-// to the error output what should not be. Ends with 0 when there is nothing of that.
+// Prints "calls N, failed N, reconnections N, left handles N, blocks N, of the bus N", and every
+// failure to the error output. Exits with 0 when there is no failure.
 #include "exclusive.h"
 #include "farlo_dll.h"
 #include "heap_watch.h"
@@ -52,7 +52,7 @@ void WINAPI pause(DWORD time_ms) {
     Sleep(std::min(time_ms, longest_pause_ms));
 }
 
-// Connections that calls of this thread made, and gave back.
+// Connections that calls of this thread made and released.
 thread_local std::vector<opal_handle> made;
 thread_local std::vector<opal_handle> released;
 
@@ -88,7 +88,7 @@ class Agent {
   public:
     Agent(const support::FarloDll& dll, std::uint32_t seed) : m_dll(dll), m_engine(seed) {}
 
-    // Makes that many calls, every situation as often as any other.
+    // Makes that number of calls, in every situation equally often.
     void work(unsigned calls) {
         reconnect();
         std::vector<const Situation*> order;
@@ -107,7 +107,7 @@ class Agent {
             }
         }
     }
-    // When nothing goes wrong any more, a connection is made and works.
+    // When nothing fails any more, a connection can be made and works.
     void end() {
         reconnect();
         wchar_t name[260] = L"";
@@ -143,7 +143,7 @@ class Agent {
                                among(situation.contract.when_disconnected, status) ||
                                is_described(situation.contract, status);
         if (!described) {
-            fault(situation, "is not described", status);
+            fault(situation, "returned a status that is not documented", status);
         }
         for (const auto& argument : call.arguments()) {
             if (const std::string overrun = argument->overrun(); !overrun.empty()) {
@@ -193,7 +193,7 @@ class Agent {
     opal_handle m_handle = nullptr;
 };
 
-// What a process of agents holds.
+// What a process of agents has open.
 struct LiveObjects {
     std::vector<unsigned long long> handles = support::kernel_handles();
     lab_live bus = [] {

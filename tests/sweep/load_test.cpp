@@ -1,5 +1,5 @@
-// Processes of agents at work on every export while what lies below them comes and goes:
-// the service is killed and restarted, the driver stopped and started, the log rolls over.
+// Processes of agents call every export while the service is killed and restarted, the driver is
+// stopped and started, and the log rolls over.
 #include "../service/service_fixture.h"
 #include "driver_service.h"
 #include "farlo_dll.h"
@@ -17,11 +17,11 @@ using namespace support;
 constexpr int processes = 4;
 constexpr int threads = 16;
 constexpr DWORD whole_run_ms = 1'200'000;
-// Of the log, so that it rolls over early in the run.
+// The log's size at the start: it rolls over early in the run.
 constexpr std::uintmax_t log_size_before = 10'000'000;
 const std::string old_line = "01/02/26 03:04:05 [PID:42,TID:43] Entering OnlineDgW\r\n";
 
-// The threads of one process together make every call.
+// With this number the threads of one process together make every call.
 unsigned calls_of_a_thread() {
     const auto all = static_cast<unsigned>(sweep::situations().size());
     return sweep::full_sweep() ? 10 * all : all / 4;
@@ -73,7 +73,7 @@ class Load : public ServiceTest {
         }
     }
 
-    // Whether all have made their calls; waits that long for one more.
+    // Whether all processes have made their calls; waits up to time_ms for one more.
     bool all_done(DWORD time_ms) {
         if (WaitForSingleObject(m_done, time_ms) == WAIT_OBJECT_0) {
             ++m_done_count;
@@ -81,9 +81,9 @@ class Load : public ServiceTest {
         return m_done_count == processes;
     }
 
-    // Until all have made their calls. An agent that waits for a node which another one
-    // stopped is freed by the loss of the service at the latest.
-    void let_it_come_and_go() {
+    // Until all processes have made their calls. An agent that waits for a node that another one
+    // stopped goes on when the service is lost, at the latest.
+    void interrupt_until_done() {
         const ULONGLONG begin = GetTickCount64();
         while (!all_done(500)) {
             const std::uint16_t port = service->port();
@@ -154,10 +154,10 @@ class Load : public ServiceTest {
     std::vector<std::unique_ptr<Process>> m_processes;
 };
 
-TEST_F(Load, NothingIsLostWhileServiceAndDriverComeAndGo) {
+TEST_F(Load, LosesNothingWhileServiceAndDriverRestart) {
     fill_log();
     start_processes(1);
-    let_it_come_and_go();
+    interrupt_until_done();
     if (HasFatalFailure()) {
         return;
     }

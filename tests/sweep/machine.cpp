@@ -32,13 +32,13 @@ constexpr int mutant_basic_information = 0;
 MutexState state_of(HANDLE mutex) {
     MutexState state{};
     if (NtQueryMutant(mutex, mutant_basic_information, &state, sizeof state, nullptr) != 0) {
-        throw std::runtime_error("the system does not report the state of a mutex");
+        throw std::runtime_error("cannot query the state of a mutex");
     }
     return state;
 }
 
 constexpr NTSTATUS native_unsuccessful = static_cast<NTSTATUS>(0xC0000001);
-// Of the info device, which the library never closes: no handle of this process.
+// The library never closes the info device, so this is not a handle of the process.
 const HANDLE info_device = reinterpret_cast<HANDLE>(std::uintptr_t{0x70004});
 constexpr const wchar_t* links[] = {L"\\DosDevices\\F:", L"\\??\\Volume{v1}"};
 
@@ -74,7 +74,7 @@ NTSTATUS NTAPI control_device(HANDLE, HANDLE, void*, void*, IO_STATUS_BLOCK* io_
             reinterpret_cast<dm_reservation_request*>(static_cast<std::uintptr_t>(block->record));
         request->reply = code == DM_INFO_GET_RESERVATION ? 1 : 0;
     }
-    // This is how a healthy volume is told.
+    // The driver's status for a healthy volume.
     if (code == DM_CONFIG_GET_VOLUME_STATUS) {
         io_status->Status = native_unsuccessful;
     }
@@ -149,8 +149,8 @@ void start_threads() {
     }
 }
 
-// A thread starts when somebody waits for something: the calls and the lines of the two have
-// one order then.
+// A thread starts when the DLL next waits for something, so that the calls and log lines of both
+// threads always have the same order.
 HANDLE WINAPI create_thread(SECURITY_ATTRIBUTES* security, SIZE_T stack,
                             LPTHREAD_START_ROUTINE routine, void* argument, DWORD flags,
                             DWORD* id) {
@@ -192,7 +192,7 @@ opal_status disconnect(opal_handle handle) {
     return UnInitializeZtVmW(handle);
 }
 
-// The flag of a connection is read under the handle's own lock.
+// The library reads `connected` under the handle's own lock.
 void WINAPI enter(CRITICAL_SECTION* section) {
     const auto is_its_lock = [section](opal_handle handle) { return &handle->lock == section; };
     if (std::any_of(watched.begin(), watched.end(), is_its_lock)) {

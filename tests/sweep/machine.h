@@ -1,5 +1,5 @@
-// What lies beside the bus, as stand-ins: the driver's two devices, disks and volumes,
-// the mount-point manager. They always answer; making them fail is the sweep's.
+// Replaces what the DLL uses beside the bus: the driver's two devices, disks and volumes, the
+// mount manager. The replacements always succeed; ImportedCalls makes them fail.
 #pragma once
 
 #include "interposer.h"
@@ -15,7 +15,7 @@
 
 namespace sweep {
 
-// For the life of a run's body. One at a time in a process.
+// Replaces as long as it exists. One at a time in a process.
 class Machine {
   public:
     explicit Machine(HMODULE module);
@@ -30,17 +30,17 @@ class Machine {
     void set_partition_style(DWORD style);
     // Whether every volume has a volume GUID link beside its drive letter.
     void set_volume_links(bool has_links);
-    // Handles that the DLL was given and has not given back, since the last look.
+    // Connections that the DLL has made since the last call of this and not released.
     std::vector<opal_handle> take_new_connections();
-    // Whether the DLL gave that handle back since then.
+    // Whether the DLL has released that handle since then.
     bool has_released(opal_handle handle) const;
-    // The same; the handle counts as not released from then on.
+    // The same; the handle then no longer counts as released.
     bool forget_released(opal_handle handle);
-    // How often the DLL has looked whether that handle is connected, or one that it made
-    // since.
+    // Counts how often the DLL reads `connected` of that handle and of those that it makes from
+    // then on.
     void watch(opal_handle handle);
     unsigned connected_reads() const;
-    // Waits until the threads that the DLL started have ended.
+    // Waits for the threads that the DLL has started.
     void join_threads();
     // Releases the machine's mutexes that this thread still owns, or that a thread of the DLL
     // owned when it ended, and returns their names.

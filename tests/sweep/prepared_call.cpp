@@ -24,7 +24,7 @@ std::wstring widen(const std::string& text) {
     return {text.begin(), text.end()};
 }
 
-// Two empty subfolders, one with another in it.
+// With two subfolders, one of which has a subfolder.
 std::wstring make_folder() {
     const auto folder = support::environment().folder() / L"machines";
     std::error_code ignored;

@@ -1,4 +1,4 @@
-// An export's call with real memory behind its arguments.
+// A call of an export, with memory for its arguments.
 #pragma once
 
 #include "farlo.h"
@@ -14,22 +14,22 @@
 
 namespace sweep {
 
-// What stands behind one argument, for the call's life.
+// One argument and its memory.
 class PassedArgument {
   public:
     PassedArgument(const Argument& argument, opal_handle handle);
 
-    // What is passed.
+    // The value that is passed.
     std::uint64_t value() const { return m_value; }
-    // What was written, without what differs from call to call.
+    // The output's bytes; of a slot only whether it holds a handle.
     std::vector<std::uint8_t> output() const;
-    // Whether an output was touched.
+    // Whether an output was written.
     bool written() const;
-    // What was touched beside it; "" for nothing.
+    // What was written beyond the output; "" for nothing.
     std::string overrun() const;
-    // The handle that stands in a slot. The caller gives it back.
+    // The handle in a slot, which our caller releases; NULL for other arguments.
     opal_handle slot_handle() const;
-    // A handle that was made for the call to give back.
+    // The handle that was made for the call to release; NULL for other arguments.
     opal_handle own_handle() const;
 
   private:
@@ -48,7 +48,7 @@ class PreparedCall {
     // The arguments are kept by reference.
     PreparedCall(const std::vector<Argument>& arguments, opal_handle handle);
 
-    // Calls the export; once.
+    // Calls the export. Once only.
     std::uint32_t run(FARPROC entry);
     const std::vector<std::unique_ptr<PassedArgument>>& arguments() const { return m_arguments; }
 

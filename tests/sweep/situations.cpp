@@ -19,7 +19,7 @@ namespace {
 
 using Kind = Argument::Kind;
 
-// Limits of the interface's texts, in characters.
+// Limits of the interface's strings, in characters.
 constexpr std::size_t group_limit = 31;
 constexpr std::size_t path_limit = 259;
 constexpr std::size_t guid_limit = 64;

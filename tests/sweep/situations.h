@@ -1,5 +1,5 @@
-// Every export with the situations in which it is swept: how it is called, with what
-// behind its pointers, and what it may answer.
+// Every export with the situations in which it is swept: its arguments, and what farlo.h documents
+// about its statuses.
 #pragma once
 
 #include "farlo.h"
@@ -92,12 +92,12 @@ struct Situation {
 
 void PrintTo(const Situation& situation, std::ostream* out);
 
-// The storage of all of them; `node` goes into the node's description.
+// The scenario of all situations; `node` goes into its description of the node.
 std::string scenario_json(const std::string& node);
 
 const std::vector<Situation>& situations();
 
-// Whether everything is swept (FARLO_SWEEP=full), not a sample that takes a minute.
+// Whether everything is swept (FARLO_SWEEP=full in the environment) or a sample.
 bool full_sweep();
 
 }  // namespace sweep

@@ -16,24 +16,24 @@ using namespace support;
 namespace sweep {
 namespace {
 
-// Failures of one situation that are told; the others are counted.
+// Failures of a situation that are printed; further ones are counted only.
 constexpr unsigned max_reported = 12;
-// In the quick sweep the first calls of a function stand for the others.
-constexpr unsigned quick_calls = 12;
+// The number of calls of a function in the sample.
+constexpr unsigned sampled_calls = 12;
 
 std::map<std::string, Row> rows;
 char current[512];
 LPTOP_LEVEL_EXCEPTION_FILTER next_filter;
 
 LONG CALLBACK print_crash(EXCEPTION_POINTERS* exception) {
-    std::fprintf(stderr, "\nThe crash: %s\n", current);
+    std::fprintf(stderr, "\nThe run that crashed: %s\n", current);
     return next_filter != nullptr ? next_filter(exception) : EXCEPTION_CONTINUE_SEARCH;
 }
 
 void prepare_process() {
     if (next_filter == nullptr) {
         next_filter = SetUnhandledExceptionFilter(&print_crash);
-        // The first text for a debugger makes a mutex that stays.
+        // The first output for a debugger creates a mutex that stays open.
         OutputDebugStringA("");
     }
 }
@@ -104,8 +104,8 @@ void SweepTest::in_situation(const Situation& situation, DWORD threshold,
     });
 }
 
-// A node that never reports is waited for without an end: who asks so often finds that
-// somebody else has started it.
+// The library waits without a limit for a node that never reports. After so many pauses the
+// node looks as if another process had started it.
 void SweepTest::start_node_after(int pauses) {
     clock().on_pause = [this, pauses](int number) {
         if (number != pauses) {
@@ -250,15 +250,15 @@ void SweepTest::expect_steps_in_call_order() {
     }
 }
 
-// What differs from the outcome, "" for nothing. At the threshold of errors the log holds
-// nothing else.
+// How the result differs from the outcome; "" for not at all. The log is compared only at the
+// threshold of errors, where it has no other lines.
 std::string SweepTest::difference(const Result& result, const Outcome& outcome,
                                   std::uint32_t failed) const {
     const std::uint32_t status = outcome.kind == Outcome::Kind::passes_status_on ? failed
                                  : outcome.kind == Outcome::Kind::status         ? outcome.status
                                                                                  : m_clean.status;
     if (result.status != status) {
-        return "the status is " + hex(result.status) + ", not " + hex(status);
+        return "returned " + hex(result.status) + " instead of " + hex(status);
     }
     if (threshold() != 0) {
         return "";
@@ -269,25 +269,25 @@ std::string SweepTest::difference(const Result& result, const Outcome& outcome,
         replace_placeholder(line, "{call}", hex(failed));
     }
     return result.log == lines ? ""
-                               : "the log is " + testing::PrintToString(result.log) + ", not " +
+                               : "logged " + testing::PrintToString(result.log) + " instead of " +
                                      testing::PrintToString(lines);
 }
 
-// Whether it is what some step comes to, or an exception that nobody but the export's
-// boundary was there for: the call ends at once.
+// Whether it is the outcome of some step, or of an exception that only the export's boundary
+// caught, which ends the call before its closing lines.
 bool SweepTest::matches_a_step(const Result& result) const {
-    const auto fits = [&](const Step& step) {
+    const auto has_its_outcome = [&](const Step& step) {
         return difference(result, step.outcome, result.status).empty();
     };
-    const auto begins_with_its_log = [&](const Step& step) {
+    const auto logs_its_first_lines = [&](const Step& step) {
         const Lines& lines = step.outcome.lines;
         return result.log.size() <= lines.size() &&
                std::equal(result.log.begin(), result.log.end(), lines.begin());
     };
     return difference(result, no_effect, 0).empty() ||
-           std::any_of(m_steps.begin(), m_steps.end(), fits) ||
+           std::any_of(m_steps.begin(), m_steps.end(), has_its_outcome) ||
            (result.status == FARLO_EXCEPTION &&
-            std::any_of(m_steps.begin(), m_steps.end(), begins_with_its_log));
+            std::any_of(m_steps.begin(), m_steps.end(), logs_its_first_lines));
 }
 
 void SweepTest::check(const std::string& what, const Result& result,
@@ -300,11 +300,11 @@ void SweepTest::check(const std::string& what, const Result& result,
         }
     }
     if (expectation.any_step && !matches_a_step(result)) {
-        report(what, "no step comes to the status " + hex(result.status) + " and the log " +
+        report(what, "no step returns " + hex(result.status) + " and logs " +
                          testing::PrintToString(result.log));
     }
     if (!is_allowed(result.status, expectation)) {
-        report(what, "the status is " + hex(result.status));
+        report(what, "returned " + hex(result.status) + ", which is not expected");
     }
     if (expectation.string_refused) {
         check_refusal(what, result);
@@ -324,12 +324,13 @@ void SweepTest::check_outputs(const std::string& what, const Result& result,
         const bool may_be_written =
             m_situation->arguments[i].written_on_failure || expectation.outputs_may_be_written;
         if (failed && result.written[i] && !may_be_written) {
-            report(what, "answers " + hex(result.status) + " and has written argument " +
+            report(what, "returned " + hex(result.status) + " but wrote argument " +
                              std::to_string(i + 1));
         }
         if (is_as_clean && !expectation.outputs_may_differ &&
             result.outputs[i] != m_clean.outputs[i]) {
-            report(what, "writes something else to argument " + std::to_string(i + 1));
+            report(what,
+                   "wrote other bytes than a clean call to argument " + std::to_string(i + 1));
         }
     }
 }
@@ -337,12 +338,12 @@ void SweepTest::check_outputs(const std::string& what, const Result& result,
 void SweepTest::check_line(const std::string& what, const Result& result,
                            const Expectation& expectation) {
     const Contract& contract = m_situation->contract;
-    const bool may_be_silent =
+    const bool may_log_nothing =
         expectation.line_is_optional || result.status == FARLO_BUFFER_TOO_SMALL ||
         among(contract.without_line, result.status) ||
         (expectation.changed_arguments && among(contract.refused_without_line, result.status));
-    if (has_failed(result.status, expectation) && result.log.empty() && !may_be_silent) {
-        report(what, "answers " + hex(result.status) + " without a line");
+    if (has_failed(result.status, expectation) && result.log.empty() && !may_log_nothing) {
+        report(what, "returned " + hex(result.status) + " without logging a line");
     }
 }
 
@@ -353,13 +354,13 @@ void SweepTest::check_refusal(const std::string& what, const Result& result) {
             return line.find(" string of more than ") != std::string::npos;
         });
     if (refusals != 1) {
-        report(what, "the string is refused in " + std::to_string(refusals) +
-                         " lines, not one: the log is " + testing::PrintToString(result.log));
+        report(what, "refused the string in " + std::to_string(refusals) +
+                         " lines instead of one: logged " + testing::PrintToString(result.log));
     }
 }
 
 void SweepTest::expect_nothing_left(const std::string& what, const Expectation& expectation) {
-    m_imported->start();
+    m_imported->disarm();
     LabSetFaultPlan(nullptr, nullptr, 0);
     heap().fail_no_more();
     renew_connection(what);
@@ -367,37 +368,38 @@ void SweepTest::expect_nothing_left(const std::string& what, const Expectation& 
     if (now.bus.property_sets != m_before.bus.property_sets ||
         now.bus.properties != m_before.bus.properties || now.bus.blocks != m_before.bus.blocks) {
         report(what,
-               "left over: " + std::to_string(now.bus.property_sets - m_before.bus.property_sets) +
+               "leaked " + std::to_string(now.bus.property_sets - m_before.bus.property_sets) +
                    " property sets, " +
                    std::to_string(now.bus.properties - m_before.bus.properties) + " properties, " +
                    std::to_string(now.bus.blocks - m_before.bus.blocks) + " blocks");
         m_before = now;
     }
     if (now.handles != m_before.handles) {
-        report(what, "connections left over: " + std::to_string(now.handles - m_before.handles));
+        report(what, "leaked " + std::to_string(now.handles - m_before.handles) + " connections");
         m_before = now;
     }
     for (const std::string& mutex : m_machine->take_owned_mutexes()) {
-        report(what, mutex + " is still owned");
+        report(what, "still owns " + mutex);
     }
     if (expectation.status == Allowed::clean && !full_sweep()) {
         return;
     }
     const Result again = perform();
     if (again.status != m_clean.status || again.outputs != m_clean.outputs) {
-        report(what, "a clean call behind it answers " + hex(again.status));
+        report(what, "a clean call afterwards returned " + hex(again.status) +
+                         (again.status == m_clean.status ? " with other outputs" : ""));
     }
 }
 
 void SweepTest::renew_connection(const std::string& what) {
     if (m_machine->has_released(handle)) {
-        report(what, "the handle was released, which only its slot's holder may do");
+        report(what, "released the caller's handle");
         handle = nullptr;
     }
-    // What was made for a slot was in it.
+    // Connections that were made for a slot have been released with it.
     for (const opal_handle made : m_machine->take_new_connections()) {
         if (made != handle) {
-            report(what, "a connection left over that the slot does not hold");
+            report(what, "leaked a connection that is in no slot");
             FARLO(UnInitializeClusterW)(made);
         }
     }
@@ -409,7 +411,7 @@ void SweepTest::renew_connection(const std::string& what) {
     }
     handle = nullptr;
     if (FARLO(InitializeClusterW)(&handle) != FARLO_SUCCESS) {
-        ADD_FAILURE() << "no connection";
+        ADD_FAILURE() << "cannot connect";
     }
     m_machine->take_new_connections();
 }
@@ -418,7 +420,7 @@ void SweepTest::at_every_call(const std::function<void(const Import&, const Call
     const std::vector<unsigned> counted = counts();
     for (std::size_t import = 0; import < counted.size(); ++import) {
         const unsigned last =
-            full_sweep() ? counted[import] : std::min(counted[import], quick_calls);
+            full_sweep() ? counted[import] : std::min(counted[import], sampled_calls);
         for (unsigned number = 1; number <= last; ++number) {
             count_fault_point();
             point(failing_imports()[import], {import, number});

@@ -1,5 +1,4 @@
-// The engine: runs a situation again and again, each time with another thing going
-// wrong, and judges each run.
+// The engine: runs a situation again and again, each time with another fault, and checks each run.
 #pragma once
 
 #include "farlo_test.h"
@@ -16,46 +15,47 @@
 
 namespace sweep {
 
-// Numbers of a row of the table that is printed at the end.
+// An export's row in the table that is printed at the end.
 struct Row {
-    unsigned points = 0;
+    unsigned points = 0;  // fault points
     unsigned runs = 0;
     unsigned failures = 0;
 };
 Row& row_of(const std::string& export_name);
 void print_table();
 
-// What a call left behind.
+// What a run did.
 struct Result {
     std::uint32_t status = 0;
-    std::vector<std::vector<std::uint8_t>> outputs;  // one for each argument
-    std::vector<bool> written;                       // one for each argument
-    std::vector<std::string> log;
+    std::vector<std::vector<std::uint8_t>> outputs;  // by argument
+    std::vector<bool> written;                       // by argument
+    Lines log;
 };
 
 class SweepTest : public support::FarloTest {
   protected:
-    // Prepares the situation, makes sure that a clean call answers as it should, and runs
-    // the body, at that threshold.
+    // Prepares the situation at this trace threshold, checks that a clean call returns the
+    // expected status, and runs the body.
     void in_situation(const Situation& situation, DWORD threshold,
                       const std::function<void()>& body);
 
-    // In a body:
-    // The call, from a fresh scenario on.
+    // The functions below are for the body.
+
+    // Makes the call on a freshly loaded scenario.
     Result perform(const std::vector<Argument>& arguments);
     Result perform() { return perform(m_situation->arguments); }
-    // Calls of each function in a clean run.
+    // The number of calls of each function in a clean run.
     const std::vector<unsigned>& counts() const { return m_counts; }
-    // What comes of a call's failure in this fault; NULL, and a fault, where no step tells.
+    // The outcome of the call's failure. NULL when no step covers it, which is reported.
     const Outcome* outcome(const Call& call, const Fault& fault);
     // Checks that the situation's steps are listed in the order of the calls.
     void expect_steps_in_call_order();
-    // The type of the property that a call reads; "" where there is none.
+    // The type of the property that a call reads; "" when it reads none.
     const std::string& property_type(const Call& call) const {
         return m_clean_calls->property_type(call);
     }
-    // Calls `point` with every call of every function that can fail, or in the quick sweep
-    // with the first ones of each.
+    // Runs `point` for every call of every function that can fail; in the sample for the first
+    // calls of each function.
     void at_every_call(const std::function<void(const Import&, const Call&)>& point);
     Machine& machine() { return *m_machine; }
     ImportedCalls& imported() { return *m_imported; }
@@ -85,13 +85,13 @@ class SweepTest : public support::FarloTest {
         bool string_refused = false;          // one line must name a string that is too long
         bool line_is_optional = false;        // a failure need not log a line
     };
-    // Checks a run with `what` going wrong; then makes sure that nothing is left over and
-    // that a clean call works.
+    // Checks a run in which `what` went wrong, then that nothing was leaked and that a clean
+    // call works.
     void check(const std::string& what, const Result& result, const Expectation& expectation);
-    // A fault point that was not met is a failure, too.
+    // Reports a failure: what went wrong in the run, and what the export did wrong.
     void report(const std::string& what, const std::string& problem);
     void count_fault_point() { ++row_of(m_situation->export_name).points; }
-    // What is going on, told when it crashes.
+    // Says what the run that follows is about; printed when it crashes.
     void announce(const std::string& what);
 
   private:
@@ -100,7 +100,7 @@ class SweepTest : public support::FarloTest {
         std::uint32_t handles;
     };
     LiveObjects live_objects() const;
-    // Makes a connection that a run lost, or gave back, and tells of those that it left.
+    // Replaces a connection that the run lost or released, and reports those that it leaked.
     void renew_connection(const std::string& what);
     void expect_nothing_left(const std::string& what, const Expectation& expectation);
     void check_outputs(const std::string& what, const Result& result,
@@ -123,12 +123,12 @@ class SweepTest : public support::FarloTest {
     std::vector<Call> m_sequence;  // the calls of a clean run
     std::optional<CleanCalls> m_clean_calls;
     Steps m_steps;
-    std::set<std::string> m_uncovered;
-    LiveObjects m_before{};
+    std::set<std::string> m_uncovered;  // calls that no step covers
+    LiveObjects m_before{};             // before the runs
     unsigned m_reported = 0;
 };
 
-// A suite that is run in every situation.
+// Base of a suite that runs in every situation.
 class Sweep : public SweepTest, public testing::WithParamInterface<Situation> {};
 
 std::string test_name(const testing::TestParamInfo<Situation>& info);

@@ -1,4 +1,4 @@
-// That the sweep leaves nothing out, and its table.
+// The sweep leaves nothing out; and its table.
 #include "sweep.h"
 
 #include <set>
