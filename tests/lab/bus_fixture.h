@@ -16,7 +16,7 @@
 namespace lab_tests {
 
 using support::fault_plan;
-using support::hex_status;
+using support::hex;
 using support::returns;
 using support::returns_after;
 
