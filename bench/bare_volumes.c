@@ -110,7 +110,7 @@ static uint32_t append(wchar_t* text, uint32_t length, const wchar_t* part) {
     return length;
 }
 
-/* `path` goes to the folder's path behind it; paths stand back to back. */
+/* `path` is advanced past the folder's path; paths are stored consecutively. */
 static uint32_t append_mount(opal_handle handle, wchar_t* text, uint32_t length,
                              const opal_objid* holder, const wchar_t* path) {
     wchar_t letter[3] = L"0";

@@ -122,7 +122,7 @@ TEST_F(MalformedValues, TextsWithoutATerminatorInTheirSize) {
     EXPECT_EQ(text, "as it was");
     std::wstring wide = L"as it was";
     refuses("of TYPE_WSTR", wide, 1, L"wide", 4 * sizeof(wchar_t));
-    // Half a character behind the last whole one.
+    // Half a character after the last whole one.
     refuses("of TYPE_WSTR", wide, 1, L"w", sizeof(wchar_t) + 1);
     EXPECT_EQ(wide, L"as it was");
 }

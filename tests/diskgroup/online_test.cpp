@@ -398,7 +398,7 @@ TEST_F(Online, NoMemoryForTheGuidText) {
 }
 
 // Each parameter that cannot be added, and the set that cannot be made. The word
-// is completed behind "Name": only then does the result line say "OfflineDg".
+// is completed after "Name": only then does the result line say "OfflineDg".
 TEST_F(Online, AParameterSetThatCannotBeBuilt) {
     const auto failing = [this](const std::string& fault, const std::string& line) {
         SCOPED_TRACE(fault);

@@ -46,7 +46,7 @@ class KernelJournal {
 
     // Takes down what is done with that named event, which must exist.
     void watch_event(const char* event, const std::string& as);
-    // Called at every pause, behind its line, with its number from 1.
+    // Called at every pause, after its line, with its number from 1.
     std::function<void(int number)> on_pause;
 
     // What the driver answers: the call's own status, the I/O status, and for a

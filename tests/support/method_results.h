@@ -15,7 +15,7 @@ namespace support {
 // One at a time in a process; for the life of a run's body.
 class MethodResults {
   public:
-    // `fill` is called behind every method call that has an output set.
+    // `fill` is called after every method call that has an output set.
     MethodResults(HMODULE module, std::function<void(opal_propset output)> fill);
 
   private:

@@ -70,7 +70,7 @@ TEST_F(LogFile, EveryPartOfTheFrontCounts) {
     for (const char* wrong : {
              "text",
              "",
-             "11/20/26 08:03:09 [PID:32,TID:1036]",        // no blank behind the ids
+             "11/20/26 08:03:09 [PID:32,TID:1036]",        // no blank after the ids
              "11/20/26  08:03:09 [PID:32,TID:1036] text",  // two blanks
              "11/20/2026 08:03:09 [PID:32,TID:1036] text",
              "20/11/26 08:03:09 [PID:32,TID:1036] text",

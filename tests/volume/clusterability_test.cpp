@@ -588,7 +588,7 @@ class SharedGuid : public Clusterable {
         return FARLO(GetClusterSharedDgGuidW)(handle, device, guid.as<char>());
     }
 
-    // These lines behind the entry line, and the closing one of a failure.
+    // These lines after the entry line, and the closing one of a failure.
     void expect_lines(const std::vector<Expected>& lines, const std::string& status) {
         std::vector<Expected> all{{2, "Entering GetClusterSharedDgGuidW"}};
         all.insert(all.end(), lines.begin(), lines.end());

@@ -155,7 +155,7 @@ TEST_F(DiskLayout, Gpt) {
     });
 }
 
-// The style is printed in decimal digits behind "0x".
+// The style is printed in decimal digits after "0x".
 TEST_F(DiskLayout, OtherStylesHaveNoIdentity) {
     once([&] {
         for (const DWORD style : {2u, 16u}) {

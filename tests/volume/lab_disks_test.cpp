@@ -1,4 +1,4 @@
-// Identities read from the lab's disks: a real device behind a real request.
+// Identities read from the lab's disks: a real request to a real device.
 #include "bus_lines.h"
 #include "driver_service.h"
 #include "farlo_test.h"

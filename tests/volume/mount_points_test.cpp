@@ -154,7 +154,7 @@ class MountPoints : public FarloTest {
         scenario += "]}]}";
     }
 
-    // The mount-point text of "v"; the record behind it may not be touched.
+    // The mount-point text of "v"; the record after it may not be touched.
     std::wstring read_text(MountManager& manager, const std::string& more_faults = "") {
         manager.set_volumes(volumes);
         std::string plan = manager.faults();
@@ -240,7 +240,7 @@ TEST_F(MountPoints, SeparatorsAroundNestedMounts) {
             manager.mounts["v"] = mounts;
             return read_text(manager);
         };
-        // Twice behind a nested one when a lettered one follows.
+        // Twice after a nested one when a lettered one follows.
         EXPECT_EQ(text_of({{L"1", "a"}, {L"2", "f"}}), L"E:\\A1; ; F:\\2");
         EXPECT_EQ(text_of({{L"1", "a"}, {L"2", "f"}, {L"3", "e"}}), L"E:\\A1; ; F:\\2; ; E:\\3");
         // None in front of a nested one that follows lettered ones only.
@@ -416,7 +416,7 @@ TEST_F(MountPoints, TheTextIsFilledToItsLastCharacterAndCutThere) {
             manager.mounts["v"] = {{fits + std::wstring(more, L'q'), "e"}};
             EXPECT_EQ(read_text(manager), L"E:\\" + fits);
         }
-        // Behind a full text nothing more is asked.
+        // After a full string nothing more is asked.
         manager.mounts["v"] = {{fits, "e"}, {L"x", "e"}, {L"y", "a"}};
         EXPECT_EQ(read_text(manager), L"E:\\" + fits);
         expect_mount_calls({mounts_call("v"), letter_call("e", true)});

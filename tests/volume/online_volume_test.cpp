@@ -59,7 +59,7 @@ unsigned resets = 0;
 void reset_timeout() {
     ++resets;
 }
-// Leaves an error behind, as any code of an agent may.
+// Sets an error, as any code of an agent may.
 void reset_timeout_with_an_error() {
     ++resets;
     SetLastError(ERROR_DISK_FULL);
@@ -882,7 +882,7 @@ TEST_F(StartingNode, TheSmallestAndTheLargestTimeOut) {
     });
 }
 
-// The error is that of the wait, whatever the callback leaves behind.
+// The error is that of the wait, whatever error the callback sets.
 TEST_F(StartingNode, AFailedWaitBeforeACallbackThatFails) {
     at_every_threshold([&] {
         FARLO(RegisterForAlerts)(handle, reset_timeout_with_an_error);
@@ -936,7 +936,7 @@ TEST_F(StartingNode, AnyOtherResultOfTheWait) {
     });
 }
 
-// An error that another call left behind is none of the wait's.
+// An error of another call is not the wait's.
 TEST_F(StartingNode, AnotherResultOfAWaitThatNamesNoError) {
     at_every_threshold([&] {
         start_watching();

@@ -397,7 +397,7 @@ TEST_F(SerialNumber, EveryAllocationThatFails) {
     });
 }
 
-// Nothing replaced: the system's own drive, behind a volume that is not there.
+// Nothing replaced: the system's own drive, after a volume that is not there.
 TEST_F(SerialNumber, ARealVolumeByItsRealSerialNumber) {
     scenario = R"({"disk_groups": [{"name": "dg1", "dgid": "guid-1", "type": 2, "volumes": [
         {"name": "one", "device": "d1", "volume_name": "\\\\?\\Volume{no such volume}"},

@@ -82,7 +82,7 @@ TEST_F(OsVersion, AnotherVersionIsNotAskedForTheSwitch) {
 TEST_F(OsVersion, AVersionTextThatFillsTheBufferAndOneThatDoesNotFit) {
     once([&] {
         set(L"", 1);
-        // A terminator right behind what is set would be stored with it.
+        // A terminator right after what is set would be stored with it.
         const std::wstring text(300, L'6');
         environment().set_registry(version_key, L"CurrentVersion", REG_SZ, text.data(), 520);
         EXPECT_EQ(check(), 0xc1000001u);
@@ -204,7 +204,7 @@ TEST_F(OsVersion, ErrorsOfEachCallOfTheRegistry) {
     });
 }
 
-// A terminator right behind the bytes that are set would be stored with them.
+// A terminator right after the bytes that are set would be stored with them.
 TEST_F(OsVersion, AVersionWithoutATerminator) {
     once([&] {
         set(L"", 1);
@@ -562,7 +562,7 @@ TEST_F(VmmsFolder, AListingThatBreaksOff) {
         const std::wstring root = make_root();
         make(root + L"a");
         make(root + L"b");
-        // Behind "." and "..".
+        // After "." and "..".
         ASSERT_EQ(listed(root), (std::vector<std::wstring>{L"a", L"b"}));
         const Failure<decltype(FindNextFileW)> next(
             dll().module(), "FindNextFileW", {.call = 5, .last_error = ERROR_ACCESS_DENIED}, FALSE);
