@@ -53,7 +53,7 @@ static inline int read_bool(opal_handle handle, const opal_objid* object, const 
     return fits;
 }
 
-/* Reads a text; the caller frees the property when the result is not 0. */
+/* Reads a string; the caller frees the property when the result is not 0. */
 static inline int read_text(opal_handle handle, const opal_objid* object, const char* name,
                             uint32_t type, opal_property* property) {
     if (failed(ObGetProperty(handle->connection, handle->connection_context, object, name,
@@ -67,7 +67,7 @@ static inline int read_text(opal_handle handle, const opal_objid* object, const 
     return 1;
 }
 
-/* Whether a wide property is that text, without regard to case. */
+/* Whether a wide property is that string, without regard to case. */
 static inline int has_text(opal_handle handle, const opal_objid* object, const char* name,
                            const wchar_t* text) {
     opal_property property;
@@ -140,7 +140,7 @@ static inline opal_status invoke(opal_handle handle, const opal_objid* target, u
     return status;
 }
 
-/* The first group of that GUID text. */
+/* The first group with that GUID string. */
 static inline opal_status find_group(opal_handle handle, const char* guid, opal_objid* group) {
     opal_objid* groups;
     uint32_t count;

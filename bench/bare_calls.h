@@ -12,10 +12,10 @@
 extern "C" {
 #endif
 
-/* 0 for success. `guid` is the group's GUID text. */
+/* 0 for success. `guid` is the group's GUID string. */
 opal_status bare_online(opal_handle handle, const wchar_t* name, const char* guid);
 opal_status bare_offline(opal_handle handle, const char* guid);
-/* Copies the group's GUID text, 65 bytes. */
+/* Copies the group's GUID string, 65 bytes. */
 opal_status bare_guid(opal_handle handle, const wchar_t* name, char* guid);
 /* Lays the names of the imported cluster groups back to back; `size` in bytes. */
 opal_status bare_name_list(opal_handle handle, wchar_t* buffer, uint32_t size, uint32_t* count);

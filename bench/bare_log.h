@@ -9,7 +9,7 @@
 extern "C" {
 #endif
 
-/* The path of a file beside the library's log; 0 when VMPATH does not tell where
+/* The path of a file beside the library's log; 0 when VMPATH does not say where
  * that is. */
 int bare_log_path(char* path, unsigned capacity);
 

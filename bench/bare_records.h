@@ -12,7 +12,7 @@
 extern "C" {
 #endif
 
-/* `size` in bytes. The group is found by its GUID text. */
+/* `size` in bytes. The group is found by its GUID string. */
 opal_status bare_group_record(opal_handle handle, const char* guid, DgInfo* record, uint32_t size);
 
 /* The volumes that cannot be used, by their state or because the mount-point

@@ -18,7 +18,7 @@ opal_status bare_online_volume(opal_handle handle, const char* guid, const wchar
 opal_status bare_find_volume(opal_handle handle, const wchar_t* name, opal_objid* volume);
 
 /* The folders in which a volume is mounted, on volumes that have a letter, into a
- * text of 261 characters. */
+ * string of 261 characters. */
 opal_status bare_mount_points(opal_handle handle, const opal_objid* volume, wchar_t* text);
 
 /* A volume's drive letter, into `capacity` characters. */

@@ -1,6 +1,6 @@
 // Comparing one piece of code with another within one run: both take turns, and
 // the median of each turn's ratio counts. Absolute times depend on the machine
-// and are printed for orientation only. A ratio above its goal is told as such;
+// and are printed for orientation only. A ratio above its goal is marked as such;
 // a number that must be exact and is not fails the run.
 #pragma once
 
@@ -42,7 +42,7 @@ class Report {
     // Runs `ours` and `reference` in turns, each turn long enough to be timed.
     Row compare(const std::string& name, double goal, const Code& ours, const Code& reference);
 
-    // Tells how the times grew from one row to another, which had that many times
+    // Reports how the times grew from one row to another, which had that many times
     // the objects. 1 is linear.
     void compare_growth(const std::string& name, const Row& smaller, const Row& larger,
                         double times);

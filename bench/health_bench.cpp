@@ -36,7 +36,7 @@ bool ask_driver(const Farlo& farlo) {
     return farlo.state(farlo.handle(), nullptr, driver_group, &imported) == 0 && imported == 1;
 }
 
-// Loads the driver and tells it of ten groups, one of which is asked for.
+// Loads the driver and sends it ten groups, one of which is asked for.
 void feed_driver(lab::ControlDevice& control) {
     std::vector<lab_dm_group> groups(10);
     for (std::size_t i = 0; i < groups.size(); ++i) {
@@ -46,7 +46,7 @@ void feed_driver(lab::ControlDevice& control) {
     }
     std::strcpy(groups.back().guid_text, driver_group);
     bench::require(control && control.forget() == 0 && control.set_groups(groups) == 0,
-                   "the driver cannot be told of disk groups");
+                   "the driver cannot be sent disk groups");
 }
 
 void measure_driver(bench::Report& report, const Farlo& farlo) {
@@ -128,7 +128,7 @@ Rows measure_storage(bench::Report& report, const Farlo& farlo, std::uint64_t ob
 
 }  // namespace
 
-// VMPATH tells where the log is; the result goes to the file named by the first
+// VMPATH says where the log is; the result goes to the file named by the first
 // argument. With --poll it asks one question and ends: a monitor that keeps no
 // connection.
 int main(int argc, char** argv) {

@@ -58,7 +58,7 @@ void write_bare_lines(int lines);
 Row compare_with_bare(Report& report, const std::string& name, const Code& ours, const Code& bare,
                       int lines = 0);
 
-// The code for a report that runs `work`, which tells whether it succeeded.
+// The code for a report that runs `work`, which returns whether it succeeded.
 template <class Work> Code repeat(const char* what, Work work) {
     return [what, work](std::uint64_t times) {
         for (; times != 0; --times) {

@@ -119,7 +119,7 @@ void measure_leaks(bench::Report& report, const Farlo& farlo) {
 
 }  // namespace
 
-// VMPATH tells where the log is; the result goes to the file named by the first
+// VMPATH says where the log is; the result goes to the file named by the first
 // argument.
 int main(int argc, char** argv) {
     bench::require(argc == 2, "usage: operations_bench RESULT.json");

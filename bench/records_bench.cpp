@@ -129,7 +129,7 @@ bench::Row measure_volume(bench::Report& report, const bench::Library& farlo,
 
 }  // namespace
 
-// VMPATH tells where the log is; the result goes to the file named by the first
+// VMPATH says where the log is; the result goes to the file named by the first
 // argument.
 int main(int argc, char** argv) {
     bench::require(argc == 2, "usage: records_bench RESULT.json");

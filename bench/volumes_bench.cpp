@@ -77,7 +77,7 @@ bench::Row measure_mounts(bench::Report& report, opal_handle handle, std::uint64
                [&] {
                    for (const opal_objid& id : ids) {
                        *text = L'\0';
-                       // The text is compared below.
+                       // The string is compared below.
                        std::ignore = farlo::GetMountPoints(handle, text, id);
                    }
                    return text == wanted;
@@ -113,7 +113,7 @@ Rows measure(bench::Report& report, const bench::Library& farlo, std::uint64_t v
 
 }  // namespace
 
-// VMPATH tells where the log is; the result goes to the file named by the first
+// VMPATH says where the log is; the result goes to the file named by the first
 // argument.
 int main(int argc, char** argv) {
     bench::require(argc == 2, "usage: volumes_bench RESULT.json");
