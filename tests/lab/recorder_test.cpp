@@ -67,27 +67,26 @@ TEST_F(Recorder, RecordsCallsToTheService) {
     ObDeleteObject(connection, context, &v1);
     ObDeleteObject(connection, context, &null_id);
 
-    EXPECT_THAT(recorded(),
-                ElementsAre("DbGetObjects " ZTTYPE_DISK_GROUP " -> 0x0 [@dg1]",
-                            "DbGetObjects none -> 0x0 []",
-                            R"(DbGetObjectsByQuery "SELECT FROM )" ZTTYPE_VOLUME
-                            R"( where \"DEVICE NAME\" EQ \\v")"
-                            " -> 0x0 [@v1]",
-                            R"(DbGetObjectsByQuery "what" -> )" + hex(ZTERROR_BAD_QUERY),
-                            R"(ObGetProperty @dg1 "Name" -> 0x0 WSTR "dg1")",
-                            R"(ObGetProperty @dg1 "none" -> )" + hex(ZTERROR_PROPERTY),
-                            R"(ObGetProperty @null "Name" -> )" + hex(ZTERROR_NULL_OBJECT),
-                            R"(ObGetProperty @ab000000000000000000000000000000 "Name" -> )" +
-                                hex(ZTERROR_UNKNOWN_OBJECT),
-                            R"(ObSetProperty @dg1 "x" UINT32 1 -> 0x0)",
-                            R"(ObGetProperties @dg1 -> 0x0 {"Name": WSTR "dg1", "dgid": STR "g", )"
-                            R"("LDM DG TYPE": UINT32 2, "x": UINT32 1})",
-                            "ObGetObjectType @dg1 -> 0x0 " ZTTYPE_DISK_GROUP,
-                            "ObGetChildObjects @dg1 " ZTTYPE_VOLUME " -> 0x0 [@v1]",
-                            "ObGetChildObjects @dg1 * -> 0x0 [@v1]",
-                            "ObGetParentObjects @v1 " ZTTYPE_DISK_GROUP " -> 0x0 [@dg1]",
-                            "ObDeleteObject @v1 -> 0x0",
-                            "ObDeleteObject @null -> " + hex(ZTERROR_NULL_OBJECT)));
+    EXPECT_THAT(
+        recorded(),
+        ElementsAre(
+            "DbGetObjects " ZTTYPE_DISK_GROUP " -> 0x0 [@dg1]", "DbGetObjects none -> 0x0 []",
+            R"(DbGetObjectsByQuery "SELECT FROM )" ZTTYPE_VOLUME R"( where \"DEVICE NAME\" EQ \\v")"
+            " -> 0x0 [@v1]",
+            R"(DbGetObjectsByQuery "what" -> )" + hex(ZTERROR_BAD_QUERY),
+            R"(ObGetProperty @dg1 "Name" -> 0x0 WSTR "dg1")",
+            R"(ObGetProperty @dg1 "none" -> )" + hex(ZTERROR_PROPERTY),
+            R"(ObGetProperty @null "Name" -> )" + hex(ZTERROR_NULL_OBJECT),
+            R"(ObGetProperty @ab000000000000000000000000000000 "Name" -> )" +
+                hex(ZTERROR_UNKNOWN_OBJECT),
+            R"(ObSetProperty @dg1 "x" UINT32 1 -> 0x0)",
+            R"(ObGetProperties @dg1 -> 0x0 {"Name": WSTR "dg1", "dgid": STR "g", )"
+            R"("LDM DG TYPE": UINT32 2, "x": UINT32 1})",
+            "ObGetObjectType @dg1 -> 0x0 " ZTTYPE_DISK_GROUP,
+            "ObGetChildObjects @dg1 " ZTTYPE_VOLUME " -> 0x0 [@v1]",
+            "ObGetChildObjects @dg1 * -> 0x0 [@v1]",
+            "ObGetParentObjects @v1 " ZTTYPE_DISK_GROUP " -> 0x0 [@dg1]",
+            "ObDeleteObject @v1 -> 0x0", "ObDeleteObject @null -> " + hex(ZTERROR_NULL_OBJECT)));
 }
 
 TEST_F(Recorder, RecordsMethodsWithTheirSets) {
@@ -219,8 +218,7 @@ TEST_F(Recorder, ReturnsRequiredSize) {
     LabRecorderStart(LAB_RECORD_SERVICE);
     opal_property property;
     ObGetProperty(connection, context, &null_id, "a", &property);
-    const std::string line =
-        "ObGetProperty @null \"a\" -> " + hex(ZTERROR_NULL_OBJECT) + "\n";
+    const std::string line = "ObGetProperty @null \"a\" -> " + hex(ZTERROR_NULL_OBJECT) + "\n";
     EXPECT_EQ(LabRecorderText(nullptr, 0), line.size() + 1);
     char text[8] = "zzzzzzz";
     EXPECT_EQ(LabRecorderText(text, 5), line.size() + 1);

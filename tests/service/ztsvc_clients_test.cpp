@@ -53,8 +53,9 @@ TEST_F(Clients, SurvivesClientKilledDuringCall) {
     client.process().kill();
     expect_alive();
     // The service finishes the call, cannot send the answer and continues.
-    EXPECT_TRUE(eventually([&] { return lines_with(service->log(), "client 2: disconnected") == 1; }))
-        << service->log();
+    EXPECT_TRUE(eventually([&] {
+        return lines_with(service->log(), "client 2: disconnected") == 1;
+    })) << service->log();
     EXPECT_EQ(lines_with(service->log(),
                          "client 2: method " + std::to_string(ZTMETHOD_DGOP_IMPORT) + " -> 0x0"),
               1u)
@@ -70,7 +71,8 @@ TEST_F(Clients, SurvivesClientThatDoesNotClose) {
     client.await_ready();
     client.let_go();
     EXPECT_EQ(client.process().wait(hang_ms), 0u);
-    EXPECT_TRUE(eventually([&] { return lines_with(service->log(), "client 1: disconnected") == 1; }));
+    EXPECT_TRUE(
+        eventually([&] { return lines_with(service->log(), "client 1: disconnected") == 1; }));
     expect_alive();
 }
 
@@ -93,8 +95,9 @@ TEST_F(Clients, DisconnectsClientThatReceivesNothing) {
     }
     Sleep(500);
     EXPECT_EQ(call_group_method(caller, import_method), ZTSTATUS_OK);
-    EXPECT_TRUE(eventually([&] { return lines_with(service->log(), "client 2: disconnected") == 1; }))
-        << service->log();
+    EXPECT_TRUE(eventually([&] {
+        return lines_with(service->log(), "client 2: disconnected") == 1;
+    })) << service->log();
     EXPECT_EQ(connected_of(caller), 1);
     closesocket(socket);
     release(caller);
