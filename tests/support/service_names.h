@@ -53,15 +53,15 @@ namespace native {
 inline constexpr std::int32_t success = 0;
 inline constexpr std::int32_t pending = 0x00000103;
 inline constexpr std::int32_t object_name_exists = 0x40000000;  // informational
-inline constexpr std::int32_t buffer_overflow = 0x80000005;     // a warning
-inline constexpr std::int32_t unsuccessful = 0xC0000001;
-inline constexpr std::int32_t invalid_handle = 0xC0000008;
-inline constexpr std::int32_t invalid_parameter = 0xC000000D;
-inline constexpr std::int32_t no_such_device = 0xC000000E;
-inline constexpr std::int32_t access_denied = 0xC0000022;
-inline constexpr std::int32_t object_name_not_found = 0xC0000034;
-inline constexpr std::int32_t object_path_not_found = 0xC000003A;
-inline constexpr std::int32_t sharing_violation = 0xC0000043;
+inline constexpr std::int32_t buffer_overflow = static_cast<std::int32_t>(0x80000005);  // a warning
+inline constexpr std::int32_t unsuccessful = static_cast<std::int32_t>(0xC0000001);
+inline constexpr std::int32_t invalid_handle = static_cast<std::int32_t>(0xC0000008);
+inline constexpr std::int32_t invalid_parameter = static_cast<std::int32_t>(0xC000000D);
+inline constexpr std::int32_t no_such_device = static_cast<std::int32_t>(0xC000000E);
+inline constexpr std::int32_t access_denied = static_cast<std::int32_t>(0xC0000022);
+inline constexpr std::int32_t object_name_not_found = static_cast<std::int32_t>(0xC0000034);
+inline constexpr std::int32_t object_path_not_found = static_cast<std::int32_t>(0xC000003A);
+inline constexpr std::int32_t sharing_violation = static_cast<std::int32_t>(0xC0000043);
 }  // namespace native
 
 // A number as the recorder, the fault plan and the log write it: "0xc1000001".
