@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -46,6 +47,30 @@ std::wstring beside_this_program(const wchar_t* name) {
     return in_quotes(std::filesystem::path(path).replace_filename(name).wstring());
 }
 
+namespace {
+
+constexpr int start_attempts = 5;
+constexpr DWORD start_pause_ms = 200;
+
+// Wine's start of a process rarely fails with ERROR_INTERNAL_ERROR on a busy machine: the new
+// process ended before its program began to run. Nothing of it is left, so it is started again.
+BOOL create_process(const std::wstring& command_line, STARTUPINFOW& start,
+                    PROCESS_INFORMATION& process) {
+    for (int attempt = 1;; ++attempt) {
+        std::wstring line = command_line;  // CreateProcessW modifies its argument
+        const BOOL created = CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, 0,
+                                            nullptr, nullptr, &start, &process);
+        if (created != FALSE || GetLastError() != ERROR_INTERNAL_ERROR ||
+            attempt == start_attempts) {
+            return created;
+        }
+        std::printf("Wine did not start a process (attempt %d of %d)\n", attempt, start_attempts);
+        Sleep(start_pause_ms);
+    }
+}
+
+}  // namespace
+
 Process::Process(const std::wstring& command_line) {
     SECURITY_ATTRIBUTES inheritable{sizeof inheritable, nullptr, TRUE};
     const auto open = [&inheritable](const std::wstring& path) {
@@ -57,11 +82,9 @@ Process::Process(const std::wstring& command_line) {
     start.dwFlags = STARTF_USESTDHANDLES;
     start.hStdOutput = open(m_folder.file(L"out"));
     start.hStdError = open(m_folder.file(L"err"));
-    std::wstring line = command_line;  // CreateProcessW modifies its argument
     PROCESS_INFORMATION process{};
-    if (CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &start,
-                       &process) == FALSE) {
-        ADD_FAILURE() << "a process was not started, error " << GetLastError();
+    if (create_process(command_line, start, process) == FALSE) {
+        ADD_FAILURE() << "a process was not started, error " << GetLastError() << "\n" << errors();
     } else {
         CloseHandle(process.hThread);
         m_process = process.hProcess;
