@@ -5,8 +5,8 @@
 
 #include "../query/dg_guid.h"
 #include "../query/dg_name.h"
-#include "../query/name_list.h"
-#include "../query/volume_guid.h"
+#include "../query/dg_name_list.h"
+#include "../query/dg_volume_guid.h"
 
 #include <cstring>
 

@@ -4,15 +4,15 @@
 #include "guarded.h"
 #include "widened_text.h"
 
-#include "../query/dg_record.h"
-#include "../query/group_disks.h"
-#include "../query/group_volume.h"
-#include "../query/light_record.h"
-#include "../query/unusable_volumes.h"
+#include "../query/dg_disk_properties.h"
+#include "../query/dg_properties.h"
+#include "../query/dg_vol_properties.h"
+#include "../query/dg_volume_properties.h"
+#include "../query/dg_volume_state.h"
+#include "../query/dg_volume_status.h"
+#include "../query/unusable_volumes_info.h"
+#include "../query/vol_properties.h"
 #include "../query/volume_info.h"
-#include "../query/volume_record.h"
-#include "../query/volume_state.h"
-#include "../query/volume_status.h"
 
 using farlo::guarded;
 using farlo::WidenedGroupName;

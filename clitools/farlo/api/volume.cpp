@@ -5,12 +5,12 @@
 #include "widened_text.h"
 
 #include "../volume/disk_layout.h"
-#include "../volume/dismount.h"
 #include "../volume/first_volume_disk.h"
 #include "../volume/mount_path_refresh.h"
+#include "../volume/offline_vol.h"
+#include "../volume/offline_volume.h"
+#include "../volume/online_vol.h"
 #include "../volume/serial_number.h"
-#include "../volume/volume_offline.h"
-#include "../volume/volume_online.h"
 
 using farlo::guarded;
 using farlo::WidenedGroupName;

@@ -2,12 +2,12 @@
 
 #include "connection.h"
 #include "database.h"
-#include "fill_volume_info.h"
+#include "fill_vol_info.h"
 #include "guarded.h"
 #include "lookup.h"
 #include "named_volume.h"
 #include "trace_log.h"
-#include "unusable_volumes.h"
+#include "unusable_volumes_info.h"
 
 #include <cstring>
 #include <iterator>

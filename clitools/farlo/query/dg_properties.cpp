@@ -1,9 +1,9 @@
-#include "dg_record.h"
+#include "dg_properties.h"
 
 #include "connection.h"
 #include "database.h"
-#include "disk_record.h"
-#include "fill_volume_info.h"
+#include "fill_disk_record.h"
+#include "fill_vol_info.h"
 #include "guarded.h"
 #include "lookup.h"
 #include "record_fields.h"

@@ -1,4 +1,4 @@
-#include "name_list.h"
+#include "dg_name_list.h"
 
 #include "connection.h"
 #include "database.h"

@@ -1,4 +1,4 @@
-#include "volume_offline.h"
+#include "offline_vol.h"
 
 #include "connection.h"
 #include "database.h"

@@ -1,4 +1,4 @@
-#include "volume_state.h"
+#include "dg_volume_state.h"
 
 #include "connection.h"
 #include "database.h"

@@ -1,8 +1,8 @@
-#include "light_record.h"
+#include "dg_vol_properties.h"
 
 #include "connection.h"
 #include "database.h"
-#include "fill_volume_info.h"
+#include "fill_vol_info.h"
 #include "guarded.h"
 #include "lookup.h"
 #include "record_fields.h"

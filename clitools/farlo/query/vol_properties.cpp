@@ -1,9 +1,9 @@
-#include "volume_record.h"
+#include "vol_properties.h"
 
 #include "connection.h"
 #include "database.h"
-#include "disk_record.h"
-#include "fill_volume_info.h"
+#include "fill_disk_record.h"
+#include "fill_vol_info.h"
 #include "guarded.h"
 #include "record_fields.h"
 #include "trace_log.h"

@@ -1,4 +1,4 @@
-#include "dismount.h"
+#include "offline_volume.h"
 
 #include "caller_string.h"
 #include "config_device.h"

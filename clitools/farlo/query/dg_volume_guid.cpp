@@ -1,4 +1,4 @@
-#include "volume_guid.h"
+#include "dg_volume_guid.h"
 
 #include "caller_string.h"
 #include "connection.h"

@@ -1,4 +1,4 @@
-#include "disk_record.h"
+#include "fill_disk_record.h"
 
 #include "record_fields.h"
 #include "trace_log.h"

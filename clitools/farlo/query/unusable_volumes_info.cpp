@@ -1,8 +1,8 @@
-#include "unusable_volumes.h"
+#include "unusable_volumes_info.h"
 
 #include "connection.h"
 #include "database.h"
-#include "fill_volume_info.h"
+#include "fill_vol_info.h"
 #include "guarded.h"
 #include "lookup.h"
 #include "mount_manager.h"

@@ -1,8 +1,8 @@
-#include "group_disks.h"
+#include "dg_disk_properties.h"
 
 #include "connection.h"
 #include "database.h"
-#include "disk_record.h"
+#include "fill_disk_record.h"
 #include "guarded.h"
 #include "lookup.h"
 #include "record_fields.h"

@@ -1,4 +1,4 @@
-#include "volume_status.h"
+#include "dg_volume_status.h"
 
 #include "caller_string.h"
 #include "connection.h"

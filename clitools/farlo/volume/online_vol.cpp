@@ -1,4 +1,4 @@
-#include "volume_online.h"
+#include "online_vol.h"
 
 #include "connection.h"
 #include "database.h"

@@ -1,4 +1,4 @@
-#include "fill_volume_info.h"
+#include "fill_vol_info.h"
 
 #include "database.h"
 #include "mount_manager.h"

@@ -1,8 +1,8 @@
-#include "group_volume.h"
+#include "dg_volume_properties.h"
 
 #include "connection.h"
 #include "database.h"
-#include "fill_volume_info.h"
+#include "fill_vol_info.h"
 #include "guarded.h"
 #include "lookup.h"
 #include "named_volume.h"
