@@ -2,6 +2,7 @@
 #include "farlo.h"
 #include "guarded.h"
 
+#include "../volume/vmms_check.h"
 #include "../volume/vmms_folder.h"
 
 using farlo::guarded;

@@ -3,7 +3,10 @@
 #include "guarded.h"
 #include "widened_text.h"
 
-#include "../diskgroup/health.h"
+#include "../diskgroup/health_disk_availability.h"
+#include "../diskgroup/health_disk_state.h"
+#include "../diskgroup/health_group_state.h"
+#include "../diskgroup/health_plex_states.h"
 
 #include <cstring>
 #include <memory>

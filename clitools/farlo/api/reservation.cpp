@@ -3,7 +3,10 @@
 #include "guarded.h"
 #include "widened_text.h"
 
-#include "../diskgroup/reservation.h"
+#include "../diskgroup/reservation_arbitrate.h"
+#include "../diskgroup/reservation_release.h"
+#include "../diskgroup/reservation_status.h"
+#include "../diskgroup/reservation_stop.h"
 
 using farlo::guarded;
 using farlo::WidenedGroupName;

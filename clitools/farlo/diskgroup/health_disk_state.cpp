@@ -1,4 +1,4 @@
-#include "health.h"
+#include "health_disk_state.h"
 
 #include "connection.h"
 #include "database.h"

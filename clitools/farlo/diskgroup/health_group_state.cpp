@@ -1,4 +1,4 @@
-#include "health.h"
+#include "health_group_state.h"
 
 #include "caller_string.h"
 #include "connection.h"

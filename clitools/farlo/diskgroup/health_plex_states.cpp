@@ -1,4 +1,4 @@
-#include "health.h"
+#include "health_plex_states.h"
 
 #include "connection.h"
 #include "database.h"

@@ -1,4 +1,4 @@
-#include "reservation.h"
+#include "reservation_release.h"
 
 #include "caller_string.h"
 #include "dmcontrol.h"

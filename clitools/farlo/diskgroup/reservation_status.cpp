@@ -1,4 +1,4 @@
-#include "reservation.h"
+#include "reservation_status.h"
 
 #include "caller_string.h"
 #include "dmcontrol.h"
@@ -8,6 +8,7 @@
 #include "ngc_setting.h"
 #include "reservation_lock.h"
 #include "reservation_record.h"
+#include "reservation_status_ngc.h"
 #include "status.h"
 #include "trace_log.h"
 

@@ -1,4 +1,4 @@
-#include "reservation.h"
+#include "reservation_status_ngc.h"
 
 #include "caller_string.h"
 #include "connection.h"

@@ -1,4 +1,4 @@
-#include "reservation.h"
+#include "reservation_stop.h"
 
 #include "caller_string.h"
 #include "connection.h"

@@ -1,4 +1,4 @@
-#include "vmms_folder.h"
+#include "vmms_check.h"
 
 #include "farlo.h"
 #include "hresult.h"

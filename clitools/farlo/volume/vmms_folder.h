@@ -6,9 +6,7 @@
 
 namespace farlo {
 
-// farlo.h, CheckOSVersionAndReg, DeleteVMMSFolder. Reparse points are neither
-// entered nor removed.
-[[nodiscard]] std::uint32_t CheckOSVersionAndReg();
+// farlo.h, DeleteVMMSFolder. Reparse points are neither entered nor removed.
 [[nodiscard]] std::uint32_t DeleteVMMSFolder(const wchar_t* folder);
 
 }  // namespace farlo
