@@ -1,5 +1,5 @@
 // GetDgProperties, and the contents of a volume's record.
-#include "record_test.h"
+#include "record_fixture.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "record_test.h"
+#include "record_fixture.h"
 
 #include <cstring>
 

@@ -1,6 +1,6 @@
 // GetDgVolProperties, and the contents of the light form of a volume's record.
 #include "fake_mount_manager.h"
-#include "record_test.h"
+#include "record_fixture.h"
 
 #include <algorithm>
 

@@ -1,5 +1,5 @@
 // GetDgDiskProperties.
-#include "record_test.h"
+#include "record_fixture.h"
 
 namespace {
 

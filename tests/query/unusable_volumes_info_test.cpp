@@ -1,6 +1,6 @@
 // GetUnusableVolumesInfo.
 #include "fake_mount_manager.h"
-#include "record_test.h"
+#include "record_fixture.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // GetDgVolumeProperties.
-#include "record_test.h"
+#include "record_fixture.h"
 
 namespace {
 
