@@ -2,8 +2,8 @@
 // bare device request, of the embedded storage against bare bus calls, and against
 // a process of its own for each question.
 #include "bare_health.h"
-#include "control_device.h"
-#include "driver_service.h"
+#include "dmcontrol/control_device.h"
+#include "drivers/driver_service.h"
 #include "library.h"
 
 #include <cstdio>

@@ -3,7 +3,7 @@
 
 #include "farlo.h"
 #include "harness.h"
-#include "lab_bus.h"
+#include "ztbus3/lab_bus.h"
 
 #include <windows.h>
 

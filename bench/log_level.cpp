@@ -1,6 +1,6 @@
 #include "log_level.h"
 
-#include "private_registry.h"
+#include "support/private_registry.h"
 
 namespace bench {
 

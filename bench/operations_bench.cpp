@@ -1,9 +1,9 @@
 // Operations over the embedded storage against the same bus calls written by
 // hand: what the library adds to them, at 10, 1,000 and 10,000 disk groups.
 #include "bare_calls.h"
-#include "heap_watch.h"
-#include "kernel_handles.h"
 #include "library.h"
+#include "support/heap_watch.h"
+#include "support/kernel_handles.h"
 
 #include <cstdio>
 #include <string>

@@ -1,9 +1,9 @@
 // The cost of a log line: suppressed, and written.
 #include "bare_log.h"
+#include "core/trace_log.h"
 #include "harness.h"
 #include "log_level.h"
 #include "spdlog_probe.h"
-#include "trace_log.h"
 
 #include <windows.h>
 

@@ -2,11 +2,11 @@
 // calls: bringing one online, finding one by any of its names, and gathering the
 // folders in which each is mounted.
 #include "bare_volumes.h"
-#include "find_volume.h"
+#include "core/trace_log.h"
 #include "library.h"
 #include "log_level.h"
-#include "mount_points.h"
-#include "trace_log.h"
+#include "volume/find_volume.h"
+#include "volume/mount_points.h"
 
 #include <cwchar>
 #include <new>

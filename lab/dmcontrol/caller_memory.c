@@ -1,6 +1,6 @@
 /* Wine runs drivers in a separate process, where a program's addresses are not valid,
  * and has no MmCopyVirtualMemory. Calls of ntdll copy the memory instead. */
-#include "caller_memory.h"
+#include "dmcontrol/caller_memory.h"
 
 enum {
     process_vm_operation = 0x0008,

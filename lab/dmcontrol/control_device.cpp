@@ -1,4 +1,4 @@
-#include "control_device.h"
+#include "dmcontrol/control_device.h"
 
 #include <winternl.h>
 

@@ -1,7 +1,7 @@
 // Access to dmcontrol.sys for the lab: sends it its state and collects its events.
 #pragma once
 
-#include "lab_dmcontrol.h"
+#include "dmcontrol/lab_dmcontrol.h"
 
 #include <windows.h>
 

@@ -1,9 +1,9 @@
 /* dmcontrol.sys: the volume manager's control devices. */
-#include "irp.h"
-#include "lab_dmcontrol.h"
-#include "planned_answers.h"
-#include "requests.h"
-#include "state.h"
+#include "dmcontrol/lab_dmcontrol.h"
+#include "dmcontrol/planned_answers.h"
+#include "dmcontrol/requests.h"
+#include "dmcontrol/state.h"
+#include "drivers/irp.h"
 
 #define DEVICE_FOLDER L"\\Device\\DmControl"
 

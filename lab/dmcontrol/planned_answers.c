@@ -1,4 +1,4 @@
-#include "planned_answers.h"
+#include "dmcontrol/planned_answers.h"
 
 static FAST_MUTEX lock;
 static lab_dm_answer answers[] = {{.code = DM_INFO_GET_RESERVATION},

@@ -3,7 +3,7 @@
 #ifndef PLANNED_ANSWERS_H
 #define PLANNED_ANSWERS_H
 
-#include "lab_dmcontrol.h"
+#include "dmcontrol/lab_dmcontrol.h"
 
 #include <ntddk.h>
 

@@ -1,9 +1,9 @@
-#include "requests.h"
+#include "dmcontrol/requests.h"
 
-#include "caller_memory.h"
-#include "lab_dmcontrol.h"
-#include "planned_answers.h"
-#include "state.h"
+#include "dmcontrol/caller_memory.h"
+#include "dmcontrol/lab_dmcontrol.h"
+#include "dmcontrol/planned_answers.h"
+#include "dmcontrol/state.h"
 
 static BOOLEAN is_zero(const uint8_t* bytes, SIZE_T size) {
     for (SIZE_T i = 0; i < size; ++i) {

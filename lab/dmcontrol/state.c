@@ -1,4 +1,4 @@
-#include "state.h"
+#include "dmcontrol/state.h"
 
 enum { bucket_count = 1024, pool_tag = 0x43446D4C /* "LmDC" */ };
 

@@ -3,7 +3,7 @@
 #ifndef STATE_H
 #define STATE_H
 
-#include "lab_dmcontrol.h"
+#include "dmcontrol/lab_dmcontrol.h"
 
 #include <ntddk.h>
 

@@ -1,6 +1,6 @@
-#include "driver_service.h"
+#include "drivers/driver_service.h"
 
-#include "locks.h"
+#include "store/locks.h"
 
 #include <windows.h>
 

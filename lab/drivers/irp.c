@@ -1,4 +1,4 @@
-#include "irp.h"
+#include "drivers/irp.h"
 
 NTSTATUS complete_irp(IRP* irp, NTSTATUS status, ULONG size) {
     irp->IoStatus.Status = status;

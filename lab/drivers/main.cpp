@@ -1,5 +1,5 @@
 // labdriver: loads and unloads the lab's drivers.
-#include "driver_service.h"
+#include "drivers/driver_service.h"
 
 #include <windows.h>
 

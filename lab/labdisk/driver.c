@@ -1,7 +1,7 @@
 /* labdisk.sys: a device for each of the lab's disks. */
-#include "irp.h"
-#include "lab_disks.h"
-#include "layout.h"
+#include "drivers/irp.h"
+#include "labdisk/lab_disks.h"
+#include "labdisk/layout.h"
 
 #define DEVICE(name) L"\\Device\\" name
 #define LINK(name) L"\\DosDevices\\" name

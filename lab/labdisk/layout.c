@@ -1,4 +1,4 @@
-#include "layout.h"
+#include "labdisk/layout.h"
 
 enum {
     megabyte = 1 << 20,

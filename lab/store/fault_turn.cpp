@@ -1,4 +1,4 @@
-#include "fault_turn.h"
+#include "store/fault_turn.h"
 
 #include <cstdlib>
 

@@ -1,7 +1,7 @@
 // The part of a fault plan's rules that the bus and the service process share.
 #pragma once
 
-#include "scenario_members.h"
+#include "store/scenario_members.h"
 #include "ztbus3.h"
 
 #include <cstdint>

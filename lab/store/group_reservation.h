@@ -2,7 +2,7 @@
 // node holds the reservation.
 #pragma once
 
-#include "model.h"
+#include "store/model.h"
 
 #include <string>
 

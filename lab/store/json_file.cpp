@@ -1,6 +1,6 @@
-#include "json_file.h"
+#include "store/json_file.h"
 
-#include "text.h"
+#include "store/text.h"
 
 #include <cerrno>
 #include <cstdio>

@@ -1,7 +1,7 @@
 // JSON files that people write: scenarios and fault plans.
 #pragma once
 
-#include "scenario_json.h"
+#include "store/scenario_json.h"
 
 #include <functional>
 #include <string>

@@ -1,4 +1,4 @@
-#include "methods.h"
+#include "store/methods.h"
 
 #include <span>
 

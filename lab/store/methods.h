@@ -2,8 +2,8 @@
 // status; it never fakes success.
 #pragma once
 
-#include "model.h"
-#include "text.h"
+#include "store/model.h"
+#include "store/text.h"
 #include "ztservice.h"
 
 #include <string>

@@ -1,6 +1,6 @@
 // Settings of the cluster, stored as properties of the target.
-#include "methods.h"
-#include "service_status.h"
+#include "store/methods.h"
+#include "store/service_status.h"
 
 namespace lab {
 namespace {

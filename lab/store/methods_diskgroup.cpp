@@ -1,6 +1,6 @@
 // Import, deport and identifiers of disk groups, and the disk rescan.
-#include "methods.h"
-#include "service_status.h"
+#include "store/methods.h"
+#include "store/service_status.h"
 
 namespace lab {
 namespace {

@@ -1,7 +1,7 @@
 // The number of a disk group's disks that work.
-#include "disk_state_bits.h"
-#include "methods.h"
-#include "service_status.h"
+#include "store/disk_state_bits.h"
+#include "store/methods.h"
+#include "store/service_status.h"
 
 namespace lab {
 

@@ -1,6 +1,6 @@
 // Drive letters of volumes, and the folders in which they are mounted.
-#include "methods.h"
-#include "service_status.h"
+#include "store/methods.h"
+#include "store/service_status.h"
 
 namespace lab {
 

@@ -1,7 +1,7 @@
 // Start, stop and state of the cluster volume manager on this node. The misc
 // object has its role and failure, and how long starts and stops take.
-#include "methods.h"
-#include "service_status.h"
+#include "store/methods.h"
+#include "store/service_status.h"
 
 namespace lab {
 namespace {

@@ -1,7 +1,7 @@
 // Reservations of disk groups, and the arbitration for them.
-#include "group_reservation.h"
-#include "methods.h"
-#include "service_status.h"
+#include "store/group_reservation.h"
+#include "store/methods.h"
+#include "store/service_status.h"
 
 namespace lab {
 namespace {

@@ -1,7 +1,7 @@
 // Online and offline of volumes.
-#include "methods.h"
-#include "service_status.h"
-#include "volume_state_bits.h"
+#include "store/methods.h"
+#include "store/service_status.h"
+#include "store/volume_state_bits.h"
 
 namespace lab {
 namespace {

@@ -1,6 +1,6 @@
-#include "model.h"
+#include "store/model.h"
 
-#include "text.h"
+#include "store/text.h"
 
 #include <windows.h>
 

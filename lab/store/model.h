@@ -1,8 +1,8 @@
 // The service's objects: typed, with properties, parents and children.
 #pragma once
 
-#include "node_transition.h"
-#include "value.h"
+#include "store/node_transition.h"
+#include "store/value.h"
 
 #include <cstring>
 #include <map>

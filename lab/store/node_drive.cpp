@@ -1,7 +1,7 @@
-#include "node_drive.h"
+#include "store/node_drive.h"
 
-#include "locks.h"
-#include "text.h"
+#include "store/locks.h"
+#include "store/text.h"
 
 #include <windows.h>
 

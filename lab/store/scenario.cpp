@@ -1,11 +1,11 @@
-#include "scenario.h"
+#include "store/scenario.h"
 
-#include "group_reservation.h"
-#include "json_file.h"
-#include "node_drive.h"
-#include "scenario_members.h"
-#include "scenario_values.h"
-#include "text.h"
+#include "store/group_reservation.h"
+#include "store/json_file.h"
+#include "store/node_drive.h"
+#include "store/scenario_members.h"
+#include "store/scenario_values.h"
+#include "store/text.h"
 #include "ztservice.h"
 
 #include <functional>

@@ -1,8 +1,8 @@
 // Scenarios: storage layouts in JSON (format: lab/scenarios/README.md).
 #pragma once
 
-#include "model.h"
-#include "scenario_json.h"
+#include "store/model.h"
+#include "store/scenario_json.h"
 
 #include <string>
 #include <string_view>

@@ -1,4 +1,4 @@
-#include "scenario_json.h"
+#include "store/scenario_json.h"
 
 #include <nlohmann/json.hpp>
 

@@ -1,4 +1,4 @@
-#include "scenario_members.h"
+#include "store/scenario_members.h"
 
 #include <cstdint>
 

@@ -1,7 +1,7 @@
 // The members of a JSON object in a scenario or fault plan.
 #pragma once
 
-#include "scenario_json.h"
+#include "store/scenario_json.h"
 
 #include <cstdint>
 #include <map>

@@ -1,7 +1,7 @@
-#include "scenario_values.h"
+#include "store/scenario_values.h"
 
-#include "scenario_members.h"
-#include "text.h"
+#include "store/scenario_members.h"
+#include "store/text.h"
 
 #include <cstdint>
 #include <cstdio>

@@ -1,8 +1,8 @@
 // Values of any type in a scenario: {"type": "UINT32", "value": 5}.
 #pragma once
 
-#include "model.h"
-#include "scenario_json.h"
+#include "store/model.h"
+#include "store/scenario_json.h"
 
 #include <string>
 

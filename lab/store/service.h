@@ -2,7 +2,7 @@
 // this process and by the connection to the service process.
 #pragma once
 
-#include "value.h"
+#include "store/value.h"
 
 #include <cstdint>
 #include <functional>

@@ -1,7 +1,7 @@
-#include "store.h"
+#include "store/store.h"
 
-#include "methods.h"
-#include "text.h"
+#include "store/methods.h"
+#include "store/text.h"
 
 #include <cstdio>
 

@@ -1,9 +1,9 @@
 // The lab's storage as a service: a model with a lock, which raises alerts.
 #pragma once
 
-#include "locks.h"
-#include "model.h"
-#include "service.h"
+#include "store/locks.h"
+#include "store/model.h"
+#include "store/service.h"
 
 #include <string>
 #include <vector>

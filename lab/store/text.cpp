@@ -1,4 +1,4 @@
-#include "text.h"
+#include "store/text.h"
 
 #include <windows.h>
 

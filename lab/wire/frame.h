@@ -6,7 +6,7 @@
 // the connection must then be closed.
 #pragma once
 
-#include "value.h"
+#include "store/value.h"
 
 #include <cstdint>
 #include <stdexcept>

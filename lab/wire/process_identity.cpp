@@ -1,4 +1,4 @@
-#include "process_identity.h"
+#include "wire/process_identity.h"
 
 namespace lab {
 namespace {

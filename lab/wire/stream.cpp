@@ -1,4 +1,4 @@
-#include "stream.h"
+#include "wire/stream.h"
 
 #include <algorithm>
 #include <cstring>

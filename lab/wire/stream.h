@@ -1,8 +1,8 @@
 // A TCP stream that carries frames.
 #pragma once
 
-#include "frame.h"
-#include "locks.h"
+#include "store/locks.h"
+#include "wire/frame.h"
 
 #include <winsock2.h>
 

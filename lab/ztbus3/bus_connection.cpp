@@ -1,8 +1,8 @@
-#include "bus_connection.h"
+#include "ztbus3/bus_connection.h"
 
-#include "live.h"
-#include "remote_service.h"
-#include "scenario.h"
+#include "store/scenario.h"
+#include "ztbus3/live.h"
+#include "ztbus3/remote_service.h"
 
 #include <cstdint>
 #include <cstdio>

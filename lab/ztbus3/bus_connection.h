@@ -1,8 +1,8 @@
 // The connections of this process, and the service embedded in it.
 #pragma once
 
-#include "lab_bus.h"
-#include "store.h"
+#include "store/store.h"
+#include "ztbus3/lab_bus.h"
 
 #include <atomic>
 #include <memory>

@@ -1,10 +1,10 @@
-#include "fault_plan.h"
+#include "ztbus3/fault_plan.h"
 
-#include "fault_turn.h"
-#include "lab_bus.h"
-#include "locks.h"
-#include "marshal.h"
-#include "report_error.h"
+#include "store/fault_turn.h"
+#include "store/locks.h"
+#include "ztbus3/lab_bus.h"
+#include "ztbus3/marshal.h"
+#include "ztbus3/report_error.h"
 
 #include <atomic>
 #include <vector>

@@ -1,10 +1,10 @@
 // Faults to inject into calls (lab_bus.h, LabSetFaultPlan).
 #pragma once
 
-#include "bus_status.h"
-#include "function.h"
-#include "value.h"
+#include "store/value.h"
 #include "ztbus3.h"
+#include "ztbus3/bus_status.h"
+#include "ztbus3/function.h"
 
 #include <cstdint>
 #include <string>

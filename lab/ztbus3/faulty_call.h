@@ -1,11 +1,11 @@
 // Calls that stay in this process, with faults of the fault plan.
 #pragma once
 
-#include "bus_connection.h"
-#include "bus_status.h"
-#include "fault_plan.h"
-#include "function.h"
-#include "recorder.h"
+#include "ztbus3/bus_connection.h"
+#include "ztbus3/bus_status.h"
+#include "ztbus3/fault_plan.h"
+#include "ztbus3/function.h"
+#include "ztbus3/recorder.h"
 
 #include <new>
 

@@ -1,6 +1,6 @@
-#include "function.h"
+#include "ztbus3/function.h"
 
-#include "lab_bus.h"
+#include "ztbus3/lab_bus.h"
 
 #include <atomic>
 #include <cstring>

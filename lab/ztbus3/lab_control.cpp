@@ -1,9 +1,9 @@
 // Scenarios and counters of this process (lab_bus.h).
-#include "bus_connection.h"
-#include "lab_bus.h"
-#include "live.h"
-#include "report_error.h"
-#include "scenario.h"
+#include "store/scenario.h"
+#include "ztbus3/bus_connection.h"
+#include "ztbus3/lab_bus.h"
+#include "ztbus3/live.h"
+#include "ztbus3/report_error.h"
 
 #include <stdexcept>
 

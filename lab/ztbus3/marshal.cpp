@@ -1,7 +1,7 @@
-#include "marshal.h"
+#include "ztbus3/marshal.h"
 
-#include "live.h"
-#include "propset.h"
+#include "ztbus3/live.h"
+#include "ztbus3/propset.h"
 
 #include <cstdlib>
 #include <cstring>

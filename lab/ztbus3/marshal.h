@@ -1,7 +1,7 @@
 // Converts between the lab's values and the records of the bus's C interface.
 #pragma once
 
-#include "value.h"
+#include "store/value.h"
 #include "ztbus3.h"
 
 #include <string>

@@ -1,12 +1,12 @@
 // The functions of the bus that call the service: objects, database, methods.
-#include "bus_connection.h"
-#include "bus_status.h"
-#include "fault_plan.h"
-#include "function.h"
-#include "live.h"
-#include "marshal.h"
-#include "propset.h"
-#include "recorder.h"
+#include "ztbus3/bus_connection.h"
+#include "ztbus3/bus_status.h"
+#include "ztbus3/fault_plan.h"
+#include "ztbus3/function.h"
+#include "ztbus3/live.h"
+#include "ztbus3/marshal.h"
+#include "ztbus3/propset.h"
+#include "ztbus3/recorder.h"
 
 #include <cstdlib>
 #include <cstring>

@@ -1,4 +1,4 @@
-#include "process_watch.h"
+#include "ztbus3/process_watch.h"
 
 namespace lab {
 

@@ -1,8 +1,8 @@
 // The bus's property sets: Ps functions.
-#include "faulty_call.h"
-#include "live.h"
-#include "marshal.h"
-#include "propset.h"
+#include "ztbus3/faulty_call.h"
+#include "ztbus3/live.h"
+#include "ztbus3/marshal.h"
+#include "ztbus3/propset.h"
 
 #include <algorithm>
 #include <atomic>

@@ -1,7 +1,7 @@
 // The record that an opal_propset points to.
 #pragma once
 
-#include "value.h"
+#include "store/value.h"
 #include "ztbus3.h"
 
 struct opal_propset_s {

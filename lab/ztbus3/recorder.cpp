@@ -1,10 +1,10 @@
-#include "recorder.h"
+#include "ztbus3/recorder.h"
 
-#include "bus_connection.h"
-#include "lab_bus.h"
-#include "locks.h"
-#include "marshal.h"
-#include "propset.h"
+#include "store/locks.h"
+#include "ztbus3/bus_connection.h"
+#include "ztbus3/lab_bus.h"
+#include "ztbus3/marshal.h"
+#include "ztbus3/propset.h"
 
 #include <atomic>
 #include <cstdio>

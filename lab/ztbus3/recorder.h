@@ -1,8 +1,8 @@
 // The recorder of calls (lab_bus.h, LabRecorderStart).
 #pragma once
 
-#include "function.h"
-#include "value.h"
+#include "store/value.h"
+#include "ztbus3/function.h"
 
 #include <string>
 

@@ -1,6 +1,6 @@
 // The end of a process that used a released connection handle (lab_bus.h,
 // LabEndReleasedUse).
-#include "lab_bus.h"
+#include "ztbus3/lab_bus.h"
 
 #include <windows.h>
 

@@ -1,8 +1,8 @@
-#include "remote_service.h"
+#include "ztbus3/remote_service.h"
 
-#include "process_identity.h"
-#include "process_watch.h"
-#include "stream.h"
+#include "wire/process_identity.h"
+#include "wire/stream.h"
+#include "ztbus3/process_watch.h"
 
 #include <cstdlib>
 #include <cstring>

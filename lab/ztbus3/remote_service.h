@@ -1,7 +1,7 @@
 // A connection to the storage service in another process.
 #pragma once
 
-#include "service.h"
+#include "store/service.h"
 
 #include <functional>
 #include <memory>

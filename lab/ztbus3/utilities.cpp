@@ -1,9 +1,9 @@
 // The bus's alerts, messages and utilities.
-#include "faulty_call.h"
-#include "live.h"
-#include "locks.h"
-#include "text.h"
-#include "value.h"
+#include "store/locks.h"
+#include "store/text.h"
+#include "store/value.h"
+#include "ztbus3/faulty_call.h"
+#include "ztbus3/live.h"
 
 #include <cctype>
 #include <cstdarg>

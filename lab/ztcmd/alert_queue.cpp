@@ -1,7 +1,7 @@
-#include "alert_queue.h"
+#include "ztcmd/alert_queue.h"
 
-#include "locks.h"
-#include "session.h"
+#include "store/locks.h"
+#include "ztcmd/session.h"
 
 #include <deque>
 

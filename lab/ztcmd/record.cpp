@@ -1,7 +1,7 @@
-#include "record.h"
+#include "ztcmd/record.h"
 
-#include "lab_bus.h"
-#include "locks.h"
+#include "store/locks.h"
+#include "ztbus3/lab_bus.h"
 
 #include <atomic>
 #include <bitset>

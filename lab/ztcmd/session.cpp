@@ -1,8 +1,8 @@
-#include "session.h"
+#include "ztcmd/session.h"
 
-#include "alert_queue.h"
-#include "locks.h"
-#include "record.h"
+#include "store/locks.h"
+#include "ztcmd/alert_queue.h"
+#include "ztcmd/record.h"
 
 #include <algorithm>
 

@@ -1,7 +1,7 @@
 // A connection handle of the command library with its connection and handler.
 #pragma once
 
-#include "lab_bus.h"
+#include "ztbus3/lab_bus.h"
 #include "ztcmd.h"
 
 #include <memory>

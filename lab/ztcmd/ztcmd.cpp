@@ -1,9 +1,9 @@
 // The exports of the command library, and those that the lab adds.
-#include "alert_queue.h"
-#include "lab_cmd.h"
-#include "locks.h"
-#include "record.h"
-#include "session.h"
+#include "store/locks.h"
+#include "ztcmd/alert_queue.h"
+#include "ztcmd/lab_cmd.h"
+#include "ztcmd/record.h"
+#include "ztcmd/session.h"
 
 #include <atomic>
 #include <cstdint>

@@ -1,6 +1,6 @@
-#include "client.h"
+#include "ztsvc/client.h"
 
-#include "process_identity.h"
+#include "wire/process_identity.h"
 
 #include <cstdio>
 

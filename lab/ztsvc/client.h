@@ -1,10 +1,10 @@
 // One client of the service: its connection and the requests on it.
 #pragma once
 
-#include "faults.h"
-#include "kernel_feed.h"
-#include "store.h"
-#include "stream.h"
+#include "store/store.h"
+#include "wire/stream.h"
+#include "ztsvc/faults.h"
+#include "ztsvc/kernel_feed.h"
 
 #include <memory>
 

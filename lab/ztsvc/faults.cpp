@@ -1,6 +1,6 @@
-#include "faults.h"
+#include "ztsvc/faults.h"
 
-#include "json_file.h"
+#include "store/json_file.h"
 
 #include <algorithm>
 #include <iterator>

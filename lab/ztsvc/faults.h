@@ -14,9 +14,9 @@
 // answer. If several rules apply to a request, the first one is used.
 #pragma once
 
-#include "fault_turn.h"
-#include "frame.h"
-#include "locks.h"
+#include "store/fault_turn.h"
+#include "store/locks.h"
+#include "wire/frame.h"
 
 #include <cstdint>
 #include <optional>

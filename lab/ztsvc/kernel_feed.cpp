@@ -1,8 +1,8 @@
-#include "kernel_feed.h"
+#include "ztsvc/kernel_feed.h"
 
-#include "group_reservation.h"
-#include "text.h"
-#include "volume_state_bits.h"
+#include "store/group_reservation.h"
+#include "store/text.h"
+#include "store/volume_state_bits.h"
 #include "ztservice.h"
 
 #include <cstdio>

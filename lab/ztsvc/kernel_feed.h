@@ -3,9 +3,9 @@
 // driver is not loaded.
 #pragma once
 
-#include "control_device.h"
-#include "locks.h"
-#include "store.h"
+#include "dmcontrol/control_device.h"
+#include "store/locks.h"
+#include "store/store.h"
 
 namespace lab {
 

@@ -1,9 +1,9 @@
 // ztsvc: the lab's storage service, on a loopback port.
-#include "driver_service.h"
-#include "kernel_feed.h"
-#include "scenario.h"
-#include "server.h"
-#include "text.h"
+#include "drivers/driver_service.h"
+#include "store/scenario.h"
+#include "store/text.h"
+#include "ztsvc/kernel_feed.h"
+#include "ztsvc/server.h"
 
 #include <CLI/CLI.hpp>
 

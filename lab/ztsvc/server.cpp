@@ -1,4 +1,4 @@
-#include "server.h"
+#include "ztsvc/server.h"
 
 #include <cstdio>
 #include <stdexcept>

@@ -1,7 +1,7 @@
 // Listens on the loopback interface and serves each client on its own thread.
 #pragma once
 
-#include "client.h"
+#include "ztsvc/client.h"
 
 #include <list>
 #include <memory>

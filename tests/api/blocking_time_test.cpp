@@ -1,7 +1,7 @@
 // The longest time that each function may block, as farlo.h states it: the sum of
 // the library's own pauses in the situation that has most of them. What the
 // service, a driver or a file takes comes on top of it.
-#include "farlo_test.h"
+#include "support/farlo_test.h"
 
 #include <winternl.h>
 
@@ -436,7 +436,7 @@ TEST_F(BlockingTime, MeasuresEveryFunction) {
     }
     std::set<std::string> exported = {
 #define SAME(name) #name,
-#include "exports.inc"
+#include "api/exports.inc"
 #undef SAME
     };
     std::erase_if(exported, [&](const std::string& export_name) {

@@ -59,7 +59,7 @@ class FarloImage : public testing::Test {
 TEST_F(FarloImage, ExportsThePlainNamesAndNoOther) {
     const std::set<std::string> wanted = {
 #define SAME(name) #name,
-#include "exports.inc"
+#include "api/exports.inc"
 #undef SAME
     };
     EXPECT_EQ(exported_names(), wanted);

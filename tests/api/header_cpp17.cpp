@@ -5,4 +5,4 @@
 
 #define SAME(name)                                                                                 \
     static_assert(std::is_same_v<name##_fn, decltype(&(name))>, #name "_fn is not its type");
-#include "exports.inc"
+#include "api/exports.inc"

@@ -1,8 +1,7 @@
 // The places that repeat what is written elsewhere: the index and the version of farlo.h,
 // and the sample of README.md.
 #include "farlo.h"
-
-#include "../service/process.h"
+#include "service/process.h"
 
 #include <gtest/gtest.h>
 
@@ -60,7 +59,7 @@ TEST(HeaderIndex, NamesEachFunctionOnce) {
     const std::string header = project_file(L"clitools/farlo/api/farlo.h");
     const std::multiset<std::string> exported = {
 #define SAME(name) #name,
-#include "exports.inc"
+#include "api/exports.inc"
 #undef SAME
     };
     EXPECT_EQ(names_of_index(between(header, "FUNCTIONS BY TASK", "\n * The functions are")),

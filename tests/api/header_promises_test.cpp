@@ -1,6 +1,6 @@
 // Statements of farlo.h about strings, sizes, group types and single functions that
 // no test of an operation proves.
-#include "farlo_test.h"
+#include "support/farlo_test.h"
 
 #include <clocale>
 #include <cstring>

@@ -1,6 +1,6 @@
 // Strings that do not fit the library's own buffers: the wide forms refuse them in one line
 // that names the export and the argument. The narrow forms' own: narrow_names_test.cpp.
-#include "farlo_test.h"
+#include "support/farlo_test.h"
 
 namespace {
 

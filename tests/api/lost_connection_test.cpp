@@ -1,6 +1,6 @@
 // What each function returns when its connection drops during the call, as farlo.h
 // states it: most return 20, some do not notice.
-#include "farlo_test.h"
+#include "support/farlo_test.h"
 
 #include <utility>
 

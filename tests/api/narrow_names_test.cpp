@@ -1,6 +1,6 @@
 // The buffers of the narrow forms: what is just taken, and what is refused, in one line that
 // names the export and the argument.
-#include "farlo_test.h"
+#include "support/farlo_test.h"
 
 #include <cstdarg>
 #include <cstring>

@@ -1,6 +1,6 @@
 // The functions of farlo.h that read records.
 #include "farlo.h"
-#include "guarded_buffer.h"
+#include "support/guarded_buffer.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // The narrow forms of the record functions: the longest names, names that are not ASCII, and NULL.
-#include "record_fixture.h"
+#include "query/record_fixture.h"
 
 namespace {
 

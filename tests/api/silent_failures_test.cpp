@@ -1,6 +1,6 @@
 // The failures that leave no line in a trace log of the default level, as
 // docs/reliability.md lists them.
-#include "farlo_test.h"
+#include "support/farlo_test.h"
 
 namespace {
 

@@ -1,8 +1,7 @@
-#include "object.h"
-
-#include "database.h"
-#include "interposer.h"
-#include "traces.h"
+#include "bus/database.h"
+#include "bus/object.h"
+#include "bus/traces.h"
+#include "support/interposer.h"
 
 #include <cstring>
 

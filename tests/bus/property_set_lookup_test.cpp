@@ -1,9 +1,8 @@
 // How properties are found and read: order of the calls, statuses, what becomes
 // of the caller's value.
-#include "property_set.h"
-
-#include "interposer.h"
-#include "traces.h"
+#include "bus/property_set.h"
+#include "bus/traces.h"
+#include "support/interposer.h"
 
 #include <cstring>
 #include <utility>

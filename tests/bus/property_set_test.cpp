@@ -1,6 +1,5 @@
-#include "property_set.h"
-
-#include "traces.h"
+#include "bus/property_set.h"
+#include "bus/traces.h"
 
 #include <cstring>
 #include <tuple>

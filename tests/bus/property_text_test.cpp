@@ -1,7 +1,6 @@
-#include "property_set.h"
-
-#include "interposer.h"
-#include "traces.h"
+#include "bus/property_set.h"
+#include "bus/traces.h"
+#include "support/interposer.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "status.h"
+#include "bus/status.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // What the class layer traced.
 #pragma once
 
-#include "lab_bus.h"
+#include "ztbus3/lab_bus.h"
 
 #include <gtest/gtest.h>
 

@@ -1,11 +1,10 @@
 // Values that are not what their property says: each is traced as a value of
 // another type is, freed and refused. They are read from memory that ends where
 // the value does; the caller's value stays as it was.
-#include "property_set.h"
-
-#include "guarded_buffer.h"
-#include "interposer.h"
-#include "traces.h"
+#include "bus/property_set.h"
+#include "bus/traces.h"
+#include "support/guarded_buffer.h"
+#include "support/interposer.h"
 
 #include <cstring>
 #include <iterator>

@@ -1,5 +1,5 @@
 // Process attach and detach.
-#include "farlo_test.h"
+#include "support/farlo_test.h"
 
 #include <aclapi.h>
 #include <algorithm>

@@ -1,11 +1,10 @@
 // The provider runtime from its own sources: what its shutdown waits for, and in
 // which order it ends.
-#include "interposer.h"
-#include "method_descriptor.h"
-#include "provider.h"
-#include "virtual_clock.h"
-
-#include "../bus/traces.h"
+#include "bus/traces.h"
+#include "core/method_descriptor.h"
+#include "core/provider.h"
+#include "support/interposer.h"
+#include "support/virtual_clock.h"
 
 #include <gtest/gtest.h>
 

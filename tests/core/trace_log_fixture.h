@@ -1,7 +1,7 @@
 // The trace log, through exports that write a line and touch nothing else.
 #pragma once
 
-#include "farlo_test.h"
+#include "support/farlo_test.h"
 
 #include <fstream>
 

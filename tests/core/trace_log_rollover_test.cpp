@@ -1,5 +1,5 @@
 // The trace log's older generation.
-#include "trace_log_fixture.h"
+#include "core/trace_log_fixture.h"
 
 #include <io.h>
 

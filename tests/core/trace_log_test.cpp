@@ -1,5 +1,5 @@
 // Lines of the trace log: what is written, when, and what a failing call loses.
-#include "trace_log_fixture.h"
+#include "core/trace_log_fixture.h"
 
 #include <algorithm>
 #include <clocale>

@@ -1,5 +1,5 @@
 // Whose connection an operation uses: that of its handle, whichever was made last.
-#include "farlo_test.h"
+#include "support/farlo_test.h"
 
 #include <map>
 #include <set>

@@ -1,6 +1,6 @@
 // Making, remaking and giving back connections.
-#include "farlo_test.h"
-#include "strict_handles.h"
+#include "support/farlo_test.h"
+#include "support/strict_handles.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // RegisterForAlerts and what happens when alerts come.
-#include "farlo_test.h"
+#include "support/farlo_test.h"
 
 #include <atomic>
 #include <functional>

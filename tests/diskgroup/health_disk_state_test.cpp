@@ -1,7 +1,7 @@
 // GetDiskState.
-#include "bus_lines.h"
-#include "farlo_test.h"
-#include "fault_rules.h"
+#include "support/bus_lines.h"
+#include "support/farlo_test.h"
+#include "support/fault_rules.h"
 
 namespace {
 

@@ -1,9 +1,9 @@
 // GetDgState.
-#include "bus_lines.h"
-#include "farlo_test.h"
-#include "fault_rules.h"
-#include "journal_lines.h"
-#include "kernel_journal.h"
+#include "support/bus_lines.h"
+#include "support/farlo_test.h"
+#include "support/fault_rules.h"
+#include "support/journal_lines.h"
+#include "support/kernel_journal.h"
 
 namespace {
 

@@ -1,9 +1,9 @@
 // The info device: how it is opened, and which status each native status becomes. Tested
 // through ReleaseDgW, which retries FARLO_DEVICE_SHARING_VIOLATION and FARLO_DEVICE_FAILED only.
-#include "bus_lines.h"
-#include "farlo_test.h"
-#include "journal_lines.h"
-#include "kernel_journal.h"
+#include "support/bus_lines.h"
+#include "support/farlo_test.h"
+#include "support/journal_lines.h"
+#include "support/kernel_journal.h"
 
 #include <algorithm>
 

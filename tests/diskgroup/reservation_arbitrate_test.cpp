@@ -1,8 +1,8 @@
 // ArbitrateDg.
-#include "bus_lines.h"
-#include "farlo_test.h"
-#include "fault_rules.h"
-#include "method_results.h"
+#include "support/bus_lines.h"
+#include "support/farlo_test.h"
+#include "support/fault_rules.h"
+#include "support/method_results.h"
 
 namespace {
 

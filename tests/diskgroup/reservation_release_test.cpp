@@ -1,8 +1,8 @@
 // ReleaseDgW.
-#include "bus_lines.h"
-#include "farlo_test.h"
-#include "journal_lines.h"
-#include "kernel_journal.h"
+#include "support/bus_lines.h"
+#include "support/farlo_test.h"
+#include "support/journal_lines.h"
+#include "support/kernel_journal.h"
 
 namespace {
 

@@ -1,9 +1,9 @@
 // GetDgReservationStatus on a node whose driver knows the reservations, and the mutex that
 // guards the disk group's reservation thread.
-#include "bus_lines.h"
-#include "farlo_test.h"
-#include "journal_lines.h"
-#include "kernel_journal.h"
+#include "support/bus_lines.h"
+#include "support/farlo_test.h"
+#include "support/journal_lines.h"
+#include "support/kernel_journal.h"
 
 namespace {
 

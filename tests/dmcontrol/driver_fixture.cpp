@@ -1,6 +1,6 @@
-#include "driver_fixture.h"
+#include "dmcontrol/driver_fixture.h"
 
-#include "driver_service.h"
+#include "drivers/driver_service.h"
 
 namespace dm_tests {
 namespace {

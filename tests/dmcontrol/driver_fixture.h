@@ -1,7 +1,7 @@
 // Fixture of tests with the real driver, which stays loaded during the suite.
 #pragma once
 
-#include "control_device.h"
+#include "dmcontrol/control_device.h"
 
 #include <gtest/gtest.h>
 

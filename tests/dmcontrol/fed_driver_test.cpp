@@ -1,8 +1,8 @@
 // The driver with its service process, queried through the library.
-#include "../service/service_fixture.h"
-#include "control_device.h"
-#include "driver_service.h"
-#include "farlo_dll.h"
+#include "dmcontrol/control_device.h"
+#include "drivers/driver_service.h"
+#include "service/service_fixture.h"
+#include "support/farlo_dll.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // The lab's own requests: the driver's state and its events.
-#include "driver_fixture.h"
+#include "dmcontrol/driver_fixture.h"
 
 namespace {
 

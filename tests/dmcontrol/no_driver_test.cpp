@@ -1,8 +1,8 @@
 // The library on a node without the driver: the info device is opened for real.
-#include "control_device.h"
-#include "driver_fixture.h"
-#include "driver_service.h"
-#include "farlo_test.h"
+#include "dmcontrol/control_device.h"
+#include "dmcontrol/driver_fixture.h"
+#include "drivers/driver_service.h"
+#include "support/farlo_test.h"
 
 #include <ntstatus.h>
 #include <winternl.h>

@@ -1,5 +1,5 @@
 // The requests of dmcontrol.h, as programs send them.
-#include "driver_fixture.h"
+#include "dmcontrol/driver_fixture.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // Several agents work while their service is killed and restarted.
-#include "../service/service_fixture.h"
-#include "farlo_dll.h"
-#include "trace_lines.h"
+#include "service/service_fixture.h"
+#include "support/farlo_dll.h"
+#include "support/trace_lines.h"
 
 #include <cstdio>
 

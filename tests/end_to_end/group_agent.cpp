@@ -7,8 +7,8 @@
 // When the event NAME.stop is set, it deports the group, prints "rounds N,
 // reconnections N, alerts N" and exits with 0. It exits with 1 if a call fails for
 // another reason than a lost connection, or if no alert arrives on a connection.
-#include "../support/private_registry.h"
 #include "farlo.h"
+#include "support/private_registry.h"
 
 #include <windows.h>
 

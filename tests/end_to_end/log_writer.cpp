@@ -4,8 +4,8 @@
 //
 // Each line is the first of the two lines that a call with a NULL handle writes. It
 // contains process, thread and number and is WIDTH characters wide.
-#include "../support/private_registry.h"
 #include "farlo.h"
+#include "support/private_registry.h"
 
 #include <windows.h>
 

@@ -1,6 +1,6 @@
 // Many processes and threads write to one trace log while it rolls over.
-#include "farlo_dll.h"
-#include "trace_lines.h"
+#include "support/farlo_dll.h"
+#include "support/trace_lines.h"
 
 #include <gtest/gtest.h>
 

@@ -14,9 +14,9 @@
 //   waiting   while it waits for the node and holds the token only
 // At "at-mutex" it releases the semaphore and then waits for the mutex. With "-" it
 // stops nowhere.
-#include "../support/interposer.h"
-#include "../support/private_registry.h"
 #include "farlo.h"
+#include "support/interposer.h"
+#include "support/private_registry.h"
 #include "ztservice.h"
 
 #include <cstdio>

@@ -1,7 +1,7 @@
 // Agents in separate processes start the node: all at once, and after one of them was
 // killed during the start.
-#include "../service/service_fixture.h"
-#include "farlo_dll.h"
+#include "service/service_fixture.h"
+#include "support/farlo_dll.h"
 
 #include <gmock/gmock.h>
 

@@ -4,8 +4,8 @@
 //
 // It releases the semaphore NAME.ready once it is connected, then waits for the event
 // NAME.go. Exits with the status of the online.
-#include "../support/private_registry.h"
 #include "farlo.h"
+#include "support/private_registry.h"
 
 #include <windows.h>
 

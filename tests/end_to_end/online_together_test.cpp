@@ -1,7 +1,7 @@
 // Agents in separate processes bring volumes online at the same time. If the node does
 // not run, one of them starts it.
-#include "../service/service_fixture.h"
-#include "farlo_dll.h"
+#include "service/service_fixture.h"
+#include "support/farlo_dll.h"
 
 #include <gmock/gmock.h>
 

@@ -1,9 +1,9 @@
 // The reservation status while another process holds the group's lock, with the real
 // driver, service and processes.
-#include "../service/service_fixture.h"
-#include "control_device.h"
-#include "driver_service.h"
-#include "farlo_dll.h"
+#include "dmcontrol/control_device.h"
+#include "drivers/driver_service.h"
+#include "service/service_fixture.h"
+#include "support/farlo_dll.h"
 
 namespace {
 

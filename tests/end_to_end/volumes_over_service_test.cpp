@@ -1,7 +1,7 @@
 // Volumes over the service process: methods, and changes by one agent that another one
 // sees.
-#include "../service/service_fixture.h"
-#include "farlo_dll.h"
+#include "service/service_fixture.h"
+#include "support/farlo_dll.h"
 
 #include <filesystem>
 

@@ -2,8 +2,8 @@
 // fails if it leaves property sets, properties, blocks or connections behind.
 #pragma once
 
-#include "fault_members.h"
-#include "lab_bus.h"
+#include "support/fault_members.h"
+#include "ztbus3/lab_bus.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

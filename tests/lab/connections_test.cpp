@@ -1,5 +1,5 @@
 // Connections, alerts and scenarios of the embedded service.
-#include "bus_fixture.h"
+#include "lab/bus_fixture.h"
 
 #include <filesystem>
 

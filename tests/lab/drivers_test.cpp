@@ -1,8 +1,7 @@
 // Loading and unloading the lab's drivers, tested with the lab's disks.
-#include "driver_service.h"
-#include "lab_disks.h"
-
-#include "../service/process.h"
+#include "drivers/driver_service.h"
+#include "labdisk/lab_disks.h"
+#include "service/process.h"
 
 #include <gtest/gtest.h>
 

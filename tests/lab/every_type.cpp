@@ -1,4 +1,4 @@
-#include "every_type.h"
+#include "lab/every_type.h"
 
 #include <gtest/gtest.h>
 

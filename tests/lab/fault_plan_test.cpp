@@ -1,6 +1,6 @@
 // The bus's fault plan: the calls that a rule selects, and its effects.
-#include "bus_fixture.h"
-#include "every_type.h"
+#include "lab/bus_fixture.h"
+#include "lab/every_type.h"
 
 using namespace lab_tests;
 using testing::ElementsAre;

@@ -1,8 +1,8 @@
 // Identities read from the lab's disks: a real request to a real device.
-#include "bus_lines.h"
-#include "driver_service.h"
-#include "farlo_test.h"
-#include "lab_disks.h"
+#include "drivers/driver_service.h"
+#include "labdisk/lab_disks.h"
+#include "support/bus_lines.h"
+#include "support/farlo_test.h"
 
 #include <winioctl.h>
 

@@ -1,7 +1,7 @@
 // Records of the lab's own scenarios. Nothing is replaced: the lab's service executes the methods,
 // and drives, file systems and mount-point manager are those of the machine.
-#include "farlo_test.h"
-#include "record_image.h"
+#include "query/record_image.h"
+#include "support/farlo_test.h"
 
 namespace {
 

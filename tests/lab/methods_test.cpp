@@ -1,6 +1,6 @@
 // Methods on disk groups: import, deport, GUIDs and the disk rescan.
-#include "methods.h"
-#include "store_fixture.h"
+#include "lab/store_fixture.h"
+#include "store/methods.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;

@@ -1,6 +1,6 @@
 // Methods on drive letters and mount points.
-#include "methods.h"
-#include "store_fixture.h"
+#include "lab/store_fixture.h"
+#include "store/methods.h"
 
 using testing::IsEmpty;
 

@@ -1,6 +1,6 @@
 // Volumes of a scenario that are drives of the machine.
-#include "store_fixture.h"
-#include "text.h"
+#include "lab/store_fixture.h"
+#include "store/text.h"
 
 #include <windows.h>
 

@@ -1,6 +1,6 @@
 // Start, stop and state of the node, with a clock that the test sets.
-#include "methods.h"
-#include "store_fixture.h"
+#include "lab/store_fixture.h"
+#include "store/methods.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // Property sets: they return what clients store, for every type.
-#include "bus_fixture.h"
-#include "every_type.h"
+#include "lab/bus_fixture.h"
+#include "lab/every_type.h"
 
 using namespace lab_tests;
 using testing::ElementsAre;

@@ -1,6 +1,6 @@
 // Reservations, disk availability, cluster settings, and errors in scenarios.
-#include "methods.h"
-#include "store_fixture.h"
+#include "lab/store_fixture.h"
+#include "store/methods.h"
 
 namespace {
 

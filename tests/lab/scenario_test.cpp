@@ -1,5 +1,5 @@
 // Scenarios: the effect of each key, and the reports of errors.
-#include "store_fixture.h"
+#include "lab/store_fixture.h"
 
 #include <windows.h>
 

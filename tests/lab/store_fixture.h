@@ -1,9 +1,9 @@
 // A store built from a scenario, and helpers to query it.
 #pragma once
 
-#include "fault_members.h"
-#include "scenario.h"
-#include "store.h"
+#include "store/scenario.h"
+#include "store/store.h"
+#include "support/fault_members.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
 // Objects, relations and queries of the lab's storage.
-#include "store_fixture.h"
+#include "lab/store_fixture.h"
 
 #include <windows.h>
 

@@ -1,5 +1,5 @@
 // Alert names, messages, strings, memory, trace and the DLL's exports.
-#include "bus_fixture.h"
+#include "lab/bus_fixture.h"
 
 #include <set>
 

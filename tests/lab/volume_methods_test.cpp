@@ -1,6 +1,6 @@
 // Methods that bring volumes online and offline.
-#include "methods.h"
-#include "store_fixture.h"
+#include "lab/store_fixture.h"
+#include "store/methods.h"
 
 using testing::IsEmpty;
 

@@ -1,6 +1,6 @@
 // Pins every constant of ztservice.h, and the lab's own service statuses, to a number or string
 // written here by hand. Other tests use the names.
-#include "fault_members.h"
+#include "support/fault_members.h"
 
 #include <gtest/gtest.h>
 

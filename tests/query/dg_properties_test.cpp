@@ -1,5 +1,5 @@
 // GetDgProperties, and the contents of a volume's record.
-#include "record_fixture.h"
+#include "query/record_fixture.h"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
 // GetDgVolProperties, and the contents of the light form of a volume's record.
-#include "fake_mount_manager.h"
-#include "record_fixture.h"
+#include "query/fake_mount_manager.h"
+#include "query/record_fixture.h"
 
 #include <algorithm>
 

@@ -1,5 +1,5 @@
 // GetDgVolumeState.
-#include "record_fixture.h"
+#include "query/record_fixture.h"
 
 namespace {
 

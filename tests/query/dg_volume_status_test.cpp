@@ -1,6 +1,6 @@
 // GetDgVolumeStatus.
 #include "dmcontrol.h"
-#include "record_fixture.h"
+#include "query/record_fixture.h"
 
 #include <winternl.h>
 

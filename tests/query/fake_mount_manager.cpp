@@ -1,4 +1,4 @@
-#include "fake_mount_manager.h"
+#include "query/fake_mount_manager.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,7 +1,7 @@
 // Replaces the system's mount-point manager for the DLL.
 #pragma once
 
-#include "interposer.h"
+#include "support/interposer.h"
 
 #include <windows.h>
 

@@ -1,7 +1,7 @@
 // How the library reads responses of the mount-point manager. Tested through the drive letter in
 // the record of GetDgVolProperties.
-#include "fake_mount_manager.h"
-#include "record_fixture.h"
+#include "query/fake_mount_manager.h"
+#include "query/record_fixture.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "record_fixture.h"
+#include "query/record_fixture.h"
 
 #include <cstring>
 

@@ -1,10 +1,10 @@
 // The fixture of every test of a record.
 #pragma once
 
-#include "bus_lines.h"
-#include "farlo_test.h"
-#include "fault_rules.h"
-#include "record_image.h"
+#include "query/record_image.h"
+#include "support/bus_lines.h"
+#include "support/farlo_test.h"
+#include "support/fault_rules.h"
 
 #include <map>
 

@@ -2,7 +2,7 @@
 // buffer held before.
 #pragma once
 
-#include "guarded_buffer.h"
+#include "support/guarded_buffer.h"
 
 #include <cstdint>
 #include <cstring>

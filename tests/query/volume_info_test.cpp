@@ -1,6 +1,6 @@
 // GetVolumeInfo.
-#include "fake_mount_manager.h"
-#include "record_fixture.h"
+#include "query/fake_mount_manager.h"
+#include "query/record_fixture.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
-#include "loopback.h"
+#include "service/loopback.h"
 
-#include "stream.h"
+#include "wire/stream.h"
 
 #include <gtest/gtest.h>
 

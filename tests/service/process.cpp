@@ -1,4 +1,4 @@
-#include "process.h"
+#include "service/process.h"
 
 #include <gtest/gtest.h>
 

@@ -5,8 +5,8 @@
 // Prints the handle's address before, and the status that the use returned. Ends with 0 when
 // the use did not end it, with 1 when it could not be made.
 #include "farlo.h"
-#include "lab_bus.h"
-#include "session_calls.h"
+#include "service/session_calls.h"
+#include "ztbus3/lab_bus.h"
 
 #include <cstdint>
 #include <cstdio>

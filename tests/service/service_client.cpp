@@ -7,7 +7,7 @@
 //
 // It releases the semaphore NAME.ready once it is connected, then waits for the
 // event NAME.go. Exits with 0 on success.
-#include "session_calls.h"
+#include "service/session_calls.h"
 
 #include <cstdio>
 #include <cstdlib>

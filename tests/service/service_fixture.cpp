@@ -1,4 +1,4 @@
-#include "service_fixture.h"
+#include "service/service_fixture.h"
 
 namespace support {
 

@@ -1,11 +1,10 @@
 // Fixture of tests with a real service process and real connections.
 #pragma once
 
-#include "process.h"
-#include "session_calls.h"
-
-#include "fault_members.h"
-#include "lab_bus.h"
+#include "service/process.h"
+#include "service/session_calls.h"
+#include "support/fault_members.h"
+#include "ztbus3/lab_bus.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // Calls over a connection handle, like those of the library.
 #pragma once
 
-#include "lab_cmd.h"
+#include "ztcmd/lab_cmd.h"
 #include "ztservice.h"
 
 #include <windows.h>

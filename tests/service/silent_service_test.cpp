@@ -1,8 +1,8 @@
 // Services that keep connections open but no longer answer.
-#include "loopback.h"
-#include "process_identity.h"
-#include "service_fixture.h"
-#include "stream.h"
+#include "service/loopback.h"
+#include "service/service_fixture.h"
+#include "wire/process_identity.h"
+#include "wire/stream.h"
 
 namespace {
 

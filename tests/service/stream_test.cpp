@@ -1,6 +1,6 @@
 // Frames over a socket.
-#include "loopback.h"
-#include "stream.h"
+#include "service/loopback.h"
+#include "wire/stream.h"
 
 #include <gtest/gtest.h>
 

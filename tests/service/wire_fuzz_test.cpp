@@ -1,6 +1,6 @@
 // Corrupt and random bodies: each is rejected, or read and written again unchanged.
-#include "frame.h"
-#include "wire_values.h"
+#include "service/wire_values.h"
+#include "wire/frame.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // The bodies of frames, byte by byte.
-#include "frame.h"
-#include "wire_values.h"
+#include "service/wire_values.h"
+#include "wire/frame.h"
 
 #include <gtest/gtest.h>
 

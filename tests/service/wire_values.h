@@ -1,7 +1,7 @@
 // Values of every type, for tests of the protocol.
 #pragma once
 
-#include "value.h"
+#include "store/value.h"
 
 #include <cstdint>
 #include <limits>

@@ -1,6 +1,6 @@
 // Delivery of alerts by the command library.
-#include "locks.h"
-#include "ztcmd_fixture.h"
+#include "service/ztcmd_fixture.h"
+#include "store/locks.h"
 
 #include <vector>
 

@@ -1,9 +1,8 @@
 // Fixture of the command library's tests, with the embedded service.
 #pragma once
 
-#include "session_calls.h"
-
-#include "lab_bus.h"
+#include "service/session_calls.h"
+#include "ztbus3/lab_bus.h"
 
 #include <gtest/gtest.h>
 

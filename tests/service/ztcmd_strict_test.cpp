@@ -1,7 +1,7 @@
 // The strict mode of the lab's command library: no released handle is used unnoticed.
-#include "process.h"
-#include "strict_handles.h"
-#include "ztcmd_fixture.h"
+#include "service/process.h"
+#include "service/ztcmd_fixture.h"
+#include "support/strict_handles.h"
 
 #include <gmock/gmock.h>
 

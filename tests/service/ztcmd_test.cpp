@@ -1,6 +1,6 @@
 // Connection handles of the command library.
-#include "strict_handles.h"
-#include "ztcmd_fixture.h"
+#include "service/ztcmd_fixture.h"
+#include "support/strict_handles.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // Every call of the bus, over a connection to the service.
-#include "../lab/every_type.h"
-#include "service_fixture.h"
+#include "lab/every_type.h"
+#include "service/service_fixture.h"
 
 #include <functional>
 

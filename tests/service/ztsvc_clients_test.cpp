@@ -1,8 +1,7 @@
 // Many clients, and clients that misbehave.
-#include "service_fixture.h"
-
-#include "frame.h"
-#include "loopback.h"
+#include "service/loopback.h"
+#include "service/service_fixture.h"
+#include "wire/frame.h"
 
 namespace {
 

@@ -1,5 +1,5 @@
 // The messages and exit codes of ztsvc.exe for its command lines.
-#include "service_fixture.h"
+#include "service/service_fixture.h"
 
 #include <gmock/gmock.h>
 

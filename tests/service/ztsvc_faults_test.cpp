@@ -1,5 +1,5 @@
 // The fault plan of the service process.
-#include "service_fixture.h"
+#include "service/service_fixture.h"
 
 #include <gmock/gmock.h>
 

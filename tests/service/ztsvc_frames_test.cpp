@@ -1,7 +1,7 @@
 // Frames that a correct client does not send.
-#include "frame.h"
-#include "loopback.h"
-#include "service_fixture.h"
+#include "service/loopback.h"
+#include "service/service_fixture.h"
+#include "wire/frame.h"
 
 #include <gmock/gmock.h>
 

@@ -1,7 +1,6 @@
 // Loss and restart of the service.
-#include "service_fixture.h"
-
-#include "locks.h"
+#include "service/service_fixture.h"
+#include "store/locks.h"
 
 #include <algorithm>
 #include <utility>

@@ -1,4 +1,4 @@
-#include "before_attach.h"
+#include "support/before_attach.h"
 
 #include <winternl.h>
 

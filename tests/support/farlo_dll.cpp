@@ -1,6 +1,6 @@
-#include "farlo_dll.h"
+#include "support/farlo_dll.h"
 
-#include "before_attach.h"
+#include "support/before_attach.h"
 
 #include <optional>
 #include <stdexcept>

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "farlo.h"
-#include "private_registry.h"
+#include "support/private_registry.h"
 
 #include <windows.h>
 

@@ -1,6 +1,6 @@
-#include "farlo_test.h"
+#include "support/farlo_test.h"
 
-#include "line_difference.h"
+#include "support/line_difference.h"
 
 #include <algorithm>
 #include <sstream>

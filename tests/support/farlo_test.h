@@ -11,17 +11,17 @@
 // or too much, in one of the runs.
 #pragma once
 
-#include "farlo_dll.h"
-#include "guarded_buffer.h"
-#include "heap_watch.h"
-#include "interposer.h"
-#include "kernel_handles.h"
-#include "lab_bus.h"
-#include "lab_cmd.h"
-#include "own_handle.h"
-#include "runtime_locks.h"
-#include "trace_lines.h"
-#include "virtual_clock.h"
+#include "support/farlo_dll.h"
+#include "support/guarded_buffer.h"
+#include "support/heap_watch.h"
+#include "support/interposer.h"
+#include "support/kernel_handles.h"
+#include "support/own_handle.h"
+#include "support/runtime_locks.h"
+#include "support/trace_lines.h"
+#include "support/virtual_clock.h"
+#include "ztbus3/lab_bus.h"
+#include "ztcmd/lab_cmd.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -2,8 +2,8 @@
 // library write rules as values (fault_rules.h).
 #pragma once
 
-#include "../../lab/store/service_status.h"
-#include "service_names.h"
+#include "store/service_status.h"
+#include "support/service_names.h"
 #include "ztservice.h"
 
 #include <initializer_list>

@@ -4,7 +4,7 @@
 //                          method_returns(service_no_such_group)}));
 #pragma once
 
-#include "service_names.h"
+#include "support/service_names.h"
 
 #include <optional>
 #include <string>

@@ -1,6 +1,6 @@
-#include "guarded_buffer.h"
+#include "support/guarded_buffer.h"
 
-#include "exclusive.h"
+#include "support/exclusive.h"
 
 #include <windows.h>
 

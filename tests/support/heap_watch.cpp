@@ -1,6 +1,6 @@
-#include "heap_watch.h"
+#include "support/heap_watch.h"
 
-#include "exclusive.h"
+#include "support/exclusive.h"
 #include "ztbus3.h"
 
 #include <cerrno>

@@ -1,7 +1,7 @@
 // The memory of the DLL: which blocks it holds, and allocations that fail.
 #pragma once
 
-#include "interposer.h"
+#include "support/interposer.h"
 
 #include <memory>
 #include <string>

@@ -1,4 +1,4 @@
-#include "interposer.h"
+#include "support/interposer.h"
 
 #include <cstring>
 #include <stdexcept>

@@ -1,7 +1,7 @@
 // Lines of the kernel journal (kernel_journal.h), as expectations write them.
 #pragma once
 
-#include "service_names.h"
+#include "support/service_names.h"
 
 #include <cstdint>
 #include <string>

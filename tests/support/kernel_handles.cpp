@@ -1,4 +1,4 @@
-#include "kernel_handles.h"
+#include "support/kernel_handles.h"
 
 #include <windows.h>
 

@@ -1,4 +1,4 @@
-#include "kernel_journal.h"
+#include "support/kernel_journal.h"
 
 #include "dmcontrol.h"
 

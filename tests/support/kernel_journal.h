@@ -15,8 +15,8 @@
 //   Sleep 1000                           every pause of the virtual clock
 #pragma once
 
-#include "interposer.h"
-#include "virtual_clock.h"
+#include "support/interposer.h"
+#include "support/virtual_clock.h"
 
 #include <windows.h>
 

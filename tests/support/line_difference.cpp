@@ -1,4 +1,4 @@
-#include "line_difference.h"
+#include "support/line_difference.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "method_results.h"
+#include "support/method_results.h"
 
 namespace support {
 

@@ -3,7 +3,7 @@
 // output set. The recorder shows the call with an empty output set.
 #pragma once
 
-#include "interposer.h"
+#include "support/interposer.h"
 #include "ztbus3.h"
 
 #include <windows.h>

@@ -1,4 +1,4 @@
-#include "own_handle.h"
+#include "support/own_handle.h"
 
 #include <stdexcept>
 

@@ -1,7 +1,7 @@
 // A connection handle whose record the test makes itself.
 #pragma once
 
-#include "lab_bus.h"
+#include "ztbus3/lab_bus.h"
 #include "ztcmd.h"
 
 #include <cstdint>

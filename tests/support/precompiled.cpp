@@ -1,4 +1,4 @@
-#include "precompiled.h"
+#include "support/precompiled.h"
 
 template class std::basic_string<char>;
 template class std::basic_string<wchar_t>;

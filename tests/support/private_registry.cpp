@@ -1,4 +1,4 @@
-#include "private_registry.h"
+#include "support/private_registry.h"
 
 #include <stdexcept>
 

@@ -1,6 +1,6 @@
-#include "runtime_locks.h"
+#include "support/runtime_locks.h"
 
-#include "exclusive.h"
+#include "support/exclusive.h"
 
 namespace support {
 namespace {

@@ -4,7 +4,7 @@
 // taken for the library's leaks.
 #pragma once
 
-#include "interposer.h"
+#include "support/interposer.h"
 
 #include <windows.h>
 

@@ -1,7 +1,7 @@
 // The lab's strict mode (lab_cmd.h, LabCmdStrict) in one test.
 #pragma once
 
-#include "lab_cmd.h"
+#include "ztcmd/lab_cmd.h"
 
 namespace support {
 

@@ -1,4 +1,4 @@
-#include "trace_lines.h"
+#include "support/trace_lines.h"
 
 #include <windows.h>
 

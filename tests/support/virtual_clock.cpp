@@ -1,6 +1,6 @@
-#include "virtual_clock.h"
+#include "support/virtual_clock.h"
 
-#include "exclusive.h"
+#include "support/exclusive.h"
 
 #include <ostream>
 #include <stdexcept>

@@ -3,7 +3,7 @@
 // proves each sleep and its length.
 #pragma once
 
-#include "interposer.h"
+#include "support/interposer.h"
 
 #include <cstdint>
 #include <functional>

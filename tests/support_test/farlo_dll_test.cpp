@@ -1,7 +1,7 @@
 // What the tests stand on, tested: the DLL and its environment.
-#include "farlo_dll.h"
-#include "interposer.h"
-#include "trace_lines.h"
+#include "support/farlo_dll.h"
+#include "support/interposer.h"
+#include "support/trace_lines.h"
 
 #include <gtest/gtest.h>
 

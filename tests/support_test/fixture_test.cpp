@@ -1,6 +1,6 @@
 // What the tests stand on, tested: the fixture finds what it should. Its
 // failures are collected here instead of failing the test.
-#include "farlo_test.h"
+#include "support/farlo_test.h"
 
 #include <gtest/gtest-spi.h>
 

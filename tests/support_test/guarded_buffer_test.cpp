@@ -1,6 +1,6 @@
 // What the tests stand on, tested: buffers beside forbidden memory.
-#include "guarded_buffer.h"
-#include "misdeeds_dll.h"
+#include "support/guarded_buffer.h"
+#include "support_test/misdeeds_dll.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest-spi.h>

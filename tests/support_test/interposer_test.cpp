@@ -1,6 +1,6 @@
 // What the tests stand on, tested: replacing imports.
-#include "farlo_dll.h"
-#include "interposer.h"
+#include "support/farlo_dll.h"
+#include "support/interposer.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
 // What the tests stand on, tested: memory, handles and allocations that fail.
-#include "heap_watch.h"
-#include "kernel_handles.h"
-#include "misdeeds_dll.h"
+#include "support/heap_watch.h"
+#include "support/kernel_handles.h"
+#include "support_test/misdeeds_dll.h"
 #include "ztbus3.h"
 
 #include <gmock/gmock.h>

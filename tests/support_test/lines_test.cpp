@@ -1,6 +1,6 @@
 // What the tests stand on, tested: reading the log and comparing lines.
-#include "line_difference.h"
-#include "trace_lines.h"
+#include "support/line_difference.h"
+#include "support/trace_lines.h"
 
 #include <gtest/gtest.h>
 

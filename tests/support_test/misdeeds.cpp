@@ -1,4 +1,4 @@
-#include "misdeeds.h"
+#include "support_test/misdeeds.h"
 
 #include "ztbus3.h"
 

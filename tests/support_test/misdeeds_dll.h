@@ -1,7 +1,7 @@
 // misdeeds.dll, loaded for as long as the object lives.
 #pragma once
 
-#include "misdeeds.h"
+#include "support_test/misdeeds.h"
 
 #include <stdexcept>
 

@@ -1,5 +1,5 @@
 // What the tests stand on, tested: time that passes at once.
-#include "virtual_clock.h"
+#include "support/virtual_clock.h"
 #include "ztbus3.h"
 
 #include <gmock/gmock.h>

@@ -1,4 +1,4 @@
-#include "call_pattern.h"
+#include "sweep/call_pattern.h"
 
 using namespace support;
 

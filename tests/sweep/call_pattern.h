@@ -2,7 +2,7 @@
 // which of their failures.
 #pragma once
 
-#include "service_names.h"
+#include "support/service_names.h"
 
 #include <cstdint>
 #include <string>

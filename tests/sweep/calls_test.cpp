@@ -1,5 +1,5 @@
 // Every call that an export makes fails, one at a time and in every way; so does every allocation.
-#include "sweep.h"
+#include "sweep/sweep.h"
 
 namespace {
 

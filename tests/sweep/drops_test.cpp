@@ -1,5 +1,5 @@
 // The connection is lost before every call that an export makes, one at a time.
-#include "sweep.h"
+#include "sweep/sweep.h"
 
 namespace {
 

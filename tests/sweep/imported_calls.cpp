@@ -1,7 +1,7 @@
-#include "imported_calls.h"
+#include "sweep/imported_calls.h"
 
-#include "exclusive.h"
-#include "service_names.h"
+#include "support/exclusive.h"
+#include "support/service_names.h"
 #include "ztbus3.h"
 
 #include <algorithm>

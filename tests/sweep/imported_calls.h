@@ -2,7 +2,7 @@
 // one of them fail.
 #pragma once
 
-#include "interposer.h"
+#include "support/interposer.h"
 
 #include <windows.h>
 

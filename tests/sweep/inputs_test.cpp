@@ -1,6 +1,6 @@
 // Wrong and unusual arguments: NULL pointers, strings of every length and outside the code page,
 // sizes, unaligned buffers, and random calls.
-#include "sweep.h"
+#include "sweep/sweep.h"
 
 #include <algorithm>
 #include <cstdlib>

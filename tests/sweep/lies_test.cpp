@@ -1,7 +1,7 @@
 // Every property that an export reads is wrong, one at a time: missing, of another type, empty,
 // too long, without a terminator, NULL, or an array of another length than its neighbours.
-#include "service_names.h"
-#include "sweep.h"
+#include "support/service_names.h"
+#include "sweep/sweep.h"
 
 #include <array>
 #include <cstring>

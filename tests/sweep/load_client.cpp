@@ -10,16 +10,16 @@
 //
 // Prints "calls N, failed N, reconnections N, left handles N, blocks N, of the bus N", and every
 // failure to the error output. Exits with 0 when there is no failure.
-#include "exclusive.h"
-#include "farlo_dll.h"
-#include "heap_watch.h"
-#include "kernel_handles.h"
-#include "lab_bus.h"
-#include "lab_cmd.h"
-#include "prepared_call.h"
-#include "situations.h"
+#include "support/exclusive.h"
+#include "support/farlo_dll.h"
+#include "support/heap_watch.h"
+#include "support/kernel_handles.h"
+#include "sweep/prepared_call.h"
+#include "sweep/situations.h"
 #include "ztbus3.h"
+#include "ztbus3/lab_bus.h"
 #include "ztcmd.h"
+#include "ztcmd/lab_cmd.h"
 
 #include <algorithm>
 #include <atomic>

@@ -1,11 +1,11 @@
 // Processes of agents call every export while the service is killed and restarted, the driver is
 // stopped and started, and the log rolls over.
-#include "../service/service_fixture.h"
-#include "driver_service.h"
-#include "farlo_dll.h"
-#include "lab_dmcontrol.h"
-#include "situations.h"
-#include "trace_lines.h"
+#include "dmcontrol/lab_dmcontrol.h"
+#include "drivers/driver_service.h"
+#include "service/service_fixture.h"
+#include "support/farlo_dll.h"
+#include "support/trace_lines.h"
+#include "sweep/situations.h"
 
 #include <cstdio>
 #include <fstream>

@@ -1,4 +1,4 @@
-#include "machine.h"
+#include "sweep/machine.h"
 
 #include "dmcontrol.h"
 

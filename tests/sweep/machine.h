@@ -2,7 +2,7 @@
 // mount manager. The replacements always succeed; ImportedCalls makes them fail.
 #pragma once
 
-#include "interposer.h"
+#include "support/interposer.h"
 #include "ztcmd.h"
 
 #include <windows.h>

@@ -1,8 +1,8 @@
-#include "prepared_call.h"
+#include "sweep/prepared_call.h"
 
-#include "farlo_dll.h"
-#include "lab_cmd.h"
+#include "support/farlo_dll.h"
 #include "ztcmd.h"
+#include "ztcmd/lab_cmd.h"
 
 #include <cstring>
 #include <filesystem>

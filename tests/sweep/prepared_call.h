@@ -2,8 +2,8 @@
 #pragma once
 
 #include "farlo.h"
-#include "guarded_buffer.h"
-#include "situations.h"
+#include "support/guarded_buffer.h"
+#include "sweep/situations.h"
 
 #include <windows.h>
 

@@ -1,4 +1,4 @@
-#include "shared_steps.h"
+#include "sweep/shared_steps.h"
 
 using namespace support;
 

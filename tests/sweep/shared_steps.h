@@ -2,7 +2,7 @@
 // the calls; `lines` are the lines of level 0 that a failure logs.
 #pragma once
 
-#include "steps.h"
+#include "sweep/steps.h"
 
 #include <cstdint>
 #include <string>

@@ -1,8 +1,8 @@
-#include "situations.h"
+#include "sweep/situations.h"
 
 #include "farlo.h"
-#include "machine.h"
-#include "service_names.h"
+#include "support/service_names.h"
+#include "sweep/machine.h"
 
 #include <winioctl.h>
 

@@ -1,4 +1,4 @@
-#include "steps.h"
+#include "sweep/steps.h"
 
 #include <algorithm>
 #include <cctype>

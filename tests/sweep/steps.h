@@ -2,9 +2,9 @@
 // errors that it logs.
 #pragma once
 
-#include "call_pattern.h"
-#include "imported_calls.h"
-#include "situations.h"
+#include "sweep/call_pattern.h"
+#include "sweep/imported_calls.h"
+#include "sweep/situations.h"
 
 #include <cstdint>
 #include <string>

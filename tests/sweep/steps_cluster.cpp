@@ -1,6 +1,6 @@
 // Fast-failover flag, state of the cluster service, cluster node.
-#include "shared_steps.h"
-#include "steps.h"
+#include "sweep/shared_steps.h"
+#include "sweep/steps.h"
 
 using namespace support;
 

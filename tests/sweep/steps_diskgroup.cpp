@@ -1,6 +1,6 @@
 // Online and import, offline and deport of disk groups.
-#include "shared_steps.h"
-#include "steps.h"
+#include "sweep/shared_steps.h"
+#include "sweep/steps.h"
 
 using namespace support;
 

@@ -1,7 +1,7 @@
 // The clean-up of virtual machines' folders.
-#include "farlo_dll.h"
-#include "shared_steps.h"
-#include "steps.h"
+#include "support/farlo_dll.h"
+#include "sweep/shared_steps.h"
+#include "sweep/steps.h"
 
 #include <windows.h>
 

@@ -1,6 +1,6 @@
 // States of disk groups, disks and plexes.
-#include "shared_steps.h"
-#include "steps.h"
+#include "sweep/shared_steps.h"
+#include "sweep/steps.h"
 
 #include <string>
 

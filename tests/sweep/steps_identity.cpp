@@ -1,6 +1,6 @@
 // Connections, alerts, identities of groups and volumes, lists of names.
-#include "shared_steps.h"
-#include "steps.h"
+#include "sweep/shared_steps.h"
+#include "sweep/steps.h"
 
 #include <string>
 

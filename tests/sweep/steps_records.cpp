@@ -1,6 +1,6 @@
 // Records of groups, volumes and disks.
-#include "shared_steps.h"
-#include "steps.h"
+#include "sweep/shared_steps.h"
+#include "sweep/steps.h"
 
 #include <string>
 

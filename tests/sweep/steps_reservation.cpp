@@ -1,6 +1,6 @@
 // Arbitration and reservations.
-#include "shared_steps.h"
-#include "steps.h"
+#include "sweep/shared_steps.h"
+#include "sweep/steps.h"
 
 #include <cstdint>
 #include <string>

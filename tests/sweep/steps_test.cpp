@@ -1,6 +1,6 @@
 // How the step that covers a failing call is found.
-#include "service_names.h"
-#include "steps.h"
+#include "support/service_names.h"
+#include "sweep/steps.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // Volumes online and offline, their dismounting and mount paths.
-#include "shared_steps.h"
-#include "steps.h"
+#include "sweep/shared_steps.h"
+#include "sweep/steps.h"
 
 #include <utility>
 

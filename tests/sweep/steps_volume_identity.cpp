@@ -1,6 +1,6 @@
 // Names of volumes, the disks that they are on, and whether a cluster may have them.
-#include "shared_steps.h"
-#include "steps.h"
+#include "sweep/shared_steps.h"
+#include "sweep/steps.h"
 
 #include <cstdint>
 

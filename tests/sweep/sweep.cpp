@@ -1,7 +1,7 @@
-#include "sweep.h"
+#include "sweep/sweep.h"
 
-#include "prepared_call.h"
-#include "service_names.h"
+#include "support/service_names.h"
+#include "sweep/prepared_call.h"
 
 #include <algorithm>
 #include <cctype>

@@ -1,11 +1,11 @@
 // The engine: runs a situation again and again, each time with another fault, and checks each run.
 #pragma once
 
-#include "farlo_test.h"
-#include "imported_calls.h"
-#include "machine.h"
-#include "situations.h"
-#include "steps.h"
+#include "support/farlo_test.h"
+#include "sweep/imported_calls.h"
+#include "sweep/machine.h"
+#include "sweep/situations.h"
+#include "sweep/steps.h"
 
 #include <cstdint>
 #include <optional>

@@ -1,5 +1,5 @@
 // The sweep leaves nothing out; and its table.
-#include "sweep.h"
+#include "sweep/sweep.h"
 
 #include <set>
 
@@ -9,7 +9,7 @@ using namespace sweep;
 
 const char* const exports[] = {
 #define SAME(name) #name,
-#include "../api/exports.inc"
+#include "api/exports.inc"
 #undef SAME
 };
 

@@ -1,7 +1,7 @@
 // IsStorageClusterable, IsVolumeOfSpecifiedDgType, IsVolumeClusterable,
 // GetClusterSharedDgGuid.
-#include "bus_lines.h"
-#include "farlo_test.h"
+#include "support/bus_lines.h"
+#include "support/farlo_test.h"
 
 #include <cerrno>
 #include <cstring>

@@ -1,7 +1,7 @@
 // The mount-point text of a volume record, and the letters in it: read through
 // the record of a disk group that has one volume, "v".
-#include "bus_lines.h"
-#include "farlo_test.h"
+#include "support/bus_lines.h"
+#include "support/farlo_test.h"
 
 #include <cstring>
 #include <map>

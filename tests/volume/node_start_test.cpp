@@ -1,11 +1,11 @@
 // CVMClusterStart, the thread procedure that OnlineVolW runs when the cluster volume manager is
 // not started. The tests get the procedure from OnlineVolW's call of CreateThread and run it on
 // their own thread.
-#include "bus_lines.h"
-#include "farlo_test.h"
-#include "fault_rules.h"
-#include "kernel_journal.h"
-#include "method_results.h"
+#include "support/bus_lines.h"
+#include "support/farlo_test.h"
+#include "support/fault_rules.h"
+#include "support/kernel_journal.h"
+#include "support/method_results.h"
 
 #include <atomic>
 

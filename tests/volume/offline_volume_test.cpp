@@ -1,8 +1,7 @@
 // OfflineVolume: flush, dismount, tell the driver.
-#include "bus_lines.h"
-#include "farlo_test.h"
-
 #include "dmcontrol.h"
+#include "support/bus_lines.h"
+#include "support/farlo_test.h"
 
 #include <winioctl.h>
 #include <winternl.h>

@@ -1,7 +1,7 @@
 // OnlineVol.
-#include "bus_lines.h"
-#include "farlo_test.h"
-#include "method_results.h"
+#include "support/bus_lines.h"
+#include "support/farlo_test.h"
+#include "support/method_results.h"
 
 #include <algorithm>
 #include <array>

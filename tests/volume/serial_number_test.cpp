@@ -1,6 +1,6 @@
 // GetVolumeNameForSerialNumber.
-#include "bus_lines.h"
-#include "farlo_test.h"
+#include "support/bus_lines.h"
+#include "support/farlo_test.h"
 
 #include <cstring>
 #include <map>

@@ -1,6 +1,6 @@
 // CheckOSVersionAndReg, DeleteVMMSFolder: on the test's own registry and on real
 // folders.
-#include "farlo_test.h"
+#include "support/farlo_test.h"
 
 #include <algorithm>
 #include <fstream>

@@ -1,11 +1,10 @@
 // Exported entries: the fast-failover flag, the cluster service's state and the
 // cluster node. ClusterServiceStateA is ClusterServiceStateW itself (farlo.def).
-#include "farlo.h"
-#include "guarded.h"
-
-#include "../diskgroup/cluster_service_state.h"
-#include "../diskgroup/fast_failover.h"
-#include "../volume/node.h"
+#include "api/farlo.h"
+#include "core/guarded.h"
+#include "diskgroup/cluster_service_state.h"
+#include "diskgroup/fast_failover.h"
+#include "volume/node.h"
 
 using farlo::guarded;
 

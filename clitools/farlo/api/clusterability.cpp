@@ -1,11 +1,10 @@
 // Exported entries: whether storage may be put under cluster control.
-#include "farlo.h"
-#include "guarded.h"
-#include "widened_text.h"
-
-#include "../volume/cluster_shared_guid.h"
-#include "../volume/clusterability.h"
-#include "../volume/dg_type.h"
+#include "volume/clusterability.h"
+#include "api/farlo.h"
+#include "api/widened_text.h"
+#include "core/guarded.h"
+#include "volume/cluster_shared_guid.h"
+#include "volume/dg_type.h"
 
 using farlo::guarded;
 using farlo::guarded_answer;

@@ -1,10 +1,9 @@
 // Exported entries: connection handles and alerts. ValidateClusterA and
 // InitializeClusterW are ValidateClusterW itself (farlo.def).
-#include "farlo.h"
-#include "guarded.h"
-#include "validate.h"
-
-#include "../diskgroup/alerts.h"
+#include "api/farlo.h"
+#include "core/guarded.h"
+#include "core/validate.h"
+#include "diskgroup/alerts.h"
 
 using farlo::guarded;
 

@@ -1,12 +1,11 @@
 // Exported entries: online, import, offline and deport of disk groups.
-#include "farlo.h"
-#include "guarded.h"
-#include "widened_text.h"
-
-#include "../diskgroup/deport.h"
-#include "../diskgroup/import.h"
-#include "../diskgroup/offline.h"
-#include "../diskgroup/online.h"
+#include "api/farlo.h"
+#include "api/widened_text.h"
+#include "core/guarded.h"
+#include "diskgroup/deport.h"
+#include "diskgroup/import.h"
+#include "diskgroup/offline.h"
+#include "diskgroup/online.h"
 
 using farlo::guarded;
 using farlo::WidenedGroupName;

@@ -1,9 +1,8 @@
 // Exported entries: clean-up of virtual-machine folders.
-#include "farlo.h"
-#include "guarded.h"
-
-#include "../volume/vmms_check.h"
-#include "../volume/vmms_folder.h"
+#include "api/farlo.h"
+#include "core/guarded.h"
+#include "volume/vmms_check.h"
+#include "volume/vmms_folder.h"
 
 using farlo::guarded;
 

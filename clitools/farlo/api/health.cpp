@@ -1,12 +1,11 @@
 // Exported entries: what monitors ask about disk groups, disks and plexes.
-#include "farlo.h"
-#include "guarded.h"
-#include "widened_text.h"
-
-#include "../diskgroup/health_disk_availability.h"
-#include "../diskgroup/health_disk_state.h"
-#include "../diskgroup/health_group_state.h"
-#include "../diskgroup/health_plex_states.h"
+#include "api/farlo.h"
+#include "api/widened_text.h"
+#include "core/guarded.h"
+#include "diskgroup/health_disk_availability.h"
+#include "diskgroup/health_disk_state.h"
+#include "diskgroup/health_group_state.h"
+#include "diskgroup/health_plex_states.h"
 
 #include <cstring>
 #include <memory>

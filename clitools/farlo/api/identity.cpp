@@ -1,12 +1,11 @@
 // Exported entries: names and GUID strings of disk groups and volumes.
-#include "farlo.h"
-#include "guarded.h"
-#include "widened_text.h"
-
-#include "../query/dg_guid.h"
-#include "../query/dg_name.h"
-#include "../query/dg_name_list.h"
-#include "../query/dg_volume_guid.h"
+#include "api/farlo.h"
+#include "api/widened_text.h"
+#include "core/guarded.h"
+#include "query/dg_guid.h"
+#include "query/dg_name.h"
+#include "query/dg_name_list.h"
+#include "query/dg_volume_guid.h"
 
 #include <cstring>
 

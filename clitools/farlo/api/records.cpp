@@ -1,18 +1,17 @@
 // Exported entries: records of disk groups, disks and volumes. GetDgVolumeStatusA
 // is GetDgVolumeStatusW itself (farlo.def).
-#include "farlo.h"
-#include "guarded.h"
-#include "widened_text.h"
-
-#include "../query/dg_disk_properties.h"
-#include "../query/dg_properties.h"
-#include "../query/dg_vol_properties.h"
-#include "../query/dg_volume_properties.h"
-#include "../query/dg_volume_state.h"
-#include "../query/dg_volume_status.h"
-#include "../query/unusable_volumes_info.h"
-#include "../query/vol_properties.h"
-#include "../query/volume_info.h"
+#include "api/farlo.h"
+#include "api/widened_text.h"
+#include "core/guarded.h"
+#include "query/dg_disk_properties.h"
+#include "query/dg_properties.h"
+#include "query/dg_vol_properties.h"
+#include "query/dg_volume_properties.h"
+#include "query/dg_volume_state.h"
+#include "query/dg_volume_status.h"
+#include "query/unusable_volumes_info.h"
+#include "query/vol_properties.h"
+#include "query/volume_info.h"
 
 using farlo::guarded;
 using farlo::WidenedGroupName;

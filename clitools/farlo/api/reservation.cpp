@@ -1,12 +1,11 @@
 // Exported entries: reservations of disk groups.
-#include "farlo.h"
-#include "guarded.h"
-#include "widened_text.h"
-
-#include "../diskgroup/reservation_arbitrate.h"
-#include "../diskgroup/reservation_release.h"
-#include "../diskgroup/reservation_status.h"
-#include "../diskgroup/reservation_stop.h"
+#include "api/farlo.h"
+#include "api/widened_text.h"
+#include "core/guarded.h"
+#include "diskgroup/reservation_arbitrate.h"
+#include "diskgroup/reservation_release.h"
+#include "diskgroup/reservation_status.h"
+#include "diskgroup/reservation_stop.h"
 
 using farlo::guarded;
 using farlo::WidenedGroupName;

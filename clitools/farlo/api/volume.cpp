@@ -1,16 +1,15 @@
 // Exported entries: volumes online, offline and dismounted, their mount points
 // and names, and the disks below them.
-#include "farlo.h"
-#include "guarded.h"
-#include "widened_text.h"
-
-#include "../volume/disk_layout.h"
-#include "../volume/first_volume_disk.h"
-#include "../volume/mount_path_refresh.h"
-#include "../volume/offline_vol.h"
-#include "../volume/offline_volume.h"
-#include "../volume/online_vol.h"
-#include "../volume/serial_number.h"
+#include "api/farlo.h"
+#include "api/widened_text.h"
+#include "core/guarded.h"
+#include "volume/disk_layout.h"
+#include "volume/first_volume_disk.h"
+#include "volume/mount_path_refresh.h"
+#include "volume/offline_vol.h"
+#include "volume/offline_volume.h"
+#include "volume/online_vol.h"
+#include "volume/serial_number.h"
 
 using farlo::guarded;
 using farlo::WidenedGroupName;

@@ -1,8 +1,8 @@
 // Narrow arguments of exported entries as wide strings.
 #pragma once
 
-#include "farlo.h"
-#include "trace_log.h"
+#include "api/farlo.h"
+#include "core/trace_log.h"
 
 #include <cstddef>
 #include <cwchar>

@@ -1,7 +1,7 @@
-#include "database.h"
+#include "bus/database.h"
 
-#include "status.h"
-#include "trace.h"
+#include "bus/status.h"
+#include "bus/trace.h"
 
 #include <cwchar>
 

@@ -2,7 +2,7 @@
 // ztservice.h.
 #pragma once
 
-#include "object.h"
+#include "bus/object.h"
 #include "ztservice.h"
 
 #include <cstdint>

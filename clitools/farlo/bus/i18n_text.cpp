@@ -1,4 +1,4 @@
-#include "i18n_text.h"
+#include "bus/i18n_text.h"
 
 namespace farlo {
 

@@ -1,7 +1,7 @@
 // Localisable messages as strings.
 #pragma once
 
-#include "typed_value.h"
+#include "bus/typed_value.h"
 
 #include <string>
 

@@ -1,7 +1,7 @@
-#include "object.h"
+#include "bus/object.h"
 
-#include "status.h"
-#include "trace.h"
+#include "bus/status.h"
+#include "bus/trace.h"
 
 #include <utility>
 

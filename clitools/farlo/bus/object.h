@@ -4,9 +4,9 @@
 // std::uint32_t.
 #pragma once
 
-#include "bus_memory.h"
-#include "property_set.h"
-#include "typed_value.h"
+#include "bus/bus_memory.h"
+#include "bus/property_set.h"
+#include "bus/typed_value.h"
 #include "ztbus3.h"
 
 #include <string>

@@ -1,7 +1,7 @@
-#include "property_set.h"
+#include "bus/property_set.h"
 
-#include "status.h"
-#include "trace.h"
+#include "bus/status.h"
+#include "bus/trace.h"
 
 #include <cstring>
 #include <cwchar>

@@ -4,8 +4,8 @@
 // std::uint32_t. The only other exception is std::bad_alloc.
 #pragma once
 
-#include "bus_memory.h"
-#include "typed_value.h"
+#include "bus/bus_memory.h"
+#include "bus/typed_value.h"
 #include "ztbus3.h"
 
 #include <string>

@@ -1,9 +1,9 @@
 // CZtPropertySet::ToString: one property in readable form.
-#include "i18n_text.h"
-#include "property_set.h"
-#include "status.h"
-#include "trace.h"
-#include "type_names.h"
+#include "bus/i18n_text.h"
+#include "bus/property_set.h"
+#include "bus/status.h"
+#include "bus/trace.h"
+#include "bus/type_names.h"
 
 #include <cstdio>
 #include <optional>

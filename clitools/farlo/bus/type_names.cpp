@@ -1,4 +1,4 @@
-#include "type_names.h"
+#include "bus/type_names.h"
 
 #include "ztbus3.h"
 

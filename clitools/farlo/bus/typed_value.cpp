@@ -1,9 +1,9 @@
-#include "typed_value.h"
+#include "bus/typed_value.h"
 
-#include "property_set.h"
-#include "status.h"
-#include "trace.h"
-#include "type_names.h"
+#include "bus/property_set.h"
+#include "bus/status.h"
+#include "bus/trace.h"
+#include "bus/type_names.h"
 
 #include <algorithm>
 #include <cstring>

@@ -7,7 +7,7 @@
 // like a value of another type.
 #pragma once
 
-#include "bus_memory.h"
+#include "bus/bus_memory.h"
 #include "ztbus3.h"
 
 #include <cstdint>

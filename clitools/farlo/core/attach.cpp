@@ -1,8 +1,8 @@
 // The loader entry: what process attach sets up and process detach releases.
-#include "attach.h"
+#include "core/attach.h"
 
-#include "ngc_setting.h"
-#include "trace_log.h"
+#include "core/ngc_setting.h"
+#include "core/trace_log.h"
 
 #include <tuple>
 

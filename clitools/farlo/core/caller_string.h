@@ -1,9 +1,9 @@
 // Checks callers' strings against the library's own buffers.
 #pragma once
 
-#include "farlo.h"
-#include "guid_text.h"
-#include "trace_log.h"
+#include "api/farlo.h"
+#include "core/guid_text.h"
+#include "core/trace_log.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,8 +1,8 @@
 // The state of a connection handle.
 #pragma once
 
-#include "farlo.h"
-#include "object.h"
+#include "api/farlo.h"
+#include "bus/object.h"
 #include "ztcmd.h"
 
 #include <cstdint>

@@ -1,8 +1,8 @@
 // Keeping exceptions inside the library.
 #pragma once
 
-#include "farlo.h"
-#include "trace_log.h"
+#include "api/farlo.h"
+#include "core/trace_log.h"
 
 #include <cstdint>
 #include <tuple>

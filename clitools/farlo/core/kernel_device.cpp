@@ -1,4 +1,4 @@
-#include "kernel_device.h"
+#include "core/kernel_device.h"
 
 #include "dmcontrol.h"
 

@@ -1,7 +1,7 @@
 // Opening the volume manager's control devices, and sending them requests.
 #pragma once
 
-#include "native_calls.h"
+#include "core/native_calls.h"
 
 #include <cstdint>
 

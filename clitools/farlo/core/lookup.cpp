@@ -1,10 +1,10 @@
-#include "lookup.h"
+#include "core/lookup.h"
 
-#include "connection.h"
-#include "database.h"
-#include "farlo.h"
-#include "status.h"
-#include "trace_log.h"
+#include "api/farlo.h"
+#include "bus/database.h"
+#include "bus/status.h"
+#include "core/connection.h"
+#include "core/trace_log.h"
 
 #include <cstring>
 #include <cwchar>

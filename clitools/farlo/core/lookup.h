@@ -1,9 +1,9 @@
 // Finding the service objects that operations act on.
 #pragma once
 
-#include "connection.h"
-#include "database.h"
-#include "object.h"
+#include "bus/database.h"
+#include "bus/object.h"
+#include "core/connection.h"
 #include "ztcmd.h"
 
 #include <cstdint>

@@ -1,7 +1,7 @@
-#include "method.h"
+#include "core/method.h"
 
-#include "farlo.h"
-#include "status.h"
+#include "api/farlo.h"
+#include "bus/status.h"
 
 namespace farlo {
 

@@ -2,7 +2,7 @@
 // function that invokes them.
 #pragma once
 
-#include "property_set.h"
+#include "bus/property_set.h"
 #include "ztbus3.h"
 #include "ztcmd.h"
 #include "ztservice.h"

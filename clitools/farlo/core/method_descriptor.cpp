@@ -1,6 +1,6 @@
-#include "method_descriptor.h"
+#include "core/method_descriptor.h"
 
-#include "bus_memory.h"
+#include "bus/bus_memory.h"
 
 #include <cstdio>
 #include <cstring>

@@ -1,7 +1,7 @@
-#include "ngc_setting.h"
+#include "core/ngc_setting.h"
 
-#include "trace_log.h"
-#include "windows_handle.h"
+#include "core/trace_log.h"
+#include "core/windows_handle.h"
 
 namespace farlo {
 namespace {

@@ -1,8 +1,8 @@
-#include "provider.h"
+#include "core/provider.h"
 
-#include "method_descriptor.h"
-#include "property_set.h"
-#include "trace.h"
+#include "bus/property_set.h"
+#include "bus/trace.h"
+#include "core/method_descriptor.h"
 
 #include <algorithm>
 #include <iterator>

@@ -4,7 +4,7 @@
 // built into the agent's process, which rely on the order of their shutdown.
 #pragma once
 
-#include "object.h"
+#include "bus/object.h"
 #include "ztbus3.h"
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-#include "text_property.h"
+#include "core/text_property.h"
 
 #include <cstdint>
 #include <cwchar>

@@ -1,7 +1,7 @@
 // Comparing an object's string property.
 #pragma once
 
-#include "object.h"
+#include "bus/object.h"
 
 namespace farlo {
 

@@ -1,6 +1,6 @@
-#include "trace_log.h"
+#include "core/trace_log.h"
 
-#include "windows_handle.h"
+#include "core/windows_handle.h"
 
 #include <clocale>
 #include <cstdarg>

@@ -1,13 +1,12 @@
-#include "validate.h"
+#include "core/validate.h"
 
-#include "attach.h"
-#include "connection.h"
-#include "farlo.h"
-#include "provider.h"
-#include "status.h"
-#include "trace_log.h"
-
-#include "../diskgroup/alerts.h"
+#include "api/farlo.h"
+#include "bus/status.h"
+#include "core/attach.h"
+#include "core/connection.h"
+#include "core/provider.h"
+#include "core/trace_log.h"
+#include "diskgroup/alerts.h"
 
 #include <tuple>
 

@@ -1,6 +1,6 @@
-#include "wait_mutex.h"
+#include "core/wait_mutex.h"
 
-#include "trace_log.h"
+#include "core/trace_log.h"
 
 namespace farlo {
 

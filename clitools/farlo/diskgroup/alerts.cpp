@@ -1,8 +1,8 @@
-#include "alerts.h"
+#include "diskgroup/alerts.h"
 
-#include "farlo.h"
-#include "status.h"
-#include "trace_log.h"
+#include "api/farlo.h"
+#include "bus/status.h"
+#include "core/trace_log.h"
 
 #include <algorithm>
 #include <atomic>

@@ -1,11 +1,11 @@
-#include "health_disk_state.h"
+#include "diskgroup/health_disk_state.h"
 
-#include "connection.h"
-#include "database.h"
-#include "farlo.h"
-#include "lookup.h"
-#include "text_property.h"
-#include "trace_log.h"
+#include "api/farlo.h"
+#include "bus/database.h"
+#include "core/connection.h"
+#include "core/lookup.h"
+#include "core/text_property.h"
+#include "core/trace_log.h"
 
 #include <vector>
 

@@ -1,16 +1,15 @@
-#include "health_group_state.h"
+#include "diskgroup/health_group_state.h"
 
-#include "caller_string.h"
-#include "connection.h"
+#include "api/farlo.h"
+#include "core/caller_string.h"
+#include "core/connection.h"
+#include "core/guarded.h"
+#include "core/lookup.h"
+#include "core/trace_log.h"
+#include "diskgroup/info_device.h"
+#include "diskgroup/reservation_record.h"
 #include "dmcontrol.h"
-#include "farlo.h"
-#include "guarded.h"
-#include "info_device.h"
-#include "lookup.h"
-#include "reservation_record.h"
-#include "trace_log.h"
-
-#include "../query/dg_guid.h"
+#include "query/dg_guid.h"
 
 namespace farlo {
 namespace {

@@ -1,14 +1,13 @@
-#include "health_plex_states.h"
+#include "diskgroup/health_plex_states.h"
 
-#include "connection.h"
-#include "database.h"
-#include "farlo.h"
-#include "guarded.h"
-#include "guid_text.h"
-#include "lookup.h"
-#include "trace_log.h"
-
-#include "../volume/find_volume.h"
+#include "api/farlo.h"
+#include "bus/database.h"
+#include "core/connection.h"
+#include "core/guarded.h"
+#include "core/guid_text.h"
+#include "core/lookup.h"
+#include "core/trace_log.h"
+#include "volume/find_volume.h"
 
 #include <cstddef>
 #include <iterator>

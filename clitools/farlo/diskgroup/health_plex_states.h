@@ -1,7 +1,7 @@
 // The states of a volume's plexes.
 #pragma once
 
-#include "farlo.h"
+#include "api/farlo.h"
 #include "ztcmd.h"
 
 #include <cstdint>

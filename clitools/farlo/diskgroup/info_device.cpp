@@ -1,9 +1,9 @@
-#include "info_device.h"
+#include "diskgroup/info_device.h"
 
+#include "api/farlo.h"
+#include "core/kernel_device.h"
+#include "core/windows_handle.h"
 #include "dmcontrol.h"
-#include "farlo.h"
-#include "kernel_device.h"
-#include "windows_handle.h"
 
 #include <atomic>
 

@@ -1,14 +1,13 @@
-#include "offline.h"
+#include "diskgroup/offline.h"
 
-#include "caller_string.h"
-#include "connection.h"
-#include "farlo.h"
-#include "guarded.h"
-#include "lookup.h"
-#include "method.h"
-#include "trace_log.h"
-
-#include "../query/dg_guid.h"
+#include "api/farlo.h"
+#include "core/caller_string.h"
+#include "core/connection.h"
+#include "core/guarded.h"
+#include "core/lookup.h"
+#include "core/method.h"
+#include "core/trace_log.h"
+#include "query/dg_guid.h"
 
 #include <atomic>
 

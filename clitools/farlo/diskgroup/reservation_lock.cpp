@@ -1,7 +1,7 @@
-#include "reservation_lock.h"
+#include "diskgroup/reservation_lock.h"
 
-#include "guid_text.h"
-#include "trace_log.h"
+#include "core/guid_text.h"
+#include "core/trace_log.h"
 
 #include <cstdio>
 

@@ -2,7 +2,7 @@
 // group.
 #pragma once
 
-#include "windows_handle.h"
+#include "core/windows_handle.h"
 
 #include <cstdint>
 

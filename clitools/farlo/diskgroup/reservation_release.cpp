@@ -1,11 +1,11 @@
-#include "reservation_release.h"
+#include "diskgroup/reservation_release.h"
 
-#include "caller_string.h"
+#include "api/farlo.h"
+#include "core/caller_string.h"
+#include "core/trace_log.h"
+#include "diskgroup/info_device.h"
+#include "diskgroup/reservation_record.h"
 #include "dmcontrol.h"
-#include "farlo.h"
-#include "info_device.h"
-#include "reservation_record.h"
-#include "trace_log.h"
 
 namespace farlo {
 namespace {

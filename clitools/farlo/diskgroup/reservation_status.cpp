@@ -1,18 +1,17 @@
-#include "reservation_status.h"
+#include "diskgroup/reservation_status.h"
 
-#include "caller_string.h"
+#include "api/farlo.h"
+#include "bus/status.h"
+#include "core/caller_string.h"
+#include "core/mutex_hold.h"
+#include "core/ngc_setting.h"
+#include "core/trace_log.h"
+#include "diskgroup/info_device.h"
+#include "diskgroup/reservation_lock.h"
+#include "diskgroup/reservation_record.h"
+#include "diskgroup/reservation_status_ngc.h"
 #include "dmcontrol.h"
-#include "farlo.h"
-#include "info_device.h"
-#include "mutex_hold.h"
-#include "ngc_setting.h"
-#include "reservation_lock.h"
-#include "reservation_record.h"
-#include "reservation_status_ngc.h"
-#include "status.h"
-#include "trace_log.h"
-
-#include "../query/dg_guid.h"
+#include "query/dg_guid.h"
 
 namespace farlo {
 namespace {

@@ -1,7 +1,7 @@
 // The disks of a disk group.
 #pragma once
 
-#include "farlo.h"
+#include "api/farlo.h"
 #include "ztcmd.h"
 
 #include <cstdint>

@@ -1,14 +1,14 @@
-#include "dg_guid.h"
+#include "query/dg_guid.h"
 
-#include "connection.h"
-#include "farlo.h"
-#include "guarded.h"
-#include "lookup.h"
-#include "method.h"
-#include "mutex_hold.h"
-#include "trace_log.h"
-#include "wait_mutex.h"
-#include "windows_handle.h"
+#include "api/farlo.h"
+#include "core/connection.h"
+#include "core/guarded.h"
+#include "core/lookup.h"
+#include "core/method.h"
+#include "core/mutex_hold.h"
+#include "core/trace_log.h"
+#include "core/wait_mutex.h"
+#include "core/windows_handle.h"
 
 #include <cstring>
 #include <optional>

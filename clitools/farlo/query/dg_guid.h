@@ -1,7 +1,7 @@
 // Finding a disk group's GUID string by its name.
 #pragma once
 
-#include "guid_text.h"
+#include "core/guid_text.h"
 #include "ztcmd.h"
 
 #include <cstdint>

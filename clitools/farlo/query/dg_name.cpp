@@ -1,11 +1,11 @@
-#include "dg_name.h"
+#include "query/dg_name.h"
 
-#include "connection.h"
-#include "farlo.h"
-#include "guarded.h"
-#include "guid_text.h"
-#include "lookup.h"
-#include "trace_log.h"
+#include "api/farlo.h"
+#include "core/connection.h"
+#include "core/guarded.h"
+#include "core/guid_text.h"
+#include "core/lookup.h"
+#include "core/trace_log.h"
 
 namespace farlo {
 

@@ -1,12 +1,12 @@
-#include "dg_name_list.h"
+#include "query/dg_name_list.h"
 
-#include "connection.h"
-#include "database.h"
-#include "farlo.h"
-#include "guarded.h"
-#include "lookup.h"
-#include "narrow_name.h"
-#include "trace_log.h"
+#include "api/farlo.h"
+#include "bus/database.h"
+#include "core/connection.h"
+#include "core/guarded.h"
+#include "core/lookup.h"
+#include "core/narrow_name.h"
+#include "core/trace_log.h"
 
 #include <cstring>
 #include <vector>

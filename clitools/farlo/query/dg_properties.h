@@ -1,7 +1,7 @@
 // The record of a disk group: its disks and its volumes.
 #pragma once
 
-#include "farlo.h"
+#include "api/farlo.h"
 #include "ztcmd.h"
 
 #include <cstdint>

@@ -1,12 +1,12 @@
-#include "dg_vol_properties.h"
+#include "query/dg_vol_properties.h"
 
-#include "connection.h"
-#include "database.h"
-#include "fill_vol_info.h"
-#include "guarded.h"
-#include "lookup.h"
-#include "record_fields.h"
-#include "trace_log.h"
+#include "bus/database.h"
+#include "core/connection.h"
+#include "core/guarded.h"
+#include "core/lookup.h"
+#include "core/trace_log.h"
+#include "query/fill_vol_info.h"
+#include "query/record_fields.h"
 
 #include <vector>
 

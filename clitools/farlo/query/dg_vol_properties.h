@@ -1,7 +1,7 @@
 // The light record of a disk group: its first disk's signature and its volumes.
 #pragma once
 
-#include "farlo.h"
+#include "api/farlo.h"
 #include "ztcmd.h"
 
 #include <cstdint>

@@ -1,7 +1,7 @@
 // The record of one volume of a disk group.
 #pragma once
 
-#include "farlo.h"
+#include "api/farlo.h"
 #include "ztcmd.h"
 
 #include <cstdint>

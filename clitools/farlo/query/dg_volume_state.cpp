@@ -1,13 +1,13 @@
-#include "dg_volume_state.h"
+#include "query/dg_volume_state.h"
 
-#include "connection.h"
-#include "database.h"
-#include "farlo.h"
-#include "guarded.h"
-#include "lookup.h"
-#include "named_volume.h"
-#include "record_fields.h"
-#include "trace_log.h"
+#include "api/farlo.h"
+#include "bus/database.h"
+#include "core/connection.h"
+#include "core/guarded.h"
+#include "core/lookup.h"
+#include "core/trace_log.h"
+#include "query/named_volume.h"
+#include "query/record_fields.h"
 
 #include <vector>
 

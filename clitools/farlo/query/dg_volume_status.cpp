@@ -1,13 +1,12 @@
-#include "dg_volume_status.h"
+#include "query/dg_volume_status.h"
 
-#include "caller_string.h"
-#include "connection.h"
+#include "api/farlo.h"
+#include "core/caller_string.h"
+#include "core/connection.h"
+#include "core/lookup.h"
+#include "core/trace_log.h"
 #include "dmcontrol.h"
-#include "farlo.h"
-#include "lookup.h"
-#include "trace_log.h"
-
-#include "../volume/config_device.h"
+#include "volume/config_device.h"
 
 #include <cstring>
 

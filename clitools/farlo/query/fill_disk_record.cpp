@@ -1,7 +1,7 @@
-#include "fill_disk_record.h"
+#include "query/fill_disk_record.h"
 
-#include "record_fields.h"
-#include "trace_log.h"
+#include "core/trace_log.h"
+#include "query/record_fields.h"
 
 #include <cstdlib>
 #include <string>

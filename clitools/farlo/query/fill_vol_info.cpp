@@ -1,10 +1,9 @@
-#include "fill_vol_info.h"
+#include "query/fill_vol_info.h"
 
-#include "database.h"
-#include "mount_manager.h"
-#include "record_fields.h"
-
-#include "../volume/mount_points.h"
+#include "bus/database.h"
+#include "query/mount_manager.h"
+#include "query/record_fields.h"
+#include "volume/mount_points.h"
 
 #include <cwchar>
 #include <tuple>

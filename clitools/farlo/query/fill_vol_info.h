@@ -1,8 +1,8 @@
 // The record of one volume.
 #pragma once
 
-#include "farlo.h"
-#include "object.h"
+#include "api/farlo.h"
+#include "bus/object.h"
 #include "ztcmd.h"
 
 namespace farlo {

@@ -1,6 +1,6 @@
-#include "mount_manager.h"
+#include "query/mount_manager.h"
 
-#include "windows_handle.h"
+#include "core/windows_handle.h"
 
 #include <winioctl.h>
 

@@ -1,4 +1,4 @@
-#include "named_volume.h"
+#include "query/named_volume.h"
 
 #include <cwchar>
 

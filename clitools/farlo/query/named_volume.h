@@ -1,7 +1,7 @@
 // One volume of a disk group, by its device name.
 #pragma once
 
-#include "object.h"
+#include "bus/object.h"
 
 #include <vector>
 

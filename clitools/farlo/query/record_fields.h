@@ -2,9 +2,9 @@
 // the size that is needed.
 #pragma once
 
-#include "farlo.h"
-#include "guarded.h"
-#include "object.h"
+#include "api/farlo.h"
+#include "bus/object.h"
+#include "core/guarded.h"
 
 #include <algorithm>
 #include <cstdint>

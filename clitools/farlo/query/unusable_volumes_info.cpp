@@ -1,13 +1,13 @@
-#include "unusable_volumes_info.h"
+#include "query/unusable_volumes_info.h"
 
-#include "connection.h"
-#include "database.h"
-#include "fill_vol_info.h"
-#include "guarded.h"
-#include "lookup.h"
-#include "mount_manager.h"
-#include "narrow_name.h"
-#include "trace_log.h"
+#include "bus/database.h"
+#include "core/connection.h"
+#include "core/guarded.h"
+#include "core/lookup.h"
+#include "core/narrow_name.h"
+#include "core/trace_log.h"
+#include "query/fill_vol_info.h"
+#include "query/mount_manager.h"
 
 #include <vector>
 

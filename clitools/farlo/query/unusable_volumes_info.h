@@ -1,7 +1,7 @@
 // The volumes of a disk group that cannot be used.
 #pragma once
 
-#include "farlo.h"
+#include "api/farlo.h"
 #include "ztcmd.h"
 
 #include <cstdint>

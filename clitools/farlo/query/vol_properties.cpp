@@ -1,14 +1,13 @@
-#include "vol_properties.h"
+#include "query/vol_properties.h"
 
-#include "connection.h"
-#include "database.h"
-#include "fill_disk_record.h"
-#include "fill_vol_info.h"
-#include "guarded.h"
-#include "record_fields.h"
-#include "trace_log.h"
-
-#include "../volume/find_volume.h"
+#include "bus/database.h"
+#include "core/connection.h"
+#include "core/guarded.h"
+#include "core/trace_log.h"
+#include "query/fill_disk_record.h"
+#include "query/fill_vol_info.h"
+#include "query/record_fields.h"
+#include "volume/find_volume.h"
 
 #include <vector>
 

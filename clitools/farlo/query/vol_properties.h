@@ -1,7 +1,7 @@
 // The record of a volume: its disks and the volume itself.
 #pragma once
 
-#include "farlo.h"
+#include "api/farlo.h"
 #include "ztcmd.h"
 
 #include <cstdint>

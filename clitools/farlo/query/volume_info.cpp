@@ -1,13 +1,13 @@
-#include "volume_info.h"
+#include "query/volume_info.h"
 
-#include "connection.h"
-#include "database.h"
-#include "fill_vol_info.h"
-#include "guarded.h"
-#include "lookup.h"
-#include "named_volume.h"
-#include "trace_log.h"
-#include "unusable_volumes_info.h"
+#include "bus/database.h"
+#include "core/connection.h"
+#include "core/guarded.h"
+#include "core/lookup.h"
+#include "core/trace_log.h"
+#include "query/fill_vol_info.h"
+#include "query/named_volume.h"
+#include "query/unusable_volumes_info.h"
 
 #include <cstring>
 #include <iterator>

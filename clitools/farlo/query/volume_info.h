@@ -1,7 +1,7 @@
 // The record of one volume, and whether it can be used.
 #pragma once
 
-#include "farlo.h"
+#include "api/farlo.h"
 #include "ztcmd.h"
 
 #include <cstdint>

@@ -1,13 +1,13 @@
-#include "cluster_shared_guid.h"
+#include "volume/cluster_shared_guid.h"
 
-#include "connection.h"
-#include "database.h"
-#include "farlo.h"
-#include "find_volume.h"
-#include "guarded.h"
-#include "guid_text.h"
-#include "status.h"
-#include "trace_log.h"
+#include "api/farlo.h"
+#include "bus/database.h"
+#include "bus/status.h"
+#include "core/connection.h"
+#include "core/guarded.h"
+#include "core/guid_text.h"
+#include "core/trace_log.h"
+#include "volume/find_volume.h"
 
 #include <cerrno>
 #include <cwchar>

@@ -1,12 +1,12 @@
-#include "clusterability.h"
+#include "volume/clusterability.h"
 
-#include "connection.h"
-#include "database.h"
-#include "dg_type.h"
-#include "farlo.h"
-#include "guarded.h"
-#include "status.h"
-#include "trace_log.h"
+#include "api/farlo.h"
+#include "bus/database.h"
+#include "bus/status.h"
+#include "core/connection.h"
+#include "core/guarded.h"
+#include "core/trace_log.h"
+#include "volume/dg_type.h"
 
 #include <cstring>
 #include <cwchar>

@@ -1,9 +1,9 @@
-#include "config_device.h"
+#include "volume/config_device.h"
 
+#include "api/farlo.h"
+#include "core/kernel_device.h"
+#include "core/windows_handle.h"
 #include "dmcontrol.h"
-#include "farlo.h"
-#include "kernel_device.h"
-#include "windows_handle.h"
 
 namespace farlo {
 namespace {

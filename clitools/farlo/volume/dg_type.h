@@ -1,7 +1,7 @@
 // The type of the disk group that a volume belongs to.
 #pragma once
 
-#include "object.h"
+#include "bus/object.h"
 #include "ztcmd.h"
 
 #include <cstdint>

@@ -1,10 +1,10 @@
-#include "disk_layout.h"
+#include "volume/disk_layout.h"
 
-#include "bus_memory.h"
-#include "farlo.h"
-#include "system_failure.h"
-#include "trace_log.h"
-#include "windows_handle.h"
+#include "api/farlo.h"
+#include "bus/bus_memory.h"
+#include "core/trace_log.h"
+#include "core/windows_handle.h"
+#include "volume/system_failure.h"
 
 #include <winioctl.h>
 

@@ -1,13 +1,13 @@
-#include "find_volume.h"
+#include "volume/find_volume.h"
 
-#include "caller_string.h"
-#include "connection.h"
-#include "database.h"
-#include "farlo.h"
-#include "lookup.h"
-#include "status.h"
-#include "text_property.h"
-#include "trace_log.h"
+#include "api/farlo.h"
+#include "bus/database.h"
+#include "bus/status.h"
+#include "core/caller_string.h"
+#include "core/connection.h"
+#include "core/lookup.h"
+#include "core/text_property.h"
+#include "core/trace_log.h"
 
 #include <tuple>
 #include <vector>

@@ -1,7 +1,7 @@
 // Finding volumes by the names that an agent knows.
 #pragma once
 
-#include "object.h"
+#include "bus/object.h"
 #include "ztcmd.h"
 
 #include <cstdint>

@@ -1,12 +1,12 @@
-#include "first_volume_disk.h"
+#include "volume/first_volume_disk.h"
 
-#include "connection.h"
-#include "database.h"
-#include "disk_layout.h"
-#include "farlo.h"
-#include "guarded.h"
-#include "lookup.h"
-#include "trace_log.h"
+#include "api/farlo.h"
+#include "bus/database.h"
+#include "core/connection.h"
+#include "core/guarded.h"
+#include "core/lookup.h"
+#include "core/trace_log.h"
+#include "volume/disk_layout.h"
 
 #include <vector>
 

@@ -1,12 +1,12 @@
-#include "mount_path_refresh.h"
+#include "volume/mount_path_refresh.h"
 
-#include "connection.h"
-#include "farlo.h"
-#include "find_volume.h"
-#include "guarded.h"
-#include "method.h"
-#include "narrow_name.h"
-#include "trace_log.h"
+#include "api/farlo.h"
+#include "core/connection.h"
+#include "core/guarded.h"
+#include "core/method.h"
+#include "core/narrow_name.h"
+#include "core/trace_log.h"
+#include "volume/find_volume.h"
 
 namespace farlo {
 namespace {

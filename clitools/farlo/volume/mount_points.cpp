@@ -1,10 +1,10 @@
-#include "mount_points.h"
+#include "volume/mount_points.h"
 
-#include "farlo.h"
-#include "guarded.h"
-#include "guid_text.h"
-#include "method.h"
-#include "trace_log.h"
+#include "api/farlo.h"
+#include "core/guarded.h"
+#include "core/guid_text.h"
+#include "core/method.h"
+#include "core/trace_log.h"
 
 #include <algorithm>
 #include <cwchar>

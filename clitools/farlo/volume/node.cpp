@@ -1,11 +1,11 @@
-#include "node.h"
+#include "volume/node.h"
 
-#include "connection.h"
-#include "farlo.h"
-#include "guarded.h"
-#include "lookup.h"
-#include "method.h"
-#include "trace_log.h"
+#include "api/farlo.h"
+#include "core/connection.h"
+#include "core/guarded.h"
+#include "core/lookup.h"
+#include "core/method.h"
+#include "core/trace_log.h"
 
 namespace farlo {
 namespace {

@@ -1,16 +1,16 @@
-#include "node_start.h"
+#include "volume/node_start.h"
 
-#include "attach.h"
-#include "connection.h"
-#include "database.h"
-#include "farlo.h"
-#include "guarded.h"
-#include "lookup.h"
-#include "mutex_hold.h"
-#include "node.h"
-#include "trace_log.h"
-#include "wait_mutex.h"
-#include "windows_handle.h"
+#include "api/farlo.h"
+#include "bus/database.h"
+#include "core/attach.h"
+#include "core/connection.h"
+#include "core/guarded.h"
+#include "core/lookup.h"
+#include "core/mutex_hold.h"
+#include "core/trace_log.h"
+#include "core/wait_mutex.h"
+#include "core/windows_handle.h"
+#include "volume/node.h"
 
 #include <cstdint>
 #include <optional>

@@ -1,13 +1,13 @@
-#include "offline_vol.h"
+#include "volume/offline_vol.h"
 
-#include "connection.h"
-#include "database.h"
-#include "farlo.h"
-#include "find_volume.h"
-#include "guarded.h"
-#include "lookup.h"
-#include "method.h"
-#include "trace_log.h"
+#include "api/farlo.h"
+#include "bus/database.h"
+#include "core/connection.h"
+#include "core/guarded.h"
+#include "core/lookup.h"
+#include "core/method.h"
+#include "core/trace_log.h"
+#include "volume/find_volume.h"
 
 #include <vector>
 

@@ -1,12 +1,12 @@
-#include "offline_volume.h"
+#include "volume/offline_volume.h"
 
-#include "caller_string.h"
-#include "config_device.h"
+#include "api/farlo.h"
+#include "core/caller_string.h"
+#include "core/trace_log.h"
+#include "core/windows_handle.h"
 #include "dmcontrol.h"
-#include "farlo.h"
-#include "system_failure.h"
-#include "trace_log.h"
-#include "windows_handle.h"
+#include "volume/config_device.h"
+#include "volume/system_failure.h"
 
 #include <winioctl.h>
 

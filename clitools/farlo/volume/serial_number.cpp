@@ -1,12 +1,12 @@
-#include "serial_number.h"
+#include "volume/serial_number.h"
 
-#include "connection.h"
-#include "database.h"
-#include "farlo.h"
-#include "guarded.h"
-#include "guid_text.h"
-#include "lookup.h"
-#include "trace_log.h"
+#include "api/farlo.h"
+#include "bus/database.h"
+#include "core/connection.h"
+#include "core/guarded.h"
+#include "core/guid_text.h"
+#include "core/lookup.h"
+#include "core/trace_log.h"
 
 #include <string>
 #include <vector>

@@ -1,7 +1,7 @@
 // The system's last error as the status of a call that failed.
 #pragma once
 
-#include "farlo.h"
+#include "api/farlo.h"
 
 #include <windows.h>
 

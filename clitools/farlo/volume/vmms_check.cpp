@@ -1,9 +1,9 @@
-#include "vmms_check.h"
+#include "volume/vmms_check.h"
 
-#include "farlo.h"
-#include "hresult.h"
-#include "trace_log.h"
-#include "windows_handle.h"
+#include "api/farlo.h"
+#include "core/trace_log.h"
+#include "core/windows_handle.h"
+#include "volume/hresult.h"
 
 #include <cwchar>
 

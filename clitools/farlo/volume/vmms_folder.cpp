@@ -1,8 +1,8 @@
-#include "vmms_folder.h"
+#include "volume/vmms_folder.h"
 
-#include "farlo.h"
-#include "hresult.h"
-#include "trace_log.h"
+#include "api/farlo.h"
+#include "core/trace_log.h"
+#include "volume/hresult.h"
 
 #include <shlwapi.h>
 
