@@ -267,7 +267,7 @@ TEST_F(GetDgProperties, SurvivesEveryAllocationFailure) {
 }
 
 TEST_F(GetDgProperties, FindsGroupsOfEveryTypeExcept0And7) {
-    for (const std::uint32_t type : {0, 1, 2, 3, 7, 8, 9}) {
+    for (const std::uint32_t type : {0u, 1u, 2u, 3u, 7u, 8u, 9u}) {
         SCOPED_TRACE(type);
         const bool excluded = type == group_type::excluded_0 || type == group_type::excluded_7;
         const std::uint32_t status = excluded ? FARLO_NOT_FOUND : FARLO_SUCCESS;

@@ -24,6 +24,9 @@ struct CallPattern {
 
     // Only where the call fails in this way:
     CallPattern returning(std::uint32_t status) const;
+    CallPattern returning(std::int32_t native_status) const {
+        return returning(static_cast<std::uint32_t>(native_status));
+    }
     CallPattern failing_with(std::uint32_t error) const;  // of the system
     CallPattern without_output() const;                   // succeeds, but its outputs are not set
     CallPattern succeeding() const;                       // with an informational status

@@ -573,8 +573,9 @@ const std::vector<Situation> table = {
 
 }  // namespace
 
-std::string scenario_json(const std::string& node) {
-    return R"({"node": {"name": "node1", "reservation_key": 7, )" + node + R"(}, "disk_groups": [
+std::string scenario_json(const std::string& node_members) {
+    return R"({"node": {"name": "node1", "reservation_key": 7, )" + node_members +
+           R"(}, "disk_groups": [
   {"name": "dgc", "dgid": "guid-c", "type": 2, "imported": true,
    "reservation": {"owner": "node1", "key": 7},
    "disks": [

@@ -92,8 +92,8 @@ struct Situation {
 
 void PrintTo(const Situation& situation, std::ostream* out);
 
-// The scenario of all situations; `node` goes into its description of the node.
-std::string scenario_json(const std::string& node);
+// The scenario of all situations; `node_members` go into its description of the node.
+std::string scenario_json(const std::string& node_members);
 
 const std::vector<Situation>& situations();
 

@@ -57,7 +57,7 @@ Steps register_for_alerts() {
     return {{register_callback.succeeding(), passes_status_on()},
             {register_callback.returning(bus_provider_failed),
              passes_status_on({"RegisterForAlerts() Failed hr=C1000001"})},
-            {register_callback.returning(ERROR_ACCESS_DENIED),
+            {register_callback.returning(std::uint32_t{ERROR_ACCESS_DENIED}),
              passes_status_on({"RegisterForAlerts() Failed hr=5"})},
             {register_callback.returning(system_access_denied),
              passes_status_on({"RegisterForAlerts() Failed hr=80070005"})}};
