@@ -94,7 +94,14 @@ inline FaultRule methods_return(std::uint32_t status) {
     return {.function = "PrCallDispatch", .returns = status};
 }
 
-// Calls that read a property of an object, list the children of a type, or add a parameter.
+// Calls of a method; calls that query the objects of a type, read a property of an object, list
+// the children of a type, or add a parameter.
+inline FaultRule calling(const Method& method) {
+    return {.function = "PrCallDispatch", .method = method};
+}
+inline FaultRule querying(const std::string& type) {
+    return {.function = "DbGetObjects", .type = type};
+}
 inline FaultRule reading(const std::string& object, const std::string& property) {
     return {.function = "ObGetProperty", .object = object, .property = property};
 }
@@ -108,12 +115,17 @@ inline FaultRule adding(const std::string& property) {
     return {.function = "PsAddProperty", .property = property};
 }
 
-// Makes these calls fail; makes the connection drop during them.
+// Makes these calls fail; makes the connection drop during them; makes both happen.
 inline FaultRule failing(FaultRule calls, std::uint32_t status = bus_provider_failed) {
     calls.returns = status;
     return calls;
 }
 inline FaultRule dropping(FaultRule calls) {
+    calls.drops = true;
+    return calls;
+}
+inline FaultRule failing_and_dropping(FaultRule calls, std::uint32_t status = bus_provider_failed) {
+    calls.returns_after_work = status;
     calls.drops = true;
     return calls;
 }

@@ -20,6 +20,8 @@ inline constexpr std::uint32_t bus_same_value = 0x41000012;  // informational, a
 inline constexpr std::uint32_t bus_provider_failed = 0xc1000001;
 inline constexpr std::uint32_t bus_null_object = 0xc1000010;
 inline constexpr std::uint32_t bus_no_property = 0xc100003a;  // missing, or of another type
+inline constexpr std::uint32_t bus_shutting_down = 0xc10000c9;
+inline constexpr std::uint32_t bus_invalid_argument = 0xc1000101;
 inline constexpr std::uint32_t bus_no_memory = 0xc1000102;
 inline constexpr std::uint32_t bus_not_connected = 0xc1000103;
 
