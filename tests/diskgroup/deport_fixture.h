@@ -1,41 +1,41 @@
-// Disk groups to deport, and the calls of the service that deport one.
+// Three imported disk groups, and the bus calls that find and deport them.
 #pragma once
 
 #include "support/bus_lines.h"
 #include "support/farlo_test.h"
+#include "support/fault_rules.h"
 
 namespace support {
 
-inline std::string deport(const std::string& target, const std::string& guid,
-                          const std::string& flag, std::uint32_t word, const std::string& status,
-                          const std::string& output = "{}") {
-    return invoke(target, volume_manager_methods, 2001,
-                  "\"Dgguid\": " + str(guid) + ", \"dgid\": " + str(guid) +
-                      ", \"Opflag\": " + uint32(word) + ", \"" + flag + "\": " + uint32(word),
-                  status, output);
-}
-
-// The lookup by GUID up to the group that matches.
-inline Lines lookup(std::size_t read_groups) {
-    const std::string names[] = {"dg1", "shared", "local"};
-    const std::string guids[] = {"guid-1", "guid-8", "guid-3"};
-    const std::uint32_t types[] = {2, 8, 1};
-    Lines lines{groups("@dg1 @shared @local")};
-    for (std::size_t i = 0; i < read_groups; ++i) {
-        lines.push_back(read(names[i], "LDM DG TYPE", uint32(types[i])));
-        lines.push_back(read(names[i], "dgid", str(guids[i])));
-    }
-    return lines;
-}
-
-class Deport : public FarloTest {
+class DeportFixture : public FarloTest {
   protected:
-    Deport() {
+    DeportFixture() {
         scenario = R"({"disk_groups": [
             {"name": "dg1", "dgid": "guid-1", "type": 2, "imported": true},
             {"name": "shared", "dgid": "guid-8", "type": 8, "imported": true},
             {"name": "local", "dgid": "guid-3", "type": 1, "imported": true}]})";
     }
+
+    // The method call that deports a group. Both option parameters have the same value.
+    static std::string deport(const std::string& target, const std::string& guid,
+                              std::uint32_t option_bits, std::uint32_t status,
+                              const std::string& output = "{}") {
+        return invoke(target, method::deport_group,
+                      "\"Dgguid\": " + str(guid) + ", \"dgid\": " + str(guid) + ", \"Opflag\": " +
+                          uint32(option_bits) + ", \"OfflineFlag\": " + uint32(option_bits),
+                      status, output);
+    }
 };
+
+// The search for the first group by its GUID, and for a GUID that neither of the first two has.
+inline const Lines find_dg1 = {groups("@dg1 @shared @local"), read_type("dg1", group_type::cluster),
+                               read("dg1", "dgid", str("guid-1"))};
+inline const Lines search_all_groups =
+    find_dg1 + Lines{read_type("shared", group_type::cluster_shared),
+                     read("shared", "dgid", str("guid-8")), read_type("local", group_type::local),
+                     read("local", "dgid", str("guid-3"))};
+
+// The parameters of the method that deports a group.
+inline constexpr const char* deport_parameters[] = {"Dgguid", "dgid", "Opflag", "OfflineFlag"};
 
 }  // namespace support

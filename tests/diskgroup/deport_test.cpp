@@ -5,19 +5,21 @@ namespace {
 
 using namespace support;
 
-TEST_F(Deport, DeportSendsItsOwnWord) {
+using DeportDg = DeportFixture;
+
+TEST_F(DeportDg, DeportsGroupFoundByGuid) {
     at_every_threshold([&] {
-        EXPECT_EQ(FARLO(DeportDgW)(handle, L"dg1", "guid-1"), 0u);
-        expect_calls(Lines{cluster_service()} + lookup(1) +
-                     Lines{deport("dg1", "guid-1", "OfflineFlag", 0x4042, "0x0")});
+        EXPECT_EQ(FARLO(DeportDgW)(handle, L"dg1", "guid-1"), FARLO_SUCCESS);
+        expect_calls(Lines{cluster_service()} + find_dg1 +
+                     Lines{deport("dg1", "guid-1", 0x4042, bus_success)});
         expect_log({{6, "Entering DeportDgW"}, {6, "Exiting DeportDgW"}});
     });
 }
 
-TEST_F(Deport, DeportStopsWithoutAGroup) {
+TEST_F(DeportDg, ReturnsExcludedTypeForLocalGroupByGuid) {
     at_every_threshold([&] {
-        EXPECT_EQ(FARLO(DeportDgW)(handle, L"x", "guid-3"), 40u);
-        expect_calls(Lines{cluster_service()} + lookup(3));
+        EXPECT_EQ(FARLO(DeportDgW)(handle, L"x", "guid-3"), FARLO_EXCLUDED_TYPE);
+        expect_calls(Lines{cluster_service()} + search_all_groups);
         expect_log({{6, "Entering DeportDgW"},
                     {0, "GetDgObjIdByGuid() failed , DG_TYPENAME not found in OPAL, error=(0x28)"},
                     {0, "DeportDgW():GetDgObjIdByGuid() failed, error=(0x28)"},
@@ -26,31 +28,31 @@ TEST_F(Deport, DeportStopsWithoutAGroup) {
     });
 }
 
-TEST_F(Deport, DeportTakesAClusterSharedGroup) {
+TEST_F(DeportDg, FindsClusterSharedGroupByGuid) {
     once([&] {
-        EXPECT_EQ(FARLO(DeportDgW)(handle, L"", "guid-8"), 0u);
+        EXPECT_EQ(FARLO(DeportDgW)(handle, L"", "guid-8"), FARLO_SUCCESS);
         EXPECT_EQ(calls_of("PrCallDispatch"),
-                  (Lines{deport("shared", "guid-8", "OfflineFlag", 0x4042, "0x0")}));
+                  (Lines{deport("shared", "guid-8", 0x4042, bus_success)}));
     });
 }
 
-TEST_F(Deport, DeportChecksItsHandle) {
+TEST_F(DeportDg, RequiresConnectedHandle) {
     at_every_threshold([&] {
-        EXPECT_EQ(FARLO(DeportDgW)(nullptr, L"dg1", "guid-1"), 100u);
+        EXPECT_EQ(FARLO(DeportDgW)(nullptr, L"dg1", "guid-1"), FARLO_NULL_HANDLE);
         expect_log({{6, "Entering DeportDgW"},
                     {0, "DeportDgW() failed , NULL opal_handle, error=(0x64)"}});
         start_watching();
         disconnect();
-        EXPECT_EQ(FARLO(DeportDgW)(handle, L"dg1", "guid-1"), 20u);
+        EXPECT_EQ(FARLO(DeportDgW)(handle, L"dg1", "guid-1"), FARLO_NOT_CONNECTED);
         expect_calls({});
         expect_log({{6, "Entering DeportDgW"},
                     {0, "DeportDgW() failed , opal_handle not connected, error=(0x14)"}});
     });
 }
 
-TEST_F(Deport, DeportWithoutNameAndGuid) {
+TEST_F(DeportDg, RequiresNameOrGuid) {
     at_every_threshold([&] {
-        EXPECT_EQ(FARLO(DeportDgW)(handle, nullptr, nullptr), 0x13u);
+        EXPECT_EQ(FARLO(DeportDgW)(handle, nullptr, nullptr), FARLO_MISSING_ARGUMENT);
         expect_log({{6, "Entering DeportDgW"},
                     {0, "DeportDgW():SetDgGuidParam() failed, error=(0x13)"},
                     {0, "DeportDgW() failed, error=(0x13)"},
@@ -58,10 +60,10 @@ TEST_F(Deport, DeportWithoutNameAndGuid) {
     });
 }
 
-TEST_F(Deport, DeportWithoutClusterService) {
+TEST_F(DeportDg, FailsWhenClusterServiceCannotBeQueried) {
     at_every_threshold([&] {
-        set_faults(R"([{"type": "solvane_cluster_service", "status": "0xc1000001"}])");
-        EXPECT_EQ(FARLO(DeportDgW)(handle, L"dg1", "guid-1"), 41u);
+        set_faults(fault_plan({failing(querying(object_type::cluster_service))}));
+        EXPECT_EQ(FARLO(DeportDgW)(handle, L"dg1", "guid-1"), FARLO_NO_CLUSTER_SERVICE);
         expect_log({{6, "Entering DeportDgW"},
                     {0, "DeportDgW():GetClusSvcId() failed, error=(0x29)"},
                     {0, "DeportDgW() failed, error=(0x29)"},
@@ -69,10 +71,10 @@ TEST_F(Deport, DeportWithoutClusterService) {
     });
 }
 
-TEST_F(Deport, DeportServiceStatus) {
+TEST_F(DeportDg, ReturnsFailureOfService) {
     at_every_threshold([&] {
-        set_faults(R"([{"minor": 2001, "status": "0xe5150102"}])");
-        EXPECT_EQ(FARLO(DeportDgW)(handle, L"dg1", "guid-1"), 0xe5150102u);
+        set_faults(fault_plan({failing(calling(method::deport_group), service_not_imported)}));
+        EXPECT_EQ(FARLO(DeportDgW)(handle, L"dg1", "guid-1"), service_not_imported);
         expect_log({{6, "Entering DeportDgW"},
                     {4, "DeportDgW: DGOP_DEPORT, CsfInvoke failed with error = 0xe5150102."},
                     {0, "DeportDgW() failed, error=(0xe5150102)"},
@@ -80,14 +82,13 @@ TEST_F(Deport, DeportServiceStatus) {
     });
 }
 
-TEST_F(Deport, DeportParameterSetThatCannotBeBuilt) {
+TEST_F(DeportDg, FailsWhenParameterCannotBeAdded) {
     at_every_threshold([&] {
-        for (const char* name : {"Dgguid", "dgid", "Opflag", "OfflineFlag"}) {
-            SCOPED_TRACE(name);
-            set_faults(std::string(R"([{"function": "PsAddProperty", "property": ")") + name +
-                       R"(", "status": "0xc1000102"}])");
+        for (const char* parameter : deport_parameters) {
+            SCOPED_TRACE(parameter);
+            set_faults(fault_plan({failing(adding(parameter), bus_no_memory)}));
             start_watching();
-            EXPECT_EQ(FARLO(DeportDgW)(handle, L"dg1", "guid-1"), 18u);
+            EXPECT_EQ(FARLO(DeportDgW)(handle, L"dg1", "guid-1"), FARLO_EXCEPTION);
             EXPECT_EQ(calls_of("PrCallDispatch"), Lines{});
             expect_log({{6, "Entering DeportDgW"},
                         {6, "API_TRY_CATCH_FAILED "},
@@ -97,20 +98,21 @@ TEST_F(Deport, DeportParameterSetThatCannotBeBuilt) {
     });
 }
 
-TEST_F(Deport, DeportAConnectionThatDropsMeanwhile) {
+TEST_F(DeportDg, ReturnsNotConnectedWhenConnectionDrops) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "PrCallDispatch", "drop": true}])");
-        EXPECT_EQ(FARLO(DeportDgW)(handle, L"dg1", "guid-1"), 20u);
+        set_faults(fault_plan({dropping(calling(method::deport_group))}));
+        EXPECT_EQ(FARLO(DeportDgW)(handle, L"dg1", "guid-1"), FARLO_NOT_CONNECTED);
         expect_log({{6, "Entering DeportDgW"},
                     {0, "DeportDgW() failed, error=(0x14)"},
                     {6, "Exiting DeportDgW"}});
     });
 }
 
-TEST_F(Deport, DeportADroppedConnectionVoidsAFailureToo) {
+TEST_F(DeportDg, ReturnsNotConnectedWhenConnectionDropsDuringFailedCall) {
     at_every_threshold([&] {
-        set_faults(R"([{"minor": 2001, "after": "0xe5150102", "drop": true}])");
-        EXPECT_EQ(FARLO(DeportDgW)(handle, L"dg1", "guid-1"), 20u);
+        set_faults(fault_plan(
+            {failing_and_dropping(calling(method::deport_group), service_not_imported)}));
+        EXPECT_EQ(FARLO(DeportDgW)(handle, L"dg1", "guid-1"), FARLO_NOT_CONNECTED);
         expect_log({{6, "Entering DeportDgW"},
                     {4, "DeportDgW: DGOP_DEPORT, CsfInvoke failed with error = 0xe5150102."},
                     {0, "DeportDgW() failed, error=(0x14)"},
@@ -118,10 +120,10 @@ TEST_F(Deport, DeportADroppedConnectionVoidsAFailureToo) {
     });
 }
 
-TEST_F(Deport, DeportADropWhileTheServiceIsLookedFor) {
+TEST_F(DeportDg, ReturnsNotConnectedWhenConnectionDropsDuringFailedQuery) {
     at_every_threshold([&] {
-        set_faults(R"([{"type": "solvane_cluster_service", "after": "0xc1000001", "drop": true}])");
-        EXPECT_EQ(FARLO(DeportDgW)(handle, L"dg1", "guid-1"), 20u);
+        set_faults(fault_plan({failing_and_dropping(querying(object_type::cluster_service))}));
+        EXPECT_EQ(FARLO(DeportDgW)(handle, L"dg1", "guid-1"), FARLO_NOT_CONNECTED);
         EXPECT_EQ(calls_of("PrCallDispatch"), Lines{});
         expect_log({{6, "Entering DeportDgW"},
                     {0, "DeportDgW():GetClusSvcId() failed, error=(0x29)"},
@@ -130,23 +132,23 @@ TEST_F(Deport, DeportADropWhileTheServiceIsLookedFor) {
     });
 }
 
-TEST_F(Deport, DeportWithoutAnOutputSet) {
+// Without an output set, the failure is logged without the name of the method.
+TEST_F(DeportDg, CallsMethodWithoutOutputSet) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "PsCreatePropset", "call": 2, "status": "0xc1000102"},
-                       {"minor": 2001, "status": "0xe5150102"}])");
-        EXPECT_EQ(FARLO(DeportDgW)(handle, L"dg1", "guid-1"), 0xe5150102u);
+        set_faults(fault_plan(
+            {no_output_set, failing(calling(method::deport_group), service_not_imported)}));
+        EXPECT_EQ(FARLO(DeportDgW)(handle, L"dg1", "guid-1"), service_not_imported);
         EXPECT_EQ(calls_of("PrCallDispatch"),
-                  (Lines{deport("dg1", "guid-1", "OfflineFlag", 0x4042, "0xe5150102", "NULL")}));
+                  (Lines{deport("dg1", "guid-1", 0x4042, service_not_imported, "NULL")}));
         expect_log({{6, "Entering DeportDgW"},
                     {0, "DeportDgW() failed, error=(0xe5150102)"},
                     {6, "Exiting DeportDgW"}});
     });
 }
 
-// Its lookup by name takes cluster groups only.
-TEST_F(Deport, DeportOfALocalGroupByName) {
+TEST_F(DeportDg, ReturnsExcludedTypeForLocalGroupByName) {
     at_every_threshold([&] {
-        EXPECT_EQ(FARLO(DeportDgW)(handle, L"local", nullptr), 40u);
+        EXPECT_EQ(FARLO(DeportDgW)(handle, L"local", nullptr), FARLO_EXCLUDED_TYPE);
         EXPECT_EQ(calls_of("PrCallDispatch"), Lines{});
         expect_log({{6, "Entering DeportDgW"},
                     {0, "GetDgObjIdByName() failed , DG_TYPENAME not found in OPAL, error=(0x28)"},
@@ -158,18 +160,19 @@ TEST_F(Deport, DeportOfALocalGroupByName) {
     });
 }
 
-TEST_F(Deport, DeportNarrowForm) {
+TEST_F(DeportDg, AcceptsNarrowNameAndRejectsOneOf32Characters) {
     at_every_threshold([&] {
-        EXPECT_EQ(FARLO(DeportDgA)(handle, "dg1", "guid-1"), 0u);
+        EXPECT_EQ(FARLO(DeportDgA)(handle, "dg1", "guid-1"), FARLO_SUCCESS);
         EXPECT_EQ(calls_of("PrCallDispatch"),
-                  (Lines{deport("dg1", "guid-1", "OfflineFlag", 0x4042, "0x0")}));
+                  (Lines{deport("dg1", "guid-1", 0x4042, bus_success)}));
         load_scenario(scenario);
         start_watching();
-        EXPECT_EQ(FARLO(DeportDgA)(handle, "dg1", nullptr), 0u);
+        EXPECT_EQ(FARLO(DeportDgA)(handle, "dg1", nullptr), FARLO_SUCCESS);
         EXPECT_EQ(calls_of("PrCallDispatch"),
-                  (Lines{deport("dg1", "guid-1", "OfflineFlag", 0x4042, "0x0")}));
+                  (Lines{deport("dg1", "guid-1", 0x4042, bus_success)}));
         start_watching();
-        EXPECT_EQ(FARLO(DeportDgA)(handle, std::string(32, 'n').c_str(), "guid-1"), 0x80070057u);
+        EXPECT_EQ(FARLO(DeportDgA)(handle, std::string(32, 'n').c_str(), "guid-1"),
+                  FARLO_INVALID_ARGUMENT);
         expect_calls({});
         expect_log({{0, "DeportDgA() failed , name string of more than 31 characters or invalid, "
                         "error=(0x80070057)"}});
