@@ -1,53 +1,15 @@
 // OnlineDg, OnlineDgEx.
 #include "support/bus_lines.h"
 #include "support/farlo_test.h"
+#include "support/fault_rules.h"
 
 namespace {
 
 using namespace support;
 
-constexpr std::uint32_t import_method = 2003;
-const std::string group_names = "@dg1 @DG_Up @shared";
-
-// The lookup of all three groups by GUID or name, up to the one that matches.
-Lines lookup(const std::string& key, const Lines& values) {
-    const std::string names[] = {"dg1", "DG_Up", "shared"};
-    const std::uint32_t types[] = {2, 2, 8};
-    Lines lines{groups(group_names)};
-    for (std::size_t i = 0; i < values.size(); ++i) {
-        lines.push_back(read(names[i], "LDM DG TYPE", uint32(types[i])));
-        lines.push_back(read(names[i], key, values[i]));
-    }
-    return lines;
-}
-
-// The look for an imported group of that name, over all three groups.
-Lines name_check() {
-    return {groups(group_names),
-            read("dg1", "Name", wstr("dg1")),
-            read("dg1", "imported", "BOOLEAN false"),
-            read("DG_Up", "Name", wstr("DG_Up")),
-            read("DG_Up", "imported", "BOOLEAN true"),
-            read("shared", "Name", wstr("shared")),
-            read("shared", "imported", "BOOLEAN false")};
-}
-
-// The parameters that every import carries, in their order.
-std::string parameters(const std::string& name, const std::string& guid,
-                       const std::string& new_name, std::uint32_t word) {
-    return "\"Name\": " + wstr(name) + ", \"Dgguid\": " + str(guid) + ", \"dgid\": " + str(guid) +
-           ", \"Newdgname\": " + wstr(new_name) + ", \"newname\": " + wstr(name) +
-           ", \"Opflag\": " + uint32(word) + ", \"OnlineFlag\": " + uint32(word);
-}
-
-std::string import_on(const std::string& target, const std::string& input,
-                      const std::string& status) {
-    return invoke(target, volume_manager_methods, import_method, input, status);
-}
-
-class Online : public FarloTest {
+class OnlineDg : public FarloTest {
   protected:
-    Online() {
+    OnlineDg() {
         scenario = R"({"disk_groups": [
             {"name": "dg1", "dgid": "guid-1", "type": 2},
             {"name": "DG_Up", "dgid": "guid-2", "type": 2, "imported": true},
@@ -58,103 +20,151 @@ class Online : public FarloTest {
                          std::uint32_t options) {
         return FARLO(OnlineDgExW)(handle, name, guid, new_name, options, 7);
     }
+
+    // The method call that imports a group, and the parameters that it always has. Both option
+    // parameters have the same value.
+    static std::string import_group(const std::string& target, const std::string& input,
+                                    std::uint32_t status, const std::string& output = "{}") {
+        return invoke(target, method::import_group, input, status, output);
+    }
+    static std::string parameters(const std::string& name, const std::string& guid,
+                                  const std::string& new_name, std::uint32_t option_bits) {
+        return "\"Name\": " + wstr(name) + ", \"Dgguid\": " + str(guid) +
+               ", \"dgid\": " + str(guid) + ", \"Newdgname\": " + wstr(new_name) +
+               ", \"newname\": " + wstr(name) + ", \"Opflag\": " + uint32(option_bits) +
+               ", \"OnlineFlag\": " + uint32(option_bits);
+    }
 };
 
-TEST_F(Online, ImportsByGuidAfterLookingForTheName) {
+// Parameters that some options add.
+const std::string clear_host_id = ", \"clearhostid\": " + boolean(true);
+const std::string shared_group = ", \"shared\": " + boolean(false);
+const std::string cluster_shared_group = ", \"clustershared\": " + boolean(true);
+
+const std::string all_groups = groups("@dg1 @DG_Up @shared");
+
+// Searches by name or by GUID: for the first group, and for one that is the last or not found.
+const Lines find_dg1_by_name = {all_groups, read_type("dg1", group_type::cluster),
+                                read("dg1", "Name", wstr("dg1"))};
+const Lines search_all_by_name =
+    find_dg1_by_name +
+    Lines{read_type("DG_Up", group_type::cluster), read("DG_Up", "Name", wstr("DG_Up")),
+          read_type("shared", group_type::cluster_shared), read("shared", "Name", wstr("shared"))};
+const Lines search_all_by_guid = {all_groups,
+                                  read_type("dg1", group_type::cluster),
+                                  read("dg1", "dgid", str("guid-1")),
+                                  read_type("DG_Up", group_type::cluster),
+                                  read("DG_Up", "dgid", str("guid-2")),
+                                  read_type("shared", group_type::cluster_shared),
+                                  read("shared", "dgid", str("guid-8"))};
+
+// The check whether a group of that name is imported already: up to "DG_Up", and of all groups.
+const Lines check_names_up_to_dg_up = {
+    all_groups, read("dg1", "Name", wstr("dg1")), read("dg1", "imported", boolean(false)),
+    read("DG_Up", "Name", wstr("DG_Up")), read("DG_Up", "imported", boolean(true))};
+const Lines check_all_names =
+    check_names_up_to_dg_up +
+    Lines{read("shared", "Name", wstr("shared")), read("shared", "imported", boolean(false))};
+
+TEST_F(OnlineDg, ChecksNameAndImportsByGuid) {
     at_every_threshold([&] {
-        EXPECT_EQ(online(L"dg1", "guid-1", nullptr, 0), 0u);
-        expect_calls(Lines{cluster_service()} + name_check() +
-                     Lines{import_on("service", parameters("dg1", "guid-1", "", 0x4046), "0x0")});
+        EXPECT_EQ(online(L"dg1", "guid-1", nullptr, 0), FARLO_SUCCESS);
+        expect_calls(
+            Lines{cluster_service()} + check_all_names +
+            Lines{import_group("service", parameters("dg1", "guid-1", "", 0x4046), bus_success)});
         expect_log({{0, "OnlineDg dg1 is called with flag 0x0"},
                     {0, "OnlineDg dg1 succeeded with res  0x0"},
                     {2, "Exiting OnlineDgExW"}});
     });
 }
 
-TEST_F(Online, ResolvesTheNameAsAClusterGroup) {
+TEST_F(OnlineDg, FindsClusterGroupByName) {
     at_every_threshold([&] {
-        EXPECT_EQ(online(L"DG1", "", L"", 1), 0u);
-        expect_calls(lookup("Name", {wstr("dg1")}) + Lines{read("dg1", "dgid", str("guid-1"))} +
-                     Lines{cluster_service(),
-                           import_on("service", parameters("DG1", "guid-1", "", 0x4007), "0x0")});
+        EXPECT_EQ(online(L"DG1", "", L"", FARLO_ONLINE_NO_NAME_CHECK), FARLO_SUCCESS);
+        expect_calls(
+            find_dg1_by_name + Lines{read("dg1", "dgid", str("guid-1"))} +
+            Lines{cluster_service(),
+                  import_group("service", parameters("DG1", "guid-1", "", 0x4007), bus_success)});
         expect_log({{0, "OnlineDg DG1 is called with flag 0x1"},
                     {0, "OnlineDg DG1 succeeded with res  0x0"},
                     {2, "Exiting OnlineDgExW"}});
     });
 }
 
-TEST_F(Online, Bit1QueriesNoGroupAndAdds0x4006) {
+TEST_F(OnlineDg, QueriesNoGroupWithoutNameCheck) {
     once([&] {
-        EXPECT_EQ(online(L"dg1", "guid-1", L"dg9", 1), 0u);
-        expect_calls({cluster_service(),
-                      import_on("service", parameters("dg1", "guid-1", "dg9", 0x4007), "0x0")});
+        EXPECT_EQ(online(L"dg1", "guid-1", L"dg9", FARLO_ONLINE_NO_NAME_CHECK), FARLO_SUCCESS);
+        expect_calls(
+            {cluster_service(),
+             import_group("service", parameters("dg1", "guid-1", "dg9", 0x4007), bus_success)});
     });
 }
 
-TEST_F(Online, RefusesANameThatAnImportedGroupHasInAnyCase) {
+TEST_F(OnlineDg, ReturnsAlreadyImportedForNameInAnyCase) {
     at_every_threshold([&] {
-        EXPECT_EQ(online(L"dg_uP", "guid-1", nullptr, 0), 9u);
-        expect_calls(Lines{cluster_service(), groups(group_names), read("dg1", "Name", wstr("dg1")),
-                           read("dg1", "imported", "BOOLEAN false"),
-                           read("DG_Up", "Name", wstr("DG_Up")),
-                           read("DG_Up", "imported", "BOOLEAN true")});
+        EXPECT_EQ(online(L"dg_uP", "guid-1", nullptr, 0), FARLO_ALREADY_IMPORTED);
+        expect_calls(Lines{cluster_service()} + check_names_up_to_dg_up);
         expect_log({{0, "OnlineDg dg_uP is called with flag 0x0"}});
     });
 }
 
-TEST_F(Online, AnEmptyNameIsComparedAsSuch) {
+TEST_F(OnlineDg, ChecksEmptyName) {
     once([&] {
-        EXPECT_EQ(online(L"", "guid-1", nullptr, 0), 0u);
-        expect_calls(Lines{cluster_service()} + name_check() +
-                     Lines{import_on("service", parameters("", "guid-1", "", 0x4046), "0x0")});
+        EXPECT_EQ(online(L"", "guid-1", nullptr, 0), FARLO_SUCCESS);
+        expect_calls(
+            Lines{cluster_service()} + check_all_names +
+            Lines{import_group("service", parameters("", "guid-1", "", 0x4046), bus_success)});
     });
 }
 
-TEST_F(Online, ANullNameIsAnEmptyOne) {
+TEST_F(OnlineDg, TreatsNullNameAsEmpty) {
     once([&] {
-        EXPECT_EQ(online(nullptr, "guid-1", nullptr, 0), 0u);
-        expect_calls(Lines{cluster_service()} + name_check() +
-                     Lines{import_on("service", parameters("", "guid-1", "", 0x4046), "0x0")});
+        EXPECT_EQ(online(nullptr, "guid-1", nullptr, 0), FARLO_SUCCESS);
+        expect_calls(
+            Lines{cluster_service()} + check_all_names +
+            Lines{import_group("service", parameters("", "guid-1", "", 0x4046), bus_success)});
         expect_log({{0, "OnlineDg (null) is called with flag 0x0"},
                     {0, "OnlineDg (null) succeeded with res  0x0"},
                     {2, "Exiting OnlineDgExW"}});
     });
 }
 
-TEST_F(Online, ASharedGroupIsLookedUpAndIsTheTarget) {
+TEST_F(OnlineDg, SendsImportToSharedGroup) {
     at_every_threshold([&] {
-        EXPECT_EQ(online(L"shared", nullptr, nullptr, 0x801), 0u);
-        expect_calls(lookup("Name", {wstr("dg1"), wstr("DG_Up"), wstr("shared")}) +
-                     Lines{read("shared", "dgid", str("guid-8"))} +
-                     lookup("dgid", {str("guid-1"), str("guid-2"), str("guid-8")}) +
-                     Lines{cluster_service(), import_on("shared",
-                                                        parameters("shared", "guid-8", "", 0x4807) +
-                                                            ", \"shared\": BOOLEAN false",
-                                                        "0x0")});
+        EXPECT_EQ(
+            online(L"shared", nullptr, nullptr, FARLO_ONLINE_SHARED | FARLO_ONLINE_NO_NAME_CHECK),
+            FARLO_SUCCESS);
+        expect_calls(
+            search_all_by_name + Lines{read("shared", "dgid", str("guid-8"))} + search_all_by_guid +
+            Lines{cluster_service(),
+                  import_group("shared", parameters("shared", "guid-8", "", 0x4807) + shared_group,
+                               bus_success)});
         expect_log({{0, "OnlineDg shared is called with flag 0x801"},
                     {0, "OnlineDg shared succeeded with res  0x0"},
                     {2, "Exiting OnlineDgExW"}});
     });
 }
 
-// Both lookups take a group of any kind with bit 0x800; without it the lookup by
-// name takes cluster groups only.
-TEST_F(Online, ALocalGroup) {
+// Without the option, the search by name finds cluster groups only.
+TEST_F(OnlineDg, FindsLocalGroupByNameOnlyWithSharedOption) {
     scenario = R"({"disk_groups": [{"name": "local", "dgid": "guid-3", "type": 1}]})";
-    const Lines by_name{groups("@local"), read("local", "LDM DG TYPE", uint32(1)),
-                        read("local", "Name", wstr("local"))};
+    const Lines find_local_by_name{groups("@local"), read_type("local", group_type::local),
+                                   read("local", "Name", wstr("local"))};
     at_every_threshold([&] {
-        EXPECT_EQ(online(L"local", nullptr, nullptr, 0x801), 0u);
-        expect_calls(by_name + Lines{read("local", "dgid", str("guid-3")), groups("@local"),
-                                     read("local", "LDM DG TYPE", uint32(1)),
-                                     read("local", "dgid", str("guid-3")), cluster_service(),
-                                     import_on("local",
-                                               parameters("local", "guid-3", "", 0x4807) +
-                                                   ", \"shared\": BOOLEAN false",
-                                               "0x0")});
+        EXPECT_EQ(
+            online(L"local", nullptr, nullptr, FARLO_ONLINE_SHARED | FARLO_ONLINE_NO_NAME_CHECK),
+            FARLO_SUCCESS);
+        expect_calls(
+            find_local_by_name +
+            Lines{read("local", "dgid", str("guid-3")), groups("@local"),
+                  read_type("local", group_type::local), read("local", "dgid", str("guid-3")),
+                  cluster_service(),
+                  import_group("local", parameters("local", "guid-3", "", 0x4807) + shared_group,
+                               bus_success)});
         start_watching();
-        EXPECT_EQ(online(L"local", nullptr, nullptr, 1), 40u);
-        expect_calls(by_name);
+        EXPECT_EQ(online(L"local", nullptr, nullptr, FARLO_ONLINE_NO_NAME_CHECK),
+                  FARLO_EXCLUDED_TYPE);
+        expect_calls(find_local_by_name);
         expect_log({{0, "OnlineDg local is called with flag 0x1"},
                     {0, "GetDgObjIdByName() failed , DG_TYPENAME not found in OPAL, error=(0x28)"},
                     {0, "GetDgGuidCommon() failed , error=(0x28)"},
@@ -165,10 +175,10 @@ TEST_F(Online, ALocalGroup) {
     });
 }
 
-TEST_F(Online, AnUnknownSharedGroupEndsTheCall) {
+TEST_F(OnlineDg, ReturnsNotFoundForUnknownSharedGroup) {
     at_every_threshold([&] {
-        EXPECT_EQ(online(L"x", "nowhere", nullptr, 0x800), 1u);
-        expect_calls(lookup("dgid", {str("guid-1"), str("guid-2"), str("guid-8")}));
+        EXPECT_EQ(online(L"x", "nowhere", nullptr, FARLO_ONLINE_SHARED), FARLO_NOT_FOUND);
+        expect_calls(search_all_by_guid);
         expect_log({{0, "OnlineDg x is called with flag 0x800"},
                     {0, "GetDgObjIdByGuid() failed , DG_TYPENAME not found in OPAL, error=(0x1)"},
                     {0, "OnlineDgExW():GetDgObjIdByGuid() failed, error=(0x1) "},
@@ -177,36 +187,41 @@ TEST_F(Online, AnUnknownSharedGroupEndsTheCall) {
     });
 }
 
-TEST_F(Online, Bit8000AddsClearHostId) {
+TEST_F(OnlineDg, SendsClearHostIdWithItsOption) {
     once([&] {
-        EXPECT_EQ(online(L"dg1", "guid-1", nullptr, 0x8001), 0u);
-        expect_calls({cluster_service(), import_on("service",
-                                                   parameters("dg1", "guid-1", "", 0xC007) +
-                                                       ", \"clearhostid\": BOOLEAN true",
-                                                   "0x0")});
+        EXPECT_EQ(online(L"dg1", "guid-1", nullptr,
+                         FARLO_ONLINE_CLEAR_HOST_ID | FARLO_ONLINE_NO_NAME_CHECK),
+                  FARLO_SUCCESS);
+        expect_calls(
+            {cluster_service(),
+             import_group("service", parameters("dg1", "guid-1", "", 0xC007) + clear_host_id,
+                          bus_success)});
     });
 }
 
-TEST_F(Online, Bit20000IsLoggedAsOffline) {
+TEST_F(OnlineDg, LogsOfflineDgWithItsOption) {
     at_every_threshold([&] {
-        EXPECT_EQ(online(L"dg1", "guid-1", nullptr, 0x20001), 0u);
+        EXPECT_EQ(online(L"dg1", "guid-1", nullptr,
+                         FARLO_ONLINE_LOG_AS_OFFLINE | FARLO_ONLINE_NO_NAME_CHECK),
+                  FARLO_SUCCESS);
         expect_log({{0, "OfflineDg dg1 is called with flag 0x20001"},
                     {0, "OfflineDg dg1 succeeded with res  0x0"},
                     {2, "Exiting OnlineDgExW"}});
     });
 }
 
-// Without bit 0x800 no group is looked up: the null group is the target, all
-// bits but 0x2 are set, and the result line says "OfflineDg".
-TEST_F(Online, ClusterSharedAloneGoesToTheNullGroup) {
+// No group is searched for. All option bits except 0x2 are set: one of them makes the result line
+// say "OfflineDg".
+TEST_F(OnlineDg, SendsClusterSharedImportToNullObjectWithoutSharedOption) {
     at_every_threshold([&] {
-        EXPECT_EQ(online(L"dg1", "guid-1", nullptr, 0x200001), ZTERROR_NULL_OBJECT);
+        EXPECT_EQ(online(L"dg1", "guid-1", nullptr,
+                         FARLO_ONLINE_CLUSTER_SHARED | FARLO_ONLINE_NO_NAME_CHECK),
+                  bus_null_object);
         expect_calls({cluster_service(),
-                      import_on("null",
-                                parameters("dg1", "guid-1", "", 0xFFFFFFFD) +
-                                    ", \"clearhostid\": BOOLEAN true, \"shared\": BOOLEAN false, "
-                                    "\"clustershared\": BOOLEAN true",
-                                "0xc1000010")});
+                      import_group("null",
+                                   parameters("dg1", "guid-1", "", 0xFFFFFFFD) + clear_host_id +
+                                       shared_group + cluster_shared_group,
+                                   bus_null_object)});
         expect_log({{0, "OnlineDg dg1 is called with flag 0x200001"},
                     {4, "OnlineDgExW: DGOP_IMPORT, CsfInvoke failed with error = 0xc1000010."},
                     {0, "OfflineDg dg1 failed with res  0xc1000010"},
@@ -214,21 +229,23 @@ TEST_F(Online, ClusterSharedAloneGoesToTheNullGroup) {
     });
 }
 
-TEST_F(Online, ClusterSharedKeepsBit2) {
+TEST_F(OnlineDg, KeepsCallersOptionBit2OfClusterSharedGroup) {
     once([&] {
-        EXPECT_EQ(online(L"shared", "guid-8", L"", 0x200883), 0u);
+        EXPECT_EQ(online(L"shared", "guid-8", L"",
+                         FARLO_ONLINE_CLUSTER_SHARED | FARLO_ONLINE_SHARED |
+                             FARLO_ONLINE_NO_NAME_CHECK | 0x82),
+                  FARLO_SUCCESS);
         EXPECT_EQ(calls_of("PrCallDispatch"),
-                  (Lines{import_on("shared",
-                                   parameters("shared", "guid-8", "", 0xFFFFFFFF) +
-                                       ", \"clearhostid\": BOOLEAN true, \"shared\": BOOLEAN "
-                                       "false, \"clustershared\": BOOLEAN true",
-                                   "0x0")}));
+                  (Lines{import_group("shared",
+                                      parameters("shared", "guid-8", "", 0xFFFFFFFF) +
+                                          clear_host_id + shared_group + cluster_shared_group,
+                                      bus_success)}));
     });
 }
 
-TEST_F(Online, NeitherNameNorGuid) {
+TEST_F(OnlineDg, RequiresNameOrGuid) {
     at_every_threshold([&] {
-        EXPECT_EQ(online(L"", "", nullptr, 0), 0x13u);
+        EXPECT_EQ(online(L"", "", nullptr, 0), FARLO_MISSING_ARGUMENT);
         expect_calls({});
         expect_log({{0, "OnlineDg  is called with flag 0x0"},
                     {0, "OnlineDgExW():SetDgGuidParam() failed, error=(0x13) "},
@@ -237,11 +254,12 @@ TEST_F(Online, NeitherNameNorGuid) {
     });
 }
 
-TEST_F(Online, AGuidTextThatDoesNotFitIsRefused) {
+TEST_F(OnlineDg, RejectsGuidOfMoreThan64Characters) {
     at_every_threshold([&] {
         const std::string fits(64, 'g');
         const std::string too_long(65, 'g');
-        EXPECT_EQ(online(L"d", too_long.c_str(), nullptr, 1), 0x80070057u);
+        EXPECT_EQ(online(L"d", too_long.c_str(), nullptr, FARLO_ONLINE_NO_NAME_CHECK),
+                  FARLO_INVALID_ARGUMENT);
         expect_calls({});
         expect_log({{0, "OnlineDg d is called with flag 0x1"},
                     {0, "OnlineDgExW() failed , guid string of more than 64 characters, "
@@ -249,48 +267,52 @@ TEST_F(Online, AGuidTextThatDoesNotFitIsRefused) {
                     {0, "OnlineDg d failed with res  0x80070057"},
                     {2, "Exiting OnlineDgExW"}});
         start_watching();
-        online(L"d", fits.c_str(), nullptr, 1);
+        online(L"d", fits.c_str(), nullptr, FARLO_ONLINE_NO_NAME_CHECK);
         EXPECT_EQ(calls_of("PrCallDispatch"),
-                  (Lines{import_on("service", parameters("d", fits, "", 0x4007), "0xe5150101")}));
+                  (Lines{import_group("service", parameters("d", fits, "", 0x4007),
+                                      service_no_such_group)}));
     });
 }
 
-TEST_F(Online, NullHandle) {
+TEST_F(OnlineDg, RejectsNullHandle) {
     at_every_threshold([&] {
-        EXPECT_EQ(FARLO(OnlineDgExW)(nullptr, L"dg1", "guid-1", nullptr, 0, 0), 100u);
+        EXPECT_EQ(FARLO(OnlineDgExW)(nullptr, L"dg1", "guid-1", nullptr, 0, 0), FARLO_NULL_HANDLE);
         expect_calls({});
         expect_log({{0, "OnlineDg dg1 is called with flag 0x0"},
                     {0, "OnlineDgExW() failed , NULL opal_handle, error=(0x64) "}});
     });
 }
 
-TEST_F(Online, NotConnected) {
+TEST_F(OnlineDg, ReturnsNotConnectedWithoutConnection) {
     at_every_threshold([&] {
         disconnect();
-        EXPECT_EQ(online(L"dg1", "guid-1", nullptr, 0), 20u);
+        EXPECT_EQ(online(L"dg1", "guid-1", nullptr, 0), FARLO_NOT_CONNECTED);
         expect_calls({});
         expect_log({{0, "OnlineDg dg1 is called with flag 0x0"},
                     {0, "OnlineDgExW() failed , opal_handle not connected, error=(0x14)"}});
     });
 }
 
-TEST_F(Online, AConnectionThatDropsMeanwhileVoidsTheResult) {
+TEST_F(OnlineDg, ReturnsNotConnectedWhenConnectionDrops) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "PrCallDispatch", "drop": true}])");
-        EXPECT_EQ(online(L"dg1", "guid-1", nullptr, 1), 20u);
-        expect_calls({cluster_service(),
-                      import_on("service", parameters("dg1", "guid-1", "", 0x4007), "0x0")});
+        set_faults(fault_plan({dropping(calling(method::import_group))}));
+        EXPECT_EQ(online(L"dg1", "guid-1", nullptr, FARLO_ONLINE_NO_NAME_CHECK),
+                  FARLO_NOT_CONNECTED);
+        expect_calls(
+            {cluster_service(),
+             import_group("service", parameters("dg1", "guid-1", "", 0x4007), bus_success)});
         expect_log({{0, "OnlineDg dg1 is called with flag 0x1"},
                     {0, "OnlineDg dg1 failed with res  0x14"},
                     {2, "Exiting OnlineDgExW"}});
     });
 }
 
-// Whatever it was.
-TEST_F(Online, ADroppedConnectionVoidsAFailureToo) {
+TEST_F(OnlineDg, ReturnsNotConnectedWhenConnectionDropsDuringFailedCall) {
     at_every_threshold([&] {
-        set_faults(R"([{"minor": 2003, "after": "0xe515007a", "drop": true}])");
-        EXPECT_EQ(online(L"dg1", "guid-1", nullptr, 1), 20u);
+        set_faults(fault_plan(
+            {failing_and_dropping(calling(method::import_group), service_already_online)}));
+        EXPECT_EQ(online(L"dg1", "guid-1", nullptr, FARLO_ONLINE_NO_NAME_CHECK),
+                  FARLO_NOT_CONNECTED);
         expect_log({{0, "OnlineDg dg1 is called with flag 0x1"},
                     {4, "OnlineDgExW: DGOP_IMPORT, CsfInvoke failed with error = 0xe515007a."},
                     {0, "OnlineDg dg1 failed with res  0x14"},
@@ -298,23 +320,21 @@ TEST_F(Online, ADroppedConnectionVoidsAFailureToo) {
     });
 }
 
-// A group that is imported already ends the call before the connection is looked at.
-TEST_F(Online, ATakenNameIsToldOfADroppedConnectionToo) {
+// The connection is not checked in this case.
+TEST_F(OnlineDg, ReturnsAlreadyImportedWhenConnectionDrops) {
     at_every_threshold([&] {
-        set_faults(R"([{"object": "DG_Up", "property": "imported", "drop": true}])");
-        EXPECT_EQ(online(L"DG_Up", "guid-1", nullptr, 0), 9u);
+        set_faults(fault_plan({dropping(reading("DG_Up", "imported"))}));
+        EXPECT_EQ(online(L"DG_Up", "guid-1", nullptr, 0), FARLO_ALREADY_IMPORTED);
         expect_log({{0, "OnlineDg DG_Up is called with flag 0x0"}});
     });
 }
 
-TEST_F(Online, NoClusterService) {
+TEST_F(OnlineDg, FailsAfterFiveQueriesWithoutClusterService) {
     scenario = R"({"node": {"cluster_service": false}})";
     at_every_threshold([&] {
-        EXPECT_EQ(online(L"dg1", "guid-1", nullptr, 0), 41u);
-        const std::string none = objects("solvane_cluster_service", "");
-        expect_calls({none, none, none, none, none});
-        expect_pauses(
-            {{"Sleep", 5000}, {"Sleep", 5000}, {"Sleep", 5000}, {"Sleep", 5000}, {"Sleep", 5000}});
+        EXPECT_EQ(online(L"dg1", "guid-1", nullptr, 0), FARLO_NO_CLUSTER_SERVICE);
+        expect_calls(Lines(5, objects(object_type::cluster_service, "")));
+        expect_pauses(std::vector<Pause>(5, {"Sleep", 5000}));
         expect_log({{0, "OnlineDg dg1 is called with flag 0x0"},
                     {6, "GetClusSvcId: Sleeping for 5 secs"},
                     {6, "GetClusSvcId: Sleeping for 5 secs"},
@@ -327,10 +347,11 @@ TEST_F(Online, NoClusterService) {
     });
 }
 
-TEST_F(Online, TheServicesStatusIsPassedOn) {
+TEST_F(OnlineDg, ReturnsFailureOfService) {
     at_every_threshold([&] {
-        set_faults(R"([{"minor": 2003, "status": "0xe515007a"}])");
-        EXPECT_EQ(online(L"dg1", "guid-1", nullptr, 1), 0xe515007au);
+        set_faults(fault_plan({failing(calling(method::import_group), service_already_online)}));
+        EXPECT_EQ(online(L"dg1", "guid-1", nullptr, FARLO_ONLINE_NO_NAME_CHECK),
+                  service_already_online);
         expect_log({{0, "OnlineDg dg1 is called with flag 0x1"},
                     {4, "OnlineDgExW: DGOP_IMPORT, CsfInvoke failed with error = 0xe515007a."},
                     {0, "OnlineDg dg1 failed with res  0xe515007a"},
@@ -338,22 +359,20 @@ TEST_F(Online, TheServicesStatusIsPassedOn) {
     });
 }
 
-TEST_F(Online, AGroupWithoutAReadableNameIsPassedOver) {
+TEST_F(OnlineDg, NameCheckSkipsGroupWhoseNameCannotBeRead) {
     once([&] {
-        set_faults(R"([{"function": "ObGetProperty", "object": "dg1", "property": "Name",
-                        "status": "0xc100003a"}])");
-        EXPECT_EQ(online(L"dg_up", "guid-1", nullptr, 0), 9u);
-        expect_calls(
-            {cluster_service(), groups(group_names), read_failed("dg1", "Name", "0xc100003a"),
-             read("DG_Up", "Name", wstr("DG_Up")), read("DG_Up", "imported", "BOOLEAN true")});
+        set_faults(fault_plan({failing(reading("dg1", "Name"), bus_no_property)}));
+        EXPECT_EQ(online(L"dg_up", "guid-1", nullptr, 0), FARLO_ALREADY_IMPORTED);
+        expect_calls({cluster_service(), all_groups, read_failed("dg1", "Name", bus_no_property),
+                      read("DG_Up", "Name", wstr("DG_Up")),
+                      read("DG_Up", "imported", boolean(true))});
     });
 }
 
-TEST_F(Online, AGroupWithoutAReadableImportedEndsTheCall) {
+TEST_F(OnlineDg, FailsWhenImportedPropertyHasAnotherType) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "ObGetProperty", "object": "dg1", "property": "imported",
-                        "as": "UINT32"}])");
-        EXPECT_EQ(online(L"dg9", "guid-1", nullptr, 0), 18u);
+        set_faults(fault_plan({with_type(reading("dg1", "imported"), "UINT32")}));
+        EXPECT_EQ(online(L"dg9", "guid-1", nullptr, 0), FARLO_EXCEPTION);
         EXPECT_EQ(calls_of("PrCallDispatch"), Lines{});
         expect_log({{0, "OnlineDg dg9 is called with flag 0x0"},
                     {6, "API_TRY_CATCH_FAILED "},
@@ -362,34 +381,33 @@ TEST_F(Online, AGroupWithoutAReadableImportedEndsTheCall) {
     });
 }
 
-// A failed query of the groups finds none, and the import goes on.
-TEST_F(Online, AFailedNameCheckQueryFindsNoGroup) {
+TEST_F(OnlineDg, ImportsWhenNameCheckCannotQueryGroups) {
     once([&] {
-        set_faults(R"([{"function": "DbGetObjects", "type": "tamo_ztvm_diskgroup",
-                        "status": "0xc1000001"}])");
-        EXPECT_EQ(online(L"dg_up", "guid-1", nullptr, 0), 0u);
-        expect_calls({cluster_service(), "DbGetObjects tamo_ztvm_diskgroup -> 0xc1000001",
-                      import_on("service", parameters("dg_up", "guid-1", "", 0x4046), "0x0")});
+        set_faults(fault_plan({failing(querying(object_type::disk_group))}));
+        EXPECT_EQ(online(L"dg_up", "guid-1", nullptr, 0), FARLO_SUCCESS);
+        expect_calls(
+            {cluster_service(), objects_failed(object_type::disk_group, bus_provider_failed),
+             import_group("service", parameters("dg_up", "guid-1", "", 0x4046), bus_success)});
     });
 }
 
-// Out of memory while the groups are listed: the call has always ended with
-// success, without an import and without its result line.
-TEST_F(Online, ANameCheckQueryThatThrowsEndsTheCallWithSuccess) {
+// The call succeeds although nothing was imported, and logs no result line.
+TEST_F(OnlineDg, SucceedsWithoutImportWhenNameCheckRunsOutOfMemory) {
     at_every_threshold([&] {
-        // GUID text, list of cluster services, list of groups.
+        // The third allocation is for the list of groups, after the GUID string and the list of
+        // cluster services.
         heap().fail(3, 100);
-        EXPECT_EQ(online(L"dg1", "guid-1", nullptr, 0), 0u);
+        EXPECT_EQ(online(L"dg1", "guid-1", nullptr, 0), FARLO_SUCCESS);
         heap().fail_no_more();
-        expect_calls({cluster_service(), groups(group_names)});
+        expect_calls({cluster_service(), all_groups});
         expect_log({{0, "OnlineDg dg1 is called with flag 0x0"}});
     });
 }
 
-TEST_F(Online, NoMemoryForTheGuidText) {
+TEST_F(OnlineDg, FailsWithoutMemoryForGuid) {
     at_every_threshold([&] {
         heap().fail(1);
-        EXPECT_EQ(online(L"dg1", "guid-1", nullptr, 0), 17u);
+        EXPECT_EQ(online(L"dg1", "guid-1", nullptr, 0), FARLO_NO_GUID_MEMORY);
         expect_log({{0, "OnlineDg dg1 is called with flag 0x0"},
                     {0, "OnlineDgExW():SetDgGuidParam() failed, error=(0x11) "},
                     {0, "OnlineDg dg1 failed with res  0x11"},
@@ -397,78 +415,85 @@ TEST_F(Online, NoMemoryForTheGuidText) {
     });
 }
 
-// Each parameter that cannot be added, and the set that cannot be made. The word
-// is completed after "Name": only then does the result line say "OfflineDg".
-TEST_F(Online, AParameterSetThatCannotBeBuilt) {
-    const auto failing = [this](const std::string& fault, const std::string& line) {
-        SCOPED_TRACE(fault);
-        set_faults("[{" + fault + ", \"status\": \"0xc1000102\"}]");
+// The option bits are completed after "Name" is added: from then on the result line says
+// "OfflineDg".
+TEST_F(OnlineDg, FailsWhenParameterCannotBeAdded) {
+    const auto expect_exception = [this](const FaultRule& fault, const std::string& operation) {
+        SCOPED_TRACE(fault_plan({fault}));
+        set_faults(fault_plan({fault}));
         start_watching();
-        EXPECT_EQ(online(L"shared", "guid-8", nullptr, 0x200801), 18u);
+        EXPECT_EQ(
+            online(L"shared", "guid-8", nullptr,
+                   FARLO_ONLINE_CLUSTER_SHARED | FARLO_ONLINE_SHARED | FARLO_ONLINE_NO_NAME_CHECK),
+            FARLO_EXCEPTION);
         EXPECT_EQ(calls_of("PrCallDispatch"), Lines{});
         expect_log({{0, "OnlineDg shared is called with flag 0x200801"},
                     {6, "API_TRY_CATCH_FAILED "},
-                    {0, line + " shared failed with res  0x12"},
+                    {0, operation + " shared failed with res  0x12"},
                     {2, "Exiting OnlineDgExW"}});
     };
     at_every_threshold([&] {
-        failing(R"("function": "PsCreatePropset", "call": 1)", "OnlineDg");
-        failing(R"("function": "PsAddProperty", "property": "Name")", "OnlineDg");
-        for (const char* name : {"Dgguid", "dgid", "Newdgname", "newname", "Opflag", "OnlineFlag",
-                                 "clearhostid", "shared", "clustershared"}) {
-            failing(std::string(R"("function": "PsAddProperty", "property": ")") + name + "\"",
-                    "OfflineDg");
+        expect_exception(no_input_set, "OnlineDg");
+        expect_exception(failing(adding("Name"), bus_no_memory), "OnlineDg");
+        for (const char* parameter : {"Dgguid", "dgid", "Newdgname", "newname", "Opflag",
+                                      "OnlineFlag", "clearhostid", "shared", "clustershared"}) {
+            expect_exception(failing(adding(parameter), bus_no_memory), "OfflineDg");
         }
     });
 }
 
-// Without an output set the method is invoked all the same, and its failure is
-// not logged in the method's line.
-TEST_F(Online, NoOutputSet) {
+// Without an output set, the failure is logged without the name of the method.
+TEST_F(OnlineDg, CallsMethodWithoutOutputSet) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "PsCreatePropset", "call": 2, "status": "0xc1000102"},
-                       {"minor": 2003, "status": "0xe5150101"}])");
-        EXPECT_EQ(online(L"dg1", "guid-1", nullptr, 1), 0xe5150101u);
-        expect_calls({cluster_service(),
-                      "PrCallDispatch @service {61678c9a-1dd2-11b2-9623-0800209ead9c} 0.2003 {" +
-                          parameters("dg1", "guid-1", "", 0x4007) +
-                          "} 0,0,0,0 -> 0xe5150101 NULL"});
+        set_faults(fault_plan(
+            {no_output_set, failing(calling(method::import_group), service_no_such_group)}));
+        EXPECT_EQ(online(L"dg1", "guid-1", nullptr, FARLO_ONLINE_NO_NAME_CHECK),
+                  service_no_such_group);
+        expect_calls(
+            {cluster_service(), import_group("service", parameters("dg1", "guid-1", "", 0x4007),
+                                             service_no_such_group, "NULL")});
         expect_log({{0, "OnlineDg dg1 is called with flag 0x1"},
                     {0, "OnlineDg dg1 failed with res  0xe5150101"},
                     {2, "Exiting OnlineDgExW"}});
     });
 }
 
-TEST_F(Online, OnlineDgWIsTheSameWithoutTheLastArgument) {
+TEST_F(OnlineDg, OnlineDgWSendsSameCallsAsOnlineDgExW) {
     once([&] {
-        EXPECT_EQ(FARLO(OnlineDgW)(handle, L"dg1", "guid-1", L"dg9", 1), 0u);
-        expect_calls({cluster_service(),
-                      import_on("service", parameters("dg1", "guid-1", "dg9", 0x4007), "0x0")});
+        EXPECT_EQ(FARLO(OnlineDgW)(handle, L"dg1", "guid-1", L"dg9", FARLO_ONLINE_NO_NAME_CHECK),
+                  FARLO_SUCCESS);
+        expect_calls(
+            {cluster_service(),
+             import_group("service", parameters("dg1", "guid-1", "dg9", 0x4007), bus_success)});
     });
 }
 
-TEST_F(Online, NarrowForms) {
-    const Lines wanted{cluster_service(),
-                       import_on("service", parameters("dg1", "guid-1", "dg9", 0x4007), "0x0")};
+TEST_F(OnlineDg, NarrowFormsSendSameCallsAsWideForms) {
+    const Lines expected{
+        cluster_service(),
+        import_group("service", parameters("dg1", "guid-1", "dg9", 0x4007), bus_success)};
     once([&] {
-        EXPECT_EQ(FARLO(OnlineDgExA)(handle, "dg1", "guid-1", "dg9", 1, 0), 0u);
-        expect_calls(wanted);
+        EXPECT_EQ(FARLO(OnlineDgExA)(handle, "dg1", "guid-1", "dg9", FARLO_ONLINE_NO_NAME_CHECK, 0),
+                  FARLO_SUCCESS);
+        expect_calls(expected);
         load_scenario(scenario);
         start_watching();
-        EXPECT_EQ(FARLO(OnlineDgA)(handle, "dg1", "guid-1", "dg9", 1), 0u);
-        expect_calls(wanted);
+        EXPECT_EQ(FARLO(OnlineDgA)(handle, "dg1", "guid-1", "dg9", FARLO_ONLINE_NO_NAME_CHECK),
+                  FARLO_SUCCESS);
+        expect_calls(expected);
     });
 }
 
-TEST_F(Online, NarrowNamesOfMoreThan31CharactersAreRefused) {
+TEST_F(OnlineDg, RejectsNarrowNamesOfMoreThan31Characters) {
     at_every_threshold([&] {
         const std::string fits(31, 'n');
         const std::string too_long(32, 'n');
         for (const bool new_name : {false, true}) {
             start_watching();
             EXPECT_EQ(FARLO(OnlineDgExA)(handle, new_name ? "dg1" : too_long.c_str(), "guid-1",
-                                         new_name ? too_long.c_str() : nullptr, 1, 0),
-                      0x80070057u);
+                                         new_name ? too_long.c_str() : nullptr,
+                                         FARLO_ONLINE_NO_NAME_CHECK, 0),
+                      FARLO_INVALID_ARGUMENT);
             expect_calls({});
             expect_log(
                 {{0, std::string("OnlineDgExA() failed , ") + (new_name ? "new_name" : "name") +
@@ -476,15 +501,19 @@ TEST_F(Online, NarrowNamesOfMoreThan31CharactersAreRefused) {
                          "error=(0x80070057)"}});
         }
         start_watching();
-        EXPECT_EQ(FARLO(OnlineDgExA)(handle, fits.c_str(), "guid-1", nullptr, 1, 0), 0u);
-        expect_calls({cluster_service(),
-                      import_on("service", parameters(fits, "guid-1", "", 0x4007), "0x0")});
+        EXPECT_EQ(FARLO(OnlineDgExA)(handle, fits.c_str(), "guid-1", nullptr,
+                                     FARLO_ONLINE_NO_NAME_CHECK, 0),
+                  FARLO_SUCCESS);
+        expect_calls(
+            {cluster_service(),
+             import_group("service", parameters(fits, "guid-1", "", 0x4007), bus_success)});
     });
 }
 
-TEST_F(Online, ANarrowNullNameStaysNull) {
+TEST_F(OnlineDg, NarrowFormRequiresNameOrGuid) {
     once([&] {
-        EXPECT_EQ(FARLO(OnlineDgExA)(handle, nullptr, nullptr, nullptr, 0, 0), 19u);
+        EXPECT_EQ(FARLO(OnlineDgExA)(handle, nullptr, nullptr, nullptr, 0, 0),
+                  FARLO_MISSING_ARGUMENT);
         expect_calls({});
     });
 }
