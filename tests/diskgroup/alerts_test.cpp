@@ -1,5 +1,7 @@
-// RegisterForAlerts and what happens when alerts come.
+// RegisterForAlerts, and the delivery of alerts.
 #include "support/farlo_test.h"
+#include "support/log_messages.h"
+#include "support/service_names.h"
 
 #include <atomic>
 #include <functional>
@@ -8,17 +10,21 @@ namespace {
 
 using namespace support;
 
-std::atomic<int> resets{0};
-void reset_timeout() {
-    ++resets;
+// How often each of the two callbacks ran.
+std::atomic<int> callback_runs{0};
+void callback() {
+    ++callback_runs;
 }
-std::atomic<int> other_resets{0};
-void reset_other_timeout() {
-    ++other_resets;
+std::atomic<int> other_callback_runs{0};
+void other_callback() {
+    ++other_callback_runs;
 }
 
-constexpr const char* names[] = {
-    "event.alert.ztvm.ztvm.dg.import.success",
+constexpr char import_success[] = "event.alert.ztvm.ztvm.dg.import.success";
+
+// The alerts that run the callback.
+constexpr const char* alert_names[] = {
+    import_success,
     "event.alert.ztvm.cluster.dg.deport.readonly.success",
     "event.alert.ztvm.ztvm.dg.import.failed",
     "event.alert.ztvm.ztvm.dg.deport.success",
@@ -35,149 +41,154 @@ constexpr const char* names[] = {
 
 class Alerts : public FarloTest {
   protected:
-    // Delivers an alert on this thread; how often the callback ran.
-    int deliver(const std::string& name) {
-        resets = 0;
-        other_resets = 0;
+    // Delivers an alert on this thread, with both counts reset.
+    void deliver(const std::string& name) {
+        callback_runs = 0;
+        other_callback_runs = 0;
         const opal_alert alert{name.c_str()};
-        EXPECT_EQ(LabCmdDeliver(handle, &alert), ZTSTATUS_OK);
-        return resets;
+        EXPECT_EQ(LabCmdDeliver(handle, &alert), bus_success);
     }
-    void watch() {
-        ASSERT_EQ(FARLO(RegisterForAlerts)(handle, reset_timeout), 0u);
+    void register_callback() {
+        ASSERT_EQ(FARLO(RegisterForAlerts)(handle, callback), FARLO_SUCCESS);
         start_watching();
+    }
+    // How often the library registered for alerts with the command library.
+    static unsigned registrations() {
+        lab_cmd_calls calls;
+        LabCmdGetCalls(&calls);
+        return calls.register_alerts;
     }
 };
 
-TEST_F(Alerts, EveryListedNameRunsTheCallback) {
+TEST_F(Alerts, RunsCallbackForEveryListedName) {
     at_every_threshold([&] {
-        watch();
-        for (const std::string name : names) {
+        register_callback();
+        for (const std::string name : alert_names) {
             SCOPED_TRACE(name);
             start_watching();
-            EXPECT_EQ(deliver(name), 1);
+            deliver(name);
+            EXPECT_EQ(callback_runs, 1);
             expect_log({{6, "OpalEventHandler : Received alert " + name},
                         {6, "OpalEventHandler : Reset time"}});
         }
     });
 }
 
-std::vector<std::string> lines_at_reset;
-void take_lines() {
-    std::string error;
-    lines_at_reset.clear();
-    for (const LogLine& line : read_log(environment().log_file(), error)) {
-        lines_at_reset.push_back(line.text);
-    }
-    EXPECT_EQ(error, "");
+std::vector<std::string> logged_before_callback;
+void store_log() {
+    logged_before_callback = log_messages();
 }
 
-TEST_F(Alerts, TheCallbackRunsBehindItsLine) {
+TEST_F(Alerts, LogsBothLinesBeforeRunningCallback) {
     once([&] {
-        ASSERT_EQ(FARLO(RegisterForAlerts)(handle, take_lines), 0u);
+        ASSERT_EQ(FARLO(RegisterForAlerts)(handle, store_log), FARLO_SUCCESS);
         start_watching();
-        deliver(names[0]);
-        EXPECT_EQ(lines_at_reset, (std::vector<std::string>{
-                                      std::string("OpalEventHandler : Received alert ") + names[0],
-                                      "OpalEventHandler : Reset time"}));
+        deliver(import_success);
+        EXPECT_EQ(logged_before_callback,
+                  (std::vector<std::string>{std::string("OpalEventHandler : Received alert ") +
+                                                import_success,
+                                            "OpalEventHandler : Reset time"}));
     });
 }
 
-TEST_F(Alerts, LetterCaseAndFurtherCharactersDoNotMatter) {
+TEST_F(Alerts, IgnoresCaseAndFurtherCharactersOfName) {
     once([&] {
-        watch();
-        for (std::string name : names) {
+        register_callback();
+        for (std::string name : alert_names) {
             std::string upper = name;
             for (char& character : upper) {
                 character = static_cast<char>(toupper(character));
             }
-            EXPECT_EQ(deliver(upper), 1) << upper;
-            EXPECT_EQ(deliver(name + ".again"), 1) << name;
+            deliver(upper);
+            EXPECT_EQ(callback_runs, 1) << upper;
+            deliver(name + ".again");
+            EXPECT_EQ(callback_runs, 1) << name;
         }
     });
 }
 
-TEST_F(Alerts, AShorterNameIsIgnored) {
+TEST_F(Alerts, RunsNoCallbackForShorterName) {
     once([&] {
-        watch();
-        for (const std::string name : names) {
+        register_callback();
+        for (const std::string name : alert_names) {
             const std::string shorter = name.substr(0, name.size() - 1);
             start_watching();
-            EXPECT_EQ(deliver(shorter), 0) << name;
+            deliver(shorter);
+            EXPECT_EQ(callback_runs, 0) << name;
             expect_log({{6, "OpalEventHandler : Received alert " + shorter}});
         }
     });
 }
 
-TEST_F(Alerts, AnotherNameIsLoggedAsReceivedOnly) {
+TEST_F(Alerts, RunsNoCallbackForOtherName) {
     at_every_threshold([&] {
-        watch();
-        EXPECT_EQ(deliver("event.alert.ztvm.ztvm.dg.rename.success"), 0);
+        register_callback();
+        deliver("event.alert.ztvm.ztvm.dg.rename.success");
+        EXPECT_EQ(callback_runs, 0);
         expect_log(
             {{6, "OpalEventHandler : Received alert event.alert.ztvm.ztvm.dg.rename.success"}});
     });
 }
 
-TEST_F(Alerts, ANullAlert) {
+TEST_F(Alerts, LogsErrorForNullAlert) {
     at_every_threshold([&] {
-        watch();
-        resets = 0;
-        EXPECT_EQ(LabCmdDeliver(handle, nullptr), ZTSTATUS_OK);
-        EXPECT_EQ(resets, 0);
+        register_callback();
+        callback_runs = 0;
+        EXPECT_EQ(LabCmdDeliver(handle, nullptr), bus_success);
+        EXPECT_EQ(callback_runs, 0);
         expect_log({{0, "Null alert event, exit OpalEventHandler"}});
     });
 }
 
-TEST_F(Alerts, ANullAlertIsToldBeforeAMissingCallback) {
+TEST_F(Alerts, LogsErrorForNullAlertWithoutCallback) {
     once([&] {
-        watch();
-        EXPECT_EQ(FARLO(RegisterForAlerts)(handle, nullptr), 0u);
+        register_callback();
+        EXPECT_EQ(FARLO(RegisterForAlerts)(handle, nullptr), FARLO_SUCCESS);
         start_watching();
-        EXPECT_EQ(LabCmdDeliver(handle, nullptr), ZTSTATUS_OK);
+        EXPECT_EQ(LabCmdDeliver(handle, nullptr), bus_success);
         expect_log({{0, "Null alert event, exit OpalEventHandler"}});
     });
 }
 
-TEST_F(Alerts, AnAlertWithoutAName) {
+TEST_F(Alerts, RunsNoCallbackForAlertWithoutName) {
     once([&] {
-        watch();
-        resets = 0;
+        register_callback();
+        callback_runs = 0;
         const opal_alert alert{nullptr};
-        EXPECT_EQ(LabCmdDeliver(handle, &alert), ZTSTATUS_OK);
-        EXPECT_EQ(resets, 0);
+        EXPECT_EQ(LabCmdDeliver(handle, &alert), bus_success);
+        EXPECT_EQ(callback_runs, 0);
         expect_log({{6, "OpalEventHandler : Received alert (null)"}});
     });
 }
 
-TEST_F(Alerts, ANullCallbackClearsTheOneBefore) {
+TEST_F(Alerts, NullCallbackClearsStoredCallback) {
     at_every_threshold([&] {
-        watch();
-        EXPECT_EQ(FARLO(RegisterForAlerts)(handle, nullptr), 0u);
+        register_callback();
+        EXPECT_EQ(FARLO(RegisterForAlerts)(handle, nullptr), FARLO_SUCCESS);
         expect_log({{0, "RegisterForAlerts() Failed"}});
         start_watching();
-        EXPECT_EQ(deliver(names[0]), 0);
+        deliver(import_success);
+        EXPECT_EQ(callback_runs, 0);
         expect_log({{0, "OpalEventHandler : Reset time out callback is NULL"}});
     });
 }
 
-TEST_F(Alerts, ANullHandleStoresTheCallbackAndRegistersNothing) {
+TEST_F(Alerts, StoresCallbackWithoutRegisteringForNullHandle) {
     at_every_threshold([&] {
-        lab_cmd_calls before;
-        lab_cmd_calls after;
-        LabCmdGetCalls(&before);
-        EXPECT_EQ(FARLO(RegisterForAlerts)(nullptr, reset_timeout), 0u);
-        LabCmdGetCalls(&after);
-        EXPECT_EQ(after.register_alerts, before.register_alerts);
+        const unsigned before = registrations();
+        EXPECT_EQ(FARLO(RegisterForAlerts)(nullptr, callback), FARLO_SUCCESS);
+        EXPECT_EQ(registrations(), before);
         expect_log({{0, "RegisterForAlerts() Failed"}});
-        // The next fresh connection registers the callback that was stored.
+        // The next new connection registers the stored callback.
         disconnect();
-        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
-        EXPECT_EQ(deliver(names[0]), 1);
+        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), FARLO_SUCCESS);
+        deliver(import_success);
+        EXPECT_EQ(callback_runs, 1);
     });
 }
 
-// Runs code between two instructions of the DLL: single-steps this thread from
-// start() to stop() and calls the code before the n-th of them.
+// Runs code between two instructions of the DLL: single-steps this thread from start() to stop()
+// and calls the code before instruction number `step` of the DLL, counted from 0.
 class SingleSteps {
   public:
     SingleSteps(HMODULE module, unsigned step, std::function<void()> code)
@@ -201,7 +212,7 @@ class SingleSteps {
         __writeeflags(__readeflags() | trap_flag);
     }
     void stop() { m_stepping = false; }
-    // Instructions of the DLL that were stepped over.
+    // The number of instructions of the DLL that were stepped over.
     unsigned taken() const { return m_taken; }
 
   private:
@@ -234,14 +245,14 @@ class SingleSteps {
     void* m_handler;
 };
 
-// Between whichever two instructions of a validation the agent clears its callback,
-// from the fresh connection to the registration of its alerts.
-TEST_F(Alerts, KeepsACallbackClearedDuringAValidation) {
+// The agent clears its callback before every single instruction of the DLL in turn, from the new
+// connection to the registration of its alerts.
+TEST_F(Alerts, RunsNoCallbackThatWasClearedDuringValidation) {
     at_threshold(0, [&] {
         bool was_cleared = true;
         for (unsigned step = 0; was_cleared; ++step) {
             SCOPED_TRACE(step);
-            watch();
+            register_callback();
             disconnect();
             SingleSteps steps(dll().module(), step, [&] {
                 FARLO(RegisterForAlerts)(handle, nullptr);
@@ -253,145 +264,152 @@ TEST_F(Alerts, KeepsACallbackClearedDuringAValidation) {
                     steps.start();
                     return status;
                 });
-            const StandIn<decltype(RegisterAlertCallback)> reg(
+            const StandIn<decltype(RegisterAlertCallback)> register_alerts(
                 dll().module(), "RegisterAlertCallback",
                 [&](opal_handle registered, opal_alert_handler handler) {
                     steps.stop();
                     return RegisterAlertCallback(registered, handler);
                 });
-            ASSERT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
+            ASSERT_EQ(FARLO(ValidateClusterW)(&handle), FARLO_SUCCESS);
             steps.stop();
             was_cleared = step < steps.taken();
-            ASSERT_TRUE(was_cleared || step > 0) << "no instruction was stepped over";
-            const opal_alert alert{names[0]};
-            resets = 0;
+            ASSERT_TRUE(was_cleared || step > 0) << "no instruction of the DLL was stepped over";
+            const opal_alert alert{import_success};
+            callback_runs = 0;
             LabCmdDeliver(handle, &alert);
-            EXPECT_EQ(resets, was_cleared ? 0 : 1);
+            EXPECT_EQ(callback_runs, was_cleared ? 0 : 1);
         }
     });
 }
 
-TEST_F(Alerts, TheHandlesStatusIsReturnedAndClassified) {
+// Whether a status is a failure depends on its facility (bits 16 to 27).
+TEST_F(Alerts, ReturnsStatusOfRegistrationAndLogsFailures) {
     const struct {
         opal_status status;
         bool fails;
-    } rows[] = {{0xc1000101, true}, {0x41000012, false}, {0x81000001, false}, {0x00000001, true},
-                {0x40000001, true}, {0x80070005, true},  {0x40070005, false}, {0x00070005, false},
-                {0xe5150001, true}, {0x00000000, false}};
+    } rows[] = {
+        // No facility: a failure unless zero.
+        {0x00000000, false},
+        {0x00000001, true},
+        {0x40000001, true},
+        // The bus: a failure if both top bits are set.
+        {0xc1000101, true},
+        {0x41000012, false},
+        {0x81000001, false},
+        // Other facilities: a failure if the top bit is set.
+        {0x80070005, true},
+        {0x40070005, false},
+        {0x00070005, false},
+        {0xe5150001, true},
+    };
     at_every_threshold([&] {
         for (const auto& row : rows) {
-            SCOPED_TRACE(row.status);
+            SCOPED_TRACE(hex(row.status));
             LabCmdFailRegister(row.status);
             start_watching();
-            EXPECT_EQ(FARLO(RegisterForAlerts)(handle, reset_timeout), row.status);
+            EXPECT_EQ(FARLO(RegisterForAlerts)(handle, callback), row.status);
             char line[64];
             snprintf(line, sizeof line, "RegisterForAlerts() Failed hr=%X", row.status);
             expect_log(row.fails ? std::vector<Expected>{{0, line}} : std::vector<Expected>{});
         }
-        LabCmdFailRegister(0);
+        LabCmdFailRegister(bus_success);
     });
 }
 
-TEST_F(Alerts, AHandleThatIsNotConnected) {
+TEST_F(Alerts, ReturnsStatusOfCommandLibraryWithoutConnection) {
     at_every_threshold([&] {
-        watch();
+        register_callback();
         disconnect();
-        EXPECT_EQ(FARLO(RegisterForAlerts)(handle, reset_other_timeout), 0xc1000103u);
+        EXPECT_EQ(FARLO(RegisterForAlerts)(handle, other_callback), bus_not_connected);
         expect_log({{0, "RegisterForAlerts() Failed hr=C1000103"}});
     });
 }
 
-// There is one callback: the last, whatever became of its registration.
-TEST_F(Alerts, TheLastCallbackRuns) {
+TEST_F(Alerts, RunsLastCallbackEvenIfItsRegistrationFailed) {
     once([&] {
-        watch();
-        EXPECT_EQ(FARLO(RegisterForAlerts)(handle, reset_other_timeout), 0u);
-        EXPECT_EQ(deliver(names[0]), 0);
-        EXPECT_EQ(other_resets, 1);
-        LabCmdFailRegister(0xc1000101);
-        EXPECT_EQ(FARLO(RegisterForAlerts)(handle, reset_timeout), 0xc1000101u);
-        LabCmdFailRegister(0);
-        EXPECT_EQ(deliver(names[0]), 1);
-        EXPECT_EQ(other_resets, 0);
-        EXPECT_EQ(FARLO(RegisterForAlerts)(nullptr, reset_other_timeout), 0u);
-        EXPECT_EQ(deliver(names[0]), 0);
-        EXPECT_EQ(other_resets, 1);
+        register_callback();
+        EXPECT_EQ(FARLO(RegisterForAlerts)(handle, other_callback), FARLO_SUCCESS);
+        deliver(import_success);
+        EXPECT_EQ(callback_runs, 0);
+        EXPECT_EQ(other_callback_runs, 1);
+        LabCmdFailRegister(bus_invalid_argument);
+        EXPECT_EQ(FARLO(RegisterForAlerts)(handle, callback), bus_invalid_argument);
+        LabCmdFailRegister(bus_success);
+        deliver(import_success);
+        EXPECT_EQ(callback_runs, 1);
+        EXPECT_EQ(other_callback_runs, 0);
+        EXPECT_EQ(FARLO(RegisterForAlerts)(nullptr, other_callback), FARLO_SUCCESS);
+        deliver(import_success);
+        EXPECT_EQ(callback_runs, 0);
+        EXPECT_EQ(other_callback_runs, 1);
     });
 }
 
-TEST_F(Alerts, WithoutACallbackNothingIsRegistered) {
+TEST_F(Alerts, RegistersNothingWithoutCallback) {
     once([&] {
-        watch();
-        for (const opal_handle given : {handle, opal_handle{nullptr}}) {
-            SCOPED_TRACE(given);
-            EXPECT_EQ(FARLO(RegisterForAlerts)(handle, reset_timeout), 0u);
-            lab_cmd_calls before;
-            LabCmdGetCalls(&before);
+        register_callback();
+        for (const opal_handle passed : {handle, opal_handle{nullptr}}) {
+            SCOPED_TRACE(passed);
+            EXPECT_EQ(FARLO(RegisterForAlerts)(handle, callback), FARLO_SUCCESS);
+            const unsigned before = registrations();
             start_watching();
-            EXPECT_EQ(FARLO(RegisterForAlerts)(given, nullptr), 0u);
+            EXPECT_EQ(FARLO(RegisterForAlerts)(passed, nullptr), FARLO_SUCCESS);
             expect_log({{0, "RegisterForAlerts() Failed"}});
-            lab_cmd_calls after;
-            LabCmdGetCalls(&after);
-            EXPECT_EQ(after.register_alerts, before.register_alerts);
+            EXPECT_EQ(registrations(), before);
             start_watching();
-            EXPECT_EQ(deliver(names[0]), 0);
+            deliver(import_success);
+            EXPECT_EQ(callback_runs, 0);
             expect_log({{0, "OpalEventHandler : Reset time out callback is NULL"}});
         }
     });
 }
 
-// A callback that is cleared while an alert is on its way is not called.
-Interposer* release_lock;
-RegisterForAlerts_fn register_for_alerts;
-int lines_until_cleared;
-void WINAPI clear_then_leave(SRWLOCK* lock) {
-    release_lock->original<void WINAPI(SRWLOCK*)>()(lock);
-    if (--lines_until_cleared == 0) {
-        register_for_alerts(nullptr, nullptr);
-    }
-}
-
-TEST_F(Alerts, ACallbackClearedInBetweenIsNotCalled) {
-    const auto deliver_cleared_behind = [&](int lines) {
-        ASSERT_EQ(FARLO(RegisterForAlerts)(handle, reset_timeout), 0u);
+// The library's log releases its lock once after each line.
+TEST_F(Alerts, RunsNoCallbackThatIsClearedDuringAlert) {
+    const auto deliver_and_clear_after = [&](int lines) {
+        ASSERT_EQ(FARLO(RegisterForAlerts)(handle, callback), FARLO_SUCCESS);
         start_watching();
-        register_for_alerts = dll().entry<RegisterForAlerts_fn>("RegisterForAlerts");
-        lines_until_cleared = lines;
-        Interposer interposer(dll().module(), "ReleaseSRWLockExclusive", clear_then_leave);
-        release_lock = &interposer;
-        EXPECT_EQ(deliver(names[0]), 0);
+        const StandIn<decltype(ReleaseSRWLockExclusive)> release(
+            dll().module(), "ReleaseSRWLockExclusive", [&](SRWLOCK* lock) {
+                ReleaseSRWLockExclusive(lock);
+                if (--lines == 0) {
+                    FARLO(RegisterForAlerts)(nullptr, nullptr);
+                }
+            });
+        deliver(import_success);
+        EXPECT_EQ(callback_runs, 0);
     };
-    const Expected received = {6, std::string("OpalEventHandler : Received alert ") + names[0]};
+    const Expected received = {6,
+                               std::string("OpalEventHandler : Received alert ") + import_success};
     const Expected cleared = {0, "RegisterForAlerts() Failed"};
     once([&] {
-        deliver_cleared_behind(1);
+        deliver_and_clear_after(1);
         expect_log({received, cleared});
-        deliver_cleared_behind(2);
+        deliver_and_clear_after(2);
         expect_log({received, {6, "OpalEventHandler : Reset time"}, cleared});
     });
 }
 
-// The road from an import to the callback.
-TEST_F(Alerts, AnImportIsTold) {
+TEST_F(Alerts, RunsCallbackAfterImport) {
     scenario = R"({"disk_groups": [{"name": "dg1", "dgid": "guid-1"}]})";
     once([&] {
-        watch();
-        resets = 0;
-        EXPECT_EQ(FARLO(OnlineDgW)(handle, L"dg1", "guid-1", nullptr, 0), 0u);
+        register_callback();
+        callback_runs = 0;
+        EXPECT_EQ(FARLO(OnlineDgW)(handle, L"dg1", "guid-1", nullptr, 0), FARLO_SUCCESS);
         LabCmdFlushAlerts();
-        EXPECT_EQ(resets, 1);
+        EXPECT_EQ(callback_runs, 1);
     });
 }
 
-TEST_F(Alerts, NoAlertComesAfterTheHandleIsReleased) {
+TEST_F(Alerts, RunsNoCallbackAfterHandleIsReleased) {
     once([&] {
-        watch();
-        resets = 0;
-        EXPECT_EQ(FARLO(UnInitializeClusterW)(handle), 0u);
+        register_callback();
+        callback_runs = 0;
+        EXPECT_EQ(FARLO(UnInitializeClusterW)(handle), FARLO_SUCCESS);
         handle = nullptr;
-        LabRaiseAlert(names[0]);
+        LabRaiseAlert(import_success);
         LabCmdFlushAlerts();
-        EXPECT_EQ(resets, 0);
+        EXPECT_EQ(callback_runs, 0);
     });
 }
 

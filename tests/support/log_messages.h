@@ -1,0 +1,27 @@
+// The messages of a trace log.
+#pragma once
+
+#include "support/farlo_dll.h"
+#include "support/trace_lines.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace support {
+
+// The messages of all lines, in order. A line that is not whole fails the test.
+inline std::vector<std::string>
+log_messages(const std::filesystem::path& path = environment().log_file()) {
+    std::string error;
+    std::vector<std::string> messages;
+    for (const LogLine& line : read_log(path, error)) {
+        messages.push_back(line.text);
+    }
+    EXPECT_EQ(error, "");
+    return messages;
+}
+
+}  // namespace support
