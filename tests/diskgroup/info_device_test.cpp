@@ -23,7 +23,7 @@ class InfoDevice : public FarloTest {
   protected:
     InfoDevice() { connects = false; }
 
-    // One request, after which the journal holds its lines only.
+    // Makes one request. The journal then holds the lines of this request only.
     std::uint32_t request(KernelJournal& journal) {
         journal.lines.clear();
         const std::uint32_t status = FARLO(ReleaseDgW)("g");
@@ -71,7 +71,7 @@ TEST_F(InfoDevice, ReturnsNotFoundAfterThreeTriesAndOpensAtNextRequest) {
     });
 }
 
-// No driver has made the folder of the devices: not retried, as with a device that is not found.
+// Without a driver the folder of the devices does not exist. The request is not retried.
 TEST_F(InfoDevice, ReturnsNotFoundWithoutItsFolder) {
     once([&] {
         KernelJournal journal(dll().module(), clock());
@@ -116,7 +116,7 @@ TEST_F(InfoDevice, ReportsWhyItCouldNotBeOpened) {
     }
 }
 
-// The handle that such an opening provided is closed.
+// The handle that was opened is closed.
 TEST_F(InfoDevice, TreatsFailedIoStatusAsFailedOpen) {
     const Translation translations[] = {{native::object_name_not_found, FARLO_NOT_FOUND},
                                         {native::object_path_not_found, FARLO_NOT_FOUND},
@@ -159,7 +159,7 @@ TEST_F(InfoDevice, PrefersIoStatusToReturnedStatusOfRequest) {
     const Row rows[] = {
         {native::success, native::success, FARLO_SUCCESS},
         {native::object_name_not_found, native::success, FARLO_NOT_FOUND},
-        // "Not found" wins when the request itself returns it.
+        // "Not found" takes precedence when the request itself returns it.
         {native::object_name_not_found, native::sharing_violation, FARLO_NOT_FOUND},
         {native::success, native::object_name_not_found, FARLO_NOT_FOUND},
         {native::unsuccessful, native::object_name_not_found, FARLO_NOT_FOUND},
@@ -170,7 +170,7 @@ TEST_F(InfoDevice, PrefersIoStatusToReturnedStatusOfRequest) {
         {native::unsuccessful, native::success, FARLO_DEVICE_FAILED},
         {native::success, native::invalid_parameter, FARLO_DEVICE_FAILED},
         {native::success, native::no_such_device, FARLO_DEVICE_FAILED},
-        // "Path not found" of an opening only.
+        // "Path not found" becomes FARLO_NOT_FOUND only when opening the device returns it.
         {native::object_path_not_found, native::success, FARLO_DEVICE_FAILED},
         {native::success, native::object_path_not_found, FARLO_DEVICE_FAILED},
         {native::success, native::pending, FARLO_DEVICE_FAILED},  // not an error, but not done
@@ -212,7 +212,7 @@ TEST_F(InfoDevice, TreatsInformationalStatusAsSuccessfulOpen) {
     });
 }
 
-// Such a request leaves the I/O status as it was: success.
+// The I/O status keeps its initial value, which is success.
 TEST_F(InfoDevice, ReportsRequestThatNeverReachesDriver) {
     once([&] {
         KernelJournal journal(dll().module(), clock());

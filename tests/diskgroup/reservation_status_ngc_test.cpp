@@ -16,14 +16,14 @@ class GetDgReservationStatusFromService : public FarloTest {
         support_scsi3 = 2;
     }
 
-    // The method call that asks for the status, by default with all its parameters.
+    // The method call that queries the status, by default with all its parameters.
     static std::string query(std::uint32_t status, const std::string& input = all_parameters) {
         return invoke("service", method::get_reservation_status, input, status);
     }
     static constexpr char all_parameters[] =
         R"("Dgguid": STR "guid-2", "Opflag": UINT32 0, "otl trace": BOOLEAN false)";
 
-    // What the service reports as the state, as any number.
+    // Makes the service report this state, which may be any number.
     static std::function<void(opal_propset)> reports(std::uint32_t reservation) {
         return [reservation](opal_propset set) { add_number(set, "Dgstate", reservation); };
     }
@@ -374,7 +374,7 @@ TEST_F(GetDgReservationStatusFromService, ReturnsNotConnectedWhenSearchingByName
 
 TEST_F(GetDgReservationStatusFromService, FailsWithoutMemoryForGuid) {
     at_every_threshold([&] {
-        // So that the setting has been read before the allocation that fails.
+        // Reads the setting, so that the next call allocates memory for the GUID first.
         get_status();
         start_watching();
         GuardedBuffer received{4};

@@ -36,13 +36,6 @@ class GetDgReservationStatusFromDriver : public FarloTest {
     }
     std::uint32_t stored_state() { return *state.as<std::uint32_t>(); }
 
-    // These lines, no invalid request, and every page freed.
-    void expect_journal(const KernelJournal& journal, const Lines& wanted) {
-        EXPECT_EQ(journal.lines, wanted);
-        EXPECT_EQ(journal.faults(), Lines{});
-        EXPECT_EQ(journal.live_pages(), 0u);
-    }
-
     GuardedBuffer state{4};
 };
 
@@ -236,7 +229,7 @@ TEST_F(GetDgReservationStatusFromDriver, ReportsBusyAndKeepsMutexWhenMutexWasAba
     });
 }
 
-// What another thread sees while the one that the lock was abandoned to lives.
+// The thread that found the lock abandoned owns it until it ends.
 TEST_F(GetDgReservationStatusFromDriver, ReportsBusyWhenLockIsHeldByCallThatFoundItAbandoned) {
     at_every_threshold([&] {
         const HANDLE mutex = CreateMutexA(nullptr, FALSE, "Global\\driver-status-guid");
@@ -497,7 +490,7 @@ TEST_F(GetDgReservationStatusFromDriver, FailsCleanlyWhenAnyAllocationFails) {
         GuardedBuffer received{4};
         const std::uint32_t status =
             FARLO(GetDgReservationStatusA)(handle, "dg1", nullptr, received.as<std::uint32_t>());
-        if (status == 0) {
+        if (status == FARLO_SUCCESS) {
             EXPECT_EQ(*received.as<std::uint32_t>(), FARLO_RESERVATION_NOT_HELD);
         } else {
             EXPECT_TRUE(received.untouched());

@@ -1,10 +1,14 @@
 // Lines of the kernel journal (kernel_journal.h), as expectations write them.
 #pragma once
 
+#include "support/kernel_journal.h"
 #include "support/service_names.h"
+
+#include <gtest/gtest.h>
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace support {
 
@@ -29,6 +33,13 @@ inline std::string control(std::uint32_t code, const std::string& guid, std::uin
     return "control " + hex(code) + " \"" + guid + "\" " + std::to_string(reservation) + " -> " +
            hex(static_cast<std::uint32_t>(returned)) + " " +
            hex(static_cast<std::uint32_t>(io_status));
+}
+
+// Expects these lines, no invalid request, and every page freed.
+inline void expect_journal(const KernelJournal& journal, const std::vector<std::string>& lines) {
+    EXPECT_EQ(journal.lines, lines);
+    EXPECT_EQ(journal.faults(), std::vector<std::string>{});
+    EXPECT_EQ(journal.live_pages(), 0u);
 }
 
 }  // namespace support
