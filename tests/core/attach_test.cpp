@@ -1,5 +1,6 @@
 // Process attach and detach.
 #include "support/farlo_test.h"
+#include "support/log_messages.h"
 
 #include <aclapi.h>
 #include <algorithm>
@@ -10,17 +11,9 @@ using namespace support;
 
 constexpr char event_name[] = "Global\\cvmstartevent";
 constexpr char banner[] = "=====Farlo DllMain ,Created farlo.log=====";
-constexpr char ngc_line[] = "=====Enabled NGC=====";
+constexpr char ngc_message[] = "=====Enabled NGC=====";
 
-std::vector<std::string> log_texts() {
-    std::string error;
-    std::vector<std::string> texts;
-    for (const LogLine& line : read_log(environment().log_file(), error)) {
-        texts.push_back(line.text);
-    }
-    EXPECT_EQ(error, "");
-    return texts;
-}
+using Messages = std::vector<std::string>;
 
 class Attach : public testing::Test {
   protected:
@@ -30,75 +23,70 @@ class Attach : public testing::Test {
         environment().set_trace_level(6);
     }
 
-    // What a load writes at a trace level.
-    std::vector<std::string> load_at(DWORD level) {
+    // Loads the library at a trace level and unloads it. Returns what it logged.
+    static Messages logged_at(DWORD level) {
         environment().remove_logs();
         environment().set_trace_level(level);
         FarloDll dll;
-        return log_texts();
+        return log_messages();
     }
 };
 
-using Texts = std::vector<std::string>;
-
-TEST_F(Attach, WritesItsBannerAtLevel6) {
-    EXPECT_EQ(load_at(6), Texts{banner});
-    EXPECT_EQ(load_at(5), Texts{});
+TEST_F(Attach, LogsBannerAtLevel6) {
+    EXPECT_EQ(logged_at(6), Messages{banner});
+    EXPECT_EQ(logged_at(5), Messages{});
 }
 
-TEST_F(Attach, WritesNothingAtDetach) {
+TEST_F(Attach, LogsNothingAtDetach) {
     { FarloDll dll; }
-    EXPECT_EQ(log_texts(), Texts{banner});
+    EXPECT_EQ(log_messages(), Messages{banner});
 }
 
-TEST_F(Attach, Ngc2IsToldAtLevel0BeforeTheBanner) {
+TEST_F(Attach, LogsEnabledNgcAtLevel0BeforeBanner) {
     environment().set_registry(volume_manager_key, L"SupportSCSI3", 2);
-    EXPECT_EQ(load_at(6), (Texts{ngc_line, banner}));
-    EXPECT_EQ(load_at(0), Texts{ngc_line});
+    EXPECT_EQ(logged_at(6), (Messages{ngc_message, banner}));
+    EXPECT_EQ(logged_at(0), Messages{ngc_message});
 }
 
-TEST_F(Attach, OtherNgcValuesAreOff) {
+TEST_F(Attach, LogsNoNgcForOtherValues) {
     for (const DWORD value : {0u, 1u, 3u, 0x20002u, 0xFFFFFFFFu}) {
         environment().set_registry(volume_manager_key, L"SupportSCSI3", value);
-        EXPECT_EQ(load_at(0), Texts{}) << value;
+        EXPECT_EQ(logged_at(0), Messages{}) << value;
     }
 }
 
-// The type of the value does not matter, its number does.
-TEST_F(Attach, NgcValuesOfAnotherType) {
+// The string L"2" has four bytes as well, but they are not the number 2.
+TEST_F(Attach, ReadsNgcValueOfAnyTypeWithFourBytes) {
     const DWORD two = 2;
     environment().set_registry(volume_manager_key, L"SupportSCSI3", REG_BINARY, &two, sizeof two);
-    EXPECT_EQ(load_at(0), Texts{ngc_line});
+    EXPECT_EQ(logged_at(0), Messages{ngc_message});
     const std::uint64_t long_two = 2;
     environment().set_registry(volume_manager_key, L"SupportSCSI3", REG_QWORD, &long_two,
                                sizeof long_two);
-    EXPECT_EQ(load_at(0), Texts{});
+    EXPECT_EQ(logged_at(0), Messages{});
     environment().set_registry(volume_manager_key, L"SupportSCSI3", std::wstring(L"2"));
-    EXPECT_EQ(load_at(0), Texts{});
+    EXPECT_EQ(logged_at(0), Messages{});
 }
 
-REGSAM asked_access;
-LSTATUS WINAPI refuse_all_access(HKEY, const wchar_t*, DWORD, REGSAM access, HKEY*) {
-    asked_access = access;
-    return ERROR_ACCESS_DENIED;
-}
-
-// A process that may not write to the key reads no setting from it.
-TEST_F(Attach, TheKeyIsOpenedWithAllAccess) {
+// A process that may not write to the key does not read the setting either.
+TEST_F(Attach, IgnoresNgcValueWithoutAllAccessToKey) {
     environment().set_registry(volume_manager_key, L"SupportSCSI3", 2);
     environment().remove_logs();
-    std::unique_ptr<Interposer> refusal;
-    {
-        FarloDll dll([&](HMODULE module) {
-            refusal = std::make_unique<Interposer>(module, "RegOpenKeyExW", refuse_all_access);
-        });
-        EXPECT_EQ(log_texts(), Texts{banner});
-        EXPECT_EQ(asked_access, static_cast<REGSAM>(KEY_ALL_ACCESS));
-        refusal.reset();
-    }
+    std::vector<REGSAM> requested;
+    std::unique_ptr<StandIn<decltype(RegOpenKeyExW)>> open;
+    FarloDll dll([&](HMODULE module) {
+        open = std::make_unique<StandIn<decltype(RegOpenKeyExW)>>(
+            module, "RegOpenKeyExW",
+            [&](HKEY, const wchar_t*, DWORD, REGSAM access, HKEY*) -> LSTATUS {
+                requested.push_back(access);
+                return ERROR_ACCESS_DENIED;
+            });
+    });
+    EXPECT_EQ(log_messages(), Messages{banner});
+    EXPECT_EQ(requested, std::vector<REGSAM>{KEY_ALL_ACCESS});
 }
 
-TEST_F(Attach, TheStartEventIsAutoResetAndSignalled) {
+TEST_F(Attach, CreatesSignalledAutoResetEventAndClosesItAtDetach) {
     HANDLE event = nullptr;
     {
         FarloDll dll;
@@ -108,25 +96,25 @@ TEST_F(Attach, TheStartEventIsAutoResetAndSignalled) {
         EXPECT_EQ(WaitForSingleObject(event, 0), static_cast<DWORD>(WAIT_TIMEOUT));
         CloseHandle(event);
     }
-    // Detach closed it: nobody holds it now.
+    // Detach has closed the last handle.
     EXPECT_EQ(OpenEventA(SYNCHRONIZE, FALSE, event_name), nullptr);
 }
 
-// The lock that guards connections: made before the first step, and not left behind.
-TEST_F(Attach, DetachDeletesTheLibraryLock) {
+// UnInitializeCluster takes the lock that guards connections.
+TEST_F(Attach, DeletesConnectionLockAtDetach) {
     using Calls = std::vector<CRITICAL_SECTION*>;
-    Calls made;
+    Calls initialized;
     Calls entered;
     Calls deleted;
-    std::unique_ptr<StandIn<decltype(InitializeCriticalSection)>> make;
+    std::unique_ptr<StandIn<decltype(InitializeCriticalSection)>> initialize;
     std::unique_ptr<StandIn<decltype(EnterCriticalSection)>> enter;
     std::unique_ptr<StandIn<decltype(DeleteCriticalSection)>> remove;
     {
         FarloDll dll([&](HMODULE module) {
-            make = std::make_unique<StandIn<decltype(InitializeCriticalSection)>>(
+            initialize = std::make_unique<StandIn<decltype(InitializeCriticalSection)>>(
                 module, "InitializeCriticalSection", [&](CRITICAL_SECTION* section) {
-                    made.push_back(section);
-                    make->real(section);
+                    initialized.push_back(section);
+                    initialize->real(section);
                 });
             enter = std::make_unique<StandIn<decltype(EnterCriticalSection)>>(
                 module, "EnterCriticalSection", [&](CRITICAL_SECTION* section) {
@@ -140,98 +128,93 @@ TEST_F(Attach, DetachDeletesTheLibraryLock) {
                 });
         });
         entered.clear();
-        EXPECT_EQ(CALL(dll, UnInitializeClusterW)(nullptr), 21u);
+        EXPECT_EQ(CALL(dll, UnInitializeClusterW)(nullptr), FARLO_UNINITIALIZE_FAILED);
         ASSERT_FALSE(entered.empty());
-        EXPECT_EQ(std::count(made.begin(), made.end(), entered.front()), 1);
+        EXPECT_EQ(std::count(initialized.begin(), initialized.end(), entered.front()), 1);
         EXPECT_EQ(std::count(deleted.begin(), deleted.end(), entered.front()), 0);
     }
     EXPECT_EQ(std::count(deleted.begin(), deleted.end(), entered.front()), 1);
 }
 
-SECURITY_ATTRIBUTES seen_attributes;
-BOOL seen_dacl_present;
-PACL seen_dacl;
-BOOL seen_dacl_defaulted;
-BOOL seen_manual_reset;
-BOOL seen_initial_state;
-std::string seen_name;
-HANDLE WINAPI see_event(SECURITY_ATTRIBUTES* attributes, BOOL manual_reset, BOOL initial_state,
-                        const char* name) {
-    seen_attributes = *attributes;
-    GetSecurityDescriptorDacl(attributes->lpSecurityDescriptor, &seen_dacl_present, &seen_dacl,
-                              &seen_dacl_defaulted);
-    seen_manual_reset = manual_reset;
-    seen_initial_state = initial_state;
-    seen_name = name;
-    SetLastError(ERROR_INVALID_HANDLE);
-    return nullptr;
-}
-
-TEST_F(Attach, EveryoneMayUseTheStartEventAndItIsInherited) {
-    std::unique_ptr<Interposer> event;
+TEST_F(Attach, CreatesInheritableEventForEveryoneAndLoadsWithoutIt) {
+    struct {
+        SECURITY_ATTRIBUTES attributes;
+        BOOL dacl_present;
+        PACL dacl;
+        BOOL dacl_defaulted;
+        BOOL manual_reset;
+        BOOL initial_state;
+        std::string name;
+    } event{};
+    std::unique_ptr<StandIn<decltype(CreateEventA)>> create;
     FarloDll dll([&](HMODULE module) {
-        event = std::make_unique<Interposer>(module, "CreateEventA", see_event);
+        create = std::make_unique<StandIn<decltype(CreateEventA)>>(
+            module, "CreateEventA",
+            [&](SECURITY_ATTRIBUTES* attributes, BOOL manual_reset, BOOL initial_state,
+                const char* name) -> HANDLE {
+                event.attributes = *attributes;
+                GetSecurityDescriptorDacl(attributes->lpSecurityDescriptor, &event.dacl_present,
+                                          &event.dacl, &event.dacl_defaulted);
+                event.manual_reset = manual_reset;
+                event.initial_state = initial_state;
+                event.name = name;
+                SetLastError(ERROR_INVALID_HANDLE);
+                return nullptr;
+            });
     });
-    EXPECT_EQ(seen_attributes.nLength, sizeof seen_attributes);
-    EXPECT_TRUE(seen_attributes.bInheritHandle);
-    EXPECT_TRUE(seen_dacl_present);
-    EXPECT_EQ(seen_dacl, nullptr);
-    EXPECT_FALSE(seen_dacl_defaulted);
-    EXPECT_FALSE(seen_manual_reset);
-    EXPECT_TRUE(seen_initial_state);
-    EXPECT_EQ(seen_name, event_name);
-    // The load goes on without it.
-    EXPECT_EQ(log_texts(), (Texts{banner, "Farlo CreateEvent failed 6\n"}));
+    EXPECT_EQ(event.attributes.nLength, sizeof event.attributes);
+    EXPECT_TRUE(event.attributes.bInheritHandle);
+    EXPECT_TRUE(event.dacl_present);
+    EXPECT_EQ(event.dacl, nullptr);
+    EXPECT_FALSE(event.dacl_defaulted);
+    EXPECT_FALSE(event.manual_reset);
+    EXPECT_TRUE(event.initial_state);
+    EXPECT_EQ(event.name, event_name);
+    // The library works without the event.
+    EXPECT_EQ(log_messages(), (Messages{banner, "Farlo CreateEvent failed 6\n"}));
     opal_handle handle = nullptr;
-    EXPECT_EQ(CALL(dll, ValidateClusterW)(&handle), 0u);
-    EXPECT_EQ(CALL(dll, UnInitializeClusterW)(handle), 0u);
+    EXPECT_EQ(CALL(dll, ValidateClusterW)(&handle), FARLO_SUCCESS);
+    EXPECT_EQ(CALL(dll, UnInitializeClusterW)(handle), FARLO_SUCCESS);
 }
 
-BOOL WINAPI fail_with_5(SECURITY_DESCRIPTOR*, DWORD) {
-    SetLastError(5);
-    return FALSE;
-}
-BOOL WINAPI fail_with_87(SECURITY_DESCRIPTOR*, BOOL, ACL*, BOOL) {
-    SetLastError(87);
-    return FALSE;
-}
-
-TEST_F(Attach, StepsThatFailAreLoggedAndEndTheSetUp) {
+TEST_F(Attach, LogsFailedStepAndCreatesNoEvent) {
     for (const DWORD level : {0u, 6u}) {
-        const Texts front = level == 6 ? Texts{banner} : Texts{};
+        const Messages before = level == 6 ? Messages{banner} : Messages{};
         environment().set_trace_level(level);
         {
             environment().remove_logs();
-            std::unique_ptr<Interposer> failure;
+            std::unique_ptr<Failure<decltype(InitializeSecurityDescriptor)>> failure;
             FarloDll dll([&](HMODULE module) {
-                failure = std::make_unique<Interposer>(module, "InitializeSecurityDescriptor",
-                                                       fail_with_5);
+                failure = std::make_unique<Failure<decltype(InitializeSecurityDescriptor)>>(
+                    module, "InitializeSecurityDescriptor",
+                    FailingCalls{.last_error = ERROR_ACCESS_DENIED}, FALSE);
             });
-            Texts wanted = front;
-            wanted.push_back("Farlo InitializeSecurityDescriptor Error 5\n");
-            EXPECT_EQ(log_texts(), wanted);
+            Messages expected = before;
+            expected.push_back("Farlo InitializeSecurityDescriptor Error 5\n");
+            EXPECT_EQ(log_messages(), expected);
             EXPECT_EQ(OpenEventA(SYNCHRONIZE, FALSE, event_name), nullptr);
         }
         {
             environment().remove_logs();
-            std::unique_ptr<Interposer> failure;
+            std::unique_ptr<Failure<decltype(SetSecurityDescriptorDacl)>> failure;
             FarloDll dll([&](HMODULE module) {
-                failure =
-                    std::make_unique<Interposer>(module, "SetSecurityDescriptorDacl", fail_with_87);
+                failure = std::make_unique<Failure<decltype(SetSecurityDescriptorDacl)>>(
+                    module, "SetSecurityDescriptorDacl",
+                    FailingCalls{.last_error = ERROR_INVALID_PARAMETER}, FALSE);
             });
-            Texts wanted = front;
-            wanted.push_back("Farlo SetSecurityDescriptorDacl Error 87\n");
-            EXPECT_EQ(log_texts(), wanted);
+            Messages expected = before;
+            expected.push_back("Farlo SetSecurityDescriptorDacl Error 87\n");
+            EXPECT_EQ(log_messages(), expected);
             EXPECT_EQ(OpenEventA(SYNCHRONIZE, FALSE, event_name), nullptr);
         }
     }
 }
 
 // The name is taken by an object of another type.
-TEST_F(Attach, AnEventThatCannotBeMadeDoesNotFailTheLoad) {
+TEST_F(Attach, LoadsWhenEventNameIsTaken) {
     const HANDLE mutex = CreateMutexA(nullptr, FALSE, event_name);
     ASSERT_NE(mutex, nullptr);
-    EXPECT_EQ(load_at(0), Texts{"Farlo CreateEvent failed 6\n"});
+    EXPECT_EQ(logged_at(0), Messages{"Farlo CreateEvent failed 6\n"});
     CloseHandle(mutex);
 }
 
