@@ -1,13 +1,14 @@
-// The trace log, through exports that write a line and touch nothing else.
+// Tests of the trace log call exports that log their two lines and return.
 #pragma once
 
 #include "support/farlo_test.h"
+#include "support/log_messages.h"
 
 #include <fstream>
 
 namespace support {
 
-class Log : public testing::Test {
+class TraceLog : public testing::Test {
   protected:
     void SetUp() override {
         environment().set_trace_level(0);
@@ -17,27 +18,18 @@ class Log : public testing::Test {
     const std::filesystem::path log = environment().log_file();
     const std::filesystem::path older = environment().log_file().wstring() + L".0";
 
-    // Two lines: the call and, as the handle is NULL, its failure.
+    // Makes the library log two lines: the call and, because the handle is NULL, its failure.
     static void write_lines(const FarloDll& dll, const std::wstring& name) {
-        EXPECT_EQ(CALL(dll, OnlineDgExW)(nullptr, name.c_str(), nullptr, nullptr, 0, 0), 100u);
+        EXPECT_EQ(CALL(dll, OnlineDgExW)(nullptr, name.c_str(), nullptr, nullptr, 0, 0),
+                  FARLO_NULL_HANDLE);
     }
     static std::string first_line(const std::string& name) {
         return "OnlineDg " + name + " is called with flag 0x0";
     }
     static constexpr char second_line[] = "OnlineDgExW() failed , NULL opal_handle, error=(0x64) ";
 
-    static std::vector<std::string> texts(const std::filesystem::path& path) {
-        std::string error;
-        std::vector<std::string> result;
-        for (const LogLine& line : read_log(path, error)) {
-            result.push_back(line.text);
-        }
-        EXPECT_EQ(error, "");
-        return result;
-    }
-
-    // A folder, made with its "logs", in which the log's path has that many characters.
-    // VMPATH names it until the object's end.
+    // A folder with a folder "logs" in it. The path of the log there has `path_length` characters.
+    // VMPATH is the folder until the object is destroyed.
     class LongFolder {
       public:
         explicit LongFolder(std::size_t path_length) {
@@ -45,7 +37,7 @@ class Log : public testing::Test {
             std::wstring folder = environment().folder().wstring() + LR"(\)";
             folder += std::wstring(100, L'f') + LR"(\)";
             folder += std::wstring(path_length - tail - 1 - folder.size(), L'x') + LR"(\)";
-            // Beyond the limit of paths without this prefix.
+            // Paths of this length need the prefix.
             const std::wstring logs = LR"(\\?\)" + folder + L"logs";
             std::filesystem::create_directories(logs);
             m_log = logs + LR"(\farlo.log)";
@@ -67,17 +59,17 @@ class Log : public testing::Test {
         wchar_t m_vmpath[MAX_PATH];
     };
 
-    // Of a file; empty when there is none.
+    // The contents of a file; empty if it does not exist.
     static std::string contents(const std::filesystem::path& path) {
         std::error_code missing;
         const std::uintmax_t size = std::filesystem::file_size(path, missing);
-        std::string text(missing ? 0 : size, '\0');
+        std::string result(missing ? 0 : size, '\0');
         std::ifstream(path, std::ios::binary)
-            .read(text.data(), static_cast<std::streamsize>(text.size()));
-        return text;
+            .read(result.data(), static_cast<std::streamsize>(result.size()));
+        return result;
     }
 };
 
-using Texts = std::vector<std::string>;
+using Messages = std::vector<std::string>;
 
 }  // namespace support

@@ -1,4 +1,4 @@
-// Lines of the trace log: what is written, when, and what a failing call loses.
+// Lines of the trace log: their form, when they are written, and when one is dropped.
 #include "core/trace_log_fixture.h"
 
 #include <algorithm>
@@ -9,7 +9,7 @@ namespace {
 
 using namespace support;
 
-TEST_F(Log, ALineIsDateTimeIdsMessage) {
+TEST_F(TraceLog, WritesDateTimeIdsAndMessage) {
     FarloDll dll;
     SYSTEMTIME before;
     GetLocalTime(&before);
@@ -17,7 +17,7 @@ TEST_F(Log, ALineIsDateTimeIdsMessage) {
     SYSTEMTIME after;
     GetLocalTime(&after);
 
-    const std::string text = contents(log);
+    const std::string file = contents(log);
     const auto expected = [](const SYSTEMTIME& time) {
         char line[200];
         snprintf(line, sizeof line, "%02d/%02d/%02d %02d:%02d:%02d [PID:%02lu,TID:%02lu] %s\r\n",
@@ -25,7 +25,7 @@ TEST_F(Log, ALineIsDateTimeIdsMessage) {
                  GetCurrentProcessId(), GetCurrentThreadId(), first_line("dg1").c_str());
         return std::string(line);
     };
-    const std::string line = text.substr(0, text.find('\n') + 1);
+    const std::string line = file.substr(0, file.find('\n') + 1);
     EXPECT_TRUE(line == expected(before) || line == expected(after)) << line;
 }
 
@@ -36,65 +36,68 @@ DWORD WINAPI low_thread_id() {
     return 8;
 }
 
-TEST_F(Log, IdsHaveTwoDigitsAtLeast) {
+TEST_F(TraceLog, WritesIdsWithAtLeastTwoDigits) {
     FarloDll dll;
     const Interposer process(dll.module(), "GetCurrentProcessId", low_process_id);
     const Interposer thread(dll.module(), "GetCurrentThreadId", low_thread_id);
     write_lines(dll, L"dg1");
-    const std::string text = contents(log);
+    const std::string file = contents(log);
     constexpr std::size_t date_and_time = sizeof "mm/dd/yy hh:mm:ss " - 1;
-    EXPECT_EQ(text.substr(date_and_time, text.find('\r') - date_and_time),
+    EXPECT_EQ(file.substr(date_and_time, file.find('\r') - date_and_time),
               "[PID:07,TID:08] " + first_line("dg1"));
 }
 
-TEST_F(Log, EachLineIsOnDiskWhenTheCallReturns) {
+TEST_F(TraceLog, WritesLinesBeforeCallReturns) {
     FarloDll dll;
     write_lines(dll, L"a");
-    EXPECT_EQ(texts(log), (Texts{first_line("a"), second_line}));
+    EXPECT_EQ(log_messages(log), (Messages{first_line("a"), second_line}));
     write_lines(dll, L"b");
-    EXPECT_EQ(texts(log), (Texts{first_line("a"), second_line, first_line("b"), second_line}));
+    EXPECT_EQ(log_messages(log),
+              (Messages{first_line("a"), second_line, first_line("b"), second_line}));
 }
 
-TEST_F(Log, WithoutARegistryValueOnlyLevel0IsWritten) {
+TEST_F(TraceLog, WritesOnlyLevel0WithoutRegistryValue) {
     environment().clear_trace_level();
     FarloDll dll;
     write_lines(dll, L"a");
     opal_handle handle = nullptr;
-    EXPECT_EQ(CALL(dll, OfflineDgW)(handle, L"a", nullptr, 0), 100u);
-    EXPECT_EQ(texts(log), (Texts{first_line("a"), second_line,
-                                 "OfflineDgW() failed , NULL opal_handle, error=(0x64)"}));
+    EXPECT_EQ(CALL(dll, OfflineDgW)(handle, L"a", nullptr, 0), FARLO_NULL_HANDLE);
+    EXPECT_EQ(log_messages(log),
+              (Messages{first_line("a"), second_line,
+                        "OfflineDgW() failed , NULL opal_handle, error=(0x64)"}));
 }
 
-TEST_F(Log, ATraceLevelOfAnotherTypeIsIgnored) {
+TEST_F(TraceLog, IgnoresTraceLevelOfAnotherType) {
     const DWORD six = 6;
     environment().set_registry(tracing_key, L"TRACELEVEL", REG_BINARY, &six, sizeof six);
     {
         FarloDll dll;
-        EXPECT_EQ(texts(log), Texts{});
+        EXPECT_EQ(log_messages(log), Messages{});
     }
     environment().set_registry(tracing_key, L"TRACELEVEL", std::wstring(L"6"));
     FarloDll dll;
-    EXPECT_EQ(texts(log), Texts{});
+    EXPECT_EQ(log_messages(log), Messages{});
 }
 
-TEST_F(Log, AnyNumberIsAThreshold) {
+TEST_F(TraceLog, WritesAllLinesAtAnyLevelFrom6) {
     for (const DWORD level : {6u, 7u, 0x100u, 0x10000u, 0x7FFFFFFFu, 0xFFFFFFFFu}) {
         environment().set_trace_level(level);
         environment().remove_logs();
         FarloDll dll;
-        EXPECT_EQ(texts(log), Texts{"=====Farlo DllMain ,Created farlo.log====="}) << level;
+        EXPECT_EQ(log_messages(log), Messages{"=====Farlo DllMain ,Created farlo.log====="})
+            << level;
     }
 }
 
-TEST_F(Log, TheLevelIsReadAtLoadOnly) {
+TEST_F(TraceLog, ReadsLevelAtLoadOnly) {
     FarloDll dll;
     environment().set_trace_level(6);
-    EXPECT_EQ(CALL(dll, OfflineDgW)(nullptr, L"a", nullptr, 0), 100u);
-    EXPECT_EQ(texts(log), Texts{"OfflineDgW() failed , NULL opal_handle, error=(0x64)"});
+    EXPECT_EQ(CALL(dll, OfflineDgW)(nullptr, L"a", nullptr, 0), FARLO_NULL_HANDLE);
+    EXPECT_EQ(log_messages(log), Messages{"OfflineDgW() failed , NULL opal_handle, error=(0x64)"});
 }
 
-// Without VMPATH the text is not expanded and names a relative file.
-TEST_F(Log, VmpathUndefined) {
+// The variable is not expanded then: the folder is called "%VMPATH%logs".
+TEST_F(TraceLog, WritesToRelativePathWithoutVmpath) {
     wchar_t vmpath[MAX_PATH];
     GetEnvironmentVariableW(L"VMPATH", vmpath, MAX_PATH);
     SetEnvironmentVariableW(L"VMPATH", nullptr);
@@ -106,16 +109,16 @@ TEST_F(Log, VmpathUndefined) {
         std::filesystem::create_directory(L"%VMPATH%logs");
         write_lines(dll, L"kept");
     }
-    EXPECT_EQ(texts(environment().folder() / L"%VMPATH%logs" / L"farlo.log"),
-              (Texts{first_line("kept"), second_line}));
+    EXPECT_EQ(log_messages(environment().folder() / L"%VMPATH%logs" / L"farlo.log"),
+              (Messages{first_line("kept"), second_line}));
     std::filesystem::remove_all(L"%VMPATH%logs");
     std::filesystem::current_path(before);
     SetEnvironmentVariableW(L"VMPATH", vmpath);
-    EXPECT_EQ(texts(log), Texts{});
+    EXPECT_EQ(log_messages(log), Messages{});
 }
 
-// A path that does not fit: set-up stops, and the level stays 0.
-TEST_F(Log, VmpathTooLong) {
+// The level is not read then and stays 0.
+TEST_F(TraceLog, WritesNothingWhenVmpathIsTooLong) {
     wchar_t vmpath[MAX_PATH];
     GetEnvironmentVariableW(L"VMPATH", vmpath, MAX_PATH);
     environment().set_trace_level(6);
@@ -125,37 +128,35 @@ TEST_F(Log, VmpathTooLong) {
         write_lines(dll, L"dropped");
     }
     SetEnvironmentVariableW(L"VMPATH", vmpath);
-    EXPECT_EQ(texts(log), Texts{});
+    EXPECT_EQ(log_messages(log), Messages{});
 }
 
-TEST_F(Log, AMessageThatDoesNotFitIsCutShort) {
+TEST_F(TraceLog, TruncatesLineTo2047Bytes) {
     FarloDll dll;
     write_lines(dll, std::wstring(100'000, L'n'));
-    const std::string text = contents(log);
-    const std::string line = text.substr(0, text.find('\n') + 1);
-    // Date, time and ids; then the message up to the line end at byte 2047.
+    const std::string file = contents(log);
+    const std::string line = file.substr(0, file.find('\n') + 1);
     EXPECT_EQ(line.size(), 2047u);
     EXPECT_EQ(line.substr(line.size() - 4), "nn\r\n");
-    EXPECT_EQ(texts(log)[1], second_line);
+    EXPECT_EQ(log_messages(log)[1], second_line);
 }
 
-TEST_F(Log, TheLastMessageThatFitsIsWhole) {
+TEST_F(TraceLog, WritesLongestMessageThatFitsCompletely) {
     FarloDll dll;
     write_lines(dll, L"x");
-    const std::string text = contents(log);
-    const std::size_t front = text.find(first_line("x"));
-    const std::size_t room = 2047 - front - 2;
+    const std::string file = contents(log);
+    const std::size_t before_message = file.find(first_line("x"));
+    const std::size_t room = 2047 - before_message - 2;
     for (const std::size_t extra : {0u, 1u}) {
         environment().remove_logs();
         const std::size_t name = room - first_line("").size() + extra;
         write_lines(dll, std::wstring(name, L'n'));
-        EXPECT_EQ(texts(log)[0] == first_line(std::string(name, 'n')), extra == 0);
+        EXPECT_EQ(log_messages(log)[0] == first_line(std::string(name, 'n')), extra == 0);
     }
 }
 
-// A path that cannot be told: the level is not even read, so that only lines of
-// level 0 are tried, and no path is left to write them to.
-TEST_F(Log, AnExpansionThatFailsStopsTheSetUp) {
+// The level is not read then. Lines of level 0 are still attempted, with an empty path.
+TEST_F(TraceLog, WritesNothingWhenPathCannotBeExpanded) {
     environment().set_trace_level(6);
     for (const DWORD result : {0u, 263u, 1000u}) {
         SCOPED_TRACE(result);
@@ -165,8 +166,8 @@ TEST_F(Log, AnExpansionThatFailsStopsTheSetUp) {
         FarloDll dll([&](HMODULE module) {
             expand = std::make_unique<StandIn<decltype(ExpandEnvironmentStringsA)>>(
                 module, "ExpandEnvironmentStringsA",
-                [&](const char* text, char* path, DWORD capacity) -> DWORD {
-                    EXPECT_STREQ(text, R"(%VMPATH%logs\farlo.log)");
+                [&](const char* source, char* path, DWORD capacity) -> DWORD {
+                    EXPECT_STREQ(source, R"(%VMPATH%logs\farlo.log)");
                     EXPECT_EQ(capacity, 262u);
                     std::fill_n(path, capacity, 'x');
                     return result;
@@ -179,31 +180,30 @@ TEST_F(Log, AnExpansionThatFailsStopsTheSetUp) {
         });
         EXPECT_EQ(expand->calls(), 1u);
         write_lines(dll, L"dropped");
-        EXPECT_EQ(CALL(dll, OfflineDgW)(nullptr, L"a", nullptr, 0), 100u);
+        EXPECT_EQ(CALL(dll, OfflineDgW)(nullptr, L"a", nullptr, 0), FARLO_NULL_HANDLE);
         EXPECT_EQ(opened, (std::vector<std::string>{"", "", ""}));
     }
 }
 
-// An account that may only read the setting has it.
-TEST_F(Log, TheLevelIsOpenedForReadingOnly) {
+// An account with read access only gets the setting as well.
+TEST_F(TraceLog, OpensLevelForReadingOnly) {
     environment().set_trace_level(6);
-    std::vector<REGSAM> asked;
+    std::vector<REGSAM> requested;
     std::unique_ptr<StandIn<decltype(RegOpenKeyExA)>> open;
     FarloDll dll([&](HMODULE module) {
         open = std::make_unique<StandIn<decltype(RegOpenKeyExA)>>(
             module, "RegOpenKeyExA",
             [&](HKEY root, const char* name, DWORD options, REGSAM access, HKEY* key) {
-                asked.push_back(access);
+                requested.push_back(access);
                 return open->real(root, name, options, access, key);
             });
     });
-    EXPECT_EQ(asked, std::vector<REGSAM>{KEY_READ});
-    EXPECT_EQ(texts(log), Texts{"=====Farlo DllMain ,Created farlo.log====="});
+    EXPECT_EQ(requested, std::vector<REGSAM>{KEY_READ});
+    EXPECT_EQ(log_messages(log), Messages{"=====Farlo DllMain ,Created farlo.log====="});
 }
 
-// The longest path has 260 characters; a longer one stops the set-up, so that not
-// even the level is read.
-TEST_F(Log, TheLongestPath) {
+// With a longer path the level is not read.
+TEST_F(TraceLog, WritesToPathOfUpTo260Characters) {
     environment().set_trace_level(6);
     for (const std::size_t length : {259u, 260u, 261u, 262u}) {
         SCOPED_TRACE(length);
@@ -212,17 +212,17 @@ TEST_F(Log, TheLongestPath) {
             FarloDll dll;
             write_lines(dll, L"x");
         }
-        const Texts written = {"=====Farlo DllMain ,Created farlo.log=====", first_line("x"),
-                               second_line};
+        const Messages written = {"=====Farlo DllMain ,Created farlo.log=====", first_line("x"),
+                                  second_line};
         const bool fits = length <= 260;
         EXPECT_EQ(std::filesystem::exists(folder.log()), fits);
-        EXPECT_EQ(texts(folder.log()), fits ? written : Texts{});
+        EXPECT_EQ(log_messages(folder.log()), fits ? written : Messages{});
     }
-    EXPECT_EQ(texts(log), Texts{});
+    EXPECT_EQ(log_messages(log), Messages{});
 }
 
-// Windows may count a character beyond the terminator.
-TEST_F(Log, ThePathsLengthDecidesNotTheCount) {
+// Windows may return a count that is larger by one.
+TEST_F(TraceLog, ChecksLengthOfPathNotReturnedCount) {
     for (const std::size_t length : {260u, 261u}) {
         for (const DWORD count : {DWORD{261}, DWORD{262}}) {
             SCOPED_TRACE(std::to_string(length) + " " + std::to_string(count));
@@ -246,21 +246,21 @@ TEST_F(Log, ThePathsLengthDecidesNotTheCount) {
             });
             EXPECT_EQ(expand->calls(), 1u);
             write_lines(dll, L"dropped");
-            const std::string tried = length == 260 ? path : "";
-            EXPECT_EQ(opened, (std::vector<std::string>{tried, tried}));
+            const std::string expected = length == 260 ? path : "";
+            EXPECT_EQ(opened, (std::vector<std::string>{expected, expected}));
         }
     }
 }
 
 // The ANSI code page of the lab node is 1252.
-TEST_F(Log, CharactersOutsideAscii) {
+TEST_F(TraceLog, WritesAnsiCharactersAndQuestionMarks) {
     ASSERT_EQ(GetACP(), 1252u);
     FarloDll dll;
     write_lines(dll, L"d\u00e4ta \u20ac \u4e2d");
-    EXPECT_EQ(texts(log)[0], first_line("d\xe4ta \x80 ?"));
+    EXPECT_EQ(log_messages(log)[0], first_line("d\xe4ta \x80 ?"));
 }
 
-TEST_F(Log, TheDateDoesNotDependOnTheAgentsLocale) {
+TEST_F(TraceLog, WritesDateIndependentlyOfLocale) {
     FarloDll dll;
     ASSERT_NE(setlocale(LC_TIME, "German_Germany.1252"), nullptr);
     write_lines(dll, L"x");
@@ -270,11 +270,11 @@ TEST_F(Log, TheDateDoesNotDependOnTheAgentsLocale) {
     EXPECT_EQ(line[5], '/');
 }
 
-TEST_F(Log, ATraceLevelThatIsLongerThanANumberIsIgnored) {
+TEST_F(TraceLog, IgnoresTraceLevelOfEightBytes) {
     const std::uint64_t six = 6;
     environment().set_registry(tracing_key, L"TRACELEVEL", REG_DWORD, &six, sizeof six);
     FarloDll dll;
-    EXPECT_EQ(texts(log), Texts{});
+    EXPECT_EQ(log_messages(log), Messages{});
 }
 
 // --------------------------------------------------------------- failing calls
@@ -322,8 +322,8 @@ int failing_format(wchar_t* buffer, std::size_t capacity, const wchar_t* format,
     return failures_left-- > 0 ? -1 : _vsnwprintf(buffer, capacity, format, arguments);
 }
 
-TEST_F(Log, ALineWhoseCallFailsIsDroppedAndTheNextIsWritten) {
-    const auto drops_one = [&](const char* function, auto* replacement) {
+TEST_F(TraceLog, DropsLineWhoseCallFailsAndWritesNext) {
+    const auto expect_first_line_dropped = [&](const char* function, auto* replacement) {
         SCOPED_TRACE(function);
         environment().remove_logs();
         FarloDll dll;
@@ -331,55 +331,55 @@ TEST_F(Log, ALineWhoseCallFailsIsDroppedAndTheNextIsWritten) {
         const Interposer interposer(dll.module(), function, replacement);
         failures_left = 1;
         write_lines(dll, L"x");
-        EXPECT_EQ(texts(log), Texts{second_line});
+        EXPECT_EQ(log_messages(log), Messages{second_line});
         EXPECT_EQ(kernel_handles(), before);
     };
-    drops_one("CreateFileA", failing_open);
-    drops_one("GetFileSizeEx", failing_size);
-    drops_one("LockFileEx", failing_lock);
-    drops_one("SetFilePointerEx", failing_seek);
-    drops_one("WideCharToMultiByte", failing_conversion);
-    drops_one("_vsnwprintf", failing_format);
+    expect_first_line_dropped("CreateFileA", failing_open);
+    expect_first_line_dropped("GetFileSizeEx", failing_size);
+    expect_first_line_dropped("LockFileEx", failing_lock);
+    expect_first_line_dropped("SetFilePointerEx", failing_seek);
+    expect_first_line_dropped("WideCharToMultiByte", failing_conversion);
+    expect_first_line_dropped("_vsnwprintf", failing_format);
 }
 
 std::string call_order;
-HANDLE WINAPI counted_open(const char* path, DWORD access, DWORD share,
-                           SECURITY_ATTRIBUTES* security, DWORD disposition, DWORD flags,
-                           HANDLE pattern) {
+HANDLE WINAPI recorded_open(const char* path, DWORD access, DWORD share,
+                            SECURITY_ATTRIBUTES* security, DWORD disposition, DWORD flags,
+                            HANDLE pattern) {
     call_order += "open ";
     return CreateFileA(path, access, share, security, disposition, flags, pattern);
 }
-BOOL WINAPI counted_size(HANDLE file, LARGE_INTEGER* size) {
+BOOL WINAPI recorded_size(HANDLE file, LARGE_INTEGER* size) {
     call_order += "size ";
     return GetFileSizeEx(file, size);
 }
-BOOL WINAPI counted_lock(HANDLE file, DWORD flags, DWORD reserved, DWORD low, DWORD high,
-                         OVERLAPPED* offset) {
+BOOL WINAPI recorded_lock(HANDLE file, DWORD flags, DWORD reserved, DWORD low, DWORD high,
+                          OVERLAPPED* offset) {
     call_order += "lock ";
     return LockFileEx(file, flags, reserved, low, high, offset);
 }
-BOOL WINAPI counted_seek(HANDLE file, LARGE_INTEGER distance, LARGE_INTEGER* result, DWORD from) {
+BOOL WINAPI recorded_seek(HANDLE file, LARGE_INTEGER distance, LARGE_INTEGER* result, DWORD from) {
     call_order += "seek ";
     return SetFilePointerEx(file, distance, result, from);
 }
-BOOL WINAPI counted_write(HANDLE file, const void* bytes, DWORD count, DWORD* written,
-                          OVERLAPPED* overlapped) {
+BOOL WINAPI recorded_write(HANDLE file, const void* bytes, DWORD count, DWORD* written,
+                           OVERLAPPED* overlapped) {
     call_order += "write ";
     return WriteFile(file, bytes, count, written, overlapped);
 }
-BOOL WINAPI counted_close(HANDLE handle) {
+BOOL WINAPI recorded_close(HANDLE handle) {
     call_order += "close ";
     return CloseHandle(handle);
 }
 
-TEST_F(Log, ALineCostsSixCallsInTheirOrder) {
+TEST_F(TraceLog, WritesLineWithSixCallsInOrder) {
     FarloDll dll;
-    const Interposer open(dll.module(), "CreateFileA", counted_open);
-    const Interposer size(dll.module(), "GetFileSizeEx", counted_size);
-    const Interposer lock(dll.module(), "LockFileEx", counted_lock);
-    const Interposer seek(dll.module(), "SetFilePointerEx", counted_seek);
-    const Interposer write(dll.module(), "WriteFile", counted_write);
-    const Interposer close(dll.module(), "CloseHandle", counted_close);
+    const Interposer open(dll.module(), "CreateFileA", recorded_open);
+    const Interposer size(dll.module(), "GetFileSizeEx", recorded_size);
+    const Interposer lock(dll.module(), "LockFileEx", recorded_lock);
+    const Interposer seek(dll.module(), "SetFilePointerEx", recorded_seek);
+    const Interposer write(dll.module(), "WriteFile", recorded_write);
+    const Interposer close(dll.module(), "CloseHandle", recorded_close);
     call_order.clear();
     write_lines(dll, L"x");
     EXPECT_EQ(call_order, "open size lock seek write close open size lock seek write close ");
