@@ -1,9 +1,9 @@
-// The provider runtime from its own sources: what its shutdown waits for, and in
-// which order it ends.
+// The provider runtime and its components.
 #include "bus/traces.h"
 #include "core/method_descriptor.h"
 #include "core/provider.h"
 #include "support/interposer.h"
+#include "support/service_names.h"
 #include "support/virtual_clock.h"
 
 #include <gtest/gtest.h>
@@ -18,24 +18,25 @@ namespace {
 
 using bus_test::Texts;
 using bus_test::traces;
+using namespace support;
 
 class Provider : public bus_test::ClassLayer {
   protected:
-    support::VirtualClock clock{GetModuleHandleW(nullptr)};
+    VirtualClock clock{GetModuleHandleW(nullptr)};
 
-    std::vector<support::Pause> polls(std::size_t count) const {
-        return std::vector<support::Pause>(count, {"ZtSleep", 50});
+    std::vector<Pause> polls(std::size_t count) const {
+        return std::vector<Pause>(count, {"ZtSleep", 50});
     }
 };
 
 struct Thread : farlo::CZtThread {
     void AskToStop() override {
-        ++asked;
-        traces.emplace_back("asked to stop");
+        ++stop_requests;
+        traces.emplace_back("stop requested");
     }
-    bool IsDone() const override { return asked > 0 && done; }
+    bool IsDone() const override { return stop_requests > 0 && done; }
 
-    int asked = 0;
+    int stop_requests = 0;
     bool done = true;
 };
 
@@ -46,8 +47,8 @@ struct Object : farlo::CZtCustomObject {
 };
 
 struct Listener : farlo::CZtEventListener {
-    void OnEvent(const char* name) override { heard.emplace_back(name); }
-    Texts heard;
+    void OnEvent(const char* name) override { events.emplace_back(name); }
+    Texts events;
 };
 
 const Texts shutdown_traces = {
@@ -57,7 +58,7 @@ const Texts shutdown_traces = {
     "6 clusapiprov::__ZtApiShutdown(), CZtEventManager shutdown completed.",
 };
 
-TEST_F(Provider, ShutsDownItsComponentsInOrder) {
+TEST_F(Provider, ShutsDownComponentsInOrder) {
     Thread thread;
     {
         farlo::CZtProvider provider(L"clusapiprov");
@@ -66,18 +67,18 @@ TEST_F(Provider, ShutsDownItsComponentsInOrder) {
         provider.custom_objects()->Add(std::make_unique<Object>("a"));
         EXPECT_EQ(traces, Texts{});
     }
-    EXPECT_EQ(traces, (Texts{"asked to stop", shutdown_traces[0], "destroyed a", shutdown_traces[1],
-                             shutdown_traces[2], shutdown_traces[3]}));
-    EXPECT_EQ(thread.asked, 1);
+    EXPECT_EQ(traces, (Texts{"stop requested", shutdown_traces[0], "destroyed a",
+                             shutdown_traces[1], shutdown_traces[2], shutdown_traces[3]}));
+    EXPECT_EQ(thread.stop_requests, 1);
     EXPECT_EQ(clock.pauses(), polls(0));
 }
 
-TEST_F(Provider, NeverInitialisedItShutsDownAllTheSame) {
+TEST_F(Provider, ShutsDownWithoutInitialization) {
     { farlo::CZtProvider provider(L"clusapiprov"); }
     EXPECT_EQ(traces, shutdown_traces);
 }
 
-TEST_F(Provider, InitialisedTwiceItKeepsItsComponents) {
+TEST_F(Provider, KeepsComponentsWhenInitializedAgain) {
     farlo::CZtProvider provider(L"clusapiprov");
     provider.Initialize();
     const auto* const threads = provider.threads();
@@ -91,7 +92,7 @@ TEST_F(Provider, InitialisedTwiceItKeepsItsComponents) {
     EXPECT_EQ(provider.events(), events);
 }
 
-TEST_F(Provider, PollsItsThreadsEvery50Milliseconds) {
+TEST_F(Provider, PollsThreadsEvery50Milliseconds) {
     Thread quick, slow;
     slow.done = false;
     farlo::CZtThreadContainer threads;
@@ -99,10 +100,10 @@ TEST_F(Provider, PollsItsThreadsEvery50Milliseconds) {
     threads.Add(slow);
     clock.on_pause = [&](int number) { slow.done = number == 3; };
     threads.Shutdown();
-    EXPECT_EQ(quick.asked, 1);
-    EXPECT_EQ(slow.asked, 1);
+    EXPECT_EQ(quick.stop_requests, 1);
+    EXPECT_EQ(slow.stop_requests, 1);
     EXPECT_EQ(clock.pauses(), polls(3));
-    EXPECT_EQ(traces, (Texts{"asked to stop", "asked to stop"}));
+    EXPECT_EQ(traces, (Texts{"stop requested", "stop requested"}));
 }
 
 TEST_F(Provider, GivesUpAfter60Seconds) {
@@ -113,12 +114,12 @@ TEST_F(Provider, GivesUpAfter60Seconds) {
     threads.Shutdown();
     EXPECT_EQ(clock.elapsed(), 60'000u);
     EXPECT_EQ(clock.pauses(), polls(1200));
-    EXPECT_EQ(traces, (Texts{"asked to stop",
+    EXPECT_EQ(traces, (Texts{"stop requested",
                              "6 clusapiprov: TIMEOUT_ERROR: All threads did not complete before "
                              "the specified timeout."}));
 }
 
-TEST_F(Provider, AThreadThatEndsWithTheLastPollIsInTime) {
+TEST_F(Provider, AcceptsThreadThatEndsAtLastPoll) {
     Thread slow;
     slow.done = false;
     farlo::CZtThreadContainer threads;
@@ -126,10 +127,10 @@ TEST_F(Provider, AThreadThatEndsWithTheLastPollIsInTime) {
     clock.on_pause = [&](int number) { slow.done = number == 1200; };
     threads.Shutdown();
     EXPECT_EQ(clock.pauses(), polls(1200));
-    EXPECT_EQ(traces, Texts{"asked to stop"});
+    EXPECT_EQ(traces, Texts{"stop requested"});
 }
 
-TEST_F(Provider, RemoveHandsAnObjectOver) {
+TEST_F(Provider, RemoveTransfersOwnershipOfObject) {
     farlo::CZtCustomObjectContainer objects;
     auto owner = std::make_unique<Object>("a");
     const Object* const object = owner.get();
@@ -141,8 +142,8 @@ TEST_F(Provider, RemoveHandsAnObjectOver) {
     EXPECT_EQ(traces, Texts{});
 }
 
-// Others may still hold a reference to it.
-TEST_F(Provider, LazyDeleteKeepsAnObjectUntilShutdown) {
+// Other code may still refer to the object.
+TEST_F(Provider, LazyDeleteKeepsObjectUntilShutdown) {
     farlo::CZtCustomObjectContainer objects;
     auto owner = std::make_unique<Object>("a");
     const Object* const object = owner.get();
@@ -156,24 +157,24 @@ TEST_F(Provider, LazyDeleteKeepsAnObjectUntilShutdown) {
     EXPECT_EQ(traces, (Texts{"destroyed a", "destroyed b"}));
 }
 
-TEST_F(Provider, NobodyListens) {
+TEST_F(Provider, NotifyFailsWithoutListener) {
     farlo::CZtEventManager events;
-    EXPECT_EQ(events.Notify("event"), static_cast<std::uint32_t>(ZTERROR_NO_EVENT));
+    EXPECT_EQ(events.Notify("event"), ZTERROR_NO_EVENT);
     Listener listener;
     events.AddListener(listener);
     events.Shutdown();
-    EXPECT_EQ(events.Notify("event"), static_cast<std::uint32_t>(ZTERROR_NO_EVENT));
-    EXPECT_EQ(listener.heard, Texts{});
+    EXPECT_EQ(events.Notify("event"), ZTERROR_NO_EVENT);
+    EXPECT_EQ(listener.events, Texts{});
 }
 
-TEST_F(Provider, EveryListenerHears) {
+TEST_F(Provider, NotifyCallsEveryListener) {
     farlo::CZtEventManager events;
     Listener first, second;
     events.AddListener(first);
     events.AddListener(second);
-    EXPECT_EQ(events.Notify("event"), 0u);
-    EXPECT_EQ(first.heard, Texts{"event"});
-    EXPECT_EQ(second.heard, Texts{"event"});
+    EXPECT_EQ(events.Notify("event"), bus_success);
+    EXPECT_EQ(first.events, Texts{"event"});
+    EXPECT_EQ(second.events, Texts{"event"});
 }
 
 constexpr GUID interface_guid = {
@@ -181,46 +182,45 @@ constexpr GUID interface_guid = {
 constexpr opal_objid object_id = {
     {0x04, 0x03, 0x02, 0x01, 0x06, 0x05, 0x08, 0x07, 9, 10, 11, 12, 13, 14, 15, 16}};
 
-TEST_F(Provider, NoControlIsRegistered) {
+TEST_F(Provider, DispatchReturnsUnknownMethodAndTracesIt) {
     farlo::CZtControlManager controls;
-    EXPECT_EQ(controls.Dispatch(object_id, interface_guid, 3, 4),
-              static_cast<std::uint32_t>(ZTERROR_UNKNOWN_METHOD));
+    EXPECT_EQ(controls.Dispatch(object_id, interface_guid, 3, 4), ZTERROR_UNKNOWN_METHOD);
     ASSERT_EQ(traces.size(), 1u);
     EXPECT_EQ(traces[0].substr(0, 31), "6 clusapiprov: no control for O");
 }
 
-TEST_F(Provider, RuntimeStartsOnceForEachConnection) {
+TEST_F(Provider, RuntimeKeepsProviderWhenStartedForAnotherConnection) {
     const auto runtime = std::make_unique<farlo::ProviderRuntime>();
     EXPECT_FALSE(runtime->started());
     const farlo::ConnectionPair first{reinterpret_cast<opal_connection>(1),
                                       reinterpret_cast<opal_context>(2)};
     const farlo::ConnectionPair second{reinterpret_cast<opal_connection>(3),
                                        reinterpret_cast<opal_context>(4)};
-    EXPECT_EQ(runtime->start(first), 0u);
+    EXPECT_EQ(runtime->start(first), bus_success);
     EXPECT_TRUE(runtime->started());
     const farlo::CZtProvider* const provider = runtime->provider();
     EXPECT_EQ(runtime->current_connection().connection, first.connection);
-    EXPECT_EQ(runtime->start(second), 0u);
+    EXPECT_EQ(runtime->start(second), bus_success);
     EXPECT_EQ(runtime->provider(), provider);
     EXPECT_EQ(runtime->current_connection().connection, second.connection);
     EXPECT_EQ(runtime->current_connection().context, second.context);
     EXPECT_EQ(traces, Texts{});
 }
 
-// The n-th allocation from now on fails.
+// Which of the next allocations fails, counted from 1.
 long failing_allocation;
 void* (*real_malloc)(std::size_t);
-void* counted_malloc(std::size_t size) {
+void* failing_malloc(std::size_t size) {
     return --failing_allocation == 0 ? nullptr : real_malloc(size);
 }
 
-// Its pair counts all the same: the handle serves without a provider.
-TEST_F(Provider, RuntimeWhoseProviderCannotStart) {
+// The handle of this connection works without a provider.
+TEST_F(Provider, RuntimeKeepsConnectionWhenProviderCannotStart) {
     const farlo::ConnectionPair pair{reinterpret_cast<opal_connection>(1),
                                      reinterpret_cast<opal_context>(2)};
-    const support::Interposer allocations(GetModuleHandleW(nullptr), "malloc", counted_malloc);
+    const Interposer allocations(GetModuleHandleW(nullptr), "malloc", failing_malloc);
     real_malloc = allocations.original<void*(std::size_t)>();
-    // The provider is made; then the first of its components is not, the second, ...
+    // The first allocation is for the provider, the others are for its four components.
     for (const long failing : {2, 3, 4, 5}) {
         SCOPED_TRACE(failing);
         traces.clear();
@@ -228,72 +228,71 @@ TEST_F(Provider, RuntimeWhoseProviderCannotStart) {
         failing_allocation = failing;
         const std::uint32_t status = runtime->start(pair);
         EXPECT_LE(failing_allocation, 0);
-        EXPECT_EQ(status, 0xc1000001);
+        EXPECT_EQ(status, bus_provider_failed);
         EXPECT_FALSE(runtime->started());
         EXPECT_EQ(runtime->current_connection().connection, pair.connection);
         EXPECT_EQ(runtime->current_connection().context, pair.context);
         EXPECT_EQ(traces, Texts{"6 clusapiprov: ERROR: An exception was thrown in [clusapiprov] "
                                 "CZtProvider::Initialize()"});
-        EXPECT_EQ(runtime->start(pair), 0u);
+        EXPECT_EQ(runtime->start(pair), bus_success);
         EXPECT_TRUE(runtime->started());
     }
 }
 
-// Whoever calls while the runtime is being destroyed comes too late.
-TEST_F(Provider, RuntimeThatIsShuttingDownStartsNothing) {
-    struct LateCaller : Thread {
+// A thread of the provider calls the runtime that is being destroyed.
+TEST_F(Provider, RuntimeStartsNothingWhileShuttingDown) {
+    struct CallingThread : Thread {
         void AskToStop() override {
             Thread::AskToStop();
             status = runtime->start({});
         }
         farlo::ProviderRuntime* runtime = nullptr;
         std::uint32_t status = 0;
-    } late;
+    } thread;
     {
         farlo::ProviderRuntime runtime;
-        ASSERT_EQ(runtime.start({}), 0u);
-        late.runtime = &runtime;
-        runtime.provider()->threads()->Add(late);
+        ASSERT_EQ(runtime.start({}), bus_success);
+        thread.runtime = &runtime;
+        runtime.provider()->threads()->Add(thread);
     }
-    EXPECT_EQ(late.status, 0xc10000c9);
+    EXPECT_EQ(thread.status, bus_shutting_down);
 }
 
-TEST_F(Provider, DescriptorOfAMethod) {
+TEST_F(Provider, FormatsDescriptorOfMethod) {
     EXPECT_EQ(farlo::FormatMethodDescriptor(object_id, interface_guid, 3, 0xffffffff),
               "OBJ:{01020304-0506-0708-090a-0b0c0d0e0f10},"
               "INTF:{11223344-5566-7788-99aa-bbccddeeff00},MJ:3,MN:-1");
 }
 
-// Texts of the bus for a GUID, in their order; no more than these are had.
-std::vector<std::string> guid_texts;
-char* next_guid_text(const GUID*) {
-    if (guid_texts.empty()) {
+// The strings that the bus returns for GUIDs, in order; NULL after the last.
+std::vector<std::string> guid_strings;
+char* next_guid_string(const GUID*) {
+    if (guid_strings.empty()) {
         return nullptr;
     }
-    const std::string text = guid_texts.front();
-    guid_texts.erase(guid_texts.begin());
-    auto* const block = static_cast<char*>(_ZtAlloc(text.size() + 1));
-    std::memcpy(block, text.c_str(), text.size() + 1);
+    const std::string string = guid_strings.front();
+    guid_strings.erase(guid_strings.begin());
+    auto* const block = static_cast<char*>(_ZtAlloc(string.size() + 1));
+    std::memcpy(block, string.c_str(), string.size() + 1);
     return block;
 }
 
-TEST_F(Provider, DescriptorOfIdsThatHaveNoText) {
-    const support::Interposer texts(GetModuleHandleW(nullptr), "ZtGUIDToString", next_guid_text);
-    for (const std::size_t had : {0u, 1u}) {
-        SCOPED_TRACE(had);
-        guid_texts.assign(had, "text");
+TEST_F(Provider, DescriptorThrowsNoMemoryWithoutIdString) {
+    const Interposer strings(GetModuleHandleW(nullptr), "ZtGUIDToString", next_guid_string);
+    for (const std::size_t count : {0u, 1u}) {
+        SCOPED_TRACE(count);
+        guid_strings.assign(count, "string");
         EXPECT_EQ(bus_test::thrown_by([&] {
                       std::ignore = farlo::FormatMethodDescriptor(object_id, interface_guid, 3, 4);
                   }),
-                  0xc1000102u);
+                  bus_no_memory);
     }
 }
 
-// A descriptor has room for 255 characters.
-TEST_F(Provider, DescriptorThatDoesNotFit) {
-    const support::Interposer texts(GetModuleHandleW(nullptr), "ZtGUIDToString", next_guid_text);
+TEST_F(Provider, DescriptorThrowsInvalidArgumentBeyond255Characters) {
+    const Interposer strings(GetModuleHandleW(nullptr), "ZtGUIDToString", next_guid_string);
     const auto describe = [](std::size_t length) {
-        guid_texts = {std::string(length, 'o'), ""};
+        guid_strings = {std::string(length, 'o'), ""};
         return farlo::FormatMethodDescriptor(object_id, interface_guid, 3, 4);
     };
     const std::string rest = ",INTF:,MJ:3,MN:4";
@@ -301,7 +300,7 @@ TEST_F(Provider, DescriptorThatDoesNotFit) {
     EXPECT_EQ(describe(room), "OBJ:" + std::string(room, 'o') + rest);
     for (const std::size_t length : {room + 1, room + 2, room + 300}) {
         SCOPED_TRACE(length);
-        EXPECT_EQ(bus_test::thrown_by([&] { describe(length); }), 0xc1000101u);
+        EXPECT_EQ(bus_test::thrown_by([&] { describe(length); }), bus_invalid_argument);
     }
 }
 
