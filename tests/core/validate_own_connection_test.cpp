@@ -1,5 +1,6 @@
-// Whose connection an operation uses: that of its handle, whichever was made last.
+// Operations use the connection of their handle, not the one that was created last.
 #include "support/farlo_test.h"
+#include "support/service_names.h"
 
 #include <map>
 #include <set>
@@ -17,51 +18,52 @@ class OwnConnection : public FarloTest {
             {"name": "down", "dgid": "guid-2", "type": 2}]})";
     }
 
-    // What a call of the library asked of the bus.
-    struct Asked {
+    // The functions of the bus that a call of the library used, and whether all of them got the
+    // connection of `handle`.
+    struct BusCalls {
         std::set<std::string> functions;
-        bool with_own_pair = true;
+        bool use_own_connection = true;
     };
-    Asked asked;
+    BusCalls bus_calls;
 
     template <class Function> void watch(const char* name, Function* function) {
         interpose<Function>(name, [this, name, function](opal_connection connection,
                                                          opal_context context, auto... rest) {
-            note(name, connection == handle->connection && context == handle->connection_context);
+            record(name, connection == handle->connection && context == handle->connection_context);
             return function(connection, context, rest...);
         });
     }
     void watch_methods() {
         interpose<decltype(PrCallDispatch)>(
             "PrCallDispatch", [this](opal_connection connection, auto... rest) {
-                note("PrCallDispatch", connection == handle->connection);
+                record("PrCallDispatch", connection == handle->connection);
                 return PrCallDispatch(connection, rest...);
             });
     }
 
   private:
-    void note(const char* function, bool is_own) {
-        asked.functions.insert(function);
-        asked.with_own_pair = asked.with_own_pair && is_own;
+    void record(const char* function, bool is_own) {
+        bus_calls.functions.insert(function);
+        bus_calls.use_own_connection = bus_calls.use_own_connection && is_own;
     }
 };
 
-TEST_F(OwnConnection, IsUsedWhicheverWasMadeLast) {
+TEST_F(OwnConnection, IsUsedWhenAnotherConnectionIsCreatedLater) {
     using Functions = std::set<std::string>;
     const Functions read{"DbGetObjects", "ObGetProperty"};
     const Functions send{"DbGetObjects", "PrCallDispatch"};
     const Functions read_and_send{"DbGetObjects", "ObGetProperty", "PrCallDispatch"};
-    std::uint32_t word = 0;
-    std::uint32_t other_word = 0;
-    std::uint8_t byte = 0;
-    char guid[65];
-    wchar_t name[260];
+    std::uint32_t number = 0;
+    std::uint32_t other_number = 0;
+    std::uint8_t state = 0;
+    char guid[FARLO_GUID_TEXT_SIZE];
+    wchar_t name[FARLO_NAME_SIZE];
     wchar_t* names = name;
     std::uint32_t size = sizeof name;
     struct Call {
         Functions functions;
         std::function<std::uint32_t()> call;
-        std::uint32_t status = 0;
+        std::uint32_t status = FARLO_SUCCESS;
     };
     const std::map<std::string, Call> calls = {
         {"OnlineDgExW",
@@ -69,30 +71,35 @@ TEST_F(OwnConnection, IsUsedWhicheverWasMadeLast) {
           [&] { return FARLO(OnlineDgExW)(handle, L"down", nullptr, nullptr, 0, 0); }}},
         {"OnlineDgExW, shared",
          {read_and_send,
-          [&] { return FARLO(OnlineDgExW)(handle, L"down", nullptr, nullptr, 0x801, 0); }}},
+          [&] {
+              return FARLO(OnlineDgExW)(handle, L"down", nullptr, nullptr,
+                                        FARLO_ONLINE_SHARED | FARLO_ONLINE_NO_NAME_CHECK, 0);
+          }}},
         {"ImportDgW",
          {read_and_send, [&] { return FARLO(ImportDgW)(handle, L"down", nullptr, nullptr, 0); }}},
         {"OfflineDgW",
          {read_and_send, [&] { return FARLO(OfflineDgW)(handle, L"up", nullptr, 0); }}},
         {"DeportDgW", {read_and_send, [&] { return FARLO(DeportDgW)(handle, L"up", nullptr); }}},
         {"GetDgGuidW", {read, [&] { return FARLO(GetDgGuidW)(handle, L"up", guid); }}},
-        {"GetDgGuidW, a rescan and a question",
-         {read_and_send, [&] { return FARLO(GetDgGuidW)(handle, L"nowhere", guid); }, 0xe5150101}},
+        {"GetDgGuidW, after a rescan, from the cluster service",
+         {read_and_send, [&] { return FARLO(GetDgGuidW)(handle, L"nowhere", guid); },
+          service_no_such_group}},
         {"GetDgNameListW",
-         {read, [&] { return FARLO(GetDgNameListW)(handle, &names, &size, &word); }}},
+         {read, [&] { return FARLO(GetDgNameListW)(handle, &names, &size, &number); }}},
         {"GetDgNameW", {read, [&] { return FARLO(GetDgNameW)(handle, "guid-1", name); }}},
         {"GetDgVolumeGuidW",
          {read_and_send,
           [&] { return FARLO(GetDgVolumeGuidW)(handle, L"up", nullptr, L"dev1", guid); }}},
         {"ArbitrateDgW", {send, [&] { return FARLO(ArbitrateDgW)(handle, L"up", "guid-1"); }}},
         {"StopDgReservationW, of a group that is not reserved",
-         {send, [&] { return FARLO(StopDgReservationW)(handle, L"up", "guid-1"); }, 0xe515010b}},
+         {send, [&] { return FARLO(StopDgReservationW)(handle, L"up", "guid-1"); },
+          service_not_reserved}},
         {"GetDgStateExW",
-         {read, [&] { return FARLO(GetDgStateExW)(handle, L"up", nullptr, &byte); }}},
+         {read, [&] { return FARLO(GetDgStateExW)(handle, L"up", nullptr, &state); }}},
         {"GetDgDiskAvailabilityW",
          {send,
           [&] {
-              return FARLO(GetDgDiskAvailabilityW)(handle, L"up", "guid-1", &word, &other_word);
+              return FARLO(GetDgDiskAvailabilityW)(handle, L"up", "guid-1", &number, &other_number);
           }}},
         {"SetFastFailoverFlagW",
          {read_and_send, [&] { return FARLO(SetFastFailoverFlagW)(handle, L"up", nullptr, 1); }}},
@@ -100,21 +107,21 @@ TEST_F(OwnConnection, IsUsedWhicheverWasMadeLast) {
     };
     once([&] {
         opal_handle last = nullptr;
-        ASSERT_EQ(FARLO(ValidateClusterW)(&last), 0u);
+        ASSERT_EQ(FARLO(ValidateClusterW)(&last), FARLO_SUCCESS);
         ASSERT_NE(last->connection, handle->connection);
         ASSERT_NE(last->connection_context, handle->connection_context);
         watch("DbGetObjects", DbGetObjects);
         watch("ObGetProperty", ObGetProperty);
         watch_methods();
-        for (const auto& [entry, wanted] : calls) {
+        for (const auto& [entry, expected] : calls) {
             SCOPED_TRACE(entry);
             load_scenario(scenario);
-            asked = {};
-            EXPECT_EQ(wanted.call(), wanted.status);
-            EXPECT_EQ(asked.functions, wanted.functions);
-            EXPECT_TRUE(asked.with_own_pair);
+            bus_calls = {};
+            EXPECT_EQ(expected.call(), expected.status);
+            EXPECT_EQ(bus_calls.functions, expected.functions);
+            EXPECT_TRUE(bus_calls.use_own_connection);
         }
-        EXPECT_EQ(FARLO(UnInitializeClusterW)(last), 0u);
+        EXPECT_EQ(FARLO(UnInitializeClusterW)(last), FARLO_SUCCESS);
     });
 }
 
