@@ -1,36 +1,42 @@
-// Making, remaking and giving back connections.
+// InitializeCluster, ValidateCluster and UnInitializeCluster: connections are created, restored
+// and released.
 #include "support/farlo_test.h"
+#include "support/service_names.h"
 #include "support/strict_handles.h"
 
 namespace {
 
 using namespace support;
 
-void reset_timeout() {}
+void callback() {}
 
 class Validate : public FarloTest {
   protected:
     Validate() { connects = false; }
 
-    // What the command library was called for since the last question.
-    struct Made {
+    // The calls of the command library since the last reset_calls_made() or calls_made().
+    struct CallsMade {
         unsigned initialize, uninitialize, register_alerts;
-        bool operator==(const Made&) const = default;
-        friend void PrintTo(const Made& made, std::ostream* out) {
+        bool operator==(const CallsMade&) const = default;
+        friend void PrintTo(const CallsMade& made, std::ostream* out) {
             *out << made.initialize << " initialize, " << made.uninitialize << " uninitialize, "
                  << made.register_alerts << " register";
         }
     };
-    Made made() {
+    CallsMade calls_made() {
         const lab_cmd_calls before = m_calls;
-        LabCmdGetCalls(&m_calls);
+        reset_calls_made();
         return {m_calls.initialize - before.initialize, m_calls.uninitialize - before.uninitialize,
                 m_calls.register_alerts - before.register_alerts};
     }
-    const lab_cmd_calls& last() const { return m_calls; }
-    // Ends a run: the fixture looks at what is left.
+    void reset_calls_made() { m_calls = command_library(); }
+    static lab_cmd_calls command_library() {
+        lab_cmd_calls calls;
+        LabCmdGetCalls(&calls);
+        return calls;
+    }
     void release() {
-        EXPECT_EQ(FARLO(UnInitializeClusterW)(handle), 0u);
+        EXPECT_EQ(FARLO(UnInitializeClusterW)(handle), FARLO_SUCCESS);
         handle = nullptr;
     }
 
@@ -38,112 +44,119 @@ class Validate : public FarloTest {
     lab_cmd_calls m_calls{};
 };
 
-TEST_F(Validate, ConnectsAnEmptySlot) {
+TEST_F(Validate, ConnectsWhenHandleIsNull) {
     at_every_threshold([&] {
-        made();
-        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
+        reset_calls_made();
+        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), FARLO_SUCCESS);
         EXPECT_NE(handle, nullptr);
-        EXPECT_EQ(made(), (Made{1, 0, 0}));
-        EXPECT_EQ(last().last_flags, 0u);
-        EXPECT_EQ(last().last_reserved, 0u);
-        // Nothing is registered yet: the first registration finds no callback.
+        EXPECT_EQ(calls_made(),
+                  (CallsMade{.initialize = 1, .uninitialize = 0, .register_alerts = 0}));
+        EXPECT_EQ(command_library().last_flags, 0u);
+        EXPECT_EQ(command_library().last_reserved, 0u);
+        // No callback is stored yet.
         expect_log({{0, "RegisterForAlerts() Failed"}});
         start_watching();
-        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
-        EXPECT_EQ(made(), (Made{0, 0, 0}));
+        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), FARLO_SUCCESS);
+        EXPECT_EQ(calls_made(),
+                  (CallsMade{.initialize = 0, .uninitialize = 0, .register_alerts = 0}));
         expect_log({});
         release();
     });
 }
 
-TEST_F(Validate, TheNameOfInitializeClusterAHasNoEffect) {
+TEST_F(Validate, InitializeClusterAIgnoresName) {
     once([&] {
-        EXPECT_EQ(FARLO(InitializeClusterA)("a name", 7, &handle), 0u);
+        EXPECT_EQ(FARLO(InitializeClusterA)("a name", 7, &handle), FARLO_SUCCESS);
         release();
-        EXPECT_EQ(FARLO(InitializeClusterA)(std::string(1000, 'n').c_str(), 0, &handle), 0u);
+        EXPECT_EQ(FARLO(InitializeClusterA)(std::string(1000, 'n').c_str(), 0, &handle),
+                  FARLO_SUCCESS);
         release();
-        EXPECT_EQ(FARLO(InitializeClusterA)(nullptr, 0, &handle), 0u);
+        EXPECT_EQ(FARLO(InitializeClusterA)(nullptr, 0, &handle), FARLO_SUCCESS);
         EXPECT_NE(handle, nullptr);
         release();
     });
 }
 
-// Made by somebody else: the first validation starts the provider and registers
-// alerts all the same.
-TEST_F(Validate, TheFirstValidationStartsTheProviderForAnyHandle) {
+// The handle was created by the agent itself, not by the library.
+TEST_F(Validate, FirstValidationRegistersAlertsForAnyHandle) {
     at_every_threshold([&] {
-        ASSERT_EQ(InitializeZtVmW(0, 0, &handle), 0u);
-        EXPECT_EQ(FARLO(RegisterForAlerts)(nullptr, reset_timeout), 0u);
-        made();
+        ASSERT_EQ(InitializeZtVmW(0, 0, &handle), bus_success);
+        EXPECT_EQ(FARLO(RegisterForAlerts)(nullptr, callback), FARLO_SUCCESS);
+        reset_calls_made();
         start_watching();
-        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
-        EXPECT_EQ(made(), (Made{0, 0, 1}));
-        EXPECT_EQ(last().last_registered, handle);
+        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), FARLO_SUCCESS);
+        EXPECT_EQ(calls_made(),
+                  (CallsMade{.initialize = 0, .uninitialize = 0, .register_alerts = 1}));
+        EXPECT_EQ(command_library().last_registered, handle);
         expect_log({});
-        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
-        EXPECT_EQ(made(), (Made{0, 0, 0}));
+        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), FARLO_SUCCESS);
+        EXPECT_EQ(calls_made(),
+                  (CallsMade{.initialize = 0, .uninitialize = 0, .register_alerts = 0}));
         release();
     });
 }
 
-TEST_F(Validate, ReconnectsADroppedHandleInItsSlot) {
+TEST_F(Validate, ReplacesHandleWithoutConnection) {
     at_every_threshold([&] {
-        ASSERT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
-        ASSERT_EQ(FARLO(RegisterForAlerts)(handle, reset_timeout), 0u);
+        ASSERT_EQ(FARLO(ValidateClusterW)(&handle), FARLO_SUCCESS);
+        ASSERT_EQ(FARLO(RegisterForAlerts)(handle, callback), FARLO_SUCCESS);
         const opal_handle before = handle;
         disconnect();
-        made();
+        reset_calls_made();
         start_watching();
-        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
-        EXPECT_EQ(made(), (Made{1, 1, 1}));
-        EXPECT_EQ(last().last_released, before);
-        EXPECT_EQ(last().last_registered, handle);
+        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), FARLO_SUCCESS);
+        EXPECT_EQ(calls_made(),
+                  (CallsMade{.initialize = 1, .uninitialize = 1, .register_alerts = 1}));
+        EXPECT_EQ(command_library().last_released, before);
+        EXPECT_EQ(command_library().last_registered, handle);
         expect_pauses({});
         expect_log({});
         release();
     });
 }
 
-TEST_F(Validate, TheResultOfTheReleaseIsIgnored) {
+TEST_F(Validate, IgnoresStatusOfRelease) {
     once([&] {
-        ASSERT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
+        ASSERT_EQ(FARLO(ValidateClusterW)(&handle), FARLO_SUCCESS);
         disconnect();
-        LabCmdFailUnInitialize(0xc1000001);
-        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
-        LabCmdFailUnInitialize(0);
+        LabCmdFailUnInitialize(bus_provider_failed);
+        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), FARLO_SUCCESS);
+        LabCmdFailUnInitialize(bus_success);
         release();
     });
 }
 
-TEST_F(Validate, ThreeTriesHalfASecondApart) {
+TEST_F(Validate, FailsAfterThreeTriesWithPauses) {
     at_every_threshold([&] {
-        ASSERT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
+        ASSERT_EQ(FARLO(ValidateClusterW)(&handle), FARLO_SUCCESS);
         disconnect();
-        LabCmdFailInitialize(0xc1000103, 100);
-        made();
+        LabCmdFailInitialize(bus_not_connected, 100);
+        reset_calls_made();
         start_watching();
-        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), 20u);
+        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), FARLO_NOT_CONNECTED);
         EXPECT_EQ(handle, nullptr);
-        EXPECT_EQ(made(), (Made{3, 1, 0}));
+        EXPECT_EQ(calls_made(),
+                  (CallsMade{.initialize = 3, .uninitialize = 1, .register_alerts = 0}));
         expect_pauses({{"Sleep", 500}, {"Sleep", 500}, {"Sleep", 500}});
         expect_log({{6, "ValidateClusterW: Sleeping for 0.5 secs"},
                     {6, "ValidateClusterW: Sleeping for 0.5 secs"},
                     {6, "ValidateClusterW: Sleeping for 0.5 secs"},
                     {0, "ValidateClusterW() failed, error=(0xc1000103)"}});
-        LabCmdFailInitialize(0, 0);
+        LabCmdFailInitialize(bus_success, 0);
     });
 }
 
-TEST_F(Validate, TheThirdTryMaySucceed) {
+TEST_F(Validate, SucceedsAtThirdTry) {
     at_every_threshold([&] {
-        ASSERT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
-        ASSERT_EQ(FARLO(RegisterForAlerts)(handle, reset_timeout), 0u);
+        ASSERT_EQ(FARLO(ValidateClusterW)(&handle), FARLO_SUCCESS);
+        ASSERT_EQ(FARLO(RegisterForAlerts)(handle, callback), FARLO_SUCCESS);
         disconnect();
-        LabCmdFailInitialize(0xc1000103, 2);
-        made();
+        LabCmdFailInitialize(bus_not_connected, 2);
+        reset_calls_made();
         start_watching();
-        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
-        EXPECT_EQ(made(), (Made{3, 1, 1}));
+        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), FARLO_SUCCESS);
+        EXPECT_EQ(calls_made(),
+                  (CallsMade{.initialize = 3, .uninitialize = 1, .register_alerts = 1}));
         expect_pauses({{"Sleep", 500}, {"Sleep", 500}});
         expect_log({{6, "ValidateClusterW: Sleeping for 0.5 secs"},
                     {6, "ValidateClusterW: Sleeping for 0.5 secs"}});
@@ -151,104 +164,105 @@ TEST_F(Validate, TheThirdTryMaySucceed) {
     });
 }
 
-// An empty slot is tried once, without a pause.
-TEST_F(Validate, AnEmptySlotIsTriedOnce) {
+TEST_F(Validate, TriesOnceWhenHandleIsNull) {
     at_every_threshold([&] {
-        LabCmdFailInitialize(0xc1000001, 1);
-        made();
-        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), 20u);
+        LabCmdFailInitialize(bus_provider_failed, 1);
+        reset_calls_made();
+        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), FARLO_NOT_CONNECTED);
         EXPECT_EQ(handle, nullptr);
-        EXPECT_EQ(made(), (Made{1, 0, 0}));
+        EXPECT_EQ(calls_made(),
+                  (CallsMade{.initialize = 1, .uninitialize = 0, .register_alerts = 0}));
         expect_pauses({});
         expect_log({{0, "ValidateClusterW() failed, error=(0xc1000001)"}});
     });
 }
 
-// The provider and the alerts are still due after a validation that failed.
-TEST_F(Validate, AFailureLeavesTheFirstStartDue) {
+TEST_F(Validate, RegistersAlertsAfterFailedFirstValidation) {
     once([&] {
-        LabCmdFailInitialize(0xc1000001, 1);
-        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), 20u);
-        EXPECT_EQ(FARLO(RegisterForAlerts)(nullptr, reset_timeout), 0u);
-        made();
-        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
-        EXPECT_EQ(made(), (Made{1, 0, 1}));
+        LabCmdFailInitialize(bus_provider_failed, 1);
+        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), FARLO_NOT_CONNECTED);
+        EXPECT_EQ(FARLO(RegisterForAlerts)(nullptr, callback), FARLO_SUCCESS);
+        reset_calls_made();
+        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), FARLO_SUCCESS);
+        EXPECT_EQ(calls_made(),
+                  (CallsMade{.initialize = 1, .uninitialize = 0, .register_alerts = 1}));
         release();
     });
 }
 
-TEST_F(Validate, AFailedRegistrationDoesNotFailTheValidation) {
+TEST_F(Validate, SucceedsWhenAlertsCannotBeRegistered) {
     at_every_threshold([&] {
-        EXPECT_EQ(FARLO(RegisterForAlerts)(nullptr, reset_timeout), 0u);
-        LabCmdFailRegister(0xc1000101);
+        EXPECT_EQ(FARLO(RegisterForAlerts)(nullptr, callback), FARLO_SUCCESS);
+        LabCmdFailRegister(bus_invalid_argument);
         start_watching();
-        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
+        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), FARLO_SUCCESS);
         expect_log({{0, "RegisterForAlerts() Failed hr=C1000101"}});
-        LabCmdFailRegister(0);
+        LabCmdFailRegister(bus_success);
         release();
     });
 }
 
-TEST_F(Validate, ANullSlot) {
+TEST_F(Validate, RejectsNullPointer) {
     at_every_threshold([&] {
-        EXPECT_EQ(FARLO(ValidateClusterW)(nullptr), 20u);
+        EXPECT_EQ(FARLO(ValidateClusterW)(nullptr), FARLO_NOT_CONNECTED);
         expect_log({{0, "ValidateClusterW() failed, error=(0x80070057)"}});
     });
 }
 
-TEST_F(Validate, GivingBackAHandleThatIsRefused) {
+TEST_F(Validate, ReturnsUninitializeFailedWhenReleaseFails) {
     const StrictHandles off(false);
     at_every_threshold([&] {
-        ASSERT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
+        ASSERT_EQ(FARLO(ValidateClusterW)(&handle), FARLO_SUCCESS);
         start_watching();
-        LabCmdFailUnInitialize(0xc1000001);
-        EXPECT_EQ(FARLO(UnInitializeClusterA)(handle), 21u);
-        LabCmdFailUnInitialize(0);
+        LabCmdFailUnInitialize(bus_provider_failed);
+        EXPECT_EQ(FARLO(UnInitializeClusterA)(handle), FARLO_UNINITIALIZE_FAILED);
+        LabCmdFailUnInitialize(bus_success);
         expect_log({});
-        // Released a second time: the command library does not know it any more.
-        EXPECT_EQ(FARLO(UnInitializeClusterW)(handle), 21u);
-        made();
-        EXPECT_EQ(last().live_handles, 0u);
-        EXPECT_EQ(FARLO(UnInitializeClusterW)(nullptr), 21u);
+        // The command library no longer knows the handle.
+        EXPECT_EQ(FARLO(UnInitializeClusterW)(handle), FARLO_UNINITIALIZE_FAILED);
+        EXPECT_EQ(command_library().live_handles, 0u);
+        EXPECT_EQ(FARLO(UnInitializeClusterW)(nullptr), FARLO_UNINITIALIZE_FAILED);
         handle = nullptr;
     });
 }
 
-// Those too that are no failure elsewhere.
-TEST_F(Validate, AnyStatusButZeroIsARefusal) {
+// Also for statuses that are not failures elsewhere.
+TEST_F(Validate, ReturnsUninitializeFailedForEveryNonzeroStatus) {
     once([&] {
-        for (const opal_status status : {0x00000001u, 0x41000012u, 0x00070005u, 0x81000001u}) {
-            ASSERT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
+        for (const opal_status status :
+             {0x00000001u, bus_same_value, system_informational, 0x81000001u}) {
+            ASSERT_EQ(FARLO(ValidateClusterW)(&handle), FARLO_SUCCESS);
             LabCmdFailUnInitialize(status);
-            EXPECT_EQ(FARLO(UnInitializeClusterW)(handle), 21u) << status;
-            LabCmdFailUnInitialize(0);
-            handle = nullptr;  // given back all the same
+            EXPECT_EQ(FARLO(UnInitializeClusterW)(handle), FARLO_UNINITIALIZE_FAILED) << status;
+            LabCmdFailUnInitialize(bus_success);
+            handle = nullptr;  // released in spite of the status
         }
     });
 }
 
-// A status that tells of a success is one: the handle is there, its alerts are registered,
-// and no further try makes a second handle.
-TEST_F(Validate, AConnectionThatIsMadeWithSomethingToSayIsMade) {
+// Alerts are registered, and the library does not try to create a second handle.
+TEST_F(Validate, TreatsInformationalStatusOfConnectionAsSuccess) {
     at_every_threshold([&] {
-        FARLO(RegisterForAlerts)(nullptr, reset_timeout);
-        for (const opal_status status : {0x41000012u, 0x00070005u}) {
+        FARLO(RegisterForAlerts)(nullptr, callback);
+        for (const opal_status status : {bus_same_value, system_informational}) {
             SCOPED_TRACE(status);
             StandIn<decltype(InitializeZtVmW)> initialize(
                 dll().module(), "InitializeZtVmW",
                 [&](uint32_t flags, uint32_t reserved, opal_handle* slot) {
-                    EXPECT_EQ(initialize.real(flags, reserved, slot), 0u);
+                    EXPECT_EQ(initialize.real(flags, reserved, slot), bus_success);
                     return status;
                 });
-            made();
+            reset_calls_made();
             start_watching();
-            EXPECT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
-            EXPECT_EQ(made(), (Made{1, 0, 1}));
-            EXPECT_EQ(last().last_registered, handle);
+            EXPECT_EQ(FARLO(ValidateClusterW)(&handle), FARLO_SUCCESS);
+            EXPECT_EQ(calls_made(),
+                      (CallsMade{.initialize = 1, .uninitialize = 0, .register_alerts = 1}));
+            EXPECT_EQ(command_library().last_registered, handle);
             LabCmdDisconnect(handle);
-            EXPECT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
-            EXPECT_EQ(made(), (Made{1, 1, 1}));
-            EXPECT_EQ(last().live_handles, 1u);
+            EXPECT_EQ(FARLO(ValidateClusterW)(&handle), FARLO_SUCCESS);
+            EXPECT_EQ(calls_made(),
+                      (CallsMade{.initialize = 1, .uninitialize = 1, .register_alerts = 1}));
+            EXPECT_EQ(command_library().live_handles, 1u);
             expect_pauses({});
             expect_log({});
             release();
@@ -256,28 +270,27 @@ TEST_F(Validate, AConnectionThatIsMadeWithSomethingToSayIsMade) {
     });
 }
 
-TEST_F(Validate, TheSlotIsNotCleared) {
+TEST_F(Validate, UnInitializeKeepsCallersHandle) {
     once([&] {
-        ASSERT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
+        ASSERT_EQ(FARLO(ValidateClusterW)(&handle), FARLO_SUCCESS);
         const opal_handle before = handle;
-        EXPECT_EQ(FARLO(UnInitializeClusterW)(handle), 0u);
+        EXPECT_EQ(FARLO(UnInitializeClusterW)(handle), FARLO_SUCCESS);
         EXPECT_EQ(handle, before);
         handle = nullptr;
     });
 }
 
-// A handle that the service drops as it is made is released, and the slot is empty
-// at each further try.
-TEST_F(Validate, ANewHandleThatIsDroppedAtOnceIsReconnected) {
+// The handle is released, and each further try starts with a NULL handle.
+TEST_F(Validate, ReconnectsNewHandleThatDropsAtOnce) {
     at_every_threshold([&] {
-        made();
+        reset_calls_made();
         StandIn<decltype(InitializeZtVmW)> initialize(
             dll().module(), "InitializeZtVmW",
             [&](uint32_t flags, uint32_t reserved, opal_handle* slot) {
                 EXPECT_EQ(slot, &handle);
                 EXPECT_EQ(*slot, nullptr);
                 if (initialize.calls() == 2) {
-                    return ZTERROR_NOT_CONNECTED;
+                    return bus_not_connected;
                 }
                 const opal_status status = initialize.real(flags, reserved, slot);
                 if (initialize.calls() == 1) {
@@ -285,9 +298,10 @@ TEST_F(Validate, ANewHandleThatIsDroppedAtOnceIsReconnected) {
                 }
                 return status;
             });
-        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
+        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), FARLO_SUCCESS);
         EXPECT_EQ(initialize.calls(), 3u);
-        EXPECT_EQ(made(), (Made{2, 1, 0}));
+        EXPECT_EQ(calls_made(),
+                  (CallsMade{.initialize = 2, .uninitialize = 1, .register_alerts = 0}));
         expect_pauses({{"Sleep", 500}});
         expect_log(
             {{6, "ValidateClusterW: Sleeping for 0.5 secs"}, {0, "RegisterForAlerts() Failed"}});
@@ -295,45 +309,47 @@ TEST_F(Validate, ANewHandleThatIsDroppedAtOnceIsReconnected) {
     });
 }
 
-// Whoever drops a connection holds the lock meanwhile.
-TEST_F(Validate, ConnectedIsReadUnderItsLock) {
+// The flag is clear only while the lock is held.
+TEST_F(Validate, ReadsConnectedFlagUnderLock) {
     once([&] {
-        ASSERT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
-        const opal_handle dropped = handle;
+        ASSERT_EQ(FARLO(ValidateClusterW)(&handle), FARLO_SUCCESS);
+        const opal_handle locked = handle;
         interpose<decltype(EnterCriticalSection)>("EnterCriticalSection",
                                                   [&](CRITICAL_SECTION* section) {
                                                       EnterCriticalSection(section);
-                                                      if (section == &dropped->lock) {
-                                                          dropped->connected = 0;
+                                                      if (section == &locked->lock) {
+                                                          locked->connected = 0;
                                                       }
                                                   });
         interpose<decltype(LeaveCriticalSection)>("LeaveCriticalSection",
                                                   [&](CRITICAL_SECTION* section) {
-                                                      if (section == &dropped->lock) {
-                                                          dropped->connected = 1;
+                                                      if (section == &locked->lock) {
+                                                          locked->connected = 1;
                                                       }
                                                       LeaveCriticalSection(section);
                                                   });
-        EXPECT_EQ(FARLO(DeportDgW)(handle, L"dg1", "guid-1"), 20u);
-        made();
-        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
-        EXPECT_EQ(made(), (Made{1, 1, 0}));
+        EXPECT_EQ(FARLO(DeportDgW)(handle, L"dg1", "guid-1"), FARLO_NOT_CONNECTED);
+        reset_calls_made();
+        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), FARLO_SUCCESS);
+        EXPECT_EQ(calls_made(),
+                  (CallsMade{.initialize = 1, .uninitialize = 1, .register_alerts = 0}));
         release();
     });
 }
 
-TEST_F(Validate, AnyValueButZeroIsConnected) {
+TEST_F(Validate, TreatsEveryNonzeroValueAsConnected) {
     once([&] {
-        ASSERT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
+        ASSERT_EQ(FARLO(ValidateClusterW)(&handle), FARLO_SUCCESS);
         for (const std::uint8_t value : std::initializer_list<std::uint8_t>{0x02, 0x80, 0xFF}) {
             SCOPED_TRACE(unsigned{value});
             EnterCriticalSection(&handle->lock);
             handle->connected = value;
             LeaveCriticalSection(&handle->lock);
-            made();
-            EXPECT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
-            EXPECT_EQ(made(), (Made{0, 0, 0}));
-            EXPECT_EQ(FARLO(DeportDgW)(handle, L"", ""), 0x13u);
+            reset_calls_made();
+            EXPECT_EQ(FARLO(ValidateClusterW)(&handle), FARLO_SUCCESS);
+            EXPECT_EQ(calls_made(),
+                      (CallsMade{.initialize = 0, .uninitialize = 0, .register_alerts = 0}));
+            EXPECT_EQ(FARLO(DeportDgW)(handle, L"", ""), FARLO_MISSING_ARGUMENT);
         }
         release();
     });
@@ -357,11 +373,11 @@ DWORD WINAPI release_in_thread(void* argument) {
     return 0;
 }
 
-// Connecting and releasing never overlap, whichever handles they are for.
-TEST_F(Validate, OneThreadAtATime) {
+// Also for different handles.
+TEST_F(Validate, ConnectsAndReleasesInOneThreadAtATime) {
     virtual_time = false;
     once([&] {
-        ASSERT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
+        ASSERT_EQ(FARLO(ValidateClusterW)(&handle), FARLO_SUCCESS);
         const HANDLE entered = CreateEventW(nullptr, FALSE, FALSE, nullptr);
         const HANDLE go_on = CreateEventW(nullptr, FALSE, FALSE, nullptr);
         StandIn<decltype(InitializeZtVmW)> initialize(
@@ -374,23 +390,24 @@ TEST_F(Validate, OneThreadAtATime) {
         Caller first{dll(), nullptr, 1};
         Caller second{dll(), nullptr, 1};
         Caller third{dll(), handle, 1};
-        made();
+        reset_calls_made();
         HANDLE threads[3];
         threads[0] = CreateThread(nullptr, 0, validate_in_thread, &first, 0, nullptr);
         EXPECT_EQ(WaitForSingleObject(entered, 10'000), WAIT_OBJECT_0);
         threads[1] = CreateThread(nullptr, 0, validate_in_thread, &second, 0, nullptr);
         threads[2] = CreateThread(nullptr, 0, release_in_thread, &third, 0, nullptr);
         EXPECT_EQ(WaitForSingleObject(entered, 300), static_cast<DWORD>(WAIT_TIMEOUT));
-        EXPECT_EQ(made(), (Made{0, 0, 0}));
+        EXPECT_EQ(calls_made(),
+                  (CallsMade{.initialize = 0, .uninitialize = 0, .register_alerts = 0}));
         SetEvent(go_on);
         EXPECT_EQ(WaitForSingleObject(entered, 10'000), WAIT_OBJECT_0);
         SetEvent(go_on);
         EXPECT_EQ(WaitForMultipleObjects(3, threads, TRUE, 10'000), WAIT_OBJECT_0);
         for (const Caller& caller : {first, second, third}) {
-            EXPECT_EQ(caller.status, 0u);
+            EXPECT_EQ(caller.status, FARLO_SUCCESS);
         }
-        EXPECT_EQ(FARLO(UnInitializeClusterW)(first.handle), 0u);
-        EXPECT_EQ(FARLO(UnInitializeClusterW)(second.handle), 0u);
+        EXPECT_EQ(FARLO(UnInitializeClusterW)(first.handle), FARLO_SUCCESS);
+        EXPECT_EQ(FARLO(UnInitializeClusterW)(second.handle), FARLO_SUCCESS);
         handle = nullptr;
         for (const HANDLE closed : {threads[0], threads[1], threads[2], entered, go_on}) {
             CloseHandle(closed);
@@ -398,12 +415,12 @@ TEST_F(Validate, OneThreadAtATime) {
     });
 }
 
-// The start of the provider and of the alerts belongs to the validation.
-TEST_F(Validate, NoHandleIsGivenBackWhileAlertsAreRegistered) {
+// Registering the alerts is a part of the validation.
+TEST_F(Validate, ReleasesNoHandleWhileAlertsAreRegistered) {
     virtual_time = false;
     once([&] {
-        EXPECT_EQ(FARLO(RegisterForAlerts)(nullptr, reset_timeout), 0u);
-        ASSERT_EQ(InitializeZtVmW(0, 0, &handle), 0u);
+        EXPECT_EQ(FARLO(RegisterForAlerts)(nullptr, callback), FARLO_SUCCESS);
+        ASSERT_EQ(InitializeZtVmW(0, 0, &handle), bus_success);
         const HANDLE entered = CreateEventW(nullptr, FALSE, FALSE, nullptr);
         const HANDLE go_on = CreateEventW(nullptr, FALSE, FALSE, nullptr);
         StandIn<decltype(RegisterAlertCallback)> register_alerts(
@@ -414,19 +431,21 @@ TEST_F(Validate, NoHandleIsGivenBackWhileAlertsAreRegistered) {
             });
         Caller first{dll(), nullptr, 1};
         Caller second{dll(), handle, 1};
-        made();
+        reset_calls_made();
         const HANDLE validating = CreateThread(nullptr, 0, validate_in_thread, &first, 0, nullptr);
         EXPECT_EQ(WaitForSingleObject(entered, 10'000), WAIT_OBJECT_0);
-        EXPECT_EQ(made(), (Made{1, 0, 0}));
+        EXPECT_EQ(calls_made(),
+                  (CallsMade{.initialize = 1, .uninitialize = 0, .register_alerts = 0}));
         const HANDLE releasing = CreateThread(nullptr, 0, release_in_thread, &second, 0, nullptr);
         EXPECT_EQ(WaitForSingleObject(releasing, 300), static_cast<DWORD>(WAIT_TIMEOUT));
-        EXPECT_EQ(made(), (Made{0, 0, 0}));
+        EXPECT_EQ(calls_made(),
+                  (CallsMade{.initialize = 0, .uninitialize = 0, .register_alerts = 0}));
         SetEvent(go_on);
         EXPECT_EQ(WaitForSingleObject(validating, 10'000), WAIT_OBJECT_0);
         EXPECT_EQ(WaitForSingleObject(releasing, 10'000), WAIT_OBJECT_0);
-        EXPECT_EQ(first.status, 0u);
-        EXPECT_EQ(second.status, 0u);
-        EXPECT_EQ(FARLO(UnInitializeClusterW)(first.handle), 0u);
+        EXPECT_EQ(first.status, FARLO_SUCCESS);
+        EXPECT_EQ(second.status, FARLO_SUCCESS);
+        EXPECT_EQ(FARLO(UnInitializeClusterW)(first.handle), FARLO_SUCCESS);
         handle = nullptr;
         for (const HANDLE closed : {validating, releasing, entered, go_on}) {
             CloseHandle(closed);
@@ -434,14 +453,11 @@ TEST_F(Validate, NoHandleIsGivenBackWhileAlertsAreRegistered) {
     });
 }
 
-opal_status WINAPI succeed_without_a_handle(uint32_t, uint32_t, opal_handle*) {
-    return 0;
-}
-
-TEST_F(Validate, ASuccessWithoutAHandleIsNone) {
+TEST_F(Validate, TreatsSuccessWithoutHandleAsFailure) {
     once([&] {
-        const Interposer interposer(dll().module(), "InitializeZtVmW", succeed_without_a_handle);
-        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), 20u);
+        interpose<decltype(InitializeZtVmW)>("InitializeZtVmW",
+                                             [](auto...) { return bus_success; });
+        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), FARLO_NOT_CONNECTED);
         expect_log({{0, "ValidateClusterW() failed, error=(0xc1000001)"}});
     });
 }
@@ -449,16 +465,16 @@ TEST_F(Validate, ASuccessWithoutAHandleIsNone) {
 // ------------------------------------------------------- the provider runtime
 
 std::vector<std::string> traces;
-void take_trace(std::uint32_t level, const char* text) {
-    traces.push_back(std::to_string(level) + " " + text);
+void record_trace(std::uint32_t level, const char* trace) {
+    traces.push_back(std::to_string(level) + " " + trace);
 }
 
-TEST_F(Validate, TheProviderIsShutDownInItsOrderWhenTheLibraryIsUnloaded) {
+TEST_F(Validate, ShutsDownProviderInOrderAtUnload) {
     traces.clear();
     once([&] {
-        ASSERT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
+        ASSERT_EQ(FARLO(ValidateClusterW)(&handle), FARLO_SUCCESS);
         release();
-        LabSetTraceSink(take_trace);
+        LabSetTraceSink(record_trace);
     });
     LabSetTraceSink(nullptr);
     EXPECT_EQ(traces,
@@ -469,12 +485,12 @@ TEST_F(Validate, TheProviderIsShutDownInItsOrderWhenTheLibraryIsUnloaded) {
                   "6 clusapiprov::__ZtApiShutdown(), CZtEventManager shutdown completed."}));
 }
 
-TEST_F(Validate, AProviderThatCannotStartIsTracedAndIgnored) {
+TEST_F(Validate, TracesAndIgnoresProviderThatCannotStart) {
     once([&] {
         traces.clear();
-        LabSetTraceSink(take_trace);
+        LabSetTraceSink(record_trace);
         heap().fail(1);
-        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
+        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), FARLO_SUCCESS);
         heap().fail_no_more();
         LabSetTraceSink(nullptr);
         EXPECT_EQ(traces, (std::vector<std::string>{
@@ -484,24 +500,23 @@ TEST_F(Validate, AProviderThatCannotStartIsTracedAndIgnored) {
     });
 }
 
-// First the provider, then the alerts.
-TEST_F(Validate, TheProviderStartsBeforeTheAlertsAreRegistered) {
+TEST_F(Validate, StartsProviderBeforeRegisteringAlerts) {
     once([&] {
-        EXPECT_EQ(FARLO(RegisterForAlerts)(nullptr, reset_timeout), 0u);
-        made();
-        unsigned registered = 99;
+        EXPECT_EQ(FARLO(RegisterForAlerts)(nullptr, callback), FARLO_SUCCESS);
+        reset_calls_made();
+        unsigned traces_at_registration = 99;
         LabSetTraceSink([](std::uint32_t, const char*) { traces.emplace_back("trace"); });
         traces.clear();
         StandIn<decltype(RegisterAlertCallback)> register_alerts(
             dll().module(), "RegisterAlertCallback", [&](auto... arguments) {
-                registered = static_cast<unsigned>(traces.size());
+                traces_at_registration = static_cast<unsigned>(traces.size());
                 return register_alerts.real(arguments...);
             });
-        heap().fail(1);  // the provider's start, which traces that
-        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
+        heap().fail(1);  // fails the start of the provider, which traces it
+        EXPECT_EQ(FARLO(ValidateClusterW)(&handle), FARLO_SUCCESS);
         heap().fail_no_more();
         LabSetTraceSink(nullptr);
-        EXPECT_EQ(registered, 1u);
+        EXPECT_EQ(traces_at_registration, 1u);
         release();
     });
 }
