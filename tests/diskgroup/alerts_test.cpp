@@ -195,7 +195,8 @@ class SingleSteps {
         : m_begin(reinterpret_cast<std::uintptr_t>(module)), m_step(step), m_code(std::move(code)),
           m_handler(AddVectoredExceptionHandler(1, &handle)) {
         const auto* dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(m_begin);
-        const auto* nt = reinterpret_cast<const IMAGE_NT_HEADERS*>(m_begin + dos->e_lfanew);
+        const auto* nt = reinterpret_cast<const IMAGE_NT_HEADERS*>(
+            m_begin + static_cast<std::size_t>(dos->e_lfanew));
         m_size = nt->OptionalHeader.SizeOfImage;
         s_current = this;
     }
