@@ -94,6 +94,11 @@ inline FaultRule methods_return(std::uint32_t status) {
     return {.function = "PrCallDispatch", .returns = status};
 }
 
+// Allocations of the bus's memory fail: the n-th one, or each of them.
+inline FaultRule no_bus_memory(int call = 0) {
+    return {.function = "_ZtAlloc", .call = call, .succeeds_empty = true};
+}
+
 // Calls of a method; calls that query the objects of a type, read a property of an object, list
 // the children of a type, or add a parameter.
 inline FaultRule calling(const Method& method) {

@@ -24,6 +24,8 @@ inline constexpr std::uint32_t bus_shutting_down = 0xc10000c9;
 inline constexpr std::uint32_t bus_invalid_argument = 0xc1000101;
 inline constexpr std::uint32_t bus_no_memory = 0xc1000102;
 inline constexpr std::uint32_t bus_not_connected = 0xc1000103;
+inline constexpr std::uint32_t bus_unknown_object = 0xc1000104;
+inline constexpr std::uint32_t bus_bad_query = 0xc1000106;
 
 // Statuses of the service.
 inline constexpr std::uint32_t service_already_started = 0xe5150047;  // the node

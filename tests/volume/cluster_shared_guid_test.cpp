@@ -8,139 +8,139 @@ namespace {
 
 using namespace support;
 
-class SharedGuid : public Clusterable {
+class GetClusterSharedDgGuid : public ClusterabilityTest {
   protected:
-    SharedGuid() { set_group(R"("type": 8)"); }
+    GetClusterSharedDgGuid() { set_group(R"("type": 8)"); }
 
-    std::uint32_t ask(GuardedBuffer& guid, const wchar_t* device = L"\\Device\\one two") {
+    std::uint32_t get_guid(const GuardedBuffer& guid,
+                           const wchar_t* device = L"\\Device\\one two") {
         return FARLO(GetClusterSharedDgGuidW)(handle, device, guid.as<char>());
-    }
-
-    // These lines after the entry line, and the closing one of a failure.
-    void expect_lines(const std::vector<Expected>& lines, const std::string& status) {
-        std::vector<Expected> all{{2, "Entering GetClusterSharedDgGuidW"}};
-        all.insert(all.end(), lines.begin(), lines.end());
-        if (status != "0x0") {
-            all.push_back({0, "GetClusterSharedDgGuidW() failed, error=(" + status + ") "});
-        }
-        expect_log(all);
     }
 };
 
-const std::string find_device =
-    query("tamo_ztvm_volume", "DEVICE NAME", R"(\\Device\\one two)", "0x0 [@vol1]");
+const Expected entering{2, "Entering GetClusterSharedDgGuidW"};
+Expected failed(const std::string& status) {
+    return {0, "GetClusterSharedDgGuidW() failed, error=(" + status + ") "};
+}
 
-TEST_F(SharedGuid, IsTheGroupsDgid) {
+TEST_F(GetClusterSharedDgGuid, ProvidesGuidOfVolumesGroup) {
     at_every_threshold([&] {
-        GuardedBuffer guid(65);
-        EXPECT_EQ(ask(guid), 0u);
-        std::vector<std::uint8_t> wanted(65, GuardedBuffer::canary);
-        std::memcpy(wanted.data(), "guid-1", 7);
-        EXPECT_EQ(guid.difference(wanted), "");
-        expect_calls({find_device, groups_of("vol1", "@dg1"),
-                      read("dg1", "LDM DG TYPE", "UINT32 8"), read("dg1", "dgid", str("guid-1"))});
-        expect_lines({}, "0x0");
+        GuardedBuffer guid(FARLO_GUID_TEXT_SIZE);
+        EXPECT_EQ(get_guid(guid), FARLO_SUCCESS);
+        std::vector<std::uint8_t> expected(FARLO_GUID_TEXT_SIZE, GuardedBuffer::canary);
+        std::memcpy(expected.data(), "guid-1", 7);
+        EXPECT_EQ(guid.difference(expected), "");
+        expect_calls({query(object_type::volume, "DEVICE NAME", R"(\\Device\\one two)", "@vol1"),
+                      parent_groups("vol1", "@dg1"), read_type("dg1", group_type::cluster_shared),
+                      read("dg1", "dgid", str("guid-1"))});
+        expect_log({entering});
     });
 }
 
-TEST_F(SharedGuid, ATextOf64CharactersFitsAndOneMoreDoesNot) {
-    const auto set_dgid = [this](std::size_t length) {
+TEST_F(GetClusterSharedDgGuid, ProvidesGuidOf64CharactersAndRejects65) {
+    const auto set_guid_length = [this](std::size_t length) {
         scenario = R"({"disk_groups": [{"name": "dg1", "type": 8, "dgid": ")" +
                    std::string(length, 'g') +
                    R"(", "volumes": [{"name": "vol1", "device": "\\Device\\one two"}]}]})";
     };
-    set_dgid(64);
+    set_guid_length(64);
     once([&] {
-        GuardedBuffer guid(65);
-        EXPECT_EQ(ask(guid), 0u);
+        GuardedBuffer guid(FARLO_GUID_TEXT_SIZE);
+        EXPECT_EQ(get_guid(guid), FARLO_SUCCESS);
         EXPECT_EQ(std::string(guid.as<char>()), std::string(64, 'g'));
     });
-    set_dgid(65);
+    set_guid_length(65);
     at_every_threshold([&] {
-        GuardedBuffer guid(65);
-        EXPECT_EQ(ask(guid), 0xc1000001u);
+        GuardedBuffer guid(FARLO_GUID_TEXT_SIZE);
+        EXPECT_EQ(get_guid(guid), FARLO_PROVIDER_FAILED);
         EXPECT_TRUE(guid.holds_text(""));
-        expect_lines({{0, std::string("GetClusterSharedDgGuidW: secure string copy failed for "
-                                      "volume  - \\Device\\one two, error = ") +
-                              std::strerror(ERANGE)}},
-                     "0xc1000001");
+        expect_log({entering,
+                    {0, std::string("GetClusterSharedDgGuidW: secure string copy failed for "
+                                    "volume  - \\Device\\one two, error = ") +
+                            std::strerror(ERANGE)},
+                    failed("0xc1000001")});
     });
 }
 
-TEST_F(SharedGuid, AGroupOfAnotherType) {
+TEST_F(GetClusterSharedDgGuid, RejectsGroupOfAnotherType) {
     set_group(R"("type": 2)");
     at_every_threshold([&] {
-        GuardedBuffer guid(65);
-        EXPECT_EQ(ask(guid), 0x80070057u);
+        GuardedBuffer guid(FARLO_GUID_TEXT_SIZE);
+        EXPECT_EQ(get_guid(guid), FARLO_INVALID_ARGUMENT);
         EXPECT_TRUE(guid.untouched());
-        expect_lines({{0, "GetClusterSharedDgGuidW: DgType is not Cluster Shared for volume - "
-                          "\\Device\\one two"}},
-                     "0x80070057");
+        expect_log({entering,
+                    {0, "GetClusterSharedDgGuidW: DgType is not Cluster Shared for volume - "
+                        "\\Device\\one two"},
+                    failed("0x80070057")});
     });
 }
 
-TEST_F(SharedGuid, NoVolumeOrNoGroup) {
+TEST_F(GetClusterSharedDgGuid, FailsForUnknownVolumeAndVolumeWithoutGroup) {
     at_every_threshold([&] {
-        GuardedBuffer guid(65);
-        EXPECT_EQ(ask(guid, L"none"), 0xc1000001u);
-        expect_calls({query("tamo_ztvm_volume", "DEVICE NAME", "none", "0x0 []")});
-        expect_lines({{0, "GetClusterSharedDgGuidW:Volume Object not found for volume  - none"}},
-                     "0xc1000001");
+        GuardedBuffer guid(FARLO_GUID_TEXT_SIZE);
+        EXPECT_EQ(get_guid(guid, L"none"), FARLO_PROVIDER_FAILED);
+        expect_calls({query(object_type::volume, "DEVICE NAME", "none", "")});
+        expect_log({entering,
+                    {0, "GetClusterSharedDgGuidW:Volume Object not found for volume  - none"},
+                    failed("0xc1000001")});
         start_watching();
-        EXPECT_EQ(ask(guid, L"lone"), 0xc1000001u);
-        expect_lines({{0, "GetClusterSharedDgGuidW: Dg object not found for volume  - lone"}},
-                     "0xc1000001");
+        EXPECT_EQ(get_guid(guid, L"lone"), FARLO_PROVIDER_FAILED);
+        expect_log({entering,
+                    {0, "GetClusterSharedDgGuidW: Dg object not found for volume  - lone"},
+                    failed("0xc1000001")});
         EXPECT_TRUE(guid.untouched());
     });
 }
 
-TEST_F(SharedGuid, AFailedQuery) {
+TEST_F(GetClusterSharedDgGuid, ReturnsStatusOfFailedQuery) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "DbGetObjectsByQuery", "status": "0xc1000102"}])");
-        GuardedBuffer guid(65);
-        EXPECT_EQ(ask(guid), 0xc1000102u);
-        expect_lines({{0, "GetClusterSharedDgGuidW:DbGetObjectsByQuery failed for volume  - "
-                          "\\Device\\one two, error = 0xc1000102"}},
-                     "0xc1000102");
+        set_faults(fault_plan({failing(running_query, bus_no_memory)}));
+        GuardedBuffer guid(FARLO_GUID_TEXT_SIZE);
+        EXPECT_EQ(get_guid(guid), bus_no_memory);
+        expect_log({entering,
+                    {0, "GetClusterSharedDgGuidW:DbGetObjectsByQuery failed for volume  - "
+                        "\\Device\\one two, error = 0xc1000102"},
+                    failed("0xc1000102")});
     });
 }
 
-TEST_F(SharedGuid, AStatusThatIsNoFailure) {
+TEST_F(GetClusterSharedDgGuid, TreatsInformationalStatusOfQueryAsSuccess) {
     at_every_threshold([&] {
-        set_faults(no_failure);
-        GuardedBuffer guid(65);
-        EXPECT_EQ(ask(guid), 0u);
+        set_faults(fault_plan({informational_query}));
+        GuardedBuffer guid(FARLO_GUID_TEXT_SIZE);
+        EXPECT_EQ(get_guid(guid), FARLO_SUCCESS);
         EXPECT_TRUE(guid.holds_text("guid-1"));
-        expect_lines({}, "0x0");
+        expect_log({entering});
     });
 }
 
-TEST_F(SharedGuid, IsThatOfTheFirstVolumesFirstGroup) {
+TEST_F(GetClusterSharedDgGuid, ReadsFirstGroupOfFirstVolume) {
     scenario = two_groups;
     once([&] {
-        const Several several(dll().module(), {"vol 2", "vol 8"}, {"eight", "two"});
-        GuardedBuffer guid(65);
-        EXPECT_EQ(ask(guid), 0u);
+        const SeveralObjects objects(dll().module(), {"vol 2", "vol 8"}, {"eight", "two"});
+        GuardedBuffer guid(FARLO_GUID_TEXT_SIZE);
+        EXPECT_EQ(get_guid(guid), FARLO_SUCCESS);
         EXPECT_TRUE(guid.holds_text("guid-8"));
-        EXPECT_TRUE(several.asked_only_for("vol 2"));
+        EXPECT_TRUE(objects.queried_only_parents_of("vol 2"));
         expect_calls(
-            {read("eight", "LDM DG TYPE", "UINT32 8"), read("eight", "dgid", str("guid-8"))});
+            {read_type("eight", group_type::cluster_shared), read("eight", "dgid", str("guid-8"))});
     });
 }
 
-TEST_F(SharedGuid, EveryAllocationThatFails) {
-    const auto run = [&](auto ask_for) {
-        auto answers = answers_at_every_allocation([&] {
-            GuardedBuffer guid(65);
-            const std::uint32_t status = ask_for(guid.as<char>());
-            EXPECT_TRUE(status == 0 ? guid.holds_text("guid-1")
-                                    : testing::AssertionResult(guid.untouched()));
+TEST_F(GetClusterSharedDgGuid, FailsCleanlyWhenAnyAllocationFails) {
+    const auto run = [&](auto call) {
+        auto results = answers_at_every_allocation([&] {
+            GuardedBuffer guid(FARLO_GUID_TEXT_SIZE);
+            const std::uint32_t status = call(guid.as<char>());
+            EXPECT_TRUE(status == FARLO_SUCCESS ? guid.holds_text("guid-1")
+                                                : testing::AssertionResult(guid.untouched()));
             return status;
         });
-        ASSERT_GT(answers.size(), 1u);
-        EXPECT_EQ(answers.front(), 0x8007000Eu);  // the query's text comes first
-        answers.erase(answers.begin());
-        EXPECT_THAT(answers, testing::Each(18u));
+        ASSERT_GT(results.size(), 1u);
+        // The first allocation is the query string.
+        EXPECT_EQ(results.front(), FARLO_OUT_OF_MEMORY);
+        results.erase(results.begin());
+        EXPECT_THAT(results, testing::Each(FARLO_EXCEPTION));
     };
     run([&](char* guid) {
         return FARLO(GetClusterSharedDgGuidW)(handle, L"\\Device\\one two", guid);
@@ -150,134 +150,141 @@ TEST_F(SharedGuid, EveryAllocationThatFails) {
     });
 }
 
-TEST_F(SharedGuid, WhatCannotBeReadIsAnException) {
+TEST_F(GetClusterSharedDgGuid, FailsWhenGroupCannotBeRead) {
     at_every_threshold([&] {
-        for (const char* fault :
-             {R"({"function": "ObGetParentObjects", "status": "0xc1000104"})",
-              R"({"property": "LDM DG TYPE", "status": "0xc100003a"})",
-              R"({"property": "dgid", "as": "WSTR"})", R"({"property": "dgid", "lie": "null"})"}) {
-            SCOPED_TRACE(fault);
-            set_faults("[" + std::string(fault) + "]");
+        for (const FaultRule& fault :
+             {failing(reading_parents, bus_unknown_object),
+              failing(reading("LDM DG TYPE"), bus_no_property), with_type(reading("dgid"), "WSTR"),
+              lying(reading("dgid"), "null")}) {
+            SCOPED_TRACE(fault_plan({fault}));
+            set_faults(fault_plan({fault}));
             start_watching();
-            GuardedBuffer guid(65);
-            EXPECT_EQ(ask(guid), 18u);
+            GuardedBuffer guid(FARLO_GUID_TEXT_SIZE);
+            EXPECT_EQ(get_guid(guid), FARLO_EXCEPTION);
             EXPECT_TRUE(guid.untouched());
-            expect_lines({exception}, "0x12");
+            expect_log({entering, exception_caught, failed("0x12")});
         }
     });
 }
 
-TEST_F(SharedGuid, NullArguments) {
+TEST_F(GetClusterSharedDgGuid, RejectsNullArguments) {
     at_every_threshold([&] {
-        GuardedBuffer guid(65);
-        EXPECT_EQ(ask(guid, nullptr), 0x80070057u);
-        expect_lines({{0, "GetClusterSharedDgGuidW() failed , NULL Volume Device Name"}},
-                     "0x80070057");
+        GuardedBuffer guid(FARLO_GUID_TEXT_SIZE);
+        EXPECT_EQ(get_guid(guid, nullptr), FARLO_INVALID_ARGUMENT);
+        expect_log({entering,
+                    {0, "GetClusterSharedDgGuidW() failed , NULL Volume Device Name"},
+                    failed("0x80070057")});
         start_watching();
-        EXPECT_EQ(FARLO(GetClusterSharedDgGuidW)(handle, L"d", nullptr), 0x80070057u);
-        expect_lines({{0, "GetClusterSharedDgGuidW() failed , NULL DG GUID"}}, "0x80070057");
+        EXPECT_EQ(FARLO(GetClusterSharedDgGuidW)(handle, L"d", nullptr), FARLO_INVALID_ARGUMENT);
+        expect_log({entering,
+                    {0, "GetClusterSharedDgGuidW() failed , NULL DG GUID"},
+                    failed("0x80070057")});
         expect_calls({});
         start_watching();
-        EXPECT_EQ(FARLO(GetClusterSharedDgGuidW)(nullptr, L"d", nullptr), 100u);
-        expect_log({{2, "Entering GetClusterSharedDgGuidW"},
-                    {0, "GetClusterSharedDgGuidW() failed , NULL opal_handle"}});
+        EXPECT_EQ(FARLO(GetClusterSharedDgGuidW)(nullptr, L"d", nullptr), FARLO_NULL_HANDLE);
+        expect_log({entering, {0, "GetClusterSharedDgGuidW() failed , NULL opal_handle"}});
     });
 }
 
-TEST_F(SharedGuid, NotConnected) {
+TEST_F(GetClusterSharedDgGuid, ChecksConnectionBeforeDeviceName) {
     at_every_threshold([&] {
         disconnect();
-        GuardedBuffer guid(65);
-        EXPECT_EQ(ask(guid), 20u);
+        GuardedBuffer guid(FARLO_GUID_TEXT_SIZE);
+        const Expected not_connected{
+            0, "GetClusterSharedDgGuidW() failed , opal_handle not connected"};
+        EXPECT_EQ(get_guid(guid), FARLO_NOT_CONNECTED);
         expect_calls({});
-        const std::vector<Expected> lines{
-            {2, "Entering GetClusterSharedDgGuidW"},
-            {0, "GetClusterSharedDgGuidW() failed , opal_handle not connected"}};
-        expect_log(lines);
-        // Asked before the arguments are.
+        expect_log({entering, not_connected});
         start_watching();
-        EXPECT_EQ(ask(guid, nullptr), 20u);
-        expect_log(lines);
+        EXPECT_EQ(get_guid(guid, nullptr), FARLO_NOT_CONNECTED);
+        expect_log({entering, not_connected});
         EXPECT_TRUE(guid.untouched());
     });
 }
 
-TEST_F(SharedGuid, NoMemoryAndTooLong) {
+TEST_F(GetClusterSharedDgGuid, FailsForLongDeviceNameAndWithoutMemoryForQuery) {
     at_every_threshold([&] {
-        GuardedBuffer guid(65);
-        EXPECT_EQ(ask(guid, std::wstring(2000, L'd').c_str()), 0x80070057u);
-        expect_log({{2, "Entering GetClusterSharedDgGuidW"},
+        GuardedBuffer guid(FARLO_GUID_TEXT_SIZE);
+        EXPECT_EQ(get_guid(guid, std::wstring(2000, L'd').c_str()), FARLO_INVALID_ARGUMENT);
+        expect_log({entering,
                     {0, "GetClusterSharedDgGuidW() failed , device string of more than 1995 "
                         "characters, error=(0x80070057)"}});
         start_watching();
-        set_faults(R"([{"function": "_ZtAlloc", "nothing": true}])");
-        EXPECT_EQ(ask(guid), 0x8007000Eu);
-        expect_lines({{0, "GetClusterSharedDgGuidW: failed to allocate memory"}}, "0x8007000e");
+        set_faults(fault_plan({no_bus_memory()}));
+        EXPECT_EQ(get_guid(guid), FARLO_OUT_OF_MEMORY);
+        expect_log({entering,
+                    {0, "GetClusterSharedDgGuidW: failed to allocate memory"},
+                    failed("0x8007000e")});
         expect_calls({});
     });
 }
 
-TEST_F(SharedGuid, AConnectionThatDropsMeanwhileVoidsTheResult) {
+// The GUID has been written already.
+TEST_F(GetClusterSharedDgGuid, ReturnsNotConnectedWhenConnectionDropsAfterSuccess) {
     at_every_threshold([&] {
-        set_faults(R"([{"property": "dgid", "drop": true}])");
-        GuardedBuffer guid(65);
-        EXPECT_EQ(ask(guid), 20u);
+        set_faults(fault_plan({dropping(reading("dgid"))}));
+        GuardedBuffer guid(FARLO_GUID_TEXT_SIZE);
+        EXPECT_EQ(get_guid(guid), FARLO_NOT_CONNECTED);
         EXPECT_TRUE(guid.holds_text("guid-1"));
-        expect_lines({}, "0x14");
+        expect_log({entering, failed("0x14")});
     });
 }
 
-TEST_F(SharedGuid, AConnectionThatDropsMeanwhileVoidsAFailureToo) {
+TEST_F(GetClusterSharedDgGuid, ReturnsNotConnectedWhenConnectionDropsBeforeFailure) {
     set_group(R"("type": 2)");
     at_every_threshold([&] {
-        set_faults(R"([{"property": "LDM DG TYPE", "drop": true}])");
-        GuardedBuffer guid(65);
-        EXPECT_EQ(ask(guid), 20u);
+        set_faults(fault_plan({dropping(reading("LDM DG TYPE"))}));
+        GuardedBuffer guid(FARLO_GUID_TEXT_SIZE);
+        EXPECT_EQ(get_guid(guid), FARLO_NOT_CONNECTED);
         EXPECT_TRUE(guid.untouched());
-        expect_lines({{0, "GetClusterSharedDgGuidW: DgType is not Cluster Shared for volume - "
-                          "\\Device\\one two"}},
-                     "0x14");
+        expect_log({entering,
+                    {0, "GetClusterSharedDgGuidW: DgType is not Cluster Shared for volume - "
+                        "\\Device\\one two"},
+                    failed("0x14")});
     });
 }
 
-TEST_F(SharedGuid, ADroppedConnectionVoidsAnExceptionToo) {
+TEST_F(GetClusterSharedDgGuid, ReturnsNotConnectedWhenConnectionDropsBeforeException) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "ObGetParentObjects", "drop": true}])");
-        GuardedBuffer guid(65);
-        EXPECT_EQ(ask(guid), 20u);
+        set_faults(fault_plan({dropping(reading_parents)}));
+        GuardedBuffer guid(FARLO_GUID_TEXT_SIZE);
+        EXPECT_EQ(get_guid(guid), FARLO_NOT_CONNECTED);
         EXPECT_TRUE(guid.untouched());
-        expect_lines({exception}, "0x14");
+        expect_log({entering, exception_caught, failed("0x14")});
     });
 }
 
-TEST_F(SharedGuid, TheLongestDeviceNameOfTheNarrowForm) {
+TEST_F(GetClusterSharedDgGuid, AcceptsLongestNarrowDeviceName) {
     scenario = R"({"disk_groups": [{"name": "dg1", "type": 8, "dgid": "guid-1", "volumes": [
         {"name": "vol1", "device": ")" +
                std::string(259, 'd') + R"("}]}]})";
     at_every_threshold([&] {
-        GuardedBuffer guid(65);
+        GuardedBuffer guid(FARLO_GUID_TEXT_SIZE);
         EXPECT_EQ(
             FARLO(GetClusterSharedDgGuidA)(handle, std::string(259, 'd').c_str(), guid.as<char>()),
-            0u);
+            FARLO_SUCCESS);
         EXPECT_TRUE(guid.holds_text("guid-1"));
-        expect_lines({}, "0x0");
+        expect_log({entering});
     });
 }
 
-TEST_F(SharedGuid, TheNarrowForm) {
+TEST_F(GetClusterSharedDgGuid, NarrowFormRejectsNullAndLongDeviceName) {
     at_every_threshold([&] {
-        GuardedBuffer guid(65);
-        EXPECT_EQ(FARLO(GetClusterSharedDgGuidA)(handle, "\\Device\\one two", guid.as<char>()), 0u);
+        GuardedBuffer guid(FARLO_GUID_TEXT_SIZE);
+        EXPECT_EQ(FARLO(GetClusterSharedDgGuidA)(handle, "\\Device\\one two", guid.as<char>()),
+                  FARLO_SUCCESS);
         EXPECT_EQ(std::string(guid.as<char>()), "guid-1");
-        expect_lines({}, "0x0");
+        expect_log({entering});
         start_watching();
-        EXPECT_EQ(FARLO(GetClusterSharedDgGuidA)(handle, nullptr, guid.as<char>()), 0x80070057u);
-        expect_lines({{0, "GetClusterSharedDgGuidW() failed , NULL Volume Device Name"}},
-                     "0x80070057");
+        EXPECT_EQ(FARLO(GetClusterSharedDgGuidA)(handle, nullptr, guid.as<char>()),
+                  FARLO_INVALID_ARGUMENT);
+        expect_log({entering,
+                    {0, "GetClusterSharedDgGuidW() failed , NULL Volume Device Name"},
+                    failed("0x80070057")});
         start_watching();
         EXPECT_EQ(
             FARLO(GetClusterSharedDgGuidA)(handle, std::string(260, 'd').c_str(), guid.as<char>()),
-            0x80070057u);
+            FARLO_INVALID_ARGUMENT);
         expect_log(
             {{0, "GetClusterSharedDgGuidA() failed , device string of more than 259 characters or "
                  "invalid, error=(0x80070057)"}});

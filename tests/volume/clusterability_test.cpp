@@ -9,69 +9,72 @@ using namespace support;
 constexpr std::uint8_t disk_guid[16] = {0x67, 0x45, 0x23, 0x01, 0xab, 0x89, 0xef, 0xcd,
                                         0xfe, 0xdc, 0xba, 0x98, 0x76, 0x54, 0x32, 0x10};
 
-class Storage : public Clusterable {
-  protected:
-    std::uint8_t ask(std::uint32_t style, std::uint32_t signature, const std::uint8_t* guid) {
-        return FARLO(IsStorageClusterable)(handle, style, signature, guid);
-    }
+// ------------------------------------------------------ IsStorageClusterable
 
-    Lines found_mbr() {
-        return {query("tamo_ztvm_disk", "SIGNATURE", "4294967295", "0x0 [@mbr]"),
-                groups_of("mbr", "@dg1")};
+class IsStorageClusterable : public ClusterabilityTest {
+  protected:
+    // The disk "mbr" of dg1 has the signature 0xFFFFFFFF.
+    std::uint8_t is_mbr_clusterable(std::uint32_t signature = 0xFFFFFFFF) {
+        return FARLO(IsStorageClusterable)(handle, FARLO_PARTITION_STYLE_MBR, signature, nullptr);
+    }
+    std::uint8_t is_gpt_clusterable(const std::uint8_t* guid = disk_guid) {
+        return FARLO(IsStorageClusterable)(handle, FARLO_PARTITION_STYLE_GPT, 0, guid);
     }
 };
 
-Lines group_reads(bool resource, std::uint32_t type) {
-    return {read("dg1", "cluster resource", resource ? "BOOLEAN true" : "BOOLEAN false"),
-            read("dg1", "LDM DG TYPE", uint32(type))};
-}
-
+const Lines find_mbr = {query(object_type::disk, "SIGNATURE", "4294967295", "@mbr"),
+                        parent_groups("mbr", "@dg1")};
 const Expected entering_storage{2, "Entering IsStorageClusterable"};
 const Expected exiting_storage{0, "Exiting IsStorageClusterable"};
 
-TEST_F(Storage, AnMbrDiskByItsSignatureInDecimal) {
+TEST_F(IsStorageClusterable, FindsMbrDiskBySignatureInDecimal) {
     at_every_threshold([&] {
-        EXPECT_EQ(ask(0, 0xFFFFFFFF, nullptr), 1u);
-        expect_calls(found_mbr() + group_reads(true, 2));
+        EXPECT_EQ(is_mbr_clusterable(0xFFFFFFFF), 1u);
+        expect_calls({query(object_type::disk, "SIGNATURE", "4294967295", "@mbr"),
+                      parent_groups("mbr", "@dg1"), read("dg1", "cluster resource", boolean(true)),
+                      read_type("dg1", group_type::cluster)});
         expect_log({entering_storage, exiting_storage});
     });
 }
 
-TEST_F(Storage, AGptDiskByItsGuidInLowerCase) {
+TEST_F(IsStorageClusterable, FindsGptDiskByGuidInLowerCase) {
     at_every_threshold([&] {
-        EXPECT_EQ(ask(1, 0, disk_guid), 1u);
-        expect_calls(Lines{query("tamo_ztvm_disk", "DISKGUID",
-                                 "{01234567-89ab-cdef-fedc-ba9876543210}", "0x0 [@gpt]"),
-                           groups_of("gpt", "@dg1")} +
-                     group_reads(true, 2));
+        EXPECT_EQ(is_gpt_clusterable(disk_guid), 1u);
+        expect_calls(
+            {query(object_type::disk, "DISKGUID", "{01234567-89ab-cdef-fedc-ba9876543210}", "@gpt"),
+             parent_groups("gpt", "@dg1"), read("dg1", "cluster resource", boolean(true)),
+             read_type("dg1", group_type::cluster)});
         expect_log({entering_storage, exiting_storage});
     });
 }
 
-TEST_F(Storage, TheTypeAndTheResourceFlagDecideTogether) {
+TEST_F(IsStorageClusterable, ReturnsOneOnlyForClusterResourceOfClusterType) {
     const struct {
         const char* group;
         bool resource;
         std::uint32_t type;
-        std::uint8_t answer;
-    } cases[] = {{R"("type": 2, "cluster_resource": true)", true, 2, 1},
-                 {R"("type": 2, "cluster_resource": false)", false, 2, 0},
-                 {R"("type": 8, "cluster_resource": true)", true, 8, 0},
-                 {R"("type": 1, "cluster_resource": false)", false, 1, 0}};
-    for (const auto& each : cases) {
-        set_group(each.group);
+        std::uint8_t result;
+    } rows[] = {{R"("type": 2, "cluster_resource": true)", true, group_type::cluster, 1},
+                {R"("type": 2, "cluster_resource": false)", false, group_type::cluster, 0},
+                {R"("type": 8, "cluster_resource": true)", true, group_type::cluster_shared, 0},
+                {R"("type": 1, "cluster_resource": false)", false, group_type::local, 0}};
+    for (const auto& row : rows) {
+        set_group(row.group);
         once([&] {
-            EXPECT_EQ(ask(0, 0xFFFFFFFF, nullptr), each.answer);
-            expect_calls(found_mbr() + group_reads(each.resource, each.type));
+            EXPECT_EQ(is_mbr_clusterable(), row.result);
+            expect_calls(find_mbr + Lines{read("dg1", "cluster resource", boolean(row.resource)),
+                                          read_type("dg1", row.type)});
         });
     }
 }
 
-// The empty query is run as it is; what the service hands out for it counts.
-TEST_F(Storage, OtherStylesRunAnEmptyQuery) {
+// Any disk that the service returns for the empty query counts.
+TEST_F(IsStorageClusterable, SendsEmptyQueryForOtherStyles) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "DbGetObjectsByQuery", "status": "0xc1000106"}])");
-        EXPECT_EQ(ask(2, 0xFFFFFFFF, disk_guid), 0u);
+        set_faults(fault_plan({failing(running_query, bus_bad_query)}));
+        EXPECT_EQ(
+            FARLO(IsStorageClusterable)(handle, FARLO_PARTITION_STYLE_RAW, 0xFFFFFFFF, disk_guid),
+            0u);
         expect_calls({"DbGetObjectsByQuery \"\" -> 0xc1000106"});
         expect_log({entering_storage,
                     {0, "IsStorageClusterable:DbGetObjectsByQuery failed, for , error = "
@@ -79,32 +82,32 @@ TEST_F(Storage, OtherStylesRunAnEmptyQuery) {
                     exiting_storage});
         opal_objid disk;
         ASSERT_EQ(LabFindObject("mbr", &disk), 0);
-        const StandIn<decltype(DbGetObjectsByQuery)> answer(
+        const StandIn<decltype(DbGetObjectsByQuery)> find_disk(
             dll().module(), "DbGetObjectsByQuery",
             [&](opal_connection, opal_context, const wchar_t*, opal_objid** ids,
                 uint32_t* count) -> opal_status {
                 *ids = static_cast<opal_objid*>(_ZtAlloc(sizeof disk));
                 **ids = disk;
                 *count = 1;
-                return ZTSTATUS_OK;
+                return bus_success;
             });
-        EXPECT_EQ(ask(3, 0, nullptr), 1u);
+        EXPECT_EQ(FARLO(IsStorageClusterable)(handle, 3, 0, nullptr), 1u);
     });
 }
 
-TEST_F(Storage, NoSuchDisk) {
+TEST_F(IsStorageClusterable, ReturnsZeroForUnknownDisk) {
     at_every_threshold([&] {
-        EXPECT_EQ(ask(0, 5, nullptr), 0u);
-        expect_calls({query("tamo_ztvm_disk", "SIGNATURE", "5", "0x0 []")});
+        EXPECT_EQ(is_mbr_clusterable(5), 0u);
+        expect_calls({query(object_type::disk, "SIGNATURE", "5", "")});
         expect_log(
             {entering_storage, {0, "IsStorageClusterable:Disk Object not found"}, exiting_storage});
     });
 }
 
-TEST_F(Storage, AFailedQuery) {
+TEST_F(IsStorageClusterable, ReturnsZeroWhenQueryFails) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "DbGetObjectsByQuery", "status": "0xc1000102"}])");
-        EXPECT_EQ(ask(0, 5, nullptr), 0u);
+        set_faults(fault_plan({failing(running_query, bus_no_memory)}));
+        EXPECT_EQ(is_mbr_clusterable(5), 0u);
         expect_log({entering_storage,
                     {0, "IsStorageClusterable:DbGetObjectsByQuery failed, for SELECT FROM "
                         "tamo_ztvm_disk where \"SIGNATURE\" EQ 5, error = 0xc1000102"},
@@ -112,70 +115,69 @@ TEST_F(Storage, AFailedQuery) {
     });
 }
 
-TEST_F(Storage, AStatusThatIsNoFailure) {
+TEST_F(IsStorageClusterable, TreatsInformationalStatusOfQueryAsSuccess) {
     at_every_threshold([&] {
-        set_faults(no_failure);
-        EXPECT_EQ(ask(0, 0xFFFFFFFF, nullptr), 1u);
+        set_faults(fault_plan({informational_query}));
+        EXPECT_EQ(is_mbr_clusterable(), 1u);
         expect_log({entering_storage, exiting_storage});
     });
 }
 
-TEST_F(Storage, TheFirstDiskAndItsFirstGroupDecide) {
+TEST_F(IsStorageClusterable, ReadsFirstGroupOfFirstDisk) {
     scenario = two_groups;
     once([&] {
         {
-            const Several several(dll().module(), {"disk 8", "disk 2"}, {"two", "eight"});
-            EXPECT_EQ(ask(0, 1, nullptr), 1u);
-            EXPECT_TRUE(several.asked_only_for("disk 8"));
-            expect_calls({read("two", "cluster resource", "BOOLEAN true"),
-                          read("two", "LDM DG TYPE", "UINT32 2")});
+            const SeveralObjects objects(dll().module(), {"disk 8", "disk 2"}, {"two", "eight"});
+            EXPECT_EQ(is_mbr_clusterable(1), 1u);
+            EXPECT_TRUE(objects.queried_only_parents_of("disk 8"));
+            expect_calls({read("two", "cluster resource", boolean(true)),
+                          read_type("two", group_type::cluster)});
         }
         start_watching();
-        const Several several(dll().module(), {"disk 2", "disk 8"}, {"eight", "two"});
-        EXPECT_EQ(ask(0, 1, nullptr), 0u);
-        EXPECT_TRUE(several.asked_only_for("disk 2"));
-        expect_calls({read("eight", "cluster resource", "BOOLEAN false"),
-                      read("eight", "LDM DG TYPE", "UINT32 8")});
+        const SeveralObjects objects(dll().module(), {"disk 2", "disk 8"}, {"eight", "two"});
+        EXPECT_EQ(is_mbr_clusterable(1), 0u);
+        EXPECT_TRUE(objects.queried_only_parents_of("disk 2"));
+        expect_calls({read("eight", "cluster resource", boolean(false)),
+                      read_type("eight", group_type::cluster_shared)});
     });
 }
 
-// A missing answer is a no.
-TEST_F(Storage, EveryAllocationThatFails) {
-    std::vector<unsigned> answers;
-    at_every_allocation([&] { answers.push_back(ask(1, 0, disk_guid)); });
-    expect_no_but_at_both_ends(answers);
+TEST_F(IsStorageClusterable, ReturnsZeroWhenAnyAllocationFails) {
+    std::vector<unsigned> results;
+    at_every_allocation([&] { results.push_back(is_gpt_clusterable()); });
+    expect_zero_at_every_failed_allocation(results);
 }
 
-TEST_F(Storage, ADiskWithoutAGroup) {
+TEST_F(IsStorageClusterable, ReturnsZeroForDiskWithoutGroup) {
     at_every_threshold([&] {
-        EXPECT_EQ(ask(0, 77, nullptr), 0u);
-        expect_calls({query("tamo_ztvm_disk", "SIGNATURE", "77", "0x0 [@lone disk]"),
-                      groups_of("lone disk", "")});
+        EXPECT_EQ(is_mbr_clusterable(77), 0u);
+        expect_calls({query(object_type::disk, "SIGNATURE", "77", "@lone disk"),
+                      parent_groups("lone disk", "")});
         expect_log({entering_storage, exiting_storage});
     });
 }
 
-TEST_F(Storage, WhatCannotBeReadIsANo) {
+TEST_F(IsStorageClusterable, ReturnsZeroWhenGroupCannotBeRead) {
     at_every_threshold([&] {
-        for (const char* fault : {R"({"function": "ObGetParentObjects", "status": "0xc1000104"})",
-                                  R"({"property": "cluster resource", "as": "UINT32"})",
-                                  R"({"property": "LDM DG TYPE", "status": "0xc100003a"})"}) {
-            SCOPED_TRACE(fault);
-            set_faults("[" + std::string(fault) + "]");
+        for (const FaultRule& fault : {failing(reading_parents, bus_unknown_object),
+                                       with_type(reading("cluster resource"), "UINT32"),
+                                       failing(reading("LDM DG TYPE"), bus_no_property)}) {
+            SCOPED_TRACE(fault_plan({fault}));
+            set_faults(fault_plan({fault}));
             start_watching();
-            EXPECT_EQ(ask(0, 0xFFFFFFFF, nullptr), 0u);
-            expect_log({entering_storage, exception, exiting_storage});
+            EXPECT_EQ(is_mbr_clusterable(), 0u);
+            expect_log({entering_storage, exception_caught, exiting_storage});
         }
     });
 }
 
-TEST_F(Storage, NoMemory) {
+// Two blocks are allocated: for the query and for the value in it.
+TEST_F(IsStorageClusterable, ReturnsZeroWithoutMemoryForQuery) {
     at_every_threshold([&] {
         for (const int allocation : {1, 2}) {
-            set_faults(R"([{"function": "_ZtAlloc", "nothing": true, "call": )" +
-                       std::to_string(allocation) + "}]");
+            set_faults(fault_plan({no_bus_memory(allocation)}));
             start_watching();
-            EXPECT_EQ(ask(0, 0xFFFFFFFF, nullptr), 0u);
+            EXPECT_EQ(is_mbr_clusterable(), 0u);
             expect_calls({});
             expect_log({entering_storage,
                         {0, "IsStorageClusterable: failed to allocate memory"},
@@ -184,9 +186,9 @@ TEST_F(Storage, NoMemory) {
     });
 }
 
-TEST_F(Storage, NullGuidOfAGptDisk) {
+TEST_F(IsStorageClusterable, ReturnsZeroForNullGuidOfGptDisk) {
     at_every_threshold([&] {
-        EXPECT_EQ(ask(1, 0, nullptr), 0u);
+        EXPECT_EQ(is_gpt_clusterable(nullptr), 0u);
         expect_calls({});
         expect_log({entering_storage,
                     {0, "IsStorageClusterable() failed , NULL Disk GUID"},
@@ -194,138 +196,145 @@ TEST_F(Storage, NullGuidOfAGptDisk) {
     });
 }
 
-TEST_F(Storage, NullHandleAndNotConnected) {
+TEST_F(IsStorageClusterable, ReturnsZeroWithoutConnectedHandle) {
     at_every_threshold([&] {
-        EXPECT_EQ(FARLO(IsStorageClusterable)(nullptr, 0, 0, nullptr), 0u);
+        EXPECT_EQ(FARLO(IsStorageClusterable)(nullptr, FARLO_PARTITION_STYLE_MBR, 0, nullptr), 0u);
         expect_log({entering_storage, {0, "IsStorageClusterable , NULL opal_handle"}});
         start_watching();
         disconnect();
-        EXPECT_EQ(ask(0, 0xFFFFFFFF, nullptr), 0u);
+        EXPECT_EQ(is_mbr_clusterable(), 0u);
         expect_calls({});
         expect_log(
             {entering_storage, {0, "IsStorageClusterable failed , opal_handle not connected"}});
     });
 }
 
+// ------------------------------------------------------- IsVolumeClusterable
+
+class IsVolumeClusterable : public ClusterabilityTest {
+  protected:
+    IsVolumeClusterable() { set_group(R"("type": 8)"); }
+
+    std::uint8_t is_clusterable(const wchar_t* name = L"Volume {1}") {
+        return FARLO(IsVolumeClusterable)(handle, name);
+    }
+};
+
 const Expected entering_volume{2, "Entering IsVolumeClusterable"};
 const Expected exiting_volume{0, "Exiting IsVolumeClusterable"};
 
-class Volume : public Clusterable {
-  protected:
-    std::uint8_t ask() { return FARLO(IsVolumeClusterable)(handle, L"Volume {1}"); }
-};
-
-TEST_F(Volume, OfASharedGroup) {
-    set_group(R"("type": 8)");
+TEST_F(IsVolumeClusterable, ReturnsOneForGroupThatIsShared) {
     at_every_threshold([&] {
-        EXPECT_EQ(ask(), 1u);
-        expect_calls(type_read(8) + Lines{read("dg1", "cluster shared", "BOOLEAN true")});
+        EXPECT_EQ(is_clusterable(), 1u);
+        expect_calls({query_volume_1, parent_groups("vol1", "@dg1"),
+                      read_type("dg1", group_type::cluster_shared),
+                      read("dg1", "cluster shared", boolean(true))});
         expect_log({entering_volume,
-                    entering_type,
-                    types(8, 8),
-                    exiting_type,
+                    entering_type_check,
+                    types_compared(8, 8),
+                    exiting_type_check,
                     {6, "IsVolumeClusterable: volume Volume {1} is clusterable"},
                     exiting_volume});
     });
 }
 
-TEST_F(Volume, OfAGroupOfThatTypeThatIsNotShared) {
+TEST_F(IsVolumeClusterable, ReturnsZeroForClusterSharedTypeThatIsNotShared) {
     set_group(R"("type": 8, "cluster_shared": false)");
     at_every_threshold([&] {
-        EXPECT_EQ(ask(), 0u);
-        expect_calls(type_read(8) + Lines{read("dg1", "cluster shared", "BOOLEAN false")});
+        EXPECT_EQ(is_clusterable(), 0u);
+        expect_calls({query_volume_1, parent_groups("vol1", "@dg1"),
+                      read_type("dg1", group_type::cluster_shared),
+                      read("dg1", "cluster shared", boolean(false))});
         expect_log({entering_volume,
-                    entering_type,
-                    types(8, 8),
-                    exiting_type,
+                    entering_type_check,
+                    types_compared(8, 8),
+                    exiting_type_check,
                     {6, "IsVolumeClusterable: volume Volume {1} is NOT clusterable"},
                     exiting_volume});
     });
 }
 
-TEST_F(Volume, OfAGroupOfAnotherType) {
+TEST_F(IsVolumeClusterable, ReturnsZeroForGroupOfAnotherType) {
     set_group(R"("type": 2, "cluster_shared": true)");
     at_every_threshold([&] {
-        EXPECT_EQ(ask(), 0u);
-        expect_calls(type_read(2));
-        expect_log({entering_volume, entering_type, types(8, 2), exiting_type});
+        EXPECT_EQ(is_clusterable(), 0u);
+        expect_calls(
+            {query_volume_1, parent_groups("vol1", "@dg1"), read_type("dg1", group_type::cluster)});
+        expect_log(
+            {entering_volume, entering_type_check, types_compared(8, 2), exiting_type_check});
     });
 }
 
-TEST_F(Volume, TheFirstVolumeAndItsFirstGroupDecide) {
+TEST_F(IsVolumeClusterable, ReadsFirstGroupOfFirstVolume) {
     scenario = two_groups;
     once([&] {
-        const Several several(dll().module(), {"vol 2", "vol 8"}, {"eight", "two"});
-        EXPECT_EQ(ask(), 1u);
-        EXPECT_TRUE(several.asked_only_for("vol 2"));
-        expect_calls({read("eight", "LDM DG TYPE", "UINT32 8"),
-                      read("eight", "cluster shared", "BOOLEAN true")});
+        const SeveralObjects objects(dll().module(), {"vol 2", "vol 8"}, {"eight", "two"});
+        EXPECT_EQ(is_clusterable(), 1u);
+        EXPECT_TRUE(objects.queried_only_parents_of("vol 2"));
+        expect_calls({read_type("eight", group_type::cluster_shared),
+                      read("eight", "cluster shared", boolean(true))});
     });
 }
 
-// Ends the call without a line of its own.
-TEST_F(Volume, WhoseTypeCannotBeRead) {
-    set_group(R"("type": 8)");
+TEST_F(IsVolumeClusterable, EndsWithoutExitLineWhenTypeCannotBeRead) {
     at_every_threshold([&] {
-        EXPECT_EQ(FARLO(IsVolumeClusterable)(handle, L"none"), 0u);
-        expect_calls({query("tamo_ztvm_volume", "volumename", "none", "0x0 []")});
-        expect_log({entering_volume, entering_type, exiting_type});
+        EXPECT_EQ(is_clusterable(L"none"), 0u);
+        expect_calls({query(object_type::volume, "volumename", "none", "")});
+        expect_log({entering_volume, entering_type_check, exiting_type_check});
         start_watching();
-        EXPECT_EQ(FARLO(IsVolumeClusterable)(handle, L"lone"), 0u);
-        expect_log({entering_volume, entering_type, exiting_type});
+        EXPECT_EQ(is_clusterable(L"lone"), 0u);
+        expect_log({entering_volume, entering_type_check, exiting_type_check});
         start_watching();
-        set_faults(R"([{"function": "DbGetObjectsByQuery", "status": "0xc1000102"}])");
-        EXPECT_EQ(ask(), 0u);
+        set_faults(fault_plan({failing(running_query, bus_no_memory)}));
+        EXPECT_EQ(is_clusterable(), 0u);
         expect_log({entering_volume,
-                    entering_type,
+                    entering_type_check,
                     {0, "IsVolumeOfSpecifiedDgType: DbGetObjectsByQuery failed for volume - Volume "
                         "{1}, error = 0xc1000102"},
-                    exiting_type});
+                    exiting_type_check});
         set_faults("[]");
         start_watching();
         disconnect();
-        EXPECT_EQ(ask(), 0u);
+        EXPECT_EQ(is_clusterable(), 0u);
         expect_calls({});
         expect_log({entering_volume,
-                    entering_type,
+                    entering_type_check,
                     {0, "IsVolumeOfSpecifiedDgType failed , opal_handle not connected"}});
     });
 }
 
-TEST_F(Volume, AStatusThatIsNoFailure) {
-    set_group(R"("type": 8)");
+TEST_F(IsVolumeClusterable, TreatsInformationalStatusOfQueryAsSuccess) {
     once([&] {
-        set_faults(no_failure);
-        EXPECT_EQ(ask(), 1u);
+        set_faults(fault_plan({informational_query}));
+        EXPECT_EQ(is_clusterable(), 1u);
     });
 }
 
-TEST_F(Volume, EveryAllocationThatFails) {
-    set_group(R"("type": 8)");
-    std::vector<unsigned> answers;
-    at_every_allocation([&] { answers.push_back(ask()); });
-    expect_no_but_at_both_ends(answers);
+TEST_F(IsVolumeClusterable, ReturnsZeroWhenAnyAllocationFails) {
+    std::vector<unsigned> results;
+    at_every_allocation([&] { results.push_back(is_clusterable()); });
+    expect_zero_at_every_failed_allocation(results);
 }
 
-TEST_F(Volume, AFlagThatCannotBeReadIsANo) {
-    set_group(R"("type": 8)");
+TEST_F(IsVolumeClusterable, ReturnsZeroWhenSharedFlagCannotBeRead) {
     at_every_threshold([&] {
-        set_faults(R"([{"property": "cluster shared", "status": "0xc100003a"}])");
-        EXPECT_EQ(ask(), 0u);
-        expect_log(
-            {entering_volume, entering_type, types(8, 8), exiting_type, exception, exiting_volume});
+        set_faults(fault_plan({failing(reading("cluster shared"), bus_no_property)}));
+        EXPECT_EQ(is_clusterable(), 0u);
+        expect_log({entering_volume, entering_type_check, types_compared(8, 8), exiting_type_check,
+                    exception_caught, exiting_volume});
     });
 }
 
-TEST_F(Volume, NullArguments) {
+TEST_F(IsVolumeClusterable, ReturnsZeroForNullHandleOrNullName) {
     at_every_threshold([&] {
         EXPECT_EQ(FARLO(IsVolumeClusterable)(nullptr, L"v"), 0u);
-        expect_log(
-            {entering_volume, entering_type, {0, "IsVolumeOfSpecifiedDgType , NULL opal_handle"}});
+        expect_log({entering_volume,
+                    entering_type_check,
+                    {0, "IsVolumeOfSpecifiedDgType , NULL opal_handle"}});
         start_watching();
         EXPECT_EQ(FARLO(IsVolumeClusterable)(handle, nullptr), 0u);
         expect_log({entering_volume,
-                    entering_type,
+                    entering_type_check,
                     {0, "IsVolumeOfSpecifiedDgType() failed , NULL Volume Name"}});
     });
 }
