@@ -45,7 +45,11 @@ inline constexpr std::uint32_t service_node_busy = 0xe515010c;
 inline constexpr std::uint32_t service_no_node = 0xe515010d;
 
 // Statuses that carry an error of the system.
+inline constexpr std::uint32_t system_file_not_found = 0x80070002;
+inline constexpr std::uint32_t system_path_not_found = 0x80070003;
 inline constexpr std::uint32_t system_access_denied = 0x80070005;
+inline constexpr std::uint32_t system_folder_not_empty = 0x80070091;
+inline constexpr std::uint32_t system_more_data = 0x800700ea;      // does not fit into the buffer
 inline constexpr std::uint32_t system_informational = 0x00070005;  // a success
 
 // Failures that have no meaning of their own: one without a facility, one of the service.

@@ -1,12 +1,11 @@
-// Errors of the system and the statuses of the VMMS functions.
+// Errors of the system, and the statuses that CheckOSVersionAndReg and DeleteVMMSFolder return
+// for them: the lower half as 0x8007xxxx, but an error below 1 (as a signed number) unchanged.
 #pragma once
 
 #include <cstdint>
 
 namespace support {
 
-// Errors of the system and what becomes of them. One below 1 stays as it is, of
-// the others the lower half.
 struct SystemError {
     std::uint32_t error;
     const char* logged;
