@@ -66,6 +66,7 @@ inline constexpr std::int32_t unsuccessful = static_cast<std::int32_t>(0xC000000
 inline constexpr std::int32_t invalid_handle = static_cast<std::int32_t>(0xC0000008);
 inline constexpr std::int32_t invalid_parameter = static_cast<std::int32_t>(0xC000000D);
 inline constexpr std::int32_t no_such_device = static_cast<std::int32_t>(0xC000000E);
+inline constexpr std::int32_t invalid_device_request = static_cast<std::int32_t>(0xC0000010);
 inline constexpr std::int32_t access_denied = static_cast<std::int32_t>(0xC0000022);
 inline constexpr std::int32_t object_name_not_found = static_cast<std::int32_t>(0xC0000034);
 inline constexpr std::int32_t object_path_not_found = static_cast<std::int32_t>(0xC000003A);
@@ -144,6 +145,7 @@ inline constexpr std::uint32_t query_reservation = 0xd903f02c;
 inline constexpr std::uint32_t release_reservation = 0xd903f034;
 inline constexpr std::uint32_t query_group_state = 0xd903f080;
 inline constexpr std::uint32_t query_volume_status = 0xd903f0c8;
+inline constexpr std::uint32_t report_volume_offline = 0xd903f0cc;
 }  // namespace control_code
 
 }  // namespace support
