@@ -1,8 +1,8 @@
-// Identities read from the lab's disks: a real request to a real device.
+// The lab's disks, read through GetDiskTypeAndSignature and GetFirstVolumesDiskID, and directly.
 #include "drivers/driver_service.h"
 #include "labdisk/lab_disks.h"
-#include "support/bus_lines.h"
 #include "support/farlo_test.h"
+#include "volume/drive_layout.h"
 
 #include <winioctl.h>
 
@@ -12,10 +12,7 @@ namespace {
 
 using namespace support;
 
-constexpr std::uint32_t untouched_value = 0xC5C5C5C5;
 constexpr GUID gpt_identity = LAB_DISK_GPT_IDENTITY;
-// Headers and 128 partitions: the library's buffer has room for one more.
-constexpr std::uint32_t buffer_size = 18624;
 
 std::filesystem::path driver_file() {
     wchar_t path[MAX_PATH] = L"";
@@ -29,84 +26,84 @@ std::wstring path_of(const wchar_t* disk) {
 
 class LabDisks : public FarloTest {
   protected:
-    // Loaded anew: what runs is what was built.
+    // Restarts the driver, so that the one that was built runs.
     static void SetUpTestSuite() {
         lab::stop_driver(L"labdisk");
         lab::start_driver(L"labdisk", driver_file());
     }
     static void TearDownTestSuite() { lab::stop_driver(L"labdisk"); }
 
-    std::uint32_t ask(const wchar_t* disk) {
+    std::uint32_t get_type(const wchar_t* disk) {
         return FARLO(GetDiskTypeAndSignatureW)(path_of(disk).c_str(), signature.as<std::uint32_t>(),
-                                               identity.data(), style.as<std::uint32_t>());
+                                               guid.data(), style.as<std::uint32_t>());
     }
-    static std::string exiting(const std::string& type, const std::string& number) {
-        return "Exiting GetDiskTypeAndSignatureW Type=0x" + type + " Sig=0x" + number;
-    }
-    void expect_answer(const std::string& type, const std::string& number) {
-        expect_log({{6, "GetDiskTypeAndSignatureW"},
-                    {0, exiting(type, number)},
-                    {6, "GetDiskTypeAndSignatureW"}});
-    }
+    std::uint32_t stored_style() const { return *style.as<std::uint32_t>(); }
 
     GuardedBuffer signature{4};
-    GuardedBuffer identity{16};
+    GuardedBuffer guid{FARLO_GUID_SIZE};
     GuardedBuffer style{4};
 };
 
-TEST_F(LabDisks, AnMbrDiskHasASignature) {
+// The function logs its bare name at entry and at exit.
+const Expected entering{6, "GetDiskTypeAndSignatureW"};
+const Expected exiting = entering;
+
+TEST_F(LabDisks, ProvideSignatureOfMbrDisk) {
     at_every_threshold([&] {
-        EXPECT_EQ(ask(LAB_DISK_MBR), 0u);
-        EXPECT_EQ(*style.as<std::uint32_t>(), 0u);
+        EXPECT_EQ(get_type(LAB_DISK_MBR), FARLO_SUCCESS);
+        EXPECT_EQ(stored_style(), FARLO_PARTITION_STYLE_MBR);
         EXPECT_EQ(*signature.as<std::uint32_t>(), 0x1A2B3C4Du);
-        EXPECT_TRUE(identity.untouched());
-        expect_answer("0", "1a2b3c4d");
+        EXPECT_TRUE(guid.untouched());
+        expect_log(
+            {entering, {0, "Exiting GetDiskTypeAndSignatureW Type=0x0 Sig=0x1a2b3c4d"}, exiting});
     });
 }
 
-TEST_F(LabDisks, AGptDiskHasAnIdentity) {
+TEST_F(LabDisks, ProvideGuidOfGptDisk) {
     at_every_threshold([&] {
-        EXPECT_EQ(ask(LAB_DISK_GPT), 0u);
-        EXPECT_EQ(*style.as<std::uint32_t>(), 1u);
-        EXPECT_EQ(std::memcmp(identity.data(), &gpt_identity, sizeof gpt_identity), 0);
+        EXPECT_EQ(get_type(LAB_DISK_GPT), FARLO_SUCCESS);
+        EXPECT_EQ(stored_style(), FARLO_PARTITION_STYLE_GPT);
+        EXPECT_EQ(std::memcmp(guid.data(), &gpt_identity, sizeof gpt_identity), 0);
         EXPECT_TRUE(signature.untouched());
-        expect_answer("1", "c5c5c5c5");
+        expect_log(
+            {entering, {0, "Exiting GetDiskTypeAndSignatureW Type=0x1 Sig=0xc5c5c5c5"}, exiting});
     });
 }
 
-TEST_F(LabDisks, ARawDiskHasNeither) {
+TEST_F(LabDisks, ProvideOnlyStyleOfRawDisk) {
     at_every_threshold([&] {
-        EXPECT_EQ(ask(LAB_DISK_RAW), 0u);
-        EXPECT_EQ(*style.as<std::uint32_t>(), 2u);
+        EXPECT_EQ(get_type(LAB_DISK_RAW), FARLO_SUCCESS);
+        EXPECT_EQ(stored_style(), FARLO_PARTITION_STYLE_RAW);
         EXPECT_TRUE(signature.untouched());
-        EXPECT_TRUE(identity.untouched());
-        expect_answer("2", "c5c5c5c5");
+        EXPECT_TRUE(guid.untouched());
+        expect_log(
+            {entering, {0, "Exiting GetDiskTypeAndSignatureW Type=0x2 Sig=0xc5c5c5c5"}, exiting});
     });
 }
 
-TEST_F(LabDisks, ALayoutThatDoesNotFitIsNotReadTwice) {
+TEST_F(LabDisks, RequestLayoutThatDoesNotFitOnlyOnce) {
     at_every_threshold([&] {
-        auto& asked = interpose<decltype(DeviceIoControl)>(
+        auto& requests = interpose<decltype(DeviceIoControl)>(
             "DeviceIoControl",
             [&](HANDLE device, DWORD code, void* input, DWORD input_size, void* output,
                 DWORD output_size, DWORD* returned, OVERLAPPED* overlapped) -> BOOL {
-                EXPECT_EQ(code, 0x70050u);
-                EXPECT_EQ(output_size, buffer_size);
+                EXPECT_EQ(code, get_drive_layout_code);
+                EXPECT_EQ(output_size, drive_layout_size);
                 return DeviceIoControl(device, code, input, input_size, output, output_size,
                                        returned, overlapped);
             });
-        EXPECT_EQ(ask(LAB_DISK_CROWDED), 122u);
-        EXPECT_EQ(asked.calls(), 1u);
+        EXPECT_EQ(get_type(LAB_DISK_CROWDED), DWORD{ERROR_INSUFFICIENT_BUFFER});
+        EXPECT_EQ(requests.calls(), 1u);
         EXPECT_TRUE(style.untouched());
         EXPECT_TRUE(signature.untouched());
-        EXPECT_TRUE(identity.untouched());
-        expect_log({{6, "GetDiskTypeAndSignatureW"},
+        EXPECT_TRUE(guid.untouched());
+        expect_log({entering,
                     {0, "GetDiskTypeAndSignatureW: IOCTL_DISK_GET_DRIVE_LAYOUT_EX failed error"},
-                    {6, "GetDiskTypeAndSignatureW"}});
+                    exiting});
     });
 }
 
-TEST_F(LabDisks, TheFirstVolumesDiskNamesTheGroupsStorage) {
+TEST_F(LabDisks, IdentifyGroupByDiskOfFirstVolume) {
     scenario = R"({"disk_groups": [
         {"name": "dg_mbr", "dgid": "g1", "volumes": [
             {"name": "v1", "device": "\\D1", "volume_name": "\\\\.\\LabDiskMbr"},
@@ -117,39 +114,42 @@ TEST_F(LabDisks, TheFirstVolumesDiskNamesTheGroupsStorage) {
             {"name": "v4", "device": "\\D4", "volume_name": "\\\\.\\LabDiskCrowded"}]}]})";
     once([&] {
         std::uint32_t id = untouched_value;
-        std::uint32_t type = untouched_value;
-        EXPECT_EQ(FARLO(GetFirstVolumesDiskIDW)(handle, L"dg_mbr", &id, &type), 0u);
+        std::uint32_t style_value = untouched_value;
+        EXPECT_EQ(FARLO(GetFirstVolumesDiskIDW)(handle, L"dg_mbr", &id, &style_value),
+                  FARLO_SUCCESS);
         EXPECT_EQ(id, 0x1A2B3C4Du);
-        EXPECT_EQ(type, 0u);
+        EXPECT_EQ(style_value, FARLO_PARTITION_STYLE_MBR);
         id = untouched_value;
-        EXPECT_EQ(FARLO(GetFirstVolumesDiskIDA)(handle, "DG_GPT", &id, &type), 0u);
+        EXPECT_EQ(FARLO(GetFirstVolumesDiskIDA)(handle, "DG_GPT", &id, &style_value),
+                  FARLO_SUCCESS);
         EXPECT_EQ(id, untouched_value);
-        EXPECT_EQ(type, 1u);
-        type = untouched_value;
-        EXPECT_EQ(FARLO(GetFirstVolumesDiskIDW)(handle, L"dg_crowded", &id, &type), 122u);
+        EXPECT_EQ(style_value, FARLO_PARTITION_STYLE_GPT);
+        style_value = untouched_value;
+        EXPECT_EQ(FARLO(GetFirstVolumesDiskIDW)(handle, L"dg_crowded", &id, &style_value),
+                  DWORD{ERROR_INSUFFICIENT_BUFFER});
         EXPECT_EQ(id, untouched_value);
-        EXPECT_EQ(type, untouched_value);
+        EXPECT_EQ(style_value, untouched_value);
     });
 }
 
-// The disks themselves, without the library.
+// The disks alone, without the library.
 class LabDiskLayout : public LabDisks {
   protected:
-    // The error of a request with a buffer of that size; 0 and its layout in
-    // `bytes` for one that was answered.
-    DWORD request(const wchar_t* disk, DWORD size) {
+    // Requests the layout with a buffer of this size. Returns the system's error, or ERROR_SUCCESS
+    // with the layout in `bytes`.
+    DWORD get_layout(const wchar_t* disk, DWORD size) {
         const HANDLE device =
             CreateFileW(path_of(disk).c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
                         nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
         EXPECT_NE(device, INVALID_HANDLE_VALUE);
         bytes.assign(size, 0xC5);
         DWORD returned = 0;
-        const BOOL answered = DeviceIoControl(device, IOCTL_DISK_GET_DRIVE_LAYOUT_EX, nullptr, 0,
-                                              bytes.data(), size, &returned, nullptr);
+        const BOOL succeeded = DeviceIoControl(device, IOCTL_DISK_GET_DRIVE_LAYOUT_EX, nullptr, 0,
+                                               bytes.data(), size, &returned, nullptr);
         const DWORD error = GetLastError();
         CloseHandle(device);
         bytes.resize(returned);
-        return answered ? 0 : error;
+        return succeeded ? ERROR_SUCCESS : error;
     }
     const DRIVE_LAYOUT_INFORMATION_EX& layout() const {
         return *reinterpret_cast<const DRIVE_LAYOUT_INFORMATION_EX*>(bytes.data());
@@ -158,29 +158,29 @@ class LabDiskLayout : public LabDisks {
     std::vector<std::uint8_t> bytes;
 };
 
-TEST_F(LabDiskLayout, TakesExactlyItsRoom) {
-    // 48 bytes of header, 144 a partition.
-    EXPECT_EQ(request(LAB_DISK_MBR, 48 + 4 * 144 - 1), DWORD{ERROR_INSUFFICIENT_BUFFER});
-    EXPECT_EQ(request(LAB_DISK_MBR, 48 + 4 * 144), 0u);
+TEST_F(LabDiskLayout, FitsIntoBufferOfExactlyItsSize) {
+    // 48 bytes of header and 144 bytes for each partition.
+    EXPECT_EQ(get_layout(LAB_DISK_MBR, 48 + 4 * 144 - 1), DWORD{ERROR_INSUFFICIENT_BUFFER});
+    EXPECT_EQ(get_layout(LAB_DISK_MBR, 48 + 4 * 144), DWORD{ERROR_SUCCESS});
     EXPECT_EQ(bytes.size(), 624u);
     EXPECT_EQ(layout().PartitionCount, 4u);
-    EXPECT_EQ(request(LAB_DISK_RAW, 47), DWORD{ERROR_INSUFFICIENT_BUFFER});
-    EXPECT_EQ(request(LAB_DISK_RAW, 48), 0u);
+    EXPECT_EQ(get_layout(LAB_DISK_RAW, 47), DWORD{ERROR_INSUFFICIENT_BUFFER});
+    EXPECT_EQ(get_layout(LAB_DISK_RAW, 48), DWORD{ERROR_SUCCESS});
     EXPECT_EQ(layout().PartitionCount, 0u);
-    EXPECT_EQ(request(LAB_DISK_CROWDED, buffer_size), DWORD{ERROR_INSUFFICIENT_BUFFER});
-    EXPECT_EQ(request(LAB_DISK_CROWDED, buffer_size + 144), 0u);
+    EXPECT_EQ(get_layout(LAB_DISK_CROWDED, drive_layout_size), DWORD{ERROR_INSUFFICIENT_BUFFER});
+    EXPECT_EQ(get_layout(LAB_DISK_CROWDED, drive_layout_size + 144), DWORD{ERROR_SUCCESS});
     EXPECT_EQ(layout().PartitionCount, 130u);
 }
 
-TEST_F(LabDiskLayout, TellsOfItsPartitions) {
-    ASSERT_EQ(request(LAB_DISK_MBR, 65536), 0u);
+TEST_F(LabDiskLayout, ListsPartitions) {
+    ASSERT_EQ(get_layout(LAB_DISK_MBR, 65536), DWORD{ERROR_SUCCESS});
     EXPECT_EQ(layout().PartitionEntry[0].PartitionStyle, PARTITION_STYLE_MBR);
     EXPECT_EQ(layout().PartitionEntry[0].StartingOffset.QuadPart, 0x100000);
     EXPECT_EQ(layout().PartitionEntry[0].Mbr.PartitionType, 7);
     EXPECT_EQ(layout().PartitionEntry[1].PartitionNumber, 0u);
     EXPECT_EQ(layout().PartitionEntry[3].PartitionLength.QuadPart, 0);
 
-    ASSERT_EQ(request(LAB_DISK_GPT, 65536), 0u);
+    ASSERT_EQ(get_layout(LAB_DISK_GPT, 65536), DWORD{ERROR_SUCCESS});
     ASSERT_EQ(layout().PartitionCount, 2u);
     EXPECT_TRUE(IsEqualGUID(layout().Gpt.DiskId, gpt_identity));
     EXPECT_EQ(layout().Gpt.MaxPartitionCount, 128u);
@@ -191,7 +191,7 @@ TEST_F(LabDiskLayout, TellsOfItsPartitions) {
     EXPECT_FALSE(IsEqualGUID(second.Gpt.PartitionId, layout().PartitionEntry[0].Gpt.PartitionId));
 }
 
-TEST_F(LabDiskLayout, OtherRequestsAreRefused) {
+TEST_F(LabDiskLayout, RejectsOtherRequests) {
     const HANDLE device =
         CreateFileW(path_of(LAB_DISK_GPT).c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE,
                     nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
