@@ -103,6 +103,12 @@ inline constexpr std::uint32_t excluded_7 = 7;  // no function finds such a grou
 inline constexpr std::uint32_t cluster_shared = 8;
 }  // namespace group_type
 
+// Values of a volume's "ztvmstate".
+namespace volume_state {
+inline constexpr std::uint32_t online = 0;
+inline constexpr std::uint32_t offline = 0x20;
+}  // namespace volume_state
+
 // ----------------------------------------------------------------- methods
 
 inline constexpr char volume_manager_methods[] = "{61678c9a-1dd2-11b2-9623-0800209ead9c}";
