@@ -1,11 +1,11 @@
 // CVMClusterStart, the thread procedure that OnlineVolW runs when the cluster volume manager is
 // not started. The tests get the procedure from OnlineVolW's call of CreateThread and run it on
 // their own thread.
-#include "support/bus_lines.h"
 #include "support/farlo_test.h"
 #include "support/fault_rules.h"
 #include "support/kernel_journal.h"
 #include "support/method_results.h"
+#include "volume/volume_lines.h"
 
 #include <atomic>
 
@@ -16,7 +16,6 @@ using namespace support;
 // The start token: an event that is signalled unless a process is starting the node.
 const char token_name[] = "Global\\cvmstartevent";
 
-const std::string find_misc = objects(object_type::misc, "@misc");
 // Lines of the kernel journal.
 const std::string create_mutex = "CreateMutexA Global\\cvmclusternodeMutex not owned -> mutex";
 const std::string take_mutex = "WaitForSingleObject mutex 4294967295 -> 0";
@@ -28,10 +27,7 @@ const std::string token_is_taken = "WaitForSingleObject token 0 -> 258";
 const std::string return_token = "SetEvent token";
 const std::string pause = "Sleep 1000";
 
-// Lines of the recorder: the node's role and status are read, the node is started.
-std::string read_role(std::uint32_t value) {
-    return read("misc", "nodeRole", uint32(value));
-}
+// Lines of the recorder: the node's status is read, the node is started.
 std::string read_status(std::uint32_t value) {
     return read("misc", "nodeStatus", uint32(value));
 }
@@ -43,25 +39,16 @@ std::string node_changes(const std::string& property, std::uint32_t value) {
     return "ObSetProperty @misc \"" + property + "\" " + uint32(value) + " -> 0x0";
 }
 
-// Values of the node's "nodeRole" and "nodeStatus". Every role but 0 means that it runs.
-constexpr std::uint32_t no_role = 0;
-constexpr std::uint32_t some_role = 1;
+// Values of the node's "nodeStatus".
 constexpr std::uint32_t no_error = 0;
 constexpr std::uint32_t start_failed = 3;
 
-const std::vector<Expected> got_mutex = {
-    {6, "CVMClusterStart: The Procees request ownership of mutex"},
-    {6, "WaitForMutex(): Got the reservation_thread_update lock "},
-    {6, "CVMClusterStart: The Process got ownership of the mutex"}};
-const std::vector<Expected> started = {{2, "Entering StartCVMClusterW"},
-                                       {2, "Exiting StartCVMClusterW"}};
+const ExpectedLog got_mutex = {{6, "CVMClusterStart: The Procees request ownership of mutex"},
+                               {6, "WaitForMutex(): Got the reservation_thread_update lock "},
+                               {6, "CVMClusterStart: The Process got ownership of the mutex"}};
+const ExpectedLog started = {{2, "Entering StartCVMClusterW"}, {2, "Exiting StartCVMClusterW"}};
 const Expected waiting{0, "CVMClusterStart: Waiting for the CVM cluster start to complete"};
 const Expected completed{0, "CVMClusterStart: CVM cluster start completed"};
-
-std::vector<Expected> operator+(std::vector<Expected> left, const std::vector<Expected>& right) {
-    left.insert(left.end(), right.begin(), right.end());
-    return left;
-}
 
 class CVMClusterStart : public FarloTest {
   protected:
@@ -134,66 +121,61 @@ class CVMClusterStart : public FarloTest {
 };
 
 TEST_F(CVMClusterStart, StartsNodeAndWaitsForItsRole) {
-    starting_at_every_threshold(
-        "{}", [&](LPTHREAD_START_ROUTINE procedure, KernelJournal& journal) {
-            journal.on_pause = [&](int number) {
-                if (number == 2) {
-                    set_node("nodeRole", 5);
-                }
-            };
-            EXPECT_EQ(procedure(handle), FARLO_SUCCESS);
-            expect_calls({find_misc, read_role(no_role), cluster_service(), start(bus_success),
-                          read_role(no_role), read_status(no_error), read_role(no_role),
-                          read_status(no_error), node_changes("nodeRole", 5), read_role(5),
-                          read_status(no_error)});
-            EXPECT_EQ(journal.lines, (Lines{create_mutex, take_mutex, take_token, release_mutex,
-                                            pause, pause, return_token, close_mutex}));
-            expect_log(got_mutex + started + std::vector<Expected>{waiting, completed});
-        });
+    starting_at_every_threshold("{}", [&](auto procedure, auto& journal) {
+        journal.on_pause = [&](int number) {
+            if (number == 2) {
+                set_node("nodeRole", 5);
+            }
+        };
+        EXPECT_EQ(procedure(handle), FARLO_SUCCESS);
+        expect_calls({find_misc, read_role(no_role), cluster_service(), start(bus_success),
+                      read_role(no_role), read_status(no_error), read_role(no_role),
+                      read_status(no_error), node_changes("nodeRole", 5), read_role(5),
+                      read_status(no_error)});
+        EXPECT_EQ(journal.lines, (Lines{create_mutex, take_mutex, take_token, release_mutex, pause,
+                                        pause, return_token, close_mutex}));
+        expect_log(got_mutex + started + ExpectedLog{waiting, completed});
+    });
 }
 
 // The token is returned before the mutex is released, so that the next owner finds it.
 TEST_F(CVMClusterStart, SucceedsWithoutStartWhenNodeRuns) {
-    starting_at_every_threshold(
-        R"({"node": {"role": 1, "status": 7}})",
-        [&](LPTHREAD_START_ROUTINE procedure, KernelJournal& journal) {
-            EXPECT_EQ(procedure(handle), FARLO_SUCCESS);
-            expect_calls({find_misc, read_role(some_role)});
-            EXPECT_EQ(journal.lines, (Lines{create_mutex, take_mutex, take_token, return_token,
-                                            release_mutex, close_mutex}));
-            expect_log(got_mutex +
-                       std::vector<Expected>{{6, "CVMClusterStart:CVM Cluster already started!"}});
-        });
+    starting_at_every_threshold(R"({"node": {"role": 1, "status": 7}})", [&](auto procedure,
+                                                                             auto& journal) {
+        EXPECT_EQ(procedure(handle), FARLO_SUCCESS);
+        expect_calls({find_misc, read_role(some_role)});
+        EXPECT_EQ(journal.lines, (Lines{create_mutex, take_mutex, take_token, return_token,
+                                        release_mutex, close_mutex}));
+        expect_log(got_mutex + ExpectedLog{{6, "CVMClusterStart:CVM Cluster already started!"}});
+    });
 }
 
 TEST_F(CVMClusterStart, WaitsForNodeThatIsAlreadyStarting) {
-    starting_at_every_threshold(
-        "{}", [&](LPTHREAD_START_ROUTINE procedure, KernelJournal& journal) {
-            set_faults(fault_plan({methods_return(service_already_started)}));
-            journal.on_pause = [&](int) { set_node("nodeRole", some_role); };
-            EXPECT_EQ(procedure(handle), FARLO_SUCCESS);
-            expect_calls({find_misc, read_role(no_role), cluster_service(),
-                          start(service_already_started), read_role(no_role), read_status(no_error),
-                          node_changes("nodeRole", some_role), read_role(some_role),
-                          read_status(no_error)});
-            EXPECT_EQ(journal.lines, (Lines{create_mutex, take_mutex, take_token, release_mutex,
-                                            pause, return_token, close_mutex}));
-            expect_log(got_mutex +
-                       std::vector<Expected>{
-                           {2, "Entering StartCVMClusterW"},
-                           {4, "StartCVMClusterW: MISCOP_STARTNODE, CsfInvoke failed with error = "
-                               "0xe5150047."},
-                           {0, "StartCVMClusterW() failed, error=(0xe5150047) "},
-                           {2, "Exiting StartCVMClusterW"},
-                           {6, "CVMClusterStart:CVM Cluster already started"},
-                           waiting,
-                           completed});
-        });
+    starting_at_every_threshold("{}", [&](auto procedure, auto& journal) {
+        set_faults(fault_plan({methods_return(service_already_started)}));
+        journal.on_pause = [&](int) { set_node("nodeRole", some_role); };
+        EXPECT_EQ(procedure(handle), FARLO_SUCCESS);
+        expect_calls({find_misc, read_role(no_role), cluster_service(),
+                      start(service_already_started), read_role(no_role), read_status(no_error),
+                      node_changes("nodeRole", some_role), read_role(some_role),
+                      read_status(no_error)});
+        EXPECT_EQ(journal.lines, (Lines{create_mutex, take_mutex, take_token, release_mutex, pause,
+                                        return_token, close_mutex}));
+        expect_log(
+            got_mutex +
+            ExpectedLog{{2, "Entering StartCVMClusterW"},
+                        {4, "StartCVMClusterW: MISCOP_STARTNODE, CsfInvoke failed with error = "
+                            "0xe5150047."},
+                        {0, "StartCVMClusterW() failed, error=(0xe5150047) "},
+                        {2, "Exiting StartCVMClusterW"},
+                        {6, "CVMClusterStart:CVM Cluster already started"},
+                        waiting,
+                        completed});
+    });
 }
 
 TEST_F(CVMClusterStart, FailsWhenServiceRefusesStart) {
-    starting_at_every_threshold("{}", [&](LPTHREAD_START_ROUTINE procedure,
-                                          KernelJournal& journal) {
+    starting_at_every_threshold("{}", [&](auto procedure, auto& journal) {
         set_faults(fault_plan({methods_return(unknown_failure)}));
         EXPECT_EQ(procedure(handle), unknown_failure);
         expect_calls({find_misc, read_role(no_role), cluster_service(), start(unknown_failure)});
@@ -201,7 +183,7 @@ TEST_F(CVMClusterStart, FailsWhenServiceRefusesStart) {
                                         release_mutex, close_mutex}));
         expect_log(
             got_mutex +
-            std::vector<Expected>{
+            ExpectedLog{
                 {2, "Entering StartCVMClusterW"},
                 {4, "StartCVMClusterW: MISCOP_STARTNODE, CsfInvoke failed with error = 0x2a."},
                 {0, "StartCVMClusterW() failed, error=(0x2a) "},
@@ -211,99 +193,93 @@ TEST_F(CVMClusterStart, FailsWhenServiceRefusesStart) {
 }
 
 TEST_F(CVMClusterStart, WaitsWithoutStartWhileTokenIsTaken) {
-    starting_at_every_threshold(
-        "{}", [&](LPTHREAD_START_ROUTINE procedure, KernelJournal& journal) {
-            take_the_token();
-            journal.on_pause = [&](int) { set_node("nodeRole", some_role); };
-            EXPECT_EQ(procedure(handle), FARLO_SUCCESS);
-            expect_calls({find_misc, read_role(no_role), read_status(no_error),
-                          node_changes("nodeRole", some_role), read_role(some_role),
-                          read_status(no_error)});
-            EXPECT_EQ(journal.lines, (Lines{create_mutex, take_mutex, token_is_taken, release_mutex,
-                                            pause, return_token, close_mutex}));
-            expect_log(got_mutex + std::vector<Expected>{waiting, completed});
-        });
+    starting_at_every_threshold("{}", [&](auto procedure, auto& journal) {
+        take_the_token();
+        journal.on_pause = [&](int) { set_node("nodeRole", some_role); };
+        EXPECT_EQ(procedure(handle), FARLO_SUCCESS);
+        expect_calls({find_misc, read_role(no_role), read_status(no_error),
+                      node_changes("nodeRole", some_role), read_role(some_role),
+                      read_status(no_error)});
+        EXPECT_EQ(journal.lines, (Lines{create_mutex, take_mutex, token_is_taken, release_mutex,
+                                        pause, return_token, close_mutex}));
+        expect_log(got_mutex + ExpectedLog{waiting, completed});
+    });
 }
 
 // A mutex whose owner died is released at once and counts as not obtained.
 TEST_F(CVMClusterStart, WaitsWithoutStartWhenMutexWasAbandoned) {
-    starting_at_every_threshold(
-        "{}", [&](LPTHREAD_START_ROUTINE procedure, KernelJournal& journal) {
-            const HANDLE mutex = abandoned_mutex();
-            journal.on_pause = [&](int) { set_node("nodeRole", some_role); };
-            EXPECT_EQ(procedure(handle), FARLO_SUCCESS);
-            EXPECT_EQ(calls_of("PrCallDispatch"), Lines{});
-            EXPECT_EQ(journal.lines, (Lines{create_mutex, take_abandoned_mutex, release_mutex,
-                                            pause, return_token, close_mutex}));
-            expect_log({{6, "CVMClusterStart: The Procees request ownership of mutex"},
-                        {6, "WaitForMutex(): Failed to get the reservation_thread_update lock"},
-                        {6, "CVMClusterStart: The Process got ownership of the mutex"},
-                        waiting,
-                        completed});
-            EXPECT_FALSE(ReleaseMutex(mutex)) << "the mutex is still owned";
-            CloseHandle(mutex);
-        });
+    starting_at_every_threshold("{}", [&](auto procedure, auto& journal) {
+        const HANDLE mutex = abandoned_mutex();
+        journal.on_pause = [&](int) { set_node("nodeRole", some_role); };
+        EXPECT_EQ(procedure(handle), FARLO_SUCCESS);
+        EXPECT_EQ(calls_of("PrCallDispatch"), Lines{});
+        EXPECT_EQ(journal.lines, (Lines{create_mutex, take_abandoned_mutex, release_mutex, pause,
+                                        return_token, close_mutex}));
+        expect_log({{6, "CVMClusterStart: The Procees request ownership of mutex"},
+                    {6, "WaitForMutex(): Failed to get the reservation_thread_update lock"},
+                    {6, "CVMClusterStart: The Process got ownership of the mutex"},
+                    waiting,
+                    completed});
+        EXPECT_FALSE(ReleaseMutex(mutex)) << "the mutex is still owned";
+        CloseHandle(mutex);
+    });
 }
 
 // While the first call waits for a node that nobody starts, the second one obtains the mutex and
 // starts it.
 TEST_F(CVMClusterStart, StartsNodeAtNextCallWhenMutexWasAbandoned) {
-    starting_at_every_threshold(
-        "{}", [&](LPTHREAD_START_ROUTINE procedure, KernelJournal& journal) {
-            const HANDLE mutex = abandoned_mutex();
-            HANDLE second = nullptr;
-            struct Call {
-                LPTHREAD_START_ROUTINE procedure;
-                opal_handle handle;
-            } call{procedure, handle};
-            journal.on_pause = [&](int number) {
-                if (number == 1) {
-                    EXPECT_FALSE(ReleaseMutex(mutex)) << "the mutex is still owned";
-                    second = CreateThread(
-                        nullptr, 0,
-                        [](void* argument) -> DWORD {
-                            const auto* one = static_cast<const Call*>(argument);
-                            return one->procedure(one->handle);
-                        },
-                        &call, 0, nullptr);
-                    while (calls_of("PrCallDispatch").empty() &&
-                           WaitForSingleObject(second, 1) == WAIT_TIMEOUT) {
-                    }
-                    set_node("nodeRole", some_role);
-                    EXPECT_EQ(WaitForSingleObject(second, 10'000), WAIT_OBJECT_0);
+    starting_at_every_threshold("{}", [&](auto procedure, auto& journal) {
+        const HANDLE mutex = abandoned_mutex();
+        HANDLE second = nullptr;
+        struct Call {
+            LPTHREAD_START_ROUTINE procedure;
+            opal_handle handle;
+        } call{procedure, handle};
+        journal.on_pause = [&](int number) {
+            if (number == 1) {
+                EXPECT_FALSE(ReleaseMutex(mutex)) << "the mutex is still owned";
+                second = CreateThread(
+                    nullptr, 0,
+                    [](void* argument) -> DWORD {
+                        const auto* one = static_cast<const Call*>(argument);
+                        return one->procedure(one->handle);
+                    },
+                    &call, 0, nullptr);
+                while (calls_of("PrCallDispatch").empty() &&
+                       WaitForSingleObject(second, 1) == WAIT_TIMEOUT) {
                 }
-            };
-            EXPECT_EQ(procedure(handle), FARLO_SUCCESS);
-            DWORD second_result = STILL_ACTIVE;
-            GetExitCodeThread(second, &second_result);
-            EXPECT_EQ(second_result, FARLO_SUCCESS);
-            EXPECT_EQ(calls_of("PrCallDispatch"), Lines{start(bus_success)});
-            CloseHandle(second);
-            CloseHandle(mutex);
-        });
+                set_node("nodeRole", some_role);
+                EXPECT_EQ(WaitForSingleObject(second, 10'000), WAIT_OBJECT_0);
+            }
+        };
+        EXPECT_EQ(procedure(handle), FARLO_SUCCESS);
+        DWORD second_result = STILL_ACTIVE;
+        GetExitCodeThread(second, &second_result);
+        EXPECT_EQ(second_result, FARLO_SUCCESS);
+        EXPECT_EQ(calls_of("PrCallDispatch"), Lines{start(bus_success)});
+        CloseHandle(second);
+        CloseHandle(mutex);
+    });
 }
 
 TEST_F(CVMClusterStart, FailsWithoutMiscObject) {
-    starting_at_every_threshold(R"({"node": {"misc": false}})",
-                                [&](LPTHREAD_START_ROUTINE procedure, KernelJournal& journal) {
-                                    take_the_token();  // the procedure returns it anyway
-                                    EXPECT_EQ(procedure(handle), FARLO_PROVIDER_FAILED);
-                                    expect_calls({objects(object_type::misc, "")});
-                                    EXPECT_EQ(journal.lines, Lines{return_token});
-                                    expect_log({{0, "CVMClusterStart::misc object not present"}});
-                                });
-    starting_at_every_threshold(
-        "{}", [&](LPTHREAD_START_ROUTINE procedure, KernelJournal& journal) {
-            set_faults(fault_plan({{.function = "DbGetObjects", .returns = bus_provider_failed}}));
-            EXPECT_EQ(procedure(handle), FARLO_PROVIDER_FAILED);
-            EXPECT_EQ(journal.lines, Lines{return_token});
-            expect_log({{0, "CVMClusterStart::misc object not present"}});
-        });
+    starting_at_every_threshold(R"({"node": {"misc": false}})", [&](auto procedure, auto& journal) {
+        take_the_token();  // the procedure returns it anyway
+        EXPECT_EQ(procedure(handle), FARLO_PROVIDER_FAILED);
+        expect_calls({objects(object_type::misc, "")});
+        EXPECT_EQ(journal.lines, Lines{return_token});
+        expect_log({{0, "CVMClusterStart::misc object not present"}});
+    });
+    starting_at_every_threshold("{}", [&](auto procedure, auto& journal) {
+        set_faults(fault_plan({{.function = "DbGetObjects", .returns = bus_provider_failed}}));
+        EXPECT_EQ(procedure(handle), FARLO_PROVIDER_FAILED);
+        EXPECT_EQ(journal.lines, Lines{return_token});
+        expect_log({{0, "CVMClusterStart::misc object not present"}});
+    });
 }
 
 TEST_F(CVMClusterStart, FailsWhenMutexCannotBeCreated) {
-    starting_at_every_threshold("{}", [&](LPTHREAD_START_ROUTINE procedure,
-                                          KernelJournal& journal) {
+    starting_at_every_threshold("{}", [&](auto procedure, auto& journal) {
         journal.create_mutex_error = ERROR_ACCESS_DENIED;
         EXPECT_EQ(procedure(handle), FARLO_EXCEPTION);
         expect_calls({find_misc});
@@ -315,8 +291,7 @@ TEST_F(CVMClusterStart, FailsWhenMutexCannotBeCreated) {
 }
 
 TEST_F(CVMClusterStart, FailsWhenNodeReportsFailedStart) {
-    starting_at_every_threshold("{}", [&](LPTHREAD_START_ROUTINE procedure,
-                                          KernelJournal& journal) {
+    starting_at_every_threshold("{}", [&](auto procedure, auto& journal) {
         journal.on_pause = [&](int) { set_node("nodeStatus", start_failed); };
         EXPECT_EQ(procedure(handle), FARLO_PROVIDER_FAILED);
         expect_calls({find_misc, read_role(no_role), cluster_service(), start(bus_success),
@@ -325,69 +300,64 @@ TEST_F(CVMClusterStart, FailsWhenNodeReportsFailedStart) {
                       read_status(start_failed)});
         EXPECT_EQ(journal.lines, (Lines{create_mutex, take_mutex, take_token, release_mutex, pause,
                                         return_token, close_mutex}));
-        expect_log(got_mutex + started +
-                   std::vector<Expected>{
-                       waiting, {0, "CVMClusterStart:StartCVMCluster failed due to some reason"}});
+        expect_log(
+            got_mutex + started +
+            ExpectedLog{waiting, {0, "CVMClusterStart:StartCVMCluster failed due to some reason"}});
     });
 }
 
 // The status may be that of an earlier start.
 TEST_F(CVMClusterStart, SucceedsWhenNodeHasRoleAndFailedStatus) {
-    starting_at_every_threshold("{}", [&](LPTHREAD_START_ROUTINE procedure, KernelJournal&) {
+    starting_at_every_threshold("{}", [&](auto procedure, auto&) {
         take_the_token();
         set_node("nodeRole", 2);
         set_node("nodeStatus", start_failed);
         start_watching();
         EXPECT_EQ(procedure(handle), FARLO_SUCCESS);
         expect_calls({find_misc, read_role(2), read_status(start_failed)});
-        expect_log(got_mutex + std::vector<Expected>{waiting, completed});
+        expect_log(got_mutex + ExpectedLog{waiting, completed});
     });
 }
 
 TEST_F(CVMClusterStart, WaitsWithoutTimeLimit) {
-    starting_at_every_threshold("{}",
-                                [&](LPTHREAD_START_ROUTINE procedure, KernelJournal& journal) {
-                                    journal.on_pause = [&](int number) {
-                                        if (number == 5000) {
-                                            set_node("nodeRole", some_role);
-                                        }
-                                    };
-                                    EXPECT_EQ(procedure(handle), FARLO_SUCCESS);
-                                    expect_pauses(std::vector<Pause>(5000, {"Sleep", 1000}));
-                                });
+    starting_at_every_threshold("{}", [&](auto procedure, auto& journal) {
+        journal.on_pause = [&](int number) {
+            if (number == 5000) {
+                set_node("nodeRole", some_role);
+            }
+        };
+        EXPECT_EQ(procedure(handle), FARLO_SUCCESS);
+        expect_pauses(std::vector<Pause>(5000, {"Sleep", 1000}));
+    });
 }
 
 // Token and mutex are returned.
 TEST_F(CVMClusterStart, FailsWhenNodeCannotBeRead) {
     starting_at_every_threshold(
-        R"({"node": {"without": ["nodeRole"]}})",
-        [&](LPTHREAD_START_ROUTINE procedure, KernelJournal& journal) {
+        R"({"node": {"without": ["nodeRole"]}})", [&](auto procedure, auto& journal) {
             EXPECT_EQ(procedure(handle), FARLO_EXCEPTION);
             expect_calls({find_misc, read_failed("misc", "nodeRole", bus_no_property)});
             EXPECT_EQ(journal.lines, (Lines{create_mutex, take_mutex, take_token, return_token,
                                             release_mutex, close_mutex}));
-            expect_log(got_mutex + std::vector<Expected>{{6, "API_TRY_CATCH_FAILED "}});
+            expect_log(got_mutex + ExpectedLog{{6, "API_TRY_CATCH_FAILED "}});
         });
     starting_at_every_threshold(
-        R"({"node": {"without": ["nodeStatus"]}})",
-        [&](LPTHREAD_START_ROUTINE procedure, KernelJournal& journal) {
+        R"({"node": {"without": ["nodeStatus"]}})", [&](auto procedure, auto& journal) {
             EXPECT_EQ(procedure(handle), FARLO_EXCEPTION);
             EXPECT_EQ(journal.lines, (Lines{create_mutex, take_mutex, take_token, release_mutex,
                                             return_token, close_mutex}));
-            expect_log(got_mutex + started +
-                       std::vector<Expected>{waiting, {6, "API_TRY_CATCH_FAILED "}});
+            expect_log(got_mutex + started + ExpectedLog{waiting, {6, "API_TRY_CATCH_FAILED "}});
         });
 }
 
 TEST_F(CVMClusterStart, FailsWithoutMemory) {
-    starting_at_every_threshold("{}",
-                                [&](LPTHREAD_START_ROUTINE procedure, KernelJournal& journal) {
-                                    heap().fail(1);
-                                    EXPECT_EQ(procedure(handle), FARLO_EXCEPTION);
-                                    heap().fail_no_more();
-                                    EXPECT_EQ(journal.lines, Lines{return_token});
-                                    expect_log({{6, "API_TRY_CATCH_FAILED "}});
-                                });
+    starting_at_every_threshold("{}", [&](auto procedure, auto& journal) {
+        heap().fail(1);
+        EXPECT_EQ(procedure(handle), FARLO_EXCEPTION);
+        heap().fail_no_more();
+        EXPECT_EQ(journal.lines, Lines{return_token});
+        expect_log({{6, "API_TRY_CATCH_FAILED "}});
+    });
 }
 
 // When the library could not create the token while it was loaded, it does not start the node,
@@ -406,7 +376,7 @@ TEST_F(CVMClusterStart, WaitsWithoutStartWhenTokenDoesNotExist) {
                       read_status(no_error)});
         EXPECT_EQ(journal.lines,
                   (Lines{create_mutex, take_mutex, release_mutex, pause, close_mutex}));
-        expect_log(got_mutex + std::vector<Expected>{waiting, completed});
+        expect_log(got_mutex + ExpectedLog{waiting, completed});
     });
     CloseHandle(other);
 }
@@ -444,24 +414,22 @@ TEST_F(CVMClusterStart, StartsNodeOnceForManyCallers) {
 }
 
 TEST_F(CVMClusterStart, ReturnsNotConnectedWhenConnectionDropsDuringStart) {
-    starting_at_every_threshold("{}", [&](LPTHREAD_START_ROUTINE procedure,
-                                          KernelJournal& journal) {
+    starting_at_every_threshold("{}", [&](auto procedure, auto& journal) {
         const MethodResults dropping(dll().module(), [&](opal_propset) { disconnect(); });
         EXPECT_EQ(procedure(handle), FARLO_NOT_CONNECTED);
         EXPECT_EQ(journal.lines, (Lines{create_mutex, take_mutex, take_token, return_token,
                                         release_mutex, close_mutex}));
-        expect_log(got_mutex + std::vector<Expected>{
-                                   {2, "Entering StartCVMClusterW"},
-                                   {0, "StartCVMClusterW() failed, error=(0x14) "},
-                                   {2, "Exiting StartCVMClusterW"},
-                                   {0, "CVMClusterStart:StartCVMCluster failed, error=(0x14) "}});
+        expect_log(got_mutex +
+                   ExpectedLog{{2, "Entering StartCVMClusterW"},
+                               {0, "StartCVMClusterW() failed, error=(0x14) "},
+                               {2, "Exiting StartCVMClusterW"},
+                               {0, "CVMClusterStart:StartCVMCluster failed, error=(0x14) "}});
     });
 }
 
 // From the first pause on no property can be read.
 TEST_F(CVMClusterStart, FailsWhenConnectionDropsDuringWait) {
-    starting_at_every_threshold("{}", [&](LPTHREAD_START_ROUTINE procedure,
-                                          KernelJournal& journal) {
+    starting_at_every_threshold("{}", [&](auto procedure, auto& journal) {
         journal.on_pause = [&](int) {
             disconnect();
             set_faults(fault_plan({{.function = "ObGetProperty", .returns = bus_not_connected}}));
@@ -469,8 +437,7 @@ TEST_F(CVMClusterStart, FailsWhenConnectionDropsDuringWait) {
         EXPECT_EQ(procedure(handle), FARLO_EXCEPTION);
         EXPECT_EQ(journal.lines, (Lines{create_mutex, take_mutex, take_token, release_mutex, pause,
                                         return_token, close_mutex}));
-        expect_log(got_mutex + started +
-                   std::vector<Expected>{waiting, {6, "API_TRY_CATCH_FAILED "}});
+        expect_log(got_mutex + started + ExpectedLog{waiting, {6, "API_TRY_CATCH_FAILED "}});
     });
 }
 
