@@ -1,343 +1,366 @@
 // OfflineVol.
-#include "support/bus_lines.h"
 #include "support/farlo_test.h"
+#include "support/fault_rules.h"
 #include "support/method_results.h"
+#include "volume/volume_lines.h"
 
 namespace {
 
 using namespace support;
 
-constexpr std::uint32_t offline_method = 6064;
-constexpr wchar_t device[] = L"\\Device\\one two";
-
-Lines node_role(std::uint32_t role) {
-    return {objects("tamo_ztvm_misc", "@misc"), read("misc", "nodeRole", uint32(role))};
-}
-
-Lines find_group() {
-    return {groups("@dg1"), read("dg1", "LDM DG TYPE", "UINT32 8"),
-            read("dg1", "dgid", str("guid-1"))};
-}
-
-const std::string find_volume =
-    R"(DbGetObjectsByQuery "SELECT FROM tamo_ztvm_volume where \"DEVICE NAME\" EQ )"
-    R"(\\Device\\one two" -> 0x0 [@vol1])";
-
-std::string offline_call(std::uint32_t flags, const std::string& status) {
-    return invoke("service", volume_manager_methods, offline_method,
-                  R"("volume": ZTOBJID @vol1, "OfflineFlag": )" + uint32(flags), status);
-}
-
-class OfflineVolume : public FarloTest {
+class OfflineVol : public FarloTest {
   protected:
-    OfflineVolume() { set_node(R"("role": 1)"); }
+    OfflineVol() { set_node(R"("role": 1)"); }
 
-    void set_node(const std::string& node, std::uint32_t group_type = 8) {
+    // Sets a scenario with this node and one group, "dg1", with the volume "vol1".
+    void set_node(const std::string& node, std::uint32_t type = group_type::cluster_shared) {
         scenario = "{\"node\": {" + node +
                    R"(}, "disk_groups": [{"name": "dg1", "dgid": "guid-1", "type": )" +
-                   std::to_string(group_type) +
+                   std::to_string(type) +
                    R"(, "volumes": [{"name": "vol1", "device": "\\Device\\one two"}]}]})";
     }
 
-    std::uint32_t offline(std::uint32_t flags = 0x6) {
-        return FARLO(OfflineVolW)(handle, "guid-1", device, flags);
+    // The service gets the caller's flags and bit 0.
+    static constexpr std::uint32_t flags = 0x6;
+    static constexpr std::uint32_t flags_sent = 0x7;
+
+    std::uint32_t offline() {
+        return FARLO(OfflineVolW)(handle, "guid-1", L"\\Device\\one two", flags);
     }
 
-    void accept_offline() { set_faults(R"([{"minor": 6064, "status": "0x0"}])"); }
+    // The service does nothing and returns success.
+    const FaultRule offline_succeeds{.method = method::offline_volume, .returns = bus_success};
 
-    // Exactly these lines between the entry line and the two of the result.
-    void expect_lines(const std::vector<Expected>& lines, const std::string& status) {
-        std::vector<Expected> all{{0, "Entering OfflineVolW - \\Device\\one two"}};
-        all.insert(all.end(), lines.begin(), lines.end());
-        const std::string outcome = status == "0x0" ? "succeeded" : "failed";
-        all.push_back({0, "OfflineVolW() " + outcome + " for volume \\Device\\one two, error=(" +
-                              status + ") "});
-        all.push_back({2, "Exiting OfflineVolW"});
-        expect_log(all);
+    static std::string offline_call(std::uint32_t sent, std::uint32_t status) {
+        return invoke("service", method::offline_volume,
+                      R"("volume": ZTOBJID @vol1, "OfflineFlag": )" + uint32(sent), status);
     }
+
+    // Lines of the log.
+    const Expected entering{0, "Entering OfflineVolW - \\Device\\one two"};
+    const Expected exception{6, "API_TRY_CATCH_FAILED "};
+    const Expected succeeded{0,
+                             "OfflineVolW() succeeded for volume \\Device\\one two, error=(0x0) "};
+    static Expected failed(const std::string& status) {
+        return {0, "OfflineVolW() failed for volume \\Device\\one two, error=(" + status + ") "};
+    }
+    const Expected exiting{2, "Exiting OfflineVolW"};
 };
 
-TEST_F(OfflineVolume, OnARunningNode) {
+TEST_F(OfflineVol, SendsOfflineWhenNodeRuns) {
     at_every_threshold([&] {
-        accept_offline();
-        EXPECT_EQ(offline(0x6), 0u);
-        expect_calls(node_role(1) + find_group() +
-                     Lines{find_volume, cluster_service(), offline_call(7, "0x0")});
-        expect_lines({}, "0x0");
+        set_faults(fault_plan({offline_succeeds}));
+        EXPECT_EQ(offline(), FARLO_SUCCESS);
+        expect_calls(Lines{find_misc, read_role(some_role)} + find_group +
+                     Lines{find_volume, cluster_service(), offline_call(flags_sent, bus_success)});
+        expect_log({entering, succeeded, exiting});
     });
 }
 
-TEST_F(OfflineVolume, BitZeroIsAlwaysSet) {
+TEST_F(OfflineVol, AlwaysSetsBitZeroOfFlags) {
     once([&] {
-        for (const auto& [flags, sent] :
+        for (const auto& [passed, sent] :
              {std::pair{0u, 1u}, {1u, 1u}, {0xFFFFFFFEu, 0xFFFFFFFFu}}) {
-            accept_offline();
+            set_faults(fault_plan({offline_succeeds}));
             start_watching();
-            EXPECT_EQ(offline(flags), 0u);
-            EXPECT_EQ(calls_of("PrCallDispatch"), (Lines{offline_call(sent, "0x0")}));
+            EXPECT_EQ(FARLO(OfflineVolW)(handle, "guid-1", L"\\Device\\one two", passed),
+                      FARLO_SUCCESS);
+            EXPECT_EQ(calls_of("PrCallDispatch"), (Lines{offline_call(sent, bus_success)}));
         }
     });
 }
 
-TEST_F(OfflineVolume, WithoutARunningNodeThereIsNothingToDo) {
+TEST_F(OfflineVol, SucceedsWithoutOfflineWhenNodeDoesNotRun) {
     set_node(R"("role": 0)");
     at_every_threshold([&] {
-        EXPECT_EQ(offline(), 0u);
-        expect_calls(node_role(0));
-        expect_lines({{6, "OfflineVolW()::CVM cluster is not running simply return success"}},
-                     "0x0");
+        EXPECT_EQ(offline(), FARLO_SUCCESS);
+        expect_calls({find_misc, read_role(no_role)});
+        expect_log({entering,
+                    {6, "OfflineVolW()::CVM cluster is not running simply return success"},
+                    succeeded,
+                    exiting});
     });
 }
 
-TEST_F(OfflineVolume, NothingToDoOnAConnectionThatDropsIsNotConnected) {
+TEST_F(OfflineVol, ReturnsNotConnectedWhenConnectionDropsAndNodeDoesNotRun) {
     set_node(R"("role": 0)");
     at_every_threshold([&] {
-        set_faults(R"([{"property": "nodeRole", "drop": true}])");
-        EXPECT_EQ(offline(), 20u);
-        expect_calls(node_role(0));
-        expect_lines({{6, "OfflineVolW()::CVM cluster is not running simply return success"}},
-                     "0x14");
+        set_faults(fault_plan({dropping(reading("nodeRole"))}));
+        EXPECT_EQ(offline(), FARLO_NOT_CONNECTED);
+        expect_calls({find_misc, read_role(no_role)});
+        expect_log({entering,
+                    {6, "OfflineVolW()::CVM cluster is not running simply return success"},
+                    failed("0x14"),
+                    exiting});
     });
 }
 
-TEST_F(OfflineVolume, NullDeviceComesFirst) {
+TEST_F(OfflineVol, RejectsNullDeviceBeforeNullHandle) {
     at_every_threshold([&] {
-        for (const opal_handle each : {handle, opal_handle{}}) {
+        for (const opal_handle passed : {handle, opal_handle{}}) {
             start_watching();
-            EXPECT_EQ(FARLO(OfflineVolW)(each, "guid-1", nullptr, 0), 0x80070057u);
+            EXPECT_EQ(FARLO(OfflineVolW)(passed, "guid-1", nullptr, 0), FARLO_INVALID_ARGUMENT);
             expect_calls({});
             expect_log({{0, "OfflineVolW() failed , NULL Volume Device Name"},
                         {0, "OfflineVolW() failed for volume NULL Volume Device Name, "
                             "error=(0x80070057) "},
-                        {2, "Exiting OfflineVolW"}});
+                        exiting});
         }
     });
 }
 
-TEST_F(OfflineVolume, NullDeviceOnADroppedHandleIsNotConnected) {
+TEST_F(OfflineVol, ReturnsNotConnectedForNullDeviceOnDroppedHandle) {
     at_every_threshold([&] {
         disconnect();
-        EXPECT_EQ(FARLO(OfflineVolW)(handle, "guid-1", nullptr, 0), 20u);
+        EXPECT_EQ(FARLO(OfflineVolW)(handle, "guid-1", nullptr, 0), FARLO_NOT_CONNECTED);
         expect_calls({});
         expect_log({{0, "OfflineVolW() failed , NULL Volume Device Name"},
                     {0, "OfflineVolW() failed for volume NULL Volume Device Name, error=(0x14) "},
-                    {2, "Exiting OfflineVolW"}});
+                    exiting});
     });
 }
 
-TEST_F(OfflineVolume, NullHandle) {
+TEST_F(OfflineVol, RejectsNullHandle) {
     at_every_threshold([&] {
-        EXPECT_EQ(FARLO(OfflineVolW)(nullptr, "guid-1", device, 0), 100u);
+        EXPECT_EQ(FARLO(OfflineVolW)(nullptr, "guid-1", L"\\Device\\one two", 0),
+                  FARLO_NULL_HANDLE);
         expect_calls({});
-        expect_lines({{0, "OfflineVolW() failed , NULL opal_handle"}}, "0x64");
+        expect_log(
+            {entering, {0, "OfflineVolW() failed , NULL opal_handle"}, failed("0x64"), exiting});
     });
 }
 
-TEST_F(OfflineVolume, NotConnected) {
+TEST_F(OfflineVol, ReturnsNotConnectedWithoutConnection) {
     at_every_threshold([&] {
         disconnect();
-        EXPECT_EQ(offline(), 20u);
+        EXPECT_EQ(offline(), FARLO_NOT_CONNECTED);
         expect_calls({});
-        expect_lines({{0, "OfflineVolW() failed , opal_handle not connected, error=(0x14)"}},
-                     "0x14");
+        expect_log({entering,
+                    {0, "OfflineVolW() failed , opal_handle not connected, error=(0x14)"},
+                    failed("0x14"),
+                    exiting});
     });
 }
 
-TEST_F(OfflineVolume, NullGuid) {
+TEST_F(OfflineVol, RejectsNullGuidAfterReadingRole) {
     at_every_threshold([&] {
-        EXPECT_EQ(FARLO(OfflineVolW)(handle, nullptr, device, 0), 0x80070057u);
-        expect_calls(node_role(1));
-        expect_lines({{0, "OfflineVolW() failed , NULL DG GUID"}}, "0x80070057");
+        EXPECT_EQ(FARLO(OfflineVolW)(handle, nullptr, L"\\Device\\one two", 0),
+                  FARLO_INVALID_ARGUMENT);
+        expect_calls({find_misc, read_role(some_role)});
+        expect_log(
+            {entering, {0, "OfflineVolW() failed , NULL DG GUID"}, failed("0x80070057"), exiting});
     });
 }
 
-TEST_F(OfflineVolume, NoMiscObject) {
+TEST_F(OfflineVol, FailsWithoutMiscObject) {
     set_node(R"("misc": false)");
     at_every_threshold([&] {
-        EXPECT_EQ(offline(), 0xc1000001u);
-        expect_calls({objects("tamo_ztvm_misc", "")});
-        expect_lines({{0, "OfflineVolW()::misc object not present"}}, "0xc1000001");
+        EXPECT_EQ(offline(), FARLO_PROVIDER_FAILED);
+        expect_calls({objects(object_type::misc, "")});
+        expect_log({entering,
+                    {0, "OfflineVolW()::misc object not present"},
+                    failed("0xc1000001"),
+                    exiting});
     });
 }
 
-TEST_F(OfflineVolume, AFailedQueryOfTheMiscObjectIsNone) {
+TEST_F(OfflineVol, FailsWhenMiscObjectCannotBeQueried) {
     at_every_threshold([&] {
-        set_faults(R"([{"type": "tamo_ztvm_misc", "status": "0xc1000102"}])");
-        EXPECT_EQ(offline(), 0xc1000001u);
-        expect_calls({"DbGetObjects tamo_ztvm_misc -> 0xc1000102"});
-        expect_lines({{0, "OfflineVolW()::misc object not present"}}, "0xc1000001");
+        set_faults(fault_plan({{.type = object_type::misc, .returns = bus_no_memory}}));
+        EXPECT_EQ(offline(), FARLO_PROVIDER_FAILED);
+        expect_calls({objects_failed(object_type::misc, bus_no_memory)});
+        expect_log({entering,
+                    {0, "OfflineVolW()::misc object not present"},
+                    failed("0xc1000001"),
+                    exiting});
     });
 }
 
-TEST_F(OfflineVolume, AFailedQueryOfTheGroupsFindsNone) {
+TEST_F(OfflineVol, ReturnsNotFoundWhenGroupsCannotBeQueried) {
     at_every_threshold([&] {
-        set_faults(R"([{"type": "tamo_ztvm_diskgroup", "status": "0xc1000102"}])");
-        EXPECT_EQ(offline(), 1u);
-        expect_calls(node_role(1) + Lines(5, "DbGetObjects tamo_ztvm_diskgroup -> 0xc1000102"));
+        set_faults(fault_plan({{.type = object_type::disk_group, .returns = bus_no_memory}}));
+        EXPECT_EQ(offline(), FARLO_NOT_FOUND);
+        expect_calls(Lines{find_misc, read_role(some_role)} +
+                     Lines(5, objects_failed(object_type::disk_group, bus_no_memory)));
         expect_pauses(std::vector<Pause>(5, Pause{"Sleep", 5000}));
-        std::vector<Expected> lines(5, Expected{6, "GetDgObjIdByGuid: Sleeping for 5 secs"});
-        lines.push_back(
-            {0, "GetDgObjIdByGuid() failed , DG_TYPENAME not found in OPAL, error=(0x1)"});
-        lines.push_back({0, "OfflineVolW:GetDgObjIdByGuid()  failed, error=(0x1) "});
-        expect_lines(lines, "0x1");
+        expect_log(
+            ExpectedLog{entering} + ExpectedLog(5, {6, "GetDgObjIdByGuid: Sleeping for 5 secs"}) +
+            ExpectedLog{
+                {0, "GetDgObjIdByGuid() failed , DG_TYPENAME not found in OPAL, error=(0x1)"},
+                {0, "OfflineVolW:GetDgObjIdByGuid()  failed, error=(0x1) "},
+                failed("0x1"),
+                exiting});
     });
 }
 
-TEST_F(OfflineVolume, AFailedVolumeQuery) {
+TEST_F(OfflineVol, FailsWhenVolumesCannotBeQueried) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "DbGetObjectsByQuery", "status": "0xc1000106"}])");
-        EXPECT_EQ(offline(), 0x80070057u);
+        set_faults(fault_plan({{.function = "DbGetObjectsByQuery", .returns = bus_bad_query}}));
+        EXPECT_EQ(offline(), FARLO_INVALID_ARGUMENT);
         EXPECT_EQ(calls_of("PrCallDispatch"), Lines{});
-        expect_lines({{0, "FindVolObjByDevName:DbGetObjectsByQuery failed, for \\Device\\one two, "
-                          "error = 0xc1000106"}},
-                     "0x80070057");
+        expect_log({entering,
+                    {0, "FindVolObjByDevName:DbGetObjectsByQuery failed, for \\Device\\one two, "
+                        "error = 0xc1000106"},
+                    failed("0x80070057"),
+                    exiting});
     });
 }
 
-TEST_F(OfflineVolume, AFailedQueryOfTheClusterService) {
+TEST_F(OfflineVol, FailsAtOnceWhenClusterServiceCannotBeQueried) {
     at_every_threshold([&] {
-        set_faults(R"([{"type": "solvane_cluster_service", "status": "0xc1000102"}])");
-        EXPECT_EQ(offline(), 41u);
+        set_faults(fault_plan({{.type = object_type::cluster_service, .returns = bus_no_memory}}));
+        EXPECT_EQ(offline(), FARLO_NO_CLUSTER_SERVICE);
         expect_pauses({});
-        expect_lines({{0, "OfflineDgExW():GetClusSvcId() failed, error=(0x29) "}}, "0x29");
+        expect_log({entering,
+                    {0, "OfflineDgExW():GetClusSvcId() failed, error=(0x29) "},
+                    failed("0x29"),
+                    exiting});
     });
 }
 
-TEST_F(OfflineVolume, ARoleThatCannotBeRead) {
+TEST_F(OfflineVol, FailsWhenRoleCannotBeRead) {
     at_every_threshold([&] {
-        set_faults(R"([{"property": "nodeRole", "status": "0xc100003a"}])");
-        EXPECT_EQ(offline(), 18u);
-        expect_lines({{6, "API_TRY_CATCH_FAILED "}}, "0x12");
+        set_faults(fault_plan({failing(reading("nodeRole"), bus_no_property)}));
+        EXPECT_EQ(offline(), FARLO_EXCEPTION);
+        expect_log({entering, exception, failed("0x12"), exiting});
     });
 }
 
-// One lookup, of cluster and cluster-shared groups only, and no second one after
-// a validation.
-TEST_F(OfflineVolume, AnUnknownGroup) {
+// The connection is not validated.
+TEST_F(OfflineVol, LooksOnceForUnknownGroup) {
     at_every_threshold([&] {
-        EXPECT_EQ(FARLO(OfflineVolW)(handle, "elsewhere", device, 0), 1u);
-        expect_calls(node_role(1) + find_group());
-        expect_lines({{0, "GetDgObjIdByGuid() failed , DG_TYPENAME not found in OPAL, error=(0x1)"},
-                      {0, "OfflineVolW:GetDgObjIdByGuid()  failed, error=(0x1) "}},
-                     "0x1");
+        EXPECT_EQ(FARLO(OfflineVolW)(handle, "elsewhere", L"\\Device\\one two", 0),
+                  FARLO_NOT_FOUND);
+        expect_calls(Lines{find_misc, read_role(some_role)} + find_group);
+        expect_log({entering,
+                    {0, "GetDgObjIdByGuid() failed , DG_TYPENAME not found in OPAL, error=(0x1)"},
+                    {0, "OfflineVolW:GetDgObjIdByGuid()  failed, error=(0x1) "},
+                    failed("0x1"),
+                    exiting});
     });
 }
 
-TEST_F(OfflineVolume, AGroupThatIsNoClusterGroup) {
-    set_node(R"("role": 1)", 1);
+TEST_F(OfflineVol, FailsForLocalGroupButNotForClusterGroup) {
+    set_node(R"("role": 1)", group_type::local);
     at_every_threshold([&] {
-        EXPECT_EQ(offline(), 40u);
-        expect_lines(
-            {{0, "GetDgObjIdByGuid() failed , DG_TYPENAME not found in OPAL, error=(0x28)"},
-             {0, "OfflineVolW:GetDgObjIdByGuid()  failed, error=(0x28) "}},
-            "0x28");
+        EXPECT_EQ(offline(), FARLO_EXCLUDED_TYPE);
+        expect_log({entering,
+                    {0, "GetDgObjIdByGuid() failed , DG_TYPENAME not found in OPAL, error=(0x28)"},
+                    {0, "OfflineVolW:GetDgObjIdByGuid()  failed, error=(0x28) "},
+                    failed("0x28"),
+                    exiting});
     });
-    set_node(R"("role": 1)", 2);
+    set_node(R"("role": 1)", group_type::cluster);
     once([&] {
-        accept_offline();
-        EXPECT_EQ(offline(), 0u);
+        set_faults(fault_plan({offline_succeeds}));
+        EXPECT_EQ(offline(), FARLO_SUCCESS);
     });
 }
 
-TEST_F(OfflineVolume, AnUnknownVolume) {
+TEST_F(OfflineVol, FailsForUnknownVolume) {
     at_every_threshold([&] {
-        EXPECT_EQ(FARLO(OfflineVolW)(handle, "guid-1", L"none", 0), 0x80070057u);
-        expect_calls(
-            node_role(1) + find_group() +
-            Lines{R"(DbGetObjectsByQuery "SELECT FROM tamo_ztvm_volume where \"DEVICE NAME\" EQ )"
-                  R"(none" -> 0x0 [])"});
+        EXPECT_EQ(FARLO(OfflineVolW)(handle, "guid-1", L"none", 0), FARLO_INVALID_ARGUMENT);
+        expect_calls(Lines{find_misc, read_role(some_role)} + find_group +
+                     Lines{query_volume("none", "")});
         expect_log({{0, "Entering OfflineVolW - none"},
                     {0, "FindVolObjByDevName:Volume Object not found"},
                     {0, "OfflineVolW() failed for volume none, error=(0x80070057) "},
-                    {2, "Exiting OfflineVolW"}});
+                    exiting});
     });
 }
 
-// The line names the disk groups' operation.
-TEST_F(OfflineVolume, NoClusterService) {
+// The line names OfflineDgExW.
+TEST_F(OfflineVol, FailsWithoutClusterService) {
     set_node(R"("role": 1, "cluster_service": false)");
     at_every_threshold([&] {
-        EXPECT_EQ(offline(), 41u);
+        EXPECT_EQ(offline(), FARLO_NO_CLUSTER_SERVICE);
         const Expected sleeping{6, "GetClusSvcId: Sleeping for 5 secs"};
-        expect_lines({sleeping,
-                      sleeping,
-                      sleeping,
-                      sleeping,
-                      sleeping,
-                      {0, "OfflineDgExW():GetClusSvcId() failed, error=(0x29) "}},
-                     "0x29");
+        expect_log({entering,
+                    sleeping,
+                    sleeping,
+                    sleeping,
+                    sleeping,
+                    sleeping,
+                    {0, "OfflineDgExW():GetClusSvcId() failed, error=(0x29) "},
+                    failed("0x29"),
+                    exiting});
     });
 }
 
-TEST_F(OfflineVolume, AParameterSetThatCannotBeBuilt) {
+TEST_F(OfflineVol, FailsWhenParameterCannotBeAdded) {
     at_every_threshold([&] {
-        for (const char* fault : {R"({"function": "PsCreatePropset", "call": 1)",
-                                  R"({"function": "PsAddProperty", "property": "volume")",
-                                  R"({"function": "PsAddProperty", "property": "OfflineFlag")"}) {
-            SCOPED_TRACE(fault);
-            set_faults("[" + std::string(fault) + R"(, "status": "0xc1000102"}])");
+        for (const FaultRule& fault : {no_input_set, failing(adding("volume"), bus_no_memory),
+                                       failing(adding("OfflineFlag"), bus_no_memory)}) {
+            SCOPED_TRACE(fault_plan({fault}));
+            set_faults(fault_plan({fault}));
             start_watching();
-            EXPECT_EQ(offline(), 18u);
+            EXPECT_EQ(offline(), FARLO_EXCEPTION);
             EXPECT_EQ(calls_of("PrCallDispatch"), Lines{});
-            expect_lines({{6, "API_TRY_CATCH_FAILED "}}, "0x12");
+            expect_log({entering, exception, failed("0x12"), exiting});
         }
     });
 }
 
-TEST_F(OfflineVolume, TheServicesStatusIsPassedOn) {
+TEST_F(OfflineVol, ReturnsStatusOfService) {
     at_every_threshold([&] {
-        set_faults(R"([{"minor": 6064, "status": "0xe5150103"}])");
-        EXPECT_EQ(offline(), 0xe5150103u);
-        expect_lines(
-            {{4, "OfflineVolW: MISCOP_VOLUMEOFFLINE, CsfInvoke failed with error = 0xe5150103."}},
-            "0xe5150103");
+        set_faults(
+            fault_plan({{.method = method::offline_volume, .returns = service_no_such_volume}}));
+        EXPECT_EQ(offline(), service_no_such_volume);
+        expect_log({entering,
+                    {4, "OfflineVolW: MISCOP_VOLUMEOFFLINE, CsfInvoke failed with error = "
+                        "0xe5150103."},
+                    failed("0xe5150103"),
+                    exiting});
     });
 }
 
-// No failure of the service's, but not 0 either.
-TEST_F(OfflineVolume, AnInformationalStatus) {
+TEST_F(OfflineVol, LogsInformationalStatusAsFailure) {
     at_every_threshold([&] {
-        set_faults(R"([{"minor": 6064, "status": "0x41000001"}])");
-        EXPECT_EQ(offline(), 0x41000001u);
-        expect_lines(
-            {{4, "OfflineVolW: MISCOP_VOLUMEOFFLINE, CsfInvoke failed with error = 0x41000001."}},
-            "0x41000001");
+        set_faults(fault_plan({{.method = method::offline_volume, .returns = bus_same_value}}));
+        EXPECT_EQ(offline(), bus_same_value);
+        expect_log({entering,
+                    {4, "OfflineVolW: MISCOP_VOLUMEOFFLINE, CsfInvoke failed with error = "
+                        "0x41000012."},
+                    failed("0x41000012"),
+                    exiting});
     });
 }
 
-TEST_F(OfflineVolume, NoOutputSet) {
+// The failure is logged without the name of the method.
+TEST_F(OfflineVol, CallsMethodWithoutOutputSet) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "PsCreatePropset", "call": 2, "status": "0xc1000102"},
-                       {"minor": 6064, "status": "0xe5150103"}])");
-        EXPECT_EQ(offline(), 0xe5150103u);
-        expect_lines({}, "0xe5150103");
+        set_faults(
+            fault_plan({no_output_set,
+                        {.method = method::offline_volume, .returns = service_no_such_volume}}));
+        EXPECT_EQ(offline(), service_no_such_volume);
+        expect_log({entering, failed("0xe5150103"), exiting});
     });
 }
 
-TEST_F(OfflineVolume, AConnectionThatDropsMeanwhileVoidsTheResult) {
+TEST_F(OfflineVol, ReturnsNotConnectedWhenConnectionDropsDuringOffline) {
     at_every_threshold([&] {
-        accept_offline();
+        set_faults(fault_plan({offline_succeeds}));
         const MethodResults dropping(dll().module(), [&](opal_propset) { disconnect(); });
-        EXPECT_EQ(offline(), 20u);
-        expect_lines({}, "0x14");
+        EXPECT_EQ(offline(), FARLO_NOT_CONNECTED);
+        expect_log({entering, failed("0x14"), exiting});
     });
 }
 
-TEST_F(OfflineVolume, TheNarrowForm) {
+TEST_F(OfflineVol, AcceptsNarrowNameButNotNullOrMoreThan259Characters) {
     at_every_threshold([&] {
-        accept_offline();
-        EXPECT_EQ(FARLO(OfflineVolA)(handle, "guid-1", "\\Device\\one two", 0x6), 0u);
-        EXPECT_EQ(calls_of("PrCallDispatch"), (Lines{offline_call(7, "0x0")}));
-        expect_lines({}, "0x0");
+        set_faults(fault_plan({offline_succeeds}));
+        EXPECT_EQ(FARLO(OfflineVolA)(handle, "guid-1", "\\Device\\one two", flags), FARLO_SUCCESS);
+        EXPECT_EQ(calls_of("PrCallDispatch"), (Lines{offline_call(flags_sent, bus_success)}));
+        expect_log({entering, succeeded, exiting});
         start_watching();
-        EXPECT_EQ(FARLO(OfflineVolA)(handle, "guid-1", nullptr, 0), 0x80070057u);
+        EXPECT_EQ(FARLO(OfflineVolA)(handle, "guid-1", nullptr, 0), FARLO_INVALID_ARGUMENT);
         expect_log({{0, "OfflineVolW() failed , NULL Volume Device Name"},
                     {0, "OfflineVolW() failed for volume NULL Volume Device Name, "
                         "error=(0x80070057) "},
-                    {2, "Exiting OfflineVolW"}});
+                    exiting});
         start_watching();
         EXPECT_EQ(FARLO(OfflineVolA)(handle, "guid-1", std::string(260, 'd').c_str(), 0),
-                  0x80070057u);
+                  FARLO_INVALID_ARGUMENT);
         expect_calls({});
         expect_log(
             {{0, "OfflineVolA() failed , device string of more than 259 characters or invalid, "
@@ -345,37 +368,37 @@ TEST_F(OfflineVolume, TheNarrowForm) {
     });
 }
 
-TEST_F(OfflineVolume, TheLongestDeviceNameOfTheNarrowForm) {
+TEST_F(OfflineVol, AcceptsNarrowNameOf259Characters) {
     const std::string longest(259, 'd');
     scenario = R"({"node": {"role": 1}, "disk_groups": [
         {"name": "dg1", "dgid": "guid-1", "type": 8, "volumes": [
             {"name": "vol1", "device": ")" +
                longest + R"("}]}]})";
     once([&] {
-        accept_offline();
-        EXPECT_EQ(FARLO(OfflineVolA)(handle, "guid-1", longest.c_str(), 0x6), 0u);
-        EXPECT_EQ(calls_of("PrCallDispatch"), (Lines{offline_call(7, "0x0")}));
+        set_faults(fault_plan({offline_succeeds}));
+        EXPECT_EQ(FARLO(OfflineVolA)(handle, "guid-1", longest.c_str(), flags), FARLO_SUCCESS);
+        EXPECT_EQ(calls_of("PrCallDispatch"), (Lines{offline_call(flags_sent, bus_success)}));
     });
 }
 
-// Success means that the service was asked.
-TEST_F(OfflineVolume, EveryAllocationThatFails) {
-    const auto run = [&](auto offline_it) {
-        auto answers = answers_at_every_allocation([&] {
-            accept_offline();
+TEST_F(OfflineVol, SucceedsOnlyWithOfflineCallWhenAllocationsFail) {
+    const auto run = [&](auto offline_volume) {
+        auto results = answers_at_every_allocation([&] {
+            set_faults(fault_plan({offline_succeeds}));
             start_watching();
-            const std::uint32_t status = offline_it();
-            EXPECT_EQ(calls_of("PrCallDispatch"),
-                      status == 0 ? Lines{offline_call(7, "0x0")} : Lines{});
+            const std::uint32_t status = offline_volume();
+            EXPECT_EQ(calls_of("PrCallDispatch"), status == FARLO_SUCCESS
+                                                      ? Lines{offline_call(flags_sent, bus_success)}
+                                                      : Lines{});
             return status;
         });
-        // Without its query's text the volume is not found; all else is an exception.
-        EXPECT_EQ(std::erase(answers, 0x80070057u), 1u);
-        EXPECT_THAT(answers, testing::Not(testing::IsEmpty()));
-        EXPECT_THAT(answers, testing::Each(18u));
+        // Without the string of the volume query. Every other failure is an exception.
+        EXPECT_EQ(std::erase(results, FARLO_INVALID_ARGUMENT), 1u);
+        EXPECT_THAT(results, testing::Not(testing::IsEmpty()));
+        EXPECT_THAT(results, testing::Each(FARLO_EXCEPTION));
     };
     run([&] { return offline(); });
-    run([&] { return FARLO(OfflineVolA)(handle, "guid-1", "\\Device\\one two", 0x6); });
+    run([&] { return FARLO(OfflineVolA)(handle, "guid-1", "\\Device\\one two", flags); });
 }
 
 }  // namespace
