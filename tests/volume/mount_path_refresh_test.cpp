@@ -1,23 +1,17 @@
-// FFUpdateMountPath, and with it the search for a volume by any of its names.
+// FFUpdateMountPath, and the search for a volume by any of its names.
 #include "support/bus_lines.h"
 #include "support/farlo_test.h"
+#include "support/fault_rules.h"
 #include "support/method_results.h"
 
 namespace {
 
 using namespace support;
 
-constexpr std::uint32_t refresh_method = 3041;
-
-std::string refresh_call(const std::string& volume, const std::string& status) {
-    return invoke(volume, volume_manager_methods, refresh_method, R"("UpdateMountPath": UINT32 1)",
-                  status);
-}
-
-// "F" is the name of the third volume and the letter of the second.
-class RefreshMountPath : public FarloTest {
+class FFUpdateMountPath : public FarloTest {
   protected:
-    RefreshMountPath() {
+    // "F" is the letter of the second volume and the name of the third.
+    FFUpdateMountPath() {
         scenario = R"({"disk_groups": [
             {"name": "dg1", "dgid": "guid-1", "volumes": [
                 {"name": "one", "device": "\\Device\\one", "drive_letter": "E"},
@@ -25,205 +19,215 @@ class RefreshMountPath : public FarloTest {
                 {"name": "F", "device": "\\Device\\three", "drive_letter": "G"}]}]})";
     }
 
-    std::uint32_t refresh(const wchar_t* name) { return FARLO(FFUpdateMountPathW)(handle, name); }
+    std::uint32_t update(const wchar_t* volume) {
+        return FARLO(FFUpdateMountPathW)(handle, volume);
+    }
 
-    void accept_refresh() { set_faults(R"([{"minor": 3041, "status": "0x0"}])"); }
+    // The service does nothing and returns success.
+    const FaultRule update_succeeds{.method = method::update_mount_path, .returns = bus_success};
 };
 
-Lines names_of(const std::string& volume, const std::string& name, const std::string& device,
-               const std::string& letter) {
-    return {read(volume, "Name", wstr(name)), read(volume, "DEVICE NAME", wstr(device)),
-            read(volume, "DRIVE LETTER", wstr(letter))};
+std::string update_call(const std::string& volume, std::uint32_t status) {
+    return invoke(volume, method::update_mount_path, R"("UpdateMountPath": UINT32 1)", status);
 }
 
-const Lines all_volumes{objects("tamo_ztvm_volume", "@one @two @F")};
-const Lines names_of_one = names_of("one", "one", "\\\\Device\\\\one", "E");
-const Lines names_of_two = names_of("two", "two", "\\\\Device\\\\two", "F");
-const Lines names_of_three = names_of("F", "F", "\\\\Device\\\\three", "G");
+// Lines of the recorder: all volumes are listed, all names of one volume are read.
+const Lines list_volumes{objects(object_type::volume, "@one @two @F")};
+Lines read_names(const std::string& volume, const std::string& device, const std::string& letter) {
+    return {read(volume, "Name", wstr(volume)), read(volume, "DEVICE NAME", wstr(device)),
+            read(volume, "DRIVE LETTER", wstr(letter))};
+}
+const Lines read_names_of_first = read_names("one", R"(\\Device\\one)", "E");
+const Lines read_names_of_second = read_names("two", R"(\\Device\\two)", "F");
+const Lines read_names_of_third = read_names("F", R"(\\Device\\three)", "G");
 const Expected entering{6, "Entering FFUpdateMountPath"};
 const Expected exiting{6, "Exiting FFUpdateMountPath"};
 
-TEST_F(RefreshMountPath, ByNameInAnyCase) {
+TEST_F(FFUpdateMountPath, FindsVolumeByNameInAnyCase) {
     at_every_threshold([&] {
-        accept_refresh();
-        EXPECT_EQ(refresh(L"TWO"), 0u);
-        expect_calls(all_volumes + names_of_one + Lines{read("two", "Name", wstr("two"))} +
-                     Lines{refresh_call("two", "0x0")});
+        set_faults(fault_plan({update_succeeds}));
+        EXPECT_EQ(update(L"TWO"), FARLO_SUCCESS);
+        expect_calls(list_volumes + read_names_of_first +
+                     Lines{read("two", "Name", wstr("two")), update_call("two", bus_success)});
         expect_log({entering, exiting});
     });
 }
 
-TEST_F(RefreshMountPath, ByDeviceName) {
+TEST_F(FFUpdateMountPath, FindsVolumeByDeviceNameInAnyCase) {
     once([&] {
-        accept_refresh();
-        EXPECT_EQ(refresh(L"\\DEVICE\\Three"), 0u);
-        expect_calls(all_volumes + names_of_one + names_of_two +
+        set_faults(fault_plan({update_succeeds}));
+        EXPECT_EQ(update(L"\\DEVICE\\Three"), FARLO_SUCCESS);
+        expect_calls(list_volumes + read_names_of_first + read_names_of_second +
                      Lines{read("F", "Name", wstr("F")),
-                           read("F", "DEVICE NAME", wstr("\\\\Device\\\\three")),
-                           refresh_call("F", "0x0")});
+                           read("F", "DEVICE NAME", wstr(R"(\\Device\\three)")),
+                           update_call("F", bus_success)});
     });
 }
 
-// All three names of a volume are compared before the next volume is looked at.
-TEST_F(RefreshMountPath, TheFirstVolumeInTheServicesOrderWins) {
+// A letter of an earlier volume wins over the name of a later one.
+TEST_F(FFUpdateMountPath, ComparesAllNamesOfVolumeBeforeNextVolume) {
     once([&] {
-        accept_refresh();
-        EXPECT_EQ(refresh(L"f"), 0u);
-        expect_calls(all_volumes + names_of_one + names_of_two + Lines{refresh_call("two", "0x0")});
+        set_faults(fault_plan({update_succeeds}));
+        EXPECT_EQ(update(L"f"), FARLO_SUCCESS);
+        expect_calls(list_volumes + read_names_of_first + read_names_of_second +
+                     Lines{update_call("two", bus_success)});
     });
 }
 
-TEST_F(RefreshMountPath, WhatCannotBeReadIsPassedOver) {
+TEST_F(FFUpdateMountPath, SkipsNamesThatCannotBeRead) {
     once([&] {
-        set_faults(R"([{"object": "two", "property": "Name", "status": "0xc100003a"},
-                       {"object": "two", "property": "DEVICE NAME", "as": "STR"},
-                       {"object": "one", "property": "DRIVE LETTER", "lie": "unterminated"},
-                       {"minor": 3041, "status": "0x0"}])");
-        EXPECT_EQ(refresh(L"F"), 0u);
-        EXPECT_EQ(calls_of("PrCallDispatch"), (Lines{refresh_call("two", "0x0")}));
+        set_faults(
+            fault_plan({failing(reading("two", "Name"), bus_no_property),
+                        with_type(reading("two", "DEVICE NAME"), "STR"),
+                        lying(reading("one", "DRIVE LETTER"), "unterminated"), update_succeeds}));
+        EXPECT_EQ(update(L"F"), FARLO_SUCCESS);
+        EXPECT_EQ(calls_of("PrCallDispatch"), (Lines{update_call("two", bus_success)}));
     });
 }
 
-TEST_F(RefreshMountPath, NoSuchVolume) {
+TEST_F(FFUpdateMountPath, FailsForUnknownVolume) {
     at_every_threshold([&] {
-        EXPECT_EQ(refresh(L"four"), 0xc1000001u);
-        expect_calls(all_volumes + names_of_one + names_of_two + names_of_three);
+        EXPECT_EQ(update(L"four"), FARLO_PROVIDER_FAILED);
+        expect_calls(list_volumes + read_names_of_first + read_names_of_second +
+                     read_names_of_third);
         expect_log({entering,
                     {0, "FFUpdateMountPath: FindVolIdByDLorDevName - failed to find volume  four"},
                     exiting});
     });
 }
 
-TEST_F(RefreshMountPath, AFailedQueryFindsNoVolume) {
+TEST_F(FFUpdateMountPath, FailsWhenVolumesCannotBeQueried) {
     at_every_threshold([&] {
-        set_faults(R"([{"type": "tamo_ztvm_volume", "status": "0xc1000102"}])");
-        EXPECT_EQ(refresh(L"one"), 0xc1000001u);
-        expect_calls({"DbGetObjects tamo_ztvm_volume -> 0xc1000102"});
+        set_faults(fault_plan({{.type = object_type::volume, .returns = bus_no_memory}}));
+        EXPECT_EQ(update(L"one"), FARLO_PROVIDER_FAILED);
+        expect_calls({objects_failed(object_type::volume, bus_no_memory)});
         expect_log({entering,
                     {0, "FFUpdateMountPath: FindVolIdByDLorDevName - failed to find volume  one"},
                     exiting});
     });
 }
 
-TEST_F(RefreshMountPath, NotConnected) {
+TEST_F(FFUpdateMountPath, ReturnsNotConnectedWithoutConnection) {
     at_every_threshold([&] {
         disconnect();
-        EXPECT_EQ(refresh(L"one"), 20u);
-        EXPECT_EQ(refresh(nullptr), 20u);
+        EXPECT_EQ(update(L"one"), FARLO_NOT_CONNECTED);
+        EXPECT_EQ(update(nullptr), FARLO_NOT_CONNECTED);
         expect_calls({});
         expect_log({entering, exiting, entering, exiting});
     });
 }
 
-TEST_F(RefreshMountPath, NullName) {
+TEST_F(FFUpdateMountPath, FailsForNullName) {
     at_every_threshold([&] {
-        EXPECT_EQ(refresh(nullptr), 0xc1000001u);
+        EXPECT_EQ(update(nullptr), FARLO_PROVIDER_FAILED);
         expect_calls({});
         expect_log({entering, exiting});
     });
 }
 
-TEST_F(RefreshMountPath, NullHandle) {
+TEST_F(FFUpdateMountPath, RejectsNullHandle) {
     at_every_threshold([&] {
-        EXPECT_EQ(FARLO(FFUpdateMountPathW)(nullptr, L"one"), 100u);
+        EXPECT_EQ(FARLO(FFUpdateMountPathW)(nullptr, L"one"), FARLO_NULL_HANDLE);
         expect_log({entering, {0, "FFUpdateMountPathW() failed , NULL opal_handle"}, exiting});
     });
 }
 
-TEST_F(RefreshMountPath, TheServicesStatusIsPassedOn) {
+TEST_F(FFUpdateMountPath, ReturnsStatusOfService) {
     at_every_threshold([&] {
-        set_faults(R"([{"minor": 3041, "status": "0xe5150110"}])");
-        EXPECT_EQ(refresh(L"one"), 0xe5150110u);
+        set_faults(fault_plan(
+            {{.method = method::update_mount_path, .returns = unknown_service_failure}}));
+        EXPECT_EQ(update(L"one"), unknown_service_failure);
         expect_log({entering,
                     {0, "FFUpdateMountPath: MISCOP_UPDATE_MOUNTPATH, PrCallDispatch failed with "
-                        "error = 0xe5150110."},
+                        "error = 0xe5150199."},
                     exiting});
     });
 }
 
-// No failure of the service's, but not 0 either.
-TEST_F(RefreshMountPath, AnInformationalStatus) {
+TEST_F(FFUpdateMountPath, LogsInformationalStatusAsFailure) {
     at_every_threshold([&] {
-        set_faults(R"([{"minor": 3041, "status": "0x41000001"}])");
-        EXPECT_EQ(refresh(L"one"), 0x41000001u);
+        set_faults(fault_plan({{.method = method::update_mount_path, .returns = bus_same_value}}));
+        EXPECT_EQ(update(L"one"), bus_same_value);
         expect_log({entering,
                     {0, "FFUpdateMountPath: MISCOP_UPDATE_MOUNTPATH, PrCallDispatch failed with "
-                        "error = 0x41000001."},
+                        "error = 0x41000012."},
                     exiting});
     });
 }
 
-TEST_F(RefreshMountPath, NoOutputSet) {
+// The failure is not logged.
+TEST_F(FFUpdateMountPath, CallsMethodWithoutOutputSet) {
     at_every_threshold([&] {
-        set_faults(R"([{"function": "PsCreatePropset", "call": 2, "status": "0xc1000102"},
-                       {"minor": 3041, "status": "0xe5150110"}])");
-        EXPECT_EQ(refresh(L"one"), 0xe5150110u);
+        set_faults(fault_plan(
+            {no_output_set,
+             {.method = method::update_mount_path, .returns = unknown_service_failure}}));
+        EXPECT_EQ(update(L"one"), unknown_service_failure);
         expect_log({entering, exiting});
     });
 }
 
-TEST_F(RefreshMountPath, AParameterSetThatCannotBeBuilt) {
+TEST_F(FFUpdateMountPath, FailsWhenParameterCannotBeAdded) {
     at_every_threshold([&] {
-        for (const char* fault :
-             {R"({"function": "PsCreatePropset", "call": 1)",
-              R"({"function": "PsAddProperty", "property": "UpdateMountPath")"}) {
-            SCOPED_TRACE(fault);
-            set_faults("[" + std::string(fault) + R"(, "status": "0xc1000102"}])");
+        for (const FaultRule& fault :
+             {no_input_set, failing(adding("UpdateMountPath"), bus_no_memory)}) {
+            SCOPED_TRACE(fault_plan({fault}));
+            set_faults(fault_plan({fault}));
             start_watching();
-            EXPECT_EQ(refresh(L"one"), 18u);
+            EXPECT_EQ(update(L"one"), FARLO_EXCEPTION);
             EXPECT_EQ(calls_of("PrCallDispatch"), Lines{});
             expect_log({entering, {6, "API_TRY_CATCH_FAILED "}, exiting});
         }
     });
 }
 
-TEST_F(RefreshMountPath, AConnectionThatDropsMeanwhileVoidsTheResult) {
+TEST_F(FFUpdateMountPath, ReturnsNotConnectedWhenConnectionDropsDuringUpdate) {
     at_every_threshold([&] {
-        accept_refresh();
+        set_faults(fault_plan({update_succeeds}));
         const MethodResults dropping(dll().module(), [&](opal_propset) { disconnect(); });
-        EXPECT_EQ(refresh(L"one"), 20u);
+        EXPECT_EQ(update(L"one"), FARLO_NOT_CONNECTED);
         expect_log({entering, exiting});
     });
 }
 
-TEST_F(RefreshMountPath, TheNarrowForm) {
+TEST_F(FFUpdateMountPath, AcceptsNarrowNameButNotNullOrMoreThan259Characters) {
     at_every_threshold([&] {
-        accept_refresh();
-        EXPECT_EQ(FARLO(FFUpdateMountPathA)(handle, "Two"), 0u);
-        EXPECT_EQ(calls_of("PrCallDispatch"), (Lines{refresh_call("two", "0x0")}));
+        set_faults(fault_plan({update_succeeds}));
+        EXPECT_EQ(FARLO(FFUpdateMountPathA)(handle, "Two"), FARLO_SUCCESS);
+        EXPECT_EQ(calls_of("PrCallDispatch"), (Lines{update_call("two", bus_success)}));
         start_watching();
-        EXPECT_EQ(FARLO(FFUpdateMountPathA)(handle, nullptr), 0xc1000001u);
+        EXPECT_EQ(FARLO(FFUpdateMountPathA)(handle, nullptr), FARLO_PROVIDER_FAILED);
         expect_log({entering, exiting});
         start_watching();
-        EXPECT_EQ(FARLO(FFUpdateMountPathA)(handle, std::string(260, 'n').c_str()), 0x80070057u);
+        EXPECT_EQ(FARLO(FFUpdateMountPathA)(handle, std::string(260, 'n').c_str()),
+                  FARLO_INVALID_ARGUMENT);
         expect_log({{0, "FFUpdateMountPathA() failed , name string of more than 259 characters or "
                         "invalid, error=(0x80070057)"}});
     });
 }
 
-TEST_F(RefreshMountPath, TheLongestNameOfTheNarrowForm) {
+TEST_F(FFUpdateMountPath, AcceptsNarrowNameOf259Characters) {
     const std::string longest(259, 'n');
     scenario = R"({"disk_groups": [{"name": "dg1", "dgid": "guid-1", "volumes": [
         {"name": "one", "device": ")" +
                longest + R"("}]}]})";
     once([&] {
-        accept_refresh();
-        EXPECT_EQ(FARLO(FFUpdateMountPathA)(handle, longest.c_str()), 0u);
-        EXPECT_EQ(calls_of("PrCallDispatch"), (Lines{refresh_call("one", "0x0")}));
+        set_faults(fault_plan({update_succeeds}));
+        EXPECT_EQ(FARLO(FFUpdateMountPathA)(handle, longest.c_str()), FARLO_SUCCESS);
+        EXPECT_EQ(calls_of("PrCallDispatch"), (Lines{update_call("one", bus_success)}));
     });
 }
 
-TEST_F(RefreshMountPath, EveryAllocationThatFails) {
-    const auto run = [&](auto refresh_it) {
-        const auto answers = answers_at_every_allocation([&] {
-            accept_refresh();
-            return refresh_it();
+TEST_F(FFUpdateMountPath, FailsCleanlyWhenAnyAllocationFails) {
+    const auto run = [&](auto update_volume) {
+        const auto results = answers_at_every_allocation([&] {
+            set_faults(fault_plan({update_succeeds}));
+            return update_volume();
         });
-        // Without its names a volume is not found.
-        EXPECT_THAT(answers, testing::Each(testing::AnyOf(0xc1000001u, 18u)));
-        EXPECT_THAT(answers, testing::Contains(18u));
+        // A volume whose names cannot be read is not found.
+        EXPECT_THAT(results, testing::Each(testing::AnyOf(FARLO_PROVIDER_FAILED, FARLO_EXCEPTION)));
+        EXPECT_THAT(results, testing::Contains(FARLO_EXCEPTION));
     };
-    run([&] { return refresh(L"one"); });
+    run([&] { return update(L"one"); });
     run([&] { return FARLO(FFUpdateMountPathA)(handle, "one"); });
 }
 
