@@ -1,7 +1,8 @@
-// Records of the lab's own scenarios. Nothing is replaced: the lab's service executes the methods,
-// and drives, file systems and mount-point manager are those of the machine.
+// Records of the lab's own scenarios. Nothing is replaced: the lab's service executes the methods;
+// the drives, file systems and mount points are the machine's.
 #include "query/record_image.h"
 #include "support/farlo_test.h"
+#include "support/service_names.h"
 
 namespace {
 
@@ -10,7 +11,7 @@ using records::disk_size;
 using records::Image;
 using records::volume_size;
 
-// A string of that length that ends in "|", as the scenario contains them.
+// The scenario fills names with dots up to a "|" at the end.
 std::wstring filled(std::wstring start, std::size_t length) {
     start.resize(length - 1, L'.');
     return start + L'|';
@@ -38,8 +39,8 @@ class LabScenarios : public FarloTest {
     }
     void with_records(const std::function<void()>& body) { with_scenario(L"records.json", body); }
 
-    // A buffer of the size that the library reports, which must be `wanted`.
-    template <class Get> GuardedBuffer sized(std::uint32_t wanted, Get&& get) {
+    // Expects that the library reports the size `wanted` and returns a buffer of that size.
+    template <class Get> GuardedBuffer buffer_of_reported_size(std::uint32_t wanted, Get&& get) {
         std::uint32_t size = 0;
         std::uint8_t unused = 0;
         EXPECT_EQ(get(&unused, &size), FARLO_BUFFER_TOO_SMALL);
@@ -52,7 +53,7 @@ class LabScenarios : public FarloTest {
                                            size);
         };
         auto size = static_cast<std::uint32_t>(wanted.bytes().size());
-        const GuardedBuffer record = sized(size, get);
+        const GuardedBuffer record = buffer_of_reported_size(size, get);
         EXPECT_EQ(get(record.data(), &size), FARLO_SUCCESS);
         EXPECT_EQ(record.difference(wanted.bytes()), "");
     }
@@ -62,7 +63,7 @@ class LabScenarios : public FarloTest {
             return FARLO(GetDgVolPropertiesW)(handle, group, nullptr,
                                               static_cast<DgVolInfo*>(record), buffer_size);
         };
-        const GuardedBuffer record = sized(size, get);
+        const GuardedBuffer record = buffer_of_reported_size(size, get);
         EXPECT_EQ(get(record.data(), &size), FARLO_SUCCESS);
         EXPECT_EQ(record.difference(wanted.bytes()), "");
     }
@@ -71,9 +72,6 @@ class LabScenarios : public FarloTest {
 constexpr wchar_t raw_device[] = L"\\Device\\HarddiskDmVolumes\\dg_nodisks\\vol_raw";
 constexpr wchar_t bare_device[] = L"\\Device\\HarddiskDmVolumes\\dg_nodisks\\vol_bare";
 constexpr wchar_t off_device[] = L"\\Device\\HarddiskDmVolumes\\dg_spanned\\vol_off";
-// States of a volume, in the service's bits.
-constexpr std::uint32_t online_state = 0;
-constexpr std::uint32_t offline_state = 0x20;
 
 constexpr char spanned_guid[] = "b0000000-0000-0000-0000-000000000002";
 
@@ -191,8 +189,8 @@ TEST_F(LabScenarios, VolumesWithoutLinkAreUnusable) {
                       {bare_device, L"", {}, {}, L"X:\\bare", 1, FARLO_VOLUME_UNUSABLE, 8192});
         EXPECT_EQ(records.difference(wanted.bytes()), "");
 
-        // A drive has a link. A volume that is offline is unusable; volumes of data change objects
-        // are skipped.
+        // A drive has a link and is usable, unless the volume is offline. Volumes of data change
+        // objects are skipped.
         count = 1;
         const GuardedBuffer offline(volume_size);
         EXPECT_EQ(FARLO(GetUnusableVolumesInfo)(handle, L"dg_spanned", nullptr,
@@ -295,11 +293,11 @@ TEST_F(LabScenarios, VolumeGoesOfflineAndOnline) {
                 FARLO_SUCCESS);
             return value;
         };
-        EXPECT_EQ(state(), online_state);
+        EXPECT_EQ(state(), volume_state::online);
         EXPECT_EQ(FARLO(OfflineVolW)(handle, spanned_guid, device.c_str(), 0), FARLO_SUCCESS);
-        EXPECT_EQ(state(), offline_state);
+        EXPECT_EQ(state(), volume_state::offline);
         EXPECT_EQ(FARLO(OnlineVolW)(handle, spanned_guid, device.c_str(), 0, 1000), FARLO_SUCCESS);
-        EXPECT_EQ(state(), online_state);
+        EXPECT_EQ(state(), volume_state::online);
     });
 }
 
