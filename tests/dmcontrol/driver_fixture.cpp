@@ -5,7 +5,7 @@
 namespace dm_tests {
 namespace {
 
-std::uint32_t ask(HANDLE device, std::uint32_t code, const void* record) {
+std::uint32_t request(HANDLE device, std::uint32_t code, const void* record) {
     dm_control_block block{reinterpret_cast<std::uintptr_t>(record), 0};
     return lab::send_request(device, code, &block, sizeof block, &block, sizeof block);
 }
@@ -18,7 +18,7 @@ std::filesystem::path driver_file() {
     return path;
 }
 
-// Loads the driver again, so that the one just built runs.
+// Reloads the driver: a driver of an earlier build may be loaded.
 void DriverTest::SetUpTestSuite() {
     lab::stop_driver(LAB_DM_DRIVER);
     lab::start_driver(LAB_DM_DRIVER, driver_file());
@@ -32,7 +32,7 @@ void DriverTest::SetUp() {
     ASSERT_TRUE(control) << "the info device cannot be opened";
     ASSERT_TRUE(info != nullptr);
     ASSERT_TRUE(config != nullptr);
-    ASSERT_EQ(control.forget(), done);
+    ASSERT_EQ(control.forget(), success);
     control.take_events();
 }
 
@@ -69,12 +69,12 @@ dm_volume_request* DriverTest::volume_record(const char* name, std::uint8_t guid
     return m_volume_record.get();
 }
 
-std::uint32_t DriverTest::ask_info(std::uint32_t code, const void* record) {
-    return ask(info.get(), code, record);
+std::uint32_t DriverTest::request_info(std::uint32_t code, const void* record) {
+    return request(info.get(), code, record);
 }
 
-std::uint32_t DriverTest::ask_config(std::uint32_t code, const void* record) {
-    return ask(config.get(), code, record);
+std::uint32_t DriverTest::request_config(std::uint32_t code, const void* record) {
+    return request(config.get(), code, record);
 }
 
 }  // namespace dm_tests

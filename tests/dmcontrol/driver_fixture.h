@@ -2,6 +2,7 @@
 #pragma once
 
 #include "dmcontrol/control_device.h"
+#include "support/service_names.h"
 
 #include <gtest/gtest.h>
 
@@ -13,18 +14,20 @@
 
 namespace dm_tests {
 
-// Native statuses.
-constexpr std::uint32_t done = 0;
-constexpr std::uint32_t buffer_overflow = 0x80000005;
-constexpr std::uint32_t unsuccessful = 0xC0000001;
-constexpr std::uint32_t invalid_parameter = 0xC000000D;
-constexpr std::uint32_t no_such_device = 0xC000000E;
-constexpr std::uint32_t invalid_device_request = 0xC0000010;
-constexpr std::uint32_t buffer_too_small = 0xC0000023;
-constexpr std::uint32_t not_found = 0xC0000034;
-constexpr std::uint32_t sharing_violation = 0xC0000043;
-constexpr std::uint32_t insufficient_resources = 0xC000009A;
-constexpr std::uint32_t invalid_buffer_size = 0xC0000206;
+// Native statuses as requests return them.
+using support::native_bits;
+namespace native = support::native;
+constexpr std::uint32_t success = native_bits(native::success);
+constexpr std::uint32_t buffer_overflow = native_bits(native::buffer_overflow);
+constexpr std::uint32_t unsuccessful = native_bits(native::unsuccessful);
+constexpr std::uint32_t invalid_parameter = native_bits(native::invalid_parameter);
+constexpr std::uint32_t no_such_device = native_bits(native::no_such_device);
+constexpr std::uint32_t invalid_device_request = native_bits(native::invalid_device_request);
+constexpr std::uint32_t buffer_too_small = native_bits(native::buffer_too_small);
+constexpr std::uint32_t not_found = native_bits(native::object_name_not_found);
+constexpr std::uint32_t sharing_violation = native_bits(native::sharing_violation);
+constexpr std::uint32_t insufficient_resources = native_bits(native::insufficient_resources);
+constexpr std::uint32_t invalid_buffer_size = native_bits(native::invalid_buffer_size);
 
 // The driver that was built.
 std::filesystem::path driver_file();
@@ -41,13 +44,13 @@ class DriverTest : public testing::Test {
     static lab_dm_group group(std::uint8_t number, std::uint32_t flags);
     static lab_dm_volume volume(std::uint8_t number, std::uint8_t group, std::uint32_t flags);
 
-    // Request records as a program fills them.
+    // Records of requests, as programs fill them.
     dm_reservation_request* group_record(const char* guid_text, std::uint32_t reservation);
     dm_volume_request* volume_record(const char* name, std::uint8_t guid);
 
-    // Send one request like the library.
-    std::uint32_t ask_info(std::uint32_t code, const void* record);
-    std::uint32_t ask_config(std::uint32_t code, const void* record);
+    // Send one request, as the library does, and return its status.
+    std::uint32_t request_info(std::uint32_t code, const void* record);
+    std::uint32_t request_config(std::uint32_t code, const void* record);
 
     lab::ControlDevice control;
     lab::WindowsHandle info = lab::open_device(DM_INFO_DEVICE);

@@ -68,10 +68,18 @@ inline constexpr std::int32_t invalid_parameter = static_cast<std::int32_t>(0xC0
 inline constexpr std::int32_t no_such_device = static_cast<std::int32_t>(0xC000000E);
 inline constexpr std::int32_t invalid_device_request = static_cast<std::int32_t>(0xC0000010);
 inline constexpr std::int32_t access_denied = static_cast<std::int32_t>(0xC0000022);
+inline constexpr std::int32_t buffer_too_small = static_cast<std::int32_t>(0xC0000023);
 inline constexpr std::int32_t object_name_not_found = static_cast<std::int32_t>(0xC0000034);
 inline constexpr std::int32_t object_path_not_found = static_cast<std::int32_t>(0xC000003A);
 inline constexpr std::int32_t sharing_violation = static_cast<std::int32_t>(0xC0000043);
+inline constexpr std::int32_t insufficient_resources = static_cast<std::int32_t>(0xC000009A);
+inline constexpr std::int32_t invalid_buffer_size = static_cast<std::int32_t>(0xC0000206);
 }  // namespace native
+
+// A native status as the lab's functions for devices take and return it.
+constexpr std::uint32_t native_bits(std::int32_t status) {
+    return static_cast<std::uint32_t>(status);
+}
 
 // A number as the recorder, the fault plan and the log write it: "0xc1000001".
 inline std::string hex(std::uint32_t number) {
