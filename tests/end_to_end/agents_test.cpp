@@ -1,4 +1,5 @@
 // Several agents work while their service is killed and restarted.
+#include "end_to_end/service_objects.h"
 #include "service/service_fixture.h"
 #include "support/farlo_dll.h"
 #include "support/trace_lines.h"
@@ -40,10 +41,11 @@ class Agents : public ServiceTest {
 
     void start_agents() {
         for (int number = 1; number <= agents; ++number) {
-            const std::string text = guid(number);
-            m_processes.push_back(std::make_unique<Process>(
-                beside_this_program(L"group_agent.exe") + L" " + m_name + L" dg" +
-                std::to_wstring(number) + L" " + std::wstring(text.begin(), text.end())));
+            const std::string group_guid = guid(number);
+            m_processes.push_back(
+                std::make_unique<Process>(beside_this_program(L"group_agent.exe") + L" " + m_name +
+                                          L" dg" + std::to_wstring(number) + L" " +
+                                          std::wstring(group_guid.begin(), group_guid.end())));
         }
     }
     // Waits until each agent has moved its group over its current connection.
@@ -63,22 +65,13 @@ class Agents : public ServiceTest {
         }
         return outputs;
     }
-    // Returns for each group whether the service reports it as imported.
-    std::vector<bool> imported() {
-        std::vector<bool> result;
+    // Returns "imported" of each group.
+    std::vector<std::uint8_t> imported() {
         const opal_handle handle = connect();
-        std::vector<opal_objid> groups;
-        EXPECT_EQ(list(handle, ZTTYPE_DISK_GROUP, groups), ZTSTATUS_OK);
-        for (const opal_objid& group : groups) {
-            opal_property property;
-            EXPECT_EQ(ObGetProperty(handle->connection, handle->connection_context, &group,
-                                    "imported", &property),
-                      ZTSTATUS_OK);
-            result.push_back(*static_cast<const std::uint8_t*>(property.value) != 0);
-            PsFreeProperty(&property);
-        }
+        const std::vector<std::uint8_t> values =
+            read_all<std::uint8_t>(handle, ZTTYPE_DISK_GROUP, "imported");
         release(handle);
-        return result;
+        return values;
     }
 
   private:
@@ -88,7 +81,7 @@ class Agents : public ServiceTest {
     std::vector<std::unique_ptr<Process>> m_processes;
 };
 
-TEST_F(Agents, ReconnectWhenTheServiceIsKilled) {
+TEST_F(Agents, ReconnectWhenServiceIsKilled) {
     start(scenario());
     start_agents();
     await_moves();
@@ -110,7 +103,7 @@ TEST_F(Agents, ReconnectWhenTheServiceIsKilled) {
         EXPECT_EQ(reconnections, unsigned{kills});
         EXPECT_GE(alerts, unsigned{kills + 1});
     }
-    EXPECT_EQ(imported(), std::vector<bool>(agents, false));
+    EXPECT_EQ(imported(), std::vector<std::uint8_t>(agents, 0));
 
     std::string error;
     EXPECT_FALSE(read_log(environment().log_file(), error).empty());

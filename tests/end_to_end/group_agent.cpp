@@ -7,6 +7,7 @@
 // When the event NAME.stop is set, it deports the group, prints "rounds N,
 // reconnections N, alerts N" and exits with 0. It exits with 1 if a call fails for
 // another reason than a lost connection, or if no alert arrives on a connection.
+#include "end_to_end/agent_program.h"
 #include "farlo.h"
 #include "support/private_registry.h"
 
@@ -18,12 +19,9 @@
 
 namespace {
 
-constexpr DWORD hang_ms = 60'000;
-constexpr DWORD retry_ms = 100;
+using namespace end_to_end;
 
-template <class Function> Function find(HMODULE farlo, const char* name) {
-    return reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(farlo, name)));
-}
+constexpr DWORD retry_ms = 100;
 
 std::atomic<unsigned> alerts = 0;
 
@@ -31,8 +29,8 @@ void on_alert() {
     ++alerts;
 }
 
-// Alerts arrive on another thread.
-bool an_alert_comes(unsigned before) {
+// Waits for an alert, which arrives on another thread.
+bool await_alert(unsigned before) {
     for (DWORD waited = 0; alerts == before; waited += retry_ms) {
         if (waited >= hang_ms) {
             return false;
@@ -50,18 +48,18 @@ bool fail(const char* call, std::uint32_t status) {
 class Agent {
   public:
     Agent(HMODULE farlo, const wchar_t* group, std::string guid, HANDLE moved)
-        : m_validate(find<ValidateClusterW_fn>(farlo, "ValidateClusterW")),
-          m_release(find<UnInitializeClusterW_fn>(farlo, "UnInitializeClusterW")),
-          m_register(find<RegisterForAlerts_fn>(farlo, "RegisterForAlerts")),
-          m_online(find<OnlineDgW_fn>(farlo, "OnlineDgW")),
-          m_offline(find<OfflineDgW_fn>(farlo, "OfflineDgW")), m_group(group),
+        : m_validate(find_export<ValidateClusterW_fn>(farlo, "ValidateClusterW")),
+          m_release(find_export<UnInitializeClusterW_fn>(farlo, "UnInitializeClusterW")),
+          m_register(find_export<RegisterForAlerts_fn>(farlo, "RegisterForAlerts")),
+          m_online(find_export<OnlineDgW_fn>(farlo, "OnlineDgW")),
+          m_offline(find_export<OfflineDgW_fn>(farlo, "OfflineDgW")), m_group(group),
           m_guid(std::move(guid)), m_moved(moved) {}
 
     bool run(HANDLE stop) {
         if (!connect() || m_register(m_handle, on_alert) != FARLO_SUCCESS) {
             return fail("RegisterForAlerts", 1);
         }
-        while (m_fresh || WaitForSingleObject(stop, 0) != WAIT_OBJECT_0) {
+        while (m_first_round || WaitForSingleObject(stop, 0) != WAIT_OBJECT_0) {
             if (!round()) {
                 return false;
             }
@@ -80,7 +78,7 @@ class Agent {
             Sleep(retry_ms);
         }
         ++m_connections;
-        m_fresh = true;
+        m_first_round = true;
         return true;
     }
 
@@ -97,9 +95,9 @@ class Agent {
             return fail("online and offline", status);
         }
         ++m_rounds;
-        if (m_fresh) {
-            m_fresh = false;
-            if (!an_alert_comes(alerts_before)) {
+        if (m_first_round) {
+            m_first_round = false;
+            if (!await_alert(alerts_before)) {
                 return fail("no alert", 1);
             }
             ReleaseSemaphore(m_moved, 1, nullptr);
@@ -116,7 +114,7 @@ class Agent {
     const std::string m_guid;
     const HANDLE m_moved;
     opal_handle m_handle = nullptr;
-    bool m_fresh = false;
+    bool m_first_round = false;
     unsigned m_rounds = 0;
     unsigned m_connections = 0;
 };
@@ -130,14 +128,14 @@ int wmain(int argc, wchar_t** argv) {
     }
     const support::PrivateRegistry registry;
     const std::wstring name = argv[1];
-    const std::wstring wide_guid = argv[3];
     const HANDLE moved = OpenSemaphoreW(SEMAPHORE_MODIFY_STATE, FALSE, (name + L".moved").c_str());
     const HANDLE stop = OpenEventW(SYNCHRONIZE, FALSE, (name + L".stop").c_str());
     const HMODULE farlo = LoadLibraryW(L"farlo.dll");
     if (farlo == nullptr || moved == nullptr || stop == nullptr) {
-        std::fprintf(stderr, "nothing to work with, error %lu\n", GetLastError());
+        std::fprintf(stderr, "farlo.dll cannot be loaded or NAME is unknown, error %lu\n",
+                     GetLastError());
         return 1;
     }
-    Agent agent(farlo, argv[2], std::string(wide_guid.begin(), wide_guid.end()), moved);
+    Agent agent(farlo, argv[2], narrow_guid(argv[3]), moved);
     return agent.run(stop) ? 0 : 1;
 }

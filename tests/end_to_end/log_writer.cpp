@@ -4,6 +4,7 @@
 //
 // Each line is the first of the two lines that a call with a NULL handle writes. It
 // contains process, thread and number and is WIDTH characters wide.
+#include "end_to_end/agent_program.h"
 #include "farlo.h"
 #include "support/private_registry.h"
 
@@ -48,8 +49,7 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "log_writer: farlo.dll cannot be loaded, error %lu\n", GetLastError());
         return 1;
     }
-    online = reinterpret_cast<OnlineDgExW_fn>(
-        reinterpret_cast<void*>(GetProcAddress(farlo, "OnlineDgExW")));
+    online = end_to_end::find_export<OnlineDgExW_fn>(farlo, "OnlineDgExW");
     std::vector<int> numbers(static_cast<std::size_t>(std::atoi(argv[2])));
     std::vector<HANDLE> threads;
     for (int& number : numbers) {

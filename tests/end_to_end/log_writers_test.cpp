@@ -1,4 +1,5 @@
 // Many processes and threads write to one trace log while it rolls over.
+#include "service/process.h"
 #include "support/farlo_dll.h"
 #include "support/trace_lines.h"
 
@@ -18,16 +19,10 @@ constexpr int calls = 10'000 / (processes * threads);
 // Wide enough for exactly one rollover.
 constexpr int width = 1100;
 
-std::filesystem::path own_folder() {
-    wchar_t path[MAX_PATH];
-    GetModuleFileNameW(nullptr, path, MAX_PATH);
-    return std::filesystem::path(path).parent_path();
-}
-
 HANDLE start_writer(int number) {
-    std::wstring command = L"\"" + (own_folder() / L"log_writer.exe").wstring() + L"\" " +
-                           std::to_wstring(number) + L" " + std::to_wstring(threads) + L" " +
-                           std::to_wstring(calls) + L" " + std::to_wstring(width);
+    std::wstring command = beside_this_program(L"log_writer.exe") + L" " + std::to_wstring(number) +
+                           L" " + std::to_wstring(threads) + L" " + std::to_wstring(calls) + L" " +
+                           std::to_wstring(width);
     STARTUPINFOW startup{};
     startup.cb = sizeof startup;
     PROCESS_INFORMATION process{};
@@ -39,7 +34,7 @@ HANDLE start_writer(int number) {
     return process.hProcess;
 }
 
-TEST(LogWriters, LoseMixAndTearNoLineAcrossRollover) {
+TEST(LogWriters, WriteEveryLineWholeAndInOrderAcrossRollover) {
     environment().remove_logs();
     std::vector<HANDLE> writers;
     for (int number = 0; number < processes; ++number) {
@@ -55,7 +50,7 @@ TEST(LogWriters, LoseMixAndTearNoLineAcrossRollover) {
     }
 
     const std::filesystem::path older = environment().log_file().wstring() + L".0";
-    ASSERT_TRUE(std::filesystem::exists(older)) << "it was to roll over";
+    ASSERT_TRUE(std::filesystem::exists(older)) << "the log did not roll over";
     std::string error;
     std::vector<LogLine> lines = read_log(older, error);
     EXPECT_EQ(error, "");

@@ -3,17 +3,18 @@
 //   node_starter NAME NUMBER GROUP DEVICE STEP
 //
 // Each set of the event NAME.go.NUMBER makes it bring the volume online once. It
-// releases the semaphore NAME.done once it is connected, and after each online. If an
-// online fails, it exits with its status.
+// releases the semaphore NAME.done once it is connected, and after each OnlineVolW. If
+// OnlineVolW fails, it exits with its status.
 //
 // At STEP it releases the semaphore NAME.reached and stops forever:
 //   before    before the node's mutex is created
 //   holding   while it holds the mutex
 //   token     while it holds the mutex and the start token
-//   answered  the same, after the start has returned
+//   started   the same, after the start has returned
 //   waiting   while it waits for the node and holds the token only
-// At "at-mutex" it releases the semaphore and then waits for the mutex. With "-" it
-// stops nowhere.
+// At "at-mutex" it releases the semaphore and continues with the wait for the mutex. With "-" it
+// does not stop.
+#include "end_to_end/agent_program.h"
 #include "farlo.h"
 #include "support/interposer.h"
 #include "support/private_registry.h"
@@ -24,11 +25,10 @@
 
 namespace {
 
+using namespace end_to_end;
 using support::StandIn;
 
-constexpr DWORD hang_ms = 60'000;
 constexpr DWORD poll_pause_ms = 1000;
-constexpr int could_not_begin = 0x10000;
 constexpr char node_mutex[] = "Global\\cvmclusternodeMutex";
 
 std::wstring step;
@@ -45,10 +45,10 @@ void report_reached() {
     }
 }
 
-// Replaces functions that the library calls, for the life of the process.
-class Road {
+// Replaces functions that the library calls, so that the process can stop at a step.
+class Steps {
   public:
-    explicit Road(HMODULE farlo)
+    explicit Steps(HMODULE farlo)
         : m_create_mutex(farlo, "CreateMutexA",
                          [this](SECURITY_ATTRIBUTES* security, BOOL owned, const char* name) {
                              if (std::string(name) != node_mutex) {
@@ -80,7 +80,7 @@ class Road {
                          }
                          const opal_status status = m_dispatch.real(
                              connection, target, interface_id, major, minor, rest...);
-                         if (minor == ZTMETHOD_MISCOP_STARTNODE && step == L"answered") {
+                         if (minor == ZTMETHOD_MISCOP_STARTNODE && step == L"started") {
                              stop_here();
                          }
                          return status;
@@ -100,42 +100,38 @@ class Road {
     StandIn<decltype(Sleep)> m_sleep;
 };
 
-template <class Function> Function find(HMODULE farlo, const char* name) {
-    return reinterpret_cast<Function>(reinterpret_cast<void*>(GetProcAddress(farlo, name)));
-}
-
 }  // namespace
 
 int wmain(int argc, wchar_t** argv) {
     if (argc != 6) {
         std::fputs("usage: node_starter NAME NUMBER GROUP DEVICE STEP\n", stderr);
-        return could_not_begin;
+        return could_not_start;
     }
     const support::PrivateRegistry registry;
     const std::wstring name = argv[1];
-    const std::wstring wide_guid = argv[3];
-    const std::string guid(wide_guid.begin(), wide_guid.end());
+    const std::string guid = narrow_guid(argv[3]);
     step = argv[5];
     const HANDLE go = OpenEventW(SYNCHRONIZE, FALSE, (name + L".go." + argv[2]).c_str());
     const HANDLE done = OpenSemaphoreW(SEMAPHORE_MODIFY_STATE, FALSE, (name + L".done").c_str());
     reached = OpenSemaphoreW(SEMAPHORE_MODIFY_STATE, FALSE, (name + L".reached").c_str());
     const HMODULE farlo = LoadLibraryW(L"farlo.dll");
     if (farlo == nullptr || go == nullptr || done == nullptr || reached == nullptr) {
-        std::fprintf(stderr, "nothing to begin with, error %lu\n", GetLastError());
-        return could_not_begin;
+        std::fprintf(stderr, "farlo.dll cannot be loaded or NAME is unknown, error %lu\n",
+                     GetLastError());
+        return could_not_start;
     }
-    const Road road(farlo);
+    const Steps steps(farlo);
     opal_handle handle = nullptr;
     const std::uint32_t connected =
-        find<InitializeClusterW_fn>(farlo, "InitializeClusterW")(&handle);
-    if (connected != 0) {
+        find_export<InitializeClusterW_fn>(farlo, "InitializeClusterW")(&handle);
+    if (connected != FARLO_SUCCESS) {
         std::fprintf(stderr, "not connected: 0x%x\n", connected);
-        return could_not_begin;
+        return could_not_start;
     }
-    const auto online = find<OnlineVolW_fn>(farlo, "OnlineVolW");
-    std::uint32_t status = 0;
+    const auto online = find_export<OnlineVolW_fn>(farlo, "OnlineVolW");
+    std::uint32_t status = FARLO_SUCCESS;
     ReleaseSemaphore(done, 1, nullptr);
-    while (status == 0 && WaitForSingleObject(go, hang_ms) == WAIT_OBJECT_0) {
+    while (status == FARLO_SUCCESS && WaitForSingleObject(go, hang_ms) == WAIT_OBJECT_0) {
         status = online(handle, guid.c_str(), argv[4], 0, INFINITE);
         ReleaseSemaphore(done, 1, nullptr);
     }

@@ -11,8 +11,8 @@ namespace {
 
 using namespace support;
 
-// A starter that has not finished after this time counts as waiting. Longer than one of
-// its poll intervals.
+// A starter that is not done after this time counts as waiting. Longer than one interval at which
+// it polls the node.
 constexpr DWORD patience_ms = 1500;
 
 class NodeStarters : public ServiceTest {
@@ -55,7 +55,7 @@ class NodeStarters : public ServiceTest {
         return number;
     }
     Process& starter(std::size_t number) { return *m_starters[number]; }
-    void let_go(std::size_t number) { SetEvent(m_go[number]); }
+    void signal_go(std::size_t number) { SetEvent(m_go[number]); }
     void await_done(std::size_t count) {
         for (std::size_t i = 0; i < count; ++i) {
             ASSERT_EQ(WaitForSingleObject(m_done, hang_ms), WAIT_OBJECT_0);
@@ -71,7 +71,7 @@ class NodeStarters : public ServiceTest {
         EXPECT_EQ(starter(number).errors(), "");
     }
 
-    opal_status node(uint32_t method) { return call_service_method(m_handle, method); }
+    opal_status call_node(uint32_t method) { return call_service_method(m_handle, method); }
     // Returns the number of start requests, including the test's own.
     std::size_t starts() const {
         std::size_t count = 0;
@@ -83,43 +83,43 @@ class NodeStarters : public ServiceTest {
         return count;
     }
 
-    // Kills the first starter at a step. The second starts afterwards or, if
-    // `waits_for_mutex`, already waits for the mutex.
-    void kill_at(const std::wstring& step, bool waits_for_mutex) {
+    // Kills the first starter at a step. The second one begins after that, or already waits for
+    // the mutex.
+    enum SecondStarter { begins_after_kill, waits_for_mutex };
+    void kill_first_at(const std::wstring& step, SecondStarter second) {
         start_service(1);
         const std::size_t first = add_starter(step);
-        m_second = add_starter(waits_for_mutex ? L"at-mutex" : L"-");
-        let_go(first);
+        m_second = add_starter(second == waits_for_mutex ? L"at-mutex" : L"-");
+        signal_go(first);
         await_reached();
-        if (waits_for_mutex) {
-            let_go(m_second);
+        if (second == waits_for_mutex) {
+            signal_go(m_second);
             await_reached();
-            Sleep(100);  // until it really waits
+            Sleep(100);  // it signals before it waits
         }
         starter(first).kill();
-        if (!waits_for_mutex) {
-            let_go(m_second);
+        if (second == begins_after_kill) {
+            signal_go(m_second);
         }
     }
     // The second starter brings its volume online after one start.
-    void expect_success() {
+    void expect_second_succeeds_after_one_start() {
         EXPECT_TRUE(is_done_within(hang_ms));
         expect_running(m_second);
         EXPECT_EQ(starts(), 1u);
     }
-    // The second starter waits until the node is started by someone else. A third
-    // starter then succeeds.
-    void expect_waits() {
+    // The second starter waits until the test starts the node. A third one then starts it again.
+    void expect_second_only_waits() {
         EXPECT_FALSE(is_done_within(patience_ms));
         EXPECT_EQ(starts(), 0u);
-        EXPECT_EQ(node(ZTMETHOD_MISCOP_STARTNODE), 0u);
+        EXPECT_EQ(call_node(ZTMETHOD_MISCOP_STARTNODE), bus_success);
         EXPECT_TRUE(is_done_within(hang_ms));
         expect_running(m_second);
         EXPECT_EQ(starts(), 1u);
 
-        EXPECT_EQ(node(ZTMETHOD_MISCOP_STOPNODE), 0u);
+        EXPECT_EQ(call_node(ZTMETHOD_MISCOP_STOPNODE), bus_success);
         const std::size_t third = add_starter();
-        let_go(third);
+        signal_go(third);
         EXPECT_TRUE(is_done_within(hang_ms));
         expect_running(third);
         EXPECT_EQ(starts(), 2u);
@@ -135,7 +135,7 @@ class NodeStarters : public ServiceTest {
     opal_handle m_handle = nullptr;
 };
 
-TEST_F(NodeStarters, SendOneStartOfTwelve) {
+TEST_F(NodeStarters, SendOneStartWhenTwelveBeginAtOnce) {
     constexpr std::size_t starters = 12;
     constexpr std::size_t rounds = 50;
     start_service(0);
@@ -145,45 +145,45 @@ TEST_F(NodeStarters, SendOneStartOfTwelve) {
     for (std::size_t round = 1; round <= rounds; ++round) {
         SCOPED_TRACE(round);
         for (std::size_t number = 0; number < starters; ++number) {
-            let_go(number);
+            signal_go(number);
         }
         await_done(starters);
         ASSERT_EQ(starts(), round);
-        ASSERT_EQ(node(ZTMETHOD_MISCOP_STOPNODE), 0u);
+        ASSERT_EQ(call_node(ZTMETHOD_MISCOP_STOPNODE), bus_success);
     }
     for (std::size_t number = 0; number < starters; ++number) {
         expect_running(number);
     }
 }
 
-TEST_F(NodeStarters, SucceedAfterOneIsKilledBeforeTheMutex) {
-    kill_at(L"before", false);
-    expect_success();
+TEST_F(NodeStarters, StartNodeAfterOneIsKilledBeforeMutex) {
+    kill_first_at(L"before", begins_after_kill);
+    expect_second_succeeds_after_one_start();
 }
 
-TEST_F(NodeStarters, SucceedAfterOneIsKilledHoldingTheMutex) {
-    kill_at(L"holding", false);
-    expect_success();
+TEST_F(NodeStarters, StartNodeAfterOneIsKilledWithMutex) {
+    kill_first_at(L"holding", begins_after_kill);
+    expect_second_succeeds_after_one_start();
 }
 
 // KEPT: a mutex whose owner died does not count as obtained.
-TEST_F(NodeStarters, OnlyWaitAfterInheritingTheMutex) {
-    kill_at(L"holding", true);
-    expect_waits();
+TEST_F(NodeStarters, WaitWithoutStartAfterInheritingMutex) {
+    kill_first_at(L"holding", waits_for_mutex);
+    expect_second_only_waits();
 }
 
 // Of two that wait for the mutex, the one that does not inherit it starts the node.
-TEST_F(NodeStarters, StartTheNodeAfterTheMutexIsAbandoned) {
+TEST_F(NodeStarters, StartNodeOnceWhenTwoWaitForAbandonedMutex) {
     start_service(1);
     const std::size_t first = add_starter(L"holding");
     const std::size_t waiting[] = {add_starter(L"at-mutex"), add_starter(L"at-mutex")};
-    let_go(first);
+    signal_go(first);
     await_reached();
     for (const std::size_t number : waiting) {
-        let_go(number);
+        signal_go(number);
         await_reached();
     }
-    Sleep(100);  // from there to the wait itself
+    Sleep(100);  // they signal before they wait
     starter(first).kill();
     await_done(2);
     for (const std::size_t number : waiting) {
@@ -192,24 +192,24 @@ TEST_F(NodeStarters, StartTheNodeAfterTheMutexIsAbandoned) {
     EXPECT_EQ(starts(), 1u);
 }
 
-TEST_F(NodeStarters, OnlyWaitAfterOneIsKilledWithTheToken) {
-    kill_at(L"token", false);
-    expect_waits();
+TEST_F(NodeStarters, WaitWithoutStartAfterOneIsKilledWithToken) {
+    kill_first_at(L"token", begins_after_kill);
+    expect_second_only_waits();
 }
 
-TEST_F(NodeStarters, OnlyWaitAfterInheritingTheMutexWithoutToken) {
-    kill_at(L"token", true);
-    expect_waits();
+TEST_F(NodeStarters, WaitWithoutStartAfterInheritingMutexWithoutToken) {
+    kill_first_at(L"token", waits_for_mutex);
+    expect_second_only_waits();
 }
 
-TEST_F(NodeStarters, SucceedAfterOneIsKilledAfterTheStart) {
-    kill_at(L"answered", false);
-    expect_success();
+TEST_F(NodeStarters, SucceedWithoutStartAfterOneIsKilledAfterStart) {
+    kill_first_at(L"started", begins_after_kill);
+    expect_second_succeeds_after_one_start();
 }
 
-TEST_F(NodeStarters, SucceedAfterOneIsKilledWhileItWaits) {
-    kill_at(L"waiting", false);
-    expect_success();
+TEST_F(NodeStarters, SucceedWithoutStartAfterOneIsKilledWhileItWaits) {
+    kill_first_at(L"waiting", begins_after_kill);
+    expect_second_succeeds_after_one_start();
 }
 
 }  // namespace

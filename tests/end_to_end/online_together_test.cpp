@@ -1,5 +1,6 @@
 // Agents in separate processes bring volumes online at the same time. If the node does
 // not run, one of them starts it.
+#include "end_to_end/service_objects.h"
 #include "service/service_fixture.h"
 #include "support/farlo_dll.h"
 
@@ -73,28 +74,19 @@ class OnlineTogether : public ServiceTest {
         std::vector<std::string> found;
         std::istringstream log(service->log());
         for (std::string line; std::getline(log, line);) {
-            const std::string begin = "method " + std::to_string(method) + " -> ";
-            const std::size_t at = line.find(begin);
+            const std::string start = "method " + std::to_string(method) + " -> ";
+            const std::size_t at = line.find(start);
             if (at != std::string::npos) {
                 line.erase(line.find_last_not_of('\r') + 1);
-                found.push_back(line.substr(at + begin.size()));
+                found.push_back(line.substr(at + start.size()));
             }
         }
         return found;
     }
     std::vector<std::uint32_t> volume_states() {
-        std::vector<std::uint32_t> states;
         const opal_handle handle = connect();
-        std::vector<opal_objid> volumes;
-        EXPECT_EQ(list(handle, ZTTYPE_VOLUME, volumes), ZTSTATUS_OK);
-        for (const opal_objid& volume : volumes) {
-            opal_property state;
-            EXPECT_EQ(ObGetProperty(handle->connection, handle->connection_context, &volume,
-                                    "ztvmstate", &state),
-                      ZTSTATUS_OK);
-            states.push_back(*static_cast<const std::uint32_t*>(state.value));
-            PsFreeProperty(&state);
-        }
+        const std::vector<std::uint32_t> states =
+            read_all<std::uint32_t>(handle, ZTTYPE_VOLUME, "ztvmstate");
         release(handle);
         return states;
     }
@@ -105,33 +97,33 @@ class OnlineTogether : public ServiceTest {
     HANDLE m_go = nullptr;
 };
 
-TEST_F(OnlineTogether, StartTheNodeOnce) {
+TEST_F(OnlineTogether, StartNodeOnce) {
     start(scenario(R"("start_seconds": 2)"));
-    EXPECT_THAT(online_all(), Each(Optional(0u)));
+    EXPECT_THAT(online_all(), Each(Optional(FARLO_SUCCESS)));
     EXPECT_THAT(results_of(ZTMETHOD_MISCOP_STARTNODE), ElementsAre("0x0"));
     EXPECT_EQ(results_of(ZTMETHOD_MISCOP_VOLUMEONLINE), std::vector<std::string>(agents, "0x0"));
-    EXPECT_EQ(volume_states(), std::vector<std::uint32_t>(agents, 0));
+    EXPECT_EQ(volume_states(), std::vector<std::uint32_t>(agents, volume_state::online));
 }
 
-TEST_F(OnlineTogether, FailWhenTheNodeDoesNotStart) {
+TEST_F(OnlineTogether, FailWhenNodeDoesNotStart) {
     start(scenario(R"("start_seconds": 1, "start_fails": true)"));
-    EXPECT_THAT(online_all(), Each(Optional(ZTERROR_PROVIDER)));
+    EXPECT_THAT(online_all(), Each(Optional(FARLO_PROVIDER_FAILED)));
     EXPECT_THAT(results_of(ZTMETHOD_MISCOP_STARTNODE), Not(IsEmpty()));
     EXPECT_THAT(results_of(ZTMETHOD_DGOP_IMPORT), IsEmpty());
     EXPECT_THAT(results_of(ZTMETHOD_MISCOP_VOLUMEONLINE), IsEmpty());
-    EXPECT_EQ(volume_states(), std::vector<std::uint32_t>(agents, 0x20));
+    EXPECT_EQ(volume_states(), std::vector<std::uint32_t>(agents, volume_state::offline));
 }
 
 TEST_F(OnlineTogether, DoNotStartRunningNode) {
     start(scenario(R"("role": 1)"));
-    EXPECT_THAT(online_all(), Each(Optional(0u)));
+    EXPECT_THAT(online_all(), Each(Optional(FARLO_SUCCESS)));
     EXPECT_THAT(results_of(ZTMETHOD_MISCOP_STARTNODE), IsEmpty());
     EXPECT_EQ(results_of(ZTMETHOD_MISCOP_VOLUMEONLINE), std::vector<std::string>(agents, "0x0"));
-    EXPECT_EQ(volume_states(), std::vector<std::uint32_t>(agents, 0));
+    EXPECT_EQ(volume_states(), std::vector<std::uint32_t>(agents, volume_state::online));
     // One agent imports the group; the others accept that it is already online.
     std::vector<std::string> imports = results_of(ZTMETHOD_DGOP_IMPORT);
     EXPECT_EQ(std::erase(imports, "0x0"), 1u);
-    EXPECT_THAT(imports, Each(hex(ZTERROR_GROUP_ALREADY_ONLINE)));
+    EXPECT_THAT(imports, Each(hex(service_already_online)));
 }
 
 }  // namespace

@@ -23,11 +23,11 @@ class ReservationLock : public ServiceTest {
                    "reservation": {"owner": "here", "key": 1}}]})",
               "[]", 0, L" --driver");
         m_farlo = std::make_unique<FarloDll>();
-        ASSERT_EQ(CALL(*m_farlo, InitializeClusterW)(&m_handle), 0u);
+        ASSERT_EQ(CALL(*m_farlo, InitializeClusterW)(&m_handle), FARLO_SUCCESS);
     }
     void TearDown() override {
         m_holder.reset();
-        EXPECT_EQ(CALL(*m_farlo, UnInitializeClusterW)(m_handle), 0u);
+        EXPECT_EQ(CALL(*m_farlo, UnInitializeClusterW)(m_handle), FARLO_SUCCESS);
         m_farlo.reset();
         ServiceTest::TearDown();
         service.reset();
@@ -36,22 +36,22 @@ class ReservationLock : public ServiceTest {
         CloseHandle(m_go);
     }
 
-    void hold_the_lock() {
+    void hold_lock() {
         m_holder =
             std::make_unique<Process>(beside_this_program(L"mutex_holder.exe") + L" " + m_name +
                                       L" Global\\" + std::wstring(guid, guid + sizeof guid - 1));
         ASSERT_EQ(WaitForSingleObject(m_ready, hang_ms), WAIT_OBJECT_0);
     }
-    void release_the_lock() {
+    void release_lock() {
         SetEvent(m_go);
         EXPECT_EQ(m_holder->wait(hang_ms), 0u);
     }
-    // Returns the reservation status from the library.
-    std::uint32_t ask(std::uint32_t wanted_result) {
-        std::uint32_t status = 0xC5C5C5C5;
-        EXPECT_EQ(CALL(*m_farlo, GetDgReservationStatusW)(m_handle, L"dg", guid, &status),
-                  wanted_result);
-        return status;
+    // Returns the reservation that the library provides. The call must return `wanted_status`.
+    std::uint32_t reservation(std::uint32_t wanted_status) {
+        std::uint32_t provided = 0xC5C5C5C5;
+        EXPECT_EQ(CALL(*m_farlo, GetDgReservationStatusW)(m_handle, L"dg", guid, &provided),
+                  wanted_status);
+        return provided;
     }
 
     std::unique_ptr<Process> m_holder;
@@ -65,35 +65,37 @@ class ReservationLock : public ServiceTest {
 };
 
 TEST_F(ReservationLock, ReturnsBusyWhileHeldByAnotherProcess) {
-    EXPECT_EQ(ask(FARLO_SUCCESS), FARLO_RESERVATION_HELD);
-    hold_the_lock();
+    EXPECT_EQ(reservation(FARLO_SUCCESS), FARLO_RESERVATION_HELD);
+    hold_lock();
     // The next request that reaches the driver gets this status.
     lab::ControlDevice control;
-    ASSERT_EQ(control.set_answer(DM_INFO_GET_RESERVATION, 0xC0000034, 1), 0u);
-    EXPECT_EQ(ask(FARLO_SUCCESS), FARLO_RESERVATION_BUSY);
-    EXPECT_EQ(ask(FARLO_SUCCESS), FARLO_RESERVATION_BUSY);
-    release_the_lock();
-    EXPECT_EQ(ask(FARLO_NOT_FOUND), FARLO_RESERVATION_UNKNOWN)
-        << "the driver was asked while the lock was held elsewhere";
-    EXPECT_EQ(ask(FARLO_SUCCESS), FARLO_RESERVATION_HELD);
+    ASSERT_EQ(
+        control.set_answer(DM_INFO_GET_RESERVATION, native_bits(native::object_name_not_found), 1),
+        native_bits(native::success));
+    EXPECT_EQ(reservation(FARLO_SUCCESS), FARLO_RESERVATION_BUSY);
+    EXPECT_EQ(reservation(FARLO_SUCCESS), FARLO_RESERVATION_BUSY);
+    release_lock();
+    EXPECT_EQ(reservation(FARLO_NOT_FOUND), FARLO_RESERVATION_UNKNOWN)
+        << "a request reached the driver while the other process held the lock";
+    EXPECT_EQ(reservation(FARLO_SUCCESS), FARLO_RESERVATION_HELD);
 }
 
 TEST_F(ReservationLock, IsFreeAfterItsHolderIsKilled) {
-    hold_the_lock();
-    EXPECT_EQ(ask(FARLO_SUCCESS), FARLO_RESERVATION_BUSY);
+    hold_lock();
+    EXPECT_EQ(reservation(FARLO_SUCCESS), FARLO_RESERVATION_BUSY);
     m_holder->kill();
-    EXPECT_EQ(ask(FARLO_SUCCESS), FARLO_RESERVATION_HELD);
+    EXPECT_EQ(reservation(FARLO_SUCCESS), FARLO_RESERVATION_HELD);
 }
 
-// A third process keeps the lock alive after its owner died. The first query sees that
-// the owner died and leaves the lock owned.
+// The test keeps the lock from being deleted when its owner dies. The first query after that finds
+// the lock abandoned.
 TEST_F(ReservationLock, ReturnsBusyWhenAbandoned) {
-    hold_the_lock();
+    hold_lock();
     const lab::WindowsHandle open(
         OpenMutexA(SYNCHRONIZE, FALSE, (std::string("Global\\") + guid).c_str()));
     ASSERT_TRUE(open != nullptr);
     m_holder->kill();
-    EXPECT_EQ(ask(FARLO_SUCCESS), FARLO_RESERVATION_BUSY);
+    EXPECT_EQ(reservation(FARLO_SUCCESS), FARLO_RESERVATION_BUSY);
 }
 
 }  // namespace
