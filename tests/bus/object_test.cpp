@@ -1,3 +1,4 @@
+// CZtObject and CZtDatabase.
 #include "bus/database.h"
 #include "bus/object.h"
 #include "bus/traces.h"
@@ -9,8 +10,9 @@ namespace {
 
 using namespace farlo;
 using namespace bus_test;
+using namespace support;
 
-class Objects : public ClassLayer {
+class Object : public ClassLayer {
   protected:
     void SetUp() override {
         ClassLayer::SetUp();
@@ -45,7 +47,6 @@ class Objects : public ClassLayer {
         }
         return result;
     }
-    // Every object carries both words of the connection.
     void expect_connected(const std::vector<CZtObject>& objects) const {
         for (const CZtObject& one : objects) {
             EXPECT_EQ(one.pair().connection, m_pair.connection);
@@ -56,86 +57,88 @@ class Objects : public ClassLayer {
     ConnectionPair m_pair;
 };
 
-TEST_F(Objects, AllOfATypeInTheServicesOrder) {
+TEST_F(Object, GetObjectsAppendsObjectsOfTypeInOrderOfService) {
     std::vector<CZtObject> found;
-    EXPECT_EQ(CZtDatabase::GetObjects(m_pair, ZTTYPE_DISK_GROUP, found), 0u);
+    EXPECT_EQ(CZtDatabase::GetObjects(m_pair, ZTTYPE_DISK_GROUP, found), bus_success);
     EXPECT_EQ(names(found), (Names{L"dg1", L"dg2"}));
     expect_connected(found);
-    // Appended.
-    EXPECT_EQ(CZtDatabase::GetObjects(m_pair, ZTTYPE_DISK, found), 0u);
+    EXPECT_EQ(CZtDatabase::GetObjects(m_pair, ZTTYPE_DISK, found), bus_success);
     EXPECT_EQ(names(found), (Names{L"dg1", L"dg2", L"disk1"}));
-    EXPECT_EQ(CZtDatabase::GetObjects(m_pair, ZTTYPE_PLEX, found), 0u);
+    EXPECT_EQ(CZtDatabase::GetObjects(m_pair, ZTTYPE_PLEX, found), bus_success);
     EXPECT_EQ(found.size(), 3u);
 }
 
-TEST_F(Objects, AFailedQueryIsTracedAndReturned) {
+TEST_F(Object, GetObjectsTracesAndReturnsFailure) {
     std::vector<CZtObject> found;
     found.push_back(object("v1"));
-    faults(R"([{"function": "DbGetObjects", "status": "0xc1000001"}])");
-    EXPECT_EQ(CZtDatabase::GetObjects(m_pair, ZTTYPE_DISK_GROUP, found), 0xc1000001u);
+    set_faults({{.function = "DbGetObjects", .returns = bus_provider_failed}});
+    EXPECT_EQ(CZtDatabase::GetObjects(m_pair, ZTTYPE_DISK_GROUP, found), bus_provider_failed);
     EXPECT_EQ(names(found), Names{L"v1"});
-    EXPECT_EQ(traces, Texts{"5 WARNING: c1000001 in CZtDatabase::GetObjects() call to DbGetObjects "
-                            "for all objects of type tamo_ztvm_diskgroup failed"});
-    // Informational statuses are successes.
-    faults(R"([{"function": "DbGetObjects", "after": "0x41000012"}])");
-    EXPECT_EQ(CZtDatabase::GetObjects(m_pair, ZTTYPE_DISK_GROUP, found), 0x41000012u);
+    EXPECT_EQ(traces,
+              Strings{"5 WARNING: c1000001 in CZtDatabase::GetObjects() call to DbGetObjects "
+                      "for all objects of type tamo_ztvm_diskgroup failed"});
+    // An informational status is a success.
+    set_faults({{.function = "DbGetObjects", .returns_after_work = bus_same_value}});
+    EXPECT_EQ(CZtDatabase::GetObjects(m_pair, ZTTYPE_DISK_GROUP, found), bus_same_value);
     EXPECT_EQ(names(found), (Names{L"v1", L"dg1", L"dg2"}));
 }
 
-TEST_F(Objects, AFailedQueryByTextIsReturnedOnly) {
+TEST_F(Object, GetObjectsByQueryReturnsFailureWithoutTrace) {
     std::vector<CZtObject> found;
     found.push_back(object("v1"));
     const wchar_t query[] = L"SELECT FROM tamo_ztvm_volume where \"DEVICE NAME\" EQ dev2";
-    faults(R"([{"function": "DbGetObjectsByQuery", "status": "0xc1000106"}])");
-    EXPECT_EQ(CZtDatabase::GetObjectsByQuery(m_pair, query, found), 0xc1000106u);
+    set_faults({{.function = "DbGetObjectsByQuery", .returns = bus_bad_query}});
+    EXPECT_EQ(CZtDatabase::GetObjectsByQuery(m_pair, query, found), bus_bad_query);
     EXPECT_EQ(names(found), Names{L"v1"});
-    EXPECT_EQ(traces, Texts{});
-    faults(R"([{"function": "DbGetObjectsByQuery", "after": "0x41000012"}])");
-    EXPECT_EQ(CZtDatabase::GetObjectsByQuery(m_pair, query, found), 0x41000012u);
+    EXPECT_EQ(traces, Strings{});
+    set_faults({{.function = "DbGetObjectsByQuery", .returns_after_work = bus_same_value}});
+    EXPECT_EQ(CZtDatabase::GetObjectsByQuery(m_pair, query, found), bus_same_value);
     EXPECT_EQ(names(found), (Names{L"v1", L"v2"}));
 }
 
-TEST_F(Objects, QueriesInsertTheValueBare) {
-    QueryText text;
-    ASSERT_TRUE(text);
-    EXPECT_TRUE(text.format(ZTTYPE_VOLUME, "DEVICE NAME", L"dev 1"));
-    EXPECT_STREQ(text.c_str(), L"SELECT FROM tamo_ztvm_volume where \"DEVICE NAME\" EQ dev 1");
+TEST_F(Object, QueryTextInsertsValueWithoutQuotes) {
+    QueryText query;
+    ASSERT_TRUE(query);
+    EXPECT_TRUE(query.format(ZTTYPE_VOLUME, "DEVICE NAME", L"dev 1"));
+    EXPECT_STREQ(query.c_str(), L"SELECT FROM tamo_ztvm_volume where \"DEVICE NAME\" EQ dev 1");
     std::vector<CZtObject> found;
-    EXPECT_EQ(CZtDatabase::GetObjectsByQuery(m_pair, text.c_str(), found), 0u);
+    EXPECT_EQ(CZtDatabase::GetObjectsByQuery(m_pair, query.c_str(), found), bus_success);
     EXPECT_EQ(names(found), Names{L"v1"});
     expect_connected(found);
-    EXPECT_TRUE(text.format("t", "p", L"a \"quoted\" value"));
-    EXPECT_STREQ(text.c_str(), L"SELECT FROM t where \"p\" EQ a \"quoted\" value");
+    EXPECT_TRUE(query.format("t", "p", L"a \"quoted\" value"));
+    EXPECT_STREQ(query.c_str(), L"SELECT FROM t where \"p\" EQ a \"quoted\" value");
 }
 
-TEST_F(Objects, QuotesInAValueReachTheService) {
+TEST_F(Object, SendsQuotesInValueToService) {
     object("v1").AddProperty(CZtProperty("DEVICE NAME", L"a \"b\" c"));
-    QueryText text;
-    ASSERT_TRUE(text.format(ZTTYPE_VOLUME, "DEVICE NAME", L"a \"b\" c"));
+    QueryText query;
+    ASSERT_TRUE(query.format(ZTTYPE_VOLUME, "DEVICE NAME", L"a \"b\" c"));
     std::vector<CZtObject> found;
-    EXPECT_EQ(
-        calls_of(
-            [&] { EXPECT_EQ(CZtDatabase::GetObjectsByQuery(m_pair, text.c_str(), found), 0u); },
-            LAB_RECORD_SERVICE),
-        Texts{R"(DbGetObjectsByQuery "SELECT FROM tamo_ztvm_volume where \"DEVICE NAME\" )"
-              R"(EQ a \"b\" c" -> 0x0 [@v1])"});
+    EXPECT_EQ(calls_of(
+                  [&] {
+                      EXPECT_EQ(CZtDatabase::GetObjectsByQuery(m_pair, query.c_str(), found),
+                                bus_success);
+                  },
+                  LAB_RECORD_SERVICE),
+              Strings{R"(DbGetObjectsByQuery "SELECT FROM tamo_ztvm_volume where \"DEVICE NAME\" )"
+                      R"(EQ a \"b\" c" -> 0x0 [@v1])"});
     EXPECT_EQ(found.size(), 1u);
 }
 
-TEST_F(Objects, AQueryThatDoesNotFitIsRefused) {
-    QueryText text;
+TEST_F(Object, QueryTextRejectsValueThatDoesNotFit) {
+    QueryText query;
     const std::size_t front = std::wcslen(L"SELECT FROM t where \"p\" EQ ");
-    EXPECT_TRUE(text.format("t", "p", std::wstring(2047 - front, L'v').c_str()));
-    EXPECT_EQ(std::wcslen(text.c_str()), 2047u);
-    EXPECT_FALSE(text.format("t", "p", std::wstring(2048 - front, L'v').c_str()));
-    EXPECT_STREQ(text.c_str(), L"");
-    // The terminator counts.
+    EXPECT_TRUE(query.format("t", "p", std::wstring(2047 - front, L'v').c_str()));
+    EXPECT_EQ(std::wcslen(query.c_str()), 2047u);
+    EXPECT_FALSE(query.format("t", "p", std::wstring(2048 - front, L'v').c_str()));
+    EXPECT_STREQ(query.c_str(), L"");
+    // The capacity includes the terminator.
     EXPECT_EQ(QueryText::value_capacity("t", "p"), 2048 - front);
-    faults(R"([{"function": "_ZtAlloc", "nothing": true}])");
+    set_faults({{.function = "_ZtAlloc", .succeeds_empty = true}});
     EXPECT_FALSE(QueryText());
 }
 
-TEST_F(Objects, PropertiesAreReadAndWritten) {
+TEST_F(Object, ReadsAndWritesProperties) {
     CZtObject group = object("dg1");
     std::uint32_t type = 0;
     EXPECT_TRUE(group.GetProp("LDM DG TYPE", type));
@@ -145,66 +148,67 @@ TEST_F(Objects, PropertiesAreReadAndWritten) {
     EXPECT_EQ(type, 5u);
     const opal_property raw = {"raw", TYPE_STR, 1, 2, "x"};
     group.AddProperty(raw);
-    std::string text;
-    EXPECT_TRUE(group.GetProp("raw", text));
-    EXPECT_EQ(text, "x");
+    std::string value;
+    EXPECT_TRUE(group.GetProp("raw", value));
+    EXPECT_EQ(value, "x");
 }
 
-TEST_F(Objects, AbsentAndMistypedProperties) {
+TEST_F(Object, ThrowsForMissingAndMistypedProperties) {
     const CZtObject group = object("dg1");
     std::uint32_t value = 42;
-    EXPECT_FALSE(group.GetProp("none", value, true));
+    EXPECT_FALSE(group.GetProp("missing", value, true));
     EXPECT_EQ(value, 42u);
-    EXPECT_EQ(traces, Texts{});
-    EXPECT_EQ(thrown_by([&] { group.GetProp("none", value); }), 0xc100003au);
-    EXPECT_EQ(thrown_by([&] { group.GetProp("Name", value); }), 0xc100003au);
-    EXPECT_EQ(traces,
-              (Texts{"4 clusapiprov: ERROR: CZtObject::GetProp() : Unable to find property none",
-                     "6 clusapiprov: ERROR: CZtPropertySet::GetProp() : Property Name is not of "
-                     "TYPE_UINT32"}));
+    EXPECT_EQ(traces, Strings{});
+    EXPECT_EQ(thrown_by([&] { group.GetProp("missing", value); }), bus_no_property);
+    EXPECT_EQ(thrown_by([&] { group.GetProp("Name", value); }), bus_no_property);
+    EXPECT_EQ(
+        traces,
+        (Strings{"4 clusapiprov: ERROR: CZtObject::GetProp() : Unable to find property missing",
+                 "6 clusapiprov: ERROR: CZtPropertySet::GetProp() : Property Name is not of "
+                 "TYPE_UINT32"}));
 }
 
-TEST_F(Objects, TracesAMalformedValueAsOneOfAnotherType) {
+TEST_F(Object, TracesMalformedValueAsWrongType) {
     const CZtObject group = object("dg1");
     std::wstring name = L"as it was";
     WideText in_place;
     std::uint32_t type = 42;
-    faults(R"([{"function": "ObGetProperty", "lie": "unterminated"}])");
-    EXPECT_EQ(thrown_by([&] { group.GetProp("Name", name, true); }), 0xc100003au);
-    EXPECT_EQ(thrown_by([&] { group.GetProp("Name", in_place); }), 0xc100003au);
-    faults(R"([{"function": "ObGetProperty", "lie": "null"}])");
-    EXPECT_EQ(thrown_by([&] { group.GetProp("LDM DG TYPE", type); }), 0xc100003au);
+    set_faults({{.function = "ObGetProperty", .lie = "unterminated"}});
+    EXPECT_EQ(thrown_by([&] { group.GetProp("Name", name, true); }), bus_no_property);
+    EXPECT_EQ(thrown_by([&] { group.GetProp("Name", in_place); }), bus_no_property);
+    set_faults({{.function = "ObGetProperty", .lie = "null"}});
+    EXPECT_EQ(thrown_by([&] { group.GetProp("LDM DG TYPE", type); }), bus_no_property);
     EXPECT_EQ(name, L"as it was");
     EXPECT_EQ(type, 42u);
     const std::string not_a_string =
         "6 clusapiprov: ERROR: CZtPropertySet::GetProp() : Property Name is not of TYPE_WSTR";
-    EXPECT_EQ(traces, (Texts{not_a_string, not_a_string,
-                             "6 clusapiprov: ERROR: CZtPropertySet::GetProp() : Property LDM DG "
-                             "TYPE is not of TYPE_UINT32"}));
+    EXPECT_EQ(traces, (Strings{not_a_string, not_a_string,
+                               "6 clusapiprov: ERROR: CZtPropertySet::GetProp() : Property LDM DG "
+                               "TYPE is not of TYPE_UINT32"}));
 }
 
-TEST_F(Objects, APropertyThatFailsForAnotherReason) {
+TEST_F(Object, ThrowsStatusOfFailedRead) {
     const CZtObject group = object("dg1");
     std::uint32_t value = 42;
     BusProperty property;
-    faults(R"([{"function": "ObGetProperty", "status": "0xc1000001"}])");
+    set_faults({{.function = "ObGetProperty", .returns = bus_provider_failed}});
     EXPECT_FALSE(group.GetProp("LDM DG TYPE", property, true));
     EXPECT_FALSE(group.GetProp("LDM DG TYPE", value, true));
-    EXPECT_EQ(traces, Texts{});
-    EXPECT_EQ(thrown_by([&] { group.GetProp("LDM DG TYPE", property); }), 0xc1000001u);
-    EXPECT_EQ(thrown_by([&] { group.GetProp("LDM DG TYPE", value); }), 0xc1000001u);
+    EXPECT_EQ(traces, Strings{});
+    EXPECT_EQ(thrown_by([&] { group.GetProp("LDM DG TYPE", property); }), bus_provider_failed);
+    EXPECT_EQ(thrown_by([&] { group.GetProp("LDM DG TYPE", value); }), bus_provider_failed);
     EXPECT_EQ(value, 42u);
     const std::string line =
         "4 clusapiprov: ERROR: CZtObject::GetProp() : Unable to find property LDM DG TYPE";
-    EXPECT_EQ(traces, (Texts{line, line}));
+    EXPECT_EQ(traces, (Strings{line, line}));
     traces.clear();
-    faults(R"([{"function": "ObGetProperty", "after": "0x41000012"}])");
+    set_faults({{.function = "ObGetProperty", .returns_after_work = bus_same_value}});
     EXPECT_TRUE(group.GetProp("LDM DG TYPE", value));
     EXPECT_EQ(value, 2u);
-    EXPECT_EQ(traces, Texts{});
+    EXPECT_EQ(traces, Strings{});
 }
 
-TEST_F(Objects, Shortcuts) {
+TEST_F(Object, NamedGettersReturnProperties) {
     const CZtObject group = object("dg1");
     EXPECT_EQ(group.Name(), L"dg1");
     EXPECT_EQ(group.State(), 9u);
@@ -218,20 +222,20 @@ TEST_F(Objects, Shortcuts) {
     EXPECT_EQ(description.catalog, "d");
 }
 
-TEST_F(Objects, ShortcutsToWhatIsAbsent) {
+TEST_F(Object, NamedGettersThrowForMissingProperties) {
     const CZtObject group = object("dg1");
-    faults(R"([{"function": "ObGetProperty", "status": "0xc100003a"}])");
-    EXPECT_EQ(thrown_by([&] { group.Name(); }), 0xc100003au);
-    EXPECT_EQ(thrown_by([&] { group.NameI18N(); }), 0xc100003au);
-    EXPECT_EQ(thrown_by([&] { group.State(); }), 0xc100003au);
-    EXPECT_EQ(thrown_by([&] { group.StateDescription(); }), 0xc100003au);
+    set_faults({{.function = "ObGetProperty", .returns = bus_no_property}});
+    EXPECT_EQ(thrown_by([&] { group.Name(); }), bus_no_property);
+    EXPECT_EQ(thrown_by([&] { group.NameI18N(); }), bus_no_property);
+    EXPECT_EQ(thrown_by([&] { group.State(); }), bus_no_property);
+    EXPECT_EQ(thrown_by([&] { group.StateDescription(); }), bus_no_property);
     const std::string line =
         "4 clusapiprov: ERROR: CZtObject::GetProp() : Unable to find property ";
-    EXPECT_EQ(traces,
-              (Texts{line + "Name", line + "NameI18N", line + "State", line + "StateDescription"}));
+    EXPECT_EQ(traces, (Strings{line + "Name", line + "NameI18N", line + "State",
+                               line + "StateDescription"}));
 }
 
-TEST_F(Objects, TypePropertiesChildrenAndParents) {
+TEST_F(Object, ReturnsTypePropertiesChildrenAndParents) {
     const CZtObject group = object("dg1");
     std::string type;
     group.GetType(type);
@@ -256,7 +260,7 @@ TEST_F(Objects, TypePropertiesChildrenAndParents) {
     EXPECT_EQ(parents.size(), 1u);
 }
 
-TEST_F(Objects, CallsThatFailAreTracedAndThrown) {
+TEST_F(Object, TracesAndThrowsFailedCalls) {
     CZtObject group = object("dg1");
     std::vector<CZtObject> found;
     found.push_back(object("v1"));
@@ -264,78 +268,80 @@ TEST_F(Objects, CallsThatFailAreTracedAndThrown) {
     CZtTempPropertySet properties;
     properties.AddProp("own", "as it was");
     const opal_property raw = {"raw", TYPE_STR, 1, 2, "x"};
-    faults(R"([{"status": "0xc1000001"}])");
-    EXPECT_EQ(thrown_by([&] { group.AddProperty(CZtProperty("p", true)); }), 0xc1000001u);
-    EXPECT_EQ(thrown_by([&] { group.AddProperty(raw); }), 0xc1000001u);
-    EXPECT_EQ(thrown_by([&] { group.Destroy(); }), 0xc1000001u);
-    EXPECT_EQ(thrown_by([&] { group.GetProperties(properties); }), 0xc1000001u);
-    EXPECT_EQ(thrown_by([&] { group.GetType(type); }), 0xc1000001u);
-    EXPECT_EQ(thrown_by([&] { group.GetChildObjects(found); }), 0xc1000001u);
-    EXPECT_EQ(thrown_by([&] { group.GetParentObjects(ZTTYPE_DISK, found); }), 0xc1000001u);
+    set_faults({{.returns = bus_provider_failed}});
+    EXPECT_EQ(thrown_by([&] { group.AddProperty(CZtProperty("p", true)); }), bus_provider_failed);
+    EXPECT_EQ(thrown_by([&] { group.AddProperty(raw); }), bus_provider_failed);
+    EXPECT_EQ(thrown_by([&] { group.Destroy(); }), bus_provider_failed);
+    EXPECT_EQ(thrown_by([&] { group.GetProperties(properties); }), bus_provider_failed);
+    EXPECT_EQ(thrown_by([&] { group.GetType(type); }), bus_provider_failed);
+    EXPECT_EQ(thrown_by([&] { group.GetChildObjects(found); }), bus_provider_failed);
+    EXPECT_EQ(thrown_by([&] { group.GetParentObjects(ZTTYPE_DISK, found); }), bus_provider_failed);
     EXPECT_EQ(
         traces,
-        (Texts{"4 clusapiprov: ERROR: CZtObject::AddProperty(const CZtProperty &property): "
-               "ObSetProperty failed",
-               "4 clusapiprov: ERROR: CZtObject::AddProperty(const opal_property &property): "
-               "ObSetProperty failed",
-               "4 clusapiprov: ERROR: in CZtObject::Destroy() ObDeleteObject() failed",
-               "4 clusapiprov: ERROR: in CZtObject::GetProperties() ObGetProperties() failed",
-               "4 clusapiprov: ERROR: in CZtObject::GetType() ObGetObjectType() failed",
-               "4 clusapiprov: ERROR: in CZtObject::GetChildObjects() ObGetChildObjects() failed",
-               "4 clusapiprov: ERROR: in CZtObject::GetParentObjects(tamo_ztvm_disk) "
-               "ObGetParentObjects() failed"}));
-    faults(nullptr);
+        (Strings{"4 clusapiprov: ERROR: CZtObject::AddProperty(const CZtProperty &property): "
+                 "ObSetProperty failed",
+                 "4 clusapiprov: ERROR: CZtObject::AddProperty(const opal_property &property): "
+                 "ObSetProperty failed",
+                 "4 clusapiprov: ERROR: in CZtObject::Destroy() ObDeleteObject() failed",
+                 "4 clusapiprov: ERROR: in CZtObject::GetProperties() ObGetProperties() failed",
+                 "4 clusapiprov: ERROR: in CZtObject::GetType() ObGetObjectType() failed",
+                 "4 clusapiprov: ERROR: in CZtObject::GetChildObjects() ObGetChildObjects() failed",
+                 "4 clusapiprov: ERROR: in CZtObject::GetParentObjects(tamo_ztvm_disk) "
+                 "ObGetParentObjects() failed"}));
+    set_faults({});
     EXPECT_EQ(type, "as it was");
-    Texts keys;
+    Strings keys;
     properties.GetKeys(keys);
-    EXPECT_EQ(keys, Texts{"own"});
+    EXPECT_EQ(keys, Strings{"own"});
     EXPECT_EQ(names(found), Names{L"v1"});
 }
 
-TEST_F(Objects, ASuccessThatHandsOutNothing) {
+TEST_F(Object, TreatsSuccessWithoutResultAsEmptyOrMissing) {
     const CZtObject group = object("dg1");
     std::vector<CZtObject> found;
     std::string type = "as it was";
     std::uint32_t value = 42;
-    faults(R"([{"nothing": true}])");
-    EXPECT_EQ(CZtDatabase::GetObjects(m_pair, ZTTYPE_DISK_GROUP, found), 0u);
+    set_faults({{.succeeds_empty = true}});
+    EXPECT_EQ(CZtDatabase::GetObjects(m_pair, ZTTYPE_DISK_GROUP, found), bus_success);
     group.GetChildObjects(found);
     EXPECT_TRUE(found.empty());
-    EXPECT_EQ(thrown_by([&] { group.GetType(type); }), 0xc100003au);
+    EXPECT_EQ(thrown_by([&] { group.GetType(type); }), bus_no_property);
     EXPECT_EQ(type, "as it was");
-    EXPECT_EQ(thrown_by([&] { group.GetProp("LDM DG TYPE", value); }), 0xc100003au);
+    EXPECT_EQ(thrown_by([&] { group.GetProp("LDM DG TYPE", value); }), bus_no_property);
     EXPECT_EQ(value, 42u);
 }
 
-TEST_F(Objects, Deletion) {
+TEST_F(Object, DestroyDeletesObject) {
     CZtObject group = object("dg2");
-    EXPECT_EQ(group.Destroy(), 0u);
+    EXPECT_EQ(group.Destroy(), bus_success);
     std::vector<CZtObject> found;
-    EXPECT_EQ(CZtDatabase::GetObjects(m_pair, ZTTYPE_DISK_GROUP, found), 0u);
+    EXPECT_EQ(CZtDatabase::GetObjects(m_pair, ZTTYPE_DISK_GROUP, found), bus_success);
     EXPECT_EQ(names(found), Names{L"dg1"});
 }
 
-TEST_F(Objects, TheNullObjectIsNotDeleted) {
-    CZtObject none;
+TEST_F(Object, DestroyRejectsNullObject) {
+    CZtObject null_object;
     std::uint32_t thrown = 0;
-    EXPECT_EQ(calls_of([&] { thrown = thrown_by([&] { none.Destroy(); }); }, LAB_RECORD_SERVICE),
-              Texts{});
-    EXPECT_EQ(thrown, 0xc1000010u);
-    EXPECT_EQ(traces, Texts{"6 clusapiprov: ERROR: in CZtObject::Destroy(), Cannot destroy a null "
-                            "object."});
+    EXPECT_EQ(
+        calls_of([&] { thrown = thrown_by([&] { null_object.Destroy(); }); }, LAB_RECORD_SERVICE),
+        Strings{});
+    EXPECT_EQ(thrown, bus_null_object);
+    EXPECT_EQ(traces,
+              Strings{"6 clusapiprov: ERROR: in CZtObject::Destroy(), Cannot destroy a null "
+                      "object."});
 }
 
-// What the null id is, only the bus knows.
-TEST_F(Objects, TheBusTellsTheNullObject) {
+// Only the bus knows which id is the null id.
+TEST_F(Object, DestroyComparesIdWithNullIdThroughBus) {
     const opal_objid null_id{};
     const auto same = [](const opal_objid* left, const opal_objid& right) {
         return std::memcmp(left, &right, sizeof right) == 0;
     };
     CZtObject group = object("dg2");
-    CZtObject none(m_pair, null_id);
+    CZtObject null_object(m_pair, null_id);
     std::uint32_t thrown = 0;
     {
-        support::StandIn<decltype(ObCompareId)> compare(
+        StandIn<decltype(ObCompareId)> compare(
             class_layer(), "ObCompareId", [&](const opal_objid* left, const opal_objid* right) {
                 EXPECT_TRUE((same(left, group.id()) && same(right, null_id)) ||
                             (same(right, group.id()) && same(left, null_id)));
@@ -343,44 +349,45 @@ TEST_F(Objects, TheBusTellsTheNullObject) {
             });
         EXPECT_EQ(
             calls_of([&] { thrown = thrown_by([&] { group.Destroy(); }); }, LAB_RECORD_SERVICE),
-            Texts{});
+            Strings{});
         EXPECT_EQ(compare.calls(), 1u);
     }
-    EXPECT_EQ(thrown, 0xc1000010u);
-    EXPECT_EQ(traces, Texts{"6 clusapiprov: ERROR: in CZtObject::Destroy(), Cannot destroy a null "
-                            "object."});
-    // Any value but 0 tells that the ids differ.
+    EXPECT_EQ(thrown, bus_null_object);
+    EXPECT_EQ(traces,
+              Strings{"6 clusapiprov: ERROR: in CZtObject::Destroy(), Cannot destroy a null "
+                      "object."});
+    // Any value except 0 means that the ids differ.
     for (const std::int32_t other : {1, -1}) {
-        support::StandIn<decltype(ObCompareId)> compare(class_layer(), "ObCompareId",
-                                                        [other](auto...) { return other; });
-        faults(R"([{"function": "ObDeleteObject", "status": "0xc1000104"}])");
-        EXPECT_EQ(
-            calls_of([&] { thrown = thrown_by([&] { none.Destroy(); }); }, LAB_RECORD_SERVICE),
-            Texts{"ObDeleteObject @null -> 0xc1000104"});
-        EXPECT_EQ(thrown, 0xc1000104u);
+        StandIn<decltype(ObCompareId)> compare(class_layer(), "ObCompareId",
+                                               [other](auto...) { return other; });
+        set_faults({{.function = "ObDeleteObject", .returns = bus_unknown_object}});
+        EXPECT_EQ(calls_of([&] { thrown = thrown_by([&] { null_object.Destroy(); }); },
+                           LAB_RECORD_SERVICE),
+                  Strings{"ObDeleteObject @null -> 0xc1000104"});
+        EXPECT_EQ(thrown, bus_unknown_object);
     }
 }
 
-TEST_F(Objects, DeletionReturnsAnInformationalStatus) {
+TEST_F(Object, DestroyReturnsInformationalStatus) {
     CZtObject group = object("dg2");
-    faults(R"([{"function": "ObDeleteObject", "after": "0x41000012"}])");
-    EXPECT_EQ(group.Destroy(), 0x41000012u);
-    EXPECT_EQ(traces, Texts{});
+    set_faults({{.function = "ObDeleteObject", .returns_after_work = bus_same_value}});
+    EXPECT_EQ(group.Destroy(), bus_same_value);
+    EXPECT_EQ(traces, Strings{});
 }
 
-TEST_F(Objects, TheTransactionGoesWithTheObject) {
+TEST_F(Object, DestroysTransactionWithObject) {
     {
         CZtObject group = object("dg1");
         group.transaction().Create();
         const CZtObject moved = std::move(group);
     }
-    EXPECT_EQ(traces, Texts{});
+    EXPECT_EQ(traces, Strings{});
     opal_propset kept = nullptr;
     {
         CZtObject group = object("dg1");
         group.transaction().Create();
         kept = group.transaction().handle();
-        faults(R"([{"function": "PsDestroyPropset", "call": 1, "status": "0xc1000101"}])");
+        set_faults({{.function = "PsDestroyPropset", .call = 1, .returns = bus_invalid_argument}});
     }
     EXPECT_EQ(traces.back(), "4 ERROR: ~CZtObject(): __m_transaction.Destroy() failed");
     PsDestroyPropset(kept);

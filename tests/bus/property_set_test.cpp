@@ -1,3 +1,4 @@
+// CZtPropertySet: adding, reading and setting properties.
 #include "bus/property_set.h"
 #include "bus/traces.h"
 
@@ -8,11 +9,12 @@ namespace {
 
 using namespace farlo;
 using namespace bus_test;
+using namespace support;
 
 constexpr GUID some_guid = {0x61678C9A, 0x1DD2, 0x11B2, {0x96, 0x23, 8, 0, 0x20, 0x9E, 0xAD, 0x9C}};
 constexpr opal_objid some_object = {{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16}};
 
-class PropertySets : public ClassLayer {
+class PropertySet : public ClassLayer {
   protected:
     // A set with one property of each type, named after it.
     static void fill(CZtPropertySet& set, opal_propset nested) {
@@ -42,10 +44,10 @@ class PropertySets : public ClassLayer {
         set.AddProperty(CZtProperty("INT64Z", TYPE_INT64Z, int64s, 1, sizeof int64s));
         const std::uint64_t uint64s[] = {1, 1ull << 63};
         set.AddProperty(CZtProperty("UINT64Z", TYPE_UINT64Z, uint64s, 2, sizeof uint64s));
-        const char* const texts[] = {"a", ""};
-        set.AddProperty(CZtProperty("STRZ", TYPE_STRZ, texts, 2, sizeof texts));
-        const wchar_t* const wide_texts[] = {L"b", L"c"};
-        set.AddProperty(CZtProperty("WSTRZ", TYPE_WSTRZ, wide_texts, 2, sizeof wide_texts));
+        const char* const strings[] = {"a", ""};
+        set.AddProperty(CZtProperty("STRZ", TYPE_STRZ, strings, 2, sizeof strings));
+        const wchar_t* const wide_strings[] = {L"b", L"c"};
+        set.AddProperty(CZtProperty("WSTRZ", TYPE_WSTRZ, wide_strings, 2, sizeof wide_strings));
         set.AddProperty(CZtProperty("GUIDZ", TYPE_GUIDZ, &some_guid, 1, sizeof some_guid));
         set.AddProperty(CZtProperty("PROPSETZ", TYPE_PROPSETZ, &nested, 1, sizeof nested));
         set.AddProperty(
@@ -65,21 +67,22 @@ class PropertySets : public ClassLayer {
         return value;
     }
 
-    // Reads "BOOLEAN" (or "STR" for the reader of booleans) as another type.
-    template <class T> static void rejects(const CZtPropertySet& set, const std::string& text) {
-        SCOPED_TRACE(text);
+    // Reads the property "BOOLEAN" ("STR" for a bool) as a T, which fails. `type` ends the trace.
+    template <class T>
+    static void expect_wrong_type(const CZtPropertySet& set, const std::string& type) {
+        SCOPED_TRACE(type);
         traces.clear();
         const char* name = std::is_same_v<T, bool> ? "STR" : "BOOLEAN";
         T value{};
-        EXPECT_EQ(thrown_by([&] { set.GetProp(name, value); }), 0xc100003au);
-        EXPECT_EQ(traces, Texts{"6 clusapiprov: ERROR: CZtPropertySet::GetProp() : Property " +
-                                std::string(name) + " is not " + text});
-        // Optional or not: a property of another type is none to pass over.
-        EXPECT_EQ(thrown_by([&] { set.GetProp(name, value, true); }), 0xc100003au);
+        EXPECT_EQ(thrown_by([&] { set.GetProp(name, value); }), bus_no_property);
+        EXPECT_EQ(traces, Strings{"6 clusapiprov: ERROR: CZtPropertySet::GetProp() : Property " +
+                                  std::string(name) + " is not " + type});
+        // A property of another type is an error even where the property is optional.
+        EXPECT_EQ(thrown_by([&] { set.GetProp(name, value, true); }), bus_no_property);
     }
 };
 
-TEST_F(PropertySets, EveryTypeIsReadAsItWasAdded) {
+TEST_F(PropertySet, ReadsEveryTypeAsItWasAdded) {
     CZtTempPropertySet nested;
     nested.AddProp("inner", "value");
     CZtTempPropertySet set;
@@ -104,7 +107,7 @@ TEST_F(PropertySets, EveryTypeIsReadAsItWasAdded) {
     EXPECT_EQ(message.catalog, "catalog");
     const auto format = get<ZtI18nFormat>(set, "I18NFORMATSTRING");
     EXPECT_EQ(format.pattern, "%1 and %2");
-    EXPECT_EQ(format.insertions, (Texts{"one", "two"}));
+    EXPECT_EQ(format.insertions, (Strings{"one", "two"}));
     EXPECT_EQ(get<ZtTime>(set, "TIME").value, 132'000'000'000'000'000);
     EXPECT_EQ(get<std::vector<bool>>(set, "BOOLEANZ"), (std::vector<bool>{true, false}));
     EXPECT_EQ(get<std::vector<std::int32_t>>(set, "INT32Z"), (std::vector<std::int32_t>{-1, 2}));
@@ -113,7 +116,7 @@ TEST_F(PropertySets, EveryTypeIsReadAsItWasAdded) {
     EXPECT_EQ(get<std::vector<std::int64_t>>(set, "INT64Z"), (std::vector<std::int64_t>{-1}));
     EXPECT_EQ(get<std::vector<std::uint64_t>>(set, "UINT64Z"),
               (std::vector<std::uint64_t>{1, 1ull << 63}));
-    EXPECT_EQ(get<Texts>(set, "STRZ"), (Texts{"a", ""}));
+    EXPECT_EQ(get<Strings>(set, "STRZ"), (Strings{"a", ""}));
     EXPECT_EQ(get<std::vector<std::wstring>>(set, "WSTRZ"),
               (std::vector<std::wstring>{L"b", L"c"}));
     EXPECT_TRUE(IsEqualGUID(get<std::vector<GUID>>(set, "GUIDZ").at(0), some_guid));
@@ -126,10 +129,10 @@ TEST_F(PropertySets, EveryTypeIsReadAsItWasAdded) {
     EXPECT_EQ(get<std::vector<ZtI18nFormat>>(set, "I18NFORMATSTRINGZ").at(0).pattern, "f");
     EXPECT_EQ(get<std::list<ZtI18nFormat>>(set, "I18NFORMATSTRINGZ").front().pattern, "f");
     EXPECT_EQ(get<std::vector<ZtTime>>(set, "TIMEZ").at(1).value, 2);
-    EXPECT_EQ(traces, Texts{});
+    EXPECT_EQ(traces, Strings{});
 }
 
-TEST_F(PropertySets, ATextIsReadInPlace) {
+TEST_F(PropertySet, ReadsStringsInPlace) {
     CZtTempPropertySet set;
     set.AddProp("narrow", "text");
     set.AddProp("wide", L"breit");
@@ -143,111 +146,113 @@ TEST_F(PropertySets, ATextIsReadInPlace) {
     EXPECT_STREQ(wide.c_str(), L"breit");
 }
 
-TEST_F(PropertySets, ObjectIdsAreReadFromGuidsToo) {
+TEST_F(PropertySet, ReadsObjectIdsFromGuids) {
     CZtTempPropertySet set;
     set.AddProperty(CZtProperty("GUID", some_guid));
     set.AddProperty(CZtProperty("GUIDZ", TYPE_GUIDZ, &some_guid, 1, sizeof some_guid));
     const auto object = get<opal_objid>(set, "GUID");
     EXPECT_EQ(std::memcmp(&object, &some_guid, sizeof object), 0);
     EXPECT_EQ(get<std::vector<opal_objid>>(set, "GUIDZ").size(), 1u);
-    // Not the other way round.
+    // A GUID is not read from an object id.
     set.AddProperty(CZtProperty("ZTOBJID", some_object));
     GUID guid;
-    EXPECT_EQ(thrown_by([&] { set.GetProp("ZTOBJID", guid); }), 0xc100003au);
+    EXPECT_EQ(thrown_by([&] { set.GetProp("ZTOBJID", guid); }), bus_no_property);
 }
 
-TEST_F(PropertySets, EveryReaderRejectsAnotherType) {
+TEST_F(PropertySet, EveryReaderRejectsOtherTypes) {
     CZtTempPropertySet nested;
     CZtTempPropertySet set;
     fill(set, nested.handle());
-    rejects<bool>(set, "of TYPE_BOOLEAN");
-    rejects<std::int32_t>(set, "of TYPE_INT32");
-    rejects<std::uint32_t>(set, "of TYPE_UINT32");
-    rejects<std::int64_t>(set, "of TYPE_INT64");
-    rejects<std::uint64_t>(set, "of TYPE_UINT64");
-    rejects<std::string>(set, "of TYPE_STR");
-    rejects<NarrowText>(set, "of TYPE_STR");
-    rejects<std::wstring>(set, "of TYPE_WSTR");
-    rejects<WideText>(set, "of TYPE_WSTR");
-    rejects<ZtBinary>(set, "of TYPE_BINARY");
-    rejects<GUID>(set, "of TYPE_GUID");
-    rejects<CZtTempPropertySet>(set, "of TYPE_PROPSET");
-    rejects<opal_objid>(set, "of TYPE_ZTOBJID or TYPE_GUID");
-    rejects<ZtI18n>(set, "of TYPE_I18N");
-    rejects<ZtI18nFormat>(set, "of TYPE_I18NFORMATSTRING");
-    rejects<ZtTime>(set, "of TYPE_TIME");
-    rejects<std::vector<bool>>(set, "of TYPE_BOOLEANZ");
-    rejects<std::vector<std::int32_t>>(set, "of TYPE_INT32Z");
-    rejects<std::vector<std::uint32_t>>(set, "of TYPE_UINT32Z");
-    rejects<std::vector<std::int64_t>>(set, "of TYPE_INT64Z");
-    rejects<std::vector<std::uint64_t>>(set, "of TYPE_UINT64Z");
-    rejects<Texts>(set, "of TYPE_STRZ");
-    rejects<std::vector<std::wstring>>(set, "of TYPE_WSTRZ");
-    // "not or": kept.
-    rejects<std::vector<GUID>>(set, "or TYPE_GUIDZ");
-    rejects<std::vector<CZtTempPropertySet>>(set, "of TYPE_PROPSETZ");
-    rejects<std::vector<opal_objid>>(set, "of TYPE_ZTOBJIDZ or TYPE_GUIDZ");
-    rejects<std::vector<ZtI18n>>(set, "of TYPE_I18NZ");
-    rejects<std::list<ZtI18n>>(set, "of TYPE_I18NZ");
-    rejects<std::vector<ZtI18nFormat>>(set, "of TYPE_I18NFORMATSTRINGZ");
-    rejects<std::list<ZtI18nFormat>>(set, "of TYPE_I18NFORMATSTRINGZ");
-    rejects<std::vector<ZtTime>>(set, "of TYPE_TIMEZ");
+    expect_wrong_type<bool>(set, "of TYPE_BOOLEAN");
+    expect_wrong_type<std::int32_t>(set, "of TYPE_INT32");
+    expect_wrong_type<std::uint32_t>(set, "of TYPE_UINT32");
+    expect_wrong_type<std::int64_t>(set, "of TYPE_INT64");
+    expect_wrong_type<std::uint64_t>(set, "of TYPE_UINT64");
+    expect_wrong_type<std::string>(set, "of TYPE_STR");
+    expect_wrong_type<NarrowText>(set, "of TYPE_STR");
+    expect_wrong_type<std::wstring>(set, "of TYPE_WSTR");
+    expect_wrong_type<WideText>(set, "of TYPE_WSTR");
+    expect_wrong_type<ZtBinary>(set, "of TYPE_BINARY");
+    expect_wrong_type<GUID>(set, "of TYPE_GUID");
+    expect_wrong_type<CZtTempPropertySet>(set, "of TYPE_PROPSET");
+    expect_wrong_type<opal_objid>(set, "of TYPE_ZTOBJID or TYPE_GUID");
+    expect_wrong_type<ZtI18n>(set, "of TYPE_I18N");
+    expect_wrong_type<ZtI18nFormat>(set, "of TYPE_I18NFORMATSTRING");
+    expect_wrong_type<ZtTime>(set, "of TYPE_TIME");
+    expect_wrong_type<std::vector<bool>>(set, "of TYPE_BOOLEANZ");
+    expect_wrong_type<std::vector<std::int32_t>>(set, "of TYPE_INT32Z");
+    expect_wrong_type<std::vector<std::uint32_t>>(set, "of TYPE_UINT32Z");
+    expect_wrong_type<std::vector<std::int64_t>>(set, "of TYPE_INT64Z");
+    expect_wrong_type<std::vector<std::uint64_t>>(set, "of TYPE_UINT64Z");
+    expect_wrong_type<Strings>(set, "of TYPE_STRZ");
+    expect_wrong_type<std::vector<std::wstring>>(set, "of TYPE_WSTRZ");
+    // The trace reads "is not or TYPE_GUIDZ".
+    expect_wrong_type<std::vector<GUID>>(set, "or TYPE_GUIDZ");
+    expect_wrong_type<std::vector<CZtTempPropertySet>>(set, "of TYPE_PROPSETZ");
+    expect_wrong_type<std::vector<opal_objid>>(set, "of TYPE_ZTOBJIDZ or TYPE_GUIDZ");
+    expect_wrong_type<std::vector<ZtI18n>>(set, "of TYPE_I18NZ");
+    expect_wrong_type<std::list<ZtI18n>>(set, "of TYPE_I18NZ");
+    expect_wrong_type<std::vector<ZtI18nFormat>>(set, "of TYPE_I18NFORMATSTRINGZ");
+    expect_wrong_type<std::list<ZtI18nFormat>>(set, "of TYPE_I18NFORMATSTRINGZ");
+    expect_wrong_type<std::vector<ZtTime>>(set, "of TYPE_TIMEZ");
 }
 
-TEST_F(PropertySets, AnAbsentOptionalPropertyLeavesTheValue) {
+TEST_F(PropertySet, LeavesValueWhenPropertyIsMissing) {
     const CZtTempPropertySet set;
     std::uint32_t value = 42;
-    EXPECT_FALSE(set.GetProp("none", value, true));
+    EXPECT_FALSE(set.GetProp("missing", value, true));
     EXPECT_EQ(value, 42u);
-    EXPECT_EQ(traces, Texts{});
-    EXPECT_EQ(thrown_by([&] { set.GetProp("none", value); }), 0xc100003au);
+    EXPECT_EQ(traces, Strings{});
+    EXPECT_EQ(thrown_by([&] { set.GetProp("missing", value); }), bus_no_property);
     EXPECT_EQ(value, 42u);
-    EXPECT_EQ(traces, Texts{"4 clusapiprov: ERROR: CZtPropertySet::FindProperty() : Unable to find "
-                            "property none"});
+    EXPECT_EQ(traces,
+              Strings{"4 clusapiprov: ERROR: CZtPropertySet::FindProperty() : Unable to find "
+                      "property missing"});
 }
 
-TEST_F(PropertySets, ValuesThatLieAreRefused) {
+TEST_F(PropertySet, RejectsMalformedValues) {
     CZtTempPropertySet nested;
     CZtTempPropertySet set;
     fill(set, nested.handle());
-    std::string text = "as it was";
+    std::string value = "as it was";
     std::wstring wide;
     std::uint32_t number = 0;
     std::vector<std::uint32_t> numbers{9};
-    faults(R"([{"function": "PsFindProperty", "lie": "unterminated"}])");
-    EXPECT_EQ(thrown_by([&] { set.GetProp("STR", text); }), 0xc100003au);
-    EXPECT_EQ(thrown_by([&] { set.GetProp("WSTR", wide); }), 0xc100003au);
-    faults(R"([{"function": "PsFindProperty", "lie": "null"}])");
-    EXPECT_EQ(thrown_by([&] { set.GetProp("STR", text); }), 0xc100003au);
-    EXPECT_EQ(thrown_by([&] { set.GetProp("UINT32", number); }), 0xc100003au);
-    EXPECT_EQ(thrown_by([&] { set.GetProp("UINT32Z", numbers); }), 0xc100003au);
-    // A value that is shorter than its type.
-    faults(R"([{"function": "PsFindProperty", "as": "UINT64"}])");
+    set_faults({{.function = "PsFindProperty", .lie = "unterminated"}});
+    EXPECT_EQ(thrown_by([&] { set.GetProp("STR", value); }), bus_no_property);
+    EXPECT_EQ(thrown_by([&] { set.GetProp("WSTR", wide); }), bus_no_property);
+    set_faults({{.function = "PsFindProperty", .lie = "null"}});
+    EXPECT_EQ(thrown_by([&] { set.GetProp("STR", value); }), bus_no_property);
+    EXPECT_EQ(thrown_by([&] { set.GetProp("UINT32", number); }), bus_no_property);
+    EXPECT_EQ(thrown_by([&] { set.GetProp("UINT32Z", numbers); }), bus_no_property);
+    // A value of 4 bytes with a type of 8.
+    set_faults({{.function = "PsFindProperty", .with_type = "UINT64"}});
     std::uint64_t long_number = 0;
-    EXPECT_EQ(thrown_by([&] { set.GetProp("UINT32", long_number); }), 0xc100003au);
-    EXPECT_EQ(text, "as it was");
+    EXPECT_EQ(thrown_by([&] { set.GetProp("UINT32", long_number); }), bus_no_property);
+    EXPECT_EQ(value, "as it was");
     EXPECT_EQ(numbers, std::vector<std::uint32_t>{9});
 }
 
-TEST_F(PropertySets, SetsThatCannotBeMadeOrDestroyed) {
-    faults(R"([{"function": "PsCreatePropset", "status": "0xc1000102"}])");
-    EXPECT_EQ(thrown_by([] { CZtPropertySet().Create(); }), 0xc1000102u);
-    EXPECT_EQ(traces,
-              Texts{"4 clusapiprov: ERROR: in CZtPropertySet::Create() PsCreatePropset() failed"});
+TEST_F(PropertySet, ThrowsStatusOfFailedCreateOrDestroy) {
+    set_faults({{.function = "PsCreatePropset", .returns = bus_no_memory}});
+    EXPECT_EQ(thrown_by([] { CZtPropertySet().Create(); }), bus_no_memory);
+    EXPECT_EQ(
+        traces,
+        Strings{"4 clusapiprov: ERROR: in CZtPropertySet::Create() PsCreatePropset() failed"});
     traces.clear();
-    EXPECT_EQ(thrown_by([] { CZtTempPropertySet(); }), 0xc1000102u);
+    EXPECT_EQ(thrown_by([] { CZtTempPropertySet(); }), bus_no_memory);
     EXPECT_EQ(traces,
-              (Texts{"4 clusapiprov: ERROR: in CZtPropertySet::Create() PsCreatePropset() failed",
-                     "4 ERROR: CZtTempPropertySet - Create() failed."}));
-    faults(nullptr);
+              (Strings{"4 clusapiprov: ERROR: in CZtPropertySet::Create() PsCreatePropset() failed",
+                       "4 ERROR: CZtTempPropertySet - Create() failed."}));
+    set_faults({});
     traces.clear();
     {
         CZtPropertySet set;
         set.Create();
-        faults(R"([{"function": "PsDestroyPropset", "call": 1, "status": "0xc1000101"}])");
-        EXPECT_EQ(thrown_by([&] { set.Destroy(); }), 0xc1000101u);
-        EXPECT_EQ(traces, Texts{"4 clusapiprov: ERROR: in CZtPropertySet::Destroy() "
-                                "PsDestroyPropset() failed"});
+        set_faults({{.function = "PsDestroyPropset", .call = 1, .returns = bus_invalid_argument}});
+        EXPECT_EQ(thrown_by([&] { set.Destroy(); }), bus_invalid_argument);
+        EXPECT_EQ(traces, Strings{"4 clusapiprov: ERROR: in CZtPropertySet::Destroy() "
+                                  "PsDestroyPropset() failed"});
         set.Destroy();
     }
     traces.clear();
@@ -255,35 +260,35 @@ TEST_F(PropertySets, SetsThatCannotBeMadeOrDestroyed) {
     {
         const CZtTempPropertySet set;
         kept = set.handle();
-        faults(R"([{"function": "PsDestroyPropset", "call": 1, "status": "0xc1000101"}])");
+        set_faults({{.function = "PsDestroyPropset", .call = 1, .returns = bus_invalid_argument}});
     }
-    EXPECT_EQ(traces, (Texts{"4 clusapiprov: ERROR: in CZtPropertySet::Destroy() "
-                             "PsDestroyPropset() failed",
-                             "4 ERROR: CZtTempPropertySet - Destroy() failed."}));
+    EXPECT_EQ(traces, (Strings{"4 clusapiprov: ERROR: in CZtPropertySet::Destroy() "
+                               "PsDestroyPropset() failed",
+                               "4 ERROR: CZtTempPropertySet - Destroy() failed."}));
     PsDestroyPropset(kept);
 }
 
-TEST_F(PropertySets, PropertiesThatCannotBeAdded) {
+TEST_F(PropertySet, ThrowsStatusOfFailedAdd) {
     CZtTempPropertySet set;
-    faults(R"([{"function": "PsAddProperty", "status": "0xc1000102"}])");
-    EXPECT_EQ(thrown_by([&] { set.AddProp("n", "x"); }), 0xc1000102u);
-    EXPECT_EQ(thrown_by([&] { set.AddProp("n", L"x"); }), 0xc1000102u);
-    EXPECT_EQ(thrown_by([&] { set.AddProperty(CZtProperty("n", true)); }), 0xc1000102u);
+    set_faults({{.function = "PsAddProperty", .returns = bus_no_memory}});
+    EXPECT_EQ(thrown_by([&] { set.AddProp("n", "x"); }), bus_no_memory);
+    EXPECT_EQ(thrown_by([&] { set.AddProp("n", L"x"); }), bus_no_memory);
+    EXPECT_EQ(thrown_by([&] { set.AddProperty(CZtProperty("n", true)); }), bus_no_memory);
     const opal_property raw = {"n", TYPE_STR, 1, 2, "x"};
-    EXPECT_EQ(thrown_by([&] { set.AddProperty(raw); }), 0xc1000102u);
+    EXPECT_EQ(thrown_by([&] { set.AddProperty(raw); }), bus_no_memory);
     EXPECT_EQ(
         traces,
-        (Texts{"4 clusapiprov: ERROR: CZtPropertySetBase::AddProp(), Failed to add property n "
-               "of type string",
-               "4 clusapiprov: ERROR: CZtPropertySetBase::AddProp(), Failed to add property n "
-               "of type wstring",
-               "4 clusapiprov: ERROR: c1000102 CZtPropertySet::AddProperty(CZtProperty) "
-               "Failed to add property n, 1",
-               "4 clusapiprov: ERROR: in CZtPropertySet::AddProperty(property) Failed to add "
-               "property n"}));
+        (Strings{"4 clusapiprov: ERROR: CZtPropertySetBase::AddProp(), Failed to add property n "
+                 "of type string",
+                 "4 clusapiprov: ERROR: CZtPropertySetBase::AddProp(), Failed to add property n "
+                 "of type wstring",
+                 "4 clusapiprov: ERROR: c1000102 CZtPropertySet::AddProperty(CZtProperty) "
+                 "Failed to add property n, 1",
+                 "4 clusapiprov: ERROR: in CZtPropertySet::AddProperty(property) Failed to add "
+                 "property n"}));
 }
 
-TEST_F(PropertySets, ANullTextIsAnEmptyOne) {
+TEST_F(PropertySet, AddsNullStringAsEmptyString) {
     CZtTempPropertySet set;
     set.AddProp("narrow", static_cast<const char*>(nullptr));
     set.AddProp("wide", static_cast<const wchar_t*>(nullptr));
@@ -291,20 +296,21 @@ TEST_F(PropertySets, ANullTextIsAnEmptyOne) {
     EXPECT_EQ(get<std::wstring>(set, "wide"), L"");
 }
 
-TEST_F(PropertySets, SettingTheSameValueTwiceIsASuccess) {
+TEST_F(PropertySet, SetPropertyAcceptsSameValueTwice) {
     CZtTempPropertySet set;
-    EXPECT_EQ(set.SetProperty(CZtProperty("n", std::uint32_t{1})), 0u);
-    EXPECT_EQ(set.SetProperty(CZtProperty("n", std::uint32_t{1})), 0u);
-    EXPECT_EQ(set.SetProperty(CZtProperty("n", std::uint32_t{2})), 0u);
+    EXPECT_EQ(set.SetProperty(CZtProperty("n", std::uint32_t{1})), bus_success);
+    EXPECT_EQ(set.SetProperty(CZtProperty("n", std::uint32_t{1})), bus_success);
+    EXPECT_EQ(set.SetProperty(CZtProperty("n", std::uint32_t{2})), bus_success);
     EXPECT_EQ(get<std::uint32_t>(set, "n"), 2u);
-    faults(R"([{"function": "PsSetProperty", "call": 1, "status": "0x41000013"},
-               {"function": "PsSetProperty", "call": 2, "status": "0xc1000101"}])");
-    EXPECT_EQ(set.SetProperty(CZtProperty("n", true)), 0x41000013u);
+    set_faults({{.function = "PsSetProperty", .call = 1, .returns = bus_informational},
+                {.function = "PsSetProperty", .call = 2, .returns = bus_invalid_argument}});
+    EXPECT_EQ(set.SetProperty(CZtProperty("n", true)), bus_informational);
     EXPECT_EQ(thrown_by([&] { std::ignore = set.SetProperty(CZtProperty("n", true)); }),
-              0xc1000101u);
-    EXPECT_EQ(traces, Texts{"4 clusapiprov: ERROR: CZtPropertySet::SetProperty(CZtProperty) Failed "
-                            "to set property n, setting a property to the same value twice is "
-                            "invalid."});
+              bus_invalid_argument);
+    EXPECT_EQ(traces,
+              Strings{"4 clusapiprov: ERROR: CZtPropertySet::SetProperty(CZtProperty) Failed "
+                      "to set property n, setting a property to the same value twice is "
+                      "invalid."});
 }
 
 }  // namespace

@@ -1,10 +1,11 @@
+// is_failure. The statuses are chosen by their bits, not by their meaning.
 #include "bus/status.h"
 
 #include <gtest/gtest.h>
 
 using farlo::is_failure;
 
-TEST(FailureRule, Facility100FailsWithBothTopBits) {
+TEST(IsFailure, Facility100FailsOnlyWithBothTopBits) {
     EXPECT_TRUE(is_failure(0xC1000001));
     EXPECT_FALSE(is_failure(0x81000001));
     EXPECT_FALSE(is_failure(0x41000012));
@@ -12,7 +13,7 @@ TEST(FailureRule, Facility100FailsWithBothTopBits) {
     EXPECT_TRUE(is_failure(0xF1000001));
 }
 
-TEST(FailureRule, Facility0FailsUnlessZero) {
+TEST(IsFailure, Facility0FailsUnlessZero) {
     EXPECT_FALSE(is_failure(0));
     EXPECT_TRUE(is_failure(1));
     EXPECT_TRUE(is_failure(0x40000001));
@@ -21,7 +22,7 @@ TEST(FailureRule, Facility0FailsUnlessZero) {
     EXPECT_TRUE(is_failure(0x0000FFFF));
 }
 
-TEST(FailureRule, OtherFacilitiesFailWithTheTopBit) {
+TEST(IsFailure, OtherFacilitiesFailWithTopBit) {
     EXPECT_TRUE(is_failure(0x80070005));
     EXPECT_TRUE(is_failure(0xE5150047));
     EXPECT_FALSE(is_failure(0x40070005));

@@ -1,6 +1,7 @@
-// What the class layer traced.
+// Fixture for tests of the class layer, which is linked into the test program.
 #pragma once
 
+#include "support/fault_rules.h"
 #include "ztbus3/lab_bus.h"
 
 #include <gtest/gtest.h>
@@ -11,20 +12,23 @@
 
 namespace bus_test {
 
-inline std::vector<std::string> traces;
+using Strings = std::vector<std::string>;
 
-// Collects traces, "LEVEL text", and leaves nothing of the bus behind.
+// The lines that were traced since the test began, as "LEVEL LINE".
+inline Strings traces;
+
+// Collects the traces. Fails a test that leaks property sets, properties or blocks of the bus.
 class ClassLayer : public testing::Test {
   protected:
     void SetUp() override {
         traces.clear();
-        LabSetTraceSink([](std::uint32_t level, const char* text) {
-            traces.push_back(std::to_string(level) + " " + text);
+        LabSetTraceSink([](std::uint32_t level, const char* line) {
+            traces.push_back(std::to_string(level) + " " + line);
         });
         LabGetLive(&m_before);
     }
     void TearDown() override {
-        faults(nullptr);
+        set_faults({});
         LabSetTraceSink(nullptr);
         lab_live after;
         LabGetLive(&after);
@@ -33,27 +37,28 @@ class ClassLayer : public testing::Test {
         EXPECT_EQ(after.blocks, m_before.blocks);
     }
 
-    static void faults(const char* json) {
+    // Replaces the fault plan; no rules remove it.
+    static void set_faults(const std::vector<support::FaultRule>& rules) {
         char error[256];
-        ASSERT_EQ(LabSetFaultPlan(json, error, sizeof error), 0) << error;
+        ASSERT_EQ(LabSetFaultPlan(support::fault_plan(rules).c_str(), error, sizeof error), 0)
+            << error;
     }
 
   private:
     lab_live m_before{};
 };
 
-using Texts = std::vector<std::string>;
+using Texts = Strings;
 
-// Above the code page of the lab node, which is 1252.
+// Not a character of the lab node's code page, which is 1252.
 inline constexpr wchar_t not_in_the_code_page[] = L"\x4e2d";
 
-// The class layer is linked into this program: its calls of the bus are imports
-// of the program.
+// The module whose imports are the class layer's calls of the bus: this program.
 inline HMODULE class_layer() {
     return GetModuleHandleW(nullptr);
 }
 
-// The status that a piece of code throws; 0 when it throws none.
+// The status that `code` throws, or 0 if it throws nothing.
 template <class Code> std::uint32_t thrown_by(Code&& code) {
     try {
         code();
@@ -63,16 +68,16 @@ template <class Code> std::uint32_t thrown_by(Code&& code) {
     return 0;
 }
 
-// What a piece of code calls of the bus, as the recorder writes it down.
-template <class Code> Texts calls_of(Code&& code, int what = LAB_RECORD_ALL) {
+// The bus calls that `code` makes, as the recorder writes them.
+template <class Code> Strings calls_of(Code&& code, int what = LAB_RECORD_ALL) {
     LabRecorderStart(what);
     code();
     LabRecorderStop();
-    std::string text(LabRecorderText(nullptr, 0), '\0');
-    LabRecorderText(text.data(), text.size());
-    text.pop_back();
-    Texts lines;
-    std::istringstream stream(text);
+    std::string recorded(LabRecorderText(nullptr, 0), '\0');
+    LabRecorderText(recorded.data(), recorded.size());
+    recorded.pop_back();
+    Strings lines;
+    std::istringstream stream(recorded);
     for (std::string line; std::getline(stream, line);) {
         lines.push_back(line);
     }

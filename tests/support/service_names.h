@@ -16,7 +16,9 @@ namespace support {
 
 // Statuses of the bus.
 inline constexpr std::uint32_t bus_success = 0;
-inline constexpr std::uint32_t bus_same_value = 0x41000012;  // informational, a success
+inline constexpr std::uint32_t bus_same_value = 0x41000012;     // informational, a success
+inline constexpr std::uint32_t bus_informational = 0x41000013;  // has no meaning; a success
+inline constexpr std::uint32_t bus_warning = 0x81000001;        // has no meaning; a success
 inline constexpr std::uint32_t bus_provider_failed = 0xc1000001;
 inline constexpr std::uint32_t bus_null_object = 0xc1000010;
 inline constexpr std::uint32_t bus_no_property = 0xc100003a;  // missing, or of another type
