@@ -1,21 +1,20 @@
-// What each function returns when its connection drops during the call, as farlo.h
-// states it: most return 20, some do not notice.
+// What each function returns when its connection drops during the call, as farlo.h states it:
+// most return FARLO_NOT_CONNECTED, some do not notice.
 #include "support/farlo_test.h"
-
-#include <utility>
+#include "support/fault_rules.h"
 
 namespace {
 
 using namespace support;
 
-constexpr std::uint32_t not_connected = 20;
-constexpr std::uint32_t bus_not_connected = 0xc1000103;
+const FaultRule first_call{.call = 1};
+const FaultRule method_call{.function = "PrCallDispatch"};
 
 struct Loss {
     const char* export_name;
     std::uint32_t status;
     std::function<std::uint32_t()> call;
-    std::string when = R"("call": 1)";  // keys of a fault plan's rule
+    FaultRule during = first_call;  // the bus calls that drop the connection
 };
 
 class LostConnection : public FarloTest {
@@ -31,77 +30,72 @@ class LostConnection : public FarloTest {
              "volumes": [{"name": "s", "device": "s", "volume_name": "sn"}]}]})";
     }
 
-    void expect(const std::vector<Loss>& losses) {
+    void expect_statuses(const std::vector<Loss>& losses) {
         for (const Loss& loss : losses) {
-            SCOPED_TRACE(std::string(loss.export_name) + " " + loss.when);
+            const std::string faults = fault_plan({dropping(loss.during)});
+            SCOPED_TRACE(std::string(loss.export_name) + " " + faults);
             load_scenario(scenario);
-            ASSERT_EQ(FARLO(ValidateClusterW)(&handle), 0u);
-            set_faults("[{" + loss.when + R"(, "drop": true}])");
+            ASSERT_EQ(FARLO(ValidateClusterW)(&handle), FARLO_SUCCESS);
+            set_faults(faults);
             EXPECT_EQ(loss.call(), loss.status);
-            EXPECT_EQ(handle->connected, 0) << "it was not lost";
-            set_faults("[]");
+            EXPECT_EQ(handle->connected, 0) << "the connection did not drop";
+            set_faults(fault_plan({}));
         }
     }
-
-    static std::string reading(const std::string& property) {
-        return R"("function": "ObGetProperty", "property": ")" + property + '"';
-    }
-    static std::string walk(const std::string& type) {
-        return R"("function": "ObGetChildObjects", "type": ")" + type + '"';
-    }
-    static std::string method() { return R"("function": "PrCallDispatch")"; }
 
     char guid[FARLO_GUID_TEXT_SIZE] = {};
     wchar_t name[FARLO_NAME_SIZE] = {};
     wchar_t* names = name;
     std::uint32_t size = 0;
-    std::uint32_t word = 0;
+    std::uint32_t number = 0;
     std::uint32_t other = 0;
     std::uint8_t bytes[16] = {};
     VolInfo volume{};
 };
 
-// With the first call that reaches the service, so that what it names cannot be read.
-TEST_F(LostConnection, IsReturnedByMostFunctions) {
+// The connection drops with the first call that reaches the service.
+TEST_F(LostConnection, MostFunctionsReturnNotConnected) {
     once([&] {
-        expect({
-            {"GetDgNameListW", not_connected,
-             [&] { return FARLO(GetDgNameListW)(handle, &names, &size, &word); }},
-            {"GetNonClusterDgNameListW", not_connected,
-             [&] { return FARLO(GetNonClusterDgNameListW)(handle, &names, &size, &word); }},
-            {"GetDgVolumeGuidW", not_connected,
+        expect_statuses({
+            {"GetDgNameListW", FARLO_NOT_CONNECTED,
+             [&] { return FARLO(GetDgNameListW)(handle, &names, &size, &number); }},
+            {"GetNonClusterDgNameListW", FARLO_NOT_CONNECTED,
+             [&] { return FARLO(GetNonClusterDgNameListW)(handle, &names, &size, &number); }},
+            {"GetDgVolumeGuidW", FARLO_NOT_CONNECTED,
              [&] { return FARLO(GetDgVolumeGuidW)(handle, nullptr, "guid-1", L"v", guid); }},
-            {"OnlineDgExW", not_connected,
+            {"OnlineDgExW", FARLO_NOT_CONNECTED,
              [&] { return FARLO(OnlineDgExW)(handle, nullptr, "guid-1", nullptr, 0, 0); }},
-            {"OnlineDgExW", not_connected,
+            {"OnlineDgExW", FARLO_NOT_CONNECTED,
              [&] { return FARLO(OnlineDgExW)(handle, L"dg", nullptr, nullptr, 0, 0); }},
-            {"ImportDgW", not_connected,
+            {"ImportDgW", FARLO_NOT_CONNECTED,
              [&] { return FARLO(ImportDgW)(handle, nullptr, "guid-1", nullptr, 0); }},
-            {"OfflineDgW", not_connected,
+            {"OfflineDgW", FARLO_NOT_CONNECTED,
              [&] { return FARLO(OfflineDgW)(handle, nullptr, "guid-1", 0); }},
-            {"DeportDgW", not_connected,
+            {"DeportDgW", FARLO_NOT_CONNECTED,
              [&] { return FARLO(DeportDgW)(handle, nullptr, "guid-1"); }},
-            {"ArbitrateDgW", not_connected,
+            {"ArbitrateDgW", FARLO_NOT_CONNECTED,
              [&] { return FARLO(ArbitrateDgW)(handle, nullptr, "guid-1"); }},
-            {"StopDgReservationW", not_connected,
+            {"StopDgReservationW", FARLO_NOT_CONNECTED,
              [&] { return FARLO(StopDgReservationW)(handle, nullptr, "guid-1"); }},
-            {"GetDgStateW", not_connected,
+            {"GetDgStateW", FARLO_NOT_CONNECTED,
              [&] { return FARLO(GetDgStateW)(handle, L"dg", nullptr, bytes); }},
-            {"GetDgDiskAvailabilityW", not_connected,
+            {"GetDgDiskAvailabilityW", FARLO_NOT_CONNECTED,
              [&] {
-                 return FARLO(GetDgDiskAvailabilityW)(handle, nullptr, "guid-1", &word, &other);
+                 return FARLO(GetDgDiskAvailabilityW)(handle, nullptr, "guid-1", &number, &other);
              }},
-            {"StartCVMClusterW", not_connected, [&] { return FARLO(StartCVMClusterW)(handle); }},
-            {"StopCVMClusterW", not_connected, [&] { return FARLO(StopCVMClusterW)(handle); }},
-            {"GetCVMClusterNodeStateW", not_connected,
-             [&] { return FARLO(GetCVMClusterNodeStateW)(handle, &word); }},
-            {"OnlineVolW", not_connected,
+            {"StartCVMClusterW", FARLO_NOT_CONNECTED,
+             [&] { return FARLO(StartCVMClusterW)(handle); }},
+            {"StopCVMClusterW", FARLO_NOT_CONNECTED,
+             [&] { return FARLO(StopCVMClusterW)(handle); }},
+            {"GetCVMClusterNodeStateW", FARLO_NOT_CONNECTED,
+             [&] { return FARLO(GetCVMClusterNodeStateW)(handle, &number); }},
+            {"OnlineVolW", FARLO_NOT_CONNECTED,
              [&] { return FARLO(OnlineVolW)(handle, "guid-8", L"s", 0, 0); }},
-            {"OfflineVolW", not_connected,
+            {"OfflineVolW", FARLO_NOT_CONNECTED,
              [&] { return FARLO(OfflineVolW)(handle, "guid-8", L"s", 0); }},
-            {"GetClusterSharedDgGuidW", not_connected,
+            {"GetClusterSharedDgGuidW", FARLO_NOT_CONNECTED,
              [&] { return FARLO(GetClusterSharedDgGuidW)(handle, L"s", guid); }},
-            {"GetVolPropertiesW", not_connected,
+            {"GetVolPropertiesW", FARLO_NOT_CONNECTED,
              [&] {
                  return FARLO(GetVolPropertiesW)(handle, L"v",
                                                  reinterpret_cast<VolPropInfo*>(&volume), &size);
@@ -110,142 +104,148 @@ TEST_F(LostConnection, IsReturnedByMostFunctions) {
     });
 }
 
-// The search for the group fails, and its status is returned as it is.
-TEST_F(LostConnection, IsAGroupThatIsNotFoundWhereTheLookupFails) {
+// The lookup of the group fails, and its status is returned unchanged.
+TEST_F(LostConnection, FunctionsWithFailedLookupReturnNotFound) {
     once([&] {
-        expect({
-            {"GetDgNameW", 1, [&] { return FARLO(GetDgNameW)(handle, "guid-1", name); }},
-            {"GetDgVolumeGuidW", 1,
+        expect_statuses({
+            {"GetDgNameW", FARLO_NOT_FOUND,
+             [&] { return FARLO(GetDgNameW)(handle, "guid-1", name); }},
+            {"GetDgVolumeGuidW", FARLO_NOT_FOUND,
              [&] { return FARLO(GetDgVolumeGuidW)(handle, L"dg", nullptr, L"v", guid); }},
-            {"GetDgVolumeGuidA", 98,
+            {"GetDgVolumeGuidA", FARLO_NO_VOLUME_GUID,
              [&] { return FARLO(GetDgVolumeGuidA)(handle, "dg", nullptr, "v", guid); }},
-            {"GetDgStateExW", 1,
+            {"GetDgStateExW", FARLO_NOT_FOUND,
              [&] { return FARLO(GetDgStateExW)(handle, L"dg", nullptr, bytes); }},
-            {"GetDgVolPlexStatesW", 1,
+            {"GetDgVolPlexStatesW", FARLO_NOT_FOUND,
              [&] {
-                 return FARLO(GetDgVolPlexStatesW)(handle, L"dg", nullptr, L"v", &word, nullptr);
+                 return FARLO(GetDgVolPlexStatesW)(handle, L"dg", nullptr, L"v", &number, nullptr);
              }},
-            {"SetFastFailoverFlagW", 1,
+            {"SetFastFailoverFlagW", FARLO_NOT_FOUND,
              [&] { return FARLO(SetFastFailoverFlagW)(handle, L"dg", nullptr, 1); }},
-            {"GetVolumeNameForSerialNumberW", 1,
+            {"GetVolumeNameForSerialNumberW", FARLO_NOT_FOUND,
              [&] {
                  return FARLO(GetVolumeNameForSerialNumberW)(handle, L"dg", nullptr, 1, name,
                                                              &size);
              }},
-            {"GetFirstVolumesDiskIDW", 1,
-             [&] { return FARLO(GetFirstVolumesDiskIDW)(handle, L"dg", &word, &other); }},
-            {"GetDgPropertiesW", 1,
+            {"GetFirstVolumesDiskIDW", FARLO_NOT_FOUND,
+             [&] { return FARLO(GetFirstVolumesDiskIDW)(handle, L"dg", &number, &other); }},
+            {"GetDgPropertiesW", FARLO_NOT_FOUND,
              [&] { return FARLO(GetDgPropertiesW)(handle, L"dg", nullptr, nullptr, &size); }},
-            {"GetDgVolPropertiesW", 1,
+            {"GetDgVolPropertiesW", FARLO_NOT_FOUND,
              [&] { return FARLO(GetDgVolPropertiesW)(handle, L"dg", nullptr, nullptr, &size); }},
-            {"GetDgVolumePropertiesW", 1,
+            {"GetDgVolumePropertiesW", FARLO_NOT_FOUND,
              [&] {
                  return FARLO(GetDgVolumePropertiesW)(handle, L"dg", nullptr, L"v", &volume, &size);
              }},
-            {"GetDgDiskPropertiesW", 1,
+            {"GetDgDiskPropertiesW", FARLO_NOT_FOUND,
              [&] { return FARLO(GetDgDiskPropertiesW)(handle, L"dg", nullptr, nullptr, &size); }},
-            {"GetDgVolumeStateW", 1,
-             [&] { return FARLO(GetDgVolumeStateW)(handle, L"dg", nullptr, L"v", &word); }},
-            {"GetUnusableVolumesInfo", 1,
-             [&] { return FARLO(GetUnusableVolumesInfo)(handle, L"dg", nullptr, &volume, &word); }},
-            {"GetVolumeInfo", 1,
+            {"GetDgVolumeStateW", FARLO_NOT_FOUND,
+             [&] { return FARLO(GetDgVolumeStateW)(handle, L"dg", nullptr, L"v", &number); }},
+            {"GetUnusableVolumesInfo", FARLO_NOT_FOUND,
+             [&] {
+                 return FARLO(GetUnusableVolumesInfo)(handle, L"dg", nullptr, &volume, &number);
+             }},
+            {"GetVolumeInfo", FARLO_NOT_FOUND,
              [&] { return FARLO(GetVolumeInfo)(handle, L"dg", nullptr, L"v", &volume, &size); }},
         });
     });
 }
 
-// Before the lookup asks: it finds no group in any of its five tries, 5 s apart.
-TEST_F(LostConnection, IsNoticedAfter25SecondsWhereTheLookupFindsNothing) {
+// The connection drops before the query: the lookup finds no group in any of its five tries.
+TEST_F(LostConnection, LookupReturnsNotFoundAfter25Seconds) {
     once([&] {
         StandIn<decltype(DbGetObjects)>* query = nullptr;
         query = &interpose<decltype(DbGetObjects)>("DbGetObjects", [&](auto... arguments) {
             LabDropConnections();
             return query->real(arguments...);
         });
-        EXPECT_EQ(FARLO(GetDgNameW)(handle, "guid-1", name), 1u);
+        EXPECT_EQ(FARLO(GetDgNameW)(handle, "guid-1", name), FARLO_NOT_FOUND);
         EXPECT_EQ(clock().elapsed(), 25'000u);
     });
 }
 
-// The functions that do not look at the connection again, or not on every way.
-TEST_F(LostConnection, IsNotReturnedByTheOthers) {
+// These functions do not check the connection again, or not on every path.
+TEST_F(LostConnection, OtherFunctionsReturnStatusOfFailedStep) {
     once([&] {
-        expect({
-            // Lost in the first lookup, they find no cluster service to ask instead.
-            {"GetDgGuidW", 41, [&] { return FARLO(GetDgGuidW)(handle, L"dg", guid); }},
-            {"GetNonClusterDgGuidW", 41,
+        expect_statuses({
+            // The lookup fails, and then there is no cluster service to ask.
+            {"GetDgGuidW", FARLO_NO_CLUSTER_SERVICE,
+             [&] { return FARLO(GetDgGuidW)(handle, L"dg", guid); }},
+            {"GetNonClusterDgGuidW", FARLO_NO_CLUSTER_SERVICE,
              [&] { return FARLO(GetNonClusterDgGuidW)(handle, L"dg", guid); }},
-            {"GetDgReservationStatusW", 41,
-             [&] { return FARLO(GetDgReservationStatusW)(handle, L"dg", nullptr, &word); }},
-            {"GetDgGuidW", 0, [&] { return FARLO(GetDgGuidW)(handle, L"dg", guid); },
+            {"GetDgReservationStatusW", FARLO_NO_CLUSTER_SERVICE,
+             [&] { return FARLO(GetDgReservationStatusW)(handle, L"dg", nullptr, &number); }},
+            {"GetDgGuidW", FARLO_SUCCESS, [&] { return FARLO(GetDgGuidW)(handle, L"dg", guid); },
              reading("dgid")},
-            {"GetNonClusterDgGuidW", 0,
+            {"GetNonClusterDgGuidW", FARLO_SUCCESS,
              [&] { return FARLO(GetNonClusterDgGuidW)(handle, L"dg", guid); }, reading("dgid")},
-            {"OnlineDgExW", 9,
+            {"OnlineDgExW", FARLO_ALREADY_IMPORTED,
              [&] { return FARLO(OnlineDgExW)(handle, L"dg", "guid-1", nullptr, 0, 0); },
              reading("imported")},
-            {"GetDiskStateW", 19, [&] { return FARLO(GetDiskStateW)(handle, L"d", &word); }},
-            {"GetDiskStateW", 0, [&] { return FARLO(GetDiskStateW)(handle, L"d", &word); },
-             reading("ztvmstate")},
-            {"GetDgVolPlexStatesW", 97,
+            {"GetDiskStateW", FARLO_MISSING_ARGUMENT,
+             [&] { return FARLO(GetDiskStateW)(handle, L"d", &number); }},
+            {"GetDiskStateW", FARLO_SUCCESS,
+             [&] { return FARLO(GetDiskStateW)(handle, L"d", &number); }, reading("ztvmstate")},
+            {"GetDgVolPlexStatesW", FARLO_BUFFER_TOO_SMALL,
              [&] {
-                 return FARLO(GetDgVolPlexStatesW)(handle, L"dg", nullptr, L"v", &word, nullptr);
+                 return FARLO(GetDgVolPlexStatesW)(handle, L"dg", nullptr, L"v", &number, nullptr);
              },
-             walk("tamo_ztvm_plex")},
+             listing(object_type::plex)},
             {"ClusterServiceStateW", bus_not_connected,
              [&] { return FARLO(ClusterServiceStateW)(handle, 1); }},
-            {"ClusterServiceStateW", 0, [&] { return FARLO(ClusterServiceStateW)(handle, 1); },
-             method()},
-            {"FFUpdateMountPathW", 0xc1000001,
+            {"ClusterServiceStateW", FARLO_SUCCESS,
+             [&] { return FARLO(ClusterServiceStateW)(handle, 1); }, method_call},
+            {"FFUpdateMountPathW", FARLO_PROVIDER_FAILED,
              [&] { return FARLO(FFUpdateMountPathW)(handle, L"v"); }},
-            {"GetFirstVolumesDiskIDW", 0,
-             [&] { return FARLO(GetFirstVolumesDiskIDW)(handle, L"none", &word, &other); },
-             walk("tamo_ztvm_volume")},
-            {"GetDgVolumePropertiesW", 97,
+            {"GetFirstVolumesDiskIDW", FARLO_SUCCESS,
+             [&] { return FARLO(GetFirstVolumesDiskIDW)(handle, L"none", &number, &other); },
+             listing(object_type::volume)},
+            {"GetDgVolumePropertiesW", FARLO_BUFFER_TOO_SMALL,
              [&] {
                  return FARLO(GetDgVolumePropertiesW)(handle, L"dg", nullptr, L"v", &volume,
                                                       &(size = 0));
              },
              reading("Name")},
-            {"IsStorageClusterable", 0,
+            {"IsStorageClusterable", FALSE,
              [&] { return FARLO(IsStorageClusterable)(handle, 0, 7, bytes); }},
-            {"IsStorageClusterable", 1,
+            {"IsStorageClusterable", TRUE,
              [&] { return FARLO(IsStorageClusterable)(handle, 0, 7, bytes); },
              reading("LDM DG TYPE")},
-            {"IsVolumeOfSpecifiedDgType", 0,
+            {"IsVolumeOfSpecifiedDgType", FALSE,
              [&] { return FARLO(IsVolumeOfSpecifiedDgType)(handle, L"sn", 8); }},
-            {"IsVolumeOfSpecifiedDgType", 1,
+            {"IsVolumeOfSpecifiedDgType", TRUE,
              [&] { return FARLO(IsVolumeOfSpecifiedDgType)(handle, L"sn", 8); },
              reading("LDM DG TYPE")},
-            {"IsVolumeClusterable", 0, [&] { return FARLO(IsVolumeClusterable)(handle, L"sn"); }},
-            {"IsVolumeClusterable", 1, [&] { return FARLO(IsVolumeClusterable)(handle, L"sn"); },
+            {"IsVolumeClusterable", FALSE,
+             [&] { return FARLO(IsVolumeClusterable)(handle, L"sn"); }},
+            {"IsVolumeClusterable", TRUE, [&] { return FARLO(IsVolumeClusterable)(handle, L"sn"); },
              reading("cluster shared")},
         });
     });
 }
 
-// Where the lookup was successful, these two do look at the connection again.
-TEST_F(LostConnection, IsReturnedByTheseWhenTheirMethodLosesIt) {
+// After a successful lookup, these two check the connection again.
+TEST_F(LostConnection, MethodCallReturnsNotConnected) {
     once([&] {
-        expect({
-            {"SetFastFailoverFlagW", not_connected,
-             [&] { return FARLO(SetFastFailoverFlagW)(handle, L"dg", nullptr, 1); }, method()},
-            {"FFUpdateMountPathW", not_connected,
-             [&] { return FARLO(FFUpdateMountPathW)(handle, L"v"); }, method()},
+        expect_statuses({
+            {"SetFastFailoverFlagW", FARLO_NOT_CONNECTED,
+             [&] { return FARLO(SetFastFailoverFlagW)(handle, L"dg", nullptr, 1); }, method_call},
+            {"FFUpdateMountPathW", FARLO_NOT_CONNECTED,
+             [&] { return FARLO(FFUpdateMountPathW)(handle, L"v"); }, method_call},
         });
     });
 }
 
-// By the service, the reservation status does not look at the connection at all.
-TEST_F(LostConnection, IsNotReturnedWithAReservationOfTheService) {
+// With a reservation of the service, the connection is not checked again.
+TEST_F(LostConnection, ReservationStatusOfServiceReturnsStatusOfMethod) {
     support_scsi3 = 2;
     once([&] {
-        expect({
-            {"GetDgReservationStatusW", 0,
-             [&] { return FARLO(GetDgReservationStatusW)(handle, nullptr, "guid-1", &word); },
-             method()},
+        expect_statuses({
+            {"GetDgReservationStatusW", FARLO_SUCCESS,
+             [&] { return FARLO(GetDgReservationStatusW)(handle, nullptr, "guid-1", &number); },
+             method_call},
             {"GetDgReservationStatusW", bus_not_connected,
-             [&] { return FARLO(GetDgReservationStatusW)(handle, nullptr, "guid-1", &word); }},
+             [&] { return FARLO(GetDgReservationStatusW)(handle, nullptr, "guid-1", &number); }},
         });
     });
 }

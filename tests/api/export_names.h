@@ -1,0 +1,13 @@
+// The names of all exports.
+#pragma once
+
+#include <set>
+#include <string>
+
+inline std::set<std::string> export_names() {
+    return {
+#define SAME(name) #name,
+#include "api/exports.inc"
+#undef SAME
+    };
+}
