@@ -1,4 +1,6 @@
-// The DLL's outside: export table, imports, version, protection.
+// The image of farlo.dll: its exports, imports, version and protection.
+#include "api/export_names.h"
+
 #include <gtest/gtest.h>
 
 #include <windows.h>
@@ -10,7 +12,7 @@
 
 namespace {
 
-// The loaded image of farlo.dll, read by its headers.
+// Reads the headers of the loaded image.
 class FarloImage : public testing::Test {
   protected:
     void SetUp() override {
@@ -56,22 +58,17 @@ class FarloImage : public testing::Test {
     HMODULE m_module = nullptr;
 };
 
-TEST_F(FarloImage, ExportsThePlainNamesAndNoOther) {
-    const std::set<std::string> wanted = {
-#define SAME(name) #name,
-#include "api/exports.inc"
-#undef SAME
-    };
-    EXPECT_EQ(exported_names(), wanted);
+TEST_F(FarloImage, ExportsExactlyListedNames) {
+    EXPECT_EQ(exported_names(), export_names());
 }
 
-TEST_F(FarloImage, InitialiseAndValidateAreOneEntry) {
+TEST_F(FarloImage, ExportsInitializeAndValidateAsOneFunction) {
     EXPECT_EQ(entry("InitializeClusterW"), entry("ValidateClusterW"));
     EXPECT_EQ(entry("ValidateClusterA"), entry("ValidateClusterW"));
     EXPECT_NE(entry("InitializeClusterA"), entry("ValidateClusterW"));
 }
 
-TEST_F(FarloImage, ImportsOnlyTheSystemTheBusAndTheCommandLibrary) {
+TEST_F(FarloImage, ImportsOnlySystemBusAndCommandLibrary) {
     const std::set<std::string> allowed = {"advapi32.dll", "kernel32.dll", "msvcrt.dll",
                                            "ntdll.dll",    "shlwapi.dll",  "user32.dll",
                                            "ztbus3.dll",   "ztcmd.dll"};
@@ -82,22 +79,22 @@ TEST_F(FarloImage, ImportsOnlyTheSystemTheBusAndTheCommandLibrary) {
     EXPECT_EQ(imported_dlls().count("ztcmd.dll"), 1u);
 }
 
-TEST_F(FarloImage, IsProtected) {
+TEST_F(FarloImage, HasRandomAddressesAndNoWritableCode) {
     const WORD wanted = IMAGE_DLLCHARACTERISTICS_DYNAMIC_BASE |
                         IMAGE_DLLCHARACTERISTICS_HIGH_ENTROPY_VA |
                         IMAGE_DLLCHARACTERISTICS_NX_COMPAT;
     EXPECT_EQ(headers().OptionalHeader.DllCharacteristics & wanted, wanted);
     const auto* section = IMAGE_FIRST_SECTION(&headers());
     for (WORD i = 0; i < headers().FileHeader.NumberOfSections; ++i) {
-        const DWORD both = IMAGE_SCN_MEM_WRITE | IMAGE_SCN_MEM_EXECUTE;
-        EXPECT_NE(section[i].Characteristics & both, both)
+        const DWORD writable_code = IMAGE_SCN_MEM_WRITE | IMAGE_SCN_MEM_EXECUTE;
+        EXPECT_NE(section[i].Characteristics & writable_code, writable_code)
             << std::string(reinterpret_cast<const char*>(section[i].Name), 8);
     }
 }
 
-// The runtime's record of a thread's exceptions, 16 bytes, lies within what the
-// loader gives each thread. Eight bytes are the C runtime's.
-TEST_F(FarloImage, KeepsItsRecordOfExceptionsInTheThreadsStorage) {
+// The loader allocates the 16 bytes in which the C++ runtime records a thread's exceptions. The C
+// runtime has 8 bytes of its own.
+TEST_F(FarloImage, ReservesThreadStorageForExceptionRecord) {
     const auto& directory = headers().OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_TLS];
     ASSERT_NE(directory.VirtualAddress, 0u);
     IMAGE_TLS_DIRECTORY64 storage;
@@ -106,7 +103,7 @@ TEST_F(FarloImage, KeepsItsRecordOfExceptionsInTheThreadsStorage) {
     EXPECT_GE(storage.EndAddressOfRawData - storage.StartAddressOfRawData, 8u + 16u);
 }
 
-TEST_F(FarloImage, CarriesAVersionResource) {
+TEST_F(FarloImage, HasVersionResource) {
     wchar_t path[MAX_PATH];
     ASSERT_NE(GetModuleFileNameW(m_module, path, MAX_PATH), 0u);
     DWORD unused = 0;

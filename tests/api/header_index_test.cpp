@@ -1,5 +1,5 @@
-// The places that repeat what is written elsewhere: the index and the version of farlo.h,
-// and the sample of README.md.
+// What is written twice: the index and the version in farlo.h, and the sample in README.md.
+#include "api/export_names.h"
 #include "farlo.h"
 #include "service/process.h"
 
@@ -7,6 +7,7 @@
 
 #include <windows.h>
 
+#include <cstdlib>
 #include <set>
 #include <sstream>
 #include <string>
@@ -16,26 +17,26 @@ namespace {
 
 using namespace support;
 
-// The text of a file of the project, without carriage returns.
+// The contents of a file of the project, without carriage returns.
 std::string project_file(const wchar_t* name) {
-    std::string text = read_text(std::wstring(FARLO_PROJECT) + name);
-    EXPECT_NE(text, "") << "there is no " << std::string(name, name + wcslen(name));
-    std::erase(text, '\r');
-    return text;
+    std::string contents = read_text(std::wstring(FARLO_PROJECT) + name);
+    EXPECT_NE(contents, "") << "there is no " << std::string(name, name + wcslen(name));
+    std::erase(contents, '\r');
+    return contents;
 }
 
-// What is between two marks; "" when one of them is missing.
-std::string between(const std::string& text, const std::string& begin, const std::string& end) {
-    const std::size_t from = text.find(begin);
+// The part between two marks, or "" if one of them is missing.
+std::string between(const std::string& contents, const std::string& begin, const std::string& end) {
+    const std::size_t from = contents.find(begin);
     if (from == std::string::npos) {
         return "";
     }
-    const std::size_t to = text.find(end, from + begin.size());
+    const std::size_t to = contents.find(end, from + begin.size());
     return to == std::string::npos ? ""
-                                   : text.substr(from + begin.size(), to - from - begin.size());
+                                   : contents.substr(from + begin.size(), to - from - begin.size());
 }
 
-// "NAMEA/W" stands for NAMEA and NAMEW.
+// The exports in the index of farlo.h. "NAMEA/W" stands for NAMEA and NAMEW.
 std::multiset<std::string> names_of_index(const std::string& index) {
     std::multiset<std::string> names;
     std::istringstream words(index);
@@ -57,17 +58,13 @@ TEST(HeaderIndex, NamesEachFunctionOnce) {
     const HMODULE module = LoadLibraryW(L"farlo.dll");
     ASSERT_NE(module, nullptr);
     const std::string header = project_file(L"clitools/farlo/api/farlo.h");
-    const std::multiset<std::string> exported = {
-#define SAME(name) #name,
-#include "api/exports.inc"
-#undef SAME
-    };
+    const std::set<std::string> exported = export_names();
     EXPECT_EQ(names_of_index(between(header, "FUNCTIONS BY TASK", "\n * The functions are")),
-              exported);
+              std::multiset<std::string>(exported.begin(), exported.end()));
     FreeLibrary(module);
 }
 
-TEST(HeaderVersion, IsThatOfTheDll) {
+TEST(HeaderVersion, MatchesVersionOfDll) {
     const HMODULE module = LoadLibraryW(L"farlo.dll");
     ASSERT_NE(module, nullptr);
     wchar_t path[MAX_PATH];
@@ -83,19 +80,18 @@ TEST(HeaderVersion, IsThatOfTheDll) {
     EXPECT_EQ(version->dwFileVersionLS, MAKELONG(0, FARLO_VERSION_PATCH));
 }
 
-// README.md repeats the program to the letter, and the program does what it says.
-TEST(ReadmeSample, IsTheProgramThatIsBuilt) {
+TEST(ReadmeSample, MatchesProgramThatIsBuilt) {
     EXPECT_EQ(between(project_file(L"README.md"), "```c\n", "```\n"),
               project_file(L"tests/api/readme_sample.c"));
 }
 
-TEST(ReadmeSample, ImportsADiskGroup) {
+TEST(ReadmeSample, ImportsDiskGroup) {
     const TemporaryFolder folder;
     const std::wstring scenario = folder.write(
         L"scenario.json", R"({"disk_groups": [{"name": "dg_data", "dgid": "guid-1"}]})");
     SetEnvironmentVariableW(L"ZTLAB_SCENARIO", scenario.c_str());
     Process sample(beside_this_program(L"readme_sample.exe"));
-    EXPECT_EQ(sample.wait(60'000), DWORD{0});
+    EXPECT_EQ(sample.wait(60'000), DWORD{EXIT_SUCCESS});
     EXPECT_EQ(sample.output(), "dg_data: 0x0\r\n");
     SetEnvironmentVariableW(L"ZTLAB_SCENARIO", nullptr);
 }

@@ -1,4 +1,4 @@
-// The functions of farlo.h that read records.
+// The functions of farlo.h that prepare and read records.
 #include "farlo.h"
 #include "support/guarded_buffer.h"
 
@@ -14,11 +14,11 @@ namespace {
 
 using support::GuardedBuffer;
 
-// A record that begins with `words` and is zero otherwise.
+// A record that begins with these numbers and is zero otherwise.
 template <class Record>
-Record* make_record(GuardedBuffer& buffer, std::vector<std::uint32_t> words) {
+Record* make_record(GuardedBuffer& buffer, std::vector<std::uint32_t> numbers) {
     std::memset(buffer.data(), 0, buffer.size());
-    std::memcpy(buffer.data(), words.data(), words.size() * sizeof words[0]);
+    std::memcpy(buffer.data(), numbers.data(), numbers.size() * sizeof numbers[0]);
     return buffer.as<Record>();
 }
 
@@ -44,7 +44,7 @@ TEST(RecordHelpers, FindPartsOfGroup) {
     EXPECT_EQ(farlo_dg_info_disk(record, size, 2), nullptr);
     EXPECT_EQ(offset(farlo_dg_info_volume(record, size, 0), buffer), 120);
     EXPECT_EQ(farlo_dg_info_volume(record, size, 1), nullptr);
-    // The buffer ends within the entry, or there is no record.
+    // The buffer ends within the entry, or the record is NULL.
     EXPECT_EQ(farlo_dg_info_volume(record, size - 1, 0), nullptr);
     EXPECT_EQ(farlo_dg_info_disk(record, 8 + 112 - 1, 1), nullptr);
     EXPECT_NE(farlo_dg_info_disk(record, 8 + 112, 1), nullptr);
