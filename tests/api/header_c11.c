@@ -1,4 +1,4 @@
-/* farlo.h stands on its own in C11. */
+/* farlo.h compiles on its own in C11. */
 #include "farlo.h"
 
 uint32_t call_through_pointer(GetDgGuidW_fn get_guid, opal_handle handle, char* guid);

@@ -1,4 +1,4 @@
-/* farlo.h stands on its own in C99, which has no static assertions. */
+/* farlo.h compiles on its own in C99, which has no static assertions. */
 #include "farlo.h"
 
 uint32_t read_first_signature(const DgDiskList* list, size_t size);

@@ -1,4 +1,4 @@
-// farlo.h stands on its own in C++17, and each pointer type is its function's.
+// farlo.h compiles on its own in C++17, and each pointer type matches its function.
 #include "farlo.h"
 
 #include <type_traits>

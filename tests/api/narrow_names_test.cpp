@@ -1,5 +1,5 @@
-// The buffers of the narrow forms: what is just taken, and what is refused, in one line that
-// names the export and the argument.
+// The longest strings that fit the buffers of the narrow forms. Longer ones are rejected with one
+// log line that names the export and the argument.
 #include "support/farlo_test.h"
 
 #include <cstdarg>
@@ -11,24 +11,25 @@ namespace {
 
 using namespace support;
 
-constexpr char no_text[] = "no text of the code page";
+constexpr char invalid_string[] = "not valid in the code page";
 
-// Answers for that text as Windows does for one that is none; Wine takes any.
+// Replaces _snwprintf. Fails for `invalid_string`, as Windows does for a string that is not valid
+// in the code page; Wine converts any string.
 int convert(wchar_t* buffer, std::size_t capacity, const wchar_t* format, ...) {
     va_list arguments;
     va_start(arguments, format);
     va_list first;
     va_copy(first, arguments);
-    const bool is_text = std::strcmp(va_arg(first, const char*), no_text) != 0;
+    const bool is_valid = std::strcmp(va_arg(first, const char*), invalid_string) != 0;
     va_end(first);
-    const int length = is_text ? _vsnwprintf(buffer, capacity, format, arguments) : -1;
+    const int length = is_valid ? _vsnwprintf(buffer, capacity, format, arguments) : -1;
     va_end(arguments);
     return length;
 }
 
 class NarrowNames : public FarloTest {
   protected:
-    using Call = std::function<std::uint32_t(const char* text)>;
+    using Call = std::function<std::uint32_t(const char* string)>;
 
     struct Argument {
         std::string entry;
@@ -45,90 +46,96 @@ class NarrowNames : public FarloTest {
         EXPECT_EQ(error, "");
         return result;
     }
-    // The one line of a refused call.
-    static std::string refusal(const std::string& entry, const std::string& name,
-                               std::size_t limit) {
+    static std::string rejection(const std::string& entry, const std::string& name,
+                                 std::size_t limit) {
         return entry + "() failed , " + name + " string of more than " + std::to_string(limit) +
                " characters or invalid, error=(0x80070057)";
     }
 
+    // Longer strings than `limit`, and strings that are not valid, are rejected in one line.
     void expect_limit(std::size_t limit, const Argument& argument) {
         SCOPED_TRACE(argument.entry + " " + argument.name);
         const Call& call = argument.call;
-        const std::vector<std::string> refused = {refusal(argument.entry, argument.name, limit)};
+        const std::vector<std::string> rejected = {rejection(argument.entry, argument.name, limit)};
         call(std::string(limit, 't').c_str());
-        EXPECT_THAT(log_lines(), testing::Not(testing::Contains(refused.front())));
+        EXPECT_THAT(log_lines(), testing::Not(testing::Contains(rejected.front())));
         for (const std::size_t length : {limit + 1, std::size_t{100'000}}) {
             environment().remove_logs();
-            EXPECT_EQ(call(std::string(length, 't').c_str()), 0x80070057u);
-            EXPECT_EQ(log_lines(), refused);
+            EXPECT_EQ(call(std::string(length, 't').c_str()), FARLO_INVALID_ARGUMENT);
+            EXPECT_EQ(log_lines(), rejected);
         }
         environment().remove_logs();
         {
             const Interposer conversion(dll().module(), "_snwprintf", convert);
-            EXPECT_EQ(call(no_text), 0x80070057u);
+            EXPECT_EQ(call(invalid_string), FARLO_INVALID_ARGUMENT);
         }
-        EXPECT_EQ(log_lines(), refused);
+        EXPECT_EQ(log_lines(), rejected);
         environment().remove_logs();
     }
 };
 
-TEST_F(NarrowNames, OfGroupsHave31Characters) {
+TEST_F(NarrowNames, OfGroupsHaveUpTo31Characters) {
     once([&] {
-        std::uint32_t word = 0;
+        std::uint32_t number = 0;
         std::uint8_t byte = 0;
         char guid[65];
         const std::vector<Argument> arguments = {
             {"OnlineDgExA", "name",
-             [&](auto text) { return FARLO(OnlineDgExA)(nullptr, text, "g", nullptr, 0, 0); }},
+             [&](auto string) { return FARLO(OnlineDgExA)(nullptr, string, "g", nullptr, 0, 0); }},
             {"OnlineDgA", "name",
-             [&](auto text) { return FARLO(OnlineDgA)(nullptr, text, "g", nullptr, 0); }},
+             [&](auto string) { return FARLO(OnlineDgA)(nullptr, string, "g", nullptr, 0); }},
             {"ImportDgA", "name",
-             [&](auto text) { return FARLO(ImportDgA)(nullptr, text, "g", "n", 0); }},
+             [&](auto string) { return FARLO(ImportDgA)(nullptr, string, "g", "n", 0); }},
             {"OfflineDgA", "name",
-             [&](auto text) { return FARLO(OfflineDgA)(nullptr, text, "g", 0); }},
-            {"DeportDgA", "name", [&](auto text) { return FARLO(DeportDgA)(nullptr, text, "g"); }},
+             [&](auto string) { return FARLO(OfflineDgA)(nullptr, string, "g", 0); }},
+            {"DeportDgA", "name",
+             [&](auto string) { return FARLO(DeportDgA)(nullptr, string, "g"); }},
             {"ArbitrateDgA", "name",
-             [&](auto text) { return FARLO(ArbitrateDgA)(nullptr, text, "g"); }},
+             [&](auto string) { return FARLO(ArbitrateDgA)(nullptr, string, "g"); }},
             {"StopDgReservationA", "name",
-             [&](auto text) { return FARLO(StopDgReservationA)(nullptr, text, "g"); }},
+             [&](auto string) { return FARLO(StopDgReservationA)(nullptr, string, "g"); }},
             {"GetDgReservationStatusA", "name",
-             [&](auto text) { return FARLO(GetDgReservationStatusA)(nullptr, text, "g", &word); }},
+             [&](auto string) {
+                 return FARLO(GetDgReservationStatusA)(nullptr, string, "g", &number);
+             }},
             {"GetDgStateA", "name",
-             [&](auto text) { return FARLO(GetDgStateA)(nullptr, text, "g", &byte); }},
+             [&](auto string) { return FARLO(GetDgStateA)(nullptr, string, "g", &byte); }},
             {"GetDiskStateA", "disk",
-             [&](auto text) { return FARLO(GetDiskStateA)(nullptr, text, &word); }},
+             [&](auto string) { return FARLO(GetDiskStateA)(nullptr, string, &number); }},
             {"GetDgDiskAvailabilityA", "name",
-             [&](auto text) {
-                 return FARLO(GetDgDiskAvailabilityA)(nullptr, text, "g", &word, &word);
+             [&](auto string) {
+                 return FARLO(GetDgDiskAvailabilityA)(nullptr, string, "g", &number, &number);
              }},
             {"GetDgGuidA", "name",
-             [&](auto text) { return FARLO(GetDgGuidA)(nullptr, text, guid); }},
+             [&](auto string) { return FARLO(GetDgGuidA)(nullptr, string, guid); }},
             {"GetNonClusterDgGuidA", "name",
-             [&](auto text) { return FARLO(GetNonClusterDgGuidA)(nullptr, text, guid); }},
+             [&](auto string) { return FARLO(GetNonClusterDgGuidA)(nullptr, string, guid); }},
             {"GetDgVolumeGuidA", "name",
-             [&](auto text) { return FARLO(GetDgVolumeGuidA)(nullptr, text, "g", "d", guid); }},
+             [&](auto string) { return FARLO(GetDgVolumeGuidA)(nullptr, string, "g", "d", guid); }},
             {"GetDgPropertiesA", "name",
-             [&](auto text) {
-                 return FARLO(GetDgPropertiesA)(nullptr, text, "g", nullptr, &word);
+             [&](auto string) {
+                 return FARLO(GetDgPropertiesA)(nullptr, string, "g", nullptr, &number);
              }},
             {"GetDgVolPropertiesA", "name",
-             [&](auto text) {
-                 return FARLO(GetDgVolPropertiesA)(nullptr, text, "g", nullptr, &word);
+             [&](auto string) {
+                 return FARLO(GetDgVolPropertiesA)(nullptr, string, "g", nullptr, &number);
              }},
             {"GetDgVolumePropertiesA", "name",
-             [&](auto text) {
-                 return FARLO(GetDgVolumePropertiesA)(nullptr, text, "g", "d", nullptr, &word);
+             [&](auto string) {
+                 return FARLO(GetDgVolumePropertiesA)(nullptr, string, "g", "d", nullptr, &number);
              }},
             {"GetDgDiskPropertiesA", "name",
-             [&](auto text) {
-                 return FARLO(GetDgDiskPropertiesA)(nullptr, text, "g", nullptr, &word);
+             [&](auto string) {
+                 return FARLO(GetDgDiskPropertiesA)(nullptr, string, "g", nullptr, &number);
              }},
             {"GetDgVolumeStateA", "name",
-             [&](auto text) { return FARLO(GetDgVolumeStateA)(nullptr, text, "g", "d", &word); }},
+             [&](auto string) {
+                 return FARLO(GetDgVolumeStateA)(nullptr, string, "g", "d", &number);
+             }},
             {"GetVolumeNameForSerialNumberA", "name",
-             [&](auto text) {
-                 return FARLO(GetVolumeNameForSerialNumberA)(nullptr, text, "g", 1, nullptr, &word);
+             [&](auto string) {
+                 return FARLO(GetVolumeNameForSerialNumberA)(nullptr, string, "g", 1, nullptr,
+                                                             &number);
              }},
         };
         for (const Argument& argument : arguments) {
@@ -137,26 +144,29 @@ TEST_F(NarrowNames, OfGroupsHave31Characters) {
     });
 }
 
-// New names of groups, and volumes that are asked for by name in a group.
-TEST_F(NarrowNames, BesideAGroupHave31Characters) {
+TEST_F(NarrowNames, OfNewGroupsAndVolumesInGroupHaveUpTo31Characters) {
     once([&] {
-        std::uint32_t word = 0;
+        std::uint32_t number = 0;
         char guid[65];
         const std::vector<Argument> arguments = {
             {"OnlineDgExA", "new_name",
-             [&](auto text) { return FARLO(OnlineDgExA)(nullptr, "dg", "g", text, 0, 0); }},
+             [&](auto string) { return FARLO(OnlineDgExA)(nullptr, "dg", "g", string, 0, 0); }},
             {"OnlineDgA", "new_name",
-             [&](auto text) { return FARLO(OnlineDgA)(nullptr, "dg", "g", text, 0); }},
+             [&](auto string) { return FARLO(OnlineDgA)(nullptr, "dg", "g", string, 0); }},
             {"ImportDgA", "new_name",
-             [&](auto text) { return FARLO(ImportDgA)(nullptr, "dg", "g", text, 0); }},
+             [&](auto string) { return FARLO(ImportDgA)(nullptr, "dg", "g", string, 0); }},
             {"GetDgVolumeGuidA", "device",
-             [&](auto text) { return FARLO(GetDgVolumeGuidA)(nullptr, "dg", "g", text, guid); }},
+             [&](auto string) {
+                 return FARLO(GetDgVolumeGuidA)(nullptr, "dg", "g", string, guid);
+             }},
             {"GetDgVolumePropertiesA", "device",
-             [&](auto text) {
-                 return FARLO(GetDgVolumePropertiesA)(nullptr, "dg", "g", text, nullptr, &word);
+             [&](auto string) {
+                 return FARLO(GetDgVolumePropertiesA)(nullptr, "dg", "g", string, nullptr, &number);
              }},
             {"GetDgVolumeStateA", "device",
-             [&](auto text) { return FARLO(GetDgVolumeStateA)(nullptr, "dg", "g", text, &word); }},
+             [&](auto string) {
+                 return FARLO(GetDgVolumeStateA)(nullptr, "dg", "g", string, &number);
+             }},
         };
         for (const Argument& argument : arguments) {
             expect_limit(31, argument);
@@ -164,56 +174,63 @@ TEST_F(NarrowNames, BesideAGroupHave31Characters) {
     });
 }
 
-TEST_F(NarrowNames, TheFirstOfTwoIsNamed) {
+TEST_F(NarrowNames, ThatAreBothTooLongAreLoggedOnlyForFirst) {
     once([&] {
         const std::string long_string(32, 't');
-        const char* text = long_string.c_str();
-        std::uint32_t word = 0;
+        const char* string = long_string.c_str();
+        std::uint32_t number = 0;
         char guid[65];
         const std::map<std::string, std::function<std::uint32_t()>> calls = {
-            {"OnlineDgExA", [&] { return FARLO(OnlineDgExA)(nullptr, text, "g", text, 0, 0); }},
-            {"OnlineDgA", [&] { return FARLO(OnlineDgA)(nullptr, text, "g", text, 0); }},
-            {"ImportDgA", [&] { return FARLO(ImportDgA)(nullptr, text, "g", text, 0); }},
+            {"OnlineDgExA", [&] { return FARLO(OnlineDgExA)(nullptr, string, "g", string, 0, 0); }},
+            {"OnlineDgA", [&] { return FARLO(OnlineDgA)(nullptr, string, "g", string, 0); }},
+            {"ImportDgA", [&] { return FARLO(ImportDgA)(nullptr, string, "g", string, 0); }},
             {"GetDgVolumeGuidA",
-             [&] { return FARLO(GetDgVolumeGuidA)(nullptr, text, "g", text, guid); }},
+             [&] { return FARLO(GetDgVolumeGuidA)(nullptr, string, "g", string, guid); }},
             {"GetDgVolumePropertiesA",
              [&] {
-                 return FARLO(GetDgVolumePropertiesA)(nullptr, text, "g", text, nullptr, &word);
+                 return FARLO(GetDgVolumePropertiesA)(nullptr, string, "g", string, nullptr,
+                                                      &number);
              }},
             {"GetDgVolumeStateA",
-             [&] { return FARLO(GetDgVolumeStateA)(nullptr, text, "g", text, &word); }},
+             [&] { return FARLO(GetDgVolumeStateA)(nullptr, string, "g", string, &number); }},
         };
         for (const auto& [entry, call] : calls) {
             environment().remove_logs();
-            EXPECT_EQ(call(), 0x80070057u);
-            EXPECT_EQ(log_lines(), std::vector<std::string>{refusal(entry, "name", 31)});
+            EXPECT_EQ(call(), FARLO_INVALID_ARGUMENT);
+            EXPECT_EQ(log_lines(), std::vector<std::string>{rejection(entry, "name", 31)});
         }
     });
 }
 
-TEST_F(NarrowNames, OfVolumesAndPathsHave259Characters) {
+TEST_F(NarrowNames, OfVolumesAndPathsHaveUpTo259Characters) {
     once([&] {
-        std::uint32_t word = 0;
+        std::uint32_t number = 0;
         std::uint8_t disk[16];
         VolPropInfo record;
         char guid[65];
         const std::vector<Argument> arguments = {
             {"OnlineVolA", "device",
-             [&](auto text) { return FARLO(OnlineVolA)(nullptr, "g", text, 0, 0); }},
+             [&](auto string) { return FARLO(OnlineVolA)(nullptr, "g", string, 0, 0); }},
             {"OfflineVolA", "device",
-             [&](auto text) { return FARLO(OfflineVolA)(nullptr, "g", text, 0); }},
+             [&](auto string) { return FARLO(OfflineVolA)(nullptr, "g", string, 0); }},
             {"OfflineVolumeA", "path",
-             [&](auto text) { return FARLO(OfflineVolumeA)("v", text, disk); }},
+             [&](auto string) { return FARLO(OfflineVolumeA)("v", string, disk); }},
             {"FFUpdateMountPathA", "name",
-             [&](auto text) { return FARLO(FFUpdateMountPathA)(nullptr, text); }},
+             [&](auto string) { return FARLO(FFUpdateMountPathA)(nullptr, string); }},
             {"GetDiskTypeAndSignatureA", "path",
-             [&](auto text) { return FARLO(GetDiskTypeAndSignatureA)(text, &word, disk, &word); }},
+             [&](auto string) {
+                 return FARLO(GetDiskTypeAndSignatureA)(string, &number, disk, &number);
+             }},
             {"GetFirstVolumesDiskIDA", "name",
-             [&](auto text) { return FARLO(GetFirstVolumesDiskIDA)(nullptr, text, &word, &word); }},
+             [&](auto string) {
+                 return FARLO(GetFirstVolumesDiskIDA)(nullptr, string, &number, &number);
+             }},
             {"GetClusterSharedDgGuidA", "device",
-             [&](auto text) { return FARLO(GetClusterSharedDgGuidA)(nullptr, text, guid); }},
+             [&](auto string) { return FARLO(GetClusterSharedDgGuidA)(nullptr, string, guid); }},
             {"GetVolPropertiesA", "device",
-             [&](auto text) { return FARLO(GetVolPropertiesA)(nullptr, text, &record, &word); }},
+             [&](auto string) {
+                 return FARLO(GetVolPropertiesA)(nullptr, string, &record, &number);
+             }},
         };
         for (const Argument& argument : arguments) {
             expect_limit(259, argument);
