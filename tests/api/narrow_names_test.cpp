@@ -39,12 +39,9 @@ class NarrowNames : public FarloTest {
 
     static std::vector<std::string> log_lines() {
         std::string error;
-        std::vector<std::string> result;
-        for (const LogLine& line : read_log(environment().log_file(), error)) {
-            result.push_back(line.text);
-        }
+        const std::vector<std::string> texts = read_log_texts(environment().log_file(), error);
         EXPECT_EQ(error, "");
-        return result;
+        return texts;
     }
     static std::string rejection(const std::string& entry, const std::string& name,
                                  std::size_t limit) {

@@ -2,11 +2,11 @@
 #pragma once
 
 #include "support/fault_rules.h"
+#include "support/recorded_calls.h"
 #include "ztbus3/lab_bus.h"
 
 #include <gtest/gtest.h>
 
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -73,15 +73,7 @@ template <class Code> Strings calls_of(Code&& code, int what = LAB_RECORD_ALL) {
     LabRecorderStart(what);
     code();
     LabRecorderStop();
-    std::string recorded(LabRecorderText(nullptr, 0), '\0');
-    LabRecorderText(recorded.data(), recorded.size());
-    recorded.pop_back();
-    Strings lines;
-    std::istringstream stream(recorded);
-    for (std::string line; std::getline(stream, line);) {
-        lines.push_back(line);
-    }
-    return lines;
+    return support::recorded_calls();
 }
 
 }  // namespace bus_test

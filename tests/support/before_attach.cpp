@@ -8,7 +8,7 @@
 namespace support {
 namespace {
 
-// The loader's notification, which no header of the tool chain declares.
+// The loader's notifications; no header of the tool chain declares them.
 constexpr ULONG dll_loaded = 1;
 
 struct DllNotification {
@@ -34,7 +34,7 @@ BeforeAttach::BeforeAttach(const wchar_t* dll, std::function<void(HMODULE)> acti
     : m_dll(dll), m_action(std::move(action)) {
     const auto start = loader_function<Register>("LdrRegisterDllNotification");
     if (start == nullptr || start(0, &BeforeAttach::notified, this, &m_cookie) != 0) {
-        throw std::runtime_error("the loader notifies nobody here");
+        throw std::runtime_error("the loader does not support notifications");
     }
 }
 

@@ -1,5 +1,4 @@
-// A moment that a program otherwise does not see: a DLL is mapped and its
-// imports are resolved, but none of its code has run.
+// Calls a function after a DLL is mapped and its imports are resolved, before any of its code runs.
 #pragma once
 
 #include <windows.h>
@@ -9,9 +8,8 @@
 
 namespace support {
 
-// Calls `action` at that moment, for every load of the DLL of that name on this
-// thread during the object's life. An exception of the action is kept until
-// rethrow().
+// Calls `action` for every load of the DLL with that name on this thread while the object exists.
+// If the action throws, rethrow() throws the same exception.
 class BeforeAttach {
   public:
     BeforeAttach(const wchar_t* dll, std::function<void(HMODULE)> action);

@@ -1,4 +1,4 @@
-// Lines of the recorder, as expectations write them.
+// Lines of the recorder (lab_bus.h) for expectations.
 #pragma once
 
 #include "support/service_names.h"

@@ -20,7 +20,7 @@ Environment::Environment() {
     GetTempPathW(MAX_PATH, temp);
     m_folder =
         std::filesystem::path(temp) / (L"farlo-test-" + std::to_wstring(GetCurrentProcessId()));
-    // A process of the same id may have crashed before.
+    // An earlier process with the same id may have crashed.
     std::filesystem::remove_all(m_folder);
     std::filesystem::create_directories(m_folder / L"logs");
     SetEnvironmentVariableW(L"VMPATH", (m_folder.wstring() + L"\\").c_str());
@@ -46,15 +46,15 @@ void Environment::remove_logs() {
 }
 
 Environment& environment() {
-    static Environment made;
-    return made;
+    static Environment instance;
+    return instance;
 }
 
 FarloDll::FarloDll(std::function<void(HMODULE module)> before_attach) {
     environment();
     constexpr wchar_t name[] = L"farlo.dll";
     if (GetModuleHandleW(name) != nullptr) {
-        throw std::runtime_error("farlo.dll is loaded already: its state would not be fresh");
+        throw std::runtime_error("farlo.dll is already loaded: it would keep its state");
     }
     std::optional<BeforeAttach> notification;
     if (before_attach) {
@@ -81,7 +81,7 @@ FarloDll::~FarloDll() {
 FARPROC FarloDll::address(const char* name) const {
     const FARPROC found = GetProcAddress(m_module, name);
     if (found == nullptr) {
-        throw std::runtime_error(std::string("farlo.dll has no entry ") + name);
+        throw std::runtime_error(std::string("farlo.dll does not export ") + name);
     }
     return found;
 }

@@ -1,4 +1,4 @@
-// farlo.dll, loaded into the test with an environment of its own.
+// Loads farlo.dll into the test program, with an environment of its own.
 #pragma once
 
 #include "farlo.h"
@@ -12,9 +12,9 @@
 
 namespace support {
 
-// What the DLL finds when it is loaded: a folder for VMPATH with "logs" in it,
-// and a registry of this process's own in place of HKEY_LOCAL_MACHINE. Both are
-// empty at first and gone at the end.
+// The environment in which the DLL is loaded: a folder for VMPATH with a folder "logs" in it, and a
+// registry of this process's own in place of HKEY_LOCAL_MACHINE. Both are empty at first and are
+// deleted with the object.
 class Environment {
   public:
     Environment();
@@ -22,7 +22,7 @@ class Environment {
     Environment(const Environment&) = delete;
     Environment& operator=(const Environment&) = delete;
 
-    // As of PrivateRegistry.
+    // The same as in PrivateRegistry.
     void set_registry(const wchar_t* key, const wchar_t* name, DWORD type, const void* data,
                       DWORD size) {
         m_registry.set(key, name, type, data, size);
@@ -30,8 +30,8 @@ class Environment {
     void set_registry(const wchar_t* key, const wchar_t* name, DWORD value) {
         m_registry.set(key, name, value);
     }
-    void set_registry(const wchar_t* key, const wchar_t* name, const std::wstring& text) {
-        m_registry.set(key, name, text);
+    void set_registry(const wchar_t* key, const wchar_t* name, const std::wstring& value) {
+        m_registry.set(key, name, value);
     }
     void clear_registry(const wchar_t* key) { m_registry.clear(key); }
 
@@ -47,17 +47,15 @@ class Environment {
     PrivateRegistry m_registry;
 };
 
-// The environment of the process, made at its first use.
+// The environment of the process. The first call creates it.
 Environment& environment();
 
-// The DLL, loaded afresh into the process's environment: all its process-wide state is as
-// after a load.
+// A new load of the DLL into the process's environment, with none of the state of an earlier load.
 class FarloDll {
   public:
-    // `before_attach` is called when the DLL is mapped and its imports are
-    // resolved, before any of its code has run: the place to replace what
-    // process attach calls. Throws std::runtime_error when the DLL cannot be
-    // loaded, or is loaded already.
+    // Calls `before_attach` after the DLL is mapped and its imports are resolved, before any of its
+    // code runs, so that functions that process attach calls can be replaced. Throws
+    // std::runtime_error if the DLL cannot be loaded or is already loaded.
     explicit FarloDll(std::function<void(HMODULE module)> before_attach = nullptr);
     ~FarloDll();
     FarloDll(const FarloDll&) = delete;
@@ -65,7 +63,8 @@ class FarloDll {
 
     HMODULE module() const { return m_module; }
 
-    // The entry of that name: dll.entry<OnlineDgExW_fn>("OnlineDgExW").
+    // The export with that name. Throws std::runtime_error if there is none. Example:
+    // dll.entry<OnlineDgExW_fn>("OnlineDgExW").
     template <class Function> Function entry(const char* name) const {
         return reinterpret_cast<Function>(reinterpret_cast<void*>(address(name)));
     }

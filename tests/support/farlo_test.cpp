@@ -1,15 +1,15 @@
 #include "support/farlo_test.h"
 
 #include "support/line_difference.h"
+#include "support/recorded_calls.h"
 
 #include <algorithm>
-#include <sstream>
 
 namespace support {
 namespace {
 
-// What the system and the lab make at their first use and keep for the process
-// is no leak of a test: it is made before the first one.
+// Loads and connects once before the first test: the system and the lab allocate some memory and
+// handles at their first use and keep them, which must not look like a leak.
 void warm_up() {
     const FarloDll dll;
     opal_handle handle = nullptr;
@@ -27,7 +27,7 @@ void reset_lab() {
     LabCmdFailRegister(0);
 }
 
-// What is wrong with a scenario, "" when it was loaded.
+// Loads a scenario. Returns the error, or "" on success.
 std::string load(const std::string& json) {
     char error[512];
     LabLoadScenarioText(json.c_str(), error, sizeof error);
@@ -45,7 +45,7 @@ void FarloTest::SetUp() {
 }
 
 void FarloTest::TearDown() {
-    // Only when an exception ended a run.
+    // There is something to do only after an exception has ended a run.
     m_interposed.clear();
     m_clock.reset();
     m_dll.reset();
@@ -55,7 +55,7 @@ void FarloTest::TearDown() {
 }
 
 void FarloTest::at_every_threshold(const std::function<void()>& body) {
-    // The whole log first: its failures tell most.
+    // First the threshold with the whole log: its failures are the most useful ones.
     for (const DWORD threshold : {6u, 0u, 1u, 2u, 3u, 4u, 5u}) {
         SCOPED_TRACE("at threshold " + std::to_string(threshold));
         m_threshold = threshold;
@@ -82,29 +82,29 @@ void FarloTest::at_every_allocation(const std::function<void()>& body) {
         bool failed = true;
         for (long n = 1; failed && !HasFailure(); ++n) {
             SCOPED_TRACE("allocation " + std::to_string(n) + " fails");
-            ASSERT_LT(n, limit) << "allocations fail without end";
+            ASSERT_LT(n, limit) << "too many allocations";
             load_scenario(scenario);
             start_watching();
             heap().fail(n);
             body();
             failed = heap().has_failed();
             heap().fail_no_more();
-            expect_nothing_of_the_bus_left();
+            expect_no_leak_of_the_bus();
         }
     });
 }
 
 std::vector<std::uint32_t>
 FarloTest::answers_at_every_allocation(const std::function<std::uint32_t()>& call) {
-    std::vector<std::uint32_t> answers;
-    at_every_allocation([&] { answers.push_back(call()); });
-    if (answers.size() < 2) {
+    std::vector<std::uint32_t> statuses;
+    at_every_allocation([&] { statuses.push_back(call()); });
+    if (statuses.size() < 2) {
         ADD_FAILURE() << "no run with a failing allocation";
         return {};
     }
-    EXPECT_EQ(answers.front(), 0u);
-    EXPECT_EQ(answers.back(), 0u);
-    return {answers.begin() + 1, answers.end() - 1};
+    EXPECT_EQ(statuses.front(), 0u);
+    EXPECT_EQ(statuses.back(), 0u);
+    return {statuses.begin() + 1, statuses.end() - 1};
 }
 
 void FarloTest::run(const std::function<void()>& body) {
@@ -149,7 +149,7 @@ bool FarloTest::begin_run() {
 }
 
 void FarloTest::end_run() {
-    // What replaces and watches may hold on to the body's variables.
+    // Replacements and callbacks may refer to variables of the body.
     while (!m_interposed.empty()) {
         m_interposed.pop_back();
     }
@@ -160,7 +160,7 @@ void FarloTest::end_run() {
     reset_lab();
     LabCmdFlushAlerts();
 
-    expect_nothing_of_the_bus_left();
+    expect_no_leak_of_the_bus();
     if (handle != nullptr) {
         FARLO(UnInitializeClusterW)(handle);
         handle = nullptr;
@@ -190,7 +190,7 @@ void FarloTest::end_run() {
     }
 }
 
-void FarloTest::expect_nothing_of_the_bus_left() const {
+void FarloTest::expect_no_leak_of_the_bus() const {
     lab_live live;
     LabGetLive(&live);
     EXPECT_EQ(live.property_sets, m_live_connected.property_sets) << "property sets were left over";
@@ -238,15 +238,7 @@ void FarloTest::expect_log(const std::vector<Expected>& lines) {
 }
 
 std::vector<std::string> FarloTest::calls() const {
-    std::string text(LabRecorderText(nullptr, 0), '\0');
-    LabRecorderText(text.data(), text.size());
-    text.resize(text.size() - 1);
-    std::vector<std::string> lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);) {
-        lines.push_back(line);
-    }
-    return lines;
+    return recorded_calls();
 }
 
 void FarloTest::expect_calls(const std::vector<std::string>& wanted) {
@@ -272,14 +264,14 @@ void FarloTest::expect_calls_of(const std::vector<std::string>& functions,
 }
 
 void FarloTest::expect_pauses(const std::vector<Pause>& wanted) {
-    const auto texts = [](const std::vector<Pause>& pauses) {
+    const auto as_lines = [](const std::vector<Pause>& pauses) {
         std::vector<std::string> lines;
         for (const Pause& pause : pauses) {
             lines.push_back(pause.function + " " + std::to_string(pause.milliseconds) + " ms");
         }
         return lines;
     };
-    EXPECT_TRUE(same_lines("pauses", texts(m_clock->pauses()), texts(wanted)));
+    EXPECT_TRUE(same_lines("pauses", as_lines(m_clock->pauses()), as_lines(wanted)));
 }
 
 }  // namespace support

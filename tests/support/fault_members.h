@@ -1,5 +1,5 @@
-// Fault plans of the lab's tests, which write the members of a rule in JSON. The tests of the
-// library write rules as values (fault_rules.h).
+// Fault plans for the lab's tests, which write the members of a rule in JSON. The tests of the
+// library use the values of fault_rules.h.
 #pragma once
 
 #include "store/service_status.h"

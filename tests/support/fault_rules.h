@@ -13,18 +13,18 @@
 namespace support {
 
 struct FaultRule {
-    // The calls that match every member that is set.
+    // The rule applies to the calls that match all of these members that are set.
     std::string function = {};
     std::string object = {};
     std::string property = {};
     std::string type = {};
     std::optional<Method> method = {};
-    int call = 0;   // only the n-th matching call, from 1; 0: each of them
-    int times = 0;  // the number of calls from there on; 0: one with `call`, else all
+    int call = 0;   // the first matching call, from 1; 0: every call
+    int times = 0;  // the number of calls from `call` on; 0: one if `call` is set, else all
 
-    // What happens to them.
-    std::optional<std::uint32_t> returns = {};             // this status, without doing the work
-    std::optional<std::uint32_t> returns_after_work = {};  // this status, with the work done
+    // The effects on these calls.
+    std::optional<std::uint32_t> returns = {};             // does nothing, returns this status
+    std::optional<std::uint32_t> returns_after_work = {};  // does the work, returns this status
     bool succeeds_empty = false;  // does the work and succeeds, but provides nothing
     bool drops = false;           // does the work, then drops every connection
     std::string with_type = {};   // the property gets this type: "STR", "INT32", ...
@@ -78,13 +78,13 @@ inline std::string fault_plan(const std::vector<FaultRule>& rules) {
     return "[" + plan + "]";
 }
 
-// A method call's first set holds its parameters, the second one its results.
+// The first set that a method call creates holds its parameters, the second one its results.
 inline const FaultRule no_input_set{
     .function = "PsCreatePropset", .call = 1, .returns = bus_no_memory};
 inline const FaultRule no_output_set{
     .function = "PsCreatePropset", .call = 2, .returns = bus_no_memory};
 
-// Every method call succeeds with an empty output set, even one that the service refuses.
+// Every method call succeeds with an empty output set, even one that the service rejects.
 inline const FaultRule methods_succeed{.function = "PrCallDispatch", .succeeds_empty = true};
 // The same, and the connection drops during the call.
 inline const FaultRule methods_succeed_and_drop{
@@ -135,7 +135,7 @@ inline FaultRule failing_and_dropping(FaultRule calls, std::uint32_t status = bu
     return calls;
 }
 
-// Makes the property that these calls read one of another type; makes its value lie.
+// Gives the property that these calls read another type, or a malformed value (FaultRule::lie).
 inline FaultRule with_type(FaultRule calls, const std::string& type) {
     calls.with_type = type;
     return calls;

@@ -1,13 +1,12 @@
 #include "support/guarded_buffer.h"
 
+#include "support/code_address.h"
 #include "support/exclusive.h"
+#include "support/hex.h"
 
 #include <windows.h>
 
-#include <psapi.h>
-
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 #include <new>
 
@@ -16,32 +15,18 @@ namespace {
 
 constexpr std::size_t page = 4096;
 
-std::string hex(std::uint64_t value) {
-    char text[24];
-    std::snprintf(text, sizeof text, "0x%llx", static_cast<unsigned long long>(value));
-    return text;
-}
-
-// Where an instruction lies: "farlo.dll + 0x1234".
+// "farlo.dll + 0x1234"
 std::string place_of(const void* instruction) {
-    HMODULE module = nullptr;
-    char name[MAX_PATH] = "?";
-    if (GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS |
-                               GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                           static_cast<const char*>(instruction), &module) != FALSE) {
-        K32GetModuleBaseNameA(GetCurrentProcess(), module, name, sizeof name);
-    }
-    return name + (" + " + hex(reinterpret_cast<std::uintptr_t>(instruction) -
-                               reinterpret_cast<std::uintptr_t>(module)));
+    const CodeAddress address = code_address(instruction);
+    return address.module + (" + " + hex(address.offset));
 }
 
 SRWLOCK guard = SRWLOCK_INIT;
 
 }  // namespace
 
-// Writable pages between two forbidden ones. The first touch of a forbidden page
-// is taken down and the page made accessible, so that the program goes on and
-// the test fails instead of crashing.
+// Writable pages between two forbidden ones. The first access to a forbidden page is recorded, and
+// the page becomes accessible, so that the test fails instead of crashing.
 class GuardedBuffer::Pages {
   public:
     explicit Pages(std::size_t size) : m_size((size + page - 1) / page * page) {
@@ -72,7 +57,7 @@ class GuardedBuffer::Pages {
     std::uint8_t* end() const { return begin() + m_size; }
 
     struct Touch {
-        const std::uint8_t* address = nullptr;  // NULL: none
+        const std::uint8_t* address = nullptr;  // NULL if there was none
         bool writes = false;
         const void* instruction = nullptr;
     };
@@ -122,7 +107,7 @@ GuardedBuffer::GuardedBuffer(std::size_t size, Guard guard_place, std::size_t di
                                           : m_pages->begin() + distance) {}
 
 GuardedBuffer::~GuardedBuffer() {
-    if (!m_told) {
+    if (!m_reported) {
         const std::string touched = overrun();
         EXPECT_EQ(touched, "") << "beside a buffer of " << m_size << " bytes";
     }
@@ -138,7 +123,7 @@ bool GuardedBuffer::untouched_from(std::size_t offset) const {
 }
 
 std::string GuardedBuffer::overrun() {
-    m_told = true;
+    m_reported = true;
     const Pages::Touch& touch = m_pages->touch();
     if (touch.address != nullptr) {
         return (touch.writes ? "write at offset " : "read at offset ") +
@@ -165,7 +150,8 @@ std::string GuardedBuffer::difference(const std::vector<std::uint8_t>& wanted) c
 
 testing::AssertionResult GuardedBuffer::begins_with(const void* wanted, std::size_t size) const {
     if (size > m_size) {
-        return testing::AssertionFailure() << "the buffer has no room for what is wanted";
+        return testing::AssertionFailure()
+               << "the buffer is smaller than the wanted " << size << " bytes";
     }
     const auto* const bytes = static_cast<const std::uint8_t*>(wanted);
     const auto [found, other] = std::mismatch(m_data, m_data + size, bytes);
@@ -187,13 +173,13 @@ testing::AssertionResult GuardedBuffer::holds(const std::vector<std::uint8_t>& w
 }
 
 testing::AssertionResult GuardedBuffer::holds_text(std::string_view wanted) const {
-    const std::string text(wanted);
-    return begins_with(text.c_str(), text.size() + 1);
+    const std::string string(wanted);
+    return begins_with(string.c_str(), string.size() + 1);
 }
 
 testing::AssertionResult GuardedBuffer::holds_text(std::wstring_view wanted) const {
-    const std::wstring text(wanted);
-    return begins_with(text.c_str(), (text.size() + 1) * sizeof(wchar_t));
+    const std::wstring string(wanted);
+    return begins_with(string.c_str(), (string.size() + 1) * sizeof(wchar_t));
 }
 
 }  // namespace support

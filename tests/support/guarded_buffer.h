@@ -1,5 +1,5 @@
-// Output buffers that end (or begin) exactly at memory that may not be touched:
-// one byte too far is a failure of the test, told with its place and its doer.
+// Output buffers that end (or begin) exactly at memory that must not be touched. An access beyond
+// the buffer fails the test and reports the offset and the code that made the access.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -15,7 +15,7 @@ namespace support {
 
 class GuardedBuffer {
   public:
-    // What the buffer and all around it is filled with.
+    // The initial value of every byte of the buffer and around it.
     static constexpr std::uint8_t canary = 0xC5;
 
     enum class Guard {
@@ -23,10 +23,10 @@ class GuardedBuffer {
         before,  // the buffer begins where the forbidden page ends
     };
 
-    // `size` bytes beside the forbidden page. `distance` bytes of canary lie
-    // between both, which puts the buffer at an address of any alignment.
+    // `size` bytes beside the forbidden page, with `distance` canary bytes between them, so that
+    // the buffer can have any alignment.
     explicit GuardedBuffer(std::size_t size, Guard guard = Guard::behind, std::size_t distance = 0);
-    // Fails the test when something beside the buffer was touched.
+    // Fails the test if anything beside the buffer was touched, unless overrun() was called.
     ~GuardedBuffer();
     GuardedBuffer(const GuardedBuffer&) = delete;
     GuardedBuffer& operator=(const GuardedBuffer&) = delete;
@@ -36,24 +36,24 @@ class GuardedBuffer {
     std::size_t size() const { return m_size; }
     std::vector<std::uint8_t> bytes() const { return {m_data, m_data + m_size}; }
 
-    // Fills the buffer with other bytes than the canary.
+    // Overwrites every byte of the buffer.
     void fill(std::uint8_t value);
 
-    // Whether nothing was written.
+    // Whether the buffer still holds only the canary.
     bool untouched() const { return untouched_from(0); }
-    // Whether nothing was written from that offset on.
+    // The same for the bytes from that offset on.
     bool untouched_from(std::size_t offset) const;
 
-    // "" when the bytes are as wanted, else the first offset that differs.
+    // The first byte that differs from `wanted`, or "" if all are equal.
     std::string difference(const std::vector<std::uint8_t>& wanted) const;
-    // Whether the buffer holds these bytes and no more of it was written;
-    // likewise for a text with its terminator.
+    // Whether the buffer begins with these bytes, or with this string and its terminator, and the
+    // rest is untouched.
     testing::AssertionResult holds(const std::vector<std::uint8_t>& wanted) const;
     testing::AssertionResult holds_text(std::string_view wanted) const;
     testing::AssertionResult holds_text(std::wstring_view wanted) const;
 
-    // What was touched beside the buffer, "" for nothing. Asking for it counts
-    // as telling: the destructor is silent then.
+    // Describes the first access beside the buffer, or returns "" if there was none. The destructor
+    // then no longer reports it.
     std::string overrun();
 
   private:
@@ -64,7 +64,7 @@ class GuardedBuffer {
     std::size_t m_size;
     std::unique_ptr<Pages> m_pages;
     std::uint8_t* m_data;
-    bool m_told = false;
+    bool m_reported = false;
 };
 
 }  // namespace support

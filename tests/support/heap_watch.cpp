@@ -22,7 +22,7 @@ struct Block {
 
 struct State {
     std::unordered_map<const void*, Block> live;
-    std::unordered_set<const void*> freed;  // and not handed out again
+    std::unordered_set<const void*> freed;  // and not allocated again
     long double_frees = 0;
     long allocations = 0;
     long first_failure = 1;
@@ -33,7 +33,7 @@ struct State {
 SRWLOCK guard = SRWLOCK_INIT;
 std::optional<State> state;
 
-// Counts an allocation; whether it is to fail.
+// Counts an allocation. Returns whether it must fail.
 bool fails() {
     const Exclusive hold(guard);
     const long number = ++state->allocations;
@@ -51,14 +51,14 @@ void* remember(void* block, std::size_t size) {
     return block;
 }
 
-// False when the block was freed before.
+// Returns false if the block has been freed before.
 bool forget(void* block) {
     const Exclusive hold(guard);
     if (state->freed.contains(block)) {
         ++state->double_frees;
         return false;
     }
-    // Blocks from before the watch are not known, and freed as they are.
+    // Blocks that were allocated before the watch began are unknown, and are freed as usual.
     state->live.erase(block);
     state->freed.insert(block);
     return true;
@@ -96,21 +96,21 @@ void* reallocate(void* block, std::size_t size) {
         return nullptr;
     }
     void* const moved = std::realloc(block, size);
-    // One that could not be moved stays where it is.
+    // A block that could not be moved is still allocated.
     remember(moved != nullptr ? moved : block, size);
     return moved;
 }
 
-char* copy_text(const char* text) {
-    const std::size_t size = std::strlen(text) + 1;
+char* copy_string(const char* string) {
+    const std::size_t size = std::strlen(string) + 1;
     void* const copy = allocate(size);
-    return static_cast<char*>(copy == nullptr ? nullptr : std::memcpy(copy, text, size));
+    return static_cast<char*>(copy == nullptr ? nullptr : std::memcpy(copy, string, size));
 }
 
-wchar_t* copy_wide_text(const wchar_t* text) {
-    const std::size_t size = (std::wcslen(text) + 1) * sizeof *text;
+wchar_t* copy_wide_string(const wchar_t* string) {
+    const std::size_t size = (std::wcslen(string) + 1) * sizeof *string;
     void* const copy = allocate(size);
-    return static_cast<wchar_t*>(copy == nullptr ? nullptr : std::memcpy(copy, text, size));
+    return static_cast<wchar_t*>(copy == nullptr ? nullptr : std::memcpy(copy, string, size));
 }
 
 void* WINAPI allocate_pages(void* address, SIZE_T size, DWORD type, DWORD protection) {
@@ -125,7 +125,7 @@ void* allocate_from_bus(size_t size) {
 
 HeapWatch::HeapWatch(HMODULE module) {
     if (state) {
-        throw std::logic_error("there is a heap watch already");
+        throw std::logic_error("there is already a heap watch");
     }
     state.emplace();
     const auto replace = [&](const char* name, auto* function) {
@@ -137,8 +137,8 @@ HeapWatch::HeapWatch(HMODULE module) {
     replace("calloc", &allocate_zeroed);
     replace("realloc", &reallocate);
     replace("free", &release);
-    replace("_strdup", &copy_text);
-    replace("_wcsdup", &copy_wide_text);
+    replace("_strdup", &copy_string);
+    replace("_wcsdup", &copy_wide_string);
     replace("VirtualAlloc", &allocate_pages);
     replace("_ZtAlloc", &allocate_from_bus);
 }
@@ -155,12 +155,12 @@ long HeapWatch::live_blocks() const {
 
 std::string HeapWatch::live_text() const {
     const Exclusive hold(guard);
-    std::string text;
+    std::string result;
     for (const auto& [block, known] : state->live) {
-        text += (text.empty() ? "" : ", ") + std::to_string(known.size) + " bytes of allocation " +
-                std::to_string(known.number);
+        result += (result.empty() ? "" : ", ") + std::to_string(known.size) +
+                  " bytes of allocation " + std::to_string(known.number);
     }
-    return text;
+    return result;
 }
 
 long HeapWatch::double_frees() const {

@@ -1,4 +1,4 @@
-// The memory of the DLL: which blocks it holds, and allocations that fail.
+// Watches the heap blocks of a DLL, and makes its allocations fail.
 #pragma once
 
 #include "support/interposer.h"
@@ -9,12 +9,11 @@
 
 namespace support {
 
-// Follows what the DLL allocates through malloc, calloc and realloc (and so
-// through new) and frees, from now on. One at a time in a process.
+// Follows what the DLL allocates through malloc, calloc and realloc (and therefore through new)
+// while the object exists. One at a time in a process; it may outlive the DLL.
 //
-// A C++ runtime keeps a few blocks for each thread that raised an exception, and
-// gives them back when the DLL is unloaded: look for leaks after that. The
-// object may outlive the DLL.
+// Check for leaks after the DLL is unloaded: its C++ runtime keeps a few blocks for each thread
+// that has thrown an exception, and frees them only then.
 class HeapWatch {
   public:
     explicit HeapWatch(HMODULE module);
@@ -22,19 +21,18 @@ class HeapWatch {
     HeapWatch(const HeapWatch&) = delete;
     HeapWatch& operator=(const HeapWatch&) = delete;
 
-    // Blocks allocated since the watch began that were not freed.
+    // The number of blocks that were allocated since the watch began and are not freed.
     long live_blocks() const;
-    // Their sizes and the numbers of their allocations, for a failure's message.
+    // The sizes and allocation numbers of these blocks, for the message of a failure.
     std::string live_text() const;
-    // Frees of a block that the DLL had freed already. They are not carried out.
+    // The number of times the DLL freed a block twice. The second call frees nothing.
     long double_frees() const;
-    // Allocations so far, failed ones included: those above, VirtualAlloc and
-    // _ZtAlloc.
+    // The number of allocations, including failed ones and those by VirtualAlloc and _ZtAlloc.
     long allocations() const;
 
-    // From the n-th allocation on from now (1 is the next), `times` fail.
+    // Makes `times` allocations fail, from the n-th from now on (1 is the next one).
     void fail(long n, long times = 1);
-    // Whether one has failed since then.
+    // Whether an allocation has failed since the last call of fail().
     bool has_failed() const;
     void fail_no_more() { fail(0, 0); }
 

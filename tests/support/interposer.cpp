@@ -10,8 +10,8 @@ template <class T> T* at(HMODULE module, std::size_t address) {
     return reinterpret_cast<T*>(reinterpret_cast<char*>(module) + address);
 }
 
-// The entries of the import table that hold a function of that name, from the
-// DLL of that name or, when it is NULL, from any.
+// The entries of the import table for a function, from the DLL with that name, or from any DLL if
+// `dll_name` is NULL.
 std::vector<void**> entries_of(HMODULE module, const char* dll_name, const char* function) {
     std::vector<void**> entries;
     const auto* headers = at<IMAGE_NT_HEADERS64>(
@@ -65,7 +65,7 @@ Interposer::Interposer(HMODULE module, const char* dll, const char* function, vo
         write(entry, replacement);
     }
     if (m_slots.empty()) {
-        throw std::runtime_error(std::string("the DLL imports no ") + function +
+        throw std::runtime_error(std::string("the DLL does not import ") + function +
                                  (dll != nullptr ? std::string(" from ") + dll : ""));
     }
 }

@@ -1,5 +1,5 @@
-// Replaces a function that a loaded DLL imports, for the life of an object. The
-// DLL's file is untouched.
+// Replaces a function that a loaded DLL imports, while an object exists. The DLL's file is not
+// changed.
 #pragma once
 
 #include <windows.h>
@@ -15,14 +15,14 @@
 
 namespace support {
 
-// Replacements of one import end in the reverse order of their beginning. One
-// that outlives the DLL restores nothing.
+// Several replacements of one import must end in the reverse order in which they began. An object
+// may outlive the DLL.
 class Interposer {
   public:
-    // Every import of that name, from whichever DLL, becomes `replacement`.
-    // Throws std::runtime_error when `module` imports no such function.
+    // Replaces every import with that name, from any DLL. Throws std::runtime_error if `module`
+    // does not import such a function.
     Interposer(HMODULE module, const char* function, void* replacement);
-    // Only the import from that DLL ("KERNEL32.dll", in any case).
+    // Replaces only the import from that DLL ("KERNEL32.dll", case-insensitive).
     Interposer(HMODULE module, const char* dll, const char* function, void* replacement);
     ~Interposer();
     Interposer(const Interposer&) = delete;
@@ -33,7 +33,7 @@ class Interposer {
                                                      Function* replacement)
         : Interposer(module, function, reinterpret_cast<void*>(replacement)) {}
 
-    // What was imported before.
+    // The function that was imported before.
     template <class Function> Function* original() const {
         return reinterpret_cast<Function*>(m_original);
     }
@@ -48,18 +48,18 @@ class Interposer {
     void* m_original = nullptr;
 };
 
-// Whether the module imports a function of that name.
+// Whether the module imports a function with that name.
 bool imports(HMODULE module, const char* function);
 
-// An Interposer whose replacement may capture:
+// An Interposer whose replacement may be a lambda with captures:
 //
 //   StandIn<decltype(CreateEventA)> create(module, "CreateEventA", [&](auto...) -> HANDLE {
 //       SetLastError(ERROR_ACCESS_DENIED);
 //       return nullptr;
 //   });
 //
-// At most eight of one signature at a time. The replacement may be called on
-// any thread of the DLL.
+// At most eight of one signature may exist at a time. The replacement is called on any thread of
+// the DLL.
 template <class Function> class StandIn;
 
 template <class Result, class... Arguments> class StandIn<Result(Arguments...)> {
@@ -76,7 +76,7 @@ template <class Result, class... Arguments> class StandIn<Result(Arguments...)> 
     Result real(Arguments... arguments) const {
         return m_interposer.template original<Function>()(arguments...);
     }
-    // Calls so far.
+    // The number of calls so far.
     unsigned calls() const { return m_calls; }
 
   private:
@@ -95,12 +95,12 @@ template <class Result, class... Arguments> class StandIn<Result(Arguments...)> 
         (std::make_index_sequence<slots>{});
         return table;
     }
-    // Held for longer than the import is replaced.
+    // Declared before m_interposer, so that a thunk has its body for as long as it can be called.
     struct Slot {
         explicit Slot(StandIn* owner) {
-            StandIn* none = nullptr;
-            while (!s_bodies[number].compare_exchange_strong(none, owner)) {
-                none = nullptr;
+            StandIn* expected = nullptr;
+            while (!s_bodies[number].compare_exchange_strong(expected, owner)) {
+                expected = nullptr;
                 if (++number == slots) {
                     throw std::runtime_error("too many stand-ins of one signature");
                 }
@@ -119,18 +119,17 @@ template <class Result, class... Arguments> class StandIn<Result(Arguments...)> 
     Interposer m_interposer;
 };
 
-// Which calls of a function fail: from the `call`-th on (1 is the next one),
-// `times` of them.
+// Which calls of a function fail.
 struct FailingCalls {
-    unsigned call = 1;
-    unsigned times = 1;
-    DWORD last_error = 0;  // set when not 0
+    unsigned call = 1;     // the first call that fails; 1 is the next one
+    unsigned times = 1;    // the number of calls that fail
+    DWORD last_error = 0;  // 0: the last error is not set
 
     bool selects(unsigned number) const { return number >= call && number - call < times; }
 };
 
-// Answers `result` to the failing calls of a function, which do nothing; the
-// others are the real function's.
+// Makes the failing calls of a function return `result` and do nothing. Other calls reach the real
+// function.
 template <class Function> class Failure;
 
 template <class Result, class... Arguments> class Failure<Result(Arguments...)> {
@@ -146,7 +145,7 @@ template <class Result, class... Arguments> class Failure<Result(Arguments...)> 
               return result;
           }) {}
 
-    // Calls so far, failed ones included.
+    // The number of calls so far, including those that failed.
     unsigned calls() const { return m_stand_in.calls(); }
 
   private:

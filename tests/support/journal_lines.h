@@ -1,4 +1,4 @@
-// Lines of the kernel journal (kernel_journal.h), as expectations write them.
+// Lines of the kernel journal (kernel_journal.h) for expectations.
 #pragma once
 
 #include "support/kernel_journal.h"

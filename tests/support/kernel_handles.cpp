@@ -1,5 +1,7 @@
 #include "support/kernel_handles.h"
 
+#include "support/native_string.h"
+
 #include <windows.h>
 
 #include <winternl.h>
@@ -17,24 +19,18 @@ constexpr auto object_name_information = static_cast<OBJECT_INFORMATION_CLASS>(1
 constexpr NTSTATUS length_mismatch = static_cast<NTSTATUS>(0xC0000004);
 constexpr unsigned long long handle_step = 4;
 
-std::string object_text(unsigned long long handle, OBJECT_INFORMATION_CLASS kind) {
+std::string object_string(unsigned long long handle, OBJECT_INFORMATION_CLASS kind) {
     alignas(UNICODE_STRING) std::byte buffer[2048] = {};
     ULONG size = 0;
     if (NtQueryObject(reinterpret_cast<HANDLE>(handle), kind, buffer, sizeof buffer, &size) != 0) {
         return "?";
     }
-    // Both answers begin with a text.
-    const auto& text = *reinterpret_cast<const UNICODE_STRING*>(buffer);
-    std::string result;
-    for (std::size_t i = 0; i < text.Length / sizeof(wchar_t); ++i) {
-        result += static_cast<char>(text.Buffer[i]);
-    }
-    return result;
+    // Both kinds of information begin with the string.
+    return narrow(*reinterpret_cast<const UNICODE_STRING*>(buffer));
 }
 
-// How many places the table of this process's handles has: that is what Wine tells as
-// the number of handles.
-ULONG handle_places() {
+// The size of this process's handle table, which is what Wine reports as the number of handles.
+ULONG handle_table_size() {
     static std::vector<std::byte> buffer(64 * 1024);
     ULONG size = 0;
     NTSTATUS status = 0;
@@ -51,7 +47,7 @@ ULONG handle_places() {
         }
         at = process.NextEntryOffset != 0 ? at + process.NextEntryOffset : nullptr;
     }
-    throw std::runtime_error("the system does not tell the size of the handle table");
+    throw std::runtime_error("the system does not report the size of the handle table");
 }
 
 }  // namespace
@@ -59,14 +55,14 @@ ULONG handle_places() {
 std::string describe_handle(unsigned long long handle) {
     char value[24];
     std::snprintf(value, sizeof value, "0x%llx ", handle);
-    return value + object_text(handle, ObjectTypeInformation) + " " +
-           object_text(handle, object_name_information);
+    return value + object_string(handle, ObjectTypeInformation) + " " +
+           object_string(handle, object_name_information);
 }
 
-// The handles of the whole system are not asked for: Wine's server crashes on that
-// when some process holds none.
+// Does not query the handles of the whole system: Wine's server would crash if any process had no
+// handle.
 std::vector<unsigned long long> kernel_handles() {
-    const unsigned long long last = handle_places() * handle_step;
+    const unsigned long long last = handle_table_size() * handle_step;
     std::vector<unsigned long long> handles;
     for (unsigned long long handle = handle_step; handle <= last; handle += handle_step) {
         DWORD flags = 0;

@@ -1,12 +1,12 @@
 #include "support/kernel_journal.h"
 
 #include "dmcontrol.h"
+#include "support/hex.h"
+#include "support/native_string.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 #include <stdexcept>
-#include <string_view>
 
 extern "C" NTSTATUS NTAPI NtCompareObjects(HANDLE first, HANDLE second);
 
@@ -15,30 +15,16 @@ namespace {
 
 KernelJournal* current = nullptr;
 
-std::string hex(std::uint64_t value) {
-    char text[24];
-    std::snprintf(text, sizeof text, "0x%llx", static_cast<unsigned long long>(value));
-    return text;
-}
-
 std::string native(NTSTATUS status) {
     return hex(static_cast<ULONG>(status));
 }
 
-std::string narrow(const UNICODE_STRING& text) {
-    std::string result;
-    for (const wchar_t letter : std::wstring_view(text.Buffer, text.Length / sizeof(wchar_t))) {
-        result += static_cast<char>(letter);
+KernelJournal::Result next(std::deque<KernelJournal::Result>& results) {
+    const KernelJournal::Result result = results.front();
+    if (results.size() > 1) {
+        results.pop_front();
     }
     return result;
-}
-
-KernelJournal::Answer take(std::deque<KernelJournal::Answer>& answers) {
-    const KernelJournal::Answer answer = answers.front();
-    if (answers.size() > 1) {
-        answers.pop_front();
-    }
-    return answer;
 }
 
 }  // namespace
@@ -175,7 +161,7 @@ void* WINAPI KernelJournal::allocate(void* address, SIZE_T size, DWORD type, DWO
 
 BOOL WINAPI KernelJournal::release_page(void* address, SIZE_T size, DWORD type) {
     if (size != 0 || type != MEM_RELEASE || current->m_pages.erase(address) != 1) {
-        current->m_faults.push_back("VirtualFree of what is no page, or not whole");
+        current->m_faults.push_back("VirtualFree of an unknown page, or of a part of one");
     }
     current->lines.push_back("VirtualFree page");
     return VirtualFree(address, size, type);
@@ -183,25 +169,25 @@ BOOL WINAPI KernelJournal::release_page(void* address, SIZE_T size, DWORD type) 
 
 NTSTATUS NTAPI KernelJournal::open(HANDLE* file, ACCESS_MASK access, OBJECT_ATTRIBUTES* attributes,
                                    IO_STATUS_BLOCK* io_status, ULONG share, ULONG options) {
-    const Answer answer = take(current->opens);
+    const Result result = next(current->opens);
     if (attributes->Length != sizeof *attributes || attributes->RootDirectory != nullptr ||
         attributes->SecurityDescriptor != nullptr ||
         attributes->SecurityQualityOfService != nullptr) {
-        current->m_faults.push_back("object attributes of the open");
+        current->m_faults.push_back("wrong object attributes");
     }
     current->lines.push_back("ZwOpenFile " + narrow(*attributes->ObjectName) + " " +
                              hex(attributes->Attributes) + " " + hex(access) + " " + hex(share) +
-                             " " + hex(options) + " -> " + native(answer.returned) + " " +
-                             native(answer.io_status));
-    io_status->Status = answer.io_status;
-    if (NT_SUCCESS(answer.returned)) {
-        // No handle of this process: the library keeps it for good.
+                             " " + hex(options) + " -> " + native(result.returned) + " " +
+                             native(result.io_status));
+    io_status->Status = result.io_status;
+    if (NT_SUCCESS(result.returned)) {
+        // The library keeps this handle until the process ends, so it must not be a real one.
         current->m_device =
             reinterpret_cast<HANDLE>(std::uintptr_t{0x70000} + 4 * ++current->m_devices);
         current->m_handles[current->m_device] = "device";
         *file = current->m_device;
     }
-    return answer.returned;
+    return result.returned;
 }
 
 void KernelJournal::check_request(const void* input, ULONG input_size, const void* output,
@@ -214,15 +200,15 @@ void KernelJournal::check_request(const void* input, ULONG input_size, const voi
         m_faults.push_back("a request with an event or an APC");
     }
     if (input != output || input_size != 16 || output_size != 16) {
-        m_faults.push_back("the block is not input and output, 16 bytes");
+        m_faults.push_back("the block is not both input and output, or not 16 bytes");
     }
     dm_control_block block;
     std::memcpy(&block, input, sizeof block);
     if (block.zero != 0) {
-        m_faults.push_back("the block's second word is not zero");
+        m_faults.push_back("the block's field `zero` is not zero");
     }
     if (block.record % 4096 != 0) {
-        m_faults.push_back("the record does not begin a page");
+        m_faults.push_back("the record is not at the beginning of a page");
     }
 }
 
@@ -232,7 +218,7 @@ NTSTATUS NTAPI KernelJournal::control(HANDLE file, HANDLE event, void* apc_routi
                                       ULONG output_size) {
     current->check_request(input, input_size, output, output_size, file, event, apc_routine,
                            apc_context);
-    const Answer answer = take(current->controls);
+    const Result result = next(current->controls);
     auto* record = reinterpret_cast<dm_reservation_request*>(
         static_cast<std::uintptr_t>(static_cast<dm_control_block*>(input)->record));
     const auto is_zero = [](auto byte) { return byte == 0; };
@@ -240,14 +226,14 @@ NTSTATUS NTAPI KernelJournal::control(HANDLE file, HANDLE event, void* apc_routi
     if (!std::all_of(record->group_guid + length, std::end(record->group_guid), is_zero) ||
         !std::all_of(std::begin(record->zero1), std::end(record->zero1), is_zero) ||
         !std::all_of(std::begin(record->zero2), std::end(record->zero2), is_zero)) {
-        current->m_faults.push_back("a byte of the record that is not zero");
+        current->m_faults.push_back("an unused byte of the record is not zero");
     }
     current->lines.push_back("control " + hex(code) + " \"" + record->group_guid + "\" " +
                              std::to_string(record->reservation) + " -> " +
-                             native(answer.returned) + " " + native(answer.io_status));
-    record->reply = answer.reply;
-    io_status->Status = answer.io_status;
-    return answer.returned;
+                             native(result.returned) + " " + native(result.io_status));
+    record->reply = result.reply;
+    io_status->Status = result.io_status;
+    return result.returned;
 }
 
 }  // namespace support

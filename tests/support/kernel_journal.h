@@ -1,18 +1,18 @@
-// The kernel objects, pages and device requests of the DLL, one line each, in
-// order; and a driver that answers what a test says.
+// Records the DLL's calls for kernel objects, pages and device requests, one line each, in order,
+// and replaces the driver by one that returns what a test sets.
 //
 //   CreateMutexA Global\name not owned -> mutex
 //   WaitForSingleObject mutex 0 -> 0
 //   ReleaseMutex mutex
-//   CloseHandle mutex                    only handles that the journal knows
-//   SetEvent token                       only an event that the journal watches
+//   CloseHandle mutex                    only for handles from these calls
+//   SetEvent token                       only for the event of watch_event
 //   VirtualAlloc 308 0x1000 0x4 -> page
 //   VirtualFree page
 //   ZwOpenFile \Device\DmControl\DmInfo 0x40 0x100003 0x3 0x10 -> 0x0 0x0
 //                                        name, attributes, access, sharing, options
 //   control 0xd903f02c "guid" 1 -> 0x0 0x0
-//                                        the record's GUID text and reservation word
-//   Sleep 1000                           every pause of the virtual clock
+//                                        the record's GUID string and reservation number
+//   Sleep 1000                           a pause of the virtual clock
 #pragma once
 
 #include "support/interposer.h"
@@ -34,7 +34,7 @@
 
 namespace support {
 
-// One at a time in a process; for the life of a run's body.
+// One at a time in a process, within the body of a run.
 class KernelJournal {
   public:
     KernelJournal(HMODULE module, VirtualClock& clock);
@@ -44,31 +44,30 @@ class KernelJournal {
 
     std::vector<std::string> lines;
 
-    // Takes down what is done with that named event, which must exist.
+    // Records the calls for this named event, which must exist, under the name `as`.
     void watch_event(const char* event, const std::string& as);
-    // Called at every pause, after its line, with its number from 1.
+    // Called at every pause, after its line was recorded, with the number of the pause from 1.
     std::function<void(int number)> on_pause;
 
-    // What the driver answers: the call's own status, the I/O status, and for a
-    // request the reply flags. The first in the list is taken, the last stays.
-    struct Answer {
-        NTSTATUS returned = STATUS_SUCCESS;
-        NTSTATUS io_status = STATUS_SUCCESS;
-        std::uint8_t reply = 0;
+    // The results of one call of the driver.
+    struct Result {
+        NTSTATUS returned = STATUS_SUCCESS;   // the status that the call returns
+        NTSTATUS io_status = STATUS_SUCCESS;  // the status in the I/O status block
+        std::uint8_t reply = 0;               // the reply flags of a request
     };
-    std::deque<Answer> opens{{}};
-    std::deque<Answer> controls{{}};
+    // The results of the next calls. The last one applies to all further calls as well.
+    std::deque<Result> opens{{}};
+    std::deque<Result> controls{{}};
 
-    // The system error of CreateMutexA; the result of the wait for the mutex.
+    // If set: CreateMutexA fails with this system error; the wait for the mutex has this result.
     std::optional<DWORD> create_mutex_error;
     std::optional<DWORD> wait_result;
     bool pages_fail = false;
 
-    // Pages that were not given back; faults in a request's blocks and records.
+    // The number of pages that are allocated and not freed.
     std::size_t live_pages() const { return m_pages.size(); }
+    // What was wrong with the arguments, blocks and records of the calls.
     const std::vector<std::string>& faults() const { return m_faults; }
-    // Gives back what the library left.
-    void free_pages();
 
   private:
     static HANDLE WINAPI create_mutex(SECURITY_ATTRIBUTES* security, BOOL owned, const char* name);
@@ -84,8 +83,9 @@ class KernelJournal {
                                   IO_STATUS_BLOCK* io_status, ULONG code, void* input,
                                   ULONG input_size, void* output, ULONG output_size);
 
-    // The journal's word for a handle; empty for one that it does not know.
+    // The journal's name for a handle, or "" if the handle is unknown.
     std::string name_of(HANDLE handle) const;
+    void free_pages();
     template <class Function> void replace(const char* name, Function* function);
     void check_request(const void* input, ULONG input_size, const void* output, ULONG output_size,
                        HANDLE file, const void* event, const void* apc_routine,

@@ -5,10 +5,10 @@
 namespace support {
 namespace {
 
-// Lengths of the longest common ends: table[i][j] for found from i on and wanted
-// from j on.
-std::vector<std::vector<std::size_t>> common_ends(const std::vector<std::string>& found,
-                                                  const std::vector<std::string>& wanted) {
+// The lengths of the longest common subsequences: table[i][j] is that of the lines from found[i]
+// and from wanted[j] on.
+std::vector<std::vector<std::size_t>> common_lengths(const std::vector<std::string>& found,
+                                                     const std::vector<std::string>& wanted) {
     std::vector table(found.size() + 1, std::vector<std::size_t>(wanted.size() + 1, 0));
     for (std::size_t i = found.size(); i-- > 0;) {
         for (std::size_t j = wanted.size(); j-- > 0;) {
@@ -27,8 +27,8 @@ testing::AssertionResult same_lines(const std::string& what, const std::vector<s
         return testing::AssertionSuccess();
     }
     testing::AssertionResult failure = testing::AssertionFailure();
-    failure << what << " differ (- is missing, + is too many):\n";
-    const auto common = common_ends(found, wanted);
+    failure << what << " differ (- is missing, + is unexpected):\n";
+    const auto common = common_lengths(found, wanted);
     std::size_t i = 0;
     std::size_t j = 0;
     while (i < found.size() || j < wanted.size()) {

@@ -1,4 +1,4 @@
-// Two lists of lines, compared for a reader.
+// Compares two lists of lines.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -8,8 +8,8 @@
 
 namespace support {
 
-// Success when both are the same; otherwise a failure that shows both as one
-// list: " " a line of both, "-" one that is missing, "+" one too many.
+// Succeeds if both lists are equal. Otherwise the failure shows them as one list, in which "-"
+// marks a missing line and "+" an unexpected one.
 testing::AssertionResult same_lines(const std::string& what, const std::vector<std::string>& found,
                                     const std::vector<std::string>& wanted);
 

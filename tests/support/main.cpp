@@ -1,31 +1,23 @@
-// The main of every test program. A crash says in which test it was, and where.
+// The main of every test program. Reports the test and the code address of a crash.
+#include "support/code_address.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <windows.h>
 
-#include <psapi.h>
-
-#include <cstdint>
 #include <cstdio>
 
 namespace {
 
 LONG CALLBACK report_crash(EXCEPTION_POINTERS* exception) {
     const EXCEPTION_RECORD& record = *exception->ExceptionRecord;
-    HMODULE module = nullptr;
-    char name[MAX_PATH] = "?";
-    if (GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS |
-                               GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
-                           static_cast<const char*>(record.ExceptionAddress), &module) != FALSE) {
-        K32GetModuleBaseNameA(GetCurrentProcess(), module, name, sizeof name);
-    }
+    const support::CodeAddress address = support::code_address(record.ExceptionAddress);
     const testing::TestInfo* test = testing::UnitTest::GetInstance()->current_test_info();
     std::fprintf(stderr, "\nCRASH in %s.%s: exception 0x%08lx in %s + 0x%zx",
                  test != nullptr ? test->test_suite_name() : "?",
-                 test != nullptr ? test->name() : "?", record.ExceptionCode, name,
-                 reinterpret_cast<std::uintptr_t>(record.ExceptionAddress) -
-                     reinterpret_cast<std::uintptr_t>(module));
+                 test != nullptr ? test->name() : "?", record.ExceptionCode, address.module,
+                 address.offset);
     if (record.ExceptionCode == EXCEPTION_ACCESS_VIOLATION && record.NumberParameters >= 2) {
         std::fprintf(stderr, ", which %s 0x%zx",
                      record.ExceptionInformation[0] == 0 ? "reads" : "writes or runs",
@@ -43,7 +35,8 @@ int main(int argument_count, char** arguments) {
     SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);
     SetUnhandledExceptionFilter(report_crash);
     testing::InitGoogleMock(&argument_count, arguments);
-    // The first one in a process starts a thread that stays: no test is to count it.
-    { SCOPED_TRACE("the first"); }
+    // The first trace of a process starts a thread that keeps running. Started here, it does not
+    // count as a leak of a test.
+    { SCOPED_TRACE("first"); }
     return RUN_ALL_TESTS();
 }

@@ -1,6 +1,5 @@
-// Results for a method of the service, whatever the lab's service would do: its
-// call is answered by the fault plan, and what a test says is put into the
-// output set. The recorder shows the call with an empty output set.
+// Adds results to the output sets of method calls. The fault plan decides what the calls return and
+// whether the service receives them. The recorder shows the output sets without these results.
 #pragma once
 
 #include "support/interposer.h"
@@ -12,10 +11,10 @@
 
 namespace support {
 
-// One at a time in a process; for the life of a run's body.
+// One at a time in a process, within the body of a run.
 class MethodResults {
   public:
-    // `fill` is called after every method call that has an output set.
+    // Calls `fill` after every method call that has an output set.
     MethodResults(HMODULE module, std::function<void(opal_propset output)> fill);
 
   private:

@@ -1,4 +1,4 @@
-// A connection handle whose record the test makes itself.
+// A connection handle with a record that the test creates itself.
 #pragma once
 
 #include "ztbus3/lab_bus.h"
@@ -8,14 +8,13 @@
 
 namespace support {
 
-// A record with a connection to the embedded service, or with none. The command
-// library does not know it: it cannot be given back to it.
+// A record with or without a connection to the embedded service. The command library did not create
+// it and cannot release it.
 class OwnHandle {
   public:
     enum class Connection { open, none };
 
-    // With none, both connection words are NULL; the handle says that it is
-    // connected all the same.
+    // Without a connection, the connection and its context are NULL, but `connected` is 1.
     explicit OwnHandle(Connection connection = Connection::open);
     ~OwnHandle();
     OwnHandle(const OwnHandle&) = delete;
@@ -24,7 +23,7 @@ class OwnHandle {
     opal_handle get() { return &m_record; }
     opal_session& record() { return m_record; }
 
-    // Any value counts as connected but 0.
+    // Any value except 0 counts as connected.
     void set_connected(std::uint8_t value);
 
   private:

@@ -1,5 +1,5 @@
-// What most sources of tests begin with, compiled once for all of them. A source includes what
-// it uses anyway.
+// The headers that most tests include, compiled once for all of them. A source still includes every
+// header that it uses.
 #pragma once
 
 #include <gmock/gmock.h>
@@ -11,7 +11,8 @@
 #include <string>
 #include <vector>
 
-// In C++20 each source would compile the members of these again. precompiled.cpp has them.
+// In C++20 each source would compile the members of these classes again. precompiled.cpp does it
+// once.
 extern template class std::basic_string<char>;
 extern template class std::basic_string<wchar_t>;
 extern template class std::vector<std::string>;

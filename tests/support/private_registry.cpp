@@ -15,12 +15,13 @@ void require(LSTATUS status, const char* failure) {
 
 PrivateRegistry::PrivateRegistry() {
     m_root = L"Software\\farlo-test\\" + std::to_wstring(GetCurrentProcessId());
-    // A process of the same id may have been killed.
+    // An earlier process with the same id may have been killed.
     RegDeleteTreeW(HKEY_CURRENT_USER, m_root.c_str());
     require(RegCreateKeyExW(HKEY_CURRENT_USER, m_root.c_str(), 0, nullptr, REG_OPTION_VOLATILE,
                             KEY_ALL_ACCESS, nullptr, &m_key, nullptr),
-            "no registry for the process");
-    require(RegOverridePredefKey(HKEY_LOCAL_MACHINE, m_key), "no registry for the process");
+            "the private registry could not be created");
+    require(RegOverridePredefKey(HKEY_LOCAL_MACHINE, m_key),
+            "the private registry could not be created");
 }
 
 PrivateRegistry::~PrivateRegistry() {
@@ -45,8 +46,8 @@ void PrivateRegistry::set(const wchar_t* key, const wchar_t* name, DWORD value) 
     set(key, name, REG_DWORD, &value, sizeof value);
 }
 
-void PrivateRegistry::set(const wchar_t* key, const wchar_t* name, const std::wstring& text) {
-    set(key, name, REG_SZ, text.c_str(), static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)));
+void PrivateRegistry::set(const wchar_t* key, const wchar_t* name, const std::wstring& value) {
+    set(key, name, REG_SZ, value.c_str(), static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t)));
 }
 
 void PrivateRegistry::clear(const wchar_t* key) {

@@ -1,4 +1,4 @@
-// A registry of a process's own.
+// A private registry for a process.
 #pragma once
 
 #include <windows.h>
@@ -11,9 +11,9 @@ inline constexpr wchar_t tracing_key[] = L"SOFTWARE\\Solvane\\ZtSvc\\CurrentVers
 inline constexpr wchar_t volume_manager_key[] =
     L"SOFTWARE\\Solvane\\ZtSvc\\CurrentVersion\\VolumeManager";
 
-// Replaces HKEY_LOCAL_MACHINE for this process while it is in scope: empty at first,
-// whatever the node's has, and seen by no other process. When the process is killed, its
-// keys last until the node goes down.
+// Replaces HKEY_LOCAL_MACHINE for this process while the object exists. The replacement is empty at
+// first and no other process sees it. If the process is killed, its keys remain until the node
+// stops.
 class PrivateRegistry {
   public:
     PrivateRegistry();  // throws std::runtime_error
@@ -21,11 +21,11 @@ class PrivateRegistry {
     PrivateRegistry(const PrivateRegistry&) = delete;
     PrivateRegistry& operator=(const PrivateRegistry&) = delete;
 
-    // Sets a value under HKEY_LOCAL_MACHINE; the key is made.
+    // Sets a value under HKEY_LOCAL_MACHINE, and creates the key if needed.
     void set(const wchar_t* key, const wchar_t* name, DWORD type, const void* data, DWORD size);
     void set(const wchar_t* key, const wchar_t* name, DWORD value);
-    void set(const wchar_t* key, const wchar_t* name, const std::wstring& text);
-    // Removes the key and all below it.
+    void set(const wchar_t* key, const wchar_t* name, const std::wstring& value);
+    // Deletes the key with its values and subkeys.
     void clear(const wchar_t* key);
 
   private:

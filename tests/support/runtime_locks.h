@@ -1,7 +1,6 @@
-// The locks of the C++ runtime inside a DLL. It makes them of semaphores, at
-// their first use, and never closes them; the library itself makes none. This
-// takes them down and closes them when the DLL is gone, so that they are not
-// taken for the library's leaks.
+// The semaphores that the C++ runtime of a DLL uses as locks. The runtime creates them at their
+// first use and never closes them; the library itself uses no semaphores. RuntimeLocks records and
+// closes them, so that they do not count as leaks of the library.
 #pragma once
 
 #include "support/interposer.h"
@@ -13,7 +12,7 @@
 
 namespace support {
 
-// Outlives the DLL. One at a time in a process.
+// Must outlive the DLL. One at a time in a process.
 class RuntimeLocks {
   public:
     RuntimeLocks();
@@ -21,7 +20,7 @@ class RuntimeLocks {
     RuntimeLocks(const RuntimeLocks&) = delete;
     RuntimeLocks& operator=(const RuntimeLocks&) = delete;
 
-    // To be called before the DLL's code runs.
+    // Must be called before the DLL's code runs.
     void watch(HMODULE module);
 
   private:

@@ -1,14 +1,13 @@
-// Names for the numbers and strings that tests expect of the service, the bus and
-// the kernel devices.
+// Names for the numbers and strings that tests expect of the service, the bus and the kernel
+// devices.
 //
-// They are written by hand from the descriptions of those interfaces and are
-// deliberately not taken from the headers that the library is built with: a wrong
-// number there makes a test fail.
+// They are written by hand from the descriptions of those interfaces and are deliberately not taken
+// from the headers that the library is built with: a wrong number there makes a test fail.
 #pragma once
 
+#include "support/hex.h"
+
 #include <cstdint>
-#include <cstdio>
-#include <string>
 
 namespace support {
 
@@ -54,7 +53,7 @@ inline constexpr std::uint32_t system_folder_not_empty = 0x80070091;
 inline constexpr std::uint32_t system_more_data = 0x800700ea;      // does not fit into the buffer
 inline constexpr std::uint32_t system_informational = 0x00070005;  // a success
 
-// Failures that have no meaning of their own: one without a facility, one of the service.
+// Failures without a meaning: one has no facility, the other is one of the service.
 inline constexpr std::uint32_t unknown_failure = 0x2a;
 inline constexpr std::uint32_t unknown_service_failure = 0xe5150199;
 
@@ -83,13 +82,6 @@ constexpr std::uint32_t native_bits(std::int32_t status) {
     return static_cast<std::uint32_t>(status);
 }
 
-// A number as the recorder, the fault plan and the log write it: "0xc1000001".
-inline std::string hex(std::uint32_t number) {
-    char digits[11];
-    std::snprintf(digits, sizeof digits, "0x%x", number);
-    return digits;
-}
-
 // ----------------------------------------------------------------- objects
 
 // Type names of the service's objects.
@@ -107,7 +99,7 @@ inline constexpr char cluster_service[] = "solvane_cluster_service";
 // Values of a disk group's "LDM DG TYPE".
 namespace group_type {
 inline constexpr std::uint32_t excluded_0 = 0;  // no function finds such a group
-inline constexpr std::uint32_t local = 1;       // as every number that is not named here
+inline constexpr std::uint32_t local = 1;       // like every number without a name here
 inline constexpr std::uint32_t cluster = 2;
 inline constexpr std::uint32_t excluded_7 = 7;  // no function finds such a group
 inline constexpr std::uint32_t cluster_shared = 8;

@@ -1,11 +1,11 @@
-// The lab's strict mode (lab_cmd.h, LabCmdStrict) in one test.
+// The lab's strict mode for a part of a test.
 #pragma once
 
 #include "ztcmd/lab_cmd.h"
 
 namespace support {
 
-// Switches the mode on or off while it is in scope.
+// Switches the strict mode (LabCmdStrict in lab_cmd.h) on or off while the object exists.
 class StrictHandles {
   public:
     explicit StrictHandles(bool on) : m_before(LabCmdStrict(on ? 1 : 0)) {}

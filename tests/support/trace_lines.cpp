@@ -12,10 +12,10 @@ namespace {
 
 constexpr char ids_begin[] = "[PID:";
 
-std::string in_code_page(const wchar_t* text) {
-    const int size = WideCharToMultiByte(CP_ACP, 0, text, -1, nullptr, 0, nullptr, nullptr);
+std::string in_code_page(const wchar_t* string) {
+    const int size = WideCharToMultiByte(CP_ACP, 0, string, -1, nullptr, 0, nullptr, nullptr);
     std::string result(static_cast<std::size_t>(size), '\0');
-    WideCharToMultiByte(CP_ACP, 0, text, -1, result.data(), size, nullptr, nullptr);
+    WideCharToMultiByte(CP_ACP, 0, string, -1, result.data(), size, nullptr, nullptr);
     result.pop_back();
     return result;
 }
@@ -34,15 +34,15 @@ bool parse_line(const std::string& line, LogLine& parsed) {
         second > 60) {
         return false;
     }
-    // Written again as the log writes it: no blank or digit may differ.
-    char again[80];
-    std::snprintf(again, sizeof again, "%02u/%02u/%02u %02u:%02u:%02u [PID:%02u,TID:%02u] ", month,
-                  day, year, hour, minute, second, parsed.process, parsed.thread);
-    const std::string front = again;
-    if (line.compare(0, front.size(), front) != 0) {
+    // Formats the prefix again, because sscanf accepts other blanks and digits than the log has.
+    char formatted[80];
+    std::snprintf(formatted, sizeof formatted, "%02u/%02u/%02u %02u:%02u:%02u [PID:%02u,TID:%02u] ",
+                  month, day, year, hour, minute, second, parsed.process, parsed.thread);
+    const std::string prefix = formatted;
+    if (line.compare(0, prefix.size(), prefix) != 0) {
         return false;
     }
-    parsed.text = line.substr(front.size());
+    parsed.text = line.substr(prefix.size());
     return parsed.text.find(ids_begin) == std::string::npos &&
            parsed.text.find('\0') == std::string::npos;
 }
@@ -58,14 +58,22 @@ std::vector<LogLine> read_log(const std::filesystem::path& path, std::string& er
         LogLine line;
         if (end == std::string::npos || !parse_line(text, line)) {
             error = "line " + std::to_string(lines.size() + 1) +
-                    (end == std::string::npos ? " has no end: \"" : " is not whole: \"") + text +
-                    "\"";
+                    (end == std::string::npos ? " has no line end: \"" : " is malformed: \"") +
+                    text + "\"";
             return lines;
         }
         lines.push_back(line);
         at = end + 2;
     }
     return lines;
+}
+
+std::vector<std::string> read_log_texts(const std::filesystem::path& path, std::string& error) {
+    std::vector<std::string> texts;
+    for (const LogLine& line : read_log(path, error)) {
+        texts.push_back(line.text);
+    }
+    return texts;
 }
 
 }  // namespace support

@@ -1,4 +1,4 @@
-// The trace log as a test reads it.
+// Reads the trace log.
 #pragma once
 
 #include <filesystem>
@@ -13,8 +13,8 @@ struct LogLine {
     std::string text;
 };
 
-// A line that the DLL is to write, and its level. A wide text is meant as the
-// log writes it: in the ANSI code page.
+// A line that the DLL must log, and its level. A wide string is converted to the ANSI code page,
+// like the library does before it logs one.
 struct Expected {
     Expected(unsigned line_level, std::string line) : level(line_level), text(std::move(line)) {}
     Expected(unsigned line_level, const wchar_t* line);
@@ -23,10 +23,12 @@ struct Expected {
     std::string text;
 };
 
-// Reads a log. A line that is not whole (date, time, ids, message, line end) or
-// that holds parts of two is an error: `error` tells which, and is empty
-// otherwise. No file is no line.
+// Reads a log; none of its lines if there is no such file. `error` describes the first line that is
+// incomplete (date, time, ids, text, line end) or mixed with another line, where reading stops. It
+// is empty if there is none.
 std::vector<LogLine> read_log(const std::filesystem::path& path, std::string& error);
+// The same with the texts of the lines only.
+std::vector<std::string> read_log_texts(const std::filesystem::path& path, std::string& error);
 
 // Parses one line without its line end.
 bool parse_line(const std::string& line, LogLine& parsed);

@@ -22,7 +22,7 @@ void PrintTo(const Wait& wait, std::ostream* out) {
 
 VirtualClock::VirtualClock(HMODULE module) {
     if (current != nullptr) {
-        throw std::logic_error("there is a virtual clock already");
+        throw std::logic_error("there is already a virtual clock");
     }
     current = this;
     const auto replace = [&](const char* name, auto* function) {
@@ -34,8 +34,8 @@ VirtualClock::VirtualClock(HMODULE module) {
     };
     replace("Sleep", &VirtualClock::sleep);
     replace("ZtSleep", &VirtualClock::zt_sleep);
-    // Threads may call it before the replacement has been made known: GoogleTest's own
-    // wait, where the module is the test program.
+    // If the module is the test program, a thread of GoogleTest may call wait() before replace()
+    // has returned.
     m_real_wait = &WaitForSingleObject;
     m_real_wait = replace("WaitForSingleObject", &VirtualClock::wait);
 }

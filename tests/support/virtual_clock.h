@@ -1,6 +1,5 @@
-// Time that passes at once: the DLL's sleeps and waits are taken down and do
-// not take place. A test of five 5-second retries takes no time and still
-// proves each sleep and its length.
+// Virtual time: the DLL's sleeps and waits are recorded and end at once. A test of five retries
+// that are 5 seconds apart takes no time and still checks the length of each sleep.
 #pragma once
 
 #include "support/interposer.h"
@@ -31,9 +30,9 @@ struct Wait {
 };
 void PrintTo(const Wait& wait, std::ostream* out);
 
-// One at a time in a process. A wait for an object that is signalled takes it;
-// otherwise the time-out is over at once, and the object is looked at once more.
-// A wait without end is a real one: whatever it waits for runs in real time.
+// One at a time in a process. A wait for a signalled object succeeds. Otherwise the wait pauses for
+// its timeout in virtual time and then checks the object once more. A wait without a timeout is a
+// real wait, because the event that ends it happens in real time.
 class VirtualClock {
   public:
     explicit VirtualClock(HMODULE module);
@@ -41,17 +40,18 @@ class VirtualClock {
     VirtualClock(const VirtualClock&) = delete;
     VirtualClock& operator=(const VirtualClock&) = delete;
 
-    // Every sleep, and every wait with a time-out that is neither 0 nor passed
-    // over by an object that was signalled, in order.
+    // Every sleep, and every wait for an object that was not signalled at first and whose timeout
+    // is neither 0 nor INFINITE, in order.
     const std::vector<Pause>& pauses() const { return m_pauses; }
-    // Every wait, those that took no time included, in order of their end.
+    // Every wait, including those that took no time, in the order in which they ended.
     const std::vector<Wait>& waits() const { return m_waits; }
-    // Milliseconds that the pauses took together.
+    // The length of all pauses, in milliseconds.
     std::uint64_t elapsed() const;
+    // Forgets the pauses and waits so far.
     void forget();
 
-    // Called at every pause, in virtual time, with its number from 1: things
-    // that happen while the library sleeps. On the thread that pauses.
+    // Called at every pause, on the thread that pauses, with the number of the pause from 1. It can
+    // change something while the library sleeps.
     std::function<void(int number)> on_pause;
 
   private:

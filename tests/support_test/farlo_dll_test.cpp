@@ -1,6 +1,7 @@
-// What the tests stand on, tested: the DLL and its environment.
+// Tests of support/farlo_dll.h: loading the DLL, and its environment.
 #include "support/farlo_dll.h"
 #include "support/interposer.h"
+#include "support/service_names.h"
 #include "support/trace_lines.h"
 
 #include <gtest/gtest.h>
@@ -9,7 +10,7 @@
 
 #include <memory>
 
-// winternl.h leaves it out.
+// Not declared in winternl.h.
 extern "C" NTSTATUS NTAPI NtOpenKey(HANDLE* key, ACCESS_MASK access, OBJECT_ATTRIBUTES* attributes);
 
 namespace {
@@ -17,23 +18,21 @@ namespace {
 using support::environment;
 using support::FarloDll;
 
-class Loading : public testing::Test {
+class LoadedDll : public testing::Test {
   protected:
-    Loading() { forget(); }
-    ~Loading() override { forget(); }
+    LoadedDll() { reset(); }
+    ~LoadedDll() override { reset(); }
 
-    static void forget() {
+    static void reset() {
         environment().clear_trace_level();
         environment().clear_registry(support::volume_manager_key);
         environment().remove_logs();
     }
 
-    static std::vector<std::string> logged() {
+    using Lines = std::vector<std::string>;
+    static Lines log_lines() {
         std::string error;
-        std::vector<std::string> texts;
-        for (const support::LogLine& line : support::read_log(environment().log_file(), error)) {
-            texts.push_back(line.text);
-        }
+        const Lines texts = support::read_log_texts(environment().log_file(), error);
         EXPECT_EQ(error, "");
         return texts;
     }
@@ -42,38 +41,37 @@ class Loading : public testing::Test {
     const std::string ngc = "=====Enabled NGC=====";
 };
 
-TEST_F(Loading, ReadsTheSettingsOfThisTestEachTime) {
-    using Lines = std::vector<std::string>;
+TEST_F(LoadedDll, ReadsCurrentSettingsAtEachLoad) {
     { const FarloDll dll; }
-    EXPECT_EQ(logged(), Lines{});
+    EXPECT_EQ(log_lines(), Lines{});
 
     environment().set_trace_level(6);
     { const FarloDll dll; }
-    EXPECT_EQ(logged(), Lines{banner});
+    EXPECT_EQ(log_lines(), Lines{banner});
 
     environment().set_trace_level(0);
     environment().set_registry(support::volume_manager_key, L"SupportSCSI3", 2);
     { const FarloDll dll; }
-    EXPECT_EQ(logged(), (Lines{banner, ngc}));
+    EXPECT_EQ(log_lines(), (Lines{banner, ngc}));
 }
 
-TEST_F(Loading, SettingsHaveAnyType) {
+TEST_F(LoadedDll, IgnoresTraceLevelOfWrongType) {
     const DWORD six = 6;
     environment().set_registry(support::tracing_key, L"TRACELEVEL", L"6");
     { const FarloDll dll; }
     environment().set_registry(support::tracing_key, L"TRACELEVEL", REG_BINARY, &six, sizeof six);
     { const FarloDll dll; }
-    EXPECT_EQ(logged(), std::vector<std::string>{});
+    EXPECT_EQ(log_lines(), Lines{});
 }
 
-TEST_F(Loading, TheMachinesOwnRegistryIsOutOfReach) {
+TEST_F(LoadedDll, CannotReachRegistryOfMachine) {
     environment();
     HKEY key = nullptr;
     EXPECT_EQ(RegOpenKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Microsoft", 0, KEY_READ, &key),
               ERROR_FILE_NOT_FOUND);
 }
 
-// The status of opening a key of the machine by its native name, which nothing replaces.
+// Opens a key of the machine by its native name, which is not redirected. Returns the status.
 NTSTATUS open_native_key(const wchar_t* path) {
     UNICODE_STRING name;
     RtlInitUnicodeString(&name, path);
@@ -81,48 +79,49 @@ NTSTATUS open_native_key(const wchar_t* path) {
     InitializeObjectAttributes(&attributes, &name, OBJ_CASE_INSENSITIVE, nullptr, nullptr);
     HANDLE key = nullptr;
     const NTSTATUS status = NtOpenKey(&key, KEY_READ, &attributes);
-    if (status == 0) {
+    if (status == support::native::success) {
         NtClose(key);
     }
     return status;
 }
 
-TEST_F(Loading, SettingsStayOutOfTheMachinesRegistry) {
-    constexpr auto not_found = static_cast<NTSTATUS>(0xC0000034);
+TEST_F(LoadedDll, KeepsSettingsOutOfRegistryOfMachine) {
     environment().set_registry(L"SOFTWARE\\farlo-test-only", L"value", 1);
-    EXPECT_EQ(open_native_key(L"\\Registry\\Machine\\SOFTWARE\\farlo-test-only"), not_found);
-    EXPECT_EQ(open_native_key(L"\\Registry\\Machine\\SOFTWARE\\Microsoft"), 0);
+    EXPECT_EQ(open_native_key(L"\\Registry\\Machine\\SOFTWARE\\farlo-test-only"),
+              support::native::object_name_not_found);
+    EXPECT_EQ(open_native_key(L"\\Registry\\Machine\\SOFTWARE\\Microsoft"),
+              support::native::success);
     environment().clear_registry(L"SOFTWARE\\farlo-test-only");
 }
 
-TEST_F(Loading, LeavesNothingLoaded) {
+TEST_F(LoadedDll, IsUnloadedWithObject) {
     { const FarloDll dll; }
     EXPECT_EQ(GetModuleHandleW(L"farlo.dll"), nullptr);
 }
 
-TEST_F(Loading, RefusesASecondOneAtATime) {
+TEST_F(LoadedDll, CannotBeLoadedTwice) {
     const FarloDll dll;
     EXPECT_THROW(FarloDll(), std::runtime_error);
 }
 
-TEST_F(Loading, KnowsNoEntryThatIsNone) {
+TEST_F(LoadedDll, ThrowsForUnknownExport) {
     const FarloDll dll;
     EXPECT_NE(CALL(dll, OnlineDgExW), nullptr);
     EXPECT_THROW(dll.entry<OnlineDgExW_fn>("OnlineDgExX"), std::runtime_error);
 }
 
-TEST_F(Loading, CallsBeforeAttach) {
-    std::unique_ptr<support::Failure<decltype(CreateEventA)>> fails;
+TEST_F(LoadedDll, CallsFunctionBeforeAttach) {
+    std::unique_ptr<support::Failure<decltype(CreateEventA)>> failing;
     const FarloDll dll([&](HMODULE module) {
-        fails = std::make_unique<support::Failure<decltype(CreateEventA)>>(
+        failing = std::make_unique<support::Failure<decltype(CreateEventA)>>(
             module, "CreateEventA", support::FailingCalls{.last_error = ERROR_INVALID_HANDLE},
             nullptr);
     });
-    EXPECT_EQ(logged(), std::vector<std::string>{"Farlo CreateEvent failed 6\n"});
-    EXPECT_EQ(fails->calls(), 1u);
+    EXPECT_EQ(log_lines(), Lines{"Farlo CreateEvent failed 6\n"});
+    EXPECT_EQ(failing->calls(), 1u);
 }
 
-TEST_F(Loading, PassesOnWhatBeforeAttachRaises) {
+TEST_F(LoadedDll, RethrowsExceptionOfFunctionBeforeAttach) {
     EXPECT_THROW(FarloDll([](HMODULE) { throw std::runtime_error("no"); }), std::runtime_error);
     EXPECT_EQ(GetModuleHandleW(L"farlo.dll"), nullptr);
 }

@@ -1,6 +1,7 @@
-// What the tests stand on, tested: the fixture finds what it should. Its
-// failures are collected here instead of failing the test.
+// Tests of support/farlo_test.h: the fixture's checks find what they are for. The failures that the
+// fixture reports are collected instead of failing the test.
 #include "support/farlo_test.h"
+#include "support/fault_rules.h"
 
 #include <gtest/gtest-spi.h>
 
@@ -23,7 +24,7 @@ class Fixture : public support::FarloTest {
   protected:
     Fixture() { scenario = R"({"disk_groups": [{"name": "dg1", "dgid": "guid-1", "type": 2}]})"; }
 
-    // The messages of the failures of an action.
+    // Returns the messages of the failures that an action reports.
     std::vector<std::string> failures(const std::function<void()>& action) {
         testing::TestPartResultArray results;
         {
@@ -38,22 +39,23 @@ class Fixture : public support::FarloTest {
         return messages;
     }
 
-    // Two lines: one of level 6, one of level 0. No bus call.
-    void refuse() { FARLO(ImportDgW)(nullptr, L"dg1", "guid-1", nullptr, 0); }
+    // Logs one line of level 6 and one of level 0. Makes no bus call.
+    void import_without_handle() { FARLO(ImportDgW)(nullptr, L"dg1", "guid-1", nullptr, 0); }
     static inline const std::string entering = "Entering ImportDgW";
-    static inline const std::string refused = "ImportDgW() failed , NULL opal_handle, error=(0x64)";
+    static inline const std::string rejected =
+        "ImportDgW() failed , NULL opal_handle, error=(0x64)";
 
-    // Two bus calls, DbGetObjects and PrCallDispatch.
+    // Makes two bus calls, DbGetObjects and PrCallDispatch.
     std::uint32_t import() { return FARLO(ImportDgW)(handle, L"dg1", "guid-1", nullptr, 0); }
 };
 
-TEST_F(Fixture, RightExpectationsPassAtSevenThresholds) {
+TEST_F(Fixture, PassesCorrectExpectationsAtSevenThresholds) {
     std::multiset<DWORD> thresholds;
     EXPECT_THAT(failures([&] {
                     at_every_threshold([&] {
                         thresholds.insert(threshold());
-                        refuse();
-                        expect_log({{6, entering}, {0, refused}});
+                        import_without_handle();
+                        expect_log({{6, entering}, {0, rejected}});
                         expect_calls({});
                         expect_pauses({});
                     });
@@ -62,11 +64,11 @@ TEST_F(Fixture, RightExpectationsPassAtSevenThresholds) {
     EXPECT_THAT(thresholds, ElementsAre(0, 1, 2, 3, 4, 5, 6));
 }
 
-TEST_F(Fixture, AWrongLevelIsFoundWhereItMatters) {
+TEST_F(Fixture, FindsWrongLevel) {
     const auto found = failures([&] {
         at_every_threshold([&] {
-            refuse();
-            expect_log({{4, entering}, {0, refused}});
+            import_without_handle();
+            expect_log({{4, entering}, {0, rejected}});
         });
     });
     EXPECT_THAT(found, SizeIs(2));  // at 4 and 5
@@ -75,48 +77,48 @@ TEST_F(Fixture, AWrongLevelIsFoundWhereItMatters) {
     EXPECT_THAT(found, Contains(HasSubstr("at threshold 5")));
 }
 
-TEST_F(Fixture, AMissingLineIsFound) {
+TEST_F(Fixture, FindsMissingLine) {
     EXPECT_THAT(failures([&] {
                     once([&] {
-                        refuse();
-                        expect_log({{6, entering}, {0, refused}, {6, "Exiting ImportDgW"}});
+                        import_without_handle();
+                        expect_log({{6, entering}, {0, rejected}, {6, "Exiting ImportDgW"}});
                     });
                 }),
                 ElementsAre(HasSubstr("  - Exiting ImportDgW")));
 }
 
-TEST_F(Fixture, ALineTooManyIsFound) {
+TEST_F(Fixture, FindsUnexpectedLine) {
     EXPECT_THAT(failures([&] {
                     once([&] {
-                        refuse();
+                        import_without_handle();
                         expect_log({{6, entering}});
                     });
                 }),
-                ElementsAre(HasSubstr("  + " + refused)));
+                ElementsAre(HasSubstr("  + " + rejected)));
 }
 
-TEST_F(Fixture, AWrongOrderOfLinesIsFound) {
+TEST_F(Fixture, FindsWrongOrderOfLines) {
     EXPECT_THAT(failures([&] {
                     once([&] {
-                        refuse();
-                        expect_log({{0, refused}, {6, entering}});
+                        import_without_handle();
+                        expect_log({{0, rejected}, {6, entering}});
                     });
                 }),
                 ElementsAre(HasSubstr("log lines differ")));
 }
 
-TEST_F(Fixture, TheLinesOfAnotherProcessAreFound) {
+TEST_F(Fixture, FindsLineOfAnotherProcess) {
     EXPECT_THAT(failures([&] {
                     once([&] {
                         std::ofstream(support::environment().log_file(), std::ios::binary)
-                            << "11/20/26 08:03:09 [PID:99999,TID:1036] text\r\n";
-                        expect_log({{0, "text"}});
+                            << "11/20/26 08:03:09 [PID:99999,TID:1036] line\r\n";
+                        expect_log({{0, "line"}});
                     });
                 }),
                 ElementsAre(HasSubstr("line.process")));
 }
 
-TEST_F(Fixture, CallsAreComparedWholeAndInOrder) {
+TEST_F(Fixture, ComparesWholeCallsInOrder) {
     once([&] {
         EXPECT_EQ(import(), FARLO_SUCCESS);
         const std::vector<std::string> right = calls();
@@ -137,7 +139,7 @@ TEST_F(Fixture, CallsAreComparedWholeAndInOrder) {
     });
 }
 
-TEST_F(Fixture, EachRunBeginsAfresh) {
+TEST_F(Fixture, StartsEachRunWithEmptyLogAndRecorder) {
     std::vector<std::size_t> lines;
     for (int i = 0; i < 2; ++i) {
         once([&] {
@@ -150,9 +152,9 @@ TEST_F(Fixture, EachRunBeginsAfresh) {
     EXPECT_THAT(lines, ElementsAre(2, 2, 2, 2));
 }
 
-TEST_F(Fixture, PausesAreComparedInOrder) {
+TEST_F(Fixture, ComparesPausesInOrder) {
     once([&] {
-        set_faults(R"([{"function": "DbGetObjects", "nothing": true}])");
+        set_faults(support::fault_plan({{.function = "DbGetObjects", .succeeds_empty = true}}));
         FARLO(OfflineDgW)(handle, L"dg1", "guid-1", 0);
         const std::vector<support::Pause> right = clock().pauses();
         ASSERT_FALSE(right.empty());
@@ -161,27 +163,27 @@ TEST_F(Fixture, PausesAreComparedInOrder) {
     });
 }
 
-TEST_F(Fixture, AFaultyScenarioIsTold) {
+TEST_F(Fixture, ReportsInvalidScenario) {
     scenario = R"({"disk_groups": 3})";
-    EXPECT_THAT(failures([&] { once([] { ADD_FAILURE() << "the body runs all the same"; }); }),
+    EXPECT_THAT(failures([&] { once([] { ADD_FAILURE() << "the body ran"; }); }),
                 ElementsAre(HasSubstr("the scenario: 1: expected an array")));
 }
 
-TEST_F(Fixture, ALeakedPropertySetIsFound) {
+TEST_F(Fixture, FindsLeakedPropertySet) {
     opal_propset set = nullptr;
     EXPECT_THAT(failures([&] { once([&] { PsCreatePropset(&set); }); }),
                 ElementsAre(HasSubstr("property sets were left over")));
     PsDestroyPropset(set);
 }
 
-TEST_F(Fixture, ALeakedBlockOfTheBusIsFound) {
+TEST_F(Fixture, FindsLeakedBlockOfBus) {
     void* block = nullptr;
     EXPECT_THAT(failures([&] { once([&] { block = _ZtAlloc(8); }); }),
                 ElementsAre(HasSubstr("blocks of the bus were left over")));
     _ZtFree(block);
 }
 
-TEST_F(Fixture, ALeakedHeapBlockIsFound) {
+TEST_F(Fixture, FindsLeakedHeapBlock) {
     EXPECT_THAT(failures([&] {
                     once([&] {
                         interpose<void(void*)>("free", [](void*) {});
@@ -192,7 +194,7 @@ TEST_F(Fixture, ALeakedHeapBlockIsFound) {
                                   HasSubstr("bytes of allocation"))));
 }
 
-TEST_F(Fixture, ADoubleFreeIsFound) {
+TEST_F(Fixture, FindsDoubleFree) {
     EXPECT_THAT(failures([&] {
                     once([&] {
                         support::StandIn<void(void*)>* twice = nullptr;
@@ -206,14 +208,14 @@ TEST_F(Fixture, ADoubleFreeIsFound) {
                 ElementsAre(HasSubstr("freed twice")));
 }
 
-TEST_F(Fixture, ALeakedKernelHandleIsFound) {
+TEST_F(Fixture, FindsLeakedKernelHandle) {
     HANDLE event = nullptr;
     EXPECT_THAT(failures([&] { once([&] { event = CreateEventW(nullptr, 0, 0, nullptr); }); }),
                 Contains(AllOf(HasSubstr("a kernel handle was left over"), HasSubstr("Event"))));
     CloseHandle(event);
 }
 
-TEST_F(Fixture, AHandleThatIsKeptOnPurposeIsAllowed) {
+TEST_F(Fixture, AllowsKeptHandles) {
     HANDLE event = nullptr;
     kept_handles = 1;
     EXPECT_THAT(failures([&] { once([&] { event = CreateEventW(nullptr, 0, 0, nullptr); }); }),
@@ -222,7 +224,7 @@ TEST_F(Fixture, AHandleThatIsKeptOnPurposeIsAllowed) {
     EXPECT_THAT(failures([&] { once([] {}); }), Contains(HasSubstr("kernel handles left over")));
 }
 
-TEST_F(Fixture, ALeakedConnectionIsFound) {
+TEST_F(Fixture, FindsLeakedConnection) {
     opal_handle lost = nullptr;
     EXPECT_THAT(failures([&] { once([&] { lost = std::exchange(handle, nullptr); }); }),
                 AllOf(Contains(HasSubstr("connections were left over")),
@@ -230,16 +232,16 @@ TEST_F(Fixture, ALeakedConnectionIsFound) {
     EXPECT_EQ(UnInitializeZtVmW(lost), ZTSTATUS_OK);
 }
 
-TEST_F(Fixture, EveryAllocationFailsOnce) {
+TEST_F(Fixture, FailsEveryAllocationOnce) {
     std::vector<std::uint32_t> results;
     at_every_allocation([&] { results.push_back(import()); });
     ASSERT_GE(results.size(), 3u);
     EXPECT_EQ(results.front(), FARLO_SUCCESS);
-    EXPECT_EQ(results[1], FARLO_NO_GUID_MEMORY);  // the GUID text comes first
-    EXPECT_EQ(results.back(), FARLO_SUCCESS);     // none failed any more
+    EXPECT_EQ(results[1], FARLO_NO_GUID_MEMORY);  // the first allocation is for the GUID string
+    EXPECT_EQ(results.back(), FARLO_SUCCESS);     // no allocation failed
 }
 
-TEST_F(Fixture, WantsSuccessWhereNoAllocationFails) {
+TEST_F(Fixture, ExpectsSuccessWhenNoAllocationFails) {
     const auto between = answers_at_every_allocation([&] { return import(); });
     ASSERT_FALSE(between.empty());
     EXPECT_EQ(between[0], FARLO_NO_GUID_MEMORY);
@@ -250,17 +252,17 @@ TEST_F(Fixture, WantsSuccessWhereNoAllocationFails) {
                         return ++runs == 1 ? 77u : status;
                     });
                 }),
-                ElementsAre(AllOf(HasSubstr("answers.front()"), HasSubstr("77"))));
+                ElementsAre(AllOf(HasSubstr("statuses.front()"), HasSubstr("77"))));
     EXPECT_THAT(failures([&] {
                     answers_at_every_allocation([&] {
                         const std::uint32_t status = import();
                         return heap().has_failed() ? 0u : status + 1;
                     });
                 }),
-                ElementsAre(HasSubstr("answers.front()"), HasSubstr("answers.back()")));
+                ElementsAre(HasSubstr("statuses.front()"), HasSubstr("statuses.back()")));
 }
 
-TEST_F(Fixture, ReplacementsEndWithTheBody) {
+TEST_F(Fixture, EndsReplacementsWithBody) {
     once([&] {
         interpose<void(DWORD)>("Sleep", [](DWORD) {});
         fail_calls<decltype(CreateMutexA)>("CreateMutexA", {.last_error = ERROR_BUSY}, nullptr);
@@ -268,16 +270,16 @@ TEST_F(Fixture, ReplacementsEndWithTheBody) {
     EXPECT_THAT(failures([&] { once([] {}); }), IsEmpty());
 }
 
-TEST_F(Fixture, ReachesTheDllBeforeItsAttach) {
-    std::unique_ptr<support::Failure<decltype(CreateEventA)>> fails;
+TEST_F(Fixture, CallsFunctionBeforeAttach) {
+    std::unique_ptr<support::Failure<decltype(CreateEventA)>> failing;
     before_attach = [&](HMODULE module) {
-        fails = std::make_unique<support::Failure<decltype(CreateEventA)>>(
+        failing = std::make_unique<support::Failure<decltype(CreateEventA)>>(
             module, "CreateEventA", support::FailingCalls{}, nullptr);
     };
-    once([&] { EXPECT_EQ(fails->calls(), 1u); });
+    once([&] { EXPECT_EQ(failing->calls(), 1u); });
 }
 
-TEST_F(Fixture, RecordsTheClientSideToo) {
+TEST_F(Fixture, RecordsCallsThatDoNotLeaveProcess) {
     recorded = LAB_RECORD_ALL;
     once([&] {
         import();
@@ -285,7 +287,7 @@ TEST_F(Fixture, RecordsTheClientSideToo) {
     });
 }
 
-TEST_F(Fixture, ATestMayMakeTheHandlesRecord) {
+TEST_F(Fixture, AcceptsOwnHandle) {
     connects = false;
     once([&] {
         support::OwnHandle own;
@@ -298,7 +300,7 @@ TEST_F(Fixture, ATestMayMakeTheHandlesRecord) {
     });
 }
 
-TEST_F(Fixture, AnOwnHandleNoticesThatTheServiceIsGone) {
+TEST_F(Fixture, DisconnectsOwnHandleWhenConnectionDrops) {
     connects = false;
     once([&] {
         support::OwnHandle own;

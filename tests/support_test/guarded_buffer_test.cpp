@@ -1,4 +1,4 @@
-// What the tests stand on, tested: buffers beside forbidden memory.
+// Tests of support/guarded_buffer.h: buffers beside forbidden memory.
 #include "support/guarded_buffer.h"
 #include "support_test/misdeeds_dll.h"
 
@@ -13,7 +13,7 @@ using support::GuardedBuffer;
 using testing::HasSubstr;
 using testing::StartsWith;
 
-class Guarded : public testing::Test {
+class Buffer : public testing::Test {
   protected:
     void write(GuardedBuffer& buffer, std::ptrdiff_t offset) {
         misdeeds.write_byte(buffer.as<char>(), static_cast<std::size_t>(offset), 'x');
@@ -22,27 +22,27 @@ class Guarded : public testing::Test {
     const Misdeeds misdeeds;
 };
 
-TEST_F(Guarded, EndsAtTheForbiddenPage) {
+TEST_F(Buffer, EndsAtForbiddenPage) {
     GuardedBuffer buffer(65);
     EXPECT_EQ((reinterpret_cast<std::uintptr_t>(buffer.data()) + 65) % 4096, 0u);
     write(buffer, 64);
     EXPECT_EQ(buffer.overrun(), "");
 }
 
-TEST_F(Guarded, BeginsAtTheForbiddenPage) {
+TEST_F(Buffer, BeginsAtForbiddenPage) {
     GuardedBuffer buffer(65, GuardedBuffer::Guard::before);
     EXPECT_EQ(reinterpret_cast<std::uintptr_t>(buffer.data()) % 4096, 0u);
     write(buffer, 0);
     EXPECT_EQ(buffer.overrun(), "");
 }
 
-TEST_F(Guarded, AWriteOneByteTooFarIsTold) {
+TEST_F(Buffer, ReportsWriteOneByteAfterEnd) {
     GuardedBuffer buffer(65);
     write(buffer, 65);
     EXPECT_THAT(buffer.overrun(), StartsWith("write at offset 65 by misdeeds.dll + 0x"));
 }
 
-TEST_F(Guarded, AWriteOneByteBeforeIsTold) {
+TEST_F(Buffer, ReportsWriteOneByteBeforeBeginning) {
     GuardedBuffer guarded(65, GuardedBuffer::Guard::before);
     write(guarded, -1);
     EXPECT_THAT(guarded.overrun(), StartsWith("write at offset -1 by misdeeds.dll + 0x"));
@@ -52,34 +52,34 @@ TEST_F(Guarded, AWriteOneByteBeforeIsTold) {
     EXPECT_EQ(watched.overrun(), "write at offset -1");
 }
 
-TEST_F(Guarded, AReadOneByteTooFarIsTold) {
+TEST_F(Buffer, ReportsReadOneByteAfterEnd) {
     GuardedBuffer buffer(65);
     misdeeds.read_byte(buffer.as<char>(), 65);
     EXPECT_THAT(buffer.overrun(), StartsWith("read at offset 65 by misdeeds.dll + 0x"));
 }
 
-TEST_F(Guarded, TheFirstTouchIsTheOneThatIsTold) {
+TEST_F(Buffer, ReportsFirstAccess) {
     GuardedBuffer buffer(65);
     write(buffer, 66);
     write(buffer, 65);
     EXPECT_THAT(buffer.overrun(), StartsWith("write at offset 66 "));
 }
 
-TEST_F(Guarded, ABufferOfNoSizeTakesNothing) {
+TEST_F(Buffer, ReportsWriteToEmptyBuffer) {
     GuardedBuffer buffer(0);
     EXPECT_TRUE(buffer.untouched());
     write(buffer, 0);
     EXPECT_THAT(buffer.overrun(), StartsWith("write at offset 0 "));
 }
 
-TEST_F(Guarded, AnUnalignedBufferIsWatchedByItsCanary) {
+TEST_F(Buffer, ReportsWriteAfterUnalignedBuffer) {
     GuardedBuffer buffer(8, GuardedBuffer::Guard::behind, 3);
     EXPECT_EQ(reinterpret_cast<std::uintptr_t>(buffer.data()) % 8, 5u);
     write(buffer, 8);
     EXPECT_EQ(buffer.overrun(), "write at offset 8");
 }
 
-TEST_F(Guarded, TheTestFailsOfItself) {
+TEST_F(Buffer, FailsTestInDestructor) {
     EXPECT_NONFATAL_FAILURE(
         {
             GuardedBuffer buffer(4);
@@ -88,7 +88,7 @@ TEST_F(Guarded, TheTestFailsOfItself) {
         "beside a buffer of 4 bytes");
 }
 
-TEST_F(Guarded, KnowsWhatWasWritten) {
+TEST_F(Buffer, ReportsWhetherItIsUntouched) {
     const GuardedBuffer buffer(4);
     EXPECT_TRUE(buffer.untouched());
     buffer.data()[2] = 1;
@@ -97,7 +97,7 @@ TEST_F(Guarded, KnowsWhatWasWritten) {
     EXPECT_TRUE(buffer.untouched_from(3));
 }
 
-TEST_F(Guarded, ComparesBytesWhole) {
+TEST_F(Buffer, ComparesAllBytes) {
     constexpr std::uint8_t canary = GuardedBuffer::canary;
     const GuardedBuffer buffer(4);
     std::memcpy(buffer.data(), "\1\2", 2);
@@ -110,7 +110,7 @@ TEST_F(Guarded, ComparesBytesWhole) {
     EXPECT_FALSE(buffer.holds({1, 2, 3, 4, 5}));
 }
 
-TEST_F(Guarded, ComparesTextsWithTheirTerminator) {
+TEST_F(Buffer, ComparesStringsWithTerminator) {
     const GuardedBuffer narrow(8);
     std::memcpy(narrow.data(), "guid", 4);
     EXPECT_FALSE(narrow.holds_text("guid"));

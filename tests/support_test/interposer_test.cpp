@@ -1,4 +1,4 @@
-// What the tests stand on, tested: replacing imports.
+// Tests of support/interposer.h: replacing imports.
 #include "support/farlo_dll.h"
 #include "support/interposer.h"
 
@@ -12,8 +12,8 @@ using support::Failure;
 using support::Interposer;
 using support::StandIn;
 
-// This program imports functions too. Calls from functions of their own: inside
-// one, the compiler may read an import's address once for several calls.
+// The tests replace imports of this program. Each import is called in a function of its own,
+// because the compiler may read its address only once for several calls in one function.
 const HMODULE self = GetModuleHandleW(nullptr);
 
 [[gnu::noinline]] DWORD process_id() {
@@ -27,7 +27,7 @@ DWORD WINAPI seven() {
     return 7;
 }
 
-TEST(Interposer, ReplacesAnImportAndRestoresIt) {
+TEST(Interposer, ReplacesAndRestoresImport) {
     const DWORD real = process_id();
     {
         const Interposer replaced(self, "GetCurrentProcessId", &seven);
@@ -37,7 +37,7 @@ TEST(Interposer, ReplacesAnImportAndRestoresIt) {
     EXPECT_EQ(process_id(), real);
 }
 
-TEST(Interposer, TakesTheDllIntoAccount) {
+TEST(Interposer, ReplacesOnlyImportFromNamedDll) {
     auto* const replacement = reinterpret_cast<void*>(&seven);
     {
         const Interposer replaced(self, "kernel32.DLL", "GetCurrentProcessId", replacement);
@@ -47,13 +47,13 @@ TEST(Interposer, TakesTheDllIntoAccount) {
                  std::runtime_error);
 }
 
-TEST(Interposer, RefusesWhatIsNotImported) {
+TEST(Interposer, ThrowsForFunctionThatIsNotImported) {
     EXPECT_THROW(Interposer(self, "NoSuchFunction", &seven), std::runtime_error);
     EXPECT_FALSE(support::imports(self, "NoSuchFunction"));
     EXPECT_TRUE(support::imports(self, "GetCurrentProcessId"));
 }
 
-TEST(Interposer, MayOutliveTheDll) {
+TEST(Interposer, MayOutliveDll) {
     support::environment();
     std::unique_ptr<Interposer> replaced;
     {
@@ -64,7 +64,7 @@ TEST(Interposer, MayOutliveTheDll) {
     replaced.reset();
 }
 
-TEST(StandIn, CapturesAndCallsTheRealOne) {
+TEST(StandIn, CapturesAndCallsRealFunction) {
     const DWORD real = process_id();
     DWORD added = 1;
     StandIn<decltype(GetCurrentProcessId)>* self_reference = nullptr;
@@ -77,14 +77,14 @@ TEST(StandIn, CapturesAndCallsTheRealOne) {
     EXPECT_EQ(process.calls(), 2u);
 }
 
-TEST(StandIn, TwoOfOneSignatureStayApart) {
+TEST(StandIn, KeepsTwoFunctionsOfOneSignatureApart) {
     StandIn<DWORD()> process(self, "GetCurrentProcessId", [] { return 1u; });
     StandIn<DWORD()> thread(self, "GetCurrentThreadId", [] { return 2u; });
     EXPECT_EQ(process_id(), 1u);
     EXPECT_EQ(thread_id(), 2u);
 }
 
-TEST(Failure, MeetsTheCallsThatItNamesAndNoOther) {
+TEST(Failure, FailsOnlySelectedCalls) {
     const DWORD real = process_id();
     const Failure<DWORD()> fails(self, "GetCurrentProcessId",
                                  {.call = 2, .times = 2, .last_error = ERROR_BUSY}, 0u);

@@ -1,4 +1,4 @@
-// What the tests stand on, tested: memory, handles and allocations that fail.
+// Tests of support/heap_watch.h and support/kernel_handles.h.
 #include "support/heap_watch.h"
 #include "support/kernel_handles.h"
 #include "support_test/misdeeds_dll.h"
@@ -20,7 +20,7 @@ class Heap : public testing::Test {
     HeapWatch heap{misdeeds->module()};
 };
 
-TEST_F(Heap, EveryWayToAllocateIsFollowed) {
+TEST_F(Heap, FollowsEveryWayToAllocate) {
     void* const blocks[] = {misdeeds->allocate(10), misdeeds->allocate_zeroed(20),
                             misdeeds->reallocate(nullptr, 30), misdeeds->allocate_by_new(40)};
     EXPECT_EQ(heap.live_blocks(), 4);
@@ -33,7 +33,7 @@ TEST_F(Heap, EveryWayToAllocateIsFollowed) {
     EXPECT_EQ(heap.live_text(), "");
 }
 
-TEST_F(Heap, AMovedBlockIsOneBlock) {
+TEST_F(Heap, CountsMovedBlockOnce) {
     void* block = misdeeds->allocate(10);
     block = misdeeds->reallocate(block, 100'000);
     EXPECT_EQ(heap.live_blocks(), 1);
@@ -41,7 +41,7 @@ TEST_F(Heap, AMovedBlockIsOneBlock) {
     EXPECT_EQ(heap.live_blocks(), 0);
 }
 
-TEST_F(Heap, BlocksFromBeforeDoNotCount) {
+TEST_F(Heap, IgnoresBlocksFromBeforeWatch) {
     void* const block = std::malloc(10);
     misdeeds->release(block);
     misdeeds->release(nullptr);
@@ -49,21 +49,21 @@ TEST_F(Heap, BlocksFromBeforeDoNotCount) {
     EXPECT_EQ(heap.double_frees(), 0);
 }
 
-TEST_F(Heap, ADoubleFreeIsToldAndNotCarriedOut) {
+TEST_F(Heap, ReportsDoubleFreeWithoutFreeing) {
     void* const block = misdeeds->allocate(10);
     misdeeds->release(block);
     misdeeds->release(block);
     EXPECT_EQ(heap.double_frees(), 1);
 }
 
-TEST_F(Heap, WhatTheRuntimeKeepsForExceptionsIsGivenBackAtUnload) {
+TEST_F(Heap, CountsNoBlocksOfRuntimeAfterUnload) {
     EXPECT_EQ(misdeeds->raise_and_catch(3), 3);
     misdeeds.reset();
     ASSERT_EQ(GetModuleHandleW(L"misdeeds.dll"), nullptr);
     EXPECT_EQ(heap.live_blocks(), 0) << heap.live_text();
 }
 
-TEST_F(Heap, ALeakIsStillThereAfterUnload) {
+TEST_F(Heap, ReportsLeakAfterUnload) {
     void* const block = misdeeds->allocate(77);
     misdeeds.reset();
     EXPECT_EQ(heap.live_blocks(), 1);
@@ -71,7 +71,7 @@ TEST_F(Heap, ALeakIsStillThereAfterUnload) {
     std::free(block);
 }
 
-TEST_F(Heap, TheNthAllocationFailsAndNoOther) {
+TEST_F(Heap, FailsOnlyNthAllocation) {
     heap.fail(2);
     void* const first = misdeeds->allocate(1);
     EXPECT_NE(first, nullptr);
@@ -84,7 +84,7 @@ TEST_F(Heap, TheNthAllocationFailsAndNoOther) {
     misdeeds->release(third);
 }
 
-TEST_F(Heap, EveryWayToAllocateCanFail) {
+TEST_F(Heap, FailsEveryWayToAllocate) {
     heap.fail(1, 6);
     EXPECT_EQ(misdeeds->allocate(1), nullptr);
     EXPECT_EQ(misdeeds->allocate_zeroed(1), nullptr);
@@ -99,12 +99,12 @@ TEST_F(Heap, EveryWayToAllocateCanFail) {
     EXPECT_EQ(heap.live_blocks(), 0);
 }
 
-TEST_F(Heap, AFailedNewRaises) {
+TEST_F(Heap, MakesNewThrow) {
     heap.fail(1);
     EXPECT_EQ(misdeeds->allocate_by_new(1), nullptr);
 }
 
-TEST_F(Heap, AFailedMoveKeepsTheBlock) {
+TEST_F(Heap, KeepsBlockWhenMoveFails) {
     void* const block = misdeeds->allocate(1);
     heap.fail(1);
     EXPECT_EQ(misdeeds->reallocate(block, 100), nullptr);
@@ -113,9 +113,9 @@ TEST_F(Heap, AFailedMoveKeepsTheBlock) {
     EXPECT_EQ(heap.double_frees(), 0);
 }
 
-TEST(KernelHandles, ANewOneIsFoundAndDescribed) {
+TEST(KernelHandles, FindsAndDescribesNewHandle) {
     const Misdeeds misdeeds;
-    CloseHandle(misdeeds.make_event());  // the system's own first steps are no leak
+    CloseHandle(misdeeds.make_event());  // what the system keeps after its first use must not count
     const auto before = support::kernel_handles();
     EXPECT_FALSE(before.empty());
     EXPECT_TRUE(support::new_kernel_handles(before).empty());

@@ -1,4 +1,4 @@
-// What the tests stand on, tested: reading the log and comparing lines.
+// Tests of support/trace_lines.h and support/line_difference.h.
 #include "support/line_difference.h"
 #include "support/trace_lines.h"
 
@@ -19,14 +19,10 @@ class LogFile : public testing::Test {
   protected:
     ~LogFile() override { std::filesystem::remove(m_path); }
 
-    // The texts of a log with these contents.
+    // Reads a log with these contents.
     Lines read(const std::string& contents) {
         std::ofstream(m_path, std::ios::binary) << contents;
-        Lines texts;
-        for (const LogLine& line : support::read_log(m_path, error)) {
-            texts.push_back(line.text);
-        }
-        return texts;
+        return support::read_log_texts(m_path, error);
     }
 
     std::string error;
@@ -36,37 +32,37 @@ class LogFile : public testing::Test {
                                    ("log-" + std::to_string(GetCurrentProcessId()) + ".txt");
 };
 
-const std::string front = "11/20/26 08:03:09 [PID:32,TID:1036] ";
+const std::string prefix = "11/20/26 08:03:09 [PID:32,TID:1036] ";
 
-TEST_F(LogFile, WholeLinesAreRead) {
-    EXPECT_EQ(read(front + "Entering X\r\n" + front + "\r\n" + front + "ends in\n\r\n"),
+TEST_F(LogFile, ReadsCompleteLines) {
+    EXPECT_EQ(read(prefix + "Entering X\r\n" + prefix + "\r\n" + prefix + "ends in\n\r\n"),
               (Lines{"Entering X", "", "ends in\n"}));
     EXPECT_EQ(error, "");
 }
 
-TEST_F(LogFile, TheIdsAreTold) {
+TEST_F(LogFile, ParsesProcessAndThreadIds) {
     LogLine line;
     ASSERT_TRUE(support::parse_line("11/20/26 08:03:09 [PID:07,TID:1036] text", line));
     EXPECT_EQ(line.process, 7u);
     EXPECT_EQ(line.thread, 1036u);
 }
 
-TEST_F(LogFile, NoFileIsNoLine) {
+TEST_F(LogFile, ReadsNoLinesFromMissingFile) {
     EXPECT_TRUE(support::read_log("no such file", error).empty());
     EXPECT_EQ(error, "");
 }
 
-TEST_F(LogFile, ATornLineIsAnError) {
-    EXPECT_EQ(read(front + "whole\r\n" + front + "torn"), Lines{"whole"});
-    EXPECT_EQ(error, "line 2 has no end: \"" + front + "torn\"");
+TEST_F(LogFile, RejectsLineWithoutEnd) {
+    EXPECT_EQ(read(prefix + "whole\r\n" + prefix + "torn"), Lines{"whole"});
+    EXPECT_EQ(error, "line 2 has no line end: \"" + prefix + "torn\"");
 }
 
-TEST_F(LogFile, TwoLinesMixedAreAnError) {
-    EXPECT_EQ(read(front + "Entering" + front + "Exiting X\r\n"), Lines{});
-    EXPECT_EQ(error, "line 1 is not whole: \"" + front + "Entering" + front + "Exiting X\"");
+TEST_F(LogFile, RejectsMixedLines) {
+    EXPECT_EQ(read(prefix + "Entering" + prefix + "Exiting X\r\n"), Lines{});
+    EXPECT_EQ(error, "line 1 is malformed: \"" + prefix + "Entering" + prefix + "Exiting X\"");
 }
 
-TEST_F(LogFile, EveryPartOfTheFrontCounts) {
+TEST_F(LogFile, RejectsMalformedPrefixes) {
     for (const char* wrong : {
              "text",
              "",
@@ -76,7 +72,7 @@ TEST_F(LogFile, EveryPartOfTheFrontCounts) {
              "20/11/26 08:03:09 [PID:32,TID:1036] text",
              "11/20/26 8:03:09 [PID:32,TID:1036] text",
              "11/20/26 08:60:09 [PID:32,TID:1036] text",
-             "11/20/26 08:03:09 [PID:7,TID:1036] text",  // two digits at least
+             "11/20/26 08:03:09 [PID:7,TID:1036] text",  // fewer than two digits
              "11/20/26 08:03:09 [PID:032,TID:1036] text",
              "11/20/26 08:03:09 [TID:1036,PID:32] text",
              "11.20.26 08:03:09 [PID:32,TID:1036] text",
@@ -86,28 +82,28 @@ TEST_F(LogFile, EveryPartOfTheFrontCounts) {
     }
 }
 
-TEST_F(LogFile, ALineEndAloneIsNoLineEnd) {
-    read(front + "text\n");
+TEST_F(LogFile, RejectsLineFeedAlone) {
+    read(prefix + "text\n");
     EXPECT_NE(error, "");
 }
 
-TEST(ExpectedLine, WideTextIsMeantInTheCodePage) {
+TEST(ExpectedLine, ConvertsWideStringToCodePage) {
     EXPECT_EQ(support::Expected(2, L"Exiting X").text, "Exiting X");
     EXPECT_EQ(support::Expected(2, L"\u4e16").text, "?");
 }
 
-TEST(SameLines, EqualListsAreTheSame) {
+TEST(SameLines, AcceptsEqualLists) {
     EXPECT_TRUE(same_lines("lines", {}, {}));
     EXPECT_TRUE(same_lines("lines", {"a", "b"}, {"a", "b"}));
 }
 
-TEST(SameLines, EveryDifferenceIsShownInItsPlace) {
+TEST(SameLines, ShowsEveryDifferenceInPlace) {
     const auto message = [](const Lines& found, const Lines& wanted) {
         const testing::AssertionResult result = same_lines("lines", found, wanted);
         EXPECT_FALSE(result);
         return std::string(result.message());
     };
-    const std::string head = "lines differ (- is missing, + is too many):\n";
+    const std::string head = "lines differ (- is missing, + is unexpected):\n";
     EXPECT_EQ(message({"a", "c"}, {"a", "b", "c"}), head + "    a\n  - b\n    c\n");
     EXPECT_EQ(message({"a", "b", "c"}, {"a", "c"}), head + "    a\n  + b\n    c\n");
     EXPECT_EQ(message({"a", "x"}, {"a", "y"}), head + "    a\n  - y\n  + x\n");

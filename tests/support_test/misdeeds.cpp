@@ -46,7 +46,7 @@ __declspec(dllexport) HANDLE MakeEvent() {
 
 __declspec(dllexport) int RaiseAndCatch(int value) {
     try {
-        throw std::runtime_error("a text that is too long to be held in place");
+        throw std::runtime_error("a message that is too long for the small-string buffer");
     } catch (const std::runtime_error&) {
         return value;
     }

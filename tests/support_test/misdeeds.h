@@ -1,4 +1,4 @@
-// A DLL that does, when asked, what a library must not.
+// Functions of misdeeds.dll, which leaks, overruns buffers and throws, to test the test tools.
 #pragma once
 
 #include <windows.h>

@@ -1,4 +1,4 @@
-// misdeeds.dll, loaded for as long as the object lives.
+// Loads misdeeds.dll while the object exists.
 #pragma once
 
 #include "support_test/misdeeds.h"

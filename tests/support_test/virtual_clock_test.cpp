@@ -1,4 +1,4 @@
-// What the tests stand on, tested: time that passes at once.
+// Tests of support/virtual_clock.h.
 #include "support/virtual_clock.h"
 #include "ztbus3.h"
 
@@ -27,11 +27,11 @@ class VirtualTime : public testing::Test {
   protected:
     ~VirtualTime() override { CloseHandle(event); }
 
-    HANDLE event = CreateEventW(nullptr, FALSE, FALSE, nullptr);  // a wait that takes it resets it
+    HANDLE event = CreateEventW(nullptr, FALSE, FALSE, nullptr);  // a successful wait resets it
     VirtualClock clock{self};
 };
 
-TEST_F(VirtualTime, SleepsTakeNoTimeAndAreTakenDownInOrder) {
+TEST_F(VirtualTime, RecordsSleepsInOrderWithoutDelay) {
     const ULONGLONG before = GetTickCount64();
     sleep(3'600'000);
     bus_sleep(50);
@@ -42,7 +42,7 @@ TEST_F(VirtualTime, SleepsTakeNoTimeAndAreTakenDownInOrder) {
     EXPECT_EQ(clock.elapsed(), 3'600'050u);
 }
 
-TEST_F(VirtualTime, ASignalledObjectIsTakenWithoutAPause) {
+TEST_F(VirtualTime, DoesNotPauseForSignalledObject) {
     SetEvent(event);
     EXPECT_EQ(wait(event, 300'000), WAIT_OBJECT_0);
     EXPECT_EQ(wait(event, 0), static_cast<DWORD>(WAIT_TIMEOUT));
@@ -50,12 +50,12 @@ TEST_F(VirtualTime, ASignalledObjectIsTakenWithoutAPause) {
     EXPECT_THAT(clock.waits(), ElementsAre(Wait{300'000, WAIT_OBJECT_0}, Wait{0, WAIT_TIMEOUT}));
 }
 
-TEST_F(VirtualTime, ATimeOutIsOverAtOnce) {
+TEST_F(VirtualTime, EndsTimeoutAtOnce) {
     EXPECT_EQ(wait(event, 300'000), static_cast<DWORD>(WAIT_TIMEOUT));
     EXPECT_THAT(clock.pauses(), ElementsAre(Pause{"Wait", 300'000}));
 }
 
-TEST_F(VirtualTime, ThingsHappenDuringAPause) {
+TEST_F(VirtualTime, CallsOnPauseDuringWait) {
     clock.on_pause = [this](int number) {
         if (number == 2) {
             SetEvent(event);
@@ -66,19 +66,19 @@ TEST_F(VirtualTime, ThingsHappenDuringAPause) {
     EXPECT_EQ(clock.pauses().size(), 2u);
 }
 
-TEST_F(VirtualTime, AWaitWithoutEndIsReal) {
+TEST_F(VirtualTime, WaitsInRealTimeWithoutTimeout) {
     SetEvent(event);
     EXPECT_EQ(wait(event, INFINITE), WAIT_OBJECT_0);
     EXPECT_THAT(clock.pauses(), ElementsAre());
 }
 
-TEST_F(VirtualTime, OneAtATime) {
+TEST_F(VirtualTime, RejectsSecondClock) {
     EXPECT_THROW(VirtualClock second(self), std::logic_error);
     sleep(1);
     EXPECT_EQ(clock.pauses().size(), 1u);
 }
 
-TEST(RealTime, IsBackAfterwards) {
+TEST(RealTime, IsRestoredAfterwards) {
     { const VirtualClock clock(self); }
     const ULONGLONG before = GetTickCount64();
     sleep(30);
