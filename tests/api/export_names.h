@@ -6,8 +6,8 @@
 
 inline std::set<std::string> export_names() {
     return {
-#define SAME(name) #name,
+#define EXPORT(name) #name,
 #include "api/exports.inc"
-#undef SAME
+#undef EXPORT
     };
 }

@@ -3,6 +3,6 @@
 
 #include <type_traits>
 
-#define SAME(name)                                                                                 \
+#define EXPORT(name)                                                                               \
     static_assert(std::is_same_v<name##_fn, decltype(&(name))>, #name "_fn is not its type");
 #include "api/exports.inc"

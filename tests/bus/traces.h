@@ -48,8 +48,6 @@ class ClassLayer : public testing::Test {
     lab_live m_before{};
 };
 
-using Texts = Strings;
-
 // Not a character of the lab node's code page, which is 1252.
 inline constexpr wchar_t not_in_the_code_page[] = L"\x4e2d";
 

@@ -16,7 +16,7 @@
 
 namespace {
 
-using bus_test::Texts;
+using bus_test::Strings;
 using bus_test::traces;
 using namespace support;
 
@@ -48,10 +48,10 @@ struct Object : farlo::CZtCustomObject {
 
 struct Listener : farlo::CZtEventListener {
     void OnEvent(const char* name) override { events.emplace_back(name); }
-    Texts events;
+    Strings events;
 };
 
-const Texts shutdown_traces = {
+const Strings shutdown_traces = {
     "6 clusapiprov::__ZtApiShutdown(), CZtThreadContainer shutdown completed.",
     "6 clusapiprov::__ZtApiShutdown(), CZtCustomObjectContainer shutdown completed.",
     "6 clusapiprov::__ZtApiShutdown(), CZtControlManager shutdown completed.",
@@ -65,10 +65,10 @@ TEST_F(Provider, ShutsDownComponentsInOrder) {
         provider.Initialize();
         provider.threads()->Add(thread);
         provider.custom_objects()->Add(std::make_unique<Object>("a"));
-        EXPECT_EQ(traces, Texts{});
+        EXPECT_EQ(traces, Strings{});
     }
-    EXPECT_EQ(traces, (Texts{"stop requested", shutdown_traces[0], "destroyed a",
-                             shutdown_traces[1], shutdown_traces[2], shutdown_traces[3]}));
+    EXPECT_EQ(traces, (Strings{"stop requested", shutdown_traces[0], "destroyed a",
+                               shutdown_traces[1], shutdown_traces[2], shutdown_traces[3]}));
     EXPECT_EQ(thread.stop_requests, 1);
     EXPECT_EQ(clock.pauses(), polls(0));
 }
@@ -103,7 +103,7 @@ TEST_F(Provider, PollsThreadsEvery50Milliseconds) {
     EXPECT_EQ(quick.stop_requests, 1);
     EXPECT_EQ(slow.stop_requests, 1);
     EXPECT_EQ(clock.pauses(), polls(3));
-    EXPECT_EQ(traces, (Texts{"stop requested", "stop requested"}));
+    EXPECT_EQ(traces, (Strings{"stop requested", "stop requested"}));
 }
 
 TEST_F(Provider, GivesUpAfter60Seconds) {
@@ -114,9 +114,9 @@ TEST_F(Provider, GivesUpAfter60Seconds) {
     threads.Shutdown();
     EXPECT_EQ(clock.elapsed(), 60'000u);
     EXPECT_EQ(clock.pauses(), polls(1200));
-    EXPECT_EQ(traces, (Texts{"stop requested",
-                             "6 clusapiprov: TIMEOUT_ERROR: All threads did not complete before "
-                             "the specified timeout."}));
+    EXPECT_EQ(traces, (Strings{"stop requested",
+                               "6 clusapiprov: TIMEOUT_ERROR: All threads did not complete before "
+                               "the specified timeout."}));
 }
 
 TEST_F(Provider, AcceptsThreadThatEndsAtLastPoll) {
@@ -127,7 +127,7 @@ TEST_F(Provider, AcceptsThreadThatEndsAtLastPoll) {
     clock.on_pause = [&](int number) { slow.done = number == 1200; };
     threads.Shutdown();
     EXPECT_EQ(clock.pauses(), polls(1200));
-    EXPECT_EQ(traces, Texts{"stop requested"});
+    EXPECT_EQ(traces, Strings{"stop requested"});
 }
 
 TEST_F(Provider, RemoveTransfersOwnershipOfObject) {
@@ -139,7 +139,7 @@ TEST_F(Provider, RemoveTransfersOwnershipOfObject) {
     EXPECT_EQ(removed.get(), object);
     EXPECT_EQ(objects.Remove(object), nullptr);
     objects.Shutdown();
-    EXPECT_EQ(traces, Texts{});
+    EXPECT_EQ(traces, Strings{});
 }
 
 // Other code may still refer to the object.
@@ -151,10 +151,10 @@ TEST_F(Provider, LazyDeleteKeepsObjectUntilShutdown) {
     objects.Add(std::make_unique<Object>("b"));
     objects.LazyDelete(object);
     objects.LazyDelete(object);
-    EXPECT_EQ(traces, Texts{});
+    EXPECT_EQ(traces, Strings{});
     EXPECT_EQ(objects.Remove(object), nullptr);
     objects.Shutdown();
-    EXPECT_EQ(traces, (Texts{"destroyed a", "destroyed b"}));
+    EXPECT_EQ(traces, (Strings{"destroyed a", "destroyed b"}));
 }
 
 TEST_F(Provider, NotifyFailsWithoutListener) {
@@ -164,7 +164,7 @@ TEST_F(Provider, NotifyFailsWithoutListener) {
     events.AddListener(listener);
     events.Shutdown();
     EXPECT_EQ(events.Notify("event"), ZTERROR_NO_EVENT);
-    EXPECT_EQ(listener.events, Texts{});
+    EXPECT_EQ(listener.events, Strings{});
 }
 
 TEST_F(Provider, NotifyCallsEveryListener) {
@@ -173,8 +173,8 @@ TEST_F(Provider, NotifyCallsEveryListener) {
     events.AddListener(first);
     events.AddListener(second);
     EXPECT_EQ(events.Notify("event"), bus_success);
-    EXPECT_EQ(first.events, Texts{"event"});
-    EXPECT_EQ(second.events, Texts{"event"});
+    EXPECT_EQ(first.events, Strings{"event"});
+    EXPECT_EQ(second.events, Strings{"event"});
 }
 
 constexpr GUID interface_guid = {
@@ -204,7 +204,7 @@ TEST_F(Provider, RuntimeKeepsProviderWhenStartedForAnotherConnection) {
     EXPECT_EQ(runtime->provider(), provider);
     EXPECT_EQ(runtime->current_connection().connection, second.connection);
     EXPECT_EQ(runtime->current_connection().context, second.context);
-    EXPECT_EQ(traces, Texts{});
+    EXPECT_EQ(traces, Strings{});
 }
 
 // Which of the next allocations fails, counted from 1.
@@ -232,8 +232,8 @@ TEST_F(Provider, RuntimeKeepsConnectionWhenProviderCannotStart) {
         EXPECT_FALSE(runtime->started());
         EXPECT_EQ(runtime->current_connection().connection, pair.connection);
         EXPECT_EQ(runtime->current_connection().context, pair.context);
-        EXPECT_EQ(traces, Texts{"6 clusapiprov: ERROR: An exception was thrown in [clusapiprov] "
-                                "CZtProvider::Initialize()"});
+        EXPECT_EQ(traces, Strings{"6 clusapiprov: ERROR: An exception was thrown in [clusapiprov] "
+                                  "CZtProvider::Initialize()"});
         EXPECT_EQ(runtime->start(pair), bus_success);
         EXPECT_TRUE(runtime->started());
     }

@@ -154,7 +154,7 @@ TEST_F(ClusterServiceState, ReturnsStatusOfServiceWhenConnectionDrops) {
 }
 
 TEST_F(ClusterServiceState, SurvivesEveryAllocationFailure) {
-    const auto results = answers_at_every_allocation([&] {
+    const auto results = statuses_at_every_allocation([&] {
         set_faults(fault_plan({methods_succeed}));
         return FARLO(ClusterServiceStateW)(handle, 7);
     });

@@ -159,7 +159,7 @@ TEST_F(SetFastFailoverFlag, ReturnsNotConnectedWhenConnectionDropsDuringFailedCa
 }
 
 TEST_F(SetFastFailoverFlag, FailsCleanlyWhenAnyAllocationFails) {
-    const auto results = answers_at_every_allocation([&] {
+    const auto results = statuses_at_every_allocation([&] {
         set_faults(fault_plan({methods_succeed}));
         return FARLO(SetFastFailoverFlagW)(handle, L"local", nullptr, 1);
     });

@@ -274,7 +274,7 @@ TEST_F(GetDgDiskAvailability, AcceptsNullNarrowNameWithGuid) {
 }
 
 TEST_F(GetDgDiskAvailability, SurvivesEveryAllocationFailure) {
-    const auto results = answers_at_every_allocation([&] {
+    const auto results = statuses_at_every_allocation([&] {
         set_faults(fault_plan({methods_succeed}));
         return FARLO(GetDgDiskAvailabilityA)(handle, "dg1", nullptr, total.as<std::uint32_t>(),
                                              live.as<std::uint32_t>());

@@ -198,7 +198,7 @@ TEST_F(GetDiskState, ReportsUnknownDiskWhenConnectionDropsDuringSearch) {
 }
 
 TEST_F(GetDiskState, SurvivesEveryAllocationFailure) {
-    const auto results = answers_at_every_allocation([&] {
+    const auto results = statuses_at_every_allocation([&] {
         GuardedBuffer received{4};
         const std::uint32_t status =
             FARLO(GetDiskStateW)(handle, L"DR2", received.as<std::uint32_t>());

@@ -134,7 +134,7 @@ TEST_F(GetDgStateEx, ReturnsNotFoundWhenConnectionDropsDuringFailedSearch) {
 }
 
 TEST_F(GetDgStateEx, FailsCleanlyWhenAnyAllocationFails) {
-    const auto results = answers_at_every_allocation([&] {
+    const auto results = statuses_at_every_allocation([&] {
         GuardedBuffer received{1};
         const std::uint32_t status =
             FARLO(GetDgStateExW)(handle, L"local", nullptr, received.data());

@@ -351,7 +351,7 @@ TEST_F(GetDgState, FailsWhenPropertyOfServiceHasAnotherType) {
 }
 
 TEST_F(GetDgState, FailsCleanlyWhenAnyAllocationFails) {
-    const auto results = answers_at_every_allocation([&] {
+    const auto results = statuses_at_every_allocation([&] {
         KernelJournal journal(dll().module(), clock());
         journal.controls = {{.io_status = native::object_name_not_found}};
         GuardedBuffer received{1};

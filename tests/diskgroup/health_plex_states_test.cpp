@@ -280,7 +280,7 @@ TEST_F(GetDgVolPlexStates, LeavesFieldUnchangedWhenPropertyHasAnotherType) {
 }
 
 TEST_F(GetDgVolPlexStates, SurvivesEveryAllocationFailure) {
-    const auto results = answers_at_every_allocation([&] {
+    const auto results = statuses_at_every_allocation([&] {
         GuardedBuffer plexes(4 * record_size);
         const std::uint32_t status =
             FARLO(GetDgVolPlexStatesA)(handle, "local", nullptr, "\\Device\\vol",

@@ -238,7 +238,7 @@ TEST_F(ArbitrateDg, AcceptsNullNarrowNameWithGuid) {
 // The status depends on what the memory was for: the GUID's copy, the search for the cluster
 // service, the parameters, or the bus itself.
 TEST_F(ArbitrateDg, FailsCleanlyWhenAnyAllocationFails) {
-    const auto results = answers_at_every_allocation([&] {
+    const auto results = statuses_at_every_allocation([&] {
         set_faults(fault_plan({methods_succeed}));
         return FARLO(ArbitrateDgA)(handle, "dg1", nullptr);
     });

@@ -485,7 +485,7 @@ TEST_F(GetDgReservationStatusFromDriver, FailsWithoutMemoryForGuid) {
 }
 
 TEST_F(GetDgReservationStatusFromDriver, FailsCleanlyWhenAnyAllocationFails) {
-    const auto results = answers_at_every_allocation([&] {
+    const auto results = statuses_at_every_allocation([&] {
         KernelJournal journal(dll().module(), clock());
         GuardedBuffer received{4};
         const std::uint32_t status =

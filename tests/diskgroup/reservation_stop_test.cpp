@@ -202,7 +202,7 @@ TEST_F(StopDgReservation, CallsMethodWithoutOutputSet) {
 }
 
 TEST_F(StopDgReservation, FailsCleanlyWhenAnyAllocationFails) {
-    const auto results = answers_at_every_allocation([&] {
+    const auto results = statuses_at_every_allocation([&] {
         set_faults(fault_plan({methods_succeed}));
         return FARLO(StopDgReservationA)(handle, "dg1", nullptr);
     });

@@ -240,7 +240,7 @@ TEST_F(LabScenarios, VolumeIsFoundBySerialNumber) {
         EXPECT_EQ(FARLO(GetVolumeNameForSerialNumberW)(handle, L"dg_spanned", nullptr, 0x1A2B3C4E,
                                                        name.as<wchar_t>(), &size),
                   FARLO_SUCCESS);
-        EXPECT_TRUE(name.holds_text(std::wstring_view(volume_name_of(L"N:\\"))));
+        EXPECT_TRUE(name.holds_string(std::wstring_view(volume_name_of(L"N:\\"))));
         expect_log(
             {{4, "Entering GetVolumeNameForSerialNumberW - dg_spanned partition number 439041102"},
              {4, "Exiting GetVolumeNameForSerialNumberW"}});

@@ -95,7 +95,7 @@ void FarloTest::at_every_allocation(const std::function<void()>& body) {
 }
 
 std::vector<std::uint32_t>
-FarloTest::answers_at_every_allocation(const std::function<std::uint32_t()>& call) {
+FarloTest::statuses_at_every_allocation(const std::function<std::uint32_t()>& call) {
     std::vector<std::uint32_t> statuses;
     at_every_allocation([&] { statuses.push_back(call()); });
     if (statuses.size() < 2) {
@@ -168,7 +168,8 @@ void FarloTest::end_run() {
     m_clock.reset();
     m_dll.reset();
 
-    EXPECT_EQ(heap().live_blocks(), 0) << "heap blocks were left over: " << heap().live_text();
+    EXPECT_EQ(heap().live_blocks(), 0)
+        << "heap blocks were left over: " << heap().describe_live_blocks();
     EXPECT_EQ(heap().double_frees(), 0) << "blocks were freed twice";
     m_heap.reset();
     m_locks.reset();

@@ -52,7 +52,7 @@ class FarloTest : public testing::Test {
     // The same with a call that must return 0 when no allocation fails, that is, first and last.
     // Returns the statuses of the calls between.
     std::vector<std::uint32_t>
-    answers_at_every_allocation(const std::function<std::uint32_t()>& call);
+    statuses_at_every_allocation(const std::function<std::uint32_t()>& call);
 
     // Settings of the runs, to be set before them.
     //

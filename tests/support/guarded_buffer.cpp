@@ -103,8 +103,8 @@ class GuardedBuffer::Pages {
 
 GuardedBuffer::GuardedBuffer(std::size_t size, Guard guard_place, std::size_t distance)
     : m_size(size), m_pages(std::make_unique<Pages>(size + distance)),
-      m_data(guard_place == Guard::behind ? m_pages->end() - distance - size
-                                          : m_pages->begin() + distance) {}
+      m_data(guard_place == Guard::after ? m_pages->end() - distance - size
+                                         : m_pages->begin() + distance) {}
 
 GuardedBuffer::~GuardedBuffer() {
     if (!m_reported) {
@@ -172,12 +172,12 @@ testing::AssertionResult GuardedBuffer::holds(const std::vector<std::uint8_t>& w
     return begins_with(wanted.data(), wanted.size());
 }
 
-testing::AssertionResult GuardedBuffer::holds_text(std::string_view wanted) const {
+testing::AssertionResult GuardedBuffer::holds_string(std::string_view wanted) const {
     const std::string string(wanted);
     return begins_with(string.c_str(), string.size() + 1);
 }
 
-testing::AssertionResult GuardedBuffer::holds_text(std::wstring_view wanted) const {
+testing::AssertionResult GuardedBuffer::holds_string(std::wstring_view wanted) const {
     const std::wstring string(wanted);
     return begins_with(string.c_str(), (string.size() + 1) * sizeof(wchar_t));
 }

@@ -19,13 +19,13 @@ class GuardedBuffer {
     static constexpr std::uint8_t canary = 0xC5;
 
     enum class Guard {
-        behind,  // the forbidden page begins where the buffer ends
+        after,   // the forbidden page begins where the buffer ends
         before,  // the buffer begins where the forbidden page ends
     };
 
     // `size` bytes beside the forbidden page, with `distance` canary bytes between them, so that
     // the buffer can have any alignment.
-    explicit GuardedBuffer(std::size_t size, Guard guard = Guard::behind, std::size_t distance = 0);
+    explicit GuardedBuffer(std::size_t size, Guard guard = Guard::after, std::size_t distance = 0);
     // Fails the test if anything beside the buffer was touched, unless overrun() was called.
     ~GuardedBuffer();
     GuardedBuffer(const GuardedBuffer&) = delete;
@@ -49,8 +49,8 @@ class GuardedBuffer {
     // Whether the buffer begins with these bytes, or with this string and its terminator, and the
     // rest is untouched.
     testing::AssertionResult holds(const std::vector<std::uint8_t>& wanted) const;
-    testing::AssertionResult holds_text(std::string_view wanted) const;
-    testing::AssertionResult holds_text(std::wstring_view wanted) const;
+    testing::AssertionResult holds_string(std::string_view wanted) const;
+    testing::AssertionResult holds_string(std::wstring_view wanted) const;
 
     // Describes the first access beside the buffer, or returns "" if there was none. The destructor
     // then no longer reports it.

@@ -153,7 +153,7 @@ long HeapWatch::live_blocks() const {
     return static_cast<long>(state->live.size());
 }
 
-std::string HeapWatch::live_text() const {
+std::string HeapWatch::describe_live_blocks() const {
     const Exclusive hold(guard);
     std::string result;
     for (const auto& [block, known] : state->live) {

@@ -24,7 +24,7 @@ class HeapWatch {
     // The number of blocks that were allocated since the watch began and are not freed.
     long live_blocks() const;
     // The sizes and allocation numbers of these blocks, for the message of a failure.
-    std::string live_text() const;
+    std::string describe_live_blocks() const;
     // The number of times the DLL freed a block twice. The second call frees nothing.
     long double_frees() const;
     // The number of allocations, including failed ones and those by VirtualAlloc and _ZtAlloc.

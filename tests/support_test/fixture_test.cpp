@@ -242,19 +242,19 @@ TEST_F(Fixture, FailsEveryAllocationOnce) {
 }
 
 TEST_F(Fixture, ExpectsSuccessWhenNoAllocationFails) {
-    const auto between = answers_at_every_allocation([&] { return import(); });
+    const auto between = statuses_at_every_allocation([&] { return import(); });
     ASSERT_FALSE(between.empty());
     EXPECT_EQ(between[0], FARLO_NO_GUID_MEMORY);
     EXPECT_THAT(failures([&] {
                     int runs = 0;
-                    answers_at_every_allocation([&] {
+                    statuses_at_every_allocation([&] {
                         const std::uint32_t status = import();
                         return ++runs == 1 ? 77u : status;
                     });
                 }),
                 ElementsAre(AllOf(HasSubstr("statuses.front()"), HasSubstr("77"))));
     EXPECT_THAT(failures([&] {
-                    answers_at_every_allocation([&] {
+                    statuses_at_every_allocation([&] {
                         const std::uint32_t status = import();
                         return heap().has_failed() ? 0u : status + 1;
                     });

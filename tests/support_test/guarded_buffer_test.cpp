@@ -73,7 +73,7 @@ TEST_F(Buffer, ReportsWriteToEmptyBuffer) {
 }
 
 TEST_F(Buffer, ReportsWriteAfterUnalignedBuffer) {
-    GuardedBuffer buffer(8, GuardedBuffer::Guard::behind, 3);
+    GuardedBuffer buffer(8, GuardedBuffer::Guard::after, 3);
     EXPECT_EQ(reinterpret_cast<std::uintptr_t>(buffer.data()) % 8, 5u);
     write(buffer, 8);
     EXPECT_EQ(buffer.overrun(), "write at offset 8");
@@ -113,16 +113,16 @@ TEST_F(Buffer, ComparesAllBytes) {
 TEST_F(Buffer, ComparesStringsWithTerminator) {
     const GuardedBuffer narrow(8);
     std::memcpy(narrow.data(), "guid", 4);
-    EXPECT_FALSE(narrow.holds_text("guid"));
+    EXPECT_FALSE(narrow.holds_string("guid"));
     narrow.data()[4] = 0;
-    EXPECT_TRUE(narrow.holds_text("guid"));
-    EXPECT_FALSE(narrow.holds_text("gui"));
-    EXPECT_FALSE(narrow.holds_text("guide"));
+    EXPECT_TRUE(narrow.holds_string("guid"));
+    EXPECT_FALSE(narrow.holds_string("gui"));
+    EXPECT_FALSE(narrow.holds_string("guide"));
 
     const GuardedBuffer wide(8);
     std::memcpy(wide.data(), L"dg1", 8);
-    EXPECT_TRUE(wide.holds_text(L"dg1"));
-    EXPECT_FALSE(wide.holds_text(L"dg2"));
+    EXPECT_TRUE(wide.holds_string(L"dg1"));
+    EXPECT_FALSE(wide.holds_string(L"dg2"));
 }
 
 }  // namespace

@@ -25,12 +25,12 @@ TEST_F(Heap, FollowsEveryWayToAllocate) {
                             misdeeds->reallocate(nullptr, 30), misdeeds->allocate_by_new(40)};
     EXPECT_EQ(heap.live_blocks(), 4);
     EXPECT_EQ(heap.allocations(), 4);
-    EXPECT_THAT(heap.live_text(), HasSubstr("20 bytes of allocation 2"));
+    EXPECT_THAT(heap.describe_live_blocks(), HasSubstr("20 bytes of allocation 2"));
     for (void* block : blocks) {
         misdeeds->release(block);
     }
     EXPECT_EQ(heap.live_blocks(), 0);
-    EXPECT_EQ(heap.live_text(), "");
+    EXPECT_EQ(heap.describe_live_blocks(), "");
 }
 
 TEST_F(Heap, CountsMovedBlockOnce) {
@@ -60,14 +60,14 @@ TEST_F(Heap, CountsNoBlocksOfRuntimeAfterUnload) {
     EXPECT_EQ(misdeeds->raise_and_catch(3), 3);
     misdeeds.reset();
     ASSERT_EQ(GetModuleHandleW(L"misdeeds.dll"), nullptr);
-    EXPECT_EQ(heap.live_blocks(), 0) << heap.live_text();
+    EXPECT_EQ(heap.live_blocks(), 0) << heap.describe_live_blocks();
 }
 
 TEST_F(Heap, ReportsLeakAfterUnload) {
     void* const block = misdeeds->allocate(77);
     misdeeds.reset();
     EXPECT_EQ(heap.live_blocks(), 1);
-    EXPECT_THAT(heap.live_text(), HasSubstr("77 bytes"));
+    EXPECT_THAT(heap.describe_live_blocks(), HasSubstr("77 bytes"));
     std::free(block);
 }
 

@@ -297,7 +297,7 @@ bool run(const Objects& objects, DWORD number, unsigned agents, unsigned calls,
         std::fprintf(stderr, "left: %s\n", support::describe_handle(handle).c_str());
     }
     if (blocks != 0) {
-        std::fprintf(stderr, "%s\n", heap.live_text().c_str());
+        std::fprintf(stderr, "%s\n", heap.describe_live_blocks().c_str());
     }
     return faults == 0;
 }

@@ -130,7 +130,7 @@ opal_handle PassedArgument::own_handle() const {
 }
 
 void PassedArgument::make_buffer(std::size_t size, const void* content) {
-    m_buffer = std::make_unique<GuardedBuffer>(size, GuardedBuffer::Guard::behind,
+    m_buffer = std::make_unique<GuardedBuffer>(size, GuardedBuffer::Guard::after,
                                                m_argument.misaligned_by);
     if (content != nullptr) {
         std::memcpy(m_buffer->data(), content, size);

@@ -8,9 +8,9 @@ namespace {
 using namespace sweep;
 
 const char* const exports[] = {
-#define SAME(name) #name,
+#define EXPORT(name) #name,
 #include "api/exports.inc"
-#undef SAME
+#undef EXPORT
 };
 
 class SweepTable : public SweepTest {};

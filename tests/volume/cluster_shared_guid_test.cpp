@@ -53,7 +53,7 @@ TEST_F(GetClusterSharedDgGuid, ProvidesGuidOf64CharactersAndRejects65) {
     at_every_threshold([&] {
         GuardedBuffer guid(FARLO_GUID_TEXT_SIZE);
         EXPECT_EQ(get_guid(guid), FARLO_PROVIDER_FAILED);
-        EXPECT_TRUE(guid.holds_text(""));
+        EXPECT_TRUE(guid.holds_string(""));
         expect_log({entering,
                     {0, std::string("GetClusterSharedDgGuidW: secure string copy failed for "
                                     "volume  - \\Device\\one two, error = ") +
@@ -109,7 +109,7 @@ TEST_F(GetClusterSharedDgGuid, TreatsInformationalStatusOfQueryAsSuccess) {
         set_faults(fault_plan({informational_query}));
         GuardedBuffer guid(FARLO_GUID_TEXT_SIZE);
         EXPECT_EQ(get_guid(guid), FARLO_SUCCESS);
-        EXPECT_TRUE(guid.holds_text("guid-1"));
+        EXPECT_TRUE(guid.holds_string("guid-1"));
         expect_log({entering});
     });
 }
@@ -120,7 +120,7 @@ TEST_F(GetClusterSharedDgGuid, ReadsFirstGroupOfFirstVolume) {
         const SeveralObjects objects(dll().module(), {"vol 2", "vol 8"}, {"eight", "two"});
         GuardedBuffer guid(FARLO_GUID_TEXT_SIZE);
         EXPECT_EQ(get_guid(guid), FARLO_SUCCESS);
-        EXPECT_TRUE(guid.holds_text("guid-8"));
+        EXPECT_TRUE(guid.holds_string("guid-8"));
         EXPECT_TRUE(objects.queried_only_parents_of("vol 2"));
         expect_calls(
             {read_type("eight", group_type::cluster_shared), read("eight", "dgid", str("guid-8"))});
@@ -129,10 +129,10 @@ TEST_F(GetClusterSharedDgGuid, ReadsFirstGroupOfFirstVolume) {
 
 TEST_F(GetClusterSharedDgGuid, FailsCleanlyWhenAnyAllocationFails) {
     const auto run = [&](auto call) {
-        auto results = answers_at_every_allocation([&] {
+        auto results = statuses_at_every_allocation([&] {
             GuardedBuffer guid(FARLO_GUID_TEXT_SIZE);
             const std::uint32_t status = call(guid.as<char>());
-            EXPECT_TRUE(status == FARLO_SUCCESS ? guid.holds_text("guid-1")
+            EXPECT_TRUE(status == FARLO_SUCCESS ? guid.holds_string("guid-1")
                                                 : testing::AssertionResult(guid.untouched()));
             return status;
         });
@@ -225,7 +225,7 @@ TEST_F(GetClusterSharedDgGuid, ReturnsNotConnectedWhenConnectionDropsAfterSucces
         set_faults(fault_plan({dropping(reading("dgid"))}));
         GuardedBuffer guid(FARLO_GUID_TEXT_SIZE);
         EXPECT_EQ(get_guid(guid), FARLO_NOT_CONNECTED);
-        EXPECT_TRUE(guid.holds_text("guid-1"));
+        EXPECT_TRUE(guid.holds_string("guid-1"));
         expect_log({entering, failed("0x14")});
     });
 }
@@ -263,7 +263,7 @@ TEST_F(GetClusterSharedDgGuid, AcceptsLongestNarrowDeviceName) {
         EXPECT_EQ(
             FARLO(GetClusterSharedDgGuidA)(handle, std::string(259, 'd').c_str(), guid.as<char>()),
             FARLO_SUCCESS);
-        EXPECT_TRUE(guid.holds_text("guid-1"));
+        EXPECT_TRUE(guid.holds_string("guid-1"));
         expect_log({entering});
     });
 }

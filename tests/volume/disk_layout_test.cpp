@@ -257,7 +257,7 @@ TEST_F(GetDiskTypeAndSignature, NarrowFormAcceptsPathsOfUpTo259Characters) {
 
 TEST_F(GetDiskTypeAndSignature, ReturnsOutOfMemoryWhenAnyAllocationFails) {
     const auto run = [&](auto call) {
-        const auto results = answers_at_every_allocation([&] {
+        const auto results = statuses_at_every_allocation([&] {
             FakeDisk disk(dll().module());
             disk.set_gpt();
             Outputs outputs;

@@ -237,7 +237,7 @@ TEST_F(GetFirstVolumesDiskID, FailsWhenConnectionDropsBeforeVolumesNameIsRead) {
 
 TEST_F(GetFirstVolumesDiskID, FailsCleanlyWhenAnyAllocationFails) {
     const auto run = [&](auto call) {
-        const auto results = answers_at_every_allocation([&] {
+        const auto results = statuses_at_every_allocation([&] {
             FakeDisk disk(dll().module());
             disk.set_mbr(0x1234);
             std::uint32_t disk_id = untouched_value;

@@ -219,7 +219,7 @@ TEST_F(FFUpdateMountPath, AcceptsNarrowNameOf259Characters) {
 
 TEST_F(FFUpdateMountPath, FailsCleanlyWhenAnyAllocationFails) {
     const auto run = [&](auto update_volume) {
-        const auto results = answers_at_every_allocation([&] {
+        const auto results = statuses_at_every_allocation([&] {
             set_faults(fault_plan({update_succeeds}));
             return update_volume();
         });

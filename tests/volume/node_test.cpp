@@ -219,7 +219,7 @@ TEST_F(CVMClusterNode, ReturnsNotConnectedWhenConnectionDropsDuringFailedCall) {
 TEST_F(CVMClusterNode, SurvivesEveryAllocationFailure) {
     for (const Operation& operation : operations()) {
         SCOPED_TRACE(operation.entering);
-        const auto results = answers_at_every_allocation([&] {
+        const auto results = statuses_at_every_allocation([&] {
             set_faults(fault_plan({methods_succeed}));
             return operation.call(handle);
         });

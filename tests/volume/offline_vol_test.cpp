@@ -383,7 +383,7 @@ TEST_F(OfflineVol, AcceptsNarrowNameOf259Characters) {
 
 TEST_F(OfflineVol, SucceedsOnlyWithOfflineCallWhenAllocationsFail) {
     const auto run = [&](auto offline_volume) {
-        auto results = answers_at_every_allocation([&] {
+        auto results = statuses_at_every_allocation([&] {
             set_faults(fault_plan({offline_succeeds}));
             start_watching();
             const std::uint32_t status = offline_volume();

@@ -469,7 +469,7 @@ TEST_F(OnlineVol, RejectsNullNarrowNameAndOneOfMoreThan259Characters) {
 TEST_F(OnlineVol, SucceedsOnlyWithOnlineCallWhenAllocationsFail) {
     set_node(R"("role": 1)", deported);
     const auto run = [&](auto online_volume) {
-        auto results = answers_at_every_allocation([&] {
+        auto results = statuses_at_every_allocation([&] {
             set_faults(fault_plan({online_succeeds, import_succeeds}));
             start_watching();
             const std::uint32_t status = online_volume();

@@ -364,7 +364,7 @@ TEST_F(GetVolumeNameForSerialNumber, AcceptsNarrowNameOf31CharactersButNotNull) 
 
 TEST_F(GetVolumeNameForSerialNumber, WritesBufferOnlyOnSuccessWhenAllocationsFail) {
     const auto run = [&](auto find_volume) {
-        const auto results = answers_at_every_allocation([&] {
+        const auto results = statuses_at_every_allocation([&] {
             FileSystems file_systems(dll().module());
             file_systems.serials = {{L"V1\\", 7}};
             GuardedBuffer buffer(buffer_size);
