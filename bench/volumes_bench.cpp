@@ -70,7 +70,7 @@ bench::Row measure_mounts(bench::Report& report, opal_handle handle, std::uint64
     const std::vector<opal_objid> ids = volume_ids(volumes);
     const std::wstring last = std::to_wstring(volumes);
     const std::wstring wanted = L"E:\\data\\vol" + last + L"; E:\\logs\\vol" + last;
-    wchar_t text[farlo::mount_text_capacity];
+    wchar_t text[farlo::mount_string_capacity];
     return bench::compare_with_bare(
         report, "GetMountPoints of " + std::to_string(volumes) + " volumes",
         repeat("GetMountPoints",

@@ -121,8 +121,8 @@ typedef struct opal_i18n {
 
 /* One string to insert into a pattern. Exactly one of the members is set. */
 typedef struct opal_insertion {
-    const char* text;         /* narrow, or NULL */
-    const wchar_t* wide_text; /* wide, or NULL */
+    const char* string;         /* narrow, or NULL */
+    const wchar_t* wide_string; /* wide, or NULL */
 } opal_insertion;
 
 /* Value of TYPE_I18NFORMATSTRING: a pattern and the strings to insert into it. */
@@ -285,8 +285,8 @@ ZTBUS3_API opal_bool EvMatch(const char* pattern, const char* name);
 /* Appends a copy of a string to the insertions of a format value that was
  * initialised as {pattern, 0, NULL}. The copies and the array are allocated
  * with _ZtAlloc; the caller frees each string, then the array, with _ZtFree. */
-ZTBUS3_API opal_status I18nAddInsertionString(opal_i18n_format* format, const char* text);
-ZTBUS3_API opal_status I18nAddInsertionWideString(opal_i18n_format* format, const wchar_t* text);
+ZTBUS3_API opal_status I18nAddInsertionString(opal_i18n_format* format, const char* string);
+ZTBUS3_API opal_status I18nAddInsertionWideString(opal_i18n_format* format, const wchar_t* string);
 
 /* --------------------------------------------------------------- utilities */
 

@@ -247,10 +247,10 @@ bool take_format(const opal_property& property, std::size_t index, Scalar& eleme
     I18nFormat format{raw.pattern, {}};
     for (std::uint32_t i = 0; i < raw.insertion_count; ++i) {
         const opal_insertion& insertion = raw.insertions[i];
-        if (insertion.wide_text != nullptr) {
-            format.insertions.emplace_back(std::wstring(insertion.wide_text));
-        } else if (insertion.text != nullptr) {
-            format.insertions.emplace_back(std::string(insertion.text));
+        if (insertion.wide_string != nullptr) {
+            format.insertions.emplace_back(std::wstring(insertion.wide_string));
+        } else if (insertion.string != nullptr) {
+            format.insertions.emplace_back(std::string(insertion.string));
         } else {
             return false;
         }

@@ -66,8 +66,8 @@ opal_status append(opal_i18n_format& format, const opal_insertion& insertion) {
     auto* longer =
         static_cast<opal_insertion*>(counted(std::malloc((count + 1) * sizeof(opal_insertion))));
     if (longer == nullptr) {
-        release(insertion.text);
-        release(insertion.wide_text);
+        release(insertion.string);
+        release(insertion.wide_string);
         return ZTERROR_NO_MEMORY;
     }
     if (count != 0) {

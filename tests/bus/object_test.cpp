@@ -97,7 +97,7 @@ TEST_F(Object, GetObjectsByQueryReturnsFailureWithoutTrace) {
 }
 
 TEST_F(Object, QueryTextInsertsValueWithoutQuotes) {
-    QueryText query;
+    QueryString query;
     ASSERT_TRUE(query);
     EXPECT_TRUE(query.format(ZTTYPE_VOLUME, "DEVICE NAME", L"dev 1"));
     EXPECT_STREQ(query.c_str(), L"SELECT FROM tamo_ztvm_volume where \"DEVICE NAME\" EQ dev 1");
@@ -111,7 +111,7 @@ TEST_F(Object, QueryTextInsertsValueWithoutQuotes) {
 
 TEST_F(Object, SendsQuotesInValueToService) {
     object("v1").AddProperty(CZtProperty("DEVICE NAME", L"a \"b\" c"));
-    QueryText query;
+    QueryString query;
     ASSERT_TRUE(query.format(ZTTYPE_VOLUME, "DEVICE NAME", L"a \"b\" c"));
     std::vector<CZtObject> found;
     EXPECT_EQ(calls_of(
@@ -126,16 +126,16 @@ TEST_F(Object, SendsQuotesInValueToService) {
 }
 
 TEST_F(Object, QueryTextRejectsValueThatDoesNotFit) {
-    QueryText query;
+    QueryString query;
     const std::size_t front = std::wcslen(L"SELECT FROM t where \"p\" EQ ");
     EXPECT_TRUE(query.format("t", "p", std::wstring(2047 - front, L'v').c_str()));
     EXPECT_EQ(std::wcslen(query.c_str()), 2047u);
     EXPECT_FALSE(query.format("t", "p", std::wstring(2048 - front, L'v').c_str()));
     EXPECT_STREQ(query.c_str(), L"");
     // The capacity includes the terminator.
-    EXPECT_EQ(QueryText::value_capacity("t", "p"), 2048 - front);
+    EXPECT_EQ(QueryString::value_capacity("t", "p"), 2048 - front);
     set_faults({{.function = "_ZtAlloc", .succeeds_empty = true}});
-    EXPECT_FALSE(QueryText());
+    EXPECT_FALSE(QueryString());
 }
 
 TEST_F(Object, ReadsAndWritesProperties) {
@@ -171,7 +171,7 @@ TEST_F(Object, ThrowsForMissingAndMistypedProperties) {
 TEST_F(Object, TracesMalformedValueAsWrongType) {
     const CZtObject group = object("dg1");
     std::wstring name = L"as it was";
-    WideText in_place;
+    WideString in_place;
     std::uint32_t type = 42;
     set_faults({{.function = "ObGetProperty", .lie = "unterminated"}});
     EXPECT_EQ(thrown_by([&] { group.GetProp("Name", name, true); }), bus_no_property);

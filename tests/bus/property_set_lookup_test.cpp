@@ -101,7 +101,7 @@ TEST_F(PropertyLookup, GetPropCallsVirtualFindProperty) {
     std::string value;
     EXPECT_TRUE(set.GetProp("p", value));
     EXPECT_EQ(value, "right");
-    NarrowText in_place;
+    NarrowString in_place;
     EXPECT_TRUE(set.GetProp("p", in_place, true));
     EXPECT_STREQ(in_place.c_str(), "right");
     EXPECT_EQ(renaming.lookups,
@@ -146,8 +146,8 @@ TEST_F(PropertyLookup, KeepsStringInPlaceWhenNextReadFails) {
     set.AddProp("narrow", "text");
     set.AddProp("wide", L"breit");
     set.AddProperty(CZtProperty("number", std::uint32_t{1}));
-    NarrowText narrow;
-    WideText wide;
+    NarrowString narrow;
+    WideString wide;
     set.GetProp("narrow", narrow);
     set.GetProp("wide", wide);
     const auto expect_unchanged = [&] {
@@ -186,7 +186,7 @@ TEST_F(PropertyLookup, ReadsNewStringInPlaceBeforeFreeingOldOne) {
     CZtTempPropertySet set;
     set.AddProp("first", "a longer text");
     set.AddProp("second", "text");
-    NarrowText value;
+    NarrowString value;
     set.GetProp("first", value);
     EXPECT_EQ(calls_of([&] { set.GetProp("second", value); }),
               (Strings{R"(PsFindProperty #1 "second" -> 0x0 "second" STR "text")",

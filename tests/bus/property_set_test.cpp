@@ -136,12 +136,12 @@ TEST_F(PropertySet, ReadsStringsInPlace) {
     CZtTempPropertySet set;
     set.AddProp("narrow", "text");
     set.AddProp("wide", L"breit");
-    NarrowText narrow;
+    NarrowString narrow;
     EXPECT_STREQ(narrow.c_str(), "");
     set.GetProp("narrow", narrow);
     EXPECT_STREQ(narrow.c_str(), "text");
     EXPECT_EQ(narrow.length(), 4u);
-    WideText wide;
+    WideString wide;
     set.GetProp("wide", wide);
     EXPECT_STREQ(wide.c_str(), L"breit");
 }
@@ -169,9 +169,9 @@ TEST_F(PropertySet, EveryReaderRejectsOtherTypes) {
     expect_wrong_type<std::int64_t>(set, "of TYPE_INT64");
     expect_wrong_type<std::uint64_t>(set, "of TYPE_UINT64");
     expect_wrong_type<std::string>(set, "of TYPE_STR");
-    expect_wrong_type<NarrowText>(set, "of TYPE_STR");
+    expect_wrong_type<NarrowString>(set, "of TYPE_STR");
     expect_wrong_type<std::wstring>(set, "of TYPE_WSTR");
-    expect_wrong_type<WideText>(set, "of TYPE_WSTR");
+    expect_wrong_type<WideString>(set, "of TYPE_WSTR");
     expect_wrong_type<ZtBinary>(set, "of TYPE_BINARY");
     expect_wrong_type<GUID>(set, "of TYPE_GUID");
     expect_wrong_type<CZtTempPropertySet>(set, "of TYPE_PROPSET");

@@ -129,13 +129,13 @@ TEST_F(TypedValue, RejectsStringWithoutTerminator) {
 }
 
 TEST_F(TypedValue, RejectsStringInPlaceWithoutTerminator) {
-    NarrowText narrow;
+    NarrowString narrow;
     expect_rejected("of TYPE_STR", narrow, 1, "text", 4);
     expect_rejected("of TYPE_STR", narrow,
                     opal_property{"name in the set", TYPE_STR, 1, 1, nullptr});
     EXPECT_STREQ(narrow.c_str(), "");
     EXPECT_EQ(narrow.length(), 0u);
-    WideText wide;
+    WideString wide;
     expect_rejected("of TYPE_WSTR", wide, 1, L"wide", 4 * sizeof(wchar_t));
     EXPECT_STREQ(wide.c_str(), L"");
     EXPECT_EQ(wide.length(), 0u);

@@ -70,10 +70,10 @@ std::vector<TypeCase> make_cases() {
              const auto& format = *static_cast<const opal_i18n_format*>(value);
              EXPECT_STREQ(format.pattern, "%s");
              ASSERT_EQ(format.insertion_count, 2u);
-             EXPECT_STREQ(format.insertions[0].text, "a");
-             EXPECT_EQ(format.insertions[0].wide_text, nullptr);
-             EXPECT_EQ(format.insertions[1].text, nullptr);
-             EXPECT_STREQ(format.insertions[1].wide_text, L"b");
+             EXPECT_STREQ(format.insertions[0].string, "a");
+             EXPECT_EQ(format.insertions[0].wide_string, nullptr);
+             EXPECT_EQ(format.insertions[1].string, nullptr);
+             EXPECT_STREQ(format.insertions[1].wide_string, L"b");
          }},
         {"TIME", 0x10005, "132000000000000000", "132000000000000000", 1, 8,
          elements<std::int64_t>({132000000000000000})},

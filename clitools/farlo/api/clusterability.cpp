@@ -1,7 +1,7 @@
 // Exported entries: whether storage may be put under cluster control.
 #include "volume/clusterability.h"
 #include "api/farlo.h"
-#include "api/widened_text.h"
+#include "api/widened_string.h"
 #include "core/guarded.h"
 #include "volume/cluster_shared_guid.h"
 #include "volume/dg_type.h"

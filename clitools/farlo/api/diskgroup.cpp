@@ -1,6 +1,6 @@
 // Exported entries: online, import, offline and deport of disk groups.
 #include "api/farlo.h"
-#include "api/widened_text.h"
+#include "api/widened_string.h"
 #include "core/guarded.h"
 #include "diskgroup/deport.h"
 #include "diskgroup/import.h"

@@ -1,6 +1,6 @@
 // Exported entries: what monitors ask about disk groups, disks and plexes.
 #include "api/farlo.h"
-#include "api/widened_text.h"
+#include "api/widened_string.h"
 #include "core/guarded.h"
 #include "diskgroup/health_disk_availability.h"
 #include "diskgroup/health_disk_state.h"
@@ -24,8 +24,8 @@ class WidenedCopy {
             return;
         }
         const std::size_t capacity = std::strlen(narrow) + 1;
-        m_text = std::make_unique<wchar_t[]>(capacity);
-        m_valid = _snwprintf(m_text.get(), capacity, L"%S", narrow) >= 0;
+        m_string = std::make_unique<wchar_t[]>(capacity);
+        m_valid = _snwprintf(m_string.get(), capacity, L"%S", narrow) >= 0;
     }
 
     // Returns false, and logs which argument, when the string is refused.
@@ -37,10 +37,10 @@ class WidenedCopy {
         return m_valid;
     }
     // NULL for a NULL argument.
-    const wchar_t* get() const { return m_text.get(); }
+    const wchar_t* get() const { return m_string.get(); }
 
   private:
-    std::unique_ptr<wchar_t[]> m_text;
+    std::unique_ptr<wchar_t[]> m_string;
     bool m_valid = true;
 };
 

@@ -1,6 +1,6 @@
 // Exported entries: names and GUID strings of disk groups and volumes.
 #include "api/farlo.h"
-#include "api/widened_text.h"
+#include "api/widened_string.h"
 #include "core/guarded.h"
 #include "query/dg_guid.h"
 #include "query/dg_name.h"
@@ -89,13 +89,13 @@ uint32_t GetDgVolumeGuidA(opal_handle handle, const char* name, const char* guid
         !wide_device.accepted(L"GetDgVolumeGuidA", L"device")) {
         return FARLO_INVALID_ARGUMENT;
     }
-    char text[80] = {};
-    char* const result = volume_guid != nullptr ? text : nullptr;
+    char string[80] = {};
+    char* const result = volume_guid != nullptr ? string : nullptr;
     if (GetDgVolumeGuidW(handle, wide_name.get(), guid, wide_device.get(), result) !=
         FARLO_SUCCESS) {
         return FARLO_NO_VOLUME_GUID;
     }
-    std::strcpy(volume_guid, text);
+    std::strcpy(volume_guid, string);
     return FARLO_SUCCESS;
 }
 

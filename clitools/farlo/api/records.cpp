@@ -1,7 +1,7 @@
 // Exported entries: records of disk groups, disks and volumes. GetDgVolumeStatusA
 // is GetDgVolumeStatusW itself (farlo.def).
 #include "api/farlo.h"
-#include "api/widened_text.h"
+#include "api/widened_string.h"
 #include "core/guarded.h"
 #include "query/dg_disk_properties.h"
 #include "query/dg_properties.h"

@@ -1,6 +1,6 @@
 // Exported entries: reservations of disk groups.
 #include "api/farlo.h"
-#include "api/widened_text.h"
+#include "api/widened_string.h"
 #include "core/guarded.h"
 #include "diskgroup/reservation_arbitrate.h"
 #include "diskgroup/reservation_release.h"

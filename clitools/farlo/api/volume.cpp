@@ -1,7 +1,7 @@
 // Exported entries: volumes online, offline and dismounted, their mount points
 // and names, and the disks below them.
 #include "api/farlo.h"
-#include "api/widened_text.h"
+#include "api/widened_string.h"
 #include "core/guarded.h"
 #include "volume/disk_layout.h"
 #include "volume/first_volume_disk.h"

@@ -7,12 +7,12 @@
 
 namespace farlo {
 
-QueryText::QueryText() : m_text(static_cast<wchar_t*>(_ZtAlloc(bytes))) {}
+QueryString::QueryString() : m_string(static_cast<wchar_t*>(_ZtAlloc(bytes))) {}
 
-bool QueryText::format(const char* type, const char* property, const wchar_t* value) {
-    const int length = _snwprintf(m_text.get(), characters - 1,
+bool QueryString::format(const char* type, const char* property, const wchar_t* value) {
+    const int length = _snwprintf(m_string.get(), characters - 1,
                                   L"SELECT FROM %S where \"%S\" EQ %s", type, property, value);
-    m_text.get()[length < 0 ? 0 : length] = L'\0';
+    m_string.get()[length < 0 ? 0 : length] = L'\0';
     return length >= 0;
 }
 

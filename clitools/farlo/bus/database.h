@@ -13,7 +13,7 @@ namespace farlo {
 
 // A query for the objects of a type whose property has a given value, in a 4096-byte
 // buffer of the bus.
-class QueryText {
+class QueryString {
   public:
     static constexpr std::size_t bytes = 4096;
     static constexpr std::size_t characters = bytes / sizeof(wchar_t);
@@ -25,19 +25,19 @@ class QueryText {
         return characters - frame.size() - type.size() - property.size();
     }
 
-    QueryText();
+    QueryString();
 
     // False when the buffer could not be allocated.
-    explicit operator bool() const { return m_text != nullptr; }
+    explicit operator bool() const { return m_string != nullptr; }
 
     // Inserts the value as it is: nothing is quoted or escaped. Returns false, and
     // leaves an empty query, when the value does not fit.
     [[nodiscard]] bool format(const char* type, const char* property, const wchar_t* value);
 
-    const wchar_t* c_str() const { return m_text.get(); }
+    const wchar_t* c_str() const { return m_string.get(); }
 
   private:
-    BusBlock<wchar_t> m_text;
+    BusBlock<wchar_t> m_string;
 };
 
 class CZtDatabase {

@@ -86,18 +86,18 @@ void CZtObject::GetProperties(CZtTempPropertySet& properties) const {
 }
 
 void CZtObject::GetType(std::string& type) const {
-    char* text = nullptr;
-    const std::uint32_t status = ObGetObjectType(m_pair.connection, m_pair.context, &m_id, &text);
-    const BusBlock<char> owner(text);
+    char* string = nullptr;
+    const std::uint32_t status = ObGetObjectType(m_pair.connection, m_pair.context, &m_id, &string);
+    const BusBlock<char> owner(string);
     if (is_failure(status)) {
         ZtTrace(trace_level_failure, "%S: ERROR: in CZtObject::GetType() ObGetObjectType() failed",
                 provider_name);
         throw status;
     }
-    if (text == nullptr) {
+    if (string == nullptr) {
         throw ZTERROR_PROPERTY;
     }
-    type = text;
+    type = string;
 }
 
 void CZtObject::GetChildObjects(std::vector<CZtObject>& objects, const char* type) const {

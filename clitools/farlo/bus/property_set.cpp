@@ -10,12 +10,12 @@
 namespace farlo {
 namespace {
 
-std::uint32_t narrow_size(const char* text) {
-    return static_cast<std::uint32_t>(std::strlen(text) + 1);
+std::uint32_t narrow_size(const char* string) {
+    return static_cast<std::uint32_t>(std::strlen(string) + 1);
 }
 
-std::uint32_t wide_size(const wchar_t* text) {
-    return static_cast<std::uint32_t>((std::wcslen(text) + 1) * sizeof(wchar_t));
+std::uint32_t wide_size(const wchar_t* string) {
+    return static_cast<std::uint32_t>((std::wcslen(string) + 1) * sizeof(wchar_t));
 }
 
 }  // namespace
@@ -64,8 +64,8 @@ CZtProperty::CZtProperty(const char* name, std::uint32_t type, const void* eleme
 
 // ------------------------------------------------------ CZtPropertySetBase
 
-void CZtPropertySetBase::AddProp(const char* name, const char* text) {
-    const std::uint32_t status = PsAddProperty(m_set, &CZtProperty(name, text).bus());
+void CZtPropertySetBase::AddProp(const char* name, const char* string) {
+    const std::uint32_t status = PsAddProperty(m_set, &CZtProperty(name, string).bus());
     if (is_failure(status)) {
         ZtTrace(trace_level_failure,
                 "%S: ERROR: CZtPropertySetBase::AddProp(), Failed to add property %s of type "
@@ -75,8 +75,8 @@ void CZtPropertySetBase::AddProp(const char* name, const char* text) {
     }
 }
 
-void CZtPropertySetBase::AddProp(const char* name, const wchar_t* text) {
-    const std::uint32_t status = PsAddProperty(m_set, &CZtProperty(name, text).bus());
+void CZtPropertySetBase::AddProp(const char* name, const wchar_t* string) {
+    const std::uint32_t status = PsAddProperty(m_set, &CZtProperty(name, string).bus());
     if (is_failure(status)) {
         ZtTrace(trace_level_failure,
                 "%S: ERROR: CZtPropertySetBase::AddProp(), Failed to add property %s of type "

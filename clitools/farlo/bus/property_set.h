@@ -69,8 +69,8 @@ class CZtPropertySetBase {
     CZtPropertySetBase(const CZtPropertySetBase&) = delete;
     CZtPropertySetBase& operator=(const CZtPropertySetBase&) = delete;
 
-    void AddProp(const char* name, const char* text);
-    void AddProp(const char* name, const wchar_t* text);
+    void AddProp(const char* name, const char* string);
+    void AddProp(const char* name, const wchar_t* string);
 
     opal_propset handle() const { return m_set; }
     // Passes ownership of the set to the caller.
@@ -110,7 +110,7 @@ class CZtPropertySet : public CZtPropertySetBase {
     // Formats one property as a string, with its type before the value if `with_type`
     // is set. Returns false and leaves the string unchanged when there is no such
     // property and `optional` is set.
-    bool ToString(std::string& text, const char* name, bool optional = false,
+    bool ToString(std::string& string, const char* name, bool optional = false,
                   bool with_type = false) const;
 };
 

@@ -27,10 +27,10 @@ template <class T>
 // terminator within the value's size.
 template <class Char>
 [[nodiscard]] bool string_length(const opal_property& property, std::size_t& length) {
-    const auto* text = static_cast<const Char*>(property.value);
+    const auto* string = static_cast<const Char*>(property.value);
     const std::size_t capacity = property.size / sizeof(Char);
-    for (std::size_t i = 0; text != nullptr && i < capacity; ++i) {
-        if (text[i] == 0) {
+    for (std::size_t i = 0; string != nullptr && i < capacity; ++i) {
+        if (string[i] == 0) {
             length = i;
             return true;
         }
@@ -66,7 +66,8 @@ template <class Char> [[nodiscard]] bool convert(const Char* raw, std::basic_str
     return convert(raw.name, value.name) && convert(raw.catalog, value.catalog);
 }
 [[nodiscard]] bool convert(const opal_insertion& raw, std::string& value) {
-    return raw.wide_text != nullptr ? to_narrow(raw.wide_text, value) : convert(raw.text, value);
+    return raw.wide_string != nullptr ? to_narrow(raw.wide_string, value)
+                                      : convert(raw.string, value);
 }
 [[nodiscard]] bool convert(const opal_i18n_format& raw, ZtI18nFormat& value) {
     if (raw.insertion_count != 0 && raw.insertions == nullptr) {
@@ -138,16 +139,16 @@ template <class Raw, class Container>
 
 }  // namespace
 
-template <class Char> bool TextProperty<Char>::take(BusProperty& property) {
+template <class Char> bool StringProperty<Char>::take(BusProperty& property) {
     if (!string_length<Char>(property.get(), m_length)) {
         return false;
     }
-    m_text = static_cast<const Char*>(property.get().value);
+    m_string = static_cast<const Char*>(property.get().value);
     m_property.swap(property);
     return true;
 }
-template class TextProperty<char>;
-template class TextProperty<wchar_t>;
+template class StringProperty<char>;
+template class StringProperty<wchar_t>;
 
 bool to_narrow(const wchar_t* wide, std::string& value) {
     const std::size_t length = Ztwcstombs(nullptr, wide, 0);

@@ -47,10 +47,10 @@ struct ZtI18nFormat {
 
 // A string property that is read in place. The string lives as long as this object.
 // Saves the copy where a string is only compared or copied.
-template <class Char> class TextProperty {
+template <class Char> class StringProperty {
   public:
     // Never NULL.
-    const Char* c_str() const { return m_text; }
+    const Char* c_str() const { return m_string; }
     std::size_t length() const { return m_length; }
 
     // Takes over a property whose tag has been checked, and frees the previous one.
@@ -59,12 +59,12 @@ template <class Char> class TextProperty {
 
   private:
     BusProperty m_property;
-    const Char* m_text = empty;
+    const Char* m_string = empty;
     std::size_t m_length = 0;
     static constexpr Char empty[1] = {};
 };
-using NarrowText = TextProperty<char>;
-using WideText = TextProperty<wchar_t>;
+using NarrowString = StringProperty<char>;
+using WideString = StringProperty<wchar_t>;
 
 // The tag of the properties that a C++ type is read from, and a second tag that is
 // accepted.
@@ -79,9 +79,9 @@ template <> struct TypeTag<std::uint32_t> : TypeTagIs<TYPE_UINT32> {};
 template <> struct TypeTag<std::int64_t> : TypeTagIs<TYPE_INT64> {};
 template <> struct TypeTag<std::uint64_t> : TypeTagIs<TYPE_UINT64> {};
 template <> struct TypeTag<std::string> : TypeTagIs<TYPE_STR> {};
-template <> struct TypeTag<NarrowText> : TypeTagIs<TYPE_STR> {};
+template <> struct TypeTag<NarrowString> : TypeTagIs<TYPE_STR> {};
 template <> struct TypeTag<std::wstring> : TypeTagIs<TYPE_WSTR> {};
-template <> struct TypeTag<WideText> : TypeTagIs<TYPE_WSTR> {};
+template <> struct TypeTag<WideString> : TypeTagIs<TYPE_WSTR> {};
 template <> struct TypeTag<ZtBinary> : TypeTagIs<TYPE_BINARY> {};
 template <> struct TypeTag<GUID> : TypeTagIs<TYPE_GUID> {};
 template <> struct TypeTag<CZtTempPropertySet> : TypeTagIs<TYPE_PROPSET> {};
@@ -140,7 +140,7 @@ template <class T> struct TypeTag<std::list<T>> : TypeTagIs<TYPE_ARRAY_BIT | Typ
 // GetProp of property sets and of objects. `find` receives a BusProperty and returns
 // whether there is such a property; `value` is unchanged if there is not.
 template <class T, class Find> bool read_typed(const char* name, T& value, Find&& find) {
-    constexpr bool in_place = std::is_same_v<T, NarrowText> || std::is_same_v<T, WideText>;
+    constexpr bool in_place = std::is_same_v<T, NarrowString> || std::is_same_v<T, WideString>;
     BusProperty property;
     if (!find(property)) {
         return false;

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "api/farlo.h"
-#include "core/guid_text.h"
+#include "core/guid_string.h"
 #include "core/trace_log.h"
 
 #include <cstddef>
@@ -38,7 +38,7 @@ template <class Char>
 
 // The same for a disk group's GUID string.
 [[nodiscard]] inline std::uint32_t check_guid(const wchar_t* entry, const char* guid) {
-    return check_string(entry, L"guid", guid, guid_text_capacity);
+    return check_string(entry, L"guid", guid, guid_string_capacity);
 }
 
 }  // namespace farlo

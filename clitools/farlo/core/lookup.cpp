@@ -95,7 +95,7 @@ std::uint32_t GetDgObjIdByName(opal_handle handle, const wchar_t* name, CZtObjec
     const std::uint32_t status = choose(
         groups, group,
         [name](const CZtObject& candidate) {
-            WideText candidate_name;
+            WideString candidate_name;
             candidate.GetProp("Name", candidate_name);
             return _wcsicmp(candidate_name.c_str(), name) == 0;
         },
@@ -117,7 +117,7 @@ std::uint32_t GetDgObjIdByGuid(opal_handle handle, const char* guid, CZtObject& 
     const std::uint32_t status = choose(
         groups, group,
         [guid](const CZtObject& candidate) {
-            NarrowText candidate_guid;
+            NarrowString candidate_guid;
             candidate.GetProp("dgid", candidate_guid);
             return _stricmp(candidate_guid.c_str(), guid) == 0;
         },

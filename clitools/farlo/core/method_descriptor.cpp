@@ -13,18 +13,18 @@ std::string FormatMethodDescriptor(const opal_objid& object, const GUID& interfa
     static_assert(sizeof object_guid == sizeof object);
     std::memcpy(&object_guid, &object, sizeof object_guid);
 
-    const BusBlock<char> object_text(ZtGUIDToString(&object_guid));
-    const BusBlock<char> interface_text(ZtGUIDToString(&interface_id));
-    if (object_text == nullptr || interface_text == nullptr) {
+    const BusBlock<char> object_string(ZtGUIDToString(&object_guid));
+    const BusBlock<char> interface_string(ZtGUIDToString(&interface_id));
+    if (object_string == nullptr || interface_string == nullptr) {
         throw ZTERROR_NO_MEMORY;
     }
-    char text[256];
-    const int length = _snprintf(text, sizeof text, "OBJ:%s,INTF:%s,MJ:%d,MN:%d", object_text.get(),
-                                 interface_text.get(), major, minor);
-    if (length < 0 || static_cast<std::size_t>(length) >= sizeof text) {
+    char string[256];
+    const int length = _snprintf(string, sizeof string, "OBJ:%s,INTF:%s,MJ:%d,MN:%d",
+                                 object_string.get(), interface_string.get(), major, minor);
+    if (length < 0 || static_cast<std::size_t>(length) >= sizeof string) {
         throw ZTERROR_INVALID_ARGUMENT;
     }
-    return text;
+    return string;
 }
 
 }  // namespace farlo

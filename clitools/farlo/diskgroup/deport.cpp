@@ -15,7 +15,7 @@ namespace {
 constexpr std::uint32_t deport_bits = 0x4042;
 
 std::uint32_t deport_group(opal_handle handle, const wchar_t* name, const char* caller_guid) {
-    GuidText guid;
+    GuidString guid;
     std::uint32_t status = SetDgGuidParam(guid, caller_guid, name, handle, /*cluster_only=*/true);
     if (status != FARLO_SUCCESS) {
         log(0, L"DeportDgW():SetDgGuidParam() failed, error=(0x%x)", status);

@@ -26,7 +26,7 @@ void read_count(const OutputPropertySet& output, const char* name, std::uint32_t
 
 std::uint32_t query_availability(opal_handle handle, const wchar_t* name, const char* caller_guid,
                                  std::uint32_t* total, std::uint32_t* live) {
-    GuidText guid;
+    GuidString guid;
     std::uint32_t status = SetDgGuidParam(guid, caller_guid, name, handle, /*cluster_only=*/true);
     if (status != FARLO_SUCCESS) {
         return status;

@@ -4,7 +4,7 @@
 #include "bus/database.h"
 #include "core/connection.h"
 #include "core/lookup.h"
-#include "core/text_property.h"
+#include "core/string_property.h"
 #include "core/trace_log.h"
 
 #include <vector>
@@ -17,7 +17,7 @@ bool FindDiskIdByOSorDevName(opal_handle handle, const wchar_t* name, CZtObject&
     try {
         const std::vector<CZtObject> disks = objects_of_type(handle, ZTTYPE_DISK);
         for (const CZtObject& disk : disks) {
-            if (is_text(disk, "Name", name) || is_text(disk, "DEVICE NAME", name)) {
+            if (is_string(disk, "Name", name) || is_string(disk, "DEVICE NAME", name)) {
                 found.assign(disk);
                 return true;
             }

@@ -28,7 +28,7 @@ std::uint32_t read_imported(const CZtObject& group, std::uint8_t* imported) {
 // Asks the driver, or the service if the driver does not know the group.
 std::uint32_t query_state(opal_handle handle, const wchar_t* name, const char* caller_guid,
                           std::uint8_t* imported) {
-    GuidText guid;
+    GuidString guid;
     std::uint32_t status = SetDgGuidParam(guid, caller_guid, name, handle, /*cluster_only=*/false);
     if (status != FARLO_SUCCESS) {
         log(0, L"GetDgStateW():SetDgGuidParam() failed, error=(0x%x) ", status);

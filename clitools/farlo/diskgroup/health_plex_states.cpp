@@ -4,7 +4,7 @@
 #include "bus/database.h"
 #include "core/connection.h"
 #include "core/guarded.h"
-#include "core/guid_text.h"
+#include "core/guid_string.h"
 #include "core/lookup.h"
 #include "core/trace_log.h"
 #include "volume/find_volume.h"
@@ -25,9 +25,9 @@ namespace {
 // Leaves a field unchanged if its property cannot be read or does not fit.
 void fill_record(const CZtObject& plex, farlo_plex_state& record) {
     try {
-        WideText name;
+        WideString name;
         plex.GetProp("Name", name);
-        std::ignore = copy_text(record.name, std::size(record.name), name.c_str(), name.length());
+        std::ignore = copy_string(record.name, std::size(record.name), name.c_str(), name.length());
     } catch (...) {
     }
     try {

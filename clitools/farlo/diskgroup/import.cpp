@@ -15,13 +15,13 @@ namespace {
 // The service always receives all bits; only the caller's bit 0x2 may differ.
 constexpr std::uint32_t import_bits = 0xFFFFFFFD;
 
-bool is_given(const wchar_t* text) {
-    return text != nullptr && *text != L'\0';
+bool is_given(const wchar_t* string) {
+    return string != nullptr && *string != L'\0';
 }
 
 std::uint32_t import_group(opal_handle handle, const wchar_t* name, const char* caller_guid,
                            const wchar_t* new_name, std::uint32_t options) {
-    GuidText guid;
+    GuidString guid;
     std::uint32_t status = SetDgGuidParam(guid, caller_guid, name, handle, /*cluster_only=*/true);
     if (status != FARLO_SUCCESS) {
         log(0, L"ImportDgW():SetDgGuidParam failed, error=(0x%x) ", status);

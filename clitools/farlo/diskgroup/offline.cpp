@@ -45,7 +45,7 @@ std::uint32_t sent_bits(std::uint32_t options) {
 std::uint32_t offline_group(opal_handle handle, const wchar_t* name, const char* caller_guid,
                             std::uint32_t options) {
     const bool cluster_only = (options & FARLO_OFFLINE_SHARED) == 0;
-    GuidText guid;
+    GuidString guid;
     std::uint32_t status = SetDgGuidParam(guid, caller_guid, name, handle, cluster_only);
     if (status != FARLO_SUCCESS) {
         log(0, L"OfflineDgW():SetDgGuidParam() failed, error=(0x%x) ", status);

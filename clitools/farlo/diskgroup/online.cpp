@@ -35,7 +35,7 @@ struct Request {
 // throws when "imported" cannot be read.
 bool is_imported_under(const std::vector<CZtObject>& groups, const wchar_t* name) {
     for (const CZtObject& group : groups) {
-        WideText group_name;
+        WideString group_name;
         try {
             group.GetProp("Name", group_name);
         } catch (std::uint32_t) {
@@ -52,7 +52,7 @@ bool is_imported_under(const std::vector<CZtObject>& groups, const wchar_t* name
 
 // What an import is sent with.
 struct Target {
-    GuidText guid;
+    GuidString guid;
     CZtObject group;  // the null object unless the caller's options ask for a shared group
     opal_objid service{};
 };

@@ -13,7 +13,7 @@ namespace farlo {
 namespace {
 
 std::uint32_t arbitrate_group(opal_handle handle, const wchar_t* name, const char* caller_guid) {
-    GuidText guid;
+    GuidString guid;
     std::uint32_t status = SetDgGuidParam(guid, caller_guid, name, handle, /*cluster_only=*/true);
     if (status != FARLO_SUCCESS) {
         log(0, L"ArbitrateDgW():SetDgGuidParam failed, error=(0x%x)", status);

@@ -1,6 +1,6 @@
 #include "diskgroup/reservation_lock.h"
 
-#include "core/guid_text.h"
+#include "core/guid_string.h"
 #include "core/trace_log.h"
 
 #include <cstdio>
@@ -9,7 +9,7 @@ namespace farlo {
 
 std::uint32_t IgnoreReservationThreadStatus(Handle& mutex, const char* guid) {
     char name[260];
-    static_assert(sizeof name >= sizeof "Global\\" + guid_text_capacity);
+    static_assert(sizeof name >= sizeof "Global\\" + guid_string_capacity);
     std::snprintf(name, sizeof name, "Global\\%s", guid);
     mutex = Handle(CreateMutexA(nullptr, FALSE, name));
     if (!mutex) {

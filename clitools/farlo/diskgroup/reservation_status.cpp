@@ -42,7 +42,7 @@ std::uint32_t ask_driver(dm_reservation_request& record, std::uint32_t* reservat
 
 std::uint32_t query_reservation(opal_handle handle, const wchar_t* name, const char* caller_guid,
                                 std::uint32_t* reservation) {
-    GuidText guid;
+    GuidString guid;
     std::uint32_t status = SetDgGuidParam(guid, caller_guid, name, handle, /*cluster_only=*/true);
     if (status != FARLO_SUCCESS) {
         log(0, L"GetDgReservationStatusW():SetDgGuidParam() failed, error=(0x%x) ", status);

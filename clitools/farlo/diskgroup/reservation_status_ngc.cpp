@@ -19,7 +19,7 @@ constexpr std::uint32_t query_bits = 0;
 
 std::uint32_t ask_service(opal_handle handle, const wchar_t* name, const char* caller_guid,
                           std::uint32_t* reservation) {
-    GuidText guid;
+    GuidString guid;
     std::uint32_t status = SetDgGuidParam(guid, caller_guid, name, handle, /*cluster_only=*/true);
     if (status != FARLO_SUCCESS) {
         log(0, L"GetNgcDgReservationStatusW():SetDgGuidParam() failed, error=(0x%x) ", status);

@@ -24,7 +24,7 @@ void fill_list(const std::vector<CZtObject>& disks, DgDiskList* record) {
 // Logs a missing argument itself.
 std::uint32_t query_group(const CZtObject& group, DgDiskList* record, std::uint32_t* size) {
     // Fails if the group cannot be read.
-    WideText group_name;
+    WideString group_name;
     group.GetProp("Name", group_name);
     std::vector<CZtObject> disks;
     group.GetChildObjects(disks, ZTTYPE_DISK);

@@ -22,14 +22,14 @@ constexpr DWORD rescan_pause_ms = 10'000;
 
 // Copies a string of the service into the caller's buffer. Returns false when it is too
 // long: half an identifier may name another group.
-[[nodiscard]] bool copy_guid(const NarrowText& text, char* guid) {
-    return copy_text(guid, guid_text_capacity, text.c_str(), text.length());
+[[nodiscard]] bool copy_guid(const NarrowString& string, char* guid) {
+    return copy_string(guid, guid_string_capacity, string.c_str(), string.length());
 }
 
 // Returns false when the group has no identifier that can be read and fits.
 [[nodiscard]] bool read_dgid(const CZtObject& group, char* guid) noexcept {
     try {
-        NarrowText dgid;
+        NarrowString dgid;
         group.GetProp("dgid", dgid);
         return copy_guid(dgid, guid);
     } catch (...) {
@@ -94,9 +94,9 @@ std::uint32_t ask_cluster_service(opal_handle handle, const opal_objid& service,
                 status);
             return status;
         }
-        NarrowText text;
-        output.GetProp("Dgguid", text);
-        if (!copy_guid(text, guid)) {
+        NarrowString string;
+        output.GetProp("Dgguid", string);
+        if (!copy_guid(string, guid)) {
             end_with_exception_status();
         }
         return FARLO_SUCCESS;
@@ -215,22 +215,22 @@ std::uint32_t PerformPnpDiskRescan(opal_handle handle, const void* /*unused*/) {
     return status;
 }
 
-std::uint32_t SetDgGuidParam(GuidText& text, const char* guid, const wchar_t* name,
+std::uint32_t SetDgGuidParam(GuidString& string, const char* guid, const wchar_t* name,
                              opal_handle handle, bool cluster_only) {
-    if (!text.allocate()) {
+    if (!string.allocate()) {
         return FARLO_NO_GUID_MEMORY;
     }
     std::uint32_t status = FARLO_MISSING_ARGUMENT;
     if (UseDgGuid(guid)) {
         // It fits: the operations have refused a longer one.
-        status = copy_text(text.get(), guid_text_capacity, guid, std::strlen(guid))
+        status = copy_string(string.get(), guid_string_capacity, guid, std::strlen(guid))
                      ? FARLO_SUCCESS
                      : FARLO_INVALID_ARGUMENT;
     } else if (UseDgName(name)) {
-        status = GetDgGuidCommon(handle, name, text.get(), cluster_only);
+        status = GetDgGuidCommon(handle, name, string.get(), cluster_only);
     }
     if (status != FARLO_SUCCESS) {
-        text.free();
+        string.free();
     }
     return status;
 }

@@ -1,14 +1,14 @@
 // Finding a disk group's GUID string by its name.
 #pragma once
 
-#include "core/guid_text.h"
+#include "core/guid_string.h"
 #include "ztcmd.h"
 
 #include <cstdint>
 
 namespace farlo {
 
-// Writes the GUID string of a named group into a buffer of guid_text_capacity
+// Writes the GUID string of a named group into a buffer of guid_string_capacity
 // characters. With `cluster_only`, only a cluster group is found. If the group is
 // not found, rescans the machine's disks and looks again, and then asks the
 // cluster-service object. Blocks up to five minutes while another process rescans.
@@ -25,8 +25,9 @@ namespace farlo {
 // Provides the GUID string that the service's methods take: a copy of `guid` if it
 // is given, which must have passed check_guid (core/caller_string.h), else that of
 // the named group, found as GetDgGuidCommon does. Returns 17 when out of memory and
-// 19 when neither is given. On failure `text` holds no buffer.
-[[nodiscard]] std::uint32_t SetDgGuidParam(GuidText& text, const char* guid, const wchar_t* name,
-                                           opal_handle handle, bool cluster_only);
+// 19 when neither is given. On failure `string` holds no buffer.
+[[nodiscard]] std::uint32_t SetDgGuidParam(GuidString& string, const char* guid,
+                                           const wchar_t* name, opal_handle handle,
+                                           bool cluster_only);
 
 }  // namespace farlo

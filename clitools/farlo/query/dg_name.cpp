@@ -3,7 +3,7 @@
 #include "api/farlo.h"
 #include "core/connection.h"
 #include "core/guarded.h"
-#include "core/guid_text.h"
+#include "core/guid_string.h"
 #include "core/lookup.h"
 #include "core/trace_log.h"
 
@@ -35,9 +35,9 @@ std::uint32_t GetDgNameW(opal_handle handle, const char* guid, wchar_t* name) {
         return status;
     }
     status = guarded([&] {
-        WideText text;
-        group.GetProp("Name", text);
-        if (!copy_text(name, FARLO_NAME_SIZE, text.c_str(), text.length())) {
+        WideString string;
+        group.GetProp("Name", string);
+        if (!copy_string(name, FARLO_NAME_SIZE, string.c_str(), string.length())) {
             end_with_exception_status();
         }
         return FARLO_SUCCESS;

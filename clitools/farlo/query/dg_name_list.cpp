@@ -42,7 +42,7 @@ template <class Use>
 void for_each_name(const std::vector<CZtObject>& groups, bool cluster_groups, Use&& use) {
     for (const CZtObject& group : groups) {
         if (is_selected(group, cluster_groups) && is_imported(group)) {
-            WideText name;
+            WideString name;
             group.GetProp("Name", name);
             use(name);
         }
@@ -51,17 +51,18 @@ void for_each_name(const std::vector<CZtObject>& groups, bool cluster_groups, Us
 
 // Stores strings and their terminators consecutively. Stays within the size that was
 // computed before, because the service may have renamed a group since.
-class TextList {
+class StringList {
   public:
-    TextList(void* buffer, std::uint32_t size) : m_next(static_cast<char*>(buffer)), m_left(size) {
+    StringList(void* buffer, std::uint32_t size)
+        : m_next(static_cast<char*>(buffer)), m_left(size) {
         std::memset(buffer, 0, size);
     }
 
-    void append(const void* text, std::size_t bytes) {
+    void append(const void* string, std::size_t bytes) {
         if (bytes > m_left) {
             end_with_exception_status();
         }
-        std::memcpy(m_next, text, bytes);
+        std::memcpy(m_next, string, bytes);
         m_next += bytes;
         m_left -= bytes;
     }
@@ -71,12 +72,12 @@ class TextList {
     std::size_t m_left;
 };
 
-void append_wide(TextList& list, const WideText& name) {
+void append_wide(StringList& list, const WideString& name) {
     list.append(name.c_str(), (name.length() + 1) * sizeof(wchar_t));
 }
 
 // Refuses a name of more than 31 characters, the most that the narrow forms take.
-void append_narrow(TextList& list, const WideText& name) {
+void append_narrow(StringList& list, const WideString& name) {
     char narrow[narrow_name_capacity];
     if (!narrow_name(name.c_str(), narrow)) {
         end_with_exception_status();
@@ -103,7 +104,7 @@ std::uint32_t list_names(opal_handle handle, void** buffer, std::uint32_t* size,
     const std::uint32_t width = wide ? sizeof(wchar_t) : sizeof(char);
     std::uint32_t names = 0;
     std::uint32_t required = 0;
-    for_each_name(groups, cluster_groups, [&](const WideText& name) {
+    for_each_name(groups, cluster_groups, [&](const WideString& name) {
         ++names;
         required += (static_cast<std::uint32_t>(name.length()) + 1) * width;
     });
@@ -125,8 +126,8 @@ std::uint32_t list_names(opal_handle handle, void** buffer, std::uint32_t* size,
         return FARLO_MISSING_ARGUMENT;
     }
     *count = names;
-    TextList list(*buffer, required);
-    for_each_name(groups, cluster_groups, [&](const WideText& name) {
+    StringList list(*buffer, required);
+    for_each_name(groups, cluster_groups, [&](const WideString& name) {
         wide ? append_wide(list, name) : append_narrow(list, name);
     });
     return FARLO_SUCCESS;

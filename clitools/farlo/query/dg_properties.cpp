@@ -34,7 +34,7 @@ void fill_record(opal_handle handle, const std::vector<CZtObject>& disks,
 std::uint32_t query_group(opal_handle handle, const CZtObject& group, DgInfo* record,
                           std::uint32_t* size) {
     // Fails if the group cannot be read.
-    WideText group_name;
+    WideString group_name;
     group.GetProp("Name", group_name);
     std::vector<CZtObject> disks;
     group.GetChildObjects(disks, ZTTYPE_DISK);

@@ -40,9 +40,9 @@ std::uint32_t ask_cluster_service(opal_handle handle, const wchar_t* name, const
                 status);
             return FARLO_VOLUME_NOT_FOUND;
         }
-        NarrowText text;
-        output.GetProp("Volguid", text);
-        if (!copy_text(volume_guid, FARLO_GUID_TEXT_SIZE, text.c_str(), text.length())) {
+        NarrowString string;
+        output.GetProp("Volguid", string);
+        if (!copy_string(volume_guid, FARLO_GUID_TEXT_SIZE, string.c_str(), string.length())) {
             end_with_exception_status();
         }
         return status;
@@ -75,7 +75,7 @@ std::uint32_t GetDgVolumeGuidW(opal_handle handle, const wchar_t* name, const ch
         return FARLO_INVALID_ARGUMENT;
     }
 
-    GuidText group_guid;
+    GuidString group_guid;
     if (!group_guid.allocate()) {
         return FARLO_NO_GUID_MEMORY;
     }

@@ -31,11 +31,11 @@ void form_signature(const CZtObject& disk, const wchar_t* formed, DgDiskInfo& re
     if (!id) {
         return;
     }
-    const std::string text = "0x" + id->substr(0, id->find('-'));
+    const std::string string = "0x" + id->substr(0, id->find('-'));
     // Saturates at 32 bits.
-    const unsigned long number = std::strtoul(text.c_str(), nullptr, 16);
+    const unsigned long number = std::strtoul(string.c_str(), nullptr, 16);
     record.signature = number;
-    log(6, formed, text.c_str(), number, number);
+    log(6, formed, string.c_str(), number, number);
 }
 
 void fill_signature(const CZtObject& disk, const wchar_t* formed, DgDiskInfo& record) {

@@ -14,14 +14,14 @@ namespace {
 
 constexpr std::size_t drive_letter_capacity = sizeof VolInfo::drive_letter / sizeof(wchar_t);
 constexpr wchar_t drive_letter_prefix[] = L"\\DosDevices\\";
-static_assert(sizeof VolInfo::mount_points == mount_text_capacity * sizeof(wchar_t));
+static_assert(sizeof VolInfo::mount_points == mount_string_capacity * sizeof(wchar_t));
 
 // Replaces the field's contents with the paths of this volume.
 void fill_mount_points(opal_handle handle, const CZtObject& volume, VolInfo& record) {
-    wchar_t text[mount_text_capacity] = L"";
+    wchar_t string[mount_string_capacity] = L"";
     // Ignored: the field takes the paths that were found.
-    std::ignore = GetMountPoints(handle, text, volume.id());
-    put_text(&record.mount_points, sizeof record.mount_points, text, std::wcslen(text));
+    std::ignore = GetMountPoints(handle, string, volume.id());
+    put_string(&record.mount_points, sizeof record.mount_points, string, std::wcslen(string));
 }
 
 void clear_drive_letter(VolInfo& record) {
@@ -89,10 +89,10 @@ void FillVolInfo(opal_handle handle, const CZtObject& volume, VolInfo& record) {
 }
 
 void FillDgVolInfo(const CZtObject& volume, VolInfo& record) {
-    WideText device;
-    const bool has_device = read_text(volume, "DEVICE NAME", device);
+    WideString device;
+    const bool has_device = read_string(volume, "DEVICE NAME", device);
     if (has_device) {
-        put_text(&record.device_name, sizeof record.device_name, device.c_str(), device.length());
+        put_string(&record.device_name, sizeof record.device_name, device.c_str(), device.length());
     }
     fill_type(volume, record);
     clear_drive_letter(record);

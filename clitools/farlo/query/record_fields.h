@@ -26,9 +26,10 @@ template <class T>
 }
 
 // Reads a string in place. Returns false when it cannot be read.
-[[nodiscard]] inline bool read_text(const CZtObject& object, const char* name, WideText& text) {
+[[nodiscard]] inline bool read_string(const CZtObject& object, const char* name,
+                                      WideString& string) {
     try {
-        return object.GetProp(name, text);
+        return object.GetProp(name, string);
     } catch (...) {
         return false;
     }
@@ -36,19 +37,20 @@ template <class T>
 
 // Copies a string, cut off to fit, into a field of `field_size` bytes at any address.
 // Bytes after the terminator are not changed.
-inline void put_text(void* field, std::size_t field_size, const wchar_t* text, std::size_t length) {
+inline void put_string(void* field, std::size_t field_size, const wchar_t* string,
+                       std::size_t length) {
     constexpr wchar_t terminator = L'\0';
-    const std::size_t size = std::min(length * sizeof *text, field_size - sizeof terminator);
-    std::memcpy(field, text, size);
+    const std::size_t size = std::min(length * sizeof *string, field_size - sizeof terminator);
+    std::memcpy(field, string, size);
     std::memcpy(static_cast<char*>(field) + size, &terminator, sizeof terminator);
 }
 
 // The same for a property. A property that cannot be read leaves the field unchanged.
 inline void copy_property(const CZtObject& object, const char* name, void* field,
                           std::size_t field_size) {
-    WideText text;
-    if (read_text(object, name, text)) {
-        put_text(field, field_size, text.c_str(), text.length());
+    WideString string;
+    if (read_string(object, name, string)) {
+        put_string(field, field_size, string.c_str(), string.length());
     }
 }
 

@@ -28,7 +28,7 @@ bool is_unusable(const CZtObject& volume) {
     if ((state & unusable_state_bits) != 0) {
         return true;
     }
-    WideText device;
+    WideString device;
     volume.GetProp("DEVICE NAME", device);
     return !has_volume_guid_name(device.c_str());
 }

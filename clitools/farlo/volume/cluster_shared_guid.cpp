@@ -5,7 +5,7 @@
 #include "bus/status.h"
 #include "core/connection.h"
 #include "core/guarded.h"
-#include "core/guid_text.h"
+#include "core/guid_string.h"
 #include "core/trace_log.h"
 #include "volume/find_volume.h"
 
@@ -26,7 +26,7 @@ std::uint32_t find_guid(opal_handle handle, const wchar_t* device, char* guid) {
         log(0, L"GetClusterSharedDgGuidW() failed , NULL DG GUID");
         return FARLO_INVALID_ARGUMENT;
     }
-    QueryText query;
+    QueryString query;
     if (!query) {
         log(0, L"GetClusterSharedDgGuidW: failed to allocate memory");
         return FARLO_OUT_OF_MEMORY;
@@ -59,9 +59,9 @@ std::uint32_t find_guid(opal_handle handle, const wchar_t* device, char* guid) {
         log(0, L"GetClusterSharedDgGuidW: DgType is not Cluster Shared for volume - %s", device);
         return FARLO_INVALID_ARGUMENT;
     }
-    NarrowText dgid;
+    NarrowString dgid;
     groups.front().GetProp("dgid", dgid);
-    if (!copy_text(guid, guid_text_capacity, dgid.c_str(), dgid.length())) {
+    if (!copy_string(guid, guid_string_capacity, dgid.c_str(), dgid.length())) {
         // KEPT: the string is emptied; callers rely on a terminator.
         *guid = '\0';
         log(0, L"GetClusterSharedDgGuidW: secure string copy failed for volume  - %s, error = %s",

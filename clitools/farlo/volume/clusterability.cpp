@@ -20,10 +20,10 @@ namespace {
 constexpr std::size_t value_characters = 64;
 
 // Formats a disk GUID as the service does.
-void format_guid(wchar_t* text, const std::uint8_t* bytes) {
+void format_guid(wchar_t* string, const std::uint8_t* bytes) {
     GUID guid;
     std::memcpy(&guid, bytes, sizeof guid);
-    _snwprintf(text, value_characters, L"{%08x-%04x-%04x-%02x%02x-%02x%02x%02x%02x%02x%02x}",
+    _snwprintf(string, value_characters, L"{%08x-%04x-%04x-%02x%02x-%02x%02x%02x%02x%02x%02x}",
                static_cast<unsigned>(guid.Data1), guid.Data2, guid.Data3, guid.Data4[0],
                guid.Data4[1], guid.Data4[2], guid.Data4[3], guid.Data4[4], guid.Data4[5],
                guid.Data4[6], guid.Data4[7]);
@@ -31,7 +31,7 @@ void format_guid(wchar_t* text, const std::uint8_t* bytes) {
 
 bool is_clusterable(opal_handle handle, std::uint32_t style, std::uint32_t signature,
                     const std::uint8_t* disk_guid) {
-    QueryText query;
+    QueryString query;
     const BusBlock<wchar_t> value(
         static_cast<wchar_t*>(_ZtAlloc(value_characters * sizeof(wchar_t))));
     if (!query || value == nullptr) {

@@ -16,7 +16,7 @@ namespace {
 
 constexpr char volume_name_property[] = "volumename";
 
-bool is_of_type(opal_handle handle, const QueryText& query, const wchar_t* volume_name,
+bool is_of_type(opal_handle handle, const QueryString& query, const wchar_t* volume_name,
                 std::uint32_t type, CZtObject& group) {
     std::vector<CZtObject> volumes;
     const std::uint32_t status =
@@ -60,11 +60,11 @@ bool IsVolumeOfSpecifiedDgType(opal_handle handle, const wchar_t* volume_name, s
         return false;
     }
     if (check_string(entry, L"volume_name", volume_name,
-                     QueryText::value_capacity(ZTTYPE_VOLUME, volume_name_property)) !=
+                     QueryString::value_capacity(ZTTYPE_VOLUME, volume_name_property)) !=
         FARLO_SUCCESS) {
         return false;
     }
-    QueryText query;
+    QueryString query;
     if (!query) {
         log(0, L"IsVolumeOfSpecifiedDgType: failed to allocate memory");
         return false;

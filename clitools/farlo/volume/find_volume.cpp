@@ -6,7 +6,7 @@
 #include "core/caller_string.h"
 #include "core/connection.h"
 #include "core/lookup.h"
-#include "core/text_property.h"
+#include "core/string_property.h"
 #include "core/trace_log.h"
 
 #include <tuple>
@@ -19,11 +19,11 @@ constexpr char device_name[] = "DEVICE NAME";
 
 std::uint32_t check_device(const wchar_t* entry, const wchar_t* device) {
     return check_string(entry, L"device", device,
-                        QueryText::value_capacity(ZTTYPE_VOLUME, device_name));
+                        QueryString::value_capacity(ZTTYPE_VOLUME, device_name));
 }
 
 bool FindVolObjByDevName(opal_handle handle, const wchar_t* device, CZtObject& volume) {
-    QueryText query;
+    QueryString query;
     if (!query) {
         log(0, L"FindVolObjByDevName: failed to allocate memory");
         return false;
@@ -49,8 +49,8 @@ bool FindVolObjByDevName(opal_handle handle, const wchar_t* device, CZtObject& v
 bool FindVolIdByDLorDevName(opal_handle handle, CZtObject& volume, const wchar_t* name) {
     const std::vector<CZtObject> volumes = objects_of_type(handle, ZTTYPE_VOLUME);
     for (const CZtObject& candidate : volumes) {
-        if (is_text(candidate, "Name", name) || is_text(candidate, device_name, name) ||
-            is_text(candidate, "DRIVE LETTER", name)) {
+        if (is_string(candidate, "Name", name) || is_string(candidate, device_name, name) ||
+            is_string(candidate, "DRIVE LETTER", name)) {
             volume.assign(candidate);
             return true;
         }

@@ -42,7 +42,7 @@ std::uint32_t read_disk_id(opal_handle handle, const wchar_t* group_name, std::u
         log(0, L"GetFirstVolumesDiskIDW:GetDiskTypeAndSignatureW volumes does not exists in DG");
         return status;
     }
-    WideText volume_name;
+    WideString volume_name;
     volumes.front().GetProp("volumename", volume_name);
     std::uint32_t signature = 0;
     std::uint8_t disk_guid[FARLO_GUID_SIZE];

@@ -2,7 +2,7 @@
 
 #include "api/farlo.h"
 #include "core/guarded.h"
-#include "core/guid_text.h"
+#include "core/guid_string.h"
 #include "core/method.h"
 #include "core/trace_log.h"
 
@@ -22,29 +22,29 @@ constexpr wchar_t separator[] = L"; ";
 
 // The longest chain of nested holders that is followed. Each holder adds at least one
 // character, so the paths of a longer chain do not fit.
-constexpr std::size_t nesting_limit = mount_text_capacity;
+constexpr std::size_t nesting_limit = mount_string_capacity;
 
 // The caller's string of mount points. What does not fit is cut off.
-class MountText {
+class MountString {
   public:
     // A string without a terminator counts as full.
-    explicit MountText(wchar_t* text)
-        : m_text(text), m_length(wcsnlen(text, mount_text_capacity)) {}
+    explicit MountString(wchar_t* string)
+        : m_string(string), m_length(wcsnlen(string, mount_string_capacity)) {}
 
-    bool full() const { return m_length + 1 >= mount_text_capacity; }
+    bool full() const { return m_length + 1 >= mount_string_capacity; }
 
     void append(std::wstring_view part) {
         if (full()) {
             return;
         }
-        const std::size_t length = std::min(part.size(), mount_text_capacity - 1 - m_length);
-        std::copy_n(part.data(), length, m_text + m_length);
+        const std::size_t length = std::min(part.size(), mount_string_capacity - 1 - m_length);
+        std::copy_n(part.data(), length, m_string + m_length);
         m_length += length;
-        m_text[m_length] = L'\0';
+        m_string[m_length] = L'\0';
     }
 
   private:
-    wchar_t* m_text;
+    wchar_t* m_string;
     std::size_t m_length;
 };
 
@@ -97,52 +97,52 @@ std::uint32_t ask_mounts(opal_handle handle, const opal_objid& volume, Mounts& m
     });
 }
 
-std::uint32_t append_mounts(opal_handle handle, MountText& text, const Visit& visit);
+std::uint32_t append_mounts(opal_handle handle, MountString& string, const Visit& visit);
 
 // Appends the paths of a holder without a letter. Appends nothing for a holder that
 // is being visited already, or is nested too deep.
-std::uint32_t append_holder(opal_handle handle, MountText& text, const opal_objid& holder,
+std::uint32_t append_holder(opal_handle handle, MountString& string, const opal_objid& holder,
                             const Visit& visit) {
     if (visit.depth >= nesting_limit || is_being_visited(holder, &visit)) {
         return FARLO_SUCCESS;
     }
-    return append_mounts(handle, text, {holder, &visit, visit.depth + 1});
+    return append_mounts(handle, string, {holder, &visit, visit.depth + 1});
 }
 
 // Appends a path on a volume with a letter; "0" is a letter that gets no colon.
-void append_lettered(MountText& text, const wchar_t* letter, const std::wstring& path) {
-    text.append(letter);
+void append_lettered(MountString& string, const wchar_t* letter, const std::wstring& path) {
+    string.append(letter);
     if (std::wcscmp(letter, L"0") != 0) {
-        text.append(L":");
+        string.append(L":");
     }
-    text.append(L"\\");
-    text.append(path);
+    string.append(L"\\");
+    string.append(path);
 }
 
 // KEPT: callers know the separators as they are: two between a nested path and a
 // lettered one that follows, none between lettered paths and the first nested one.
-std::uint32_t append_mounts(opal_handle handle, MountText& text, const Visit& visit) {
+std::uint32_t append_mounts(opal_handle handle, MountString& string, const Visit& visit) {
     Mounts mounts;
     std::uint32_t status = ask_mounts(handle, visit.volume, mounts);
     if (status != 0) {
         return status;
     }
     bool appended_nested = false;
-    // The service is asked no more once the text is full.
-    for (std::size_t i = 0; i < mounts.count() && !text.full(); ++i) {
+    // The service is not called again once the string is full.
+    for (std::size_t i = 0; i < mounts.count() && !string.full(); ++i) {
         if (appended_nested) {
-            text.append(separator);
+            string.append(separator);
         }
         const opal_objid& holder = mounts.holders[i];
         wchar_t letter[letter_capacity] = L"0";
         if (GetDriveLetterFromMntMgr(handle, letter, letter_capacity, holder) == FARLO_SUCCESS) {
             if (i != 0) {
-                text.append(separator);
+                string.append(separator);
             }
-            append_lettered(text, letter, mounts.paths[i]);
+            append_lettered(string, letter, mounts.paths[i]);
         } else {
-            status = append_holder(handle, text, holder, visit);
-            text.append(mounts.paths[i]);
+            status = append_holder(handle, string, holder, visit);
+            string.append(mounts.paths[i]);
             appended_nested = true;
         }
     }
@@ -151,9 +151,9 @@ std::uint32_t append_mounts(opal_handle handle, MountText& text, const Visit& vi
 
 }  // namespace
 
-std::uint32_t GetMountPoints(opal_handle handle, wchar_t* text, const opal_objid& volume) {
-    MountText mount_text(text);
-    return append_mounts(handle, mount_text, {volume, nullptr, 1});
+std::uint32_t GetMountPoints(opal_handle handle, wchar_t* string, const opal_objid& volume) {
+    MountString mount_string(string);
+    return append_mounts(handle, mount_string, {volume, nullptr, 1});
 }
 
 std::uint32_t GetDriveLetterFromMntMgr(opal_handle handle, wchar_t* letter, std::size_t capacity,
@@ -171,9 +171,9 @@ std::uint32_t GetDriveLetterFromMntMgr(opal_handle handle, wchar_t* letter, std:
                 L"0x%x.",
                 status);
         } else if (output) {
-            WideText text;
-            output.GetProp("DRIVE LETTER", text);
-            if (!copy_text(letter, capacity, text.c_str(), text.length())) {
+            WideString string;
+            output.GetProp("DRIVE LETTER", string);
+            if (!copy_string(letter, capacity, string.c_str(), string.length())) {
                 end_with_exception_status();
             }
         }

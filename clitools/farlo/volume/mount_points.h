@@ -10,13 +10,13 @@
 namespace farlo {
 
 // The size of a volume record's mount points in characters, including the terminator.
-inline constexpr std::size_t mount_text_capacity = 261;
+inline constexpr std::size_t mount_string_capacity = 261;
 
-// Appends the access paths of a volume to a string of mount_text_capacity characters
+// Appends the access paths of a volume to a string of mount_string_capacity characters
 // and cuts off what does not fit. Follows nested holders once each, and no deeper than
 // paths could fit. Returns 0, or the status of a call that failed, including that of
 // the last nested volume.
-[[nodiscard]] std::uint32_t GetMountPoints(opal_handle handle, wchar_t* text,
+[[nodiscard]] std::uint32_t GetMountPoints(opal_handle handle, wchar_t* string,
                                            const opal_objid& volume);
 
 // Stores the letter that the system's mount manager gave a volume, without a colon, in

@@ -4,7 +4,7 @@
 #include "bus/database.h"
 #include "core/connection.h"
 #include "core/guarded.h"
-#include "core/guid_text.h"
+#include "core/guid_string.h"
 #include "core/lookup.h"
 #include "core/method.h"
 #include "core/trace_log.h"
@@ -126,9 +126,9 @@ std::uint32_t import_group(opal_handle handle, const char* guid, const CZtObject
         return FARLO_SUCCESS;
     }
     wchar_t name[group_name_capacity] = {};
-    WideText text;
-    group.GetProp("Name", text);
-    if (!copy_text(name, group_name_capacity, text.c_str(), text.length())) {
+    WideString string;
+    group.GetProp("Name", string);
+    if (!copy_string(name, group_name_capacity, string.c_str(), string.length())) {
         end_with_exception_status();
     }
     const std::uint32_t status = farlo::OnlineDgExW(handle, name, guid, L"", import_options,

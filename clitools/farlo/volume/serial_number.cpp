@@ -4,7 +4,7 @@
 #include "bus/database.h"
 #include "core/connection.h"
 #include "core/guarded.h"
-#include "core/guid_text.h"
+#include "core/guid_string.h"
 #include "core/lookup.h"
 #include "core/trace_log.h"
 
@@ -40,8 +40,8 @@ std::uint32_t find_serial_number(const std::vector<CZtObject>& volumes, std::uin
             continue;
         }
         if (serial_number == wanted) {
-            if (!copy_text(volume_name, capacity / sizeof *volume_name, root.c_str(),
-                           root.size())) {
+            if (!copy_string(volume_name, capacity / sizeof *volume_name, root.c_str(),
+                             root.size())) {
                 end_with_exception_status();
             }
             return FARLO_SUCCESS;

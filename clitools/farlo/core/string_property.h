@@ -7,6 +7,6 @@ namespace farlo {
 
 // Whether an object's property is the wanted string, ignoring case. False if the
 // property cannot be read.
-[[nodiscard]] bool is_text(const CZtObject& object, const char* property, const wchar_t* wanted);
+[[nodiscard]] bool is_string(const CZtObject& object, const char* property, const wchar_t* wanted);
 
 }  // namespace farlo

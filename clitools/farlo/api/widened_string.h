@@ -12,14 +12,14 @@ namespace farlo {
 // A narrow argument as a wide string, in a buffer of `Capacity` characters. A string
 // that does not fit, or is not valid in the code page, is refused, never cut short:
 // half a name may name another group.
-template <std::size_t Capacity> class WidenedText {
+template <std::size_t Capacity> class WidenedString {
   public:
-    explicit WidenedText(const char* narrow) : m_null(narrow == nullptr) {
+    explicit WidenedString(const char* narrow) : m_null(narrow == nullptr) {
         if (m_null) {
             return;
         }
-        m_text[Capacity - 1] = L'\0';
-        const int length = _snwprintf(m_text, Capacity, L"%S", narrow);
+        m_string[Capacity - 1] = L'\0';
+        const int length = _snwprintf(m_string, Capacity, L"%S", narrow);
         m_fits = length >= 0 && static_cast<std::size_t>(length) < Capacity;
     }
 
@@ -32,14 +32,14 @@ template <std::size_t Capacity> class WidenedText {
         return m_fits;
     }
     // NULL for a NULL argument.
-    const wchar_t* get() const { return m_null ? nullptr : m_text; }
+    const wchar_t* get() const { return m_null ? nullptr : m_string; }
 
   private:
-    wchar_t m_text[Capacity];
+    wchar_t m_string[Capacity];
     bool m_null;
     bool m_fits = true;
 };
-using WidenedGroupName = WidenedText<32>;
-using WidenedPath = WidenedText<260>;
+using WidenedGroupName = WidenedString<32>;
+using WidenedPath = WidenedString<260>;
 
 }  // namespace farlo

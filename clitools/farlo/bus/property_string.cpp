@@ -1,5 +1,5 @@
 // CZtPropertySet::ToString: one property in readable form.
-#include "bus/i18n_text.h"
+#include "bus/i18n_string.h"
 #include "bus/property_set.h"
 #include "bus/status.h"
 #include "bus/trace.h"
@@ -12,9 +12,9 @@ namespace farlo {
 namespace {
 
 template <class Number> std::string formatted(const char* format, Number number) {
-    char text[32];
-    _snprintf(text, sizeof text, format, number);
-    return text;
+    char string[32];
+    _snprintf(string, sizeof string, format, number);
+    return string;
 }
 
 std::string render(bool value) {
@@ -37,22 +37,22 @@ std::string render(const std::string& value) {
 }
 // Returns nothing when a character is not in the code page.
 std::optional<std::string> render(const std::wstring& value) {
-    std::string text;
-    return to_narrow(value.c_str(), text) ? std::optional(text) : std::nullopt;
+    std::string string;
+    return to_narrow(value.c_str(), string) ? std::optional(string) : std::nullopt;
 }
 std::string render(const ZtBinary& value) {
-    std::string text;
+    std::string string;
     for (std::uint32_t i = 0; i < value.size; ++i) {
-        text += formatted("%02x", value.bytes.get()[i]);
+        string += formatted("%02x", value.bytes.get()[i]);
     }
-    return text;
+    return string;
 }
 std::string render(const GUID& value) {
-    const BusBlock<char> text(ZtGUIDToString(&value));
-    if (text == nullptr) {
+    const BusBlock<char> string(ZtGUIDToString(&value));
+    if (string == nullptr) {
         throw ZTERROR_NO_MEMORY;
     }
-    return text.get();
+    return string.get();
 }
 std::string render(const opal_objid& value) {
     GUID guid;
@@ -61,10 +61,10 @@ std::string render(const opal_objid& value) {
     return render(guid);
 }
 std::string render(const ZtI18n& value) {
-    return CZtI18NFM(value).text();
+    return CZtI18NFM(value).string();
 }
 std::string render(const ZtI18nFormat& value) {
-    return CZtI18NFM(value).text();
+    return CZtI18NFM(value).string();
 }
 // The bus has no string form of a time, so its number is shown.
 std::string render(const ZtTime& value) {
@@ -73,28 +73,28 @@ std::string render(const ZtTime& value) {
 std::string render(const CZtTempPropertySet& value) {
     std::vector<std::string> names;
     value.GetKeys(names);
-    std::string text = "{";
+    std::string string = "{";
     const char* separator = "";
     for (const std::string& name : names) {
         std::string member;
         value.ToString(member, name.c_str());
-        text += separator + name + "=" + member;
+        string += separator + name + "=" + member;
         separator = ", ";
     }
-    return text + "}";
+    return string + "}";
 }
 template <class T> std::optional<std::string> render(const std::vector<T>& values) {
-    std::string text = "{";
+    std::string string = "{";
     const char* separator = "";
     for (const T& value : values) {
         const std::optional<std::string> element = render(value);
         if (!element) {
             return std::nullopt;
         }
-        text += separator + *element;
+        string += separator + *element;
         separator = ", ";
     }
-    return text + "}";
+    return string + "}";
 }
 
 template <class T> std::optional<std::string> render_as(const opal_property& property) {
@@ -166,7 +166,7 @@ std::optional<std::string> render_value(const opal_property& property) {
 
 }  // namespace
 
-bool CZtPropertySet::ToString(std::string& text, const char* name, bool optional,
+bool CZtPropertySet::ToString(std::string& string, const char* name, bool optional,
                               bool with_type) const {
     // FindProperty would trace the same failure a second time.
     BusProperty property;
@@ -186,7 +186,7 @@ bool CZtPropertySet::ToString(std::string& text, const char* name, bool optional
     if (!value) {
         reject_value(property, name, type);
     }
-    text = (with_type ? names_of_type(type).label : "") + *value;
+    string = (with_type ? names_of_type(type).label : "") + *value;
     return true;
 }
 

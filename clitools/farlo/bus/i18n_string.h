@@ -12,10 +12,10 @@ class CZtI18NFM {
     explicit CZtI18NFM(const ZtI18n& message);
     explicit CZtI18NFM(const ZtI18nFormat& format);
 
-    const std::string& text() const { return m_text; }
+    const std::string& string() const { return m_string; }
 
   private:
-    std::string m_text;
+    std::string m_string;
 };
 
 }  // namespace farlo
