@@ -16,15 +16,15 @@ namespace {
 void fill_record(const std::vector<CZtObject>& disks, const std::vector<CZtObject>& volumes,
                  DgVolInfo* record) {
     record->volume_count = static_cast<std::uint32_t>(volumes.size());
-    void* behind = record + 1;
+    void* next = record + 1;
     // KEPT: without a disk the volumes start where the signature would be.
     if (!disks.empty()) {
         if (const auto signature = read_optional<std::uint32_t>(disks.front(), "SIGNATURE")) {
-            std::memcpy(behind, &*signature, sizeof *signature);
+            std::memcpy(next, &*signature, sizeof *signature);
         }
-        behind = static_cast<std::uint8_t*>(behind) + sizeof(std::uint32_t);
+        next = static_cast<std::uint8_t*>(next) + sizeof(std::uint32_t);
     }
-    auto* volume_record = static_cast<VolInfo*>(behind);
+    auto* volume_record = static_cast<VolInfo*>(next);
     for (const CZtObject& volume : volumes) {
         FillDgVolInfo(volume, *volume_record++);
     }
