@@ -64,6 +64,21 @@ TEST(HeaderIndex, NamesEachFunctionOnce) {
     FreeLibrary(module);
 }
 
+// The comment before each declaration states how long the function may block.
+TEST(HeaderComments, StateTheBlockingTimeOfEachFunction) {
+    const std::string header = project_file(L"clitools/farlo/api/farlo.h");
+    int functions = 0;
+    for (std::size_t at = header.find("\nFARLO_API "); at != std::string::npos;
+         at = header.find("\nFARLO_API ", at + 1)) {
+        ++functions;
+        const std::string comment = header.substr(header.rfind("/*", at), at);
+        const std::string declaration = header.substr(at + 1, header.find('(', at) - at - 1);
+        EXPECT_NE(comment.substr(0, comment.find("*/")).find("\n * Blocks: "), std::string::npos)
+            << declaration;
+    }
+    EXPECT_EQ(functions, 87);
+}
+
 TEST(HeaderVersion, MatchesVersionOfDll) {
     const HMODULE module = LoadLibraryW(L"farlo.dll");
     ASSERT_NE(module, nullptr);
@@ -92,7 +107,7 @@ TEST(ReadmeSample, ImportsDiskGroup) {
     SetEnvironmentVariableW(L"ZTLAB_SCENARIO", scenario.c_str());
     Process sample(beside_this_program(L"readme_sample.exe"));
     EXPECT_EQ(sample.wait(60'000), DWORD{EXIT_SUCCESS});
-    EXPECT_EQ(sample.output(), "dg_data: 0x0\r\n");
+    EXPECT_EQ(sample.output(), "dg_data: success\r\n");
     SetEnvironmentVariableW(L"ZTLAB_SCENARIO", nullptr);
 }
 

@@ -33,12 +33,14 @@
  *   Monitor volumes          GetDgVolumeStateA/W, GetDgVolumeStatusA/W,
  *                            GetUnusableVolumesInfo, GetVolumeInfo
  *
- * The functions are declared below in this order. The helpers that read a record
- * and the pointer types for GetProcAddress follow at the end.
+ * The functions are declared below in this order. The helpers that read a record, the
+ * pointer types for GetProcAddress and farlo_api_load follow at the end.
  *
- * LOADING. An agent loads farlo.dll at run time and gets each function with
- * GetProcAddress. For each NAME this header declares the function and NAME_fn, the
- * type of a pointer to it. Exported names are not decorated.
+ * LOADING. An agent loads farlo.dll at run time, with LoadLibrary, and gets all its
+ * functions with farlo_api_load, or single ones with GetProcAddress. For each NAME this
+ * header declares the function and NAME_fn, the type of a pointer to it. Exported names
+ * are not decorated. A program that is linked with the DLL's import library defines
+ * FARLO_LINKED before it includes this header, and calls the functions by their names.
  *
  * HANDLES. InitializeClusterW makes a handle; most functions take it as their first
  * argument. The service may drop a handle's connection at any time. Functions then
@@ -71,7 +73,9 @@
  *
  * RESULTS. Every function returns a 32-bit status, 0 for success, unless its
  * description says otherwise. Statuses of the service and the bus that are not listed
- * here are passed through unchanged.
+ * here are passed through unchanged. Some of the service's are not 0 although it has done
+ * its work: farlo_failed decides. farlo_status_name and farlo_status_text describe a
+ * status.
  *
  * A function that runs out of memory returns FARLO_EXCEPTION, or another status that it
  * lists for that. But OnlineVol, OfflineVol, GetDgVolPlexStates and GetVolProperties
@@ -169,6 +173,13 @@
 #define FARLO_VERSION_MINOR 0
 #define FARLO_VERSION_PATCH 0
 
+/* Precedes the declaration of each function. */
+#if defined(FARLO_LINKED) && defined(_WIN32)
+#define FARLO_API __declspec(dllimport)
+#else
+#define FARLO_API
+#endif
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -200,6 +211,82 @@ extern "C" {
 #define FARLO_NODE_ALREADY_STARTED 0xE5150047u /* the cluster volume manager runs already */
 #define FARLO_ALREADY_ONLINE 0xE515007Au       /* the disk group is online already */
 
+/* Each of these statuses, as X(NAME, its description in a few words). */
+#define FARLO_STATUSES(X)                                                                          \
+    X(FARLO_SUCCESS, "success")                                                                    \
+    X(FARLO_NOT_FOUND, "no such disk group, or no driver")                                         \
+    X(FARLO_ALREADY_IMPORTED, "a disk group of that name is imported already")                     \
+    X(FARLO_NO_GUID_MEMORY, "no memory for a GUID string or a request")                            \
+    X(FARLO_EXCEPTION, "a property could not be read or written, or resources ran out")            \
+    X(FARLO_MISSING_ARGUMENT, "a required argument is missing")                                    \
+    X(FARLO_NOT_CONNECTED, "not connected to the storage service")                                 \
+    X(FARLO_UNINITIALIZE_FAILED, "the handle could not be released")                               \
+    X(FARLO_DEVICE_SHARING_VIOLATION, "the driver's device is in use")                             \
+    X(FARLO_DEVICE_FAILED, "the driver's device failed")                                           \
+    X(FARLO_DEVICE_UNSUCCESSFUL, "the driver reports no success")                                  \
+    X(FARLO_EXCLUDED_TYPE, "the disk group has a type that is not accepted")                       \
+    X(FARLO_NO_CLUSTER_SERVICE, "the service has no cluster-service object")                       \
+    X(FARLO_BUFFER_TOO_SMALL, "the buffer is too small")                                           \
+    X(FARLO_NO_VOLUME_GUID, "the GUID string of the volume could not be read")                     \
+    X(FARLO_VOLUME_NOT_FOUND, "no such volume")                                                    \
+    X(FARLO_NULL_HANDLE, "the handle is NULL")                                                     \
+    X(FARLO_INVALID_ARGUMENT, "an argument is invalid")                                            \
+    X(FARLO_OUT_OF_MEMORY, "out of memory")                                                        \
+    X(FARLO_PROVIDER_FAILED, "a provider failed, or an object of the service is missing")          \
+    X(FARLO_NODE_ALREADY_STARTED, "the cluster volume manager runs already")                       \
+    X(FARLO_ALREADY_ONLINE, "the disk group is online already")
+
+/* The name of a status of the list above ("FARLO_NOT_FOUND"); "" for any other. */
+static inline const char* farlo_status_name(uint32_t status) {
+    switch (status) {
+#define FARLO_STATUS_NAME(name, description)                                                       \
+    case name:                                                                                     \
+        return #name;
+        FARLO_STATUSES(FARLO_STATUS_NAME)
+#undef FARLO_STATUS_NAME
+    default:
+        return "";
+    }
+}
+
+/* A status in a few words, for messages; never NULL. Of a status that is not in the list
+ * above: who it comes from, as far as its facility (bits 16 to 27) shows it. */
+static inline const char* farlo_status_text(uint32_t status) {
+    switch (status) {
+#define FARLO_STATUS_TEXT(name, description)                                                       \
+    case name:                                                                                     \
+        return description;
+        FARLO_STATUSES(FARLO_STATUS_TEXT)
+#undef FARLO_STATUS_TEXT
+    default:
+        break;
+    }
+    switch ((status >> 16) & 0xFFFu) {
+    case 0x007u:
+        return "an error of the system";
+    case 0x100u:
+        return "a status of the object bus";
+    case 0x515u:
+        return "a status of the storage service";
+    default:
+        return "an unknown status";
+    }
+}
+
+/* Whether a status is a failure: 1 or 0. Besides 0, the service's informational statuses
+ * and warnings are successes. Does not hold for GetDgVolumeStatus, nor for the Is...
+ * functions, which return no status. */
+static inline int farlo_failed(uint32_t status) {
+    const uint32_t facility = (status >> 16) & 0xFFFu;
+    if (facility == 0) {
+        return status != 0;
+    }
+    if (facility == 0x100u) {
+        return (status >> 30) == 3u;
+    }
+    return (status >> 31) != 0;
+}
+
 /* ------------------------------------------------------------------ limits */
 
 /* Room for any GUID string with its terminator, in characters (bytes). */
@@ -210,6 +297,10 @@ extern "C" {
 
 /* A GUID in binary form, in bytes, laid out as Windows' GUID. */
 #define FARLO_GUID_SIZE 16
+
+/* Types of disk groups, the service's "LDM DG TYPE". It has more of them. */
+#define FARLO_DG_TYPE_CLUSTER 2u
+#define FARLO_DG_TYPE_CLUSTER_SHARED 8u
 
 /* ----------------------------------------------------------------- connect */
 
@@ -238,12 +329,16 @@ typedef struct opal_session* opal_handle;
  *
  * InitializeClusterW, ValidateClusterA and ValidateClusterW are one function.
  */
-uint32_t InitializeClusterW(opal_handle* slot);
-uint32_t ValidateClusterW(opal_handle* slot);
-uint32_t ValidateClusterA(opal_handle* slot);
+FARLO_API uint32_t InitializeClusterW(opal_handle* slot);
+FARLO_API uint32_t ValidateClusterW(opal_handle* slot);
+FARLO_API uint32_t ValidateClusterA(opal_handle* slot);
 
-/* The same. `name` and `reserved` are accepted for compatibility and have no effect. */
-uint32_t InitializeClusterA(const char* name, uintptr_t reserved, opal_handle* slot);
+/*
+ * The same. `name` and `reserved` are accepted for compatibility and have no effect.
+ *
+ * Blocks: 1.5 s, as InitializeClusterW.
+ */
+FARLO_API uint32_t InitializeClusterA(const char* name, uintptr_t reserved, opal_handle* slot);
 
 /*
  * Disconnects and frees a handle. The caller's slot is not cleared: the handle in it
@@ -254,8 +349,8 @@ uint32_t InitializeClusterA(const char* name, uintptr_t reserved, opal_handle* s
  * Blocks: no pauses, but waits as InitializeClusterW does; the command library may also
  * wait for a callback that is running.
  */
-uint32_t UnInitializeClusterA(opal_handle handle);
-uint32_t UnInitializeClusterW(opal_handle handle);
+FARLO_API uint32_t UnInitializeClusterA(opal_handle handle);
+FARLO_API uint32_t UnInitializeClusterW(opal_handle handle);
 
 /* ---------------------------------------------------------- receive alerts */
 
@@ -286,7 +381,7 @@ typedef void (*farlo_reset_timeout)(void);
  *
  * Blocks: no pauses.
  */
-uint32_t RegisterForAlerts(opal_handle handle, farlo_reset_timeout callback);
+FARLO_API uint32_t RegisterForAlerts(opal_handle handle, farlo_reset_timeout callback);
 
 /* ---------------------------------------------------- identify disk groups */
 
@@ -306,10 +401,10 @@ uint32_t RegisterForAlerts(opal_handle handle, farlo_reset_timeout callback);
  *
  * Blocks: 435 s (a search by name).
  */
-uint32_t GetDgGuidA(opal_handle handle, const char* name, char* guid);
-uint32_t GetDgGuidW(opal_handle handle, const wchar_t* name, char* guid);
-uint32_t GetNonClusterDgGuidA(opal_handle handle, const char* name, char* guid);
-uint32_t GetNonClusterDgGuidW(opal_handle handle, const wchar_t* name, char* guid);
+FARLO_API uint32_t GetDgGuidA(opal_handle handle, const char* name, char* guid);
+FARLO_API uint32_t GetDgGuidW(opal_handle handle, const wchar_t* name, char* guid);
+FARLO_API uint32_t GetNonClusterDgGuidA(opal_handle handle, const char* name, char* guid);
+FARLO_API uint32_t GetNonClusterDgGuidW(opal_handle handle, const wchar_t* name, char* guid);
 
 /*
  * The name of a cluster disk group, by its GUID string.
@@ -322,7 +417,7 @@ uint32_t GetNonClusterDgGuidW(opal_handle handle, const wchar_t* name, char* gui
  *
  * Blocks: 25 s.
  */
-uint32_t GetDgNameW(opal_handle handle, const char* guid, wchar_t* name);
+FARLO_API uint32_t GetDgNameW(opal_handle handle, const char* guid, wchar_t* name);
 
 /*
  * The names of the disk groups that are imported on this host: those of type 2
@@ -350,12 +445,14 @@ uint32_t GetDgNameW(opal_handle handle, const char* guid, wchar_t* name);
  *
  * Blocks: 25 s.
  */
-uint32_t GetDgNameListA(opal_handle handle, char** buffer, uint32_t* size, uint32_t* count);
-uint32_t GetDgNameListW(opal_handle handle, wchar_t** buffer, uint32_t* size, uint32_t* count);
-uint32_t GetNonClusterDgNameListA(opal_handle handle, char** buffer, uint32_t* size,
+FARLO_API uint32_t GetDgNameListA(opal_handle handle, char** buffer, uint32_t* size,
                                   uint32_t* count);
-uint32_t GetNonClusterDgNameListW(opal_handle handle, wchar_t** buffer, uint32_t* size,
+FARLO_API uint32_t GetDgNameListW(opal_handle handle, wchar_t** buffer, uint32_t* size,
                                   uint32_t* count);
+FARLO_API uint32_t GetNonClusterDgNameListA(opal_handle handle, char** buffer, uint32_t* size,
+                                            uint32_t* count);
+FARLO_API uint32_t GetNonClusterDgNameListW(opal_handle handle, wchar_t** buffer, uint32_t* size,
+                                            uint32_t* count);
 
 /* ----------------------------------------------------- import a disk group */
 
@@ -390,14 +487,14 @@ uint32_t GetNonClusterDgNameListW(opal_handle handle, wchar_t** buffer, uint32_t
  * Blocks: 455 s by name (a search and a lookup), 25 s by GUID string; 20 s more for a
  * shared group.
  */
-uint32_t OnlineDgExA(opal_handle handle, const char* name, const char* guid, const char* new_name,
-                     uint32_t options, uint32_t reserved);
-uint32_t OnlineDgExW(opal_handle handle, const wchar_t* name, const char* guid,
-                     const wchar_t* new_name, uint32_t options, uint32_t reserved);
-uint32_t OnlineDgA(opal_handle handle, const char* name, const char* guid, const char* new_name,
-                   uint32_t options);
-uint32_t OnlineDgW(opal_handle handle, const wchar_t* name, const char* guid,
-                   const wchar_t* new_name, uint32_t options);
+FARLO_API uint32_t OnlineDgExA(opal_handle handle, const char* name, const char* guid,
+                               const char* new_name, uint32_t options, uint32_t reserved);
+FARLO_API uint32_t OnlineDgExW(opal_handle handle, const wchar_t* name, const char* guid,
+                               const wchar_t* new_name, uint32_t options, uint32_t reserved);
+FARLO_API uint32_t OnlineDgA(opal_handle handle, const char* name, const char* guid,
+                             const char* new_name, uint32_t options);
+FARLO_API uint32_t OnlineDgW(opal_handle handle, const wchar_t* name, const char* guid,
+                             const wchar_t* new_name, uint32_t options);
 
 /*
  * Imports a disk group with all option bits set; of `options` only bit 0x2 counts. Does
@@ -412,10 +509,10 @@ uint32_t OnlineDgW(opal_handle handle, const wchar_t* name, const char* guid,
  *
  * Blocks: 455 s by name (a search and a lookup), 25 s by GUID string.
  */
-uint32_t ImportDgA(opal_handle handle, const char* name, const char* guid, const char* new_name,
-                   uint32_t options);
-uint32_t ImportDgW(opal_handle handle, const wchar_t* name, const char* guid,
-                   const wchar_t* new_name, uint32_t options);
+FARLO_API uint32_t ImportDgA(opal_handle handle, const char* name, const char* guid,
+                             const char* new_name, uint32_t options);
+FARLO_API uint32_t ImportDgW(opal_handle handle, const wchar_t* name, const char* guid,
+                             const wchar_t* new_name, uint32_t options);
 
 /* ----------------------------------------------------- deport a disk group */
 
@@ -437,13 +534,20 @@ uint32_t ImportDgW(opal_handle handle, const wchar_t* name, const char* guid,
  *
  * Blocks: 475 s by name (a search and two lookups), 45 s by GUID string.
  */
-uint32_t OfflineDgA(opal_handle handle, const char* name, const char* guid, uint32_t options);
-uint32_t OfflineDgW(opal_handle handle, const wchar_t* name, const char* guid, uint32_t options);
+FARLO_API uint32_t OfflineDgA(opal_handle handle, const char* name, const char* guid,
+                              uint32_t options);
+FARLO_API uint32_t OfflineDgW(opal_handle handle, const wchar_t* name, const char* guid,
+                              uint32_t options);
 
-/* Deports a cluster disk group, which must be found. Statuses: as OfflineDg, and
- * FARLO_NOT_FOUND. Blocks: as OfflineDg. */
-uint32_t DeportDgA(opal_handle handle, const char* name, const char* guid);
-uint32_t DeportDgW(opal_handle handle, const wchar_t* name, const char* guid);
+/*
+ * Deports a cluster disk group, which must be found.
+ *
+ * Statuses: as OfflineDg, and FARLO_NOT_FOUND.
+ *
+ * Blocks: 475 s by name (a search and two lookups), 45 s by GUID string.
+ */
+FARLO_API uint32_t DeportDgA(opal_handle handle, const char* name, const char* guid);
+FARLO_API uint32_t DeportDgW(opal_handle handle, const wchar_t* name, const char* guid);
 
 /* ---------------------------------------------------- reserve a disk group */
 
@@ -458,10 +562,10 @@ uint32_t DeportDgW(opal_handle handle, const wchar_t* name, const char* guid);
  *
  * Blocks: 455 s by name (a search and a lookup), 25 s by GUID string.
  */
-uint32_t ArbitrateDgA(opal_handle handle, const char* name, const char* guid);
-uint32_t ArbitrateDgW(opal_handle handle, const wchar_t* name, const char* guid);
-uint32_t StopDgReservationA(opal_handle handle, const char* name, const char* guid);
-uint32_t StopDgReservationW(opal_handle handle, const wchar_t* name, const char* guid);
+FARLO_API uint32_t ArbitrateDgA(opal_handle handle, const char* name, const char* guid);
+FARLO_API uint32_t ArbitrateDgW(opal_handle handle, const wchar_t* name, const char* guid);
+FARLO_API uint32_t StopDgReservationA(opal_handle handle, const char* name, const char* guid);
+FARLO_API uint32_t StopDgReservationW(opal_handle handle, const wchar_t* name, const char* guid);
 
 /* What GetDgReservationStatus stores when it asks the driver. */
 #define FARLO_RESERVATION_NOT_HELD 33u
@@ -501,10 +605,10 @@ uint32_t StopDgReservationW(opal_handle handle, const wchar_t* name, const char*
  * seconds), 3 s when there is no driver; 25 s when the service is asked. By name 430 s
  * more (a search).
  */
-uint32_t GetDgReservationStatusA(opal_handle handle, const char* name, const char* guid,
-                                 uint32_t* reservation);
-uint32_t GetDgReservationStatusW(opal_handle handle, const wchar_t* name, const char* guid,
-                                 uint32_t* reservation);
+FARLO_API uint32_t GetDgReservationStatusA(opal_handle handle, const char* name, const char* guid,
+                                           uint32_t* reservation);
+FARLO_API uint32_t GetDgReservationStatusW(opal_handle handle, const wchar_t* name,
+                                           const char* guid, uint32_t* reservation);
 
 /*
  * Asks the driver to release the reservation of a disk group, and again while it fails:
@@ -519,7 +623,7 @@ uint32_t GetDgReservationStatusW(opal_handle handle, const wchar_t* name, const 
  * Blocks: 24 s (6 openings of the device and as many seconds), 3 s when there is no
  * driver.
  */
-uint32_t ReleaseDgW(const char* guid);
+FARLO_API uint32_t ReleaseDgW(const char* guid);
 
 /* ------------------------------------------------ monitor groups and disks */
 
@@ -539,13 +643,22 @@ uint32_t ReleaseDgW(const char* guid);
  * Blocks: GetDgState 458 s by name (a search, the device, a lookup), 28 s by GUID
  * string; GetDgStateExW 25 s.
  */
-uint32_t GetDgStateA(opal_handle handle, const char* name, const char* guid, uint8_t* imported);
-uint32_t GetDgStateW(opal_handle handle, const wchar_t* name, const char* guid, uint8_t* imported);
-uint32_t GetDgStateExW(opal_handle handle, const wchar_t* name, const char* guid,
-                       uint8_t* imported);
+FARLO_API uint32_t GetDgStateA(opal_handle handle, const char* name, const char* guid,
+                               uint8_t* imported);
+FARLO_API uint32_t GetDgStateW(opal_handle handle, const wchar_t* name, const char* guid,
+                               uint8_t* imported);
+FARLO_API uint32_t GetDgStateExW(opal_handle handle, const wchar_t* name, const char* guid,
+                                 uint8_t* imported);
+
+/* Bits of a disk's state. They are the service's own, the library passes them through, and
+ * there may be others: these are the ones that the lab's service knows. In the lab a disk
+ * with either of them is not alive. */
+#define FARLO_DISK_STATE_MISSING 0x1u
+#define FARLO_DISK_STATE_FAILED 0x2u
 
 /*
- * The state of a disk, in the service's own numbers; 0 when the service reports none.
+ * The state of a disk, in the service's own bits (FARLO_DISK_STATE_); 0 when the service
+ * reports none.
  *
  *   disk    the disk's name in the operating system or its device name, compared
  *           without regard to case; required (at most 31 characters in the A form)
@@ -557,8 +670,8 @@ uint32_t GetDgStateExW(opal_handle handle, const wchar_t* name, const char* guid
  *
  * Blocks: no pauses.
  */
-uint32_t GetDiskStateA(opal_handle handle, const char* disk, uint32_t* state);
-uint32_t GetDiskStateW(opal_handle handle, const wchar_t* disk, uint32_t* state);
+FARLO_API uint32_t GetDiskStateA(opal_handle handle, const char* disk, uint32_t* state);
+FARLO_API uint32_t GetDiskStateW(opal_handle handle, const wchar_t* disk, uint32_t* state);
 
 /*
  * How many disks a disk group has, and how many of them are alive. A group that is given
@@ -574,15 +687,19 @@ uint32_t GetDiskStateW(opal_handle handle, const wchar_t* disk, uint32_t* state)
  *
  * Blocks: 455 s by name (a search and a lookup), 25 s by GUID string.
  */
-uint32_t GetDgDiskAvailabilityA(opal_handle handle, const char* name, const char* guid,
-                                uint32_t* total, uint32_t* live);
-uint32_t GetDgDiskAvailabilityW(opal_handle handle, const wchar_t* name, const char* guid,
-                                uint32_t* total, uint32_t* live);
+FARLO_API uint32_t GetDgDiskAvailabilityA(opal_handle handle, const char* name, const char* guid,
+                                          uint32_t* total, uint32_t* live);
+FARLO_API uint32_t GetDgDiskAvailabilityW(opal_handle handle, const wchar_t* name, const char* guid,
+                                          uint32_t* total, uint32_t* live);
+
+/* The state of a plex is the service's own, and the library passes it through. Only this one
+ * is known: what the lab's service reports for a plex to which nothing has happened. */
+#define FARLO_PLEX_STATE_NONE 0u
 
 /* One plex of a volume. 68 bytes; records are stored consecutively. */
 typedef struct farlo_plex_state {
     wchar_t name[32]; /* NUL-terminated */
-    uint32_t state;   /* in the service's own numbers */
+    uint32_t state;   /* in the service's own numbers (FARLO_PLEX_STATE_) */
 } farlo_plex_state;
 
 /*
@@ -605,10 +722,12 @@ typedef struct farlo_plex_state {
  *
  * Blocks: 25 s.
  */
-uint32_t GetDgVolPlexStatesA(opal_handle handle, const char* name, const char* guid,
-                             const char* device, uint32_t* count, farlo_plex_state* plexes);
-uint32_t GetDgVolPlexStatesW(opal_handle handle, const wchar_t* name, const char* guid,
-                             const wchar_t* device, uint32_t* count, farlo_plex_state* plexes);
+FARLO_API uint32_t GetDgVolPlexStatesA(opal_handle handle, const char* name, const char* guid,
+                                       const char* device, uint32_t* count,
+                                       farlo_plex_state* plexes);
+FARLO_API uint32_t GetDgVolPlexStatesW(opal_handle handle, const wchar_t* name, const char* guid,
+                                       const wchar_t* device, uint32_t* count,
+                                       farlo_plex_state* plexes);
 
 /* ------------------------------------------------------ inform the service */
 
@@ -620,8 +739,8 @@ uint32_t GetDgVolPlexStatesW(opal_handle handle, const wchar_t* name, const char
  *
  * Blocks: 25 s.
  */
-uint32_t SetFastFailoverFlagW(opal_handle handle, const wchar_t* name, const char* guid,
-                              uint32_t flag);
+FARLO_API uint32_t SetFastFailoverFlagW(opal_handle handle, const wchar_t* name, const char* guid,
+                                        uint32_t flag);
 
 /*
  * Reports the state of the cluster service to the storage service. The values are the
@@ -632,8 +751,8 @@ uint32_t SetFastFailoverFlagW(opal_handle handle, const wchar_t* name, const cha
  *
  * Blocks: 25 s.
  */
-uint32_t ClusterServiceStateA(opal_handle handle, uint32_t state);
-uint32_t ClusterServiceStateW(opal_handle handle, uint32_t state);
+FARLO_API uint32_t ClusterServiceStateA(opal_handle handle, uint32_t state);
+FARLO_API uint32_t ClusterServiceStateW(opal_handle handle, uint32_t state);
 
 /* ---------------------------------------------------- run the cluster node */
 
@@ -646,11 +765,20 @@ uint32_t ClusterServiceStateW(opal_handle handle, uint32_t state);
  *
  * Blocks: 25 s.
  */
-uint32_t StartCVMClusterW(opal_handle handle);
-uint32_t StopCVMClusterW(opal_handle handle);
+FARLO_API uint32_t StartCVMClusterW(opal_handle handle);
+FARLO_API uint32_t StopCVMClusterW(opal_handle handle);
+
+/* States of the node. The numbers are the service's own, the library passes them through, and
+ * there may be others: these are the ones that the lab's service reports. */
+#define FARLO_NODE_STATE_STOPPED 0u
+#define FARLO_NODE_STATE_STARTING 1u
+#define FARLO_NODE_STATE_RUNNING 2u
+#define FARLO_NODE_STATE_STOPPING 3u
+#define FARLO_NODE_STATE_FAILED 4u /* stopped, and the last start failed */
 
 /*
- * The state of the cluster volume manager on this node, in the service's own numbers.
+ * The state of the cluster volume manager on this node, in the service's own numbers
+ * (FARLO_NODE_STATE_).
  *
  *   state   receives the state if the service reports one, whatever the status;
  *           otherwise unchanged
@@ -660,7 +788,7 @@ uint32_t StopCVMClusterW(opal_handle handle);
  *
  * Blocks: 25 s.
  */
-uint32_t GetCVMClusterNodeStateW(opal_handle handle, uint32_t* state);
+FARLO_API uint32_t GetCVMClusterNodeStateW(opal_handle handle, uint32_t* state);
 
 /* ---------------------------------------------------------- switch volumes */
 
@@ -704,10 +832,10 @@ uint32_t GetCVMClusterNodeStateW(opal_handle handle, uint32_t* state);
  * process. Apart from that 111 s: two lookups of the group with a reconnection between
  * them, the import (by GUID string), and a lookup of the cluster service.
  */
-uint32_t OnlineVolA(opal_handle handle, const char* guid, const char* device, uint32_t flags,
-                    uint32_t timeout_ms);
-uint32_t OnlineVolW(opal_handle handle, const char* guid, const wchar_t* device, uint32_t flags,
-                    uint32_t timeout_ms);
+FARLO_API uint32_t OnlineVolA(opal_handle handle, const char* guid, const char* device,
+                              uint32_t flags, uint32_t timeout_ms);
+FARLO_API uint32_t OnlineVolW(opal_handle handle, const char* guid, const wchar_t* device,
+                              uint32_t flags, uint32_t timeout_ms);
 
 /*
  * Takes one volume of a shared disk group offline on this node. If the cluster volume
@@ -724,8 +852,10 @@ uint32_t OnlineVolW(opal_handle handle, const char* guid, const wchar_t* device,
  *
  * Blocks: 45 s (two lookups).
  */
-uint32_t OfflineVolA(opal_handle handle, const char* guid, const char* device, uint32_t flags);
-uint32_t OfflineVolW(opal_handle handle, const char* guid, const wchar_t* device, uint32_t flags);
+FARLO_API uint32_t OfflineVolA(opal_handle handle, const char* guid, const char* device,
+                               uint32_t flags);
+FARLO_API uint32_t OfflineVolW(opal_handle handle, const char* guid, const wchar_t* device,
+                               uint32_t flags);
 
 /*
  * Flushes and dismounts the file system of a volume, then informs the driver that the
@@ -749,8 +879,8 @@ uint32_t OfflineVolW(opal_handle handle, const char* guid, const wchar_t* device
  *
  * Blocks: 3 s (opening the device).
  */
-uint32_t OfflineVolumeA(const char* name, const char* path, const void* group_guid);
-uint32_t OfflineVolumeW(const char* name, const wchar_t* path, const void* group_guid);
+FARLO_API uint32_t OfflineVolumeA(const char* name, const char* path, const void* group_guid);
+FARLO_API uint32_t OfflineVolumeW(const char* name, const wchar_t* path, const void* group_guid);
 
 /* -------------------------------------------------------- identify volumes */
 
@@ -772,10 +902,10 @@ uint32_t OfflineVolumeW(const char* name, const wchar_t* path, const void* group
  *
  * Blocks: 45 s by name (two lookups), 25 s by GUID string.
  */
-uint32_t GetDgVolumeGuidA(opal_handle handle, const char* name, const char* guid,
-                          const char* device, char* volume_guid);
-uint32_t GetDgVolumeGuidW(opal_handle handle, const wchar_t* name, const char* guid,
-                          const wchar_t* device, char* volume_guid);
+FARLO_API uint32_t GetDgVolumeGuidA(opal_handle handle, const char* name, const char* guid,
+                                    const char* device, char* volume_guid);
+FARLO_API uint32_t GetDgVolumeGuidW(opal_handle handle, const wchar_t* name, const char* guid,
+                                    const wchar_t* device, char* volume_guid);
 
 /* The buffer of GetVolumeNameForSerialNumber, in bytes. */
 #define FARLO_VOLUME_NAME_BUFFER_SIZE 1656u
@@ -799,12 +929,12 @@ uint32_t GetDgVolumeGuidW(opal_handle handle, const wchar_t* name, const char* g
  *
  * Blocks: 25 s.
  */
-uint32_t GetVolumeNameForSerialNumberA(opal_handle handle, const char* name, const char* guid,
-                                       uint32_t serial_number, wchar_t* volume_name,
-                                       uint32_t* size);
-uint32_t GetVolumeNameForSerialNumberW(opal_handle handle, const wchar_t* name, const char* guid,
-                                       uint32_t serial_number, wchar_t* volume_name,
-                                       uint32_t* size);
+FARLO_API uint32_t GetVolumeNameForSerialNumberA(opal_handle handle, const char* name,
+                                                 const char* guid, uint32_t serial_number,
+                                                 wchar_t* volume_name, uint32_t* size);
+FARLO_API uint32_t GetVolumeNameForSerialNumberW(opal_handle handle, const wchar_t* name,
+                                                 const char* guid, uint32_t serial_number,
+                                                 wchar_t* volume_name, uint32_t* size);
 
 /* ----------------------------------------------------- refresh mount paths */
 
@@ -820,8 +950,8 @@ uint32_t GetVolumeNameForSerialNumberW(opal_handle handle, const wchar_t* name, 
  *
  * Blocks: no pauses.
  */
-uint32_t FFUpdateMountPathA(opal_handle handle, const char* name);
-uint32_t FFUpdateMountPathW(opal_handle handle, const wchar_t* name);
+FARLO_API uint32_t FFUpdateMountPathA(opal_handle handle, const char* name);
+FARLO_API uint32_t FFUpdateMountPathW(opal_handle handle, const wchar_t* name);
 
 /* ---------------------------------------------------------- identify disks */
 
@@ -847,10 +977,10 @@ uint32_t FFUpdateMountPathW(opal_handle handle, const wchar_t* name);
  *
  * Blocks: no pauses.
  */
-uint32_t GetDiskTypeAndSignatureA(const char* path, uint32_t* signature, uint8_t* disk_guid,
-                                  uint32_t* style);
-uint32_t GetDiskTypeAndSignatureW(const wchar_t* path, uint32_t* signature, uint8_t* disk_guid,
-                                  uint32_t* style);
+FARLO_API uint32_t GetDiskTypeAndSignatureA(const char* path, uint32_t* signature,
+                                            uint8_t* disk_guid, uint32_t* style);
+FARLO_API uint32_t GetDiskTypeAndSignatureW(const wchar_t* path, uint32_t* signature,
+                                            uint8_t* disk_guid, uint32_t* style);
 
 /*
  * The identity of the disk of a group's first volume. The group is named by its name and
@@ -867,10 +997,10 @@ uint32_t GetDiskTypeAndSignatureW(const wchar_t* path, uint32_t* signature, uint
  *
  * Blocks: 25 s.
  */
-uint32_t GetFirstVolumesDiskIDA(opal_handle handle, const char* name, uint32_t* disk_id,
-                                uint32_t* style);
-uint32_t GetFirstVolumesDiskIDW(opal_handle handle, const wchar_t* name, uint32_t* disk_id,
-                                uint32_t* style);
+FARLO_API uint32_t GetFirstVolumesDiskIDA(opal_handle handle, const char* name, uint32_t* disk_id,
+                                          uint32_t* style);
+FARLO_API uint32_t GetFirstVolumesDiskIDW(opal_handle handle, const wchar_t* name,
+                                          uint32_t* disk_id, uint32_t* style);
 
 /* ---------------------------------------------------- check clusterability */
 
@@ -886,19 +1016,27 @@ uint32_t GetFirstVolumesDiskIDW(opal_handle handle, const wchar_t* name, uint32_
  *
  * Blocks: no pauses.
  */
-uint8_t IsStorageClusterable(opal_handle handle, uint32_t style, uint32_t signature,
-                             const uint8_t* disk_guid);
+FARLO_API uint8_t IsStorageClusterable(opal_handle handle, uint32_t style, uint32_t signature,
+                                       const uint8_t* disk_guid);
 
-/* Whether the disk group of a volume has a type, in the service's own numbers.
- * `volume_name` is the service's "volumename" of the volume, not its device name; one
- * that is too long for a query (some 2000 characters) is a failure. Returns 1 or 0; 0
- * for every failure. Blocks: no pauses. */
-uint8_t IsVolumeOfSpecifiedDgType(opal_handle handle, const wchar_t* volume_name, uint32_t type);
+/*
+ * Whether the disk group of a volume has a type, in the service's own numbers
+ * (FARLO_DG_TYPE_). `volume_name` is the service's "volumename" of the volume, not its
+ * device name; one that is too long for a query (some 2000 characters) is a failure.
+ * Returns 1 or 0; 0 for every failure.
+ *
+ * Blocks: no pauses.
+ */
+FARLO_API uint8_t IsVolumeOfSpecifiedDgType(opal_handle handle, const wchar_t* volume_name,
+                                            uint32_t type);
 
-/* Whether the disk group of a volume is a cluster-shared one (type 8) that is shared.
- * `volume_name` is as for IsVolumeOfSpecifiedDgType. Returns 1 or 0; 0 for every
- * failure. Blocks: no pauses. */
-uint8_t IsVolumeClusterable(opal_handle handle, const wchar_t* volume_name);
+/*
+ * Whether the disk group of a volume is a cluster-shared one (type 8) that is shared.
+ * `volume_name` is as for IsVolumeOfSpecifiedDgType. Returns 1 or 0; 0 for every failure.
+ *
+ * Blocks: no pauses.
+ */
+FARLO_API uint8_t IsVolumeClusterable(opal_handle handle, const wchar_t* volume_name);
 
 /*
  * The GUID string of the cluster-shared disk group (type 8) that a volume belongs to.
@@ -913,8 +1051,8 @@ uint8_t IsVolumeClusterable(opal_handle handle, const wchar_t* volume_name);
  *
  * Blocks: no pauses.
  */
-uint32_t GetClusterSharedDgGuidA(opal_handle handle, const char* device, char* guid);
-uint32_t GetClusterSharedDgGuidW(opal_handle handle, const wchar_t* device, char* guid);
+FARLO_API uint32_t GetClusterSharedDgGuidA(opal_handle handle, const char* device, char* guid);
+FARLO_API uint32_t GetClusterSharedDgGuidW(opal_handle handle, const wchar_t* device, char* guid);
 
 /* -------------------------------------------------------- clean up folders */
 
@@ -926,7 +1064,7 @@ uint32_t GetClusterSharedDgGuidW(opal_handle handle, const wchar_t* device, char
  *
  * Blocks: no pauses.
  */
-uint32_t CheckOSVersionAndReg(void);
+FARLO_API uint32_t CheckOSVersionAndReg(void);
 
 /*
  * Removes the empty subfolders of a folder, and theirs. These are left alone: the folder
@@ -944,7 +1082,7 @@ uint32_t CheckOSVersionAndReg(void);
  *
  * Blocks: no pauses.
  */
-uint32_t DeleteVMMSFolder(const wchar_t* folder);
+FARLO_API uint32_t DeleteVMMSFolder(const wchar_t* folder);
 
 /* ----------------------------------------------------------------- records */
 
@@ -994,9 +1132,9 @@ typedef struct VolInfo {
     wchar_t mount_points[261];
     uint32_t type;       /* "type", in the service's own numbers */
     uint8_t reserved[4]; /* never written */
-    /* "ztvmstate", the service's own 32 bits, sign-extended. In lists of unusable
-     * volumes with the bit FARLO_VOLUME_UNUSABLE; when the state could not be read, that
-     * bit is set in the buffer's contents. */
+    /* "ztvmstate", the service's own 32 bits (FARLO_VOLUME_STATE_), sign-extended. In lists
+     * of unusable volumes with the bit FARLO_VOLUME_UNUSABLE; when the state could not be read,
+     * that bit is set in the buffer's contents. */
     int64_t state;
     uint64_t size; /* "size": bytes */
 } VolInfo;
@@ -1094,10 +1232,10 @@ FARLO_FIELD_AT(DgDiskList, disk_count, 0);
  *
  * Blocks: 25 s.
  */
-uint32_t GetDgPropertiesA(opal_handle handle, const char* name, const char* guid, DgInfo* record,
-                          uint32_t* size);
-uint32_t GetDgPropertiesW(opal_handle handle, const wchar_t* name, const char* guid, DgInfo* record,
-                          uint32_t* size);
+FARLO_API uint32_t GetDgPropertiesA(opal_handle handle, const char* name, const char* guid,
+                                    DgInfo* record, uint32_t* size);
+FARLO_API uint32_t GetDgPropertiesW(opal_handle handle, const wchar_t* name, const char* guid,
+                                    DgInfo* record, uint32_t* size);
 
 /*
  * The light record of a cluster disk group: the signature of its first disk, and its
@@ -1107,12 +1245,14 @@ uint32_t GetDgPropertiesW(opal_handle handle, const wchar_t* name, const char* g
  *            farlo_dg_vol_info_prepare before each call.
  *   size     as for GetDgProperties; the same whether or not the group has a disk
  *
- * Statuses, Blocks: as GetDgProperties.
+ * Statuses: as GetDgProperties.
+ *
+ * Blocks: 25 s.
  */
-uint32_t GetDgVolPropertiesA(opal_handle handle, const char* name, const char* guid,
-                             DgVolInfo* record, uint32_t* size);
-uint32_t GetDgVolPropertiesW(opal_handle handle, const wchar_t* name, const char* guid,
-                             DgVolInfo* record, uint32_t* size);
+FARLO_API uint32_t GetDgVolPropertiesA(opal_handle handle, const char* name, const char* guid,
+                                       DgVolInfo* record, uint32_t* size);
+FARLO_API uint32_t GetDgVolPropertiesW(opal_handle handle, const wchar_t* name, const char* guid,
+                                       DgVolInfo* record, uint32_t* size);
 
 /*
  * The record of a volume: the disks that its subdisks are on, and the volume itself.
@@ -1138,10 +1278,10 @@ uint32_t GetDgVolPropertiesW(opal_handle handle, const wchar_t* name, const char
  *
  * Blocks: no pauses.
  */
-uint32_t GetVolPropertiesA(opal_handle handle, const char* device, VolPropInfo* record,
-                           uint32_t* size);
-uint32_t GetVolPropertiesW(opal_handle handle, const wchar_t* device, VolPropInfo* record,
-                           uint32_t* size);
+FARLO_API uint32_t GetVolPropertiesA(opal_handle handle, const char* device, VolPropInfo* record,
+                                     uint32_t* size);
+FARLO_API uint32_t GetVolPropertiesW(opal_handle handle, const wchar_t* device, VolPropInfo* record,
+                                     uint32_t* size);
 
 /*
  * The record of one volume of a cluster disk group.
@@ -1156,10 +1296,10 @@ uint32_t GetVolPropertiesW(opal_handle handle, const wchar_t* device, VolPropInf
  *
  * Blocks: 25 s.
  */
-uint32_t GetDgVolumePropertiesA(opal_handle handle, const char* name, const char* guid,
-                                const char* device, VolInfo* record, uint32_t* size);
-uint32_t GetDgVolumePropertiesW(opal_handle handle, const wchar_t* name, const char* guid,
-                                const wchar_t* device, VolInfo* record, uint32_t* size);
+FARLO_API uint32_t GetDgVolumePropertiesA(opal_handle handle, const char* name, const char* guid,
+                                          const char* device, VolInfo* record, uint32_t* size);
+FARLO_API uint32_t GetDgVolumePropertiesW(opal_handle handle, const wchar_t* name, const char* guid,
+                                          const wchar_t* device, VolInfo* record, uint32_t* size);
 
 /*
  * The disks of a disk group of any type. Signatures are the disks' own: none is formed.
@@ -1167,17 +1307,27 @@ uint32_t GetDgVolumePropertiesW(opal_handle handle, const wchar_t* name, const c
  *   record   receives the list; NULL asks for the size
  *   size     as for GetDgProperties
  *
- * Statuses, Blocks: as GetDgProperties.
+ * Statuses: as GetDgProperties.
+ *
+ * Blocks: 25 s.
  */
-uint32_t GetDgDiskPropertiesA(opal_handle handle, const char* name, const char* guid,
-                              DgDiskList* record, uint32_t* size);
-uint32_t GetDgDiskPropertiesW(opal_handle handle, const wchar_t* name, const char* guid,
-                              DgDiskList* record, uint32_t* size);
+FARLO_API uint32_t GetDgDiskPropertiesA(opal_handle handle, const char* name, const char* guid,
+                                        DgDiskList* record, uint32_t* size);
+FARLO_API uint32_t GetDgDiskPropertiesW(opal_handle handle, const wchar_t* name, const char* guid,
+                                        DgDiskList* record, uint32_t* size);
 
 /* --------------------------------------------------------- monitor volumes */
 
+/* Bits of a volume's state. They are the service's own, the library passes them through, and
+ * there may be others. OFFLINE is known from the lab's service: bringing a volume online
+ * clears it, taking it offline sets it. The library itself tests only whether one of the
+ * bits of UNUSABLE is set (GetUnusableVolumesInfo). */
+#define FARLO_VOLUME_STATE_OFFLINE 0x20u
+#define FARLO_VOLUME_STATE_UNUSABLE 0x134u /* 0x4, 0x10, 0x20 and 0x100 */
+
 /*
- * The state of one volume of a cluster disk group, in the service's own bits.
+ * The state of one volume of a cluster disk group, in the service's own bits
+ * (FARLO_VOLUME_STATE_).
  *
  *   device   as for GetDgVolumeProperties
  *   state    receives the state; 0 when the service reports none
@@ -1188,10 +1338,10 @@ uint32_t GetDgDiskPropertiesW(opal_handle handle, const wchar_t* name, const cha
  *
  * Blocks: 25 s.
  */
-uint32_t GetDgVolumeStateA(opal_handle handle, const char* name, const char* guid,
-                           const char* device, uint32_t* state);
-uint32_t GetDgVolumeStateW(opal_handle handle, const wchar_t* name, const char* guid,
-                           const wchar_t* device, uint32_t* state);
+FARLO_API uint32_t GetDgVolumeStateA(opal_handle handle, const char* name, const char* guid,
+                                     const char* device, uint32_t* state);
+FARLO_API uint32_t GetDgVolumeStateW(opal_handle handle, const wchar_t* name, const char* guid,
+                                     const wchar_t* device, uint32_t* state);
 
 /* What GetDgVolumeStatus stores. */
 #define FARLO_VOLUME_STATUS_HEALTHY 36u
@@ -1219,18 +1369,18 @@ uint32_t GetDgVolumeStateW(opal_handle handle, const wchar_t* name, const char* 
  *
  * Blocks: 3 s (opening the device).
  */
-uint32_t GetDgVolumeStatusA(opal_handle handle, const char* guid, const uint8_t* volume_guid,
-                            uint32_t* status);
-uint32_t GetDgVolumeStatusW(opal_handle handle, const char* guid, const uint8_t* volume_guid,
-                            uint32_t* status);
+FARLO_API uint32_t GetDgVolumeStatusA(opal_handle handle, const char* guid,
+                                      const uint8_t* volume_guid, uint32_t* status);
+FARLO_API uint32_t GetDgVolumeStatusW(opal_handle handle, const char* guid,
+                                      const uint8_t* volume_guid, uint32_t* status);
 
 /* Set in the state of a record of a volume that cannot be used. */
 #define FARLO_VOLUME_UNUSABLE 0x20
 
 /*
  * The volumes of a cluster disk group that cannot be used, as consecutive VolInfo. A
- * volume is unusable when one of the bits 0x4, 0x10, 0x20 and 0x100 of its state is set,
- * or when the system's mount-point manager does not report a volume GUID name for it. So
+ * volume is unusable when one of the bits of FARLO_VOLUME_STATE_UNUSABLE is set in its
+ * state, or when the system's mount-point manager does not report a volume GUID name for it. So
  * every volume is unusable when the mount-point manager cannot be asked. Volumes of data
  * change objects are skipped. One volume that cannot be read fails the call
  * (FARLO_EXCEPTION).
@@ -1246,8 +1396,8 @@ uint32_t GetDgVolumeStatusW(opal_handle handle, const char* guid, const uint8_t*
  *
  * Blocks: 25 s.
  */
-uint32_t GetUnusableVolumesInfo(opal_handle handle, const wchar_t* name, const char* guid,
-                                VolInfo* records, uint32_t* count);
+FARLO_API uint32_t GetUnusableVolumesInfo(opal_handle handle, const wchar_t* name, const char* guid,
+                                          VolInfo* records, uint32_t* count);
 
 /*
  * The record of one volume of a cluster disk group, with FARLO_VOLUME_UNUSABLE in its
@@ -1265,8 +1415,8 @@ uint32_t GetUnusableVolumesInfo(opal_handle handle, const wchar_t* name, const c
  *
  * Blocks: 25 s.
  */
-uint32_t GetVolumeInfo(opal_handle handle, const wchar_t* name, const char* guid,
-                       const wchar_t* device, VolInfo* record, uint32_t* size);
+FARLO_API uint32_t GetVolumeInfo(opal_handle handle, const wchar_t* name, const char* guid,
+                                 const wchar_t* device, VolInfo* record, uint32_t* size);
 
 /* --------------------------------------------------------- record helpers */
 
@@ -1573,6 +1723,147 @@ typedef uint32_t (*GetUnusableVolumesInfo_fn)(opal_handle handle, const wchar_t*
                                               const char* guid, VolInfo* records, uint32_t* count);
 typedef uint32_t (*GetVolumeInfo_fn)(opal_handle handle, const wchar_t* name, const char* guid,
                                      const wchar_t* device, VolInfo* record, uint32_t* size);
+
+/* ------------------------------------------------------------ load the DLL */
+
+/* Each exported function, as X(NAME), in the order of their declarations. */
+#define FARLO_EXPORTS(X)                                                                           \
+    X(InitializeClusterW)                                                                          \
+    X(ValidateClusterW)                                                                            \
+    X(ValidateClusterA)                                                                            \
+    X(InitializeClusterA)                                                                          \
+    X(UnInitializeClusterA)                                                                        \
+    X(UnInitializeClusterW)                                                                        \
+    X(RegisterForAlerts)                                                                           \
+    X(GetDgGuidA)                                                                                  \
+    X(GetDgGuidW)                                                                                  \
+    X(GetNonClusterDgGuidA)                                                                        \
+    X(GetNonClusterDgGuidW)                                                                        \
+    X(GetDgNameW)                                                                                  \
+    X(GetDgNameListA)                                                                              \
+    X(GetDgNameListW)                                                                              \
+    X(GetNonClusterDgNameListA)                                                                    \
+    X(GetNonClusterDgNameListW)                                                                    \
+    X(OnlineDgExA)                                                                                 \
+    X(OnlineDgExW)                                                                                 \
+    X(OnlineDgA)                                                                                   \
+    X(OnlineDgW)                                                                                   \
+    X(ImportDgA)                                                                                   \
+    X(ImportDgW)                                                                                   \
+    X(OfflineDgA)                                                                                  \
+    X(OfflineDgW)                                                                                  \
+    X(DeportDgA)                                                                                   \
+    X(DeportDgW)                                                                                   \
+    X(ArbitrateDgA)                                                                                \
+    X(ArbitrateDgW)                                                                                \
+    X(StopDgReservationA)                                                                          \
+    X(StopDgReservationW)                                                                          \
+    X(GetDgReservationStatusA)                                                                     \
+    X(GetDgReservationStatusW)                                                                     \
+    X(ReleaseDgW)                                                                                  \
+    X(GetDgStateA)                                                                                 \
+    X(GetDgStateW)                                                                                 \
+    X(GetDgStateExW)                                                                               \
+    X(GetDiskStateA)                                                                               \
+    X(GetDiskStateW)                                                                               \
+    X(GetDgDiskAvailabilityA)                                                                      \
+    X(GetDgDiskAvailabilityW)                                                                      \
+    X(GetDgVolPlexStatesA)                                                                         \
+    X(GetDgVolPlexStatesW)                                                                         \
+    X(SetFastFailoverFlagW)                                                                        \
+    X(ClusterServiceStateA)                                                                        \
+    X(ClusterServiceStateW)                                                                        \
+    X(StartCVMClusterW)                                                                            \
+    X(StopCVMClusterW)                                                                             \
+    X(GetCVMClusterNodeStateW)                                                                     \
+    X(OnlineVolA)                                                                                  \
+    X(OnlineVolW)                                                                                  \
+    X(OfflineVolA)                                                                                 \
+    X(OfflineVolW)                                                                                 \
+    X(OfflineVolumeA)                                                                              \
+    X(OfflineVolumeW)                                                                              \
+    X(GetDgVolumeGuidA)                                                                            \
+    X(GetDgVolumeGuidW)                                                                            \
+    X(GetVolumeNameForSerialNumberA)                                                               \
+    X(GetVolumeNameForSerialNumberW)                                                               \
+    X(FFUpdateMountPathA)                                                                          \
+    X(FFUpdateMountPathW)                                                                          \
+    X(GetDiskTypeAndSignatureA)                                                                    \
+    X(GetDiskTypeAndSignatureW)                                                                    \
+    X(GetFirstVolumesDiskIDA)                                                                      \
+    X(GetFirstVolumesDiskIDW)                                                                      \
+    X(IsStorageClusterable)                                                                        \
+    X(IsVolumeOfSpecifiedDgType)                                                                   \
+    X(IsVolumeClusterable)                                                                         \
+    X(GetClusterSharedDgGuidA)                                                                     \
+    X(GetClusterSharedDgGuidW)                                                                     \
+    X(CheckOSVersionAndReg)                                                                        \
+    X(DeleteVMMSFolder)                                                                            \
+    X(GetDgPropertiesA)                                                                            \
+    X(GetDgPropertiesW)                                                                            \
+    X(GetDgVolPropertiesA)                                                                         \
+    X(GetDgVolPropertiesW)                                                                         \
+    X(GetVolPropertiesA)                                                                           \
+    X(GetVolPropertiesW)                                                                           \
+    X(GetDgVolumePropertiesA)                                                                      \
+    X(GetDgVolumePropertiesW)                                                                      \
+    X(GetDgDiskPropertiesA)                                                                        \
+    X(GetDgDiskPropertiesW)                                                                        \
+    X(GetDgVolumeStateA)                                                                           \
+    X(GetDgVolumeStateW)                                                                           \
+    X(GetDgVolumeStatusA)                                                                          \
+    X(GetDgVolumeStatusW)                                                                          \
+    X(GetUnusableVolumesInfo)                                                                      \
+    X(GetVolumeInfo)
+
+/* Pointers to all functions: farlo.OnlineDgW(handle, ...). */
+struct farlo_api {
+#define FARLO_API_MEMBER(name) name##_fn name;
+    FARLO_EXPORTS(FARLO_API_MEMBER)
+#undef FARLO_API_MEMBER
+};
+
+#ifdef _WIN32
+
+/* As <windows.h> declares them, which is not included here: HMODULE, FARPROC and the
+ * function itself. */
+#ifdef NO_STRICT
+typedef void* farlo_module;
+#else
+struct HINSTANCE__;
+typedef struct HINSTANCE__* farlo_module;
+#endif
+typedef intptr_t(__stdcall* farlo_proc)(void);
+__declspec(dllimport) farlo_proc __stdcall GetProcAddress(farlo_module module, const char* name);
+
+/*
+ * Stores pointers to all functions of a loaded farlo.dll. The caller keeps the DLL loaded as
+ * long as it uses them.
+ *
+ *   module   the HMODULE of LoadLibrary; NULL has no functions
+ *
+ * Returns NULL, or the name of the first function that the module does not export: it is
+ * not this version's farlo.dll. The pointers to all functions that it does not export are
+ * NULL then.
+ *
+ *   struct farlo_api farlo;
+ *   const char* missing = farlo_api_load(&farlo, LoadLibraryW(L"farlo.dll"));
+ *   if (missing == NULL) {
+ *       farlo.ValidateClusterW(&handle) ...
+ */
+static inline const char* farlo_api_load(struct farlo_api* api, farlo_module module) {
+    const char* missing = NULL;
+#define FARLO_API_ENTRY(name)                                                                      \
+    api->name = module != NULL ? (name##_fn)(void (*)(void))GetProcAddress(module, #name) : NULL;  \
+    if (api->name == NULL && missing == NULL) {                                                    \
+        missing = #name;                                                                           \
+    }
+    FARLO_EXPORTS(FARLO_API_ENTRY)
+#undef FARLO_API_ENTRY
+    return missing;
+}
+
+#endif
 
 #ifdef __cplusplus
 }
