@@ -17,9 +17,9 @@ using namespace support;
 
 std::vector<std::string> exported_names() {
     return {
-#define SAME(name) #name,
+#define EXPORT(name) #name,
 #include "api/exports.inc"
-#undef SAME
+#undef EXPORT
     };
 }
 
@@ -38,9 +38,9 @@ struct Entry {
 };
 std::vector<Entry> entries(const farlo_api& api) {
     return {
-#define SAME(name) {#name, reinterpret_cast<void*>(api.name)},
+#define EXPORT(name) {#name, reinterpret_cast<void*>(api.name)},
 #include "api/exports.inc"
-#undef SAME
+#undef EXPORT
     };
 }
 

@@ -7,7 +7,7 @@
 
 #include <type_traits>
 
-#define EXPORT(name)                                                                                 \
+#define EXPORT(name)                                                                               \
     static_assert(std::is_same_v<name##_fn, decltype(&(name))>, #name "_fn is not its type");      \
     static_assert(std::is_same_v<name##_fn, decltype(farlo_api::name)>, "farlo_api::" #name);
 #include "api/exports.inc"

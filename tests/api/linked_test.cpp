@@ -14,9 +14,9 @@ TEST(Linked, CallsEachFunctionDirectly) {
     ASSERT_NE(module, nullptr) << "the program does not import farlo.dll";
     farlo_api loaded;
     ASSERT_EQ(farlo_api_load(&loaded, module), nullptr);
-#define SAME(name) EXPECT_EQ(&(name), loaded.name) << #name;
+#define EXPORT(name) EXPECT_EQ(&(name), loaded.name) << #name;
 #include "api/exports.inc"
-#undef SAME
+#undef EXPORT
 }
 
 TEST(Linked, GetsTheStatusesOfTheDll) {
