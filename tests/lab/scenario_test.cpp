@@ -323,6 +323,39 @@ TEST(ScenarioError, InNarrowStringsIsReported) {
               "2: the ANSI code page lacks a character of the string");
 }
 
+using ScenarioFaults = lab_tests::StoreTest;
+
+TEST_F(ScenarioFaults, ReportsErrorsInNodesAndReservationsWithLine) {
+    const struct {
+        const char* json;
+        const char* reason;
+    } rows[] = {
+        {"{\"node\": {\n\"start_role\": 0}}", "2: the role of a node that runs cannot be 0"},
+        {"{\"node\": {\n\"stop_seconds\": -1}}", nullptr},
+        {"{\"node\": {\n\"reservation_key\": \"x\"}}", nullptr},
+        {"{\"disk_groups\": [{\"name\": \"d\", \"dgid\": \"g\",\n\"reservation\": {}}]}",
+         "2: \"owner\" is missing"},
+        {"{\"disk_groups\": [{\"name\": \"d\", \"dgid\": \"g\",\n\"reservation\": {\"owner\": "
+         "\"\"}}]}",
+         "2: the owner of a reservation must be a node's name"},
+        {"{\"disk_groups\": [{\"name\": \"d\", \"dgid\": \"g\",\n\"reservation\": {\"owner\": "
+         "\"n\", \"lost\": true}}]}",
+         "2: unknown key \"lost\""},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.json);
+        try {
+            load(row.json);
+            ADD_FAILURE() << "it was taken";
+        } catch (const lab::ScenarioError& error) {
+            EXPECT_EQ(std::string(error.what()).substr(0, 3), "2: ");
+            if (row.reason != nullptr) {
+                EXPECT_STREQ(error.what(), row.reason);
+            }
+        }
+    }
+}
+
 class ScenarioFile : public lab_tests::StoreTest {
   protected:
     static std::string fault_of_file(const std::wstring& path) {

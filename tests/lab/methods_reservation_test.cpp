@@ -1,4 +1,4 @@
-// Reservations, disk availability, cluster settings, and errors in scenarios.
+// Arbitration for disk groups, and the end and state of reservations.
 #include "lab/store_fixture.h"
 #include "store/methods.h"
 
@@ -113,85 +113,6 @@ TEST_F(Reservations, ReportChanges) {
     EXPECT_EQ(
         reported,
         (Reported{{"free", "defended", "given up", "ours", "late"}, {"free"}, {"gone"}, {"late"}}));
-}
-
-class DiskHealth : public lab_tests::StoreTest {
-  protected:
-    opal_status count(const std::string& guid) {
-        return call("service", zt_cluster_service_interface, ZTMETHOD_CLUSSVCOP_DISKAVAIB,
-                    {{"Dgname", lab::wide_value(L"ignored")}, {"Dgguid", lab::text_value(guid)}});
-    }
-};
-
-TEST_F(DiskHealth, CountsLiveDisks) {
-    load(R"({"disk_groups": [
-        {"name": "dg1", "dgid": "id-1", "disks": [
-            {"name": "good"}, {"name": "missing", "state": 1}, {"name": "failed", "state": 2},
-            {"name": "both", "state": 3}, {"name": "odd", "state": 4}]},
-        {"name": "dg2", "dgid": "id-2"},
-        {"name": "dg3", "dgid": "id-3", "disks": [{"name": "other"}]}]})");
-    EXPECT_EQ(count("ID-1"), ZTSTATUS_OK);
-    EXPECT_EQ(results(), R"({"total_disks": UINT32 5, "live_disks": UINT32 2})");
-    EXPECT_EQ(count("id-2"), ZTSTATUS_OK);
-    EXPECT_EQ(results(), R"({"total_disks": UINT32 0, "live_disks": UINT32 0})");
-    EXPECT_EQ(count("id-9"), lab::status_no_such_group);
-    EXPECT_EQ(store->set_property(id("good"), {"ztvmstate", lab::uint32_value(2)}), ZTSTATUS_OK);
-    EXPECT_EQ(count("id-1"), ZTSTATUS_OK);
-    EXPECT_EQ(results(), R"({"total_disks": UINT32 5, "live_disks": UINT32 1})");
-}
-
-using ClusterState = lab_tests::StoreTest;
-
-TEST_F(ClusterState, IsStoredAsProperties) {
-    load(R"({"disk_groups": [{"name": "dg1", "dgid": "id-1"}]})");
-    EXPECT_EQ(property("dg1", "FastFailoverFlag"), "");
-    EXPECT_EQ(call("dg1", zt_volume_manager_interface, ZTMETHOD_DGOP_SETFASTFAILOVERFLAG,
-                   {{"FastFailoverFlag", lab::uint32_value(9)}}),
-              ZTSTATUS_OK);
-    EXPECT_EQ(property("dg1", "FastFailoverFlag"), "UINT32 9");
-    EXPECT_EQ(call("service", zt_volume_manager_interface, ZTMETHOD_DGOP_CLUSTERSERVICESTATE,
-                   {{"ServiceState", lab::uint32_value(4)}}),
-              ZTSTATUS_OK);
-    EXPECT_EQ(property("service", "ServiceState"), "UINT32 4");
-    EXPECT_EQ(call("dg1", zt_volume_manager_interface, ZTMETHOD_DGOP_SETFASTFAILOVERFLAG,
-                   {{"FastFailoverFlag", lab::boolean_value(true)}}),
-              lab::status_missing_parameter);
-    EXPECT_EQ(call("service", zt_volume_manager_interface, ZTMETHOD_DGOP_CLUSTERSERVICESTATE, {}),
-              lab::status_missing_parameter);
-    EXPECT_EQ(property("dg1", "FastFailoverFlag"), "UINT32 9");
-}
-
-using ScenarioFaults = lab_tests::StoreTest;
-
-TEST_F(ScenarioFaults, ReportsErrorsInNodesAndReservationsWithLine) {
-    const struct {
-        const char* json;
-        const char* reason;
-    } rows[] = {
-        {"{\"node\": {\n\"start_role\": 0}}", "2: the role of a node that runs cannot be 0"},
-        {"{\"node\": {\n\"stop_seconds\": -1}}", nullptr},
-        {"{\"node\": {\n\"reservation_key\": \"x\"}}", nullptr},
-        {"{\"disk_groups\": [{\"name\": \"d\", \"dgid\": \"g\",\n\"reservation\": {}}]}",
-         "2: \"owner\" is missing"},
-        {"{\"disk_groups\": [{\"name\": \"d\", \"dgid\": \"g\",\n\"reservation\": {\"owner\": "
-         "\"\"}}]}",
-         "2: the owner of a reservation must be a node's name"},
-        {"{\"disk_groups\": [{\"name\": \"d\", \"dgid\": \"g\",\n\"reservation\": {\"owner\": "
-         "\"n\", \"lost\": true}}]}",
-         "2: unknown key \"lost\""},
-    };
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.json);
-        try {
-            load(row.json);
-            ADD_FAILURE() << "it was taken";
-        } catch (const lab::ScenarioError& error) {
-            EXPECT_EQ(std::string(error.what()).substr(0, 3), "2: ");
-            if (row.reason != nullptr) {
-                EXPECT_STREQ(error.what(), row.reason);
-            }
-        }
-    }
 }
 
 }  // namespace
