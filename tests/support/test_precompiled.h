@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
-// In C++20 each source would compile the members of these classes again. precompiled.cpp does it
-// once.
+// In C++20 each source would compile the members of these classes again. test_precompiled.cpp does
+// it once.
 extern template class std::basic_string<char>;
 extern template class std::basic_string<wchar_t>;
 extern template class std::vector<std::string>;

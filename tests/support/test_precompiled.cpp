@@ -1,4 +1,4 @@
-#include "support/precompiled.h"
+#include "support/test_precompiled.h"
 
 template class std::basic_string<char>;
 template class std::basic_string<wchar_t>;
