@@ -41,10 +41,10 @@ void feed_driver(lab::ControlDevice& control) {
     std::vector<lab_dm_group> groups(10);
     for (std::size_t i = 0; i < groups.size(); ++i) {
         groups[i].id[0] = static_cast<std::uint8_t>(i + 1);
-        std::snprintf(groups[i].guid_text, sizeof groups[i].guid_text, "other-%zu", i);
+        std::snprintf(groups[i].guid_string, sizeof groups[i].guid_string, "other-%zu", i);
         groups[i].flags = LAB_DM_GROUP_IMPORTED;
     }
-    std::strcpy(groups.back().guid_text, driver_group);
+    std::strcpy(groups.back().guid_string, driver_group);
     bench::require(control && control.forget() == 0 && control.set_groups(groups) == 0,
                    "the driver cannot be sent disk groups");
 }

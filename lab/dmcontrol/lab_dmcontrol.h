@@ -49,10 +49,10 @@ extern "C" {
 #define LAB_DM_GONE 0x80000000u /* the object no longer exists */
 
 typedef struct lab_dm_group {
-    uint8_t id[16];      /* the service's object id */
-    uint8_t guid[16];    /* `guid_text` in binary; zero if that is not a GUID */
-    char guid_text[256]; /* NUL-terminated; compared ignoring case */
-    uint32_t flags;      /* LAB_DM_GROUP_*, or LAB_DM_GONE */
+    uint8_t id[16];        /* the service's object id */
+    uint8_t guid[16];      /* `guid_string` in binary; zero if that is not a GUID */
+    char guid_string[256]; /* NUL-terminated; compared ignoring case */
+    uint32_t flags;        /* LAB_DM_GROUP_*, or LAB_DM_GONE */
 } lab_dm_group;
 
 typedef struct lab_dm_volume {

@@ -87,13 +87,13 @@ static void remove_entry(struct table* table, const uint8_t id[16]) {
 
 /* The values to find an entry by. */
 struct sought {
-    const char* text;
+    const char* string;
     const uint8_t* guid;
     const uint8_t* group_id; /* of volumes */
 };
 
-static BOOLEAN has_guid_text(const struct entry* group, const struct sought* sought) {
-    return _stricmp(group->group.guid_text, sought->text) == 0;
+static BOOLEAN has_guid_string(const struct entry* group, const struct sought* sought) {
+    return _stricmp(group->group.guid_string, sought->string) == 0;
 }
 
 static BOOLEAN has_group_guid(const struct entry* group, const struct sought* sought) {
@@ -101,7 +101,7 @@ static BOOLEAN has_group_guid(const struct entry* group, const struct sought* so
 }
 
 static BOOLEAN has_volume_name(const struct entry* volume, const struct sought* sought) {
-    return _stricmp(volume->volume.name, sought->text) == 0 &&
+    return _stricmp(volume->volume.name, sought->string) == 0 &&
            is_same(volume->volume.group_id, sought->group_id);
 }
 
@@ -129,8 +129,8 @@ static struct entry* find(const struct table* table,
     return NULL;
 }
 
-static struct entry* find_group(const char* guid_text) {
-    return find(&groups, has_guid_text, (struct sought){.text = guid_text});
+static struct entry* find_group(const char* guid_string) {
+    return find(&groups, has_guid_string, (struct sought){.string = guid_string});
 }
 
 /* Makes the entry an event for the service. */
@@ -167,7 +167,7 @@ void state_forget(void) {
 
 NTSTATUS state_set_groups(const lab_dm_group* records, ULONG count) {
     for (ULONG i = 0; i < count; ++i) {
-        if (!is_terminated(records[i].guid_text, sizeof records[i].guid_text)) {
+        if (!is_terminated(records[i].guid_string, sizeof records[i].guid_string)) {
             return STATUS_INVALID_PARAMETER;
         }
     }
@@ -241,10 +241,10 @@ ULONG state_take_events(lab_dm_event* events, ULONG capacity) {
     return count;
 }
 
-NTSTATUS state_group_flags(const char* guid_text, ULONG* flags) {
+NTSTATUS state_group_flags(const char* guid_string, ULONG* flags) {
     NTSTATUS status = STATUS_OBJECT_NAME_NOT_FOUND;
     ExAcquireFastMutex(&lock);
-    const struct entry* group = find_group(guid_text);
+    const struct entry* group = find_group(guid_string);
     if (group != NULL) {
         *flags = group->group.flags;
         status = STATUS_SUCCESS;
@@ -253,10 +253,10 @@ NTSTATUS state_group_flags(const char* guid_text, ULONG* flags) {
     return status;
 }
 
-NTSTATUS state_release_group(const char* guid_text) {
+NTSTATUS state_release_group(const char* guid_string) {
     NTSTATUS status = STATUS_OBJECT_NAME_NOT_FOUND;
     ExAcquireFastMutex(&lock);
-    struct entry* group = find_group(guid_text);
+    struct entry* group = find_group(guid_string);
     if (group != NULL) {
         if ((group->group.flags & LAB_DM_GROUP_RESERVED) != 0) {
             group->group.flags &= ~LAB_DM_GROUP_RESERVED;
@@ -268,11 +268,11 @@ NTSTATUS state_release_group(const char* guid_text) {
     return status;
 }
 
-NTSTATUS state_volume_flags(const char* group_guid_text, const uint8_t guid[16], ULONG* group_flags,
-                            ULONG* volume_flags) {
+NTSTATUS state_volume_flags(const char* group_guid_string, const uint8_t guid[16],
+                            ULONG* group_flags, ULONG* volume_flags) {
     NTSTATUS status = STATUS_OBJECT_NAME_NOT_FOUND;
     ExAcquireFastMutex(&lock);
-    const struct entry* group = find_group(group_guid_text);
+    const struct entry* group = find_group(group_guid_string);
     const struct entry* volume =
         group != NULL
             ? find(&volumes, has_volume_guid, (struct sought){.guid = guid, .group_id = group->id})
@@ -290,10 +290,10 @@ NTSTATUS state_volume_offline(const uint8_t group_guid[16], const char* name) {
     NTSTATUS status = STATUS_OBJECT_NAME_NOT_FOUND;
     ExAcquireFastMutex(&lock);
     const struct entry* group = find(&groups, has_group_guid, (struct sought){.guid = group_guid});
-    struct entry* volume =
-        group != NULL
-            ? find(&volumes, has_volume_name, (struct sought){.text = name, .group_id = group->id})
-            : NULL;
+    struct entry* volume = group != NULL
+                               ? find(&volumes, has_volume_name,
+                                      (struct sought){.string = name, .group_id = group->id})
+                               : NULL;
     if (volume != NULL) {
         volume->volume.flags &= ~LAB_DM_VOLUME_HEALTHY;
         mark_changed(volume);

@@ -22,10 +22,10 @@ ULONG state_take_events(lab_dm_event* events, ULONG capacity);
 
 /* The requests of dmcontrol.h. Each function returns the native status of its request.
  * Strings are NUL-terminated. */
-NTSTATUS state_group_flags(const char* guid_text, ULONG* flags);
-NTSTATUS state_release_group(const char* guid_text);
-NTSTATUS state_volume_flags(const char* group_guid_text, const uint8_t guid[16], ULONG* group_flags,
-                            ULONG* volume_flags);
+NTSTATUS state_group_flags(const char* guid_string, ULONG* flags);
+NTSTATUS state_release_group(const char* guid_string);
+NTSTATUS state_volume_flags(const char* group_guid_string, const uint8_t guid[16],
+                            ULONG* group_flags, ULONG* volume_flags);
 NTSTATUS state_volume_offline(const uint8_t group_guid[16], const char* name);
 
 #endif

@@ -1,6 +1,6 @@
 #include "store/json_file.h"
 
-#include "store/text.h"
+#include "store/string_conversions.h"
 
 #include <cerrno>
 #include <cstdio>

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "store/model.h"
-#include "store/text.h"
+#include "store/string_conversions.h"
 #include "ztservice.h"
 
 #include <string>

@@ -1,6 +1,6 @@
 #include "store/model.h"
 
-#include "store/text.h"
+#include "store/string_conversions.h"
 
 #include <windows.h>
 
@@ -47,7 +47,7 @@ bool text_form(const Value& value, std::wstring& text) {
             } else if constexpr (std::is_same_v<T, std::wstring>) {
                 text = element;
             } else if constexpr (std::is_same_v<T, GUID>) {
-                text = widen_ansi(guid_text(element));
+                text = widen_ansi(guid_string(element));
             } else {
                 return false;
             }

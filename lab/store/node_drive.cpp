@@ -1,7 +1,7 @@
 #include "store/node_drive.h"
 
 #include "store/locks.h"
-#include "store/text.h"
+#include "store/string_conversions.h"
 
 #include <windows.h>
 

@@ -5,7 +5,7 @@
 #include "store/node_drive.h"
 #include "store/scenario_members.h"
 #include "store/scenario_values.h"
-#include "store/text.h"
+#include "store/string_conversions.h"
 #include "ztservice.h"
 
 #include <functional>

@@ -1,7 +1,7 @@
 #include "store/scenario_values.h"
 
 #include "store/scenario_members.h"
-#include "store/text.h"
+#include "store/string_conversions.h"
 
 #include <cstdint>
 #include <cstdio>

@@ -1,7 +1,7 @@
 #include "store/store.h"
 
 #include "store/methods.h"
-#include "store/text.h"
+#include "store/string_conversions.h"
 
 #include <cstdio>
 

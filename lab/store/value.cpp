@@ -100,7 +100,7 @@ class Renderer {
     std::string operator()(const Bytes& value) const {
         return hex_text(value.data(), value.size());
     }
-    std::string operator()(const GUID& value) const { return guid_text(value); }
+    std::string operator()(const GUID& value) const { return guid_string(value); }
     std::string operator()(const opal_objid& value) const {
         return "@" + m_name_of(value, m_context);
     }
@@ -127,7 +127,7 @@ class Renderer {
 
 }  // namespace
 
-std::string guid_text(const GUID& guid) {
+std::string guid_string(const GUID& guid) {
     char text[40];
     std::snprintf(text, sizeof text, "{%08lx-%04x-%04x-%02x%02x-%02x%02x%02x%02x%02x%02x}",
                   guid.Data1, guid.Data2, guid.Data3, guid.Data4[0], guid.Data4[1], guid.Data4[2],

@@ -50,7 +50,7 @@ struct Property {
 };
 
 // "{xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx}" in lower-case hexadecimal.
-std::string guid_text(const GUID& guid);
+std::string guid_string(const GUID& guid);
 
 // Two lower-case hexadecimal digits per byte.
 std::string hex_text(const std::uint8_t* bytes, std::size_t size);

@@ -362,7 +362,7 @@ opal_status PrCallDispatch(opal_connection connection, const opal_objid* target,
     call.write_down(
         [&] {
             return object_text(target) + " " +
-                   (interface_id != nullptr ? guid_text(*interface_id) : "NULL") + " " +
+                   (interface_id != nullptr ? guid_string(*interface_id) : "NULL") + " " +
                    std::to_string(major) + "." + std::to_string(minor) + " " + set_text(input) +
                    " " + std::to_string(reserved1) + "," + std::to_string(reserved2) + "," +
                    std::to_string(reserved3) + "," + std::to_string(reserved4);

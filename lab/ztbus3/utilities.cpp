@@ -1,6 +1,6 @@
 // The bus's alerts, messages and utilities.
 #include "store/locks.h"
-#include "store/text.h"
+#include "store/string_conversions.h"
 #include "store/value.h"
 #include "ztbus3/faulty_call.h"
 #include "ztbus3/live.h"
@@ -157,7 +157,7 @@ char* ZtGUIDToString(const GUID* guid) {
     if (is_withheld(Function::ZtGUIDToString) || guid == nullptr) {
         return nullptr;
     }
-    return copy_of(guid_text(*guid).c_str());
+    return copy_of(guid_string(*guid).c_str());
 }
 
 void* _ZtAlloc(size_t size) {

@@ -1,7 +1,7 @@
 #include "ztsvc/kernel_feed.h"
 
 #include "store/group_reservation.h"
-#include "store/text.h"
+#include "store/string_conversions.h"
 #include "store/volume_state_bits.h"
 #include "ztservice.h"
 
@@ -52,7 +52,7 @@ lab_dm_group group_record(const Object& group, const std::wstring& node) {
     lab_dm_group record{};
     std::memcpy(record.id, group.id.bytes, sizeof record.id);
     const std::string guid = group.narrow_text("dgid");
-    if (group.hidden || guid.empty() || !copy(record.guid_text, guid)) {
+    if (group.hidden || guid.empty() || !copy(record.guid_string, guid)) {
         record.flags = LAB_DM_GONE;
         return record;
     }

@@ -1,7 +1,7 @@
 // ztsvc: the lab's storage service, on a loopback port.
 #include "drivers/driver_service.h"
 #include "store/scenario.h"
-#include "store/text.h"
+#include "store/string_conversions.h"
 #include "ztsvc/kernel_feed.h"
 #include "ztsvc/server.h"
 

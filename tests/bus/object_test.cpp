@@ -96,7 +96,7 @@ TEST_F(Object, GetObjectsByQueryReturnsFailureWithoutTrace) {
     EXPECT_EQ(names(found), (Names{L"v1", L"v2"}));
 }
 
-TEST_F(Object, QueryTextInsertsValueWithoutQuotes) {
+TEST_F(Object, QueryStringInsertsValueWithoutQuotes) {
     QueryString query;
     ASSERT_TRUE(query);
     EXPECT_TRUE(query.format(ZTTYPE_VOLUME, "DEVICE NAME", L"dev 1"));
@@ -125,7 +125,7 @@ TEST_F(Object, SendsQuotesInValueToService) {
     EXPECT_EQ(found.size(), 1u);
 }
 
-TEST_F(Object, QueryTextRejectsValueThatDoesNotFit) {
+TEST_F(Object, QueryStringRejectsValueThatDoesNotFit) {
     QueryString query;
     const std::size_t front = std::wcslen(L"SELECT FROM t where \"p\" EQ ");
     EXPECT_TRUE(query.format("t", "p", std::wstring(2047 - front, L'v').c_str()));

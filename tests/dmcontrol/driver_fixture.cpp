@@ -40,7 +40,7 @@ lab_dm_group DriverTest::group(std::uint8_t number, std::uint32_t flags) {
     lab_dm_group group{};
     group.id[0] = number;
     std::memset(group.guid, number, sizeof group.guid);
-    std::snprintf(group.guid_text, sizeof group.guid_text, "group-%u", number);
+    std::snprintf(group.guid_string, sizeof group.guid_string, "group-%u", number);
     group.flags = flags;
     return group;
 }
@@ -55,9 +55,10 @@ lab_dm_volume DriverTest::volume(std::uint8_t number, std::uint8_t group, std::u
     return volume;
 }
 
-dm_reservation_request* DriverTest::group_record(const char* guid_text, std::uint32_t reservation) {
+dm_reservation_request* DriverTest::group_record(const char* guid_string,
+                                                 std::uint32_t reservation) {
     m_group_record = std::make_unique<dm_reservation_request>();
-    std::strcpy(m_group_record->group_guid, guid_text);
+    std::strcpy(m_group_record->group_guid, guid_string);
     m_group_record->reservation = reservation;
     return m_group_record.get();
 }

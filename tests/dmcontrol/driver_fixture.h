@@ -45,7 +45,7 @@ class DriverTest : public testing::Test {
     static lab_dm_volume volume(std::uint8_t number, std::uint8_t group, std::uint32_t flags);
 
     // Records of requests, as programs fill them.
-    dm_reservation_request* group_record(const char* guid_text, std::uint32_t reservation);
+    dm_reservation_request* group_record(const char* guid_string, std::uint32_t reservation);
     dm_volume_request* volume_record(const char* name, std::uint8_t guid);
 
     // Send one request, as the library does, and return its status.

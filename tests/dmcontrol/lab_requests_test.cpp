@@ -10,7 +10,7 @@ using LabRequests = DriverTest;
 TEST_F(LabRequests, ReplaceGroupsWithSameIdAndRemoveThem) {
     ASSERT_EQ(control.set_groups({group(1, 0), group(2, 0)}), success);
     lab_dm_group renamed = group(1, LAB_DM_GROUP_IMPORTED);
-    std::strcpy(renamed.guid_text, "another");
+    std::strcpy(renamed.guid_string, "another");
     ASSERT_EQ(control.set_groups({renamed}), success);
     EXPECT_EQ(request_info(DM_INFO_GET_IMPORTED, group_record("group-1", 0)), not_found);
     EXPECT_EQ(request_info(DM_INFO_GET_IMPORTED, group_record("another", 0)), success);
@@ -34,7 +34,7 @@ TEST_F(LabRequests, AcceptThousandsOfGroups) {
     for (std::uint32_t number = 0; number < 3000; ++number) {
         lab_dm_group many{};
         std::memcpy(many.id, &number, sizeof number);
-        std::snprintf(many.guid_text, sizeof many.guid_text, "many-%u", number);
+        std::snprintf(many.guid_string, sizeof many.guid_string, "many-%u", number);
         groups.push_back(many);
     }
     ASSERT_EQ(control.set_groups(groups), success);
@@ -51,7 +51,7 @@ TEST_F(LabRequests, ReturnMoreEventsThanOneRequestHolds) {
     }
     ASSERT_EQ(control.set_groups(groups), success);
     for (const lab_dm_group& reserved : groups) {
-        ASSERT_EQ(request_info(DM_INFO_RELEASE_RESERVATION, group_record(reserved.guid_text, 1)),
+        ASSERT_EQ(request_info(DM_INFO_RELEASE_RESERVATION, group_record(reserved.guid_string, 1)),
                   success);
     }
     EXPECT_EQ(control.take_events().size(), 130u);
@@ -84,7 +84,7 @@ TEST_F(LabRequests, RejectInvalidRecordsAndSizes) {
     EXPECT_EQ(lab::send_request(info.get(), LAB_DM_TAKE_EVENTS, nullptr, 0, bytes.data(), 19),
               invalid_buffer_size);
     lab_dm_group unterminated = group(2, 0);
-    std::memset(unterminated.guid_text, 'x', sizeof unterminated.guid_text);
+    std::memset(unterminated.guid_string, 'x', sizeof unterminated.guid_string);
     EXPECT_EQ(control.set_groups({group(1, 0), unterminated}), invalid_parameter);
     EXPECT_EQ(request_info(DM_INFO_GET_IMPORTED, group_record("group-1", 0)), not_found);
     lab_dm_volume unterminated_name = volume(1, 1, 0);

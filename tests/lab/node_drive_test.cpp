@@ -1,6 +1,6 @@
 // Volumes of a scenario that are drives of the machine.
 #include "lab/store_fixture.h"
-#include "store/text.h"
+#include "store/string_conversions.h"
 
 #include <windows.h>
 

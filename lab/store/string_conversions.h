@@ -1,5 +1,5 @@
-// Conversions between the encodings of strings: UTF-8 in files, the ANSI code page
-// and UTF-16 on the bus.
+// Conversions of strings: between UTF-8 in files and the ANSI code page and UTF-16 on the
+// bus, and to folded case.
 #pragma once
 
 #include <string>
@@ -10,15 +10,15 @@ namespace lab {
 std::wstring widen(const std::string& utf8);
 
 // ANSI code page to UTF-16.
-std::wstring widen_ansi(const std::string& text);
+std::wstring widen_ansi(const std::string& ansi);
 
 // UTF-16 to the ANSI code page. Returns false if the code page lacks a character.
-bool to_ansi(const std::wstring& text, std::string& ansi);
+bool to_ansi(const std::wstring& wide, std::string& ansi);
 
 // Like to_ansi, but writes "?" for characters that the code page lacks.
-std::string narrow(const std::wstring& text);
+std::string narrow(const std::wstring& wide);
 
 // Folds case: strings that differ only in case become equal.
-std::wstring folded(std::wstring text);
+std::wstring folded(std::wstring wide);
 
 }  // namespace lab
