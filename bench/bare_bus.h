@@ -1,6 +1,6 @@
 /*
- * Reading and calling over the bus by hand, for the measured sequences: each call
- * with the checks that any caller makes, and nothing more.
+ * Helpers for the bus calls that are written by hand: each call with the checks that any
+ * caller makes, and nothing more.
  */
 #ifndef BARE_BUS_H
 #define BARE_BUS_H
@@ -53,9 +53,9 @@ static inline int read_bool(opal_handle handle, const opal_objid* object, const 
     return fits;
 }
 
-/* Reads a string; the caller frees the property when the result is not 0. */
-static inline int read_text(opal_handle handle, const opal_objid* object, const char* name,
-                            uint32_t type, opal_property* property) {
+/* Reads a string. Returns 0 on failure; else the caller frees the property. */
+static inline int read_string(opal_handle handle, const opal_objid* object, const char* name,
+                              uint32_t type, opal_property* property) {
     if (failed(ObGetProperty(handle->connection, handle->connection_context, object, name,
                              property))) {
         return 0;
@@ -67,14 +67,14 @@ static inline int read_text(opal_handle handle, const opal_objid* object, const 
     return 1;
 }
 
-/* Whether a wide property is that string, without regard to case. */
-static inline int has_text(opal_handle handle, const opal_objid* object, const char* name,
-                           const wchar_t* text) {
+/* Whether a wide property equals a string, ignoring case. */
+static inline int has_string(opal_handle handle, const opal_objid* object, const char* name,
+                             const wchar_t* value) {
     opal_property property;
-    if (!read_text(handle, object, name, TYPE_WSTR, &property)) {
+    if (!read_string(handle, object, name, TYPE_WSTR, &property)) {
         return 0;
     }
-    const int same = _wcsicmp((const wchar_t*)property.value, text) == 0;
+    const int same = _wcsicmp((const wchar_t*)property.value, value) == 0;
     PsFreeProperty(&property);
     return same;
 }
@@ -99,14 +99,14 @@ static inline opal_status all_groups(opal_handle handle, opal_objid** ids, uint3
                         count);
 }
 
-static inline void add_text(opal_propset set, const char* name, const char* text) {
-    const opal_property property = {name, TYPE_STR, 1, (uint32_t)strlen(text) + 1, text};
+static inline void add_string(opal_propset set, const char* name, const char* value) {
+    const opal_property property = {name, TYPE_STR, 1, (uint32_t)strlen(value) + 1, value};
     PsAddProperty(set, &property);
 }
 
-static inline void add_wide(opal_propset set, const char* name, const wchar_t* text) {
+static inline void add_wide(opal_propset set, const char* name, const wchar_t* value) {
     const opal_property property = {name, TYPE_WSTR, 1,
-                                    (uint32_t)((wcslen(text) + 1) * sizeof *text), text};
+                                    (uint32_t)((wcslen(value) + 1) * sizeof *value), value};
     PsAddProperty(set, &property);
 }
 
@@ -130,7 +130,7 @@ static inline opal_status invoke_for(opal_handle handle, const opal_objid* targe
     return status;
 }
 
-/* Calls a method of the volume manager of which nothing is read. */
+/* Calls a method of the volume manager and ignores its results. */
 static inline opal_status invoke(opal_handle handle, const opal_objid* target, uint32_t minor,
                                  opal_propset input) {
     opal_propset output;
@@ -140,7 +140,7 @@ static inline opal_status invoke(opal_handle handle, const opal_objid* target, u
     return status;
 }
 
-/* The first group with that GUID string. */
+/* Finds the first group with a GUID string. */
 static inline opal_status find_group(opal_handle handle, const char* guid, opal_objid* group) {
     opal_objid* groups;
     uint32_t count;
@@ -150,7 +150,7 @@ static inline opal_status find_group(opal_handle handle, const char* guid, opal_
         uint32_t type = 0;
         opal_property property;
         if (!read_uint32(handle, &groups[i], "LDM DG TYPE", &type) ||
-            !read_text(handle, &groups[i], "dgid", TYPE_STR, &property)) {
+            !read_string(handle, &groups[i], "dgid", TYPE_STR, &property)) {
             continue;
         }
         if (_stricmp((const char*)property.value, guid) == 0) {
@@ -163,7 +163,7 @@ static inline opal_status find_group(opal_handle handle, const char* guid, opal_
     return status;
 }
 
-/* The first volume of that device name, by a query. */
+/* Finds the first volume with a device name, by a query. */
 static inline opal_status find_volume(opal_handle handle, const wchar_t* device,
                                       opal_objid* volume) {
     opal_objid* ids = NULL;

@@ -17,7 +17,7 @@ opal_status bare_online(opal_handle handle, const wchar_t* name, const char* gui
     status = all_groups(handle, &groups, &count);
     for (uint32_t i = 0; i < count; ++i) {
         opal_property property;
-        if (!read_text(handle, &groups[i], "Name", TYPE_WSTR, &property)) {
+        if (!read_string(handle, &groups[i], "Name", TYPE_WSTR, &property)) {
             continue;
         }
         int imported = 0;
@@ -32,8 +32,8 @@ opal_status bare_online(opal_handle handle, const wchar_t* name, const char* gui
     _ZtFree(groups);
     PsCreatePropset(&input);
     add_wide(input, "Name", name);
-    add_text(input, "Dgguid", guid);
-    add_text(input, "dgid", guid);
+    add_string(input, "Dgguid", guid);
+    add_string(input, "dgid", guid);
     add_wide(input, "Newdgname", L"");
     add_wide(input, "newname", name);
     add_uint32(input, "Opflag", 0x4046);
@@ -55,8 +55,8 @@ opal_status bare_offline(opal_handle handle, const char* guid) {
     }
     find_group(handle, guid, &group);
     PsCreatePropset(&input);
-    add_text(input, "Dgguid", guid);
-    add_text(input, "dgid", guid);
+    add_string(input, "Dgguid", guid);
+    add_string(input, "dgid", guid);
     add_uint32(input, "Opflag", 0x4040);
     add_uint32(input, "OfflineFlag", 0x4040);
     status = invoke(handle, &group, ZTMETHOD_DGOP_DEPORT, input);
@@ -75,14 +75,14 @@ opal_status bare_guid(opal_handle handle, const wchar_t* name, char* guid) {
         uint32_t type = 0;
         opal_property property;
         if (!read_uint32(handle, &groups[i], "LDM DG TYPE", &type) ||
-            !read_text(handle, &groups[i], "Name", TYPE_WSTR, &property)) {
+            !read_string(handle, &groups[i], "Name", TYPE_WSTR, &property)) {
             continue;
         }
         const int found = _wcsicmp((const wchar_t*)property.value, name) == 0;
         PsFreeProperty(&property);
         if (found) {
             if (type == ZTDGTYPE_CLUSTER &&
-                read_text(handle, &groups[i], "dgid", TYPE_STR, &property)) {
+                read_string(handle, &groups[i], "dgid", TYPE_STR, &property)) {
                 if (property.size <= 65) {
                     memcpy(guid, property.value, property.size);
                     status = 0;
@@ -96,13 +96,13 @@ opal_status bare_guid(opal_handle handle, const wchar_t* name, char* guid) {
     return status;
 }
 
-/* Whether the list shows the group, and then its name. */
+/* Whether the list includes the group. If so, reads its name, which the caller frees. */
 static int listed_name(opal_handle handle, const opal_objid* group, opal_property* name) {
     uint32_t type = 0;
     int imported = 0;
     return read_uint32(handle, group, "LDM DG TYPE", &type) && type == ZTDGTYPE_CLUSTER &&
            read_bool(handle, group, "imported", &imported) && imported &&
-           read_text(handle, group, "Name", TYPE_WSTR, name);
+           read_string(handle, group, "Name", TYPE_WSTR, name);
 }
 
 opal_status bare_name_list(opal_handle handle, wchar_t* buffer, uint32_t size, uint32_t* count) {

@@ -1,7 +1,7 @@
 /*
- * The bus calls of an operation written by hand in C, with the checks that any
- * caller of the bus makes and the values copied out, and nothing more: what the
- * library's operations are measured against.
+ * The bus calls of the library's operations, written by hand in C as the reference of the
+ * measurements: with the checks that any caller of the bus makes and copies of the values,
+ * and nothing more. All functions return 0 for success.
  */
 #ifndef BARE_CALLS_H
 #define BARE_CALLS_H
@@ -12,12 +12,12 @@
 extern "C" {
 #endif
 
-/* 0 for success. `guid` is the group's GUID string. */
+/* `guid` is the group's GUID string. */
 opal_status bare_online(opal_handle handle, const wchar_t* name, const char* guid);
 opal_status bare_offline(opal_handle handle, const char* guid);
 /* Copies the group's GUID string, 65 bytes. */
 opal_status bare_guid(opal_handle handle, const wchar_t* name, char* guid);
-/* Lays the names of the imported cluster groups back to back; `size` in bytes. */
+/* Stores the names of the imported cluster groups consecutively; `size` in bytes. */
 opal_status bare_name_list(opal_handle handle, wchar_t* buffer, uint32_t size, uint32_t* count);
 
 #ifdef __cplusplus

@@ -28,8 +28,8 @@ opal_status bare_disk_state(opal_handle handle, const wchar_t* disk, uint32_t* s
     }
     DbGetObjects(handle->connection, handle->connection_context, ZTTYPE_DISK, &disks, &count);
     for (uint32_t i = 0; i < count; ++i) {
-        if (has_text(handle, &disks[i], "Name", disk) ||
-            has_text(handle, &disks[i], "DEVICE NAME", disk)) {
+        if (has_string(handle, &disks[i], "Name", disk) ||
+            has_string(handle, &disks[i], "DEVICE NAME", disk)) {
             *state = 0;
             read_uint32(handle, &disks[i], "ztvmstate", state);
             status = 0;

@@ -1,6 +1,6 @@
 /*
- * A log line as the six system calls that it cannot do without: open, size, lock,
- * seek, write, close.
+ * A log line with the six system calls that it requires: open, size, lock, seek, write,
+ * close.
  */
 #ifndef BARE_LOG_H
 #define BARE_LOG_H
@@ -9,11 +9,11 @@
 extern "C" {
 #endif
 
-/* The path of a file beside the library's log; 0 when VMPATH does not say where
- * that is. */
+/* Gets the path of a file in the folder of the library's log. Returns 0 if VMPATH is
+ * missing or too long. */
 int bare_log_path(char* path, unsigned capacity);
 
-/* Appends a line of a usual length. */
+/* Appends a line of typical length. */
 void bare_log_line(const char* path);
 
 #ifdef __cplusplus

@@ -19,11 +19,11 @@ static opal_status children(opal_handle handle, const opal_objid* object, const 
                              count);
 }
 
-/* A field that cannot be read stays as it was. */
+/* Does not change a field that cannot be read. */
 static void copy_wide(opal_handle handle, const opal_objid* object, const char* name, void* field,
                       size_t field_size) {
     opal_property property;
-    if (!read_text(handle, object, name, TYPE_WSTR, &property)) {
+    if (!read_string(handle, object, name, TYPE_WSTR, &property)) {
         return;
     }
     size_t size = wcslen((const wchar_t*)property.value) * sizeof(wchar_t);
@@ -56,14 +56,14 @@ static void copy_uint64(opal_handle handle, const opal_objid* object, const char
     PsFreeProperty(&property);
 }
 
-/* The signature is formed from the disk's identifier when it has none. */
+/* Derives the signature of a disk without one from its identifier. */
 static void fill_disk(opal_handle handle, const opal_objid* disk, DgDiskInfo* record) {
     uint32_t signature = 0;
     copy_wide(handle, disk, "Name", &record->name, sizeof record->name);
     read_uint32(handle, disk, "SIGNATURE", &signature);
     if (signature == 0) {
         opal_property id;
-        if (read_text(handle, disk, "DISKID", TYPE_STR, &id)) {
+        if (read_string(handle, disk, "DISKID", TYPE_STR, &id)) {
             signature = (uint32_t)strtoul((const char*)id.value, NULL, 16);
             PsFreeProperty(&id);
         }
@@ -119,7 +119,7 @@ opal_status bare_group_record(opal_handle handle, const char* guid, DgInfo* reco
     if (status != 0) {
         return status;
     }
-    if (!read_text(handle, &group, "Name", TYPE_WSTR, &name)) {
+    if (!read_string(handle, &group, "Name", TYPE_WSTR, &name)) {
         return ZTERROR_PROPERTY;
     }
     PsFreeProperty(&name);
@@ -144,7 +144,7 @@ opal_status bare_group_record(opal_handle handle, const char* guid, DgInfo* reco
     return connected(handle) ? status : ZTERROR_NOT_CONNECTED;
 }
 
-/* Whether a link's name begins with that of volume GUIDs. */
+/* Whether a link's name begins like a volume GUID name. */
 static int is_volume_link(const uint8_t* answer, DWORD size, const MOUNTMGR_MOUNT_POINT* point) {
     static const wchar_t prefix[] = L"\\??\\Volume{";
     const size_t prefix_size = sizeof prefix - sizeof *prefix;
@@ -154,7 +154,7 @@ static int is_volume_link(const uint8_t* answer, DWORD size, const MOUNTMGR_MOUN
            memcmp(answer + point->SymbolicLinkNameOffset, prefix, prefix_size) == 0;
 }
 
-/* The bare request: open, ask, close. */
+/* The bare request: open, request, close. */
 static int has_volume_link(const wchar_t* device) {
     uint8_t question[1048];
     uint8_t answer[8192];
@@ -204,7 +204,7 @@ static int is_unusable(opal_handle handle, const opal_objid* volume) {
     if ((state & UNUSABLE_STATE_BITS) != 0) {
         return 1;
     }
-    if (!read_text(handle, volume, "DEVICE NAME", TYPE_WSTR, &device)) {
+    if (!read_string(handle, volume, "DEVICE NAME", TYPE_WSTR, &device)) {
         return 1;
     }
     const int linked = has_volume_link((const wchar_t*)device.value);
@@ -246,7 +246,7 @@ opal_status bare_unusable_volumes(opal_handle handle, const char* guid, VolInfo*
     return connected(handle) ? 0 : ZTERROR_NOT_CONNECTED;
 }
 
-/* Fills the record of the disk of each subdisk of a plex; returns how many. */
+/* Fills the records of the disks of a plex's subdisks. Returns their number. */
 static uint32_t fill_plex(opal_handle handle, const opal_objid* plex, DgDiskInfo* records,
                           uint32_t capacity) {
     opal_objid* subdisks;

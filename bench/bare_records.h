@@ -1,6 +1,6 @@
 /*
- * The records of disk groups and volumes written by hand: what the library's are
- * measured against. All answer 0 for success.
+ * The records of disk groups and volumes, written by hand as the reference of the
+ * measurements. All functions return 0 for success.
  */
 #ifndef BARE_RECORDS_H
 #define BARE_RECORDS_H
@@ -12,15 +12,15 @@
 extern "C" {
 #endif
 
-/* `size` in bytes. The group is found by its GUID string. */
+/* Finds the group by its GUID string; `size` in bytes. */
 opal_status bare_group_record(opal_handle handle, const char* guid, DgInfo* record, uint32_t size);
 
-/* The volumes that cannot be used, by their state or because the mount-point
- * manager knows no volume GUID name; at most `capacity`. */
+/* At most `capacity` volumes that cannot be used, because of their state or because the
+ * mount-point manager knows no volume GUID name. */
 opal_status bare_unusable_volumes(opal_handle handle, const char* guid, VolInfo* records,
                                   uint32_t capacity, uint32_t* count);
 
-/* The volume is found by its device name. */
+/* Finds the volume by its device name; `size` in bytes. */
 opal_status bare_volume_record(opal_handle handle, const wchar_t* device, VolPropInfo* record,
                                uint32_t size);
 

@@ -2,7 +2,7 @@
 
 #include "bare_bus.h"
 
-#define MOUNT_TEXT_CAPACITY 261
+#define MOUNT_STRING_CAPACITY 261
 
 opal_status bare_online_volume(opal_handle handle, const char* guid, const wchar_t* device) {
     opal_objid* misc = NULL;
@@ -55,9 +55,9 @@ opal_status bare_find_volume(opal_handle handle, const wchar_t* name, opal_objid
     opal_status status = ZTERROR_UNKNOWN_OBJECT;
     DbGetObjects(handle->connection, handle->connection_context, ZTTYPE_VOLUME, &volumes, &count);
     for (uint32_t i = 0; i < count; ++i) {
-        if (has_text(handle, &volumes[i], "Name", name) ||
-            has_text(handle, &volumes[i], "DEVICE NAME", name) ||
-            has_text(handle, &volumes[i], "DRIVE LETTER", name)) {
+        if (has_string(handle, &volumes[i], "Name", name) ||
+            has_string(handle, &volumes[i], "DEVICE NAME", name) ||
+            has_string(handle, &volumes[i], "DRIVE LETTER", name)) {
             *volume = volumes[i];
             status = 0;
             break;
@@ -102,30 +102,31 @@ opal_status bare_drive_letter(opal_handle handle, const opal_objid* volume, wcha
     return status;
 }
 
-static uint32_t append(wchar_t* text, uint32_t length, const wchar_t* part) {
-    while (*part != L'\0' && length + 1 < MOUNT_TEXT_CAPACITY) {
-        text[length++] = *part++;
+static uint32_t append(wchar_t* mounts, uint32_t length, const wchar_t* part) {
+    while (*part != L'\0' && length + 1 < MOUNT_STRING_CAPACITY) {
+        mounts[length++] = *part++;
     }
-    text[length] = L'\0';
+    mounts[length] = L'\0';
     return length;
 }
 
-/* `path` is advanced past the folder's path; paths are stored consecutively. */
-static uint32_t append_mount(opal_handle handle, wchar_t* text, uint32_t length,
+/* Appends the holder's letter and the path, unless the holder has no letter. Returns the new
+ * length. */
+static uint32_t append_mount(opal_handle handle, wchar_t* mounts, uint32_t length,
                              const opal_objid* holder, const wchar_t* path) {
     wchar_t letter[3] = L"0";
     if (bare_drive_letter(handle, holder, letter, 3) != 0) {
         return length;
     }
     if (length != 0) {
-        length = append(text, length, L"; ");
+        length = append(mounts, length, L"; ");
     }
-    length = append(text, length, letter);
-    length = append(text, length, L":\\");
-    return append(text, length, path);
+    length = append(mounts, length, letter);
+    length = append(mounts, length, L":\\");
+    return append(mounts, length, path);
 }
 
-opal_status bare_mount_points(opal_handle handle, const opal_objid* volume, wchar_t* text) {
+opal_status bare_mount_points(opal_handle handle, const opal_objid* volume, wchar_t* mounts) {
     opal_property paths;
     opal_property number;
     opal_property holders;
@@ -135,7 +136,7 @@ opal_status bare_mount_points(opal_handle handle, const opal_objid* volume, wcha
     PsCreatePropset(&input);
     opal_status status = invoke_for(handle, volume, &zt_mount_manager_interface,
                                     ZTMETHOD_MNTOP_GET_ALL_MOUNTPOINTS, input, &output);
-    text[0] = L'\0';
+    mounts[0] = L'\0';
     if (status != 0) {
         PsDestroyPropset(output);
         return status;
@@ -146,7 +147,7 @@ opal_status bare_mount_points(opal_handle handle, const opal_objid* volume, wcha
                 const uint32_t count = paths.count < holders.count ? paths.count : holders.count;
                 for (uint32_t i = 0; i < count; ++i) {
                     length =
-                        append_mount(handle, text, length, (const opal_objid*)holders.value + i,
+                        append_mount(handle, mounts, length, (const opal_objid*)holders.value + i,
                                      ((const wchar_t* const*)paths.value)[i]);
                 }
                 PsFreeProperty(&holders);

@@ -11,10 +11,10 @@
 namespace bench {
 namespace {
 
-// A turn is at least that long: it hides neither the clock's grain nor much of the
-// machine's noise.
+// The shortest turn: long enough for the clock's resolution, short enough not to average
+// out the machine's noise.
 constexpr double turn_ns = 8e6;
-// What a row may take, with at least so many turns and at most so many.
+// The time for one row, and the limits of its number of turns.
 constexpr double row_ns = 2.5e9;
 constexpr int fewest_turns = 7;
 constexpr int most_turns = 41;
@@ -46,7 +46,7 @@ bool met(const Row& row) {
 }  // namespace
 
 Row Report::compare(const std::string& name, double goal, const Code& ours, const Code& reference) {
-    // One call each to warm up, and then as many as make a turn.
+    // One call each to warm up; then find the number of calls that fills a turn.
     ours(1);
     reference(1);
     std::uint64_t calls = 1;
@@ -62,7 +62,7 @@ Row Report::compare(const std::string& name, double goal, const Code& ours, cons
     std::vector<double> reference_ns;
     std::vector<double> ratios;
     for (int i = 0; i < turns; ++i) {
-        // Whoever goes second may find a warmer cache: they swap places.
+        // The second one may find a warmer cache, so they alternate.
         if (i % 2 == 0) {
             ours_ns.push_back(time_of(ours, calls));
             reference_ns.push_back(time_of(reference, calls));
@@ -127,7 +127,7 @@ bool Report::finish(const std::string& json_path) const {
         missed += exact ? 0 : 1;
     }
     std::fflush(stdout);
-    // For ./run, which adds them up.
+    // For ./run, which merges the results.
     json["ratios"] = m_rows.size();
     json["ratios_above_goal"] = exceeding;
     json["exact_numbers"] = m_counts.size();

@@ -1,7 +1,7 @@
-// Comparing one piece of code with another within one run: both take turns, and
-// the median of each turn's ratio counts. Absolute times depend on the machine
-// and are printed for orientation only. A ratio above its goal is marked as such;
-// a number that must be exact and is not fails the run.
+// Compares one piece of code with another within one run: both take turns, and the result is
+// the median of the turns' ratios. Absolute times depend on the machine and are printed for
+// orientation only. A ratio above its goal is marked. A number that must be exact and is not
+// fails the run.
 #pragma once
 
 #include <cstdint>
@@ -11,21 +11,21 @@
 
 namespace bench {
 
-// Code that runs so many times.
+// Code that runs `times` times.
 using Code = std::function<void(std::uint64_t times)>;
 
 struct Row {
     std::string name;
-    double ours_ns = 0;       // a call, median
-    double reference_ns = 0;  // a call, median
+    double ours_ns = 0;       // per call, median
+    double reference_ns = 0;  // per call, median
     double ratio = 0;         // ours to reference, median of the turns
-    double goal = 0;          // the ratio is to be at most this; 0: for information
+    double goal = 0;          // upper limit of the ratio; 0: for information
 };
 
-// How the time of one operation grows with what it walks.
+// How the time of an operation grows with the number of objects that it visits.
 struct Growth {
     std::string name;
-    double ours = 0;       // time for the larger to time for the smaller, an object
+    double ours = 0;       // time per object, larger to smaller number
     double reference = 0;  // the same
 };
 
@@ -42,15 +42,15 @@ class Report {
     // Runs `ours` and `reference` in turns, each turn long enough to be timed.
     Row compare(const std::string& name, double goal, const Code& ours, const Code& reference);
 
-    // Reports how the times grew from one row to another, which had that many times
-    // the objects. 1 is linear.
+    // Reports how the times grew from one row to another with `times` as many objects. 1 is
+    // linear.
     void compare_growth(const std::string& name, const Row& smaller, const Row& larger,
                         double times);
 
-    // A number that must be met exactly.
+    // Reports a number that must be exact.
     void expect(const std::string& name, std::uint64_t found, std::uint64_t wanted);
 
-    // Prints the table and writes it as JSON. False when an exact number was missed.
+    // Prints the table and writes it as JSON. Returns false if an exact number is wrong.
     bool finish(const std::string& json_path) const;
 
   private:

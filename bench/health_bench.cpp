@@ -1,6 +1,5 @@
-// The health queries that monitors ask again and again: of the driver against the
-// bare device request, of the embedded storage against bare bus calls, and against
-// a process of its own for each question.
+// The health queries that monitors repeat: those to the driver against the bare device request
+// and against a new process for each query, those to the embedded storage against bare bus calls.
 #include "bare_health.h"
 #include "dmcontrol/control_device.h"
 #include "drivers/driver_service.h"
@@ -36,7 +35,7 @@ bool ask_driver(const Farlo& farlo) {
     return farlo.state(farlo.handle(), nullptr, driver_group, &imported) == 0 && imported == 1;
 }
 
-// Loads the driver and sends it ten groups, one of which is asked for.
+// Sends the driver ten groups; the last one is queried.
 void feed_driver(lab::ControlDevice& control) {
     std::vector<lab_dm_group> groups(10);
     for (std::size_t i = 0; i < groups.size(); ++i) {
@@ -94,7 +93,7 @@ struct Rows {
     bench::Row disk;
 };
 
-// The last group and the last disk are asked for.
+// The last group and the last disk are queried.
 Rows measure_storage(bench::Report& report, const Farlo& farlo, std::uint64_t objects) {
     const std::string count = std::to_string(objects);
     bench::load_scenario(R"({"disk_groups": [{"name": "dg#", "dgid": "g-#", "imported": true,)"
@@ -128,9 +127,8 @@ Rows measure_storage(bench::Report& report, const Farlo& farlo, std::uint64_t ob
 
 }  // namespace
 
-// VMPATH says where the log is; the result goes to the file named by the first
-// argument. With --poll it asks one question and ends: a monitor that keeps no
-// connection.
+// The log is below VMPATH; the result is written to the file named by the first argument.
+// With --poll the program asks one question and ends, like a monitor that keeps no connection.
 int main(int argc, char** argv) {
     bench::require(argc == 2, "usage: health_bench RESULT.json");
     const Farlo farlo;

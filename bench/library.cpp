@@ -41,7 +41,7 @@ HMODULE load_library() {
     return LoadLibraryW(L"farlo.dll");
 }
 
-// How many lines a call adds to the trace log.
+// Returns the number of lines that a call adds to the trace log.
 template <class Call> std::ptrdiff_t lines_of(Call&& call) {
     char path[MAX_PATH] = "";
     ExpandEnvironmentStringsA("%VMPATH%logs\\farlo.log", path, MAX_PATH);

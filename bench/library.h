@@ -1,4 +1,4 @@
-// What the programs share that measure the library over the embedded storage.
+// Shared by the programs that measure the library over the embedded storage.
 #pragma once
 
 #include "farlo.h"
@@ -12,21 +12,21 @@
 
 namespace bench {
 
-// What a ratio to bare calls is to be at most.
+// The limit for a ratio to bare calls.
 inline constexpr double bare_goal = 1.05;
 
-// Ends the program when something that is no matter of speed went wrong.
+// Ends the program if `condition` is false: something other than speed is wrong.
 void require(bool condition, const char* what);
 
 // Replaces the embedded storage.
 void load_scenario(const std::string& json);
 
-// The calls of the bus by which the work is done: those that reach the service,
-// and those that make and give back what they hand out.
+// Returns the number of bus calls that do the work: those that reach the service, and those
+// that create and release what such calls take and return.
 std::uint64_t bus_calls();
 
-// farlo.dll as it ships, connected to the embedded storage, at trace level 0: the program
-// ends where that does not hold.
+// farlo.dll as it ships, connected to the embedded storage, at trace level 0. The constructor
+// ends the program if any of this fails.
 class Library {
   public:
     Library();
@@ -47,18 +47,17 @@ class Library {
     opal_handle m_handle = nullptr;
 };
 
-// Writes so many log lines by their bare system calls, as those lines that an
-// operation always writes.
+// Writes `lines` log lines with bare system calls, in place of the lines that an operation
+// always writes.
 void write_bare_lines(int lines);
 
-// One operation against the same bus calls written by hand: the ratio, and the
-// number of calls, which must be the same.
-// With `lines`, a second row has that many bare log lines beside the bare calls:
-// what the operation adds to both.
+// Compares an operation with the same bus calls written by hand: reports the ratio, and the
+// numbers of calls, which must be equal. If `lines` is not 0, a second row compares it with
+// the bare calls and `lines` bare log lines.
 Row compare_with_bare(Report& report, const std::string& name, const Code& ours, const Code& bare,
                       int lines = 0);
 
-// The code for a report that runs `work`, which returns whether it succeeded.
+// Returns code that runs `work`, which returns whether it succeeded.
 template <class Work> Code repeat(const char* what, Work work) {
     return [what, work](std::uint64_t times) {
         for (; times != 0; --times) {

@@ -1,5 +1,5 @@
-// Operations over the embedded storage against the same bus calls written by
-// hand: what the library adds to them, at 10, 1,000 and 10,000 disk groups.
+// The time that the library adds to the bus calls of its operations: over the embedded storage,
+// against the same calls written by hand, at 10, 1,000 and 10,000 disk groups.
 #include "bare_calls.h"
 #include "library.h"
 #include "support/heap_watch.h"
@@ -23,7 +23,7 @@ struct Farlo : bench::Library {
     GetDgNameListW_fn names = entry<GetDgNameListW_fn>("GetDgNameListW");
 };
 
-// Every second group is imported; the last is the one that comes and goes.
+// Every second group is imported; the last one is imported and deported.
 void load_groups(std::uint64_t count) {
     const std::string half = std::to_string(count / 2);
     bench::load_scenario(
@@ -62,13 +62,14 @@ Rows measure(bench::Report& report, const Farlo& farlo, std::uint64_t groups) {
             return bare_name_list(handle, buffer.data(), bytes, &count) == 0 && count == groups / 2;
         }));
 
-    char text[65];
+    char found_guid[65];
     rows.guid = bench::compare_with_bare(
         report, "GetDgGuidW" + at,
-        repeat("GetDgGuidW", [&] { return farlo.guid(handle, name.c_str(), text) == 0; }),
-        repeat("the bare lookup", [&] { return bare_guid(handle, name.c_str(), text) == 0; }));
+        repeat("GetDgGuidW", [&] { return farlo.guid(handle, name.c_str(), found_guid) == 0; }),
+        repeat("the bare lookup",
+               [&] { return bare_guid(handle, name.c_str(), found_guid) == 0; }));
 
-    // Each import needs a deport before the next: the pair is measured.
+    // A group must be deported before its next import, so the pair is measured.
     rows.pair = bench::compare_with_bare(
         report, "OnlineDgExW and OfflineDgW" + at,
         repeat("an import or deport",
@@ -85,19 +86,19 @@ Rows measure(bench::Report& report, const Farlo& farlo, std::uint64_t groups) {
     return rows;
 }
 
-// Nothing may grow over many calls.
+// Many calls must leave no handle, heap block or bus object.
 void measure_leaks(bench::Report& report, const Farlo& farlo) {
     const opal_handle handle = farlo.handle();
     load_groups(10);
     const auto work = [&](int calls) {
         wchar_t names[100];
-        char text[65];
+        char found_guid[65];
         for (int i = 0; i < calls; ++i) {
             wchar_t* pointer = names;
             std::uint32_t size = sizeof names;
             std::uint32_t count = 0;
             farlo.names(handle, &pointer, &size, &count);
-            farlo.guid(handle, L"out5", text);
+            farlo.guid(handle, L"out5", found_guid);
             farlo.online(handle, L"out5", "out-5", nullptr, 0, 0);
             farlo.offline(handle, L"out5", "out-5", 0);
         }
@@ -119,8 +120,7 @@ void measure_leaks(bench::Report& report, const Farlo& farlo) {
 
 }  // namespace
 
-// VMPATH says where the log is; the result goes to the file named by the first
-// argument.
+// The log is below VMPATH; the result is written to the file named by the first argument.
 int main(int argc, char** argv) {
     bench::require(argc == 2, "usage: operations_bench RESULT.json");
     const Farlo farlo;

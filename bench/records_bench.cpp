@@ -1,5 +1,5 @@
-// The records of disk groups and volumes, against bare bus calls and, where the
-// system's mount-point manager is asked, bare requests of it.
+// The records of disk groups and volumes, against bare bus calls and bare requests to the
+// system's mount-point manager.
 #include "bare_records.h"
 #include "library.h"
 
@@ -16,12 +16,12 @@ constexpr int unusable_lines = 1;
 
 constexpr char group_guid[] = "g-1";
 
-// A volume's part in the scenario but its count and plexes.
+// The keys of a volume in the scenario, except its count and plexes.
 constexpr char volume_keys[] =
     R"("name": "vol#", "device": "\\Device\\Lab\\vol#", "type": 1, "size": 1073741824,)"
     R"( "drive_letter": "E", "file_system": {"type": "NTFS", "label": "Data #"})";
 
-// A buffer that is filled, and what it was filled with by the other side.
+// A buffer for the library and one for the bare calls, to compare their contents.
 class Buffers {
   public:
     explicit Buffers(std::size_t size) : m_ours(size), m_bare(size) {}
@@ -40,8 +40,8 @@ struct Rows {
     bench::Row unusable;
 };
 
-// A disk for each four volumes; each second volume is unusable by its state, and
-// each other one as the machine has no such volume.
+// There is one disk for every four volumes. Every second volume is unusable by its state, the
+// others because the machine has no such volume.
 Rows measure_group(bench::Report& report, const bench::Library& farlo, std::uint32_t volumes) {
     const std::string half = std::to_string(volumes / 2);
     const std::uint32_t disks = volumes / 4;
@@ -93,7 +93,7 @@ Rows measure_group(bench::Report& report, const bench::Library& farlo, std::uint
     return rows;
 }
 
-// One volume of one plex; each subdisk lies on a disk of its own.
+// One volume with one plex; each subdisk is on a disk of its own.
 bench::Row measure_volume(bench::Report& report, const bench::Library& farlo,
                           std::uint32_t subdisks) {
     std::string pieces;
@@ -129,8 +129,7 @@ bench::Row measure_volume(bench::Report& report, const bench::Library& farlo,
 
 }  // namespace
 
-// VMPATH says where the log is; the result goes to the file named by the first
-// argument.
+// The log is below VMPATH; the result is written to the file named by the first argument.
 int main(int argc, char** argv) {
     bench::require(argc == 2, "usage: records_bench RESULT.json");
     const bench::Library farlo;

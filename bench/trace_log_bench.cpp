@@ -53,14 +53,13 @@ void six_calls(std::uint64_t calls) {
 
 }  // namespace
 
-// The folder of the log comes in VMPATH; the result goes to the file named by
-// the first argument.
+// The log is below VMPATH; the result is written to the file named by the first argument.
 int main(int argc, char** argv) {
     if (argc != 2 || bare_log_path(log_path, MAX_PATH) == 0) {
         std::fprintf(stderr, "usage: trace_log_bench RESULT.json, with VMPATH set\n");
         return 2;
     }
-    // The log was made before main, with the node's registry.
+    // The log was created before main, with the node's registry.
     bench::log_errors_only();
     new (&farlo::trace_log) farlo::TraceLog;
     if (farlo::trace_log.threshold() != 0) {

@@ -1,6 +1,5 @@
-// What is asked of volumes, at 10, 1,000 and 10,000 of them, against bare bus
-// calls: bringing one online, finding one by any of its names, and gathering the
-// folders in which each is mounted.
+// Operations on volumes, at 10, 1,000 and 10,000 of them, against bare bus calls: bring one
+// online, find one by any of its names, and collect the folders in which each is mounted.
 #include "bare_volumes.h"
 #include "core/trace_log.h"
 #include "library.h"
@@ -49,7 +48,7 @@ std::vector<opal_objid> volume_ids(std::uint64_t volumes) {
     return ids;
 }
 
-// By the library's own routine; no export does this alone. The last one is found.
+// Calls the library's own routine: no export does this alone. Finds the last volume.
 bench::Row measure_find(bench::Report& report, opal_handle handle, const std::string& name,
                         const std::wstring& wanted) {
     return bench::compare_with_bare(
@@ -65,28 +64,28 @@ bench::Row measure_find(bench::Report& report, opal_handle handle, const std::st
         }));
 }
 
-// Of every volume in turn.
+// The mount points of every volume in turn.
 bench::Row measure_mounts(bench::Report& report, opal_handle handle, std::uint64_t volumes) {
     const std::vector<opal_objid> ids = volume_ids(volumes);
     const std::wstring last = std::to_wstring(volumes);
     const std::wstring wanted = L"E:\\data\\vol" + last + L"; E:\\logs\\vol" + last;
-    wchar_t text[farlo::mount_string_capacity];
+    wchar_t mounts[farlo::mount_string_capacity];
     return bench::compare_with_bare(
         report, "GetMountPoints of " + std::to_string(volumes) + " volumes",
         repeat("GetMountPoints",
                [&] {
                    for (const opal_objid& id : ids) {
-                       *text = L'\0';
+                       *mounts = L'\0';
                        // The string is compared below.
-                       std::ignore = farlo::GetMountPoints(handle, text, id);
+                       std::ignore = farlo::GetMountPoints(handle, mounts, id);
                    }
-                   return text == wanted;
+                   return mounts == wanted;
                }),
         repeat("the bare mount points", [&] {
             for (const opal_objid& id : ids) {
-                bare_mount_points(handle, &id, text);
+                bare_mount_points(handle, &id, mounts);
             }
-            return text == wanted;
+            return mounts == wanted;
         }));
 }
 
@@ -113,11 +112,10 @@ Rows measure(bench::Report& report, const bench::Library& farlo, std::uint64_t v
 
 }  // namespace
 
-// VMPATH says where the log is; the result goes to the file named by the first
-// argument.
+// The log is below VMPATH; the result is written to the file named by the first argument.
 int main(int argc, char** argv) {
     bench::require(argc == 2, "usage: volumes_bench RESULT.json");
-    // The log of the library's routines in this program was made with the node's registry.
+    // The log of the library's routines in this program was created with the node's registry.
     bench::log_errors_only();
     new (&farlo::trace_log) farlo::TraceLog;
     bench::require(farlo::trace_log.threshold() == 0, "the trace level is not 0");
