@@ -15,8 +15,8 @@ class Connection {
     // Connects to the embedded service if `remote` is null.
     Connection(std::shared_ptr<Service> remote, lab_event_sink sink, void* user);
 
-    // What a client has of a connection: two addresses that are nobody else's while
-    // the words live.
+    // Provides the two addresses that a client knows the connection by. No other connection
+    // has them as long as the words exist.
     struct Words {
         char connection = 0;
         char context = 0;

@@ -13,7 +13,7 @@
 namespace lab {
 namespace {
 
-// A function on a stack, and where in it the stack goes on.
+// A function on a stack, and the address in it at which execution continues.
 struct Place {
     HMODULE module = nullptr;
     DWORD64 function = 0;  // 0 when unknown
@@ -67,8 +67,8 @@ template <class Visit> void walk_stack(CONTEXT context, Visit&& visit) {
     }
 }
 
-// The names of the exports that begin at the place's function, with "/" between; empty for
-// a function that is no export.
+// The names of the exports that begin at the place's function, separated by "/"; empty for
+// a function that is not an export.
 struct ExportNames {
     explicit ExportNames(const Place& place) {
         const auto base = reinterpret_cast<std::uintptr_t>(place.module);
@@ -106,7 +106,7 @@ struct ExportNames {
 bool is_of_system_or_lab(HMODULE module) {
     const ModuleName name(module);
     constexpr const char* passed_over[] = {"ntdll.dll", "kernelbase.dll", "kernel32.dll",
-                                           "ztbus3.dll", "ZtCMD.dll"};
+                                           "ztbus3.dll", "ZtCMD.DLL"};
     return std::any_of(std::begin(passed_over), std::end(passed_over),
                        [&name](const char* other) { return name.is(other); });
 }
@@ -131,8 +131,8 @@ Place user_of(const CONTEXT& context) {
         }
         return true;
     });
-    // What is no export was called by the command library, to deliver an alert: on top of
-    // it is an agent's callback, if anything.
+    // The command library calls a function that is not an export to deliver an alert. The
+    // caller in question is then the agent's callback, if there is one.
     const bool in_export = in_library.module != nullptr && !ExportNames(in_library).empty();
     return in_export || outside.module == nullptr ? in_library : outside;
 }
@@ -158,7 +158,7 @@ void describe(const Place& place, char* text, std::size_t size) {
 using namespace lab;
 
 void LabEndReleasedUse(const char* use, const CONTEXT* context) {
-    // Only the first thread reports. It never lets go: the others wait for the end.
+    // Only the first thread reports. It never releases the lock; the others wait for the end.
     static SRWLOCK reporting = SRWLOCK_INIT;
     AcquireSRWLockExclusive(&reporting);
     CONTEXT own{};

@@ -44,10 +44,10 @@ ZTCMD_API void LabCmdFlushAlerts(void);
  * address space until the process ends.
  *
  * LabCmdStrict(0) is for a test that uses a released handle on purpose. While the
- * mode is off this library refuses such a handle as it does without the mode, and
- * what is released stays readable; what was released before cannot be read.
- * LabCmdStrict(1) switches the mode on, for handles that are made from then on and
- * for those that were made while it was on. Returns whether it was on.
+ * mode is off, calls with such a handle fail as they do without the mode, and
+ * records that are released stay readable; those released before cannot be read.
+ * LabCmdStrict(1) switches the mode on, for handles that are created from then on
+ * and for those that were created while it was on. Returns whether it was on.
  */
 ZTCMD_API int LabCmdStrict(int on);
 

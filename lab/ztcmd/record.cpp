@@ -18,7 +18,7 @@ namespace {
 constexpr std::size_t page_size = 4096;
 static_assert(sizeof(opal_session) <= page_size);
 
-// Pages for records, from a region that is never freed: its addresses stay ours.
+// Pages for records, from a region that is never freed, so that its addresses are not reused.
 // Neighbouring pages that were released are one mapping to the system.
 class Region {
   public:
@@ -103,7 +103,7 @@ LONG CALLBACK end_at_released_page(EXCEPTION_POINTERS* exception) {
     return EXCEPTION_CONTINUE_SEARCH;
 }
 
-// The handler stays for the life of the process: the code it runs must, too.
+// The handler is never removed, so the code that it runs must stay loaded.
 void watch_released_pages() {
     HMODULE self = nullptr;
     GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
