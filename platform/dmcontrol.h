@@ -13,8 +13,8 @@
  *   0xC000000E   no such device
  *   0xC0000034   object name not found: no such disk group or volume
  *   0xC0000043   sharing violation
- * Without a driver, opening a device answers 0xC0000034, or 0xC000003A (object
- * path not found) where no driver has made their folder.
+ * Without a driver, opening a device fails with 0xC0000034, or with 0xC000003A
+ * (object path not found) if no driver has created the folder of the devices.
  */
 #ifndef DMCONTROL_H
 #define DMCONTROL_H

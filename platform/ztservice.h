@@ -28,9 +28,9 @@
 
 /* -------------------------------------------------------- disk-group types */
 
-/* Values of a disk group's property "LDM DG TYPE". The service knows more, and
- * what they mean is its own affair; clients distinguish only these. Name lists
- * and lookups leave out groups of type 0 and type 7. */
+/* Values of a disk group's property "LDM DG TYPE". The service has other types,
+ * with a meaning that is private to it; clients distinguish only these. Name
+ * lists and lookups leave out groups of type 0 and type 7. */
 #define ZTDGTYPE_EXCLUDED_0 0u
 #define ZTDGTYPE_CLUSTER 2u /* a cluster disk group */
 #define ZTDGTYPE_EXCLUDED_7 7u
@@ -89,7 +89,8 @@ ZTSERVICE_INTERFACE zt_mount_manager_interface = {
 
 /* Statuses of the service's methods that clients know; the service has more,
  * and the bus adds those of ztbus3.h. The facility is 0x515 and bit 31 is set:
- * both are failures. Clients that want the result anyway may accept them. */
+ * both are failures. The node or group is already in the state that the call
+ * asks for, so a client that needs only that state may treat them as success. */
 #define ZTERROR_NODE_ALREADY_STARTED 0xe5150047u /* STARTNODE: the node runs already */
 #define ZTERROR_GROUP_ALREADY_ONLINE 0xe515007au /* IMPORT: the group is imported here already */
 
