@@ -6,7 +6,10 @@
 #include "ztsvc/faults.h"
 #include "ztsvc/kernel_feed.h"
 
+#include <cstdint>
 #include <memory>
+#include <string>
+#include <vector>
 
 namespace lab {
 
@@ -23,8 +26,22 @@ class Client {
     void alert(const std::string& name);
 
   private:
+    using Answer = std::vector<std::uint8_t>;
+
     // Returns the answer to a request. Throws Malformed and Dropped.
-    std::vector<std::uint8_t> answer(const Frame& request);
+    Answer answer(const Frame& request);
+    // Each reads the rest of the request's body, performs the operation and returns the answer.
+    Answer get_property(Reader& body);
+    Answer set_property(Reader& body);
+    Answer get_properties(Reader& body);
+    Answer get_type(Reader& body);
+    Answer get_related(Reader& body, Operation operation);
+    Answer delete_object(Reader& body);
+    Answer get_objects(Reader& body);
+    Answer query(Reader& body);
+    Answer invoke(Reader& body);
+    Answer name_of(Reader& body);
+    Answer process(Reader& body);
     // Does the work of a request with the fault that applies to it. Throws Dropped.
     template <class Work>
     opal_status faulty(Operation operation, Work&& work, std::uint32_t minor = 0);
