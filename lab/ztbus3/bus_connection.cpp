@@ -66,7 +66,7 @@ std::shared_ptr<Store> first_store() {
     return std::make_shared<Store>(build_scenario("{}"));
 }
 
-// With a released handle the connection's words are dead from here on.
+// If `released_handle` is not null, later uses of the connection's words end the process.
 opal_status close_connection(opal_connection connection, const void* released_handle) {
     std::shared_ptr<Connection> closed;
     {
@@ -85,6 +85,59 @@ opal_status close_connection(opal_connection connection, const void* released_ha
     }
     closed->close_sink();
     --live.connections;
+    return ZTSTATUS_OK;
+}
+
+// The loss of a remote service, which may come before the connection to it exists.
+class Loss {
+  public:
+    void happen() {
+        std::shared_ptr<Connection> connection;
+        {
+            const Exclusive hold(m_lock);
+            m_happened = true;
+            connection = m_connection.lock();
+        }
+        if (connection != nullptr) {
+            connection->drop();
+        }
+    }
+    // Drops the connection when the loss happens, or now if it already did.
+    void drop_later(const std::shared_ptr<Connection>& connection) {
+        bool happened = false;
+        {
+            const Exclusive hold(m_lock);
+            m_connection = connection;
+            happened = m_happened;
+        }
+        if (happened) {
+            connection->drop();
+        }
+    }
+
+  private:
+    SRWLOCK m_lock = SRWLOCK_INIT;
+    std::weak_ptr<Connection> m_connection;
+    bool m_happened = false;
+};
+
+// Connects to the service at an address. `made` receives the connection on success.
+opal_status connect_to(const char* service, lab_event_sink sink, void* user,
+                       std::shared_ptr<Connection>& made) {
+    const auto loss = std::make_shared<Loss>();
+    opal_status status = ZTSTATUS_OK;
+    std::shared_ptr<Service> remote = connect_remote(
+        service, [loss] { loss->happen(); }, status);
+    if (remote == nullptr) {
+        return status;
+    }
+    made = std::make_shared<Connection>(remote, sink, user);
+    remote->set_alert_sink([target = std::weak_ptr<Connection>(made)](const std::string& name) {
+        if (const auto alive = target.lock()) {
+            alive->alert(name);
+        }
+    });
+    loss->drop_later(made);
     return ZTSTATUS_OK;
 }
 
@@ -205,47 +258,9 @@ opal_status LabOpenConnection(const char* service, lab_event_sink sink, void* us
     std::shared_ptr<Connection> made;
     if (service == nullptr) {
         made = std::make_shared<Connection>(nullptr, sink, user);
-    } else {
-        // If the service is lost before the connection exists, the event waits here.
-        struct Late {
-            SRWLOCK lock = SRWLOCK_INIT;
-            std::weak_ptr<Connection> connection;
-            bool dropped = false;
-        };
-        const auto late = std::make_shared<Late>();
-        opal_status status = ZTSTATUS_OK;
-        std::shared_ptr<Service> remote = connect_remote(
-            service,
-            [late] {
-                std::shared_ptr<Connection> dropped;
-                {
-                    const Exclusive hold(late->lock);
-                    late->dropped = true;
-                    dropped = late->connection.lock();
-                }
-                if (dropped != nullptr) {
-                    dropped->drop();
-                }
-            },
-            status);
-        if (remote == nullptr) {
-            return status;
-        }
-        made = std::make_shared<Connection>(remote, sink, user);
-        remote->set_alert_sink([target = std::weak_ptr<Connection>(made)](const std::string& name) {
-            if (const auto alive = target.lock()) {
-                alive->alert(name);
-            }
-        });
-        bool dropped = false;
-        {
-            const Exclusive hold(late->lock);
-            late->connection = made;
-            dropped = late->dropped;
-        }
-        if (dropped) {
-            made->drop();
-        }
+    } else if (const opal_status status = connect_to(service, sink, user, made);
+               status != ZTSTATUS_OK) {
+        return status;
     }
     {
         const Exclusive hold(registry_lock);
