@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <utility>
 
 namespace lab_tests {
 namespace {
@@ -36,13 +37,14 @@ void expect_number_in(opal_propset set, const char* name, std::int32_t wanted) {
 
 const char guid_bytes[] = "\x33\x22\x11\x00\x55\x44\x77\x66\x88\x99\xaa\xbb\xcc\xdd\xee\xff";
 
-std::vector<TypeCase> make_cases() {
-    const auto message = [](const opal_i18n& value, std::uint32_t id, const char* name,
-                            const char* catalog) {
-        EXPECT_EQ(value.message_id, id);
-        EXPECT_STREQ(value.name, name);
-        EXPECT_STREQ(value.catalog, catalog);
-    };
+void expect_message(const opal_i18n& value, std::uint32_t id, const char* name,
+                    const char* catalog) {
+    EXPECT_EQ(value.message_id, id);
+    EXPECT_STREQ(value.name, name);
+    EXPECT_STREQ(value.catalog, catalog);
+}
+
+std::vector<TypeCase> element_types() {
     return {
         {"BOOLEAN", 1, "true", "true", 1, 1, elements<opal_bool>({opal_true})},
         {"INT32", 2, "-7", "-7", 1, 4, elements<std::int32_t>({-7})},
@@ -61,8 +63,8 @@ std::vector<TypeCase> make_cases() {
         {"ZTOBJID", 11, "\"null\"", "@null", 1, 16, bytes(std::string(16, '\0'))},
         {"I18N", 16, R"({"id": 9, "name": "n", "catalog": "c"})", R"(message 9 "n" "c")", 1,
          sizeof(opal_i18n),
-         [message](const void* value) {
-             message(*static_cast<const opal_i18n*>(value), 9, "n", "c");
+         [](const void* value) {
+             expect_message(*static_cast<const opal_i18n*>(value), 9, "n", "c");
          }},
         {"I18NFORMATSTRING", 17, R"({"pattern": "%s", "insertions": ["a", {"wide": "b"}]})",
          R"(format "%s" ["a" "b"])", 1, sizeof(opal_i18n_format),
@@ -77,6 +79,11 @@ std::vector<TypeCase> make_cases() {
          }},
         {"TIME", 0x10005, "132000000000000000", "132000000000000000", 1, 8,
          elements<std::int64_t>({132000000000000000})},
+    };
+}
+
+std::vector<TypeCase> array_types() {
+    return {
         {"BOOLEANZ", 0x80000001, "[true, false]", "[true false]", 2, 2,
          elements<opal_bool>({opal_true, opal_false})},
         {"INT32Z", 0x80000002, "[1, -1]", "[1 -1]", 2, 8, elements<std::int32_t>({1, -1})},
@@ -110,9 +117,9 @@ std::vector<TypeCase> make_cases() {
         {"I18NZ", 0x80000010,
          R"([{"id": 1, "name": "", "catalog": "x"}, {"id": 2, "name": "y", "catalog": ""}])",
          R"([message 1 "" "x" message 2 "y" ""])", 2, 2 * sizeof(opal_i18n),
-         [message](const void* value) {
-             message(static_cast<const opal_i18n*>(value)[0], 1, "", "x");
-             message(static_cast<const opal_i18n*>(value)[1], 2, "y", "");
+         [](const void* value) {
+             expect_message(static_cast<const opal_i18n*>(value)[0], 1, "", "x");
+             expect_message(static_cast<const opal_i18n*>(value)[1], 2, "y", "");
          }},
         {"I18NFORMATSTRINGZ", 0x80000011, R"([{"pattern": "s"}])", R"([format "s" []])", 1,
          sizeof(opal_i18n_format),
@@ -129,7 +136,13 @@ std::vector<TypeCase> make_cases() {
 }  // namespace
 
 const std::vector<TypeCase>& every_type() {
-    static const std::vector<TypeCase> cases = make_cases();
+    static const std::vector<TypeCase> cases = [] {
+        std::vector<TypeCase> all = element_types();
+        for (TypeCase& type : array_types()) {
+            all.push_back(std::move(type));
+        }
+        return all;
+    }();
     return cases;
 }
 
