@@ -1,18 +1,14 @@
 #include "core/string_property.h"
 
-#include <cstdint>
+#include "core/read_property.h"
+
 #include <cwchar>
 
 namespace farlo {
 
 bool is_string(const CZtObject& object, const char* property, const wchar_t* wanted) {
     WideString string;
-    try {
-        object.GetProp(property, string);
-    } catch (std::uint32_t) {
-        return false;
-    }
-    return _wcsicmp(string.c_str(), wanted) == 0;
+    return try_read_or_throw(object, property, string) && _wcsicmp(string.c_str(), wanted) == 0;
 }
 
 }  // namespace farlo

@@ -6,23 +6,17 @@
 #include "core/guarded.h"
 #include "core/lookup.h"
 #include "core/method.h"
+#include "core/read_property.h"
 #include "core/trace_log.h"
 #include "query/dg_guid.h"
+
+#include <tuple>
 
 namespace farlo {
 namespace {
 
 // KEPT: all failures of the service become this status, which agents test.
 constexpr std::uint32_t service_call_failed = 1;
-
-// Leaves the value unchanged when it cannot be read.
-void read_count(const OutputPropertySet& output, const char* name, std::uint32_t* count) {
-    try {
-        output.GetProp(name, *count);
-    } catch (...) {
-        // The other count may be readable.
-    }
-}
 
 std::uint32_t query_availability(opal_handle handle, const wchar_t* name, const char* caller_guid,
                                  std::uint32_t* total, std::uint32_t* live) {
@@ -53,8 +47,9 @@ std::uint32_t query_availability(opal_handle handle, const wchar_t* name, const 
             return service_call_failed;
         }
         if (output) {
-            read_count(output, "total_disks", total);
-            read_count(output, "live_disks", live);
+            // A count that cannot be read stays unchanged; the other may be readable.
+            std::ignore = try_read(output, "total_disks", *total);
+            std::ignore = try_read(output, "live_disks", *live);
         }
         return status;
     });
@@ -80,6 +75,7 @@ std::uint32_t GetDgDiskAvailabilityW(opal_handle handle, const wchar_t* name, co
     const std::uint32_t refused = check_guid(L"GetDgDiskAvailabilityW", guid);
     const std::uint32_t status =
         refused != FARLO_SUCCESS ? refused : query_availability(handle, name, guid, total, live);
+    // Not status_if_still_connected: without the connection the exit is not logged.
     if (!is_connected(handle)) {
         return FARLO_NOT_CONNECTED;
     }

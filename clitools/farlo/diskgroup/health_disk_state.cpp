@@ -4,6 +4,7 @@
 #include "bus/database.h"
 #include "core/connection.h"
 #include "core/lookup.h"
+#include "core/read_property.h"
 #include "core/string_property.h"
 #include "core/trace_log.h"
 
@@ -26,17 +27,6 @@ bool FindDiskIdByOSorDevName(opal_handle handle, const wchar_t* name, CZtObject&
         // A query that throws found no disk.
     }
     return false;
-}
-
-// Returns 0 for a disk whose state cannot be read.
-std::uint32_t read_state(const CZtObject& disk) {
-    std::uint32_t state = 0;
-    try {
-        disk.GetProp("ztvmstate", state);
-    } catch (...) {
-        state = 0;
-    }
-    return state;
 }
 
 }  // namespace
@@ -63,7 +53,8 @@ std::uint32_t GetDiskStateW(opal_handle handle, const wchar_t* disk, std::uint32
             FARLO_MISSING_ARGUMENT);
         return FARLO_MISSING_ARGUMENT;
     }
-    *state = read_state(found);
+    // 0 if the state cannot be read.
+    *state = read_optional<std::uint32_t>(found, "ztvmstate").value_or(0);
     if (!is_connected(handle)) {
         // KEPT: only logged, because the state has been stored.
         log(0, L"GetDiskStateW() failed, error=(0x%x)", FARLO_NOT_CONNECTED);

@@ -6,6 +6,7 @@
 #include "core/guarded.h"
 #include "core/guid_string.h"
 #include "core/lookup.h"
+#include "core/read_property.h"
 #include "core/trace_log.h"
 #include "volume/find_volume.h"
 
@@ -22,18 +23,18 @@ static_assert(offsetof(farlo_plex_state, state) == 64);
 namespace farlo {
 namespace {
 
-// Leaves a field unchanged if its property cannot be read or does not fit.
-void fill_record(const CZtObject& plex, farlo_plex_state& record) {
-    try {
-        WideString name;
-        plex.GetProp("Name", name);
+// Leaves the field unchanged if the name cannot be read or does not fit.
+void fill_name(const CZtObject& plex, farlo_plex_state& record) {
+    WideString name;
+    if (try_read(plex, "Name", name)) {
         std::ignore = copy_string(record.name, std::size(record.name), name.c_str(), name.length());
-    } catch (...) {
     }
-    try {
-        plex.GetProp("ztvmstate", record.state);
-    } catch (...) {
-    }
+}
+
+// Leaves the fields unchanged whose properties cannot be read.
+void fill_record(const CZtObject& plex, farlo_plex_state& record) {
+    fill_name(plex, record);
+    std::ignore = try_read(plex, "ztvmstate", record.state);
 }
 
 std::uint32_t plex_states(const CZtObject& volume, std::uint32_t* count,

@@ -7,6 +7,7 @@
 #include "core/guarded.h"
 #include "core/lookup.h"
 #include "core/method.h"
+#include "core/read_property.h"
 #include "core/trace_log.h"
 #include "query/dg_guid.h"
 
@@ -36,9 +37,7 @@ struct Request {
 bool is_imported_under(const std::vector<CZtObject>& groups, const wchar_t* name) {
     for (const CZtObject& group : groups) {
         WideString group_name;
-        try {
-            group.GetProp("Name", group_name);
-        } catch (std::uint32_t) {
+        if (!try_read_or_throw(group, "Name", group_name)) {
             continue;
         }
         bool imported = false;

@@ -6,6 +6,7 @@
 #include "core/lookup.h"
 #include "core/method.h"
 #include "core/mutex_hold.h"
+#include "core/read_property.h"
 #include "core/trace_log.h"
 #include "core/wait_mutex.h"
 #include "core/windows_handle.h"
@@ -28,13 +29,8 @@ constexpr DWORD rescan_pause_ms = 10'000;
 
 // Returns false when the group has no identifier that can be read and fits.
 [[nodiscard]] bool read_dgid(const CZtObject& group, char* guid) noexcept {
-    try {
-        NarrowString dgid;
-        group.GetProp("dgid", dgid);
-        return copy_guid(dgid, guid);
-    } catch (...) {
-        return false;
-    }
+    NarrowString dgid;
+    return try_read(group, "dgid", dgid) && copy_guid(dgid, guid);
 }
 
 void rescan_and_wait(opal_handle handle) {

@@ -6,6 +6,7 @@
 #include "core/guarded.h"
 #include "core/lookup.h"
 #include "core/narrow_name.h"
+#include "core/read_property.h"
 #include "core/trace_log.h"
 
 #include <cstring>
@@ -21,13 +22,8 @@ constexpr std::size_t narrow_name_capacity = 32;
 // Whether a name list shows the group. A group whose type cannot be read is not shown.
 bool is_selected(const CZtObject& group, bool cluster_groups) {
     std::uint32_t type = 0;
-    try {
-        group.GetProp("LDM DG TYPE", type);
-    } catch (std::uint32_t) {
-        return false;
-    }
-    return type != ZTDGTYPE_EXCLUDED_0 && type != ZTDGTYPE_EXCLUDED_7 &&
-           (type == ZTDGTYPE_CLUSTER) == cluster_groups;
+    return try_read_or_throw(group, "LDM DG TYPE", type) && type != ZTDGTYPE_EXCLUDED_0 &&
+           type != ZTDGTYPE_EXCLUDED_7 && (type == ZTDGTYPE_CLUSTER) == cluster_groups;
 }
 
 bool is_imported(const CZtObject& group) {

@@ -5,6 +5,7 @@
 #include "core/connection.h"
 #include "core/guarded.h"
 #include "core/lookup.h"
+#include "core/read_property.h"
 #include "core/trace_log.h"
 #include "query/named_volume.h"
 #include "query/record_fields.h"

@@ -1,5 +1,6 @@
 #include "query/fill_disk_record.h"
 
+#include "core/read_property.h"
 #include "core/trace_log.h"
 #include "query/record_fields.h"
 

@@ -1,6 +1,7 @@
 #include "query/fill_vol_info.h"
 
 #include "bus/database.h"
+#include "core/read_property.h"
 #include "query/mount_manager.h"
 #include "query/record_fields.h"
 #include "volume/mount_points.h"
@@ -90,7 +91,7 @@ void FillVolInfo(opal_handle handle, const CZtObject& volume, VolInfo& record) {
 
 void FillDgVolInfo(const CZtObject& volume, VolInfo& record) {
     WideString device;
-    const bool has_device = read_string(volume, "DEVICE NAME", device);
+    const bool has_device = try_read(volume, "DEVICE NAME", device);
     if (has_device) {
         put_string(&record.device_name, sizeof record.device_name, device.c_str(), device.length());
     }

@@ -1,39 +1,17 @@
-// Shared by the sources that fill records: reading optional properties, and reporting
-// the size that is needed.
+// Shared by the sources that fill records: copying strings into fields, and reporting the
+// size that is needed.
 #pragma once
 
 #include "api/farlo.h"
 #include "bus/object.h"
 #include "core/guarded.h"
+#include "core/read_property.h"
 
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
-#include <optional>
 
 namespace farlo {
-
-// Returns a property's value, or nothing when it cannot be read.
-template <class T>
-[[nodiscard]] std::optional<T> read_optional(const CZtObject& object, const char* name) {
-    try {
-        T value{};
-        object.GetProp(name, value);
-        return value;
-    } catch (...) {
-        return std::nullopt;
-    }
-}
-
-// Reads a string in place. Returns false when it cannot be read.
-[[nodiscard]] inline bool read_string(const CZtObject& object, const char* name,
-                                      WideString& string) {
-    try {
-        return object.GetProp(name, string);
-    } catch (...) {
-        return false;
-    }
-}
 
 // Copies a string, cut off to fit, into a field of `field_size` bytes at any address.
 // Bytes after the terminator are not changed.
@@ -49,7 +27,7 @@ inline void put_string(void* field, std::size_t field_size, const wchar_t* strin
 inline void copy_property(const CZtObject& object, const char* name, void* field,
                           std::size_t field_size) {
     WideString string;
-    if (read_string(object, name, string)) {
+    if (try_read(object, name, string)) {
         put_string(field, field_size, string.c_str(), string.length());
     }
 }

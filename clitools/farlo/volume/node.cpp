@@ -5,7 +5,10 @@
 #include "core/guarded.h"
 #include "core/lookup.h"
 #include "core/method.h"
+#include "core/read_property.h"
 #include "core/trace_log.h"
+
+#include <tuple>
 
 namespace farlo {
 namespace {
@@ -48,14 +51,6 @@ std::uint32_t stop_node(opal_handle handle) {
     });
 }
 
-// Leaves the state unchanged when the results have none that can be read.
-void read_state(const OutputPropertySet& output, std::uint32_t& state) {
-    try {
-        output.GetProp("nodeState", state);
-    } catch (...) {
-    }
-}
-
 std::uint32_t query_node(opal_handle handle, std::uint32_t* state) {
     if (state == nullptr) {
         return FARLO_MISSING_ARGUMENT;
@@ -78,7 +73,9 @@ std::uint32_t query_node(opal_handle handle, std::uint32_t* state) {
                 status);
         }
         if (output) {
-            read_state(output, *state);  // a failed call may have stored one, too
+            // Read after a failed call, too. A state that cannot be read leaves the
+            // caller's unchanged.
+            std::ignore = try_read(output, "nodeState", *state);
         }
         return status;
     });
