@@ -10,15 +10,9 @@
 #include "core/trace_log.h"
 #include "volume/find_volume.h"
 
-#include <cstddef>
 #include <iterator>
 #include <tuple>
 #include <vector>
-
-static_assert(sizeof(wchar_t) == 2);
-static_assert(sizeof(farlo_plex_state) == 68);
-static_assert(offsetof(farlo_plex_state, name) == 0);
-static_assert(offsetof(farlo_plex_state, state) == 64);
 
 namespace farlo {
 namespace {
