@@ -4,12 +4,8 @@
 #include "core/windows_handle.h"
 
 namespace farlo {
-namespace {
-bool ngc_flag = false;
-}
 
 bool ReadNgcSetting() {
-    ngc_flag = false;
     RegistryKey key;
     if (RegOpenKeyExW(HKEY_LOCAL_MACHINE,
                       L"SOFTWARE\\Solvane\\ZtSvc\\CurrentVersion\\VolumeManager", 0, KEY_ALL_ACCESS,
@@ -22,10 +18,10 @@ bool ReadNgcSetting() {
     if (RegQueryValueExW(key.get(), L"SupportSCSI3", nullptr, nullptr,
                          reinterpret_cast<BYTE*>(&value), &size) == ERROR_SUCCESS &&
         value == 2) {
-        ngc_flag = true;
         log(0, L"=====Enabled NGC=====");
+        return true;
     }
-    return ngc_flag;
+    return false;
 }
 
 }  // namespace farlo
