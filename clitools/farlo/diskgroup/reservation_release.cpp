@@ -39,12 +39,15 @@ std::uint32_t release_group(const char* guid) {
 
 std::uint32_t ReleaseDgW(const char* guid) {
     log(4, L"Entering ReleaseDgW()");
-    const std::uint32_t refused =
+    // Logs a refused GUID itself.
+    std::uint32_t status =
         check_string(L"ReleaseDgW", L"guid", guid, sizeof dm_reservation_request::group_guid);
-    const std::uint32_t status = refused != FARLO_SUCCESS ? refused : release_group(guid);
-    if (status != refused) {
-        // KEPT: the leading blank; administrators search for this wording.
-        log(0, L" ReleaseDgW() failed , error=(0x%x)", status);
+    if (status == FARLO_SUCCESS) {
+        status = release_group(guid);
+        if (status != FARLO_SUCCESS) {
+            // KEPT: the leading blank; administrators search for this wording.
+            log(0, L" ReleaseDgW() failed , error=(0x%x)", status);
+        }
     }
     log(4, L"Exiting ReleaseDgW");
     return status;

@@ -81,11 +81,13 @@ std::uint32_t GetDgReservationStatusW(opal_handle handle, const wchar_t* name, c
             FARLO_MISSING_ARGUMENT);
         return FARLO_MISSING_ARGUMENT;
     }
-    const std::uint32_t refused = check_guid(L"GetDgReservationStatusW", guid);
-    const std::uint32_t status =
-        refused != FARLO_SUCCESS ? refused : query_reservation(handle, name, guid, reservation);
-    if (status != refused) {
-        log(0, L"GetDgReservationStatusW() failed, error=(0x%x) ", status);
+    // Logs a refused GUID itself.
+    std::uint32_t status = check_guid(L"GetDgReservationStatusW", guid);
+    if (status == FARLO_SUCCESS) {
+        status = query_reservation(handle, name, guid, reservation);
+        if (status != FARLO_SUCCESS) {
+            log(0, L"GetDgReservationStatusW() failed, error=(0x%x) ", status);
+        }
     }
     log(4, L"Exiting GetDgReservationStatusW");
     return status;

@@ -73,11 +73,13 @@ std::uint32_t GetNgcDgReservationStatusW(opal_handle handle, const wchar_t* name
             FARLO_MISSING_ARGUMENT);
         return FARLO_MISSING_ARGUMENT;
     }
-    const std::uint32_t refused = check_guid(L"GetDgReservationStatusW", guid);
-    const std::uint32_t status =
-        refused != FARLO_SUCCESS ? refused : ask_service(handle, name, guid, reservation);
-    if (status != refused) {
-        log(0, L"GetNgcDgReservationStatusW() failed, error=(0x%x) ", status);
+    // Logs a refused GUID itself.
+    std::uint32_t status = check_guid(L"GetDgReservationStatusW", guid);
+    if (status == FARLO_SUCCESS) {
+        status = ask_service(handle, name, guid, reservation);
+        if (status != FARLO_SUCCESS) {
+            log(0, L"GetNgcDgReservationStatusW() failed, error=(0x%x) ", status);
+        }
     }
     log(4, L"Exiting GetNgcDgReservationStatusW");
     return status;
