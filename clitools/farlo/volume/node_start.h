@@ -10,9 +10,10 @@ namespace farlo {
 // without a limit, until the node reports a role or a failure. Signals the start token
 // at the end, whether or not it took it.
 //
-// The exit code is a status: 0 if the cluster is running, 0xc1000001 if there is no
-// misc object or the node reports a failure, 18 if there is no mutex or the node's
-// properties cannot be read, else the status of StartCVMClusterW.
+// The exit code is a status: FARLO_SUCCESS if the cluster is running,
+// FARLO_PROVIDER_FAILED if there is no misc object or the node reports a failure,
+// FARLO_EXCEPTION if there is no mutex or the node's properties cannot be read, else the
+// status of StartCVMClusterW.
 DWORD WINAPI CVMClusterStart(void* handle);
 
 }  // namespace farlo
