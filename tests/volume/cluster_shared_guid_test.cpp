@@ -19,8 +19,8 @@ class GetClusterSharedDgGuid : public ClusterabilityTest {
 };
 
 const Expected entering{2, "Entering GetClusterSharedDgGuidW"};
-Expected failed(const std::string& status) {
-    return {0, "GetClusterSharedDgGuidW() failed, error=(" + status + ") "};
+Expected failed(std::uint32_t status) {
+    return {0, "GetClusterSharedDgGuidW() failed, error=(" + hex(status) + ") "};
 }
 
 TEST_F(GetClusterSharedDgGuid, ProvidesGuidOfVolumesGroup) {
@@ -58,7 +58,7 @@ TEST_F(GetClusterSharedDgGuid, ProvidesGuidOf64CharactersAndRejects65) {
                     {0, std::string("GetClusterSharedDgGuidW: secure string copy failed for "
                                     "volume  - \\Device\\one two, error = ") +
                             std::strerror(ERANGE)},
-                    failed("0xc1000001")});
+                    failed(FARLO_PROVIDER_FAILED)});
     });
 }
 
@@ -71,7 +71,7 @@ TEST_F(GetClusterSharedDgGuid, RejectsGroupOfAnotherType) {
         expect_log({entering,
                     {0, "GetClusterSharedDgGuidW: DgType is not Cluster Shared for volume - "
                         "\\Device\\one two"},
-                    failed("0x80070057")});
+                    failed(FARLO_INVALID_ARGUMENT)});
     });
 }
 
@@ -82,12 +82,12 @@ TEST_F(GetClusterSharedDgGuid, FailsForUnknownVolumeAndVolumeWithoutGroup) {
         expect_calls({query(object_type::volume, "DEVICE NAME", "none", "")});
         expect_log({entering,
                     {0, "GetClusterSharedDgGuidW:Volume Object not found for volume  - none"},
-                    failed("0xc1000001")});
+                    failed(FARLO_PROVIDER_FAILED)});
         start_watching();
         EXPECT_EQ(get_guid(guid, L"lone"), FARLO_PROVIDER_FAILED);
         expect_log({entering,
                     {0, "GetClusterSharedDgGuidW: Dg object not found for volume  - lone"},
-                    failed("0xc1000001")});
+                    failed(FARLO_PROVIDER_FAILED)});
         EXPECT_TRUE(guid.untouched());
     });
 }
@@ -100,7 +100,7 @@ TEST_F(GetClusterSharedDgGuid, ReturnsStatusOfFailedQuery) {
         expect_log({entering,
                     {0, "GetClusterSharedDgGuidW:DbGetObjectsByQuery failed for volume  - "
                         "\\Device\\one two, error = 0xc1000102"},
-                    failed("0xc1000102")});
+                    failed(bus_no_memory)});
     });
 }
 
@@ -162,7 +162,7 @@ TEST_F(GetClusterSharedDgGuid, FailsWhenGroupCannotBeRead) {
             GuardedBuffer guid(FARLO_GUID_TEXT_SIZE);
             EXPECT_EQ(get_guid(guid), FARLO_EXCEPTION);
             EXPECT_TRUE(guid.untouched());
-            expect_log({entering, exception_caught, failed("0x12")});
+            expect_log({entering, exception_caught, failed(FARLO_EXCEPTION)});
         }
     });
 }
@@ -173,12 +173,12 @@ TEST_F(GetClusterSharedDgGuid, RejectsNullArguments) {
         EXPECT_EQ(get_guid(guid, nullptr), FARLO_INVALID_ARGUMENT);
         expect_log({entering,
                     {0, "GetClusterSharedDgGuidW() failed , NULL Volume Device Name"},
-                    failed("0x80070057")});
+                    failed(FARLO_INVALID_ARGUMENT)});
         start_watching();
         EXPECT_EQ(FARLO(GetClusterSharedDgGuidW)(handle, L"d", nullptr), FARLO_INVALID_ARGUMENT);
         expect_log({entering,
                     {0, "GetClusterSharedDgGuidW() failed , NULL DG GUID"},
-                    failed("0x80070057")});
+                    failed(FARLO_INVALID_ARGUMENT)});
         expect_calls({});
         start_watching();
         EXPECT_EQ(FARLO(GetClusterSharedDgGuidW)(nullptr, L"d", nullptr), FARLO_NULL_HANDLE);
@@ -214,7 +214,7 @@ TEST_F(GetClusterSharedDgGuid, FailsForLongDeviceNameAndWithoutMemoryForQuery) {
         EXPECT_EQ(get_guid(guid), FARLO_OUT_OF_MEMORY);
         expect_log({entering,
                     {0, "GetClusterSharedDgGuidW: failed to allocate memory"},
-                    failed("0x8007000e")});
+                    failed(FARLO_OUT_OF_MEMORY)});
         expect_calls({});
     });
 }
@@ -226,7 +226,7 @@ TEST_F(GetClusterSharedDgGuid, ReturnsNotConnectedWhenConnectionDropsAfterSucces
         GuardedBuffer guid(FARLO_GUID_TEXT_SIZE);
         EXPECT_EQ(get_guid(guid), FARLO_NOT_CONNECTED);
         EXPECT_TRUE(guid.holds_string("guid-1"));
-        expect_log({entering, failed("0x14")});
+        expect_log({entering, failed(FARLO_NOT_CONNECTED)});
     });
 }
 
@@ -240,7 +240,7 @@ TEST_F(GetClusterSharedDgGuid, ReturnsNotConnectedWhenConnectionDropsBeforeFailu
         expect_log({entering,
                     {0, "GetClusterSharedDgGuidW: DgType is not Cluster Shared for volume - "
                         "\\Device\\one two"},
-                    failed("0x14")});
+                    failed(FARLO_NOT_CONNECTED)});
     });
 }
 
@@ -250,7 +250,7 @@ TEST_F(GetClusterSharedDgGuid, ReturnsNotConnectedWhenConnectionDropsBeforeExcep
         GuardedBuffer guid(FARLO_GUID_TEXT_SIZE);
         EXPECT_EQ(get_guid(guid), FARLO_NOT_CONNECTED);
         EXPECT_TRUE(guid.untouched());
-        expect_log({entering, exception_caught, failed("0x14")});
+        expect_log({entering, exception_caught, failed(FARLO_NOT_CONNECTED)});
     });
 }
 
@@ -280,7 +280,7 @@ TEST_F(GetClusterSharedDgGuid, NarrowFormRejectsNullAndLongDeviceName) {
                   FARLO_INVALID_ARGUMENT);
         expect_log({entering,
                     {0, "GetClusterSharedDgGuidW() failed , NULL Volume Device Name"},
-                    failed("0x80070057")});
+                    failed(FARLO_INVALID_ARGUMENT)});
         start_watching();
         EXPECT_EQ(
             FARLO(GetClusterSharedDgGuidA)(handle, std::string(260, 'd').c_str(), guid.as<char>()),

@@ -41,8 +41,9 @@ class OfflineVol : public FarloTest {
     const Expected exception{6, "API_TRY_CATCH_FAILED "};
     const Expected succeeded{0,
                              "OfflineVolW() succeeded for volume \\Device\\one two, error=(0x0) "};
-    static Expected failed(const std::string& status) {
-        return {0, "OfflineVolW() failed for volume \\Device\\one two, error=(" + status + ") "};
+    static Expected failed(std::uint32_t status) {
+        return {0,
+                "OfflineVolW() failed for volume \\Device\\one two, error=(" + hex(status) + ") "};
     }
     const Expected exiting{2, "Exiting OfflineVolW"};
 };
@@ -90,7 +91,7 @@ TEST_F(OfflineVol, ReturnsNotConnectedWhenConnectionDropsAndNodeDoesNotRun) {
         expect_calls({find_misc, read_role(no_role)});
         expect_log({entering,
                     {6, "OfflineVolW()::CVM cluster is not running simply return success"},
-                    failed("0x14"),
+                    failed(FARLO_NOT_CONNECTED),
                     exiting});
     });
 }
@@ -125,8 +126,10 @@ TEST_F(OfflineVol, RejectsNullHandle) {
         EXPECT_EQ(FARLO(OfflineVolW)(nullptr, "guid-1", L"\\Device\\one two", 0),
                   FARLO_NULL_HANDLE);
         expect_calls({});
-        expect_log(
-            {entering, {0, "OfflineVolW() failed , NULL opal_handle"}, failed("0x64"), exiting});
+        expect_log({entering,
+                    {0, "OfflineVolW() failed , NULL opal_handle"},
+                    failed(FARLO_NULL_HANDLE),
+                    exiting});
     });
 }
 
@@ -137,7 +140,7 @@ TEST_F(OfflineVol, ReturnsNotConnectedWithoutConnection) {
         expect_calls({});
         expect_log({entering,
                     {0, "OfflineVolW() failed , opal_handle not connected, error=(0x14)"},
-                    failed("0x14"),
+                    failed(FARLO_NOT_CONNECTED),
                     exiting});
     });
 }
@@ -147,8 +150,10 @@ TEST_F(OfflineVol, RejectsNullGuidAfterReadingRole) {
         EXPECT_EQ(FARLO(OfflineVolW)(handle, nullptr, L"\\Device\\one two", 0),
                   FARLO_INVALID_ARGUMENT);
         expect_calls({find_misc, read_role(some_role)});
-        expect_log(
-            {entering, {0, "OfflineVolW() failed , NULL DG GUID"}, failed("0x80070057"), exiting});
+        expect_log({entering,
+                    {0, "OfflineVolW() failed , NULL DG GUID"},
+                    failed(FARLO_INVALID_ARGUMENT),
+                    exiting});
     });
 }
 
@@ -159,7 +164,7 @@ TEST_F(OfflineVol, FailsWithoutMiscObject) {
         expect_calls({objects(object_type::misc, "")});
         expect_log({entering,
                     {0, "OfflineVolW()::misc object not present"},
-                    failed("0xc1000001"),
+                    failed(FARLO_PROVIDER_FAILED),
                     exiting});
     });
 }
@@ -171,7 +176,7 @@ TEST_F(OfflineVol, FailsWhenMiscObjectCannotBeQueried) {
         expect_calls({objects_failed(object_type::misc, bus_no_memory)});
         expect_log({entering,
                     {0, "OfflineVolW()::misc object not present"},
-                    failed("0xc1000001"),
+                    failed(FARLO_PROVIDER_FAILED),
                     exiting});
     });
 }
@@ -188,7 +193,7 @@ TEST_F(OfflineVol, ReturnsNotFoundWhenGroupsCannotBeQueried) {
             ExpectedLog{
                 {0, "GetDgObjIdByGuid() failed , DG_TYPENAME not found in OPAL, error=(0x1)"},
                 {0, "OfflineVolW:GetDgObjIdByGuid()  failed, error=(0x1) "},
-                failed("0x1"),
+                failed(FARLO_NOT_FOUND),
                 exiting});
     });
 }
@@ -201,7 +206,7 @@ TEST_F(OfflineVol, FailsWhenVolumesCannotBeQueried) {
         expect_log({entering,
                     {0, "FindVolObjByDevName:DbGetObjectsByQuery failed, for \\Device\\one two, "
                         "error = 0xc1000106"},
-                    failed("0x80070057"),
+                    failed(FARLO_INVALID_ARGUMENT),
                     exiting});
     });
 }
@@ -213,7 +218,7 @@ TEST_F(OfflineVol, FailsAtOnceWhenClusterServiceCannotBeQueried) {
         expect_pauses({});
         expect_log({entering,
                     {0, "OfflineDgExW():GetClusSvcId() failed, error=(0x29) "},
-                    failed("0x29"),
+                    failed(FARLO_NO_CLUSTER_SERVICE),
                     exiting});
     });
 }
@@ -222,7 +227,7 @@ TEST_F(OfflineVol, FailsWhenRoleCannotBeRead) {
     at_every_threshold([&] {
         set_faults(fault_plan({failing(reading("nodeRole"), bus_no_property)}));
         EXPECT_EQ(offline(), FARLO_EXCEPTION);
-        expect_log({entering, exception, failed("0x12"), exiting});
+        expect_log({entering, exception, failed(FARLO_EXCEPTION), exiting});
     });
 }
 
@@ -235,7 +240,7 @@ TEST_F(OfflineVol, LooksOnceForUnknownGroup) {
         expect_log({entering,
                     {0, "GetDgObjIdByGuid() failed , DG_TYPENAME not found in OPAL, error=(0x1)"},
                     {0, "OfflineVolW:GetDgObjIdByGuid()  failed, error=(0x1) "},
-                    failed("0x1"),
+                    failed(FARLO_NOT_FOUND),
                     exiting});
     });
 }
@@ -247,7 +252,7 @@ TEST_F(OfflineVol, FailsForLocalGroupButNotForClusterGroup) {
         expect_log({entering,
                     {0, "GetDgObjIdByGuid() failed , DG_TYPENAME not found in OPAL, error=(0x28)"},
                     {0, "OfflineVolW:GetDgObjIdByGuid()  failed, error=(0x28) "},
-                    failed("0x28"),
+                    failed(FARLO_EXCLUDED_TYPE),
                     exiting});
     });
     set_node(R"("role": 1)", group_type::cluster);
@@ -282,7 +287,7 @@ TEST_F(OfflineVol, FailsWithoutClusterService) {
                     sleeping,
                     sleeping,
                     {0, "OfflineDgExW():GetClusSvcId() failed, error=(0x29) "},
-                    failed("0x29"),
+                    failed(FARLO_NO_CLUSTER_SERVICE),
                     exiting});
     });
 }
@@ -296,7 +301,7 @@ TEST_F(OfflineVol, FailsWhenParameterCannotBeAdded) {
             start_watching();
             EXPECT_EQ(offline(), FARLO_EXCEPTION);
             EXPECT_EQ(calls_of("PrCallDispatch"), Lines{});
-            expect_log({entering, exception, failed("0x12"), exiting});
+            expect_log({entering, exception, failed(FARLO_EXCEPTION), exiting});
         }
     });
 }
@@ -309,7 +314,7 @@ TEST_F(OfflineVol, ReturnsStatusOfService) {
         expect_log({entering,
                     {4, "OfflineVolW: MISCOP_VOLUMEOFFLINE, CsfInvoke failed with error = "
                         "0xe5150103."},
-                    failed("0xe5150103"),
+                    failed(service_no_such_volume),
                     exiting});
     });
 }
@@ -321,7 +326,7 @@ TEST_F(OfflineVol, LogsInformationalStatusAsFailure) {
         expect_log({entering,
                     {4, "OfflineVolW: MISCOP_VOLUMEOFFLINE, CsfInvoke failed with error = "
                         "0x41000012."},
-                    failed("0x41000012"),
+                    failed(bus_same_value),
                     exiting});
     });
 }
@@ -333,7 +338,7 @@ TEST_F(OfflineVol, CallsMethodWithoutOutputSet) {
             fault_plan({no_output_set,
                         {.method = method::offline_volume, .returns = service_no_such_volume}}));
         EXPECT_EQ(offline(), service_no_such_volume);
-        expect_log({entering, failed("0xe5150103"), exiting});
+        expect_log({entering, failed(service_no_such_volume), exiting});
     });
 }
 
@@ -342,7 +347,7 @@ TEST_F(OfflineVol, ReturnsNotConnectedWhenConnectionDropsDuringOffline) {
         set_faults(fault_plan({offline_succeeds}));
         const MethodResults dropping(dll().module(), [&](opal_propset) { disconnect(); });
         EXPECT_EQ(offline(), FARLO_NOT_CONNECTED);
-        expect_log({entering, failed("0x14"), exiting});
+        expect_log({entering, failed(FARLO_NOT_CONNECTED), exiting});
     });
 }
 

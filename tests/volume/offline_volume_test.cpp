@@ -189,8 +189,8 @@ class OfflineVolume : public FarloTest {
 Expected entering(const std::string& path = "\\\\?\\V{1}\\") {
     return {0, "Entering OfflineVolumeW - " + path};
 }
-Expected failed(const std::string& status, const std::string& path = "\\\\?\\V{1}\\") {
-    return {0, "OfflineVolumeW() failed for volume " + path + ", error=(" + status + ") "};
+Expected failed(std::uint32_t status, const std::string& path = "\\\\?\\V{1}\\") {
+    return {0, "OfflineVolumeW() failed for volume " + path + ", error=(" + hex(status) + ") "};
 }
 const Expected succeeded{0, "OfflineVolumeW() succeeded for volume \\\\?\\V{1}\\, error=(0x0) "};
 const Expected exiting{2, "Exiting OfflineVolumeW"};
@@ -233,13 +233,13 @@ TEST_F(OfflineVolume, RejectsNullArguments) {
         const Expected null_argument{0, "OfflineVolumeW() failed , NULL Volume GUID/Name/DG GUID"};
         FakeDevices devices(dll().module());
         EXPECT_EQ(FARLO(OfflineVolumeW)(nullptr, L"p", group_guid), FARLO_INVALID_ARGUMENT);
-        expect_log({null_argument, failed("0x80070057", "p"), exiting});
+        expect_log({null_argument, failed(FARLO_INVALID_ARGUMENT, "p"), exiting});
         start_watching();
         EXPECT_EQ(FARLO(OfflineVolumeW)("n", L"p", nullptr), FARLO_INVALID_ARGUMENT);
-        expect_log({null_argument, failed("0x80070057", "p"), exiting});
+        expect_log({null_argument, failed(FARLO_INVALID_ARGUMENT, "p"), exiting});
         start_watching();
         EXPECT_EQ(FARLO(OfflineVolumeW)("n", nullptr, group_guid), FARLO_INVALID_ARGUMENT);
-        expect_log({null_argument, failed("0x80070057", "(null)"), exiting});
+        expect_log({null_argument, failed(FARLO_INVALID_ARGUMENT, "(null)"), exiting});
         EXPECT_EQ(devices.requests, Lines{});
     });
 }
@@ -264,17 +264,17 @@ TEST_F(OfflineVolume, AcceptsNameOf64AndPathOf259CharactersAndRejectsLongerOnes)
         start_watching();
         EXPECT_EQ(FARLO(OfflineVolumeW)(long_name.c_str(), L"p", group_guid),
                   FARLO_INVALID_ARGUMENT);
-        expect_log({entering("p"), name_too_long, failed("0x80070057", "p"), exiting});
+        expect_log({entering("p"), name_too_long, failed(FARLO_INVALID_ARGUMENT, "p"), exiting});
         start_watching();
         EXPECT_EQ(FARLO(OfflineVolumeW)("n", long_path.c_str(), group_guid),
                   FARLO_INVALID_ARGUMENT);
         expect_log({entering(narrow_string(long_path)), path_too_long,
-                    failed("0x80070057", narrow_string(long_path)), exiting});
+                    failed(FARLO_INVALID_ARGUMENT, narrow_string(long_path)), exiting});
         start_watching();
         EXPECT_EQ(FARLO(OfflineVolumeW)(long_name.c_str(), long_path.c_str(), group_guid),
                   FARLO_INVALID_ARGUMENT);
         expect_log({entering(narrow_string(long_path)), name_too_long,
-                    failed("0x80070057", narrow_string(long_path)), exiting});
+                    failed(FARLO_INVALID_ARGUMENT, narrow_string(long_path)), exiting});
         EXPECT_EQ(devices.requests, Lines{});
     });
 }
@@ -287,7 +287,7 @@ TEST_F(OfflineVolume, ReturnsSystemErrorWhenVolumeCannotBeOpened) {
         EXPECT_EQ(devices.requests, (Lines{open_volume()}));
         expect_log({entering(),
                     {0, "OfflineVolumeW:CreateFileW for vol1 failed 0x5"},
-                    failed("0x5"),
+                    failed(ERROR_ACCESS_DENIED),
                     exiting});
     });
 }
@@ -300,7 +300,7 @@ TEST_F(OfflineVolume, ReturnsSystemErrorWhenVolumeCannotBeFlushed) {
         EXPECT_EQ(devices.requests, (Lines{open_volume(), "flush", "close volume"}));
         expect_log({entering(),
                     {0, "OfflineVolumeW: FlushFileBuffers for \\\\?\\V{1}\\ failed 0x13"},
-                    failed("0x13"),
+                    failed(ERROR_WRITE_PROTECT),
                     exiting});
     });
 }
@@ -314,7 +314,7 @@ TEST_F(OfflineVolume, ReturnsSystemErrorWhenVolumeCannotBeDismounted) {
                   (Lines{open_volume(), "flush", dismount_volume, "close volume"}));
         expect_log({entering(),
                     {0, "OfflineVolumeW: FSCTL_DISMOUNT_VOLUME  for vol1 failed 0x32"},
-                    failed("0x32"),
+                    failed(ERROR_NOT_SUPPORTED),
                     exiting});
     });
 }
@@ -327,7 +327,7 @@ TEST_F(OfflineVolume, FailsWhenSystemReportsNoError) {
         EXPECT_EQ(devices.requests, (Lines{open_volume()}));
         expect_log({entering(),
                     {0, "OfflineVolumeW:CreateFileW for vol1 failed 0xc1000001"},
-                    failed("0xc1000001"),
+                    failed(FARLO_PROVIDER_FAILED),
                     exiting});
     });
     at_every_threshold([&] {
@@ -337,7 +337,7 @@ TEST_F(OfflineVolume, FailsWhenSystemReportsNoError) {
         EXPECT_EQ(devices.requests, (Lines{open_volume(), "flush", "close volume"}));
         expect_log({entering(),
                     {0, "OfflineVolumeW: FlushFileBuffers for \\\\?\\V{1}\\ failed 0xc1000001"},
-                    failed("0xc1000001"),
+                    failed(FARLO_PROVIDER_FAILED),
                     exiting});
     });
     at_every_threshold([&] {
@@ -348,7 +348,7 @@ TEST_F(OfflineVolume, FailsWhenSystemReportsNoError) {
                   (Lines{open_volume(), "flush", dismount_volume, "close volume"}));
         expect_log({entering(),
                     {0, "OfflineVolumeW: FSCTL_DISMOUNT_VOLUME  for vol1 failed 0xc1000001"},
-                    failed("0xc1000001"),
+                    failed(FARLO_PROVIDER_FAILED),
                     exiting});
     });
 }
@@ -375,7 +375,7 @@ TEST_F(OfflineVolume, MapsStatusThatRequestReturns) {
             start_watching();
             EXPECT_EQ(offline(), status);
             EXPECT_EQ(devices.requests, all_requests());
-            expect_log({entering(), failed(hex(status)), exiting});
+            expect_log({entering(), failed(status), exiting});
         }
     });
 }
@@ -475,7 +475,7 @@ TEST_F(OfflineVolume, NarrowFormRejectsNullAndLongPath) {
         start_watching();
         EXPECT_EQ(FARLO(OfflineVolumeA)("vol1", nullptr, group_guid), FARLO_INVALID_ARGUMENT);
         expect_log({{0, "OfflineVolumeW() failed , NULL Volume GUID/Name/DG GUID"},
-                    failed("0x80070057", "(null)"),
+                    failed(FARLO_INVALID_ARGUMENT, "(null)"),
                     exiting});
         start_watching();
         EXPECT_EQ(FARLO(OfflineVolumeA)("vol1", std::string(260, 'p').c_str(), group_guid),
@@ -492,7 +492,7 @@ TEST_F(OfflineVolume, ReturnsSystemErrorForMissingVolume) {
         EXPECT_EQ(offline(L"\\\\.\\no such volume\\"), DWORD{ERROR_FILE_NOT_FOUND});
         expect_log({entering("\\\\.\\no such volume\\"),
                     {0, "OfflineVolumeW:CreateFileW for vol1 failed 0x2"},
-                    failed("0x2", "\\\\.\\no such volume\\"),
+                    failed(ERROR_FILE_NOT_FOUND, "\\\\.\\no such volume\\"),
                     exiting});
     });
 }

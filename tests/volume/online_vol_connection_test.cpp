@@ -162,7 +162,7 @@ TEST_F(OnlineVolConnection, ReturnsNotConnectedAfterThreeFailedTries) {
                     {0, "ValidateClusterW() failed, error=(0xc1000103)"},
                     exiting_validate,
                     {0, "OnlineVolW() ValidateCluster failed, error=(0x14) "},
-                    failed("0x14"),
+                    failed(FARLO_NOT_CONNECTED),
                     exiting});
         expect_pauses({{"Sleep", 500}, {"Sleep", 500}, {"Sleep", 500}});
         EXPECT_EQ(command_counts(), (CommandCounts{before.initialize + 3, before.uninitialize,
@@ -206,8 +206,8 @@ TEST_F(OnlineVolConnection, ReturnsNotConnectedWhenItsOwnConnectionDropsToo) {
         set_faults(
             fault_plan({first_lookup_drops, {.method = method::online_volume, .drops = true}}));
         EXPECT_EQ(online(), FARLO_NOT_CONNECTED);
-        expect_log({entering, unknown_group, entering_validate, exiting_validate, failed("0x14"),
-                    exiting});
+        expect_log({entering, unknown_group, entering_validate, exiting_validate,
+                    failed(FARLO_NOT_CONNECTED), exiting});
     });
 }
 

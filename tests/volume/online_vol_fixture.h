@@ -56,8 +56,9 @@ class OnlineVol : public FarloTest {
     const Expected exception{6, "API_TRY_CATCH_FAILED "};
     const Expected succeeded{0,
                              "OnlineVolW() succeeded for volume \\Device\\one two, error=(0x0) "};
-    static Expected failed(const std::string& status) {
-        return {0, "OnlineVolW() failed for volume \\Device\\one two, error=(" + status + ") "};
+    static Expected failed(std::uint32_t status) {
+        return {0,
+                "OnlineVolW() failed for volume \\Device\\one two, error=(" + hex(status) + ") "};
     }
     const Expected exiting{2, "Exiting OnlineVolW"};
     const Expected unknown_group{

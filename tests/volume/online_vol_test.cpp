@@ -75,7 +75,7 @@ TEST_F(OnlineVol, FailsWhenImportFails) {
                     {0, "OfflineDg dg1 failed with res  0xe5150105"},
                     exiting_import,
                     {0, "OnlineVolW():OnlineDg()  failed, error=(0xe5150105) "},
-                    failed("0xe5150105"),
+                    failed(service_name_taken),
                     exiting});
     });
 }
@@ -97,7 +97,7 @@ TEST_F(OnlineVol, AcceptsGroupNameOf258CharactersAndFailsFor259) {
     at_every_threshold([&] {
         EXPECT_EQ(online(), FARLO_EXCEPTION);
         EXPECT_EQ(calls_of("PrCallDispatch"), Lines{});
-        expect_log({entering, exception, failed("0x12"), exiting});
+        expect_log({entering, exception, failed(FARLO_EXCEPTION), exiting});
     });
 }
 
@@ -130,8 +130,10 @@ TEST_F(OnlineVol, RejectsNullHandle) {
         EXPECT_EQ(FARLO(OnlineVolW)(nullptr, "guid-1", L"\\Device\\one two", 0, 0),
                   FARLO_NULL_HANDLE);
         expect_calls({});
-        expect_log(
-            {entering, {0, "OnlineVolW() failed , NULL opal_handle"}, failed("0x64"), exiting});
+        expect_log({entering,
+                    {0, "OnlineVolW() failed , NULL opal_handle"},
+                    failed(FARLO_NULL_HANDLE),
+                    exiting});
     });
 }
 
@@ -142,7 +144,7 @@ TEST_F(OnlineVol, ReturnsNotConnectedWithoutConnection) {
         expect_calls({});
         expect_log({entering,
                     {0, "OnlineVolW() failed , opal_handle not connected"},
-                    failed("0x14"),
+                    failed(FARLO_NOT_CONNECTED),
                     exiting});
     });
 }
@@ -152,8 +154,10 @@ TEST_F(OnlineVol, RejectsNullGuidAfterReadingRole) {
         EXPECT_EQ(FARLO(OnlineVolW)(handle, nullptr, L"\\Device\\one two", 0, 0),
                   FARLO_INVALID_ARGUMENT);
         expect_calls({find_misc, read_role(some_role)});
-        expect_log(
-            {entering, {0, "OnlineVolW() failed , NULL DG GUID"}, failed("0x80070057"), exiting});
+        expect_log({entering,
+                    {0, "OnlineVolW() failed , NULL DG GUID"},
+                    failed(FARLO_INVALID_ARGUMENT),
+                    exiting});
     });
 }
 
@@ -164,7 +168,7 @@ TEST_F(OnlineVol, FailsWithoutMiscObject) {
         expect_calls({objects(object_type::misc, "")});
         expect_log({entering,
                     {0, "OnlineVolW()::misc object not present"},
-                    failed("0xc1000001"),
+                    failed(FARLO_PROVIDER_FAILED),
                     exiting});
     });
 }
@@ -176,7 +180,7 @@ TEST_F(OnlineVol, FailsWhenMiscObjectCannotBeQueried) {
         expect_calls({objects_failed(object_type::misc, bus_no_memory)});
         expect_log({entering,
                     {0, "OnlineVolW()::misc object not present"},
-                    failed("0xc1000001"),
+                    failed(FARLO_PROVIDER_FAILED),
                     exiting});
     });
 }
@@ -192,7 +196,7 @@ TEST_F(OnlineVol, FailsWhenPropertyCannotBeRead) {
             start_watching();
             EXPECT_EQ(online(), FARLO_EXCEPTION);
             EXPECT_EQ(calls_of("PrCallDispatch"), Lines{});
-            expect_log({entering, exception, failed("0x12"), exiting});
+            expect_log({entering, exception, failed(FARLO_EXCEPTION), exiting});
         }
     });
 }
@@ -206,7 +210,7 @@ TEST_F(OnlineVol, FailsWhenParameterCannotBeAdded) {
             start_watching();
             EXPECT_EQ(online(), FARLO_EXCEPTION);
             EXPECT_EQ(calls_of("PrCallDispatch"), Lines{});
-            expect_log({entering, exception, failed("0x12"), exiting});
+            expect_log({entering, exception, failed(FARLO_EXCEPTION), exiting});
         }
     });
 }
@@ -220,7 +224,7 @@ TEST_F(OnlineVol, FailsForGroupOfExcludedType) {
         expect_log({entering,
                     {0, "GetDgObjIdByGuid() failed , DG_TYPENAME not found in OPAL, error=(0x28)"},
                     {0, "OnlineVolW():GetDgObjIdByGuid1()  failed, error=(0x28) "},
-                    failed("0x28"),
+                    failed(FARLO_EXCLUDED_TYPE),
                     exiting});
     });
 }
@@ -247,7 +251,7 @@ TEST_F(OnlineVol, LooksTwiceForUnknownGroup) {
                     exiting_validate,
                     unknown_group,
                     {0, "OnlineVolW():GetDgObjIdByGuid1()  failed, error=(0x1) "},
-                    failed("0x1"),
+                    failed(FARLO_NOT_FOUND),
                     exiting});
     });
 }
@@ -287,7 +291,7 @@ TEST_F(OnlineVol, FailsForGroupOfExcludedTypeAtSecondLookup) {
                     exiting_validate,
                     {0, "GetDgObjIdByGuid() failed , DG_TYPENAME not found in OPAL, error=(0x28)"},
                     {0, "OnlineVolW():GetDgObjIdByGuid1()  failed, error=(0x28) "},
-                    failed("0x28"),
+                    failed(FARLO_EXCLUDED_TYPE),
                     exiting});
     });
 }
@@ -312,7 +316,7 @@ TEST_F(OnlineVol, FailsWhenVolumesCannotBeQueried) {
         expect_log({entering,
                     {0, "FindVolObjByDevName:DbGetObjectsByQuery failed, for \\Device\\one two, "
                         "error = 0xc1000106"},
-                    failed("0x80070057"),
+                    failed(FARLO_INVALID_ARGUMENT),
                     exiting});
     });
 }
@@ -335,7 +339,7 @@ TEST_F(OnlineVol, FailsWithoutMemoryForVolumeQuery) {
         EXPECT_EQ(calls_of("DbGetObjectsByQuery"), Lines{});
         expect_log({entering,
                     {0, "FindVolObjByDevName: failed to allocate memory"},
-                    failed("0x80070057"),
+                    failed(FARLO_INVALID_ARGUMENT),
                     exiting});
     });
 }
@@ -384,7 +388,7 @@ TEST_F(OnlineVol, FailsWithoutClusterService) {
                     sleeping,
                     sleeping,
                     {0, "OnlineVolW():GetClusSvcId() failed, error=(0x29) "},
-                    failed("0x29"),
+                    failed(FARLO_NO_CLUSTER_SERVICE),
                     exiting});
     });
 }
@@ -397,7 +401,7 @@ TEST_F(OnlineVol, ReturnsStatusOfService) {
         expect_log({entering,
                     {4, "OnlineVolW: MISCOP_VOLUMEONLINE, CsfInvoke failed with error = "
                         "0xe5150103."},
-                    failed("0xe5150103"),
+                    failed(service_no_such_volume),
                     exiting});
     });
 }
@@ -409,7 +413,7 @@ TEST_F(OnlineVol, LogsInformationalStatusAsFailure) {
         expect_log({entering,
                     {4, "OnlineVolW: MISCOP_VOLUMEONLINE, CsfInvoke failed with error = "
                         "0x41000012."},
-                    failed("0x41000012"),
+                    failed(bus_same_value),
                     exiting});
     });
 }
@@ -420,7 +424,7 @@ TEST_F(OnlineVol, CallsMethodWithoutOutputSet) {
         set_faults(fault_plan(
             {no_output_set, {.method = method::online_volume, .returns = service_no_such_volume}}));
         EXPECT_EQ(online(), service_no_such_volume);
-        expect_log({entering, failed("0xe5150103"), exiting});
+        expect_log({entering, failed(service_no_such_volume), exiting});
     });
 }
 
@@ -429,7 +433,7 @@ TEST_F(OnlineVol, ReturnsNotConnectedWhenConnectionDropsDuringOnline) {
         set_faults(fault_plan({online_succeeds}));
         const MethodResults dropping(dll().module(), [&](opal_propset) { disconnect(); });
         EXPECT_EQ(online(), FARLO_NOT_CONNECTED);
-        expect_log({entering, failed("0x14"), exiting});
+        expect_log({entering, failed(FARLO_NOT_CONNECTED), exiting});
     });
 }
 

@@ -139,7 +139,8 @@ TEST_F(OnlineVolWait, ReturnsErrorOfFailedWait) {
         });
         EXPECT_EQ(callbacks, 1u);
         expect_calls({find_misc, read_role(no_role)});
-        expect_log({entering, waiting, calling_back, wait_failed, failed("0x6"), exiting});
+        expect_log(
+            {entering, waiting, calling_back, wait_failed, failed(ERROR_INVALID_HANDLE), exiting});
     });
 }
 
@@ -191,7 +192,8 @@ TEST_F(OnlineVolWait, ReturnsErrorOfWaitWhenCallbackSetsAnother) {
             EXPECT_EQ(online(), DWORD{ERROR_INVALID_HANDLE});
         });
         EXPECT_EQ(callbacks, 1u);
-        expect_log({entering, waiting, calling_back, wait_failed, failed("0x6"), exiting});
+        expect_log(
+            {entering, waiting, calling_back, wait_failed, failed(ERROR_INVALID_HANDLE), exiting});
     });
 }
 
@@ -201,14 +203,13 @@ TEST_F(OnlineVolWait, FailsForOtherResultsOfWait) {
     const struct {
         DWORD error;
         std::uint32_t status;
-        const char* logged;
-    } rows[] = {{ERROR_SUCCESS, FARLO_PROVIDER_FAILED, "0xc1000001"},
-                {ERROR_TOO_MANY_POSTS, ERROR_TOO_MANY_POSTS, "0x12a"}};
+    } rows[] = {{ERROR_SUCCESS, FARLO_PROVIDER_FAILED},
+                {ERROR_TOO_MANY_POSTS, ERROR_TOO_MANY_POSTS}};
     at_every_threshold([&] {
         for (const DWORD result : {DWORD{WAIT_ABANDONED}, DWORD{WAIT_IO_COMPLETION}, WAIT_FAILED}) {
             for (const auto& row : rows) {
                 SCOPED_TRACE(result);
-                SCOPED_TRACE(row.logged);
+                SCOPED_TRACE(hex(row.status));
                 start_watching();
                 StartThread thread;
                 with_start_thread(thread, [&] {
@@ -223,9 +224,9 @@ TEST_F(OnlineVolWait, FailsForOtherResultsOfWait) {
                 expect_calls({find_misc, read_role(no_role)});
                 expect_log({entering,
                             waiting,
-                            {0, std::string("OnlineVolW(): WaitForSingleObject failed! error=(") +
-                                    row.logged + ") "},
-                            failed(row.logged),
+                            {0, "OnlineVolW(): WaitForSingleObject failed! error=(" +
+                                    hex(row.status) + ") "},
+                            failed(row.status),
                             exiting});
             }
         }
@@ -246,7 +247,7 @@ TEST_F(OnlineVolWait, ReturnsProviderFailedWhenAbandonedWaitSetsNoError) {
         expect_log({entering,
                     waiting,
                     {0, "OnlineVolW(): WaitForSingleObject failed! error=(0xc1000001) "},
-                    failed("0xc1000001"),
+                    failed(FARLO_PROVIDER_FAILED),
                     exiting});
     });
 }
@@ -267,7 +268,7 @@ TEST_F(OnlineVolWait, ReturnsProviderFailedWhenExitCodeFailsWithoutError) {
         expect_log({entering,
                     waiting,
                     {0, "OnlineVolW(): GetExitCodeThread failed! error=(0xc1000001) "},
-                    failed("0xc1000001"),
+                    failed(FARLO_PROVIDER_FAILED),
                     exiting});
         clock().on_pause = nullptr;
     });
@@ -287,7 +288,7 @@ TEST_F(OnlineVolWait, ReturnsErrorWhenExitCodeCannotBeRead) {
         expect_log({entering,
                     waiting,
                     {0, "OnlineVolW(): GetExitCodeThread failed! error=(0x5) "},
-                    failed("0x5"),
+                    failed(ERROR_ACCESS_DENIED),
                     exiting});
         clock().on_pause = nullptr;
     });
@@ -305,7 +306,7 @@ TEST_F(OnlineVolWait, ReturnsExitCodeOfThread) {
         expect_log({entering,
                     waiting,
                     {0, "OnlineVolW():Could not start CVM Cluster"},
-                    failed("0xe5150199"),
+                    failed(unknown_service_failure),
                     exiting});
         clock().on_pause = nullptr;
     });
@@ -319,7 +320,7 @@ TEST_F(OnlineVolWait, FailsWhenThreadCannotBeCreated) {
         expect_calls({find_misc, read_role(no_role)});
         expect_log({entering,
                     {0, "OnlineVolW():CreateThread failed error=(0x8) "},
-                    failed("0x12"),
+                    failed(FARLO_EXCEPTION),
                     exiting});
     });
 }

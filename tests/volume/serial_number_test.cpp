@@ -80,8 +80,8 @@ std::string read_volume_name(const std::string& volume, const std::string& name)
 Expected entering(const std::string& serial) {
     return {4, "Entering GetVolumeNameForSerialNumberW - dg1 partition number " + serial};
 }
-Expected failed(const std::string& status) {
-    return {0, "GetVolumeNameForSerialNumberW() failed, error=(" + status + ") "};
+Expected failed(std::uint32_t status) {
+    return {0, "GetVolumeNameForSerialNumberW() failed, error=(" + hex(status) + ") "};
 }
 const Expected exiting{4, "Exiting GetVolumeNameForSerialNumberW"};
 const Expected null_buffer{0, "GetVolumeNameForSerialNumberW() failed , pVolumeInfo == NULL"};
@@ -133,7 +133,7 @@ TEST_F(GetVolumeNameForSerialNumber, SkipsFileSystemsThatCannotBeRead) {
                         "wcVolumeGuid V1\\, error=(0x3)"},
                     {0, "GetVolumeNameForSerialNumberW: GetVolumeInformation failed , "
                         "wcVolumeGuid V3\\, error=(0x3)"},
-                    failed("0x63"),
+                    failed(FARLO_VOLUME_NOT_FOUND),
                     exiting});
     });
 }
@@ -199,7 +199,7 @@ TEST_F(GetVolumeNameForSerialNumber, ChecksConnectionForSmallBufferButNotForMiss
         EXPECT_EQ(find(7, buffer.data(), &size), FARLO_NOT_CONNECTED);
         EXPECT_EQ(size, buffer_size);
         EXPECT_TRUE(buffer.untouched());
-        expect_log({entering("7"), failed("0x14"), exiting});
+        expect_log({entering("7"), failed(FARLO_NOT_CONNECTED), exiting});
     });
 }
 
@@ -255,7 +255,8 @@ TEST_F(GetVolumeNameForSerialNumber, FailsWhenVolumeCannotBeRead) {
             std::uint32_t size = buffer_size;
             EXPECT_EQ(find(7, buffer.data(), &size), FARLO_EXCEPTION);
             EXPECT_TRUE(buffer.untouched());
-            expect_log({entering("7"), {6, "API_TRY_CATCH_FAILED "}, failed("0x12"), exiting});
+            expect_log(
+                {entering("7"), {6, "API_TRY_CATCH_FAILED "}, failed(FARLO_EXCEPTION), exiting});
         }
     });
 }
@@ -299,7 +300,7 @@ TEST_F(GetVolumeNameForSerialNumber, ReturnsNotFoundForGroupWithoutVolumes) {
         GuardedBuffer buffer(buffer_size);
         std::uint32_t size = buffer_size;
         EXPECT_EQ(find(7, buffer.data(), &size), FARLO_VOLUME_NOT_FOUND);
-        expect_log({entering("7"), failed("0x63"), exiting});
+        expect_log({entering("7"), failed(FARLO_VOLUME_NOT_FOUND), exiting});
     });
 }
 
@@ -316,7 +317,7 @@ TEST_F(GetVolumeNameForSerialNumber, ReturnsNotConnectedWhenConnectionDrops) {
         GuardedBuffer buffer(buffer_size);
         std::uint32_t size = buffer_size;
         EXPECT_EQ(find(7, buffer.data(), &size), FARLO_NOT_CONNECTED);
-        expect_log({entering("7"), failed("0x14"), exiting});
+        expect_log({entering("7"), failed(FARLO_NOT_CONNECTED), exiting});
     });
 }
 
