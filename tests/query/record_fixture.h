@@ -5,6 +5,7 @@
 #include "support/bus_lines.h"
 #include "support/farlo_test.h"
 #include "support/fault_rules.h"
+#include "support/line_lists.h"
 
 #include <map>
 
@@ -23,10 +24,6 @@ struct Mounts {
 
 // Lines of the log.
 using Log = std::vector<Expected>;
-inline Log operator+(Log left, const Log& right) {
-    left.insert(left.end(), right.begin(), right.end());
-    return left;
-}
 inline const Expected caught{6, "API_TRY_CATCH_FAILED "};
 
 // A call during which the connection drops, and which gets as far as its exit line.

@@ -1,6 +1,7 @@
 // Lines of the recorder (lab_bus.h) for expectations.
 #pragma once
 
+#include "support/line_lists.h"
 #include "support/service_names.h"
 
 #include <cstdint>
@@ -10,11 +11,6 @@
 namespace support {
 
 using Lines = std::vector<std::string>;
-
-inline Lines operator+(Lines left, const Lines& right) {
-    left.insert(left.end(), right.begin(), right.end());
-    return left;
-}
 
 inline std::string objects(const std::string& type, const std::string& names) {
     return "DbGetObjects " + type + " -> 0x0 [" + names + "]";

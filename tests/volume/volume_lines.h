@@ -2,16 +2,12 @@
 #pragma once
 
 #include "support/bus_lines.h"
+#include "support/line_lists.h"
 #include "support/trace_lines.h"
 
 namespace support {
 
 using ExpectedLog = std::vector<Expected>;
-
-inline ExpectedLog operator+(ExpectedLog left, const ExpectedLog& right) {
-    left.insert(left.end(), right.begin(), right.end());
-    return left;
-}
 
 // Values of the node's "nodeRole". Every role but 0 means that the node runs.
 inline constexpr std::uint32_t no_role = 0;
