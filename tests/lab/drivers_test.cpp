@@ -1,5 +1,6 @@
 // Loading and unloading the lab's drivers, tested with the lab's disks.
 #include "drivers/driver_service.h"
+#include "lab/labdisk_file.h"
 #include "labdisk/lab_disks.h"
 #include "service/process.h"
 
@@ -12,12 +13,6 @@ namespace {
 using namespace support;
 
 constexpr DWORD hang_ms = 60'000;
-
-std::filesystem::path labdisk_file() {
-    wchar_t path[MAX_PATH] = L"";
-    SearchPathW(nullptr, L"labdisk.sys", nullptr, MAX_PATH, path, nullptr);
-    return path;
-}
 
 bool disk_is_there() {
     const HANDLE disk =

@@ -1,5 +1,6 @@
 // The lab's disks, read through GetDiskTypeAndSignature and GetFirstVolumesDiskID, and directly.
 #include "drivers/driver_service.h"
+#include "lab/labdisk_file.h"
 #include "labdisk/lab_disks.h"
 #include "support/farlo_test.h"
 #include "volume/drive_layout.h"
@@ -14,12 +15,6 @@ using namespace support;
 
 constexpr GUID gpt_identity = LAB_DISK_GPT_IDENTITY;
 
-std::filesystem::path driver_file() {
-    wchar_t path[MAX_PATH] = L"";
-    SearchPathW(nullptr, L"labdisk.sys", nullptr, MAX_PATH, path, nullptr);
-    return path;
-}
-
 std::wstring path_of(const wchar_t* disk) {
     return std::wstring(L"\\\\.\\") + disk;
 }
@@ -29,7 +24,7 @@ class LabDisks : public FarloTest {
     // Restarts the driver, so that the one that was built runs.
     static void SetUpTestSuite() {
         lab::stop_driver(L"labdisk");
-        lab::start_driver(L"labdisk", driver_file());
+        lab::start_driver(L"labdisk", labdisk_file());
     }
     static void TearDownTestSuite() { lab::stop_driver(L"labdisk"); }
 
