@@ -35,10 +35,9 @@ class GetDgVolPlexStates : public FarloTest {
     GuardedBuffer count{4};
 };
 
-const Lines find_volume = {
-    groups("@local @gone"), read_type("local", group_type::local),
-    read("local", "dgid", str("guid-1")),
-    R"(DbGetObjectsByQuery "SELECT FROM tamo_ztvm_volume where \"DEVICE NAME\" EQ \\Device\\vol" -> 0x0 [@vol])"};
+const Lines find_volume = {groups("@local @gone"), read_type("local", group_type::local),
+                           read("local", "dgid", str("guid-1")),
+                           query(object_type::volume, "DEVICE NAME", R"(\\Device\\vol)", "@vol")};
 const std::string find_plexes = children("vol", object_type::plex, "@vol-01 @fits @long @bare");
 const Expected entering{6, "Entering GetDgVolPlexStatesW"};
 

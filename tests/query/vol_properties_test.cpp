@@ -49,8 +49,7 @@ const Expected exiting{4, "Exiting GetVolPropertiesW"};
 const Expected signature_formed{
     6, "farlo: GetVolPropertiesW: No signature property on disk..so forming it..Id = 0x1f, "
        "guidToNumString = 31l, signature = 31"};
-const std::string find_volume =
-    R"(DbGetObjectsByQuery "SELECT FROM tamo_ztvm_volume where \"DEVICE NAME\" EQ \\Device\\v" -> 0x0 [@v])";
+const std::string find_volume = query(object_type::volume, "DEVICE NAME", R"(\\Device\\v)", "@v");
 
 // The size is four bytes less than what is written. A disk is listed once for each of its
 // subdisks; a subdisk without a disk is skipped.

@@ -6,6 +6,7 @@
 // the use did not end it, with 1 when it could not be made.
 #include "farlo.h"
 #include "service/session_calls.h"
+#include "support/service_names.h"
 #include "ztbus3/lab_bus.h"
 
 #include <cstdint>
@@ -67,7 +68,7 @@ void ignore_alert(const opal_alert*, void*, void*, void*) {}
 opal_status list_groups(opal_connection connection, opal_context context) {
     opal_objid* ids = nullptr;
     std::uint32_t count = 0;
-    return DbGetObjects(connection, context, "tamo_ztvm_diskgroup", &ids, &count);
+    return DbGetObjects(connection, context, support::object_type::disk_group, &ids, &count);
 }
 
 // A record of the program's own with the released connection in it.

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "service/session_calls.h"
+#include "support/service_names.h"
 #include "ztbus3/lab_bus.h"
 
 #include <gtest/gtest.h>
@@ -48,7 +49,7 @@ class ZtCmdTest : public testing::Test {
     // Returns the status of a call to the service.
     static opal_status call(opal_handle handle) {
         std::vector<opal_objid> groups;
-        const opal_status status = list(handle, "tamo_ztvm_diskgroup", groups);
+        const opal_status status = list(handle, object_type::disk_group, groups);
         EXPECT_EQ(groups.size(), status == ZTSTATUS_OK ? 1u : 0u);
         return status;
     }

@@ -18,6 +18,12 @@ inline std::string objects(const std::string& type, const std::string& names) {
 inline std::string objects_failed(const std::string& type, std::uint32_t status) {
     return "DbGetObjects " + type + " -> " + hex(status);
 }
+// A query for objects by one property; `value` is as the recorder escapes it.
+inline std::string query(const std::string& type, const std::string& property,
+                         const std::string& value, const std::string& found) {
+    return "DbGetObjectsByQuery \"SELECT FROM " + type + R"( where \")" + property + R"(\" EQ )" +
+           value + "\" -> 0x0 [" + found + "]";
+}
 inline std::string cluster_service() {
     return objects(object_type::cluster_service, "@service");
 }

@@ -19,9 +19,11 @@ class ClusterabilityTest : public FarloTest {
                        {"name": "gpt", "disk_guid": "{01234567-89ab-cdef-fedc-ba9876543210}"}],
                      "volumes": [{"name": "vol1", "device": "\\Device\\one two",
                                   "volume_name": "Volume {1}"}]}],
-                   "objects": [{"name": "lone disk", "type": "tamo_ztvm_disk", "properties": {
+                   "objects": [{"name": "lone disk", "type": ")" +
+                   object_type::disk + R"(", "properties": {
                        "SIGNATURE": {"type": "UINT32", "value": 77}}},
-                     {"name": "lone volume", "type": "tamo_ztvm_volume", "properties": {
+                     {"name": "lone volume", "type": ")" +
+                   object_type::volume + R"(", "properties": {
                        "volumename": {"type": "WSTR", "value": "lone"},
                        "DEVICE NAME": {"type": "WSTR", "value": "lone"}}}]})";
     }
@@ -95,12 +97,6 @@ inline const FaultRule reading_parents{.function = "ObGetParentObjects"};
 inline const FaultRule informational_query{.function = "DbGetObjectsByQuery",
                                            .returns_after_work = bus_same_value};
 
-// A query as the recorder writes it.
-inline std::string query(const std::string& type, const std::string& property,
-                         const std::string& value, const std::string& found) {
-    return "DbGetObjectsByQuery \"SELECT FROM " + type + R"( where \")" + property + R"(\" EQ )" +
-           value + "\" -> 0x0 [" + found + "]";
-}
 inline const std::string query_volume_1 =
     query(object_type::volume, "volumename", "Volume {1}", "@vol1");
 

@@ -22,8 +22,7 @@ inline const Lines find_group = {groups("@dg1"), read_type("dg1", group_type::cl
                                  read("dg1", "dgid", str("guid-1"))};
 // The query contains the device name unchanged; `device` is the name as the recorder escapes it.
 inline std::string query_volume(const std::string& device, const std::string& found) {
-    return R"(DbGetObjectsByQuery "SELECT FROM tamo_ztvm_volume where \"DEVICE NAME\" EQ )" +
-           device + "\" -> 0x0 [" + found + "]";
+    return query(object_type::volume, "DEVICE NAME", device, found);
 }
 inline const std::string find_volume = query_volume(R"(\\Device\\one two)", "@vol1");
 
