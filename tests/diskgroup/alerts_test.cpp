@@ -285,23 +285,24 @@ TEST_F(Alerts, RunsNoCallbackThatWasClearedDuringValidation) {
 
 // Whether a status is a failure depends on its facility (bits 16 to 27).
 TEST_F(Alerts, ReturnsStatusOfRegistrationAndLogsFailures) {
+    constexpr std::uint32_t second_bit = 0x40000000;  // has a meaning only in statuses of the bus
     const struct {
         opal_status status;
         bool fails;
     } rows[] = {
         // No facility: a failure unless zero.
-        {0x00000000, false},
-        {0x00000001, true},
-        {0x40000001, true},
+        {bus_success, false},
+        {ERROR_INVALID_FUNCTION, true},
+        {ERROR_INVALID_FUNCTION | second_bit, true},
         // The bus: a failure if both top bits are set.
-        {0xc1000101, true},
-        {0x41000012, false},
-        {0x81000001, false},
+        {bus_invalid_argument, true},
+        {bus_same_value, false},
+        {bus_warning, false},
         // Other facilities: a failure if the top bit is set.
-        {0x80070005, true},
-        {0x40070005, false},
-        {0x00070005, false},
-        {0xe5150001, true},
+        {system_access_denied, true},
+        {system_informational | second_bit, false},
+        {system_informational, false},
+        {unknown_service_failure, true},
     };
     at_every_threshold([&] {
         for (const auto& row : rows) {

@@ -220,17 +220,15 @@ TEST_F(GetDgReservationStatusFromService, LeavesStateUnchangedWithoutOutputSet) 
 TEST_F(GetDgReservationStatusFromService, ProvidesStateUnlessStatusIsFailure) {
     const struct {
         std::uint32_t status;
-        std::string in_invoke_line;  // how the service's status is logged
-        std::string in_final_line;
         bool failure;
     } rows[] = {
-        {0x2a, "0x2a", "0x2a", true},  // no facility: a failure unless zero
+        {unknown_failure, true},  // no facility: a failure unless zero
         // Other facilities: a failure if the top bit is set.
-        {0x80070005, "0x80070005", "0x80070005", true},
-        {0x00070005, "", "0x70005", false},
+        {system_access_denied, true},
+        {system_informational, false},
         // The bus: a failure if both top bits are set.
-        {0x81000001, "", "0x81000001", false},
-        {0xc1000001, "0xc1000001", "0xc1000001", true},
+        {bus_warning, false},
+        {bus_provider_failed, true},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(hex(row.status));
@@ -243,7 +241,7 @@ TEST_F(GetDgReservationStatusFromService, ProvidesStateUnlessStatusIsFailure) {
                       row.status);
             const Expected entering{4, "Entering GetNgcDgReservationStatusW - dg1"};
             const Expected failed{0, "GetNgcDgReservationStatusW() failed, error=(" +
-                                         row.in_final_line + ") "};
+                                         hex(row.status) + ") "};
             const Expected exiting{4, "Exiting GetNgcDgReservationStatusW"};
             if (row.failure) {
                 EXPECT_TRUE(received.untouched());
@@ -251,7 +249,7 @@ TEST_F(GetDgReservationStatusFromService, ProvidesStateUnlessStatusIsFailure) {
                             entering,
                             {4, "GetNgcDgReservationStatusW: CLUSTER_MTHD_CLUSSVCOP_GETDGSTATUS, "
                                 "CsfInvoke failed with error = " +
-                                    row.in_invoke_line + "."},
+                                    hex(row.status) + "."},
                             failed,
                             exiting});
             } else {
