@@ -112,6 +112,7 @@ TEST_F(FaultPlan, SelectsNthCall) {
     EXPECT_EQ(get(dg1, "Name"), ZTSTATUS_OK);
 }
 
+// Each rule returns a status without a meaning, which shows that this rule applied.
 TEST_F(FaultPlan, SelectsByObjectPropertyTypeAndMethod) {
     plan(R"([{"object": "dg2", "property": "Name", "status": "1"},
              {"type": ")" ZTTYPE_VOLUME R"(", "status": "2"},
