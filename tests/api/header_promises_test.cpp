@@ -302,6 +302,14 @@ TEST_F(AcceptedGroups, AreClusterGroupsByNameAndAlsoSharedOnesByGuid) {
         for (const auto& [export_name, call] : calls) {
             expect_types(export_name, call, cluster, cluster_or_shared);
         }
+    });
+}
+
+TEST_F(AcceptedGroups, AreTheSameWhenFunctionTakesOnlyNameOrOnlyGuid) {
+    once([&] {
+        std::uint32_t number = 0;
+        std::uint32_t style = 0;
+        wchar_t name_of_volume[FARLO_NAME_SIZE];
         expect_types(
             "GetDgNameW",
             [&](auto, auto guid) {
@@ -321,7 +329,7 @@ TEST_F(AcceptedGroups, AreClusterGroupsByNameAndAlsoSharedOnesByGuid) {
             [&](auto name, auto) {
                 return name == nullptr
                            ? FARLO_NOT_FOUND
-                           : FARLO(GetFirstVolumesDiskIDW)(handle, name, &number, &size);
+                           : FARLO(GetFirstVolumesDiskIDW)(handle, name, &number, &style);
             },
             cluster, no_type);
     });

@@ -69,14 +69,9 @@ class NarrowNames : public FarloTest {
         EXPECT_EQ(log_lines(), rejected);
         environment().remove_logs();
     }
-};
 
-TEST_F(NarrowNames, OfGroupsHaveUpTo31Characters) {
-    once([&] {
-        std::uint32_t number = 0;
-        std::uint8_t byte = 0;
-        char guid[65];
-        const std::vector<Argument> arguments = {
+    std::vector<Argument> names_in_operations() {
+        return {
             {"OnlineDgExA", "name",
              [&](auto string) { return FARLO(OnlineDgExA)(nullptr, string, "g", nullptr, 0, 0); }},
             {"OnlineDgA", "name",
@@ -91,6 +86,10 @@ TEST_F(NarrowNames, OfGroupsHaveUpTo31Characters) {
              [&](auto string) { return FARLO(ArbitrateDgA)(nullptr, string, "g"); }},
             {"StopDgReservationA", "name",
              [&](auto string) { return FARLO(StopDgReservationA)(nullptr, string, "g"); }},
+        };
+    }
+    std::vector<Argument> names_in_queries() {
+        return {
             {"GetDgReservationStatusA", "name",
              [&](auto string) {
                  return FARLO(GetDgReservationStatusA)(nullptr, string, "g", &number);
@@ -135,16 +134,25 @@ TEST_F(NarrowNames, OfGroupsHaveUpTo31Characters) {
                                                              &number);
              }},
         };
-        for (const Argument& argument : arguments) {
-            expect_limit(31, argument);
+    }
+
+    std::uint32_t number = 0;
+    std::uint8_t byte = 0;
+    char guid[65] = {};
+};
+
+TEST_F(NarrowNames, OfGroupsHaveUpTo31Characters) {
+    once([&] {
+        for (const auto& arguments : {names_in_operations(), names_in_queries()}) {
+            for (const Argument& argument : arguments) {
+                expect_limit(31, argument);
+            }
         }
     });
 }
 
 TEST_F(NarrowNames, OfNewGroupsAndVolumesInGroupHaveUpTo31Characters) {
     once([&] {
-        std::uint32_t number = 0;
-        char guid[65];
         const std::vector<Argument> arguments = {
             {"OnlineDgExA", "new_name",
              [&](auto string) { return FARLO(OnlineDgExA)(nullptr, "dg", "g", string, 0, 0); }},
@@ -175,8 +183,6 @@ TEST_F(NarrowNames, ThatAreBothTooLongAreLoggedOnlyForFirst) {
     once([&] {
         const std::string long_string(32, 't');
         const char* string = long_string.c_str();
-        std::uint32_t number = 0;
-        char guid[65];
         const std::map<std::string, std::function<std::uint32_t()>> calls = {
             {"OnlineDgExA", [&] { return FARLO(OnlineDgExA)(nullptr, string, "g", string, 0, 0); }},
             {"OnlineDgA", [&] { return FARLO(OnlineDgA)(nullptr, string, "g", string, 0); }},
@@ -201,10 +207,8 @@ TEST_F(NarrowNames, ThatAreBothTooLongAreLoggedOnlyForFirst) {
 
 TEST_F(NarrowNames, OfVolumesAndPathsHaveUpTo259Characters) {
     once([&] {
-        std::uint32_t number = 0;
         std::uint8_t disk[16];
         VolPropInfo record;
-        char guid[65];
         const std::vector<Argument> arguments = {
             {"OnlineVolA", "device",
              [&](auto string) { return FARLO(OnlineVolA)(nullptr, "g", string, 0, 0); }},
