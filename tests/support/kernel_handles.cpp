@@ -4,6 +4,7 @@
 
 #include <windows.h>
 
+#include <ntstatus.h>
 #include <winternl.h>
 
 #include <algorithm>
@@ -16,7 +17,6 @@ namespace support {
 namespace {
 
 constexpr auto object_name_information = static_cast<OBJECT_INFORMATION_CLASS>(1);
-constexpr NTSTATUS length_mismatch = static_cast<NTSTATUS>(0xC0000004);
 constexpr unsigned long long handle_step = 4;
 
 std::string object_string(unsigned long long handle, OBJECT_INFORMATION_CLASS kind) {
@@ -36,7 +36,7 @@ ULONG handle_table_size() {
     NTSTATUS status = 0;
     while ((status = NtQuerySystemInformation(SystemProcessInformation, buffer.data(),
                                               static_cast<ULONG>(buffer.size()), &size)) ==
-           length_mismatch) {
+           STATUS_INFO_LENGTH_MISMATCH) {
         buffer.resize(buffer.size() * 2);
     }
     const std::byte* at = status == 0 ? buffer.data() : nullptr;

@@ -2,6 +2,7 @@
 
 #include "dmcontrol.h"
 
+#include <ntstatus.h>
 #include <winioctl.h>
 
 #include <ddk/mountmgr.h>
@@ -37,7 +38,6 @@ MutexState state_of(HANDLE mutex) {
     return state;
 }
 
-constexpr NTSTATUS native_unsuccessful = static_cast<NTSTATUS>(0xC0000001);
 // The library never closes the info device, so this is not a handle of the process.
 const HANDLE info_device = reinterpret_cast<HANDLE>(std::uintptr_t{0x70004});
 constexpr const wchar_t* links[] = {L"\\DosDevices\\F:", L"\\??\\Volume{v1}"};
@@ -76,7 +76,7 @@ NTSTATUS NTAPI control_device(HANDLE, HANDLE, void*, void*, IO_STATUS_BLOCK* io_
     }
     // The driver's status for a healthy volume.
     if (code == DM_CONFIG_GET_VOLUME_STATUS) {
-        io_status->Status = native_unsuccessful;
+        io_status->Status = STATUS_UNSUCCESSFUL;
     }
     return 0;
 }

@@ -603,10 +603,18 @@ bool among(const std::vector<std::uint32_t>& statuses, std::uint32_t status) {
     return std::find(statuses.begin(), statuses.end(), status) != statuses.end();
 }
 
+// Parts of the upper half of a status.
+constexpr std::uint32_t bus_facility = 0x100;
+constexpr std::uint32_t service_failure = 0xE515;  // a failure of the service's facility
+constexpr std::uint32_t system_failure = 0x8007;   // a failure that carries an error of the system
+// Errors of the system are below.
+constexpr std::uint32_t system_error_limit = 0x4000;
+
 bool is_described(const Contract& contract, std::uint32_t status) {
-    const bool is_bus_failure = (status >> 30) == 3 && ((status >> 16) & 0xFFF) == 0x100;
-    const bool is_service_failure = (status >> 16) == 0xE515;
-    const bool is_system_error = status < 0x4000 || (status >> 16) == 0x8007;
+    const std::uint32_t upper_half = status >> 16;
+    const bool is_bus_failure = (status >> 30) == 3 && (upper_half & 0xFFF) == bus_facility;
+    const bool is_service_failure = upper_half == service_failure;
+    const bool is_system_error = status < system_error_limit || upper_half == system_failure;
     return status == FARLO_SUCCESS || among(contract.statuses, status) ||
            (contract.service_statuses && (is_bus_failure || is_service_failure)) ||
            (contract.system_errors && is_system_error);
