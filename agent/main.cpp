@@ -1,6 +1,7 @@
 // farlo-agent: a small cluster agent, as an example of how to use farlo.dll.
 #include "cluster_agent.h"
 #include "demo.h"
+#include "program_version.h"
 
 #include <CLI/CLI.hpp>
 
@@ -42,6 +43,7 @@ void print_groups(const char* title, const std::vector<std::wstring>& names) {
 
 int run(int argc, char** argv) {
     CLI::App app("A small cluster agent: manages disk groups through farlo.dll.", "farlo-agent");
+    app.set_version_flag("--version", std::string("farlo-agent ") + program_version);
     app.require_subcommand(1);
     std::string service;
     app.add_option("--service", service,

@@ -1,5 +1,15 @@
 # Settings and helpers that every part of the project shares.
 
+option(FARLO_COVERAGE "count the lines and branches of the library that are run" OFF)
+
+# The same sources give the same files in every folder: no file name in an object is absolute.
+# Counts of a coverage build are found by their absolute names.
+if(NOT FARLO_COVERAGE)
+  add_compile_options(
+    "$<$<COMPILE_LANGUAGE:C,CXX>:-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.>"
+    "$<$<COMPILE_LANGUAGE:C,CXX>:-ffile-prefix-map=${PROJECT_BINARY_DIR}=build>")
+endif()
+
 # Our own sources: all warnings, none let through.
 add_library(farlo_warnings INTERFACE)
 target_compile_options(farlo_warnings INTERFACE -Wall -Wextra -Wconversion -Wshadow -Werror)
@@ -10,8 +20,8 @@ target_compile_definitions(farlo_warnings INTERFACE UNICODE _UNICODE WIN32_LEAN_
 target_compile_options(farlo_warnings INTERFACE
                        $<$<COMPILE_LANG_AND_ID:CXX,GNU>:--param=ggc-min-heapsize=524288>)
 
-# Links what does not ship: programs, tests and the lab's DLLs. The GNU linker needs seconds
-# for each of them, LLVM's a tenth of a second. GCC takes another linker only from a specs file.
+# Links everything but the drivers. The GNU linker needs seconds for a program, LLVM's a tenth of a
+# second, and it writes PDB files. GCC takes another linker only from a specs file.
 add_library(farlo_fast_link INTERFACE)
 find_program(FARLO_FAST_LINKER NAMES ld.lld)
 if(FARLO_FAST_LINKER)
@@ -22,8 +32,8 @@ if(FARLO_FAST_LINKER)
                       $<$<LINK_LANG_AND_ID:C,GNU>:-specs=${fast_link_specs}>)
 endif()
 
-# What does not ship: the lab, the agent and the benchmarks. Line numbers are all the debug
-# information that they need; with all of it each lab program grows to 35 MB.
+# What is no product for a cluster node: the lab, the agent and the benchmarks. Line numbers are
+# all the debug information that they need; with all of it each lab program grows to 35 MB.
 add_library(farlo_unshipped INTERFACE)
 target_compile_options(farlo_unshipped INTERFACE -g1)
 target_link_libraries(farlo_unshipped INTERFACE farlo_warnings farlo_fast_link)
@@ -35,7 +45,6 @@ target_link_libraries(farlo_test_build INTERFACE farlo_warnings farlo_fast_link)
 
 # The library's own sources, in a build that counts what of them is run (./run
 # coverage): as they are written, since the optimiser adds and drops branches.
-option(FARLO_COVERAGE "count the lines and branches of the library that are run" OFF)
 add_library(farlo_counted INTERFACE)
 if(FARLO_COVERAGE)
   target_compile_options(farlo_counted INTERFACE -O0 --coverage)
@@ -76,15 +85,6 @@ endfunction()
 function(farlo_command_line source)
   set_source_files_properties(${source} PROPERTIES COMPILE_OPTIONS -O0
                               SKIP_PRECOMPILE_HEADERS ON)
-endfunction()
-
-# Splits a program's symbols off into NAME.debug beside it.
-function(farlo_split_symbols target)
-  add_custom_command(TARGET ${target} POST_BUILD
-    COMMAND ${CMAKE_OBJCOPY} --only-keep-debug $<TARGET_FILE:${target}> $<TARGET_FILE:${target}>.debug
-    COMMAND ${CMAKE_STRIP} --strip-debug $<TARGET_FILE:${target}>
-    COMMAND ${CMAKE_OBJCOPY} --add-gnu-debuglink=$<TARGET_FILE:${target}>.debug $<TARGET_FILE:${target}>
-    VERBATIM)
 endfunction()
 
 # farlo_tidy(FOLDER...): clang-tidy over the targets of these folders and of all below them,

@@ -1,5 +1,6 @@
 // labdriver: loads and unloads the lab's drivers.
 #include "drivers/driver_service.h"
+#include "program_version.h"
 
 #include <windows.h>
 
@@ -27,6 +28,7 @@ int run(int argc, char** argv) {
     CLI::App app("Loads and unloads the lab's drivers.", "labdriver");
     app.failure_message(
         [](const CLI::App*, const CLI::Error& error) { return std::string(error.what()) + '\n'; });
+    app.set_version_flag("--version", std::string("labdriver ") + program_version);
     app.require_subcommand(1);
     std::string name;
     CLI::App* const start =

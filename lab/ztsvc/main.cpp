@@ -1,5 +1,6 @@
 // ztsvc: the lab's storage service, on a loopback port.
 #include "drivers/driver_service.h"
+#include "program_version.h"
 #include "store/scenario.h"
 #include "store/string_conversions.h"
 #include "ztsvc/kernel_feed.h"
@@ -39,7 +40,7 @@ void write_port_file(const std::filesystem::path& path, std::uint16_t port) {
 
 int run(int argc, char** argv) {
     CLI::App app("The lab's storage service: serves a scenario to object-bus clients.", "ztsvc");
-    app.set_version_flag("--version", "ztsvc 1.0.0");
+    app.set_version_flag("--version", std::string("ztsvc ") + program_version);
     // One line with the error, without the usage.
     app.failure_message(
         [](const CLI::App*, const CLI::Error& error) { return std::string(error.what()) + '\n'; });
