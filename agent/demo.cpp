@@ -137,6 +137,17 @@ void print_record(Steps& steps, const GroupRecord& record) {
     }
 }
 
+// Returns ztsvc.exe in the folder, else where the system finds it on the PATH.
+std::filesystem::path service_program(const std::filesystem::path& folder) {
+    constexpr wchar_t name[] = L"ztsvc.exe";
+    wchar_t found[MAX_PATH];
+    if (!std::filesystem::exists(folder / name) &&
+        SearchPathW(nullptr, name, nullptr, MAX_PATH, found, nullptr) != 0) {
+        return found;
+    }
+    return folder / name;
+}
+
 }  // namespace
 
 void run_demo(const DemoOptions& options) {
@@ -144,7 +155,7 @@ void run_demo(const DemoOptions& options) {
     Steps steps;
 
     steps.begin("Start the lab's storage service");
-    LabService service(options.bin / L"ztsvc.exe", options.scenario, options.work / L"demo.port");
+    LabService service(service_program(options.bin), options.scenario, options.work / L"demo.port");
     SetEnvironmentVariableA("ZTLAB_SERVICE", service.address().c_str());
     steps.note("listening at " + service.address());
 

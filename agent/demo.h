@@ -7,7 +7,7 @@
 namespace agent {
 
 struct DemoOptions {
-    std::filesystem::path bin;       // where farlo.dll and ztsvc.exe are
+    std::filesystem::path bin;       // where farlo.dll is; ztsvc.exe may be on the PATH instead
     std::filesystem::path scenario;  // the lab service's storage
     std::filesystem::path work;      // an existing folder for the service's port file
     std::wstring group;              // the cluster disk group to bring online

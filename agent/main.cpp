@@ -49,7 +49,9 @@ int run(int argc, char** argv) {
     app.add_option("--service", service,
                    "the lab service to use, HOST:PORT (default: the lab embedded in this process)");
     std::filesystem::path bin = own_folder();
-    app.add_option("--bin", bin, "the folder of farlo.dll and ztsvc.exe (default: this program's)");
+    app.add_option("--bin", bin,
+                   "the folder of farlo.dll and ztsvc.exe (default: this program's; ztsvc.exe is "
+                   "also searched for on the PATH)");
 
     const auto connected = [&](auto&& work) {
         if (!service.empty()) {

@@ -8,18 +8,20 @@ set(FARLO_SOURCE_DATE_EPOCH 0 CACHE STRING
 # its output in the PDB, so this must be a folder of the build tree: then the name is relative.
 set(FARLO_LINKED_DIR "${PROJECT_BINARY_DIR}/linked")
 
+# All that ships.
+add_custom_target(farlo_shipped)
+
 # What programs print for --version.
 configure_file(cmake/program_version.h.in generated/program_version.h @ONLY)
 add_library(farlo_program_version INTERFACE)
 target_include_directories(farlo_program_version INTERFACE "${PROJECT_BINARY_DIR}/generated")
 
-# farlo_ship(TARGET DESCRIPTION COMPONENT DESTINATION [PDB])
+# farlo_ship(TARGET DESCRIPTION COMPONENT DESTINATION)
 #
-# Makes FILE and FILE.debug (DWARF, found through FILE's debug link) in FARLO_BIN_DIR, and a PDB
-# if asked for. FILE is installed to DESTINATION with COMPONENT; its symbols with sdk if FILE is
-# the library, else with symbols.
+# Makes FILE and its symbols in FARLO_BIN_DIR: FILE.debug (DWARF, found through FILE's debug link)
+# and, for a program or DLL, a PDB. FILE is installed to DESTINATION with COMPONENT; its symbols
+# with sdk if FILE is the library, else with symbols.
 function(farlo_ship target description component destination)
-  cmake_parse_arguments(PARSE_ARGV 4 arg "PDB" "" "")
   get_target_property(type ${target} TYPE)
   if(type STREQUAL EXECUTABLE)
     set(file_type VFT_APP)
@@ -61,7 +63,8 @@ function(farlo_ship target description component destination)
     BYPRODUCTS "${shipped}" "${symbols}" VERBATIM)
 
   # GCC writes no CodeView: the PDB contains the names of functions, no lines and no types.
-  if(arg_PDB AND FARLO_FAST_LINKER AND CMAKE_GENERATOR MATCHES Ninja)
+  # The drivers are linked by the GNU linker, which records absolute file names in a PDB.
+  if(NOT suffix STREQUAL .sys AND FARLO_FAST_LINKER AND CMAKE_GENERATOR MATCHES Ninja)
     set(pdb "${FARLO_BIN_DIR}/${name}.pdb")
     file(RELATIVE_PATH linked_pdb "${CMAKE_BINARY_DIR}" "${FARLO_LINKED_DIR}/${name}.pdb")
     target_link_options(${target} PRIVATE -Wl,--pdb=${linked_pdb}
@@ -71,5 +74,15 @@ function(farlo_ship target description component destination)
       BYPRODUCTS "${pdb}" VERBATIM)
     list(APPEND symbols "${pdb}")
   endif()
-  set_property(GLOBAL APPEND PROPERTY farlo_shipped ${target})
+
+  add_dependencies(farlo_shipped ${target})
+  if(FARLO_INSTALL)
+    if(target STREQUAL farlo)
+      set(symbols_component sdk)
+    else()
+      set(symbols_component symbols)
+    endif()
+    install(PROGRAMS "${shipped}" DESTINATION "${destination}" COMPONENT ${component})
+    install(FILES ${symbols} DESTINATION "${destination}" COMPONENT ${symbols_component})
+  endif()
 endfunction()
