@@ -1,8 +1,9 @@
 #include "demo.h"
 
-#include "cluster_agent.h"
+#include "farlo.hpp"
 #include "lab_service.h"
 
+#include <chrono>
 #include <cstdio>
 #include <cwchar>
 #include <iterator>
@@ -11,12 +12,13 @@
 namespace agent {
 namespace {
 
+using farlo::Connection;
+using farlo::NodeState;
+
 constexpr DWORD alert_limit_ms = 10'000;
-constexpr DWORD drop_limit_ms = 10'000;
 constexpr DWORD notice_ms = 250;
 constexpr DWORD node_limit_ms = 30'000;
 constexpr DWORD poll_ms = 50;
-constexpr uint32_t volume_interval_ms = 1'000;
 
 // Lets the agent wait for an alert.
 class AlertSignal {
@@ -49,91 +51,120 @@ class Steps {
     int m_number = 0;
 };
 
-void list_groups(Steps& steps, ClusterAgent& agent) {
-    for (const std::wstring& name : agent.cluster_groups()) {
+// Tries three times, and shows each attempt.
+farlo::ReconnectPolicy reconnect_policy(Steps& steps) {
+    farlo::ReconnectPolicy policy;
+    policy.limit = 3;
+    policy.first_pause = std::chrono::milliseconds(100);
+    policy.on_attempt = [&steps](const farlo::ReconnectPolicy::Attempt& attempt) {
+        steps.note("connecting: attempt " + std::to_string(attempt.number) + " of " +
+                   std::to_string(attempt.limit) + ", after " +
+                   std::to_string(attempt.pause.count()) + " ms");
+        return true;
+    };
+    return policy;
+}
+
+void list_groups(Steps& steps, Connection& connection) {
+    for (const std::wstring& name : connection.groups()) {
         steps.note("cluster disk group, imported:     ", name);
     }
-    for (const std::wstring& name : agent.other_groups()) {
+    for (const std::wstring& name : connection.groups(farlo::Scope::non_cluster)) {
         steps.note("non-cluster disk group, imported: ", name);
     }
 }
 
-// Polls an operation until it reports the loss of the connection. Sleeps first, because
-// an operation during which the connection is lost goes through all its retries.
-void wait_for_drop(ClusterAgent& agent, const std::wstring& group) {
-    for (DWORD waited = 0; waited < drop_limit_ms; waited += notice_ms) {
-        Sleep(notice_ms);
-        try {
-            agent.guid_of(group);
-        } catch (const FarloError& error) {
-            if (error.status() == FARLO_NOT_CONNECTED) {
-                return;
-            }
+// Asks for something while the service is dead. First gives the loss time to be noticed: a
+// lookup during which the connection is lost goes through all its retries.
+void show_loss(Steps& steps, Connection& connection, const farlo::GroupRef& group) {
+    Sleep(notice_ms);
+    try {
+        connection.is_imported_by_service(group);
+    } catch (const farlo::error& error) {
+        if (error.status() != farlo::Status::not_connected) {
+            throw;
         }
+        steps.note(error.what());
+        return;
     }
-    throw std::runtime_error("the lost connection was not noticed within 10 s");
+    throw std::runtime_error("the loss of the connection was not noticed");
 }
 
-const char* reservation_text(uint32_t state) {
-    switch (state) {
-    case FARLO_RESERVATION_HELD:
+const char* describe(farlo::Reservation reservation) {
+    switch (reservation) {
+    case farlo::Reservation::held:
         return "held by this node";
-    case FARLO_RESERVATION_NOT_HELD:
+    case farlo::Reservation::not_held:
         return "not held by this node";
+    case farlo::Reservation::busy:
+        return "being updated";
+    default:
+        return "unknown";
+    }
+}
+
+const char* describe(NodeState state) {
+    switch (state) {
+    case NodeState::stopped:
+        return "stopped";
+    case NodeState::starting:
+        return "starting";
+    case NodeState::running:
+        return "running";
+    case NodeState::stopping:
+        return "stopping";
+    case NodeState::failed:
+        return "failed to start";
     default:
         return "unknown";
     }
 }
 
 // One round of a monitor's polling.
-void poll_health(Steps& steps, ClusterAgent& agent, const std::string& guid) {
-    const DiskAvailability disks = agent.disk_availability(guid);
-    steps.note(std::string("imported here: ") + (agent.is_imported(guid) ? "yes" : "no") +
-               "; reservation: " + reservation_text(agent.reservation(guid)) + "; live disks: " +
+void poll_health(Steps& steps, Connection& connection, const farlo::GroupRef& group) {
+    const farlo::DiskAvailability disks = connection.disk_availability(group);
+    steps.note(std::string("imported here: ") + (connection.is_imported(group) ? "yes" : "no") +
+               "; reservation: " + describe(connection.reservation(group)) + "; live disks: " +
                std::to_string(disks.live) + " of " + std::to_string(disks.total));
 }
 
-void start_node(Steps& steps, ClusterAgent& agent) {
-    const uint32_t before = agent.node_state();
-    agent.start_node();
-    uint32_t state = agent.node_state();
-    steps.note("state " + std::to_string(before) + ", start requested: state " +
-               std::to_string(state));
-    const uint32_t starting = state;
-    for (DWORD waited = 0; state == starting; waited += poll_ms) {
+void start_node(Steps& steps, Connection& connection) {
+    steps.note(std::string("state: ") + describe(connection.node_state()));
+    connection.start_node();
+    NodeState state = connection.node_state();
+    steps.note(std::string("start requested: ") + describe(state));
+    for (DWORD waited = 0; state == NodeState::starting; waited += poll_ms) {
         if (waited >= node_limit_ms) {
             throw std::runtime_error("the node did not start within 30 s");
         }
         Sleep(poll_ms);
-        state = agent.node_state();
+        state = connection.node_state();
     }
-    steps.note("started: state " + std::to_string(state));
+    steps.note(std::string("state: ") + describe(state));
 }
 
 std::wstring in_mib(uint64_t bytes) {
     return std::to_wstring(bytes >> 20) + L" MiB";
 }
 
-void print_record(Steps& steps, const GroupRecord& record) {
-    for (const DgDiskInfo& disk : record.disks) {
+void print_record(Steps& steps, const farlo::Group& record) {
+    for (const farlo::Disk& disk : record.disks) {
         wchar_t signature[16];
         std::swprintf(signature, std::size(signature), L"%08x",
                       static_cast<unsigned>(disk.signature));
-        steps.note("disk   ", std::wstring(disk.name) + L": signature " + signature + L", port " +
+        steps.note("disk   ", disk.name + L": signature " + signature + L", port " +
                                   std::to_wstring(disk.port) + L", target " +
                                   std::to_wstring(disk.target) + L", LUN " +
                                   std::to_wstring(disk.lun));
     }
-    for (const VolInfo& volume : record.volumes) {
+    for (const farlo::Volume& volume : record.volumes) {
+        const bool is_offline = has_any(volume.state, farlo::VolumeState::offline);
+        const bool has_both = !volume.drive_letter.empty() && !volume.mount_points.empty();
         steps.note("volume ", volume.device_name);
-        steps.note("         ",
-                   in_mib(volume.size) + L", " + volume.file_system + L" \"" + volume.label +
-                       L"\", " +
-                       ((volume.state & FARLO_VOLUME_UNUSABLE) != 0 ? L"offline" : L"online"));
+        steps.note("         ", in_mib(volume.size) + L", " + volume.file_system + L" \"" +
+                                    volume.label + L"\", " + (is_offline ? L"offline" : L"online"));
         steps.note("         access paths: ",
-                   std::wstring(volume.drive_letter) +
-                       (*volume.drive_letter != 0 && *volume.mount_points != 0 ? L"; " : L"") +
-                       volume.mount_points);
+                   volume.drive_letter + (has_both ? L"; " : L"") + volume.mount_points);
     }
 }
 
@@ -160,82 +191,84 @@ void run_demo(const DemoOptions& options) {
     steps.note("listening at " + service.address());
 
     steps.begin("Load farlo.dll and connect");
-    FarloLibrary farlo(options.bin / L"farlo.dll");
-    ClusterAgent agent(farlo);
+    AlertSignal alert;  // outlives the connection, which calls it
+    const farlo::Library library = farlo::Library::load(options.bin / L"farlo.dll");
+    Connection connection(library, reconnect_policy(steps));
 
     steps.begin("Register for alerts");
-    AlertSignal alert;
-    agent.watch([&alert] { alert.set(); });
+    connection.on_alert([&alert] { alert.set(); });
 
     steps.begin("List the disk groups of this host");
-    list_groups(steps, agent);
+    list_groups(steps, connection);
 
     steps.begin("Resolve a disk group by its configured name");
-    const std::string guid = agent.guid_of(options.group);
+    const std::string guid = connection.group_guid(options.group);
+    const farlo::GroupRef group(options.group, guid);
     steps.note("name ", options.group);
     steps.note("GUID " + guid);
-    steps.note("name of the GUID ", agent.name_of(guid));
+    steps.note("name of the GUID ", connection.group_name(guid));
     if (!options.hidden_group.empty()) {
         steps.begin("Resolve a group that is not visible yet: a disk rescan, 10 s");
-        steps.note("GUID " + agent.guid_of(options.hidden_group));
+        steps.note("GUID " + connection.group_guid(options.hidden_group));
     }
 
     steps.begin("Bring the disk group online");
-    agent.online(options.group, guid, 0);
+    connection.online_group(group);
     alert.wait();
     steps.note("imported; the alert reset the agent's time-out");
-    list_groups(steps, agent);
+    list_groups(steps, connection);
 
     steps.begin("Lose the service and reconnect");
     service.kill();
-    wait_for_drop(agent, options.group);
-    steps.note("the library returns: " + describe(FARLO_NOT_CONNECTED));
+    show_loss(steps, connection, group);
     service.restart();
-    agent.reconnect();
-    steps.note("reconnected; alerts are registered again");
-    // The restarted service has forgotten the import.
-    agent.online(options.group, guid, 0);
-    alert.wait();
+    steps.note("the service is back");
+    // The next call reconnects. The restarted service has forgotten the import.
+    if (!connection.is_imported_by_service(group)) {
+        connection.online_group(group);
+        alert.wait();
+    }
+    steps.note("reconnected and imported again; alerts are registered again");
 
     steps.begin("Reserve its disks for this node, and poll its health");
-    poll_health(steps, agent, guid);
-    agent.arbitrate(guid);
+    poll_health(steps, connection, group);
+    connection.arbitrate(group);
     steps.note("arbitration won");
-    poll_health(steps, agent, guid);
+    poll_health(steps, connection, group);
 
     steps.begin("Start the cluster volume manager on this node");
-    start_node(steps, agent);
+    start_node(steps, connection);
 
     steps.begin("Bring the disk group's volumes online");
-    for (const VolInfo& volume : agent.record(guid).volumes) {
-        agent.online_volume(guid, volume.device_name, volume_interval_ms);
-        agent.refresh_mount_path(volume.device_name);
+    for (const farlo::Volume& volume : connection.group(group).volumes) {
+        connection.online_volume(guid, volume.device_name);
+        connection.refresh_mount_path(volume.device_name);
         steps.note("online: ", volume.device_name);
-        for (const farlo_plex_state& plex : agent.plex_states(guid, volume.device_name)) {
-            steps.note("        plex ",
-                       std::wstring(plex.name) + L", state " + std::to_wstring(plex.state));
+        for (const farlo::Plex& plex : connection.plexes(group, volume.device_name)) {
+            steps.note("        plex ", plex.name + L", state " +
+                                            std::to_wstring(static_cast<unsigned>(plex.state)));
         }
     }
 
     steps.begin("Print the disk group's record");
-    print_record(steps, agent.record(guid));
+    print_record(steps, connection.group(group));
 
     steps.begin("Take the volumes offline and give up the reservation");
-    for (const VolInfo& volume : agent.record(guid).volumes) {
-        agent.offline_volume(guid, volume.device_name);
+    for (const farlo::Volume& volume : connection.group(group).volumes) {
+        connection.offline_volume(guid, volume.device_name);
         steps.note("offline: ", volume.device_name);
     }
-    agent.stop_reservation(guid);
-    poll_health(steps, agent, guid);
+    connection.stop_reservation(group);
+    poll_health(steps, connection, group);
 
     steps.begin("Take the disk group offline");
-    agent.offline(options.group, guid, 0);
+    connection.offline_group(group);
     alert.wait();
     steps.note("deported; the alert reset the agent's time-out");
-    list_groups(steps, agent);
+    list_groups(steps, connection);
 
     steps.begin("Release the handle");
-    agent.disconnect();
+    connection.close();
     std::printf("Done.\n");
 }
 

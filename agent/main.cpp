@@ -1,7 +1,8 @@
-// farlo-agent: a small cluster agent, as an example of how to use farlo.dll.
-#include "cluster_agent.h"
+// farlo-agent: a small cluster agent, as an example of how to use farlo.hpp.
 #include "demo.h"
 #include "program_version.h"
+
+#include "farlo.hpp"
 
 #include <CLI/CLI.hpp>
 
@@ -11,8 +12,7 @@
 
 namespace {
 
-using agent::ClusterAgent;
-using agent::FarloLibrary;
+using farlo::Connection;
 
 constexpr int exit_failed = 1;
 constexpr int exit_usage = 2;
@@ -57,16 +57,15 @@ int run(int argc, char** argv) {
         if (!service.empty()) {
             SetEnvironmentVariableA("ZTLAB_SERVICE", service.c_str());
         }
-        FarloLibrary farlo(bin / L"farlo.dll");
-        ClusterAgent cluster_agent(farlo);
-        work(cluster_agent);
-        cluster_agent.disconnect();
+        Connection connection(farlo::Library::load(bin / L"farlo.dll"));
+        work(connection);
+        connection.close();
     };
 
     app.add_subcommand("list", "list the disk groups imported on this host")->callback([&] {
-        connected([](ClusterAgent& cluster_agent) {
-            print_groups("cluster disk groups:", cluster_agent.cluster_groups());
-            print_groups("other disk groups:", cluster_agent.other_groups());
+        connected([](Connection& connection) {
+            print_groups("cluster disk groups:", connection.groups());
+            print_groups("other disk groups:", connection.groups(farlo::Scope::non_cluster));
         });
     });
 
@@ -78,16 +77,16 @@ int run(int argc, char** argv) {
     CLI::App* guid_command = app.add_subcommand("guid", "print the GUID of a cluster disk group");
     guid_command->add_option("NAME", name, "the group's name")->required();
     guid_command->callback([&] {
-        connected([&](ClusterAgent& cluster_agent) {
-            std::printf("%s\n", cluster_agent.guid_of(widen(name)).c_str());
+        connected([&](Connection& connection) {
+            std::printf("%s\n", connection.group_guid(widen(name)).c_str());
         });
     });
 
     CLI::App* name_command = app.add_subcommand("name", "print the name of a cluster disk group");
     name_command->add_option("GUID", guid, "the group's GUID")->required();
     name_command->callback([&] {
-        connected([&](ClusterAgent& cluster_agent) {
-            std::printf("%ls\n", cluster_agent.name_of(guid).c_str());
+        connected([&](Connection& connection) {
+            std::printf("%ls\n", connection.group_name(guid).c_str());
         });
     });
 
@@ -96,8 +95,8 @@ int run(int argc, char** argv) {
     volume_command->add_option("NAME", name, "the group's name")->required();
     volume_command->add_option("DEVICE", device, "the volume's device name")->required();
     volume_command->callback([&] {
-        connected([&](ClusterAgent& cluster_agent) {
-            std::printf("%s\n", cluster_agent.volume_guid(widen(name), widen(device)).c_str());
+        connected([&](Connection& connection) {
+            std::printf("%s\n", connection.volume_guid(widen(name), widen(device)).c_str());
         });
     });
 
@@ -105,9 +104,10 @@ int run(int argc, char** argv) {
     online_command->add_option("NAME", name, "the group's name")->required();
     online_command->add_option("--options", options, "option bits (FARLO_ONLINE_... in farlo.h)");
     online_command->callback([&] {
-        connected([&](ClusterAgent& cluster_agent) {
+        connected([&](Connection& connection) {
             const std::wstring wide_name = widen(name);
-            cluster_agent.online(wide_name, cluster_agent.guid_of(wide_name), options);
+            connection.online_group({wide_name, connection.group_guid(wide_name)},
+                                    static_cast<farlo::OnlineOptions>(options));
         });
     });
 
@@ -115,9 +115,10 @@ int run(int argc, char** argv) {
     offline_command->add_option("NAME", name, "the group's name")->required();
     offline_command->add_option("--options", options, "option bits (FARLO_OFFLINE_... in farlo.h)");
     offline_command->callback([&] {
-        connected([&](ClusterAgent& cluster_agent) {
+        connected([&](Connection& connection) {
             const std::wstring wide_name = widen(name);
-            cluster_agent.offline(wide_name, cluster_agent.guid_of(wide_name), options);
+            connection.offline_group({wide_name, connection.group_guid(wide_name)},
+                                     static_cast<farlo::OfflineOptions>(options));
         });
     });
 

@@ -210,6 +210,18 @@ TEST_F(HppAlerts, AreClearedInTheDllByTheLastConnection) {
     });
 }
 
+// An alert that finds no callback writes an error to the trace log.
+TEST_F(HppAlerts, AreClearedInTheDllAfterTheHandleWasReleased) {
+    Connection connection{farlo::Library(make_fake_farlo())};
+    connection.on_alert([] {});
+    fake_farlo().calls.clear();
+    connection.close();
+    ASSERT_EQ(fake_farlo().calls.size(), 2u);
+    EXPECT_EQ(fake_farlo().calls[0].name, "UnInitializeClusterW");
+    EXPECT_EQ(fake_farlo().calls[1].name, "RegisterForAlerts");
+    EXPECT_EQ(fake_farlo().calls[1].handle, nullptr);
+}
+
 // --------------------------------------------------------- in the callback
 
 TEST_F(HppAlerts, EndWhatTheFunctionThrows) {

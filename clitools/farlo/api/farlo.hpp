@@ -770,13 +770,15 @@ class Link {
 
     // Releases the handle; one that a call still uses, when that call ends. Returns the status.
     std::uint32_t close() noexcept {
-        forget_callback();
+        forget_alert();
         {
             const Hold hold(m_lock);
             m_closed = true;
             m_current = nullptr;
         }
-        return release_retired();
+        const std::uint32_t status = release_retired();
+        unregister_callback();  // after the release: an alert without a callback is logged
+        return status;
     }
 
   private:
@@ -928,15 +930,16 @@ class Link {
     }
 
     // After this, the function for alerts neither runs nor exists.
-    void forget_callback() noexcept {
-        std::function<void()> function;
-        {
-            const Hold hold(alerts().lock);
-            if (alerts().owner == this) {
-                alerts().owner = nullptr;
-                alerts().function.swap(function);
-            }
+    void forget_alert() noexcept {
+        std::function<void()> function;  // before the lock: destroyed without it
+        const Hold hold(alerts().lock);
+        if (alerts().owner == this) {
+            alerts().owner = nullptr;
+            alerts().function.swap(function);
         }
+    }
+
+    void unregister_callback() noexcept {
         const Hold hold(alerts().registration_lock);
         if (m_registered && --alerts().registrations == 0) {
             api().RegisterForAlerts(nullptr, nullptr);
