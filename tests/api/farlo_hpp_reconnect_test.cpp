@@ -171,6 +171,22 @@ TEST_F(HppReconnect, DoesNotHangWhenTheCallbackUsesTheConnection) {
     EXPECT_EQ(inside, Status::not_connected);
 }
 
+TEST_F(HppReconnect, ReleasesTheNewHandleIfTheConnectionWasClosedMeanwhile) {
+    Connection* closed = nullptr;
+    policy.on_attempt = [&](const ReconnectPolicy::Attempt&) {
+        if (closed != nullptr) {
+            closed->close();
+        }
+        return true;
+    };
+    Connection connection = connect();
+    closed = &connection;
+    lose_in_query();
+    EXPECT_EQ(query(connection), Status::not_connected);
+    EXPECT_EQ(fake_farlo().count("InitializeClusterW"), 1);
+    EXPECT_EQ(fake_farlo().released.size(), 2u);
+}
+
 TEST_F(HppReconnect, EndsWhenItIsCancelled) {
     const HANDLE cancel = CreateEventW(nullptr, TRUE, FALSE, nullptr);
     policy.limit = 10;
