@@ -1,5 +1,6 @@
 // What is written twice: the index and the version in farlo.h, and the sample in README.md.
 #include "api/export_names.h"
+#include "api/project_file.h"
 #include "farlo.h"
 #include "service/process.h"
 
@@ -16,25 +17,6 @@
 namespace {
 
 using namespace support;
-
-// The contents of a file of the project, without carriage returns.
-std::string project_file(const wchar_t* name) {
-    std::string contents = read_text(std::wstring(FARLO_PROJECT) + name);
-    EXPECT_NE(contents, "") << "there is no " << std::string(name, name + wcslen(name));
-    std::erase(contents, '\r');
-    return contents;
-}
-
-// The part between two marks, or "" if one of them is missing.
-std::string between(const std::string& contents, const std::string& begin, const std::string& end) {
-    const std::size_t from = contents.find(begin);
-    if (from == std::string::npos) {
-        return "";
-    }
-    const std::size_t to = contents.find(end, from + begin.size());
-    return to == std::string::npos ? ""
-                                   : contents.substr(from + begin.size(), to - from - begin.size());
-}
 
 // The exports in the index of farlo.h. "NAMEA/W" stands for NAMEA and NAMEW.
 std::multiset<std::string> names_of_index(const std::string& index) {
