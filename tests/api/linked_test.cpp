@@ -1,5 +1,4 @@
 // A program that is linked with the import library.
-#define FARLO_LINKED
 #include "farlo.h"
 
 #include <gtest/gtest.h>
