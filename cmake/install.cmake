@@ -31,7 +31,7 @@ configure_file("${PROJECT_SOURCE_DIR}/cmake/farlo.pc.in" "${PROJECT_BINARY_DIR}/
 
 install(FILES "${PROJECT_SOURCE_DIR}/clitools/farlo/api/farlo.h"
               "${PROJECT_SOURCE_DIR}/clitools/farlo/api/farlo.hpp"
-        DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}" COMPONENT sdk OPTIONAL)
+        DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}" COMPONENT sdk)
 install(FILES "${CMAKE_ARCHIVE_OUTPUT_DIRECTORY}/libfarlo.dll.a" "${msvc_import}" "${exports}"
         DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT sdk)
 install(FILES "${PROJECT_BINARY_DIR}/farloConfig.cmake"
@@ -45,7 +45,7 @@ install(FILES "${PROJECT_SOURCE_DIR}/packaging/sdk-readme.md" DESTINATION . RENA
 install(FILES "${PROJECT_SOURCE_DIR}/CHANGELOG.md" DESTINATION . COMPONENT sdk)
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs/" DESTINATION docs COMPONENT sdk
         FILES_MATCHING PATTERN "*.md" PATTERN architecture.md EXCLUDE)
-install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples" DESTINATION . COMPONENT sdk OPTIONAL)
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples" DESTINATION . COMPONENT sdk)
 
 install(FILES "${PROJECT_SOURCE_DIR}/THIRD-PARTY.md" DESTINATION . COMPONENT runtime)
 
