@@ -183,7 +183,7 @@ const std::vector<Question>& questions() {
 
 std::vector<std::uint32_t> all_statuses() {
     return {
-#define NUMBER(name, text) name,
+#define NUMBER(name, words) name,
         FARLO_STATUSES(NUMBER)
 #undef NUMBER
         // Others, of which the informational one and the warning of the bus are successes.

@@ -66,7 +66,7 @@ TEST(HppStatus, HasEachStatusOfTheCHeader) {
         EXPECT_EQ(static_cast<std::uint32_t>(named.status), named.number) << named.message;
     }
     const std::vector<std::uint32_t> listed = {
-#define NUMBER(name, text) name,
+#define NUMBER(name, words) name,
         FARLO_STATUSES(NUMBER)
 #undef NUMBER
     };

@@ -12,15 +12,15 @@ namespace {
 struct Status {
     std::string name;
     std::uint32_t number;
-    std::string text;
+    std::string description;
 };
 
 bool operator==(const Status& a, const Status& b) {
-    return a.name == b.name && a.number == b.number && a.text == b.text;
+    return a.name == b.name && a.number == b.number && a.description == b.description;
 }
 
 void PrintTo(const Status& status, std::ostream* stream) {
-    *stream << status.name << ' ' << status.number << " \"" << status.text << '"';
+    *stream << status.name << ' ' << status.number << " \"" << status.description << '"';
 }
 
 // In the order of farlo.h.
@@ -55,7 +55,7 @@ const std::vector<Status>& statuses() {
 
 TEST(StatusList, HasEachStatusWithItsDescription) {
     const std::vector<Status> listed = {
-#define STATUS(name, text) {#name, name, text},
+#define STATUS(name, description) {#name, name, description},
         FARLO_STATUSES(STATUS)
 #undef STATUS
     };
@@ -76,7 +76,7 @@ TEST(StatusName, IsEmptyForAStatusThatHasNone) {
 
 TEST(StatusText, DescribesEachStatus) {
     for (const Status& status : statuses()) {
-        EXPECT_EQ(farlo_status_text(status.number), status.text);
+        EXPECT_EQ(farlo_status_text(status.number), status.description);
     }
 }
 

@@ -70,7 +70,7 @@ struct Contract {
 
 bool among(const std::vector<std::uint32_t>& statuses, std::uint32_t status);
 
-// Whether the export may return that status, whatever fails below it.
+// Whether the export may return that status when a call below it fails.
 bool is_described(const Contract& contract, std::uint32_t status);
 
 // What differs from the usual lab node.

@@ -1161,9 +1161,9 @@ class Connection {
         });
         return disks;
     }
-    // The plexes of a volume (GetDgVolPlexStatesW). The DLL cannot be told how large the array
-    // is: there is room for 64 plexes that the volume gets while it is read. More of them end
-    // the process.
+    // The plexes of a volume (GetDgVolPlexStatesW). The DLL has no argument for the size of
+    // the array, so there is room for 64 plexes that are added between its two calls. More of
+    // them end the process.
     std::vector<Plex> plexes(const GroupRef& group, const std::wstring& device) {
         const auto read = [&](opal_handle handle, std::uint32_t& count, farlo_plex_state* records) {
             return api().GetDgVolPlexStatesW(handle, group.name(), group.guid(), device.c_str(),
@@ -1235,8 +1235,8 @@ class Connection {
     // Change: brings a volume online, after the node was started and the group imported, if
     // necessary (OnlineVolW). While the node starts, which has no limit, `progress` is called on
     // this thread after each interval, and once at the end. When it throws, it is not called
-    // again, and the exception is thrown when the call has ended, whatever its status. See
-    // CALLBACKS above.
+    // again, and its exception is thrown after the call has ended, even if the call succeeded.
+    // See CALLBACKS above.
     void online_volume(const std::string& guid, const std::wstring& device,
                        const std::function<void()>& progress = nullptr,
                        std::chrono::milliseconds interval = std::chrono::seconds(1),
@@ -1248,7 +1248,7 @@ class Connection {
         }
         detail::Progress state{&progress, nullptr};
         const detail::Set<detail::Progress*> set(detail::thread_state().progress, &state);
-        // The call may use a connection of its own: its status counts, whatever the handle is.
+        // The call may use a connection of its own, so the state of the handle does not matter.
         const std::uint32_t status = m_link->call([&](opal_handle handle) {
             return api().OnlineVolW(handle, guid.c_str(), device.c_str(), flags,
                                     static_cast<std::uint32_t>(interval.count()));
