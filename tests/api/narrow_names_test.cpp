@@ -1,6 +1,7 @@
 // The longest strings that fit the buffers of the narrow forms. Longer ones are rejected with one
 // log line that names the export and the argument.
 #include "support/farlo_test.h"
+#include "support/log_messages.h"
 
 #include <cstdarg>
 #include <cstring>
@@ -37,12 +38,6 @@ class NarrowNames : public FarloTest {
         Call call;
     };
 
-    static std::vector<std::string> log_lines() {
-        std::string error;
-        const std::vector<std::string> texts = read_log_texts(environment().log_file(), error);
-        EXPECT_EQ(error, "");
-        return texts;
-    }
     static std::string rejection(const std::string& entry, const std::string& name,
                                  std::size_t limit) {
         return entry + "() failed , " + name + " string of more than " + std::to_string(limit) +
@@ -55,18 +50,18 @@ class NarrowNames : public FarloTest {
         const Call& call = argument.call;
         const std::vector<std::string> rejected = {rejection(argument.entry, argument.name, limit)};
         call(std::string(limit, 't').c_str());
-        EXPECT_THAT(log_lines(), testing::Not(testing::Contains(rejected.front())));
+        EXPECT_THAT(log_messages(), testing::Not(testing::Contains(rejected.front())));
         for (const std::size_t length : {limit + 1, std::size_t{100'000}}) {
             environment().remove_logs();
             EXPECT_EQ(call(std::string(length, 't').c_str()), FARLO_INVALID_ARGUMENT);
-            EXPECT_EQ(log_lines(), rejected);
+            EXPECT_EQ(log_messages(), rejected);
         }
         environment().remove_logs();
         {
             const Interposer conversion(dll().module(), "_snwprintf", convert);
             EXPECT_EQ(call(invalid_string), FARLO_INVALID_ARGUMENT);
         }
-        EXPECT_EQ(log_lines(), rejected);
+        EXPECT_EQ(log_messages(), rejected);
         environment().remove_logs();
     }
 
@@ -200,7 +195,7 @@ TEST_F(NarrowNames, ThatAreBothTooLongAreLoggedOnlyForFirst) {
         for (const auto& [entry, call] : calls) {
             environment().remove_logs();
             EXPECT_EQ(call(), FARLO_INVALID_ARGUMENT);
-            EXPECT_EQ(log_lines(), std::vector<std::string>{rejection(entry, "name", 31)});
+            EXPECT_EQ(log_messages(), std::vector<std::string>{rejection(entry, "name", 31)});
         }
     });
 }

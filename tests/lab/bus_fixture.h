@@ -3,6 +3,7 @@
 #pragma once
 
 #include "support/fault_members.h"
+#include "support/recorded_calls.h"
 #include "ztbus3/lab_bus.h"
 
 #include <gmock/gmock.h>
@@ -89,16 +90,6 @@ class BusTest : public testing::Test {
     static void plan(const std::string& rules) {
         char error[200];
         ASSERT_EQ(LabSetFaultPlan(rules.c_str(), error, sizeof error), 0) << error;
-    }
-    static std::vector<std::string> recorded() {
-        std::string text(LabRecorderText(nullptr, 0), '\0');
-        LabRecorderText(text.data(), text.size());
-        std::vector<std::string> lines;
-        for (std::size_t end; (end = text.find('\n')) != std::string::npos;) {
-            lines.push_back(text.substr(0, end));
-            text.erase(0, end + 1);
-        }
-        return lines;
     }
     static lab_live live() {
         lab_live counts;

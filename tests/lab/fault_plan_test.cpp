@@ -367,7 +367,7 @@ TEST_F(FaultPlan, RecordsStoredValueInsteadOfWrongValue) {
     PsFreeProperty(&property);
     PsDestroyPropset(set);
     EXPECT_THAT(
-        recorded(),
+        support::recorded_calls(),
         ElementsAre(R"(PsFindProperty #1 "text" -> 0x0 "text" STR "a text of some length")"));
 }
 

@@ -68,7 +68,7 @@ TEST_F(Recorder, RecordsCallsToTheService) {
     ObDeleteObject(connection, context, &null_id);
 
     EXPECT_THAT(
-        recorded(),
+        support::recorded_calls(),
         ElementsAre(
             "DbGetObjects " ZTTYPE_DISK_GROUP " -> 0x0 [@dg1]", "DbGetObjects none -> 0x0 []",
             R"(DbGetObjectsByQuery "SELECT FROM )" ZTTYPE_VOLUME R"( where \"DEVICE NAME\" EQ \\v")"
@@ -108,7 +108,7 @@ TEST_F(Recorder, RecordsMethodsWithTheirSets) {
                    nullptr, 0, 0, 0, 0, nullptr, nullptr);
     PsDestroyPropset(input);
     PsDestroyPropset(output);
-    EXPECT_THAT(recorded(),
+    EXPECT_THAT(support::recorded_calls(),
                 ElementsAre(method_call("@service", 0) +
                                 R"({"dgid": STR "g", "Opflag": UINT32 1} 1,2,3,4 -> 0x0 )"
                                 R"({"before": UINT32 1})",
@@ -127,8 +127,9 @@ TEST_F(Recorder, RecordsValuesOfEveryType) {
         LabRecorderStop();
         PsFreeProperty(&property);
         const std::string value = type.type + " " + type.recorded;
-        EXPECT_THAT(recorded(), ElementsAre("ObGetProperty @o \"p\" -> 0x0 " + value,
-                                            "ObSetProperty @o \"p\" " + value + " -> 0x0"));
+        EXPECT_THAT(support::recorded_calls(),
+                    ElementsAre("ObGetProperty @o \"p\" -> 0x0 " + value,
+                                "ObSetProperty @o \"p\" " + value + " -> 0x0"));
     }
 }
 
@@ -161,7 +162,7 @@ TEST_F(Recorder, RecordsLocalCallsOnRequest) {
     ZtSleep(1);
     EvMatch("a", "b");
     EXPECT_THAT(
-        recorded(),
+        support::recorded_calls(),
         ElementsAre("PsCreatePropset -> 0x0 #1", "PsAddProperty #1 \"Opflag\" UINT32 7 -> 0x0",
                     "PsAddProperty #1 \"Opflag\" UINT32 7 -> " + hex(ZTERROR_DUPLICATE),
                     "PsAddProperty #1 \"bad\" malformed -> " + hex(ZTERROR_INVALID_ARGUMENT),
@@ -190,7 +191,7 @@ TEST_F(Recorder, MarksCallsWithWrongConnection) {
     ObGetObjectType(connection, context, &dg1, &type);
     LabCloseConnection(other);
     EXPECT_THAT(
-        recorded(),
+        support::recorded_calls(),
         ElementsAre("ObGetObjectType @dg1 -> " + hex(ZTERROR_NOT_CONNECTED) + " !connection",
                     "ObGetObjectType @dg1 -> " + hex(ZTERROR_NOT_CONNECTED) + " !connection",
                     "ObGetObjectType @dg1 -> " + hex(ZTERROR_NOT_CONNECTED)));
@@ -205,13 +206,13 @@ TEST_F(Recorder, DiscardsOldLinesOnStart) {
     LabRecorderStart(LAB_RECORD_SERVICE);
     ask();
     ask();
-    EXPECT_EQ(recorded().size(), 2u);
+    EXPECT_EQ(support::recorded_calls().size(), 2u);
     LabRecorderStart(LAB_RECORD_SERVICE);
     EXPECT_EQ(LabRecorderText(nullptr, 0), 1u);
     ask();
     LabRecorderStop();
     ask();
-    EXPECT_EQ(recorded().size(), 1u);
+    EXPECT_EQ(support::recorded_calls().size(), 1u);
 }
 
 TEST_F(Recorder, ReturnsRequiredSize) {

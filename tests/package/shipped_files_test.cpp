@@ -1,6 +1,7 @@
 // Each file that ships: its version resource, its symbols, and what it says of its origin.
 #include "farlo.h"
 #include "service/process.h"
+#include "support/narrow_string.h"
 
 #include <gtest/gtest.h>
 
@@ -36,11 +37,7 @@ const ShippedFile shipped_files[] = {
     {L"labdisk.sys", VFT_DRV, L"Disks of the lab"},
 };
 
-std::string narrow(const std::wstring& text) {
-    return {text.begin(), text.end()};
-}
-
-std::wstring version_text() {
+std::wstring library_version() {
     return std::to_wstring(FARLO_VERSION_MAJOR) + L"." + std::to_wstring(FARLO_VERSION_MINOR) +
            L"." + std::to_wstring(FARLO_VERSION_PATCH);
 }
@@ -96,7 +93,7 @@ class ShippedFileTest : public testing::TestWithParam<ShippedFile> {
         EXPECT_TRUE(VerQueryValueW(version_data().data(),
                                    (L"\\StringFileInfo\\040904B0\\" + name).c_str(),
                                    reinterpret_cast<void**>(&text), &length))
-            << narrow(name);
+            << narrow_string(name);
         return text == nullptr ? L"" : text;
     }
     std::vector<char>& version_data() const {
@@ -129,8 +126,8 @@ TEST_P(ShippedFileTest, HasVersionResource) {
     EXPECT_EQ(fixed->dwProductVersionMS, major_minor);
     EXPECT_EQ(fixed->dwProductVersionLS, patch);
 
-    EXPECT_EQ(version_string(L"FileVersion"), version_text());
-    EXPECT_EQ(version_string(L"ProductVersion"), version_text());
+    EXPECT_EQ(version_string(L"FileVersion"), library_version());
+    EXPECT_EQ(version_string(L"ProductVersion"), library_version());
     EXPECT_EQ(version_string(L"ProductName"), L"farlo");
     EXPECT_EQ(version_string(L"OriginalFilename"), GetParam().name);
     EXPECT_EQ(version_string(L"InternalName"),
@@ -168,7 +165,7 @@ std::uint32_t crc32(const std::string& bytes) {
 }
 
 TEST_P(ShippedFileTest, NamesItsSymbolFileAndItsChecksum) {
-    const std::string file = narrow(GetParam().name) + ".debug";
+    const std::string file = narrow_string(GetParam().name) + ".debug";
     // The name, padded to four bytes, then the checksum.
     const std::size_t link = m_bytes.find(file + '\0');
     ASSERT_NE(link, std::string::npos);
@@ -197,7 +194,7 @@ TEST_P(ShippedFileTest, NamesItsPdbWithoutFolder) {
     const std::string record = m_bytes.substr(entry.PointerToRawData, entry.SizeOfData);
     const std::wstring name = std::filesystem::path(GetParam().name).stem().wstring() + L".pdb";
     EXPECT_EQ(record.substr(0, 4), "RSDS");
-    EXPECT_STREQ(record.c_str() + 4 + 16 + 4, narrow(name).c_str());
+    EXPECT_STREQ(record.c_str() + 4 + 16 + 4, narrow_string(name).c_str());
 
     const std::string pdb = read_text(shipped(name).wstring());
     EXPECT_NE(pdb.find(record.substr(4, 16)), std::string::npos) << "another GUID in the PDB";
@@ -225,7 +222,7 @@ TEST_P(ShippedFileTest, HasTheDefaultImageBase) {
 
 INSTANTIATE_TEST_SUITE_P(All, ShippedFileTest, testing::ValuesIn(shipped_files),
                          [](const testing::TestParamInfo<ShippedFile>& file) {
-                             std::string name = narrow(file.param.name);
+                             std::string name = narrow_string(file.param.name);
                              for (char& character : name) {
                                  character = isalnum(character) != 0 ? character : '_';
                              }
@@ -238,7 +235,7 @@ TEST(Programs, PrintTheirVersion) {
                               L" --version");
         EXPECT_EQ(process.wait(hang_ms), DWORD{0});
         EXPECT_EQ(process.output(),
-                  narrow(std::wstring(program) + L" " + version_text() + L"\r\n"));
+                  narrow_string(std::wstring(program) + L" " + library_version() + L"\r\n"));
         EXPECT_EQ(process.errors(), "");
     }
 }

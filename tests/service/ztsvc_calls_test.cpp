@@ -1,6 +1,7 @@
 // Every call of the bus, over a connection to the service.
 #include "lab/every_type.h"
 #include "service/service_fixture.h"
+#include "support/recorded_calls.h"
 
 #include <functional>
 
@@ -11,17 +12,6 @@ using lab_tests::every_type;
 using lab_tests::TypeCase;
 
 using Lines = std::vector<std::string>;
-
-Lines recorded() {
-    std::string text(LabRecorderText(nullptr, 0), '\0');
-    LabRecorderText(text.data(), text.size());
-    Lines lines;
-    for (std::size_t begin = 0, end; (end = text.find('\n', begin)) != std::string::npos;
-         begin = end + 1) {
-        lines.push_back(text.substr(begin, end - begin));
-    }
-    return lines;
-}
 
 class ServiceCalls : public ServiceTest {
   protected:
@@ -101,7 +91,7 @@ TEST_F(ServiceCalls, WritePropertiesOfEveryType) {
     ASSERT_EQ(ObGetProperties(handle->connection, handle->connection_context, &copy, &set),
               ZTSTATUS_OK);
     EXPECT_EQ(PsDestroyPropset(set), ZTSTATUS_OK);
-    EXPECT_EQ(recorded(), Lines{"ObGetProperties @copy -> 0x0 {" + all + "}"});
+    EXPECT_EQ(recorded_calls(), Lines{"ObGetProperties @copy -> 0x0 {" + all + "}"});
 }
 
 TEST_F(ServiceCalls, FindObjects) {
@@ -137,14 +127,14 @@ TEST_F(ServiceCalls, FindObjects) {
     EXPECT_EQ(ObGetObjectType(connection, context, &volume, &type), ZTSTATUS_OK);
     EXPECT_STREQ(type, ZTTYPE_VOLUME);
     _ZtFree(type);
-    EXPECT_EQ(recorded(), (Lines{"DbGetObjects " ZTTYPE_DISK_GROUP " -> 0x0 [@dg1 @dg2]",
-                                 "DbGetObjects nothing -> 0x0 []",
-                                 "DbGetObjectsByQuery \"SELECT FROM " ZTTYPE_DISK_GROUP
-                                 " where \\\"Name\\\" EQ dg2\""
-                                 " -> 0x0 [@dg2]",
-                                 "ObGetChildObjects @dg1 " ZTTYPE_DISK " -> 0x0 [@d1 @d2]",
-                                 "ObGetParentObjects @v1 " ZTTYPE_DISK_GROUP " -> 0x0 [@dg1]",
-                                 "ObGetObjectType @v1 -> 0x0 " ZTTYPE_VOLUME}));
+    EXPECT_EQ(recorded_calls(), (Lines{"DbGetObjects " ZTTYPE_DISK_GROUP " -> 0x0 [@dg1 @dg2]",
+                                       "DbGetObjects nothing -> 0x0 []",
+                                       "DbGetObjectsByQuery \"SELECT FROM " ZTTYPE_DISK_GROUP
+                                       " where \\\"Name\\\" EQ dg2\""
+                                       " -> 0x0 [@dg2]",
+                                       "ObGetChildObjects @dg1 " ZTTYPE_DISK " -> 0x0 [@d1 @d2]",
+                                       "ObGetParentObjects @v1 " ZTTYPE_DISK_GROUP " -> 0x0 [@dg1]",
+                                       "ObGetObjectType @v1 -> 0x0 " ZTTYPE_VOLUME}));
 }
 
 TEST_F(ServiceCalls, ReturnStatusesAndResultsOfMethods) {
@@ -163,7 +153,7 @@ TEST_F(ServiceCalls, ReturnStatusesAndResultsOfMethods) {
     const std::string call = std::string("PrCallDispatch @dg1 ") + volume_manager_methods + " 0.";
     const std::string import = std::to_string(ZTMETHOD_DGOP_IMPORT);
     const std::string input = " {\"dgid\": STR \"g1\", \"Opflag\": UINT32 0} 0,0,0,0 -> ";
-    EXPECT_EQ(recorded(),
+    EXPECT_EQ(recorded_calls(),
               (Lines{call + import + input + "0x0 NULL",
                      "ObGetProperty @dg1 \"imported\" -> 0x0 BOOLEAN true",
                      call + import + input + hex(ZTERROR_GROUP_ALREADY_ONLINE) + " NULL",

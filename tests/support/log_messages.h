@@ -16,10 +16,7 @@ namespace support {
 inline std::vector<std::string>
 log_messages(const std::filesystem::path& path = environment().log_file()) {
     std::string error;
-    std::vector<std::string> messages;
-    for (const LogLine& line : read_log(path, error)) {
-        messages.push_back(line.text);
-    }
+    std::vector<std::string> messages = read_log_messages(path, error);
     EXPECT_EQ(error, "");
     return messages;
 }

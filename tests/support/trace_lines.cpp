@@ -68,12 +68,12 @@ std::vector<LogLine> read_log(const std::filesystem::path& path, std::string& er
     return lines;
 }
 
-std::vector<std::string> read_log_texts(const std::filesystem::path& path, std::string& error) {
-    std::vector<std::string> texts;
+std::vector<std::string> read_log_messages(const std::filesystem::path& path, std::string& error) {
+    std::vector<std::string> messages;
     for (const LogLine& line : read_log(path, error)) {
-        texts.push_back(line.text);
+        messages.push_back(line.text);
     }
-    return texts;
+    return messages;
 }
 
 }  // namespace support

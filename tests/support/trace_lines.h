@@ -24,11 +24,11 @@ struct Expected {
 };
 
 // Reads a log; none of its lines if there is no such file. `error` describes the first line that is
-// incomplete (date, time, ids, text, line end) or mixed with another line, where reading stops. It
-// is empty if there is none.
+// incomplete (date, time, ids, message, line end) or mixed with another line, where reading stops.
+// It is empty if there is none.
 std::vector<LogLine> read_log(const std::filesystem::path& path, std::string& error);
-// The same with the texts of the lines only.
-std::vector<std::string> read_log_texts(const std::filesystem::path& path, std::string& error);
+// The messages of these lines.
+std::vector<std::string> read_log_messages(const std::filesystem::path& path, std::string& error);
 
 // Parses one line without its line end.
 bool parse_line(const std::string& line, LogLine& parsed);

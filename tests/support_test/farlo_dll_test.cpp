@@ -1,6 +1,7 @@
 // Tests of support/farlo_dll.h: loading the DLL, and its environment.
 #include "support/farlo_dll.h"
 #include "support/interposer.h"
+#include "support/log_messages.h"
 #include "support/service_names.h"
 #include "support/trace_lines.h"
 
@@ -30,12 +31,6 @@ class LoadedDll : public testing::Test {
     }
 
     using Lines = std::vector<std::string>;
-    static Lines log_lines() {
-        std::string error;
-        const Lines texts = support::read_log_texts(environment().log_file(), error);
-        EXPECT_EQ(error, "");
-        return texts;
-    }
 
     const std::string banner = "=====Farlo DllMain ,Created farlo.log=====";
     const std::string ngc = "=====Enabled NGC=====";
@@ -43,16 +38,16 @@ class LoadedDll : public testing::Test {
 
 TEST_F(LoadedDll, ReadsCurrentSettingsAtEachLoad) {
     { const FarloDll dll; }
-    EXPECT_EQ(log_lines(), Lines{});
+    EXPECT_EQ(support::log_messages(), Lines{});
 
     environment().set_trace_level(6);
     { const FarloDll dll; }
-    EXPECT_EQ(log_lines(), Lines{banner});
+    EXPECT_EQ(support::log_messages(), Lines{banner});
 
     environment().set_trace_level(0);
     environment().set_registry(support::volume_manager_key, L"SupportSCSI3", 2);
     { const FarloDll dll; }
-    EXPECT_EQ(log_lines(), (Lines{banner, ngc}));
+    EXPECT_EQ(support::log_messages(), (Lines{banner, ngc}));
 }
 
 TEST_F(LoadedDll, IgnoresTraceLevelOfWrongType) {
@@ -61,7 +56,7 @@ TEST_F(LoadedDll, IgnoresTraceLevelOfWrongType) {
     { const FarloDll dll; }
     environment().set_registry(support::tracing_key, L"TRACELEVEL", REG_BINARY, &six, sizeof six);
     { const FarloDll dll; }
-    EXPECT_EQ(log_lines(), Lines{});
+    EXPECT_EQ(support::log_messages(), Lines{});
 }
 
 TEST_F(LoadedDll, CannotReachRegistryOfMachine) {
@@ -117,7 +112,7 @@ TEST_F(LoadedDll, CallsFunctionBeforeAttach) {
             module, "CreateEventA", support::FailingCalls{.last_error = ERROR_INVALID_HANDLE},
             nullptr);
     });
-    EXPECT_EQ(log_lines(), Lines{"Farlo CreateEvent failed 6\n"});
+    EXPECT_EQ(support::log_messages(), Lines{"Farlo CreateEvent failed 6\n"});
     EXPECT_EQ(failing->calls(), 1u);
 }
 

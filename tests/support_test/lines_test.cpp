@@ -22,7 +22,7 @@ class LogFile : public testing::Test {
     // Reads a log with these contents.
     Lines read(const std::string& contents) {
         std::ofstream(m_path, std::ios::binary) << contents;
-        return support::read_log_texts(m_path, error);
+        return support::read_log_messages(m_path, error);
     }
 
     std::string error;
