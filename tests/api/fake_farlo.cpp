@@ -1,16 +1,30 @@
 #include "api/fake_farlo.h"
 
+#include <windows.h>
+
 #include <algorithm>
 
 namespace support {
 namespace {
 
+// Several threads may call the functions.
+SRWLOCK lock = SRWLOCK_INIT;
+class Hold {
+  public:
+    Hold() { AcquireSRWLockExclusive(&lock); }
+    ~Hold() { ReleaseSRWLockExclusive(&lock); }
+    Hold(const Hold&) = delete;
+    Hold& operator=(const Hold&) = delete;
+};
+
 bool is_connected(opal_handle handle) {
+    const Hold hold;
     const std::vector<opal_handle>& connected = fake_farlo().connected;
     return std::find(connected.begin(), connected.end(), handle) != connected.end();
 }
 
 std::uint32_t answer(const char* name, opal_handle handle) {
+    const Hold hold;
     FakeFarlo& fake = fake_farlo();
     fake.calls.push_back({name, handle});
     if (fake.losing == name) {
@@ -52,6 +66,7 @@ template <int Name, class Result, class... Arguments> struct Fake<Name, Result (
 std::uint32_t connect(opal_handle* slot) {
     FakeFarlo& fake = fake_farlo();
     const std::uint32_t status = answer("InitializeClusterW", *slot);
+    const Hold hold;
     if (status != FARLO_SUCCESS || fake.refused != 0) {
         fake.refused -= fake.refused != 0 ? 1 : 0;
         return status != FARLO_SUCCESS ? status : FARLO_NOT_CONNECTED;
@@ -63,8 +78,10 @@ std::uint32_t connect(opal_handle* slot) {
 }
 
 std::uint32_t release(opal_handle handle) {
+    const std::uint32_t status = answer("UnInitializeClusterW", handle);
+    const Hold hold;
     fake_farlo().released.push_back(handle);
-    return answer("UnInitializeClusterW", handle);
+    return status;
 }
 
 std::uint32_t plex_states(opal_handle handle, const wchar_t* /*name*/, const char* /*guid*/,

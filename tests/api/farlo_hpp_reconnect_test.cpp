@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
 #include <functional>
 #include <stdexcept>
 #include <string>
@@ -355,6 +357,27 @@ TEST_F(HppThreads, ConnectOnceForALossThatTwoOfThemNotice) {
         SetEvent(go_on);
     }
     EXPECT_EQ(fake_farlo().count("InitializeClusterW"), 1);
+}
+
+// One waits while the other one connects.
+TEST_F(HppThreads, DoNotConnectAtTheSameTime) {
+    std::atomic<int> connecting{0};
+    std::atomic<int> most{0};
+    policy.on_attempt = [&](const ReconnectPolicy::Attempt&) {
+        most = (std::max)(most.load(), ++connecting);
+        Sleep(100);
+        --connecting;
+        return true;
+    };
+    Connection connection = connect();
+    fake_farlo().lose();
+    {
+        const Thread first([&] { EXPECT_NO_THROW(connection.start_node()); });
+        const Thread second([&] { EXPECT_NO_THROW(connection.stop_node()); });
+    }
+    EXPECT_EQ(most, 1);
+    EXPECT_EQ(fake_farlo().count("InitializeClusterW"), 1);
+    EXPECT_EQ(fake_farlo().released.size(), 1u);
 }
 
 }  // namespace
