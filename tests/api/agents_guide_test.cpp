@@ -1,4 +1,4 @@
-// The guide for authors of agents: what it names exists, and it names every function.
+// The guides for authors of agents: what they name exists, and nothing is missing.
 #include "api/export_names.h"
 #include "api/project_file.h"
 
@@ -85,6 +85,16 @@ TEST_F(AgentsGuide, SaysWhatEachStatusAsksFor) {
             EXPECT_NE(table.find('`' + name + '`'), std::string::npos) << name;
         }
     }
+}
+
+// Authors need the numbers for fault plans.
+TEST(LabGuide, NamesTheNumberOfEachMethod) {
+    std::set<std::string> defined =
+        matches(project_file(L"platform/ztservice.h"), "#define ZTMETHOD_[A-Z_]+ ([0-9]+)u");
+    EXPECT_EQ(defined.erase("0"), 1u);  // ZTMETHOD_MAJOR
+    const std::string methods =
+        between(project_file(L"docs/lab.md"), "| number | called by |\n|---|---|\n", "\n\n");
+    EXPECT_EQ(matches('\n' + methods, "[\n,][| ]*([0-9]+)(?=[ ,])"), defined);
 }
 
 }  // namespace
