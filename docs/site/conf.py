@@ -33,7 +33,11 @@ default_role = None
 nitpicky = True
 smartquotes = False
 # The C library's types have no page.
-nitpick_ignore_regex = [("c:identifier", r"u?int(8|32|64|ptr)_t|size_t|wchar_t|farlo_module")]
+nitpick_ignore_regex = [
+    ("c:identifier", r"u?int(8|32|64|ptr)_t|size_t|wchar_t|farlo_module"),
+    # Of the types in C++ declarations, only farlo.hpp's own have a page.
+    ("cpp:identifier", ".*"),
+]
 suppress_warnings = ["myst.header"]
 
 html_theme = "furo"
@@ -67,7 +71,7 @@ _TARGETS = _xref_targets()
 def link_code(app: Sphinx, document: nodes.document) -> None:
     """Makes code in a document a link, if it is the name of something with a page."""
     docname = app.env.docname
-    if docname.startswith("api/"):
+    if docname.startswith(("api/", "cpp/")):
         return
     for literal in list(document.findall(nodes.literal)):
         target = _TARGETS.get(literal.astext())

@@ -33,8 +33,10 @@ def without_summary(function: Function) -> list[Block]:
 class Reference:
     """The pages, by their names without an ending."""
 
-    def __init__(self, interface: Interface):
+    def __init__(self, interface: Interface, cpp_calls: dict[str, list[str]] | None = None):
         self.it = interface
+        # For each function, those of the C++ layer that call it.
+        self.cpp_calls = cpp_calls or {}
         self.write = Writer(interface)
 
     def pages(self) -> Iterator[tuple[str, str]]:
@@ -187,6 +189,8 @@ class Reference:
             text += "- " + ", ".join(f":c:func:`{name}`" for name in names) + "\n"
         task = next(task for task, names in self.it.tasks.items() if function.name in names)
         text += f"- :doc:`{slug(task)}`\n"
+        if calls := self.cpp_calls.get(function.name):
+            text += "- In C++: " + ", ".join(f":cpp:func:`{name}`" for name in calls) + "\n"
         return (
             text + f"- ``{function.name}_fn`` is the type of a pointer to it, for GetProcAddress.\n"
         )

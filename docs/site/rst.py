@@ -25,14 +25,16 @@ def slug(title: str) -> str:
     return re.sub(r"\W+", "-", title.lower()).strip("-")
 
 
-_WORD = re.compile(r"`([^`]+)`|docs/([\w-]+)\.md|([A-Za-z_]\w+)")
+_WORD = re.compile(r"`([^`]+)`|docs/([\w-]+)\.md|([A-Za-z_]\w+(?:::\w+)*)")
 
 
 class Writer:
     """Writes text in which the names of the interface are links."""
 
-    def __init__(self, interface: Interface, this_page: str = ""):
+    def __init__(self, interface: Interface, this_page: str = "", language: str = "c"):
         self.this_page = this_page
+        # That of code in comments.
+        self.language = language
         self.roles: dict[str, str] = {}
         for name, function in interface.functions.items():
             self.roles[name] = f":c:func:`{name}`"
@@ -90,7 +92,7 @@ class Writer:
         if isinstance(block, Paragraph):
             return self.text(block.text) + "\n\n"
         if isinstance(block, Code):
-            return ".. code-block:: c\n\n" + indented(block.text) + "\n\n"
+            return f".. code-block:: {self.language}\n\n" + indented(block.text) + "\n\n"
         if isinstance(block, ItemList):
             items = [indented(self.blocks(item), 2)[2:] for item in block.items]
             return "".join(f"- {item}" for item in items) + "\n"

@@ -13,7 +13,9 @@ import re
 import sys
 from pathlib import Path
 
+from bindings import cpp_header
 from bindings.header import read_header
+from docs.site.cpp_reference import CppReference
 from docs.site.reference import Reference
 from docs.site.rst import heading, indented
 
@@ -91,6 +93,8 @@ class Stage:
             path = Path(page_of(path) + ".md")
         elif path.name == "farlo.h":
             path = Path("api/index.rst")
+        elif path.name == "farlo.hpp":
+            path = Path("cpp/index.rst")
         else:
             self.sources.add(path)
             path = Path(f"source/{path}.rst")
@@ -114,7 +118,8 @@ class Stage:
         at = guides.index("docs/lab") + 1
         guides[at:at] = lab
         reference = ["api/index", "api/rules", "api/statuses", "api/records", "api/constants"]
-        reference += ["api/helpers", "api/farlo-h", "genindex"]
+        reference += ["api/helpers"] + (["cpp/index"] if cpp_header.HEADER.exists() else [])
+        reference += ["api/farlo-h", "genindex"]
         text = ""
         for caption, group in (
             ("Guides", guides),
@@ -144,7 +149,14 @@ def stage(folder: Path) -> None:
         found.document(path)
     for path in sorted(found.sources):
         found.source(path)
-    for name, text in Reference(read_header()).pages():
+    interface = read_header()
+    calls: dict[str, list[str]] = {}
+    if cpp_header.HEADER.exists():
+        cpp = CppReference(interface, cpp_header.read_cpp_header())
+        calls = cpp.calls()
+        for name, text in cpp.pages():
+            found.write(name + ".rst", text)
+    for name, text in Reference(interface, calls).pages():
         found.write(name + ".rst", text)
     found.remove_others()
 
