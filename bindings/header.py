@@ -32,6 +32,7 @@ from bindings.wording import (
     direction,
     labelled,
     lost_connection,
+    ownership,
     take_returns,
 )
 
@@ -245,13 +246,14 @@ class _Reader:
         first = rest[0] if rest else None
         if not isinstance(first, Paragraph):
             raise HeaderError(f"{prototypes[0][2]}: no description")
+        summary = sentences(first.text)[0]
         for result, name, arguments in (each.groups() for each in prototypes):
             function = Function(
                 name,
                 section.title,
                 parse_type(result),
-                [self.argument(name, each, rows) for each in self.split(arguments)],
-                sentences(first.text)[0],
+                [self.argument(name, summary, each, rows) for each in self.split(arguments)],
+                summary,
                 rest,
                 siblings=[each[2] for each in prototypes if each[2] != name],
             )
@@ -297,7 +299,7 @@ class _Reader:
         return rows, rest
 
     @staticmethod
-    def argument(function: str, declared: str, rows: dict[str, Row]) -> Argument:
+    def argument(function: str, summary: str, declared: str, rows: dict[str, Row]) -> Argument:
         parts = re.fullmatch(r"(.*?)(\w+)", declared, re.DOTALL)
         if not parts:
             raise HeaderError(f"{function}: {declared}")
@@ -308,7 +310,9 @@ class _Reader:
         way = direction(parsed, said)
         if not way:
             raise HeaderError(f'{function}: {parts[2]}: neither "receives" nor "in: ... out: ..."')
-        return Argument(parts[2], parsed, way, bool(re.search(r"\brequired\b", said)), about)
+        owner = ownership(parsed, summary)
+        required = bool(re.search(r"\brequired\b", said))
+        return Argument(parts[2], parsed, way, owner, required, about)
 
     # ---- what is written twice
 

@@ -85,6 +85,9 @@ class Argument:
     type: Type
     # "in", "out" or "in/out": what happens to the memory that a pointer points to.
     direction: str
+    # Of a handle, a callback or a pointer: "borrowed" for the call; "kept" beyond it; "made",
+    # for the caller to release; "released" by the call. "" for a number.
+    ownership: str
     required: bool
     about: list[Block]
 

@@ -8,7 +8,7 @@ from dataclasses import dataclass, field
 
 from bindings.c_header import HeaderError
 from bindings.comment_text import Block, Paragraph, Table, plain_text, sentences
-from bindings.model import Blocking, Function, Interface, Status, Type
+from bindings.model import SCALARS, Blocking, Function, Interface, Status, Type
 
 TOO_LONG = "a narrow string is too long, or cannot be widened"
 
@@ -335,4 +335,17 @@ def direction(parsed: Type, about: str) -> str:
         return "in/out"
     if parsed.pointers == 2 or re.search(r"\b(receives?|room for)\b", about):
         return "out"
+    return ""
+
+
+def ownership(parsed: Type, summary: str) -> str:
+    """What a function does with a handle, a callback or what a pointer points to."""
+    if parsed.base == "opal_handle":
+        if parsed.pointers:
+            return "made"
+        return "released" if re.search(r"\bfrees a handle\b", summary) else "borrowed"
+    if parsed.pointers:
+        return "borrowed"
+    if parsed.base not in SCALARS:
+        return "kept" if summary.startswith("Stores the callback") else "borrowed"
     return ""
