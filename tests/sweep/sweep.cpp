@@ -1,6 +1,7 @@
 #include "sweep/sweep.h"
 
 #include "support/service_names.h"
+#include "sweep/description.h"
 #include "sweep/prepared_call.h"
 
 #include <algorithm>
@@ -177,7 +178,8 @@ bool SweepTest::is_allowed(std::uint32_t status, const Expectation& expectation)
     const bool is_injected = contract.service_statuses && status == expectation.injected;
     switch (expectation.status) {
     case Allowed::described:
-        return is_clean || is_injected || is_described(contract, status);
+        return is_clean || is_injected ||
+               (is_described(contract, status) && is_listed(m_situation->export_name, status));
     case Allowed::clean:
         return is_clean;
     case Allowed::clean_or_injected:
@@ -185,7 +187,8 @@ bool SweepTest::is_allowed(std::uint32_t status, const Expectation& expectation)
     case Allowed::null_handle:
         return status == contract.null_handle;
     case Allowed::refusal:
-        return status != FARLO_SUCCESS && among(contract.statuses, status);
+        return status != FARLO_SUCCESS && among(contract.statuses, status) &&
+               is_listed(m_situation->export_name, status);
     case Allowed::buffer_too_small:
         return status == FARLO_BUFFER_TOO_SMALL;
     case Allowed::disconnected:
