@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import re
 import sys
 from pathlib import Path
 from typing import Any, Iterator
@@ -90,6 +91,18 @@ def break_parameters(app: Sphinx, document: nodes.document, docname: str) -> Non
             parameters.child_text_separator = ',<br class="parameter">'
 
 
+def break_names(app: Sphinx, document: nodes.document, docname: str) -> None:
+    """Long names in tables may be broken after the marks in them: columns are narrow on a
+    phone."""
+    for cell in document.findall(nodes.entry):
+        for literal in cell.findall(nodes.literal):
+            parts = re.split(r"(?<=[/\\_.])(?=\w)", literal.astext())
+            literal.clear()
+            for n, part in enumerate(parts):
+                literal += [nodes.raw("", "<wbr>", format="html")] if n else []
+                literal += nodes.Text(part)
+
+
 class Domain(CDomain):
     """C without an entry of its own, in the index and the search, for each parameter."""
 
@@ -118,4 +131,5 @@ def setup(app: Sphinx) -> dict[str, Any]:
     app.connect("builder-inited", index_wide_forms)
     app.connect("doctree-read", link_code)
     app.connect("doctree-resolved", break_parameters)
+    app.connect("doctree-resolved", break_names)
     return {"parallel_read_safe": True, "parallel_write_safe": True}

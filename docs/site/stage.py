@@ -14,6 +14,7 @@ import sys
 from pathlib import Path
 
 from bindings import cpp_header
+from bindings.c_header import HeaderError
 from bindings.header import read_header
 from docs.site.cpp_reference import CppReference
 from docs.site.reference import Reference
@@ -162,4 +163,7 @@ def stage(folder: Path) -> None:
 
 
 if __name__ == "__main__":
-    stage(Path(sys.argv[1]))
+    try:
+        stage(Path(sys.argv[1]))
+    except (LinkError, HeaderError) as error:
+        sys.exit(f"error: {error}")
