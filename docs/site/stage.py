@@ -24,21 +24,36 @@ TOP = Path(__file__).parents[2]
 
 # The order of the documents in the navigation. Others follow, each in its part.
 GUIDES = ["agents", "lab", "configuration", "trace-log", "reliability", "glossary"]
-LANGUAGES = {".c": "c", ".h": "c", ".cpp": "cpp", ".hpp": "cpp", ".json": "json", ".txt": "cmake"}
+LANGUAGES = {
+    ".c": "c",
+    ".h": "c",
+    ".cpp": "cpp",
+    ".hpp": "cpp",
+    ".json": "json",
+    ".txt": "cmake",
+    ".md": "md",
+}
 
 
 class LinkError(Exception):
     """A document links to something that does not exist."""
 
 
+# Folders without documents of the project. The pages in packaging/ are for the packages, and
+# lead to files of them.
+OTHER_FOLDERS = ("build", "packaging")
+
+
 def documents() -> list[Path]:
     """All Markdown files of the project, relative to its folder."""
-    found = []
+    found: list[Path] = []
     for folder, below, files in os.walk(TOP):
         here = Path(folder).relative_to(TOP)
-        below[:] = sorted(name for name in below if not name.startswith(".") and name != "target")
-        if here == Path():
-            below.remove("build") if "build" in below else None
+        below[:] = sorted(
+            name
+            for name in below
+            if not name.startswith(".") and not (here == Path() and name in OTHER_FOLDERS)
+        )
         found += [here / name for name in sorted(files) if name.endswith(".md")]
     return found
 
@@ -90,7 +105,7 @@ class Stage:
         path = Path(os.path.normpath(document.parent / target))
         if not (TOP / path).is_file() or path.is_absolute() or path.parts[0] == "..":
             raise LinkError(f"{document}: there is no file {target}")
-        if path.suffix == ".md":
+        if path.suffix == ".md" and path.parts[0] not in OTHER_FOLDERS:
             path = Path(page_of(path) + ".md")
         elif path.name == "farlo.h":
             path = Path("api/index.rst")
