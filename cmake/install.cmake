@@ -46,6 +46,12 @@ install(FILES "${PROJECT_SOURCE_DIR}/CHANGELOG.md" DESTINATION . COMPONENT sdk)
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/docs/" DESTINATION docs COMPONENT sdk
         FILES_MATCHING PATTERN "*.md" PATTERN architecture.md EXCLUDE)
 install(DIRECTORY "${PROJECT_SOURCE_DIR}/examples" DESTINATION . COMPONENT sdk)
+install(FILES "${PROJECT_SOURCE_DIR}/bindings/README.md"
+              "${PROJECT_SOURCE_DIR}/clitools/farlo/api/farlo.json"
+              "${PROJECT_SOURCE_DIR}/clitools/farlo/api/farlo.schema.json"
+        DESTINATION bindings COMPONENT sdk)
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/bindings/rust/farlo-sys" DESTINATION bindings/rust
+        COMPONENT sdk)
 
 install(FILES "${PROJECT_SOURCE_DIR}/THIRD-PARTY.md" DESTINATION . COMPONENT runtime)
 
