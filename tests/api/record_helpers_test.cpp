@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <cwchar>
 #include <string>
@@ -185,6 +186,30 @@ TEST(RecordHelpers, FindPartsOfDiskList) {
     EXPECT_EQ(offset(farlo_dg_disk_list_disk(record, buffer.size(), 1), buffer), 60);
     EXPECT_EQ(farlo_dg_disk_list_disk(record, buffer.size(), 2), nullptr);
     EXPECT_EQ(farlo_dg_disk_list_disk(record, buffer.size() - 1, 1), nullptr);
+}
+
+TEST(ParseGuid, StoresTheBytesOfWindowsGuid) {
+    const GUID expected = {
+        0x00112233, 0x4455, 0x6677, {0x88, 0x99, 0xaa, 0xbb, 0xcc, 0xdd, 0xee, 0xff}};
+    for (const char* string :
+         {"00112233-4455-6677-8899-aabbccddeeff", "{00112233-4455-6677-8899-AABBCCDDEEFF}"}) {
+        GUID parsed = {};
+        EXPECT_EQ(farlo_parse_guid(string, reinterpret_cast<uint8_t*>(&parsed)), 1);
+        EXPECT_TRUE(IsEqualGUID(parsed, expected)) << string;
+    }
+}
+
+TEST(ParseGuid, LeavesTheResultUnchangedForAnyOtherString) {
+    const std::array<uint8_t, FARLO_GUID_SIZE> before = {1, 2, 3};
+    for (const char* string :
+         {"", "{", "{}", "guid-1", "{00112233-4455-6677-8899-aabbccddeeff",
+          "00112233-4455-6677-8899-aabbccddeeff}", "00112233-4455-6677-8899-aabbccddeef",
+          "00112233-4455-6677-8899-aabbccddeeff0", "00112233-4455-6677-8899-aabbccddeefg",
+          "00112233a4455-6677-8899-aabbccddeeff", "{00112233-4455-6677-8899-aabbccddeeff}}"}) {
+        std::array<uint8_t, FARLO_GUID_SIZE> parsed = before;
+        EXPECT_EQ(farlo_parse_guid(string, parsed.data()), 0) << string;
+        EXPECT_EQ(parsed, before) << string;
+    }
 }
 
 }  // namespace

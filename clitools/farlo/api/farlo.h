@@ -298,6 +298,56 @@ static inline int farlo_failed(uint32_t status) {
 /* A GUID in binary form, in bytes, laid out as Windows' GUID. */
 #define FARLO_GUID_SIZE 16
 
+/* The value of a hexadecimal digit; 16 if it is none. */
+static inline unsigned farlo_hex_digit(char character) {
+    if (character >= '0' && character <= '9') {
+        return (unsigned)(character - '0');
+    }
+    if (character >= 'a' && character <= 'f') {
+        return (unsigned)(character - 'a') + 10u;
+    }
+    if (character >= 'A' && character <= 'F') {
+        return (unsigned)(character - 'A') + 10u;
+    }
+    return 16;
+}
+
+/*
+ * Converts a GUID string, with or without braces, to the binary form, which
+ * GetDgVolumeStatus takes: the string of a volume comes from GetDgVolumeGuid.
+ *
+ *   string   required. The GUID strings of groups and volumes are the service's own and
+ *            need not have this form
+ *   guid     receives FARLO_GUID_SIZE bytes; unchanged when the result is 0
+ *
+ * Returns 1, or 0 for a string that is not a GUID.
+ */
+static inline int farlo_parse_guid(const char* string, uint8_t* guid) {
+    /* The place of each digit's byte, itself as a hexadecimal digit. */
+    static const char places[] = "33221100-5544-7766-8899-aabbccddeeff";
+    uint8_t parsed[FARLO_GUID_SIZE] = {0};
+    const int braces = string[0] == '{';
+    int i;
+    string += braces;
+    for (i = 0; places[i] != '\0'; ++i) {
+        const unsigned digit = farlo_hex_digit(string[i]);
+        const unsigned place = farlo_hex_digit(places[i]);
+        if (place > 15 ? string[i] != '-' : digit > 15) {
+            return 0;
+        }
+        if (place <= 15) {
+            parsed[place] = (uint8_t)(parsed[place] << 4 | digit);
+        }
+    }
+    if ((braces && string[i++] != '}') || string[i] != '\0') {
+        return 0;
+    }
+    for (i = 0; i < FARLO_GUID_SIZE; ++i) {
+        guid[i] = parsed[i];
+    }
+    return 1;
+}
+
 /* Types of disk groups, the service's "LDM DG TYPE". It has more of them. */
 #define FARLO_DG_TYPE_CLUSTER 2u
 #define FARLO_DG_TYPE_CLUSTER_SHARED 8u
@@ -793,9 +843,9 @@ FARLO_API uint32_t GetCVMClusterNodeStateW(opal_handle handle, uint32_t* state);
 /* ---------------------------------------------------------- switch volumes */
 
 /*
- * Brings one volume of a shared disk group online on this node. First starts the cluster
- * volume manager if it does not run, and imports the volume's disk group if it is not
- * imported.
+ * Brings one volume online on this node. First starts the cluster volume manager if it
+ * does not run, and imports the volume's disk group, as a cluster-shared one, if it is
+ * not imported: import a group that is not shared before.
  *
  *   guid         the disk group's GUID string; required. The group may be of any type
  *                that is found.
@@ -838,7 +888,7 @@ FARLO_API uint32_t OnlineVolW(opal_handle handle, const char* guid, const wchar_
                               uint32_t flags, uint32_t timeout_ms);
 
 /*
- * Takes one volume of a shared disk group offline on this node. If the cluster volume
+ * Takes one volume offline on this node. If the cluster volume
  * manager does not run, there is nothing to do: the status is 0.
  *
  *   guid     the GUID string of the disk group, a cluster disk group; required
@@ -1354,7 +1404,8 @@ FARLO_API uint32_t GetDgVolumeStateW(opal_handle handle, const wchar_t* name, co
  *   handle        only checked after the driver was asked: without a connected one the
  *                 status is stored as usual and FARLO_NOT_CONNECTED is returned
  *   guid          the disk group's GUID string; required
- *   volume_guid   the volume's GUID, FARLO_GUID_SIZE bytes; required
+ *   volume_guid   the volume's GUID, FARLO_GUID_SIZE bytes; required. farlo_parse_guid makes
+ *                 them of the string that GetDgVolumeGuid stores
  *   status        receives FARLO_VOLUME_STATUS_HEALTHY when the driver reports a healthy
  *                 volume, otherwise FARLO_VOLUME_STATUS_OTHER, also when the driver
  *                 cannot be asked. Unchanged when an argument is refused. TEST THIS, not

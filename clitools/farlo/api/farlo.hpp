@@ -180,47 +180,16 @@ inline constexpr std::array<std::uint8_t, FARLO_GUID_SIZE> guid_digits = {
     6, 4, 2, 0, 11, 9, 16, 14, 19, 21, 24, 26, 28, 30, 32, 34};
 inline constexpr std::size_t guid_length = 36;
 
-constexpr bool is_guid_dash(std::size_t position) {
-    return position == 8 || position == 13 || position == 18 || position == 23;
-}
-
-// 16 for what is not a hexadecimal digit.
-constexpr unsigned hex_digit(char character) {
-    if (character >= '0' && character <= '9') {
-        return static_cast<unsigned>(character - '0');
-    }
-    if (character >= 'a' && character <= 'f') {
-        return static_cast<unsigned>(character - 'a') + 10;
-    }
-    if (character >= 'A' && character <= 'F') {
-        return static_cast<unsigned>(character - 'A') + 10;
-    }
-    return 16;
-}
-
 }  // namespace detail
 
 // A GUID string in binary form. With or without braces; nothing for any other string: the GUID
 // strings of groups and volumes are the service's own and need not have this form.
 inline std::optional<Guid> parse_guid(std::string_view string) {
-    if (string.size() == detail::guid_length + 2 && string.front() == '{' && string.back() == '}') {
-        string = string.substr(1, detail::guid_length);
-    }
-    if (string.size() != detail::guid_length) {
-        return std::nullopt;
-    }
-    for (std::size_t i = 0; i < string.size(); ++i) {
-        if (detail::is_guid_dash(i) ? string[i] != '-' : detail::hex_digit(string[i]) > 15) {
-            return std::nullopt;
-        }
-    }
     Guid guid{};
-    for (std::size_t i = 0; i < guid.size(); ++i) {
-        const std::size_t at = detail::guid_digits[i];
-        guid[i] = static_cast<std::uint8_t>(detail::hex_digit(string[at]) * 16 +
-                                            detail::hex_digit(string[at + 1]));
-    }
-    return guid;
+    const std::string terminated(string);
+    const bool is_guid = terminated.find('\0') == std::string::npos &&
+                         farlo_parse_guid(terminated.c_str(), guid.data()) != 0;
+    return is_guid ? std::optional(guid) : std::nullopt;
 }
 
 // The string of a GUID: lower case, without braces.

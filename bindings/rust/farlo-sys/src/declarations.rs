@@ -1344,9 +1344,9 @@ functions! {
     /// Blocks: 25 s.
     fn GetCVMClusterNodeStateW(handle: opal_handle, state: *mut u32) -> u32;
 
-    /// Brings one volume of a shared disk group online on this node. First starts the cluster
-    /// volume manager if it does not run, and imports the volume's disk group if it is not
-    /// imported.
+    /// Brings one volume online on this node. First starts the cluster volume manager if it does
+    /// not run, and imports the volume's disk group, as a cluster-shared one, if it is not
+    /// imported: import a group that is not shared before.
     ///
     /// The handle is never released or renewed. When the group is not found and the handle's
     /// connection has dropped, the call makes a connection of its own for the rest of its work and
@@ -1394,9 +1394,9 @@ functions! {
         timeout_ms: u32,
     ) -> u32;
 
-    /// Brings one volume of a shared disk group online on this node. First starts the cluster
-    /// volume manager if it does not run, and imports the volume's disk group if it is not
-    /// imported.
+    /// Brings one volume online on this node. First starts the cluster volume manager if it does
+    /// not run, and imports the volume's disk group, as a cluster-shared one, if it is not
+    /// imported: import a group that is not shared before.
     ///
     /// The handle is never released or renewed. When the group is not found and the handle's
     /// connection has dropped, the call makes a connection of its own for the rest of its work and
@@ -1444,8 +1444,8 @@ functions! {
         timeout_ms: u32,
     ) -> u32;
 
-    /// Takes one volume of a shared disk group offline on this node. If the cluster volume manager
-    /// does not run, there is nothing to do: the status is 0.
+    /// Takes one volume offline on this node. If the cluster volume manager does not run, there is
+    /// nothing to do: the status is 0.
     ///
     /// - `guid`: the GUID string of the disk group, a cluster disk group; required
     /// - `device`: the volume's device name; required
@@ -1466,8 +1466,8 @@ functions! {
         flags: u32,
     ) -> u32;
 
-    /// Takes one volume of a shared disk group offline on this node. If the cluster volume manager
-    /// does not run, there is nothing to do: the status is 0.
+    /// Takes one volume offline on this node. If the cluster volume manager does not run, there is
+    /// nothing to do: the status is 0.
     ///
     /// - `guid`: the GUID string of the disk group, a cluster disk group; required
     /// - `device`: the volume's device name; required
@@ -2140,7 +2140,8 @@ functions! {
     /// - `handle`: only checked after the driver was asked: without a connected one the status is
     ///   stored as usual and FARLO_NOT_CONNECTED is returned
     /// - `guid`: the disk group's GUID string; required
-    /// - `volume_guid`: the volume's GUID, FARLO_GUID_SIZE bytes; required
+    /// - `volume_guid`: the volume's GUID, FARLO_GUID_SIZE bytes; required. farlo_parse_guid makes
+    ///   them of the string that GetDgVolumeGuid stores
     /// - `status`: receives FARLO_VOLUME_STATUS_HEALTHY when the driver reports a healthy volume,
     ///   otherwise FARLO_VOLUME_STATUS_OTHER, also when the driver cannot be asked. Unchanged when
     ///   an argument is refused. TEST THIS, not the result.
@@ -2174,7 +2175,8 @@ functions! {
     /// - `handle`: only checked after the driver was asked: without a connected one the status is
     ///   stored as usual and FARLO_NOT_CONNECTED is returned
     /// - `guid`: the disk group's GUID string; required
-    /// - `volume_guid`: the volume's GUID, FARLO_GUID_SIZE bytes; required
+    /// - `volume_guid`: the volume's GUID, FARLO_GUID_SIZE bytes; required. farlo_parse_guid makes
+    ///   them of the string that GetDgVolumeGuid stores
     /// - `status`: receives FARLO_VOLUME_STATUS_HEALTHY when the driver reports a healthy volume,
     ///   otherwise FARLO_VOLUME_STATUS_OTHER, also when the driver cannot be asked. Unchanged when
     ///   an argument is refused. TEST THIS, not the result.
