@@ -64,7 +64,8 @@ class FailoverGroup {
         }
         const farlo::Reservation held = reservation();
         if (held == farlo::Reservation::not_held) {
-            return Health::lost;
+            // A service that has just started changes both.
+            return is_imported() ? Health::lost : Health::offline;
         }
         // The service looks for the volume among all groups. With hundreds of them ask the driver:
         // farlo::Connection::is_volume_healthy.
