@@ -21,6 +21,9 @@ std::string read_file(const wchar_t* path, const std::string& name) {
     for (std::size_t got; (got = std::fread(block, 1, sizeof block, file.get())) != 0;) {
         text.append(block, got);
     }
+    if (std::ferror(file.get()) != 0) {
+        throw std::runtime_error(name + ": cannot be read");
+    }
     return text;
 }
 

@@ -82,11 +82,15 @@ class TreeBuilder {
     }
 
     bool parse_error(std::size_t, const std::string&, const nlohmann::json::exception& error) {
-        std::string reason = error.what();
         // "[json.exception.parse_error.101] parse error at line 1, column 2: reason"
-        const std::size_t colon = reason.find(": ");
-        throw ScenarioError(m_place.line,
-                            colon == std::string::npos ? reason : reason.substr(colon + 2));
+        const std::string what = error.what();
+        const std::size_t column = what.find("column ");
+        const std::size_t colon = what.find(": ");
+        if (column == std::string::npos || colon == std::string::npos || column > colon) {
+            throw ScenarioError(m_place.line, what);
+        }
+        throw ScenarioError(m_place.line, what.substr(colon + 2) + " (" +
+                                              what.substr(column, colon - column) + ")");
     }
 
   private:

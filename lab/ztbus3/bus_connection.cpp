@@ -2,6 +2,7 @@
 
 #include "store/scenario.h"
 #include "ztbus3/live.h"
+#include "ztbus3/refusal_report.h"
 #include "ztbus3/remote_service.h"
 
 #include <cstdint>
@@ -53,17 +54,20 @@ void alert_embedded(const std::string& name) {
     }
 }
 
-std::shared_ptr<Store> first_store() {
-    wchar_t path[MAX_PATH];
-    const DWORD length = GetEnvironmentVariableW(L"ZTLAB_SCENARIO", path, MAX_PATH);
-    if (length != 0 && length < MAX_PATH) {
-        try {
-            return std::make_shared<Store>(load_scenario(path));
-        } catch (const std::exception& error) {
-            std::fprintf(stderr, "ztbus3: %s\n", error.what());
-        }
+// Empty if the variable is not set.
+std::wstring environment_variable(const wchar_t* name) {
+    std::wstring value(GetEnvironmentVariableW(name, nullptr, 0), L'\0');
+    value.resize(GetEnvironmentVariableW(name, value.data(), static_cast<DWORD>(value.size())));
+    return value;
+}
+
+// Throws std::runtime_error with one line.
+std::shared_ptr<Store> load_store() {
+    const std::wstring path = environment_variable(L"ZTLAB_SCENARIO");
+    if (path.empty()) {
+        throw std::runtime_error("neither ZTLAB_SERVICE nor ZTLAB_SCENARIO is set");
     }
-    return std::make_shared<Store>(build_scenario("{}"));
+    return std::make_shared<Store>(load_scenario(path.c_str()));
 }
 
 // If `released_handle` is not null, later uses of the connection's words end the process.
@@ -203,7 +207,12 @@ std::shared_ptr<Store> embedded_store() {
     }
     const Exclusive hold(store_lock);
     if (store == nullptr) {
-        store = first_store();
+        try {
+            store = load_store();
+        } catch (const std::exception& error) {
+            report_refusal(error.what());
+            return nullptr;
+        }
         store->set_alert_sink(alert_embedded);
     }
     return store;
@@ -257,6 +266,9 @@ opal_status LabOpenConnection(const char* service, lab_event_sink sink, void* us
     }
     std::shared_ptr<Connection> made;
     if (service == nullptr) {
+        if (embedded_store() == nullptr) {
+            return ZTERROR_NOT_CONNECTED;
+        }
         made = std::make_shared<Connection>(nullptr, sink, user);
     } else if (const opal_status status = connect_to(service, sink, user, made);
                status != ZTSTATUS_OK) {
@@ -289,5 +301,7 @@ void LabRefuseConnections(opal_status status) {
 }
 
 void LabRaiseAlert(const char* name) {
-    embedded_store()->raise_alert(name);
+    if (const std::shared_ptr<Store> embedded = embedded_store()) {
+        embedded->raise_alert(name);
+    }
 }

@@ -55,7 +55,8 @@ std::shared_ptr<Connection> find_connection(opal_connection handle);
 // `function` was called with it.
 void end_if_released(const void* word, const char* function);
 
-// The storage of this process.
+// The storage of this process. Returns null, after one line on stderr, if it has none and
+// there is no usable scenario for it.
 std::shared_ptr<Store> embedded_store();
 void set_embedded_store(std::shared_ptr<Store> store);
 

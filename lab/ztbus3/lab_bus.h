@@ -20,8 +20,8 @@ extern "C" {
 /* Replace the embedded service's storage with a scenario from a JSON file or a
  * JSON string. Object ids of the old scenario become unknown. Before the first
  * call the embedded service has the scenario in the file that the environment
- * variable ZTLAB_SCENARIO names, or an empty node, which has the cluster-service
- * object and the misc object only. */
+ * variable ZTLAB_SCENARIO names. Without a usable one it refuses connections with
+ * ZTERROR_NOT_CONNECTED, and one line on stderr says why. */
 ZTBUS3_API int LabLoadScenarioFile(const wchar_t* path, char* error, size_t capacity);
 ZTBUS3_API int LabLoadScenarioText(const char* json, char* error, size_t capacity);
 

@@ -28,7 +28,11 @@ int LabLoadScenarioText(const char* json, char* error, size_t capacity) {
 }
 
 int LabFindObject(const char* name, opal_objid* id) {
-    return name != nullptr && id != nullptr && embedded_store()->find_named(name, *id) ? 0 : 1;
+    if (name == nullptr || id == nullptr) {
+        return 1;
+    }
+    const std::shared_ptr<Store> embedded = embedded_store();
+    return embedded != nullptr && embedded->find_named(name, *id) ? 0 : 1;
 }
 
 void LabGetLive(lab_live* counts) {

@@ -162,6 +162,7 @@ std::uint32_t use_switched_off() {
 }  // namespace
 
 int main(int argc, char** argv) {
+    LabLoadScenarioText("{}", nullptr, 0);
     if (argc != 2) {
         std::fputs("usage: released_handle_user USE\n", stderr);
         return 1;

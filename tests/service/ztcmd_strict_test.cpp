@@ -1,4 +1,5 @@
 // The strict mode of the lab's command library: no released handle is used unnoticed.
+#include "service/environment_variable.h"
 #include "service/process.h"
 #include "service/ztcmd_fixture.h"
 #include "support/strict_handles.h"
@@ -18,23 +19,6 @@ using namespace support;
 
 constexpr DWORD hang_ms = 60'000;
 
-// An environment variable, for the processes that are started meanwhile.
-class Variable {
-  public:
-    Variable(const char* name, const char* value) : m_name(name) {
-        m_set = GetEnvironmentVariableA(name, m_before, sizeof m_before) != 0;
-        SetEnvironmentVariableA(name, value);
-    }
-    ~Variable() { SetEnvironmentVariableA(m_name, m_set ? m_before : nullptr); }
-    Variable(const Variable&) = delete;
-    Variable& operator=(const Variable&) = delete;
-
-  private:
-    const char* m_name;
-    char m_before[64] = "";
-    bool m_set = false;
-};
-
 // A process that used a released handle.
 struct Use {
     std::optional<DWORD> exit_code;
@@ -43,8 +27,8 @@ struct Use {
     std::string errors;
 };
 
-Use use_released_handle(const std::string& how, const char* strict) {
-    const Variable mode("ZTLAB_STRICT", strict);
+Use use_released_handle(const std::string& how, const std::optional<std::wstring>& strict) {
+    const EnvironmentVariable mode(L"ZTLAB_STRICT", strict);
     const Process process(beside_this_program(L"released_handle_user.exe") + L" \"" +
                           std::wstring(how.begin(), how.end()) + L"\"");
     Use use;
@@ -65,7 +49,7 @@ class ReleasedHandle : public testing::TestWithParam<Case> {};
 
 TEST_P(ReleasedHandle, EndsTheProcessAndNamesTheCall) {
     const Case& wanted = GetParam();
-    const Use use = use_released_handle(wanted.use, "1");
+    const Use use = use_released_handle(wanted.use, L"1");
     EXPECT_EQ(use.exit_code, std::optional<DWORD>(LAB_RELEASED_USE_EXIT));
     EXPECT_EQ(use.status, "");
     std::string line = wanted.line;
@@ -122,7 +106,8 @@ INSTANTIATE_TEST_SUITE_P(
     });
 
 TEST(ReleasedHandles, AreRefusedWithoutTheMode) {
-    for (const char* strict : {static_cast<const char*>(nullptr), "0", "", "11"}) {
+    using Value = std::optional<std::wstring>;
+    for (const Value& strict : {Value(), Value(L"0"), Value(L""), Value(L"11")}) {
         for (const char* how : {"UnInitializeZtVmW", "RegisterAlertCallback"}) {
             SCOPED_TRACE(how);
             const Use use = use_released_handle(how, strict);
@@ -134,7 +119,7 @@ TEST(ReleasedHandles, AreRefusedWithoutTheMode) {
 }
 
 TEST(ReleasedHandles, AreRefusedWhileTheModeIsSwitchedOff) {
-    const Use use = use_released_handle("switched off", "1");
+    const Use use = use_released_handle("switched off", L"1");
     EXPECT_EQ(use.exit_code, std::optional<DWORD>(0));
     EXPECT_EQ(use.status, "0xc1000101");
     EXPECT_EQ(use.errors, "");

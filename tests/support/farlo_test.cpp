@@ -8,9 +8,17 @@
 namespace support {
 namespace {
 
+// Loads a scenario. Returns the error, or "" on success.
+std::string load(const std::string& json) {
+    char error[512];
+    LabLoadScenarioText(json.c_str(), error, sizeof error);
+    return error;
+}
+
 // Loads and connects once before the first test: the system and the lab allocate some memory and
 // handles at their first use and keep them, which must not look like a leak.
 void warm_up() {
+    load("{}");
     const FarloDll dll;
     opal_handle handle = nullptr;
     if (CALL(dll, InitializeClusterW)(&handle) == FARLO_SUCCESS) {
@@ -25,13 +33,6 @@ void reset_lab() {
     LabCmdFailInitialize(0, 0);
     LabCmdFailUnInitialize(0);
     LabCmdFailRegister(0);
-}
-
-// Loads a scenario. Returns the error, or "" on success.
-std::string load(const std::string& json) {
-    char error[512];
-    LabLoadScenarioText(json.c_str(), error, sizeof error);
-    return error;
 }
 
 }  // namespace
