@@ -3,6 +3,7 @@
 #include "wire/process_identity.h"
 #include "wire/stream.h"
 #include "ztbus3/process_watch.h"
+#include "ztbus3/refusal_report.h"
 
 #include <cstdlib>
 #include <cstring>
@@ -317,20 +318,29 @@ class RemoteService : public Service {
     std::unique_ptr<ProcessWatch> m_watch;
 };
 
-// Parses "host:port" with a numeric address.
-bool parse_address(const char* text, sockaddr_in& address) {
-    const char* colon = std::strrchr(text, ':');
-    if (colon == nullptr) {
-        return false;
+// Parses "host:port" with a numeric address. Returns what is wrong with it; empty for nothing.
+std::string parse_address(const std::string& text, sockaddr_in& address) {
+    const std::size_t colon = text.rfind(':');
+    if (colon == std::string::npos) {
+        return "it has no port";
     }
-    const std::string host(text, colon);
-    char* end = nullptr;
-    const unsigned long port = std::strtoul(colon + 1, &end, 10);
+    const std::string host = text.substr(0, colon);
+    const std::string port = text.substr(colon + 1);
     address = {};
     address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<u_short>(port));
     address.sin_addr.s_addr = inet_addr(host.c_str());
-    return *end == '\0' && port != 0 && port <= 65535 && address.sin_addr.s_addr != INADDR_NONE;
+    if (host.empty() || address.sin_addr.s_addr == INADDR_NONE) {
+        return quoted(host) + " is not a numeric address";
+    }
+    if (port.empty() || port.find_first_not_of("0123456789") != std::string::npos) {
+        return quoted(port) + " is not a port";
+    }
+    const unsigned long number = std::strtoul(port.c_str(), nullptr, 10);
+    if (number == 0 || number > 65535) {
+        return "port " + port + " is not from 1 to 65535";
+    }
+    address.sin_port = htons(static_cast<u_short>(number));
+    return {};
 }
 
 // Connects within the limit. Returns INVALID_SOCKET if nothing listens.
@@ -369,7 +379,9 @@ std::unique_ptr<Service> connect_remote(const char* service, std::function<void(
                                         opal_status& status) {
     status = ZTERROR_NOT_CONNECTED;
     sockaddr_in address;
-    if (!parse_address(service, address)) {
+    if (const std::string error = parse_address(service, address); !error.empty()) {
+        report_refusal("ZTLAB_SERVICE is " + quoted(std::string(service)) + ": " + error +
+                       "; expected for example 127.0.0.1:4711");
         status = ZTERROR_INVALID_ARGUMENT;
         return nullptr;
     }

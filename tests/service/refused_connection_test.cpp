@@ -83,6 +83,32 @@ TEST_F(RefusedConnection, ReportsLineOfUnknownKey) {
     expect_refused(std::nullopt, path, shown(path) + ":2: unknown key \"nodes\"");
 }
 
+TEST_F(RefusedConnection, ReportsMalformedService) {
+    const struct {
+        const wchar_t* service;
+        const char* reason;
+    } rows[] = {
+        {L"127.0.0.1", R"("127.0.0.1": it has no port)"},
+        {L"4711", R"("4711": it has no port)"},
+        {L"127.0.0.1:", R"("127.0.0.1:": "" is not a port)"},
+        {L"127.0.0.1:4711\r", R"("127.0.0.1:4711\x0d": "4711\x0d" is not a port)"},
+        {L"127.0.0.1: 4711", R"("127.0.0.1: 4711": " 4711" is not a port)"},
+        {L"127.0.0.1:-1", R"("127.0.0.1:-1": "-1" is not a port)"},
+        {L"127.0.0.1:0", R"("127.0.0.1:0": port 0 is not from 1 to 65535)"},
+        {L"127.0.0.1:65536", R"("127.0.0.1:65536": port 65536 is not from 1 to 65535)"},
+        {L"127.0.0.1:99999999999999999999",
+         R"("127.0.0.1:99999999999999999999": port 99999999999999999999 is not from 1 to 65535)"},
+        {L"localhost:4711", R"("localhost:4711": "localhost" is not a numeric address)"},
+        {L":4711", R"(":4711": "" is not a numeric address)"},
+    };
+    const std::wstring scenario = folder.write(L"scenario.json", "{}");
+    for (const auto& row : rows) {
+        expect_refused(row.service, scenario,
+                       std::string("ZTLAB_SERVICE is ") + row.reason +
+                           "; expected for example 127.0.0.1:4711");
+    }
+}
+
 TEST_F(RefusedConnection, ReportsNothingWhenServiceDoesNotRun) {
     const Client client(L"127.0.0.1:1", std::nullopt);
     EXPECT_EQ(client.output, "20\r\n20\r\n");
