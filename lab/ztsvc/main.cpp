@@ -29,7 +29,8 @@ void write_port_file(const std::filesystem::path& path, std::uint16_t port) {
     std::filesystem::path unfinished = path;
     unfinished += L".new";
     {
-        std::ofstream file(unfinished);
+        // Binary: scripts of the host read it, and would keep a carriage return.
+        std::ofstream file(unfinished, std::ios::binary);
         file << port << '\n';
         if (!file.flush()) {
             throw std::runtime_error(path.string() + ": cannot be written");

@@ -117,6 +117,15 @@ TEST_F(CommandLine, ReportsPortInUse) {
     EXPECT_TRUE(first.runs());
 }
 
+TEST_F(CommandLine, EndsPortFileInLineFeed) {
+    const std::wstring path = m_folder.file(L"port");
+    const Process service(L"ztsvc.exe --port 0 " + scenario_option() + L"--port-file " +
+                          in_quotes(path));
+    ASSERT_TRUE(eventually([&] { return !read_text(path).empty(); }, hang_ms));
+    const std::string port = read_text(path);
+    EXPECT_EQ(port, std::to_string(std::stoul(port)) + "\n");
+}
+
 TEST_F(CommandLine, ReportsUnwritablePortFile) {
     const std::wstring path = m_folder.file(L"no folder\\port");
     expect_refused(scenario_option() + L"--port 0 --port-file " + in_quotes(path),
