@@ -89,7 +89,7 @@ void start(SC_HANDLE service) {
     }
 }
 
-bool is_from(SC_HANDLE service, const std::wstring& file) {
+std::filesystem::path file_of(SC_HANDLE service) {
     DWORD size = 0;
     QueryServiceConfigW(service, nullptr, 0, &size);
     // The record is followed by its strings.
@@ -97,7 +97,11 @@ bool is_from(SC_HANDLE service, const std::wstring& file) {
     if (QueryServiceConfigW(service, config.data(), size, &size) == FALSE) {
         fail(GetLastError(), "the driver's configuration");
     }
-    return _wcsicmp(config.front().lpBinaryPathName, file.c_str()) == 0;
+    return config.front().lpBinaryPathName;
+}
+
+bool is_from(SC_HANDLE service, const std::wstring& file) {
+    return _wcsicmp(file_of(service).c_str(), file.c_str()) == 0;
 }
 
 ServiceHandle create_service(SC_HANDLE manager, const std::wstring& name,
@@ -130,6 +134,15 @@ void start_driver(const std::wstring& name, const std::filesystem::path& file) {
         }
     }
     start(service.get());
+}
+
+std::optional<std::filesystem::path> loaded_driver(const std::wstring& name) {
+    const ServiceHandle manager = open_manager();
+    const ServiceHandle service = open_service(manager.get(), name);
+    if (service == nullptr || state_of(service.get()) != SERVICE_RUNNING) {
+        return std::nullopt;
+    }
+    return file_of(service.get());
 }
 
 void stop_driver(const std::wstring& name) {

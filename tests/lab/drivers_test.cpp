@@ -4,6 +4,7 @@
 #include "labdisk/lab_disks.h"
 #include "service/process.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <system_error>
@@ -31,13 +32,16 @@ class Drivers : public testing::Test {
     void SetUp() override { lab::stop_driver(L"labdisk"); }
     void TearDown() override { lab::stop_driver(L"labdisk"); }
 
-    // Runs labdriver and returns its exit code; its messages go to `errors`.
+    // Runs labdriver and returns its exit code; what it prints goes to `output` and
+    // `errors`.
     std::optional<DWORD> labdriver(const std::wstring& arguments) {
         const Process process(L"labdriver.exe " + arguments);
         const std::optional<DWORD> code = process.wait(hang_ms);
+        output = process.output();
         errors = process.errors();
         return code;
     }
+    std::string output;
     std::string errors;
 };
 
@@ -80,6 +84,33 @@ TEST_F(Drivers, LoadAndUnloadFromTheCommandLine) {
     EXPECT_EQ(labdriver(L"start"), 2u);
     EXPECT_EQ(labdriver(L"load labdisk"), 2u);
     EXPECT_EQ(labdriver(L""), 2u);
+}
+
+// The volume manager's driver may be loaded by another test that runs meanwhile.
+TEST_F(Drivers, AreListedWithTheirState) {
+    using testing::MatchesRegex;
+    EXPECT_EQ(labdriver(L"list"), 0u);
+    EXPECT_THAT(output, MatchesRegex("dmcontrol    .*\r\nlabdisk      not loaded\r\n"));
+    lab::start_driver(L"labdisk", labdisk_file());
+    EXPECT_EQ(labdriver(L"list"), 0u);
+    EXPECT_THAT(output, MatchesRegex("dmcontrol    .*\r\nlabdisk      loaded\r\n"));
+    lab::stop_driver(L"labdisk");
+    const TemporaryFolder folder;
+    const std::filesystem::path other = folder.file(L"other.sys");
+    std::filesystem::copy_file(labdisk_file(), other);
+    lab::start_driver(L"labdisk", other);
+    EXPECT_EQ(labdriver(L"list"), 0u);
+    EXPECT_THAT(output, testing::HasSubstr("labdisk      loaded from " + other.string() + "\r\n"));
+    lab::stop_driver(L"labdisk");
+}
+
+TEST_F(Drivers, AreNamedWhenTheWantedOneDoesNotExist) {
+    EXPECT_EQ(labdriver(L"start nothing"), 1u);
+    EXPECT_THAT(errors, testing::EndsWith(
+                            "nothing.sys: no such driver; there are: dmcontrol, labdisk\r\n"));
+    EXPECT_EQ(labdriver(L"stop nothing"), 1u);
+    EXPECT_THAT(errors, testing::EndsWith(
+                            "nothing.sys: no such driver; there are: dmcontrol, labdisk\r\n"));
 }
 
 }  // namespace
