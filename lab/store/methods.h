@@ -51,6 +51,10 @@ using MethodHandler = opal_status (*)(MethodCall& call);
 MethodHandler find_method(const GUID& interface_id, std::uint32_t major, std::uint32_t minor,
                           const std::string& target_type);
 
+// Returns a method's name in ztservice.h without its prefix ("MISCOP_STARTNODE"), or
+// nullptr if the lab has no such method.
+const char* method_name(const GUID& interface_id, std::uint32_t major, std::uint32_t minor);
+
 // Returns the visible disk group with a GUID string, or nullptr.
 Object* group_by_guid(MethodCall& call, const std::string& guid);
 

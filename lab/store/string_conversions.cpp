@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+#include <algorithm>
+
 namespace lab {
 namespace {
 
@@ -54,6 +56,13 @@ std::wstring folded(std::wstring wide) {
                       length, nullptr, nullptr, 0);
     }
     return wide;
+}
+
+std::string printable(std::string text) {
+    std::replace_if(
+        text.begin(), text.end(),
+        [](char character) { return static_cast<unsigned char>(character) < 0x20; }, '?');
+    return text;
 }
 
 }  // namespace lab

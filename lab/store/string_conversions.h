@@ -18,6 +18,9 @@ bool to_ansi(const std::wstring& wide, std::string& ansi);
 // Like to_ansi, but writes "?" for characters that the code page lacks.
 std::string narrow(const std::wstring& wide);
 
+// Writes "?" for control characters, so that the string takes one line.
+std::string printable(std::string text);
+
 // Folds case: strings that differ only in case become equal.
 std::wstring folded(std::wstring wide);
 

@@ -27,7 +27,7 @@ struct FrameHeader {
 static_assert(sizeof(FrameHeader) == 20);
 
 inline constexpr std::uint32_t frame_magic = 0x424c545a;  // "ZTLB"
-inline constexpr std::uint32_t frame_version = 1;
+inline constexpr std::uint32_t frame_version = 2;
 inline constexpr std::uint32_t frame_limit = 16 * 1024 * 1024;
 
 struct Frame {
@@ -49,7 +49,8 @@ enum class Operation : std::uint32_t {
     query,
     invoke,
     name_of,
-    // Returns the service's process id and start time.
+    // Introduces the client with its process id and program name. Returns the service's
+    // process id and start time.
     process,
 };
 

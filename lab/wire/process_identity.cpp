@@ -1,5 +1,9 @@
 #include "wire/process_identity.h"
 
+#include "store/string_conversions.h"
+
+#include <filesystem>
+
 namespace lab {
 namespace {
 
@@ -14,6 +18,12 @@ std::uint64_t start_of(HANDLE process) {
 
 ProcessIdentity this_process() {
     return {GetCurrentProcessId(), start_of(GetCurrentProcess())};
+}
+
+std::string this_program() {
+    wchar_t path[MAX_PATH] = L"";
+    GetModuleFileNameW(nullptr, path, MAX_PATH);
+    return narrow(std::filesystem::path(path).filename().wstring());
 }
 
 HANDLE open_process(const ProcessIdentity& identity) {

@@ -4,6 +4,7 @@
 #include <windows.h>
 
 #include <cstdint>
+#include <string>
 
 namespace lab {
 
@@ -15,6 +16,9 @@ struct ProcessIdentity {
 };
 
 ProcessIdentity this_process();
+
+// The file name of this process's program: "failover.exe".
+std::string this_program();
 
 // Returns a handle to wait on, which the caller closes; null if this node has no
 // such process.

@@ -212,6 +212,8 @@ class RemoteService : public Service {
     opal_status watch_process() {
         Writer request;
         request.number(static_cast<std::uint32_t>(Operation::process));
+        request.number(GetCurrentProcessId());
+        request.text(this_program());
         ProcessIdentity identity{};
         const opal_status status = m_link->ask(
             request,

@@ -2,10 +2,10 @@
 
 #include "wire/process_identity.h"
 
-#include <cstdio>
-
 namespace lab {
 namespace {
+
+constexpr std::size_t longest_program_name = 255;
 
 // Thrown when the fault plan closes the client's connection.
 struct Dropped {};
@@ -32,30 +32,32 @@ std::vector<std::uint8_t> reply_status(opal_status status) {
 
 }  // namespace
 
-void Client::say(const std::string& what) const {
-    if (!m_quiet) {
-        std::printf("client %u: %s\n", m_number, what.c_str());
-        std::fflush(stdout);
+void Client::log_connection() {
+    if (!m_logged) {
+        m_logged = true;
+        m_log.connected(m_name);
     }
 }
 
 void Client::serve() {
-    say("connected");
     try {
         for (Frame frame; m_stream.receive(frame);) {
             if (frame.kind != FrameKind::request) {
                 throw Malformed("expected a request");
             }
             const std::vector<std::uint8_t> body = answer(frame);
+            log_connection();
             if (!m_stream.send(FrameKind::answer, frame.number, body)) {
                 break;
             }
         }
-        say("disconnected");
+        log_connection();
+        m_log.disconnected(m_name);
     } catch (const Dropped&) {
-        say("dropped by the fault plan");
+        m_log.dropped(m_name, "the fault plan");
     } catch (const Malformed& error) {
-        say(std::string("rejected: ") + error.what());
+        log_connection();
+        m_log.rejected(m_name, error.what());
     }
     m_stream.shut_down();
 }
@@ -167,9 +169,7 @@ Client::Answer Client::invoke(Reader& body) {
     const opal_status status = faulty(
         Operation::invoke,
         [&] { return m_store.invoke(target, interface_id, major, minor, input, output); }, minor);
-    char text[64];
-    std::snprintf(text, sizeof text, "method %u -> 0x%x", minor, static_cast<unsigned>(status));
-    say(text);
+    m_log.called(m_name, interface_id, major, minor, status);
     return reply(status, true, [&](Writer& out) { out.set(output); });
 }
 
@@ -181,7 +181,11 @@ Client::Answer Client::name_of(Reader& body) {
 }
 
 Client::Answer Client::process(Reader& body) {
+    const std::uint32_t process = body.number();
+    const std::string program = body.text();
     body.finish();
+    m_name.process = process;
+    m_name.program = program.substr(0, longest_program_name);
     const ProcessIdentity identity = this_process();
     return reply(ZTSTATUS_OK, true, [&](Writer& out) {
         out.number(identity.number);
@@ -192,6 +196,9 @@ Client::Answer Client::process(Reader& body) {
 Client::Answer Client::answer(const Frame& request) {
     Reader body(request.body);
     const auto operation = static_cast<Operation>(body.number());
+    if (operation != Operation::process) {
+        log_connection();
+    }
     switch (operation) {
     case Operation::get_property:
         return get_property(body);

@@ -5,6 +5,7 @@
 #include "wire/stream.h"
 #include "ztsvc/faults.h"
 #include "ztsvc/kernel_feed.h"
+#include "ztsvc/log.h"
 
 #include <cstdint>
 #include <memory>
@@ -15,10 +16,11 @@ namespace lab {
 
 class Client {
   public:
-    Client(SOCKET socket, Store& store, FaultPlan& faults, KernelFeed& kernel, std::uint32_t number,
-           bool quiet)
-        : m_stream(socket), m_store(store), m_faults(faults), m_kernel(kernel), m_number(number),
-          m_quiet(quiet) {}
+    Client(SOCKET socket, Store& store, FaultPlan& faults, KernelFeed& kernel, const Log& log,
+           std::uint32_t number)
+        : m_stream(socket), m_store(store), m_faults(faults), m_kernel(kernel), m_log(log) {
+        m_name.number = number;
+    }
 
     // Answers requests until the client disconnects or sends an invalid frame.
     void serve();
@@ -45,14 +47,16 @@ class Client {
     // Does the work of a request with the fault that applies to it. Throws Dropped.
     template <class Work>
     opal_status faulty(Operation operation, Work&& work, std::uint32_t minor = 0);
-    void say(const std::string& what) const;
+    // Logs the connection, once the client's name is known or must do without.
+    void log_connection();
 
     Stream m_stream;
     Store& m_store;
     FaultPlan& m_faults;
     KernelFeed& m_kernel;
-    std::uint32_t m_number;
-    bool m_quiet;
+    const Log& m_log;
+    ClientName m_name;
+    bool m_logged = false;  // the connection
 };
 
 }  // namespace lab

@@ -49,6 +49,7 @@ int run(int argc, char** argv) {
     std::string port_file;
     std::string faults_file;
     std::uint16_t port = 4711;
+    std::string log_format = "text";
     bool quiet = false;
     bool driver = false;
     app.add_option("--scenario", scenario, "JSON file with the storage to serve")->required();
@@ -58,7 +59,12 @@ int run(int argc, char** argv) {
     app.add_option("--faults", faults_file, "JSON file with faults to inject into requests");
     app.add_flag("--driver", driver,
                  "load the driver dmcontrol.sys; a loaded driver is always kept up to date");
-    app.add_flag("--quiet", quiet, "do not print a line for each client and method");
+    CLI::Option* const log_option =
+        app.add_option("--log", log_format, "how to print clients and methods: text or json")
+            ->check(CLI::IsMember({"text", "json"}).description(""))
+            ->capture_default_str();
+    app.add_flag("--quiet", quiet, "do not print a line for each client and method")
+        ->excludes(log_option);
 
     try {
         app.parse(argc, argv);
@@ -73,18 +79,15 @@ int run(int argc, char** argv) {
         load_driver();
     }
     lab::KernelFeed kernel(store);
-    lab::Server server(store, faults, kernel, quiet);
+    const lab::Log log(quiet                  ? lab::Log::Format::none
+                       : log_format == "json" ? lab::Log::Format::json
+                                              : lab::Log::Format::text);
+    lab::Server server(store, faults, kernel, log);
     port = server.listen(port);
     if (!port_file.empty()) {
         write_port_file(lab::widen_ansi(port_file), port);
     }
-    if (!quiet) {
-        std::printf("listening on 127.0.0.1:%u\n", port);
-        if (!kernel.has_driver()) {
-            std::printf("dmcontrol.sys is not loaded: the kernel devices are missing\n");
-        }
-        std::fflush(stdout);
-    }
+    log.listening(port, kernel.has_driver());
     server.run();
     return 0;
 }

@@ -20,8 +20,8 @@ void set_up(SOCKET accepted) {
 
 }  // namespace
 
-Server::Server(Store& store, FaultPlan& faults, KernelFeed& kernel, bool quiet)
-    : m_store(store), m_faults(faults), m_kernel(kernel), m_quiet(quiet) {
+Server::Server(Store& store, FaultPlan& faults, KernelFeed& kernel, const Log& log)
+    : m_store(store), m_faults(faults), m_kernel(kernel), m_log(log) {
     m_store.set_alert_sink([this](const std::string& name) { alert_all(name); });
 }
 
@@ -58,8 +58,8 @@ void Server::run() {
         }
         set_up(accepted);
         auto served = std::make_unique<Served>(
-            Served{this, std::make_shared<Client>(accepted, m_store, m_faults, m_kernel,
-                                                  ++m_last_number, m_quiet)});
+            Served{this, std::make_shared<Client>(accepted, m_store, m_faults, m_kernel, m_log,
+                                                  ++m_last_number)});
         {
             const Exclusive hold(m_lock);
             m_clients.push_back(served->client);

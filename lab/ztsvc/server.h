@@ -10,7 +10,7 @@ namespace lab {
 
 class Server {
   public:
-    Server(Store& store, FaultPlan& faults, KernelFeed& kernel, bool quiet);
+    Server(Store& store, FaultPlan& faults, KernelFeed& kernel, const Log& log);
 
     // Returns the port; 0 selects a free one. Throws std::runtime_error.
     std::uint16_t listen(std::uint16_t port);
@@ -28,7 +28,7 @@ class Server {
     Store& m_store;
     FaultPlan& m_faults;
     KernelFeed& m_kernel;
-    bool m_quiet;
+    const Log& m_log;
     SOCKET m_socket = INVALID_SOCKET;
     std::uint32_t m_last_number = 0;
     SRWLOCK m_lock = SRWLOCK_INIT;

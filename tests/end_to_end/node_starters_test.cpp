@@ -75,7 +75,7 @@ class NodeStarters : public ServiceTest {
     // Returns the number of start requests, including the test's own.
     std::size_t starts() const {
         std::size_t count = 0;
-        const std::string logged = "method " + std::to_string(ZTMETHOD_MISCOP_STARTNODE) + " ";
+        const std::string logged = ": MISCOP_STARTNODE -> ";
         std::istringstream log(service->log());
         for (std::string line; std::getline(log, line);) {
             count += line.find(logged) != std::string::npos ? 1 : 0;

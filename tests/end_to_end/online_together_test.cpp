@@ -70,11 +70,11 @@ class OnlineTogether : public ServiceTest {
         return codes;
     }
     // The service's results of a method, in order.
-    std::vector<std::string> results_of(std::uint32_t method) const {
+    std::vector<std::string> results_of(const std::string& method) const {
         std::vector<std::string> found;
         std::istringstream log(service->log());
         for (std::string line; std::getline(log, line);) {
-            const std::string start = "method " + std::to_string(method) + " -> ";
+            const std::string start = ": " + method + " -> ";
             const std::size_t at = line.find(start);
             if (at != std::string::npos) {
                 line.erase(line.find_last_not_of('\r') + 1);
@@ -100,28 +100,28 @@ class OnlineTogether : public ServiceTest {
 TEST_F(OnlineTogether, StartNodeOnce) {
     start(scenario(R"("start_seconds": 2)"));
     EXPECT_THAT(online_all(), Each(Optional(FARLO_SUCCESS)));
-    EXPECT_THAT(results_of(ZTMETHOD_MISCOP_STARTNODE), ElementsAre("0x0"));
-    EXPECT_EQ(results_of(ZTMETHOD_MISCOP_VOLUMEONLINE), std::vector<std::string>(agents, "0x0"));
+    EXPECT_THAT(results_of("MISCOP_STARTNODE"), ElementsAre("0x0"));
+    EXPECT_EQ(results_of("MISCOP_VOLUMEONLINE"), std::vector<std::string>(agents, "0x0"));
     EXPECT_EQ(volume_states(), std::vector<std::uint32_t>(agents, volume_state::online));
 }
 
 TEST_F(OnlineTogether, FailWhenNodeDoesNotStart) {
     start(scenario(R"("start_seconds": 1, "start_fails": true)"));
     EXPECT_THAT(online_all(), Each(Optional(FARLO_PROVIDER_FAILED)));
-    EXPECT_THAT(results_of(ZTMETHOD_MISCOP_STARTNODE), Not(IsEmpty()));
-    EXPECT_THAT(results_of(ZTMETHOD_DGOP_IMPORT), IsEmpty());
-    EXPECT_THAT(results_of(ZTMETHOD_MISCOP_VOLUMEONLINE), IsEmpty());
+    EXPECT_THAT(results_of("MISCOP_STARTNODE"), Not(IsEmpty()));
+    EXPECT_THAT(results_of("DGOP_IMPORT"), IsEmpty());
+    EXPECT_THAT(results_of("MISCOP_VOLUMEONLINE"), IsEmpty());
     EXPECT_EQ(volume_states(), std::vector<std::uint32_t>(agents, volume_state::offline));
 }
 
 TEST_F(OnlineTogether, DoNotStartRunningNode) {
     start(scenario(R"("role": 1)"));
     EXPECT_THAT(online_all(), Each(Optional(FARLO_SUCCESS)));
-    EXPECT_THAT(results_of(ZTMETHOD_MISCOP_STARTNODE), IsEmpty());
-    EXPECT_EQ(results_of(ZTMETHOD_MISCOP_VOLUMEONLINE), std::vector<std::string>(agents, "0x0"));
+    EXPECT_THAT(results_of("MISCOP_STARTNODE"), IsEmpty());
+    EXPECT_EQ(results_of("MISCOP_VOLUMEONLINE"), std::vector<std::string>(agents, "0x0"));
     EXPECT_EQ(volume_states(), std::vector<std::uint32_t>(agents, volume_state::online));
     // One agent imports the group; the others accept that it is already online.
-    std::vector<std::string> imports = results_of(ZTMETHOD_DGOP_IMPORT);
+    std::vector<std::string> imports = results_of("DGOP_IMPORT");
     EXPECT_EQ(std::erase(imports, "0x0"), 1u);
     EXPECT_THAT(imports, Each(hex(service_already_online)));
 }

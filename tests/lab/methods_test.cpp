@@ -40,4 +40,38 @@ TEST_F(Methods, FailsForMethodsTheTargetDoesNotHave) {
     EXPECT_THAT(alerts, IsEmpty());
 }
 
+TEST(MethodNames, AreThoseOfTheHeader) {
+    const struct {
+        const GUID& interface_id;
+        std::uint32_t minor;
+        const char* name;
+    } rows[] = {
+        {zt_volume_manager_interface, 2001, "DGOP_DEPORT"},
+        {zt_volume_manager_interface, 2003, "DGOP_IMPORT"},
+        {zt_volume_manager_interface, 2027, "DGOP_SETFASTFAILOVERFLAG"},
+        {zt_volume_manager_interface, 2028, "DGOP_CLUSTERSERVICESTATE"},
+        {zt_volume_manager_interface, 3041, "MISCOP_UPDATE_MOUNTPATH"},
+        {zt_volume_manager_interface, 6054, "MISCOP_PNP_RESCAN"},
+        {zt_volume_manager_interface, 6058, "MISCOP_STARTNODE"},
+        {zt_volume_manager_interface, 6059, "MISCOP_STOPNODE"},
+        {zt_volume_manager_interface, 6060, "MISCOP_GETNODESTATE"},
+        {zt_volume_manager_interface, 6063, "MISCOP_VOLUMEONLINE"},
+        {zt_volume_manager_interface, 6064, "MISCOP_VOLUMEOFFLINE"},
+        {zt_cluster_service_interface, 1, "CLUSSVCOP_GETDGGUID"},
+        {zt_cluster_service_interface, 2, "CLUSSVCOP_ARBITRATEDG"},
+        {zt_cluster_service_interface, 4, "CLUSSVCOP_OFFLINEDG"},
+        {zt_cluster_service_interface, 5, "CLUSSVCOP_GETDGSTATUS"},
+        {zt_cluster_service_interface, 11, "CLUSSVCOP_GETVOLUMEGUID"},
+        {zt_cluster_service_interface, 13, "CLUSSVCOP_DISKAVAIB"},
+        {zt_mount_manager_interface, 8006, "MNTOP_GET_ALL_MOUNTPOINTS"},
+        {zt_mount_manager_interface, 8007, "MNTOP_GET_DRIVE_LETTER"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_STREQ(lab::method_name(row.interface_id, ZTMETHOD_MAJOR, row.minor), row.name);
+        EXPECT_EQ(lab::method_name(row.interface_id, ZTMETHOD_MAJOR + 1, row.minor), nullptr);
+        EXPECT_EQ(lab::method_name(GUID{}, ZTMETHOD_MAJOR, row.minor), nullptr);
+    }
+    EXPECT_EQ(lab::method_name(zt_mount_manager_interface, ZTMETHOD_MAJOR, 1), nullptr);
+}
+
 }  // namespace

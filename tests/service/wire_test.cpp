@@ -87,7 +87,7 @@ TEST(Wire, IsLittleEndian) {
 TEST(Wire, WritesHeaderInTwentyBytes) {
     const FrameHeader header{frame_magic, frame_version, 3, 0x0a0b0c0d, 5};
     const auto* bytes = reinterpret_cast<const std::uint8_t*>(&header);
-    const ByteList expected = {'Z', 'T', 'L',  'B',  1,    0,    0, 0, 3, 0,
+    const ByteList expected = {'Z', 'T', 'L',  'B',  2,    0,    0, 0, 3, 0,
                                0,   0,   0x0d, 0x0c, 0x0b, 0x0a, 5, 0, 0, 0};
     EXPECT_EQ(ByteList(bytes, bytes + sizeof header), expected);
 }

@@ -49,16 +49,15 @@ TEST_F(Clients, SurvivesClientKilledDuringCall) {
     client.let_go();
     Sleep(1500);  // into the call, which takes 3 s
     EXPECT_TRUE(client.process().runs());
+    const std::string name = "client 2 (service_client.exe, pid " +
+                             std::to_string(GetProcessId(client.process().handle())) + ")";
     client.process().kill();
     expect_alive();
     // The service finishes the call, cannot send the answer and continues.
     EXPECT_TRUE(eventually([&] {
-        return lines_with(service->log(), "client 2: disconnected") == 1;
+        return lines_with(service->log(), name + ": disconnected") == 1;
     })) << service->log();
-    EXPECT_EQ(lines_with(service->log(),
-                         "client 2: method " + std::to_string(ZTMETHOD_DGOP_IMPORT) + " -> 0x0"),
-              1u)
-        << service->log();
+    EXPECT_EQ(lines_with(service->log(), name + ": DGOP_IMPORT -> 0x0"), 1u) << service->log();
     EXPECT_EQ(call_group_method(bystander, deport_method), ZTSTATUS_OK);
     EXPECT_EQ(connected_of(bystander), 1);
     release(bystander);
@@ -70,8 +69,7 @@ TEST_F(Clients, SurvivesClientThatDoesNotClose) {
     client.await_ready();
     client.let_go();
     EXPECT_EQ(client.process().wait(hang_ms), 0u);
-    EXPECT_TRUE(
-        eventually([&] { return lines_with(service->log(), "client 1: disconnected") == 1; }));
+    EXPECT_TRUE(eventually([&] { return lines_with(service->log(), ": disconnected") == 1; }));
     expect_alive();
 }
 

@@ -43,14 +43,15 @@ TEST_F(CommandLine, PrintsHelp) {
     EXPECT_EQ(help.code, 0u);
     EXPECT_EQ(help.err, "");
     for (const char* option : {"--scenario", "--port", "--port-file", "--faults", "--driver",
-                               "--quiet", "--help", "--version"}) {
+                               "--log", "--quiet", "--help", "--version"}) {
         EXPECT_THAT(help.out, HasSubstr(option));
     }
 }
 
 TEST_F(CommandLine, RejectsInvalidOptions) {
-    for (const wchar_t* arguments : {L"", L"--port 70000", L"--port -1", L"--port x", L"--nonsense",
-                                     L"--scenario", L"stray"}) {
+    for (const wchar_t* arguments :
+         {L"", L"--port 70000", L"--port -1", L"--port x", L"--nonsense", L"--scenario", L"stray",
+          L"--log xml", L"--log", L"--quiet --log json"}) {
         SCOPED_TRACE(shown(arguments));
         const Ended ended = run(arguments[0] == L'\0' || std::wstring(arguments) == L"--scenario"
                                     ? arguments

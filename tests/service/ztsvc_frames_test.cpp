@@ -73,7 +73,7 @@ TEST_F(BadFrames, EndTheConnectionWithoutAnswer) {
     FrameHeader magic = header_of(good.size());
     magic.magic ^= 0x20;
     FrameHeader version = header_of(good.size());
-    version.version = 2;
+    version.version = lab::frame_version + 1;
     FrameHeader answer = header_of(good.size());
     answer.kind = static_cast<std::uint32_t>(lab::FrameKind::answer);
     FrameHeader nothing = header_of(good.size());
