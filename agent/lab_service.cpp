@@ -1,5 +1,7 @@
 #include "lab_service.h"
 
+#include "wait/wait_notice.h"
+
 #include <fstream>
 #include <stdexcept>
 
@@ -36,6 +38,7 @@ void LabService::start() {
     CloseHandle(process.hThread);
     m_process = process.hProcess;
 
+    const lab::WaitNotice notice("farlo-agent", "the lab service to listen");
     for (DWORD waited = 0; waited < start_limit_ms; waited += poll_ms) {
         std::ifstream file(m_port_file);
         if (std::string port; file >> port) {

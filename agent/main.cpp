@@ -1,6 +1,7 @@
 // farlo-agent: a small cluster agent, as an example of how to use farlo.hpp.
 #include "demo.h"
 #include "program_version.h"
+#include "wait/wait_notice.h"
 
 #include "farlo.hpp"
 
@@ -41,6 +42,23 @@ void print_groups(const char* title, const std::vector<std::wstring>& names) {
     }
 }
 
+std::string lookup_of(const std::string& group) {
+    return "the GUID of " + group + " (the disks are rescanned for a group that is not known)";
+}
+
+// What the library connects to.
+std::string service_name() {
+    char address[64] = "";
+    GetEnvironmentVariableA("ZTLAB_SERVICE", address, sizeof address);
+    return *address != '\0' ? std::string("the service at ") + address
+                            : "the service in this process";
+}
+
+Connection connect(const std::filesystem::path& bin) {
+    const lab::WaitNotice notice("farlo-agent", "a connection to " + service_name());
+    return Connection(farlo::Library::load(bin / L"farlo.dll"));
+}
+
 int run(int argc, char** argv) {
     CLI::App app("A small cluster agent: manages disk groups through farlo.dll.", "farlo-agent");
     app.set_version_flag("--version", std::string("farlo-agent ") + program_version);
@@ -53,17 +71,20 @@ int run(int argc, char** argv) {
                    "the folder of farlo.dll and ztsvc.exe (default: this program's; ztsvc.exe is "
                    "also searched for on the PATH)");
 
-    const auto connected = [&](auto&& work) {
+    const auto connected = [&](const std::string& purpose, auto&& work) {
         if (!service.empty()) {
             SetEnvironmentVariableA("ZTLAB_SERVICE", service.c_str());
         }
-        Connection connection(farlo::Library::load(bin / L"farlo.dll"));
-        work(connection);
+        Connection connection = connect(bin);
+        {
+            const lab::WaitNotice notice("farlo-agent", purpose);
+            work(connection);
+        }
         connection.close();
     };
 
     app.add_subcommand("list", "list the disk groups imported on this host")->callback([&] {
-        connected([](Connection& connection) {
+        connected("the names of the disk groups", [](Connection& connection) {
             print_groups("cluster disk groups:", connection.groups());
             print_groups("other disk groups:", connection.groups(farlo::Scope::non_cluster));
         });
@@ -77,7 +98,7 @@ int run(int argc, char** argv) {
     CLI::App* guid_command = app.add_subcommand("guid", "print the GUID of a cluster disk group");
     guid_command->add_option("NAME", name, "the group's name")->required();
     guid_command->callback([&] {
-        connected([&](Connection& connection) {
+        connected(lookup_of(name), [&](Connection& connection) {
             std::printf("%s\n", connection.group_guid(widen(name)).c_str());
         });
     });
@@ -85,7 +106,7 @@ int run(int argc, char** argv) {
     CLI::App* name_command = app.add_subcommand("name", "print the name of a cluster disk group");
     name_command->add_option("GUID", guid, "the group's GUID")->required();
     name_command->callback([&] {
-        connected([&](Connection& connection) {
+        connected("the name of " + guid, [&](Connection& connection) {
             std::printf("%ls\n", connection.group_name(guid).c_str());
         });
     });
@@ -95,7 +116,7 @@ int run(int argc, char** argv) {
     volume_command->add_option("NAME", name, "the group's name")->required();
     volume_command->add_option("DEVICE", device, "the volume's device name")->required();
     volume_command->callback([&] {
-        connected([&](Connection& connection) {
+        connected("the GUID of " + device + " in " + name, [&](Connection& connection) {
             std::printf("%s\n", connection.volume_guid(widen(name), widen(device)).c_str());
         });
     });
@@ -104,7 +125,7 @@ int run(int argc, char** argv) {
     online_command->add_option("NAME", name, "the group's name")->required();
     online_command->add_option("--options", options, "option bits (FARLO_ONLINE_... in farlo.h)");
     online_command->callback([&] {
-        connected([&](Connection& connection) {
+        connected("the import of " + name, [&](Connection& connection) {
             const std::wstring wide_name = widen(name);
             connection.online_group({wide_name, connection.group_guid(wide_name)},
                                     static_cast<farlo::OnlineOptions>(options));
@@ -115,7 +136,7 @@ int run(int argc, char** argv) {
     offline_command->add_option("NAME", name, "the group's name")->required();
     offline_command->add_option("--options", options, "option bits (FARLO_OFFLINE_... in farlo.h)");
     offline_command->callback([&] {
-        connected([&](Connection& connection) {
+        connected("the deport of " + name, [&](Connection& connection) {
             const std::wstring wide_name = widen(name);
             connection.offline_group({wide_name, connection.group_guid(wide_name)},
                                      static_cast<farlo::OfflineOptions>(options));

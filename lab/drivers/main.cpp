@@ -1,6 +1,7 @@
 // labdriver: loads and unloads the lab's drivers.
 #include "drivers/driver_service.h"
 #include "program_version.h"
+#include "wait/wait_notice.h"
 
 #include <windows.h>
 
@@ -87,6 +88,7 @@ int run(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : exit_usage;
     }
+    const lab::WaitNotice notice("labdriver", "the system's service manager");
     if (list->parsed()) {
         list_drivers();
     } else if (start->parsed()) {

@@ -3,6 +3,7 @@
 #include "program_version.h"
 #include "store/scenario.h"
 #include "store/string_conversions.h"
+#include "wait/wait_notice.h"
 #include "ztsvc/kernel_feed.h"
 #include "ztsvc/server.h"
 
@@ -20,8 +21,14 @@ constexpr int exit_usage = 2;
 void load_driver() {
     wchar_t program[MAX_PATH];
     GetModuleFileNameW(nullptr, program, MAX_PATH);
+    const lab::WaitNotice notice("ztsvc", "the driver dmcontrol.sys to load");
     lab::start_driver(LAB_DM_DRIVER,
                       std::filesystem::path(program).replace_filename(LAB_DM_DRIVER L".sys"));
+}
+
+lab::Model load_storage(const std::string& scenario) {
+    const lab::WaitNotice notice("ztsvc", "the storage of " + scenario);
+    return lab::load_scenario(lab::widen_ansi(scenario).c_str());
 }
 
 // Renames a finished file, so that a reader never sees part of the number.
@@ -71,7 +78,7 @@ int run(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : exit_usage;
     }
-    lab::Store store(lab::load_scenario(lab::widen_ansi(scenario).c_str()));
+    lab::Store store(load_storage(scenario));
     lab::FaultPlan faults = faults_file.empty()
                                 ? lab::FaultPlan()
                                 : lab::FaultPlan(lab::widen_ansi(faults_file).c_str());

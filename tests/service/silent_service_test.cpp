@@ -70,6 +70,16 @@ TEST_F(SilentService, ConnectFailsWithoutFirstAnswer) {
     EXPECT_LT(waited, 10'000u);
 }
 
+TEST_F(SilentService, AgentSaysWhatItWaitsFor) {
+    connect_here();
+    const Process agent(L"farlo-agent.exe list");
+    char address[32];
+    GetEnvironmentVariableA("ZTLAB_SERVICE", address, sizeof address);
+    EXPECT_TRUE(eventually([&] { return !agent.errors().empty(); }));
+    EXPECT_EQ(agent.errors(), "farlo-agent: waiting for a connection to the service at " +
+                                  std::string(address) + "\r\n");
+}
+
 TEST_F(SilentService, ConnectionEndsWithTheServicesProcess) {
     start(one_group);
     connect_here();

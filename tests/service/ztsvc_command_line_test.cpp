@@ -1,5 +1,6 @@
 // The messages and exit codes of ztsvc.exe for its command lines.
 #include "service/service_fixture.h"
+#include "store/locks.h"
 
 #include <gmock/gmock.h>
 
@@ -116,6 +117,16 @@ TEST_F(CommandLine, ReportsPortInUse) {
     expect_refused(scenario_option() + L"--port " + std::to_wstring(first.port()),
                    "port " + std::to_string(first.port()) + ": in use by another program");
     EXPECT_TRUE(first.runs());
+}
+
+// The lock of those that load drivers is held for as long as the service runs.
+TEST_F(CommandLine, SaysWhatItWaitsFor) {
+    const lab::MachineLock busy(L"Global\\farlo lab drivers");
+    const ULONGLONG begin = GetTickCount64();
+    const Process service(L"ztsvc.exe --driver --port 0 " + scenario_option());
+    EXPECT_TRUE(eventually([&] { return !service.errors().empty(); }, hang_ms));
+    EXPECT_GE(GetTickCount64() - begin, 1900u);
+    EXPECT_EQ(service.errors(), "ztsvc: waiting for the driver dmcontrol.sys to load\r\n");
 }
 
 TEST_F(CommandLine, EndsPortFileInLineFeed) {

@@ -89,9 +89,8 @@ TEST_F(ServiceFaults, DropsClientAfterTheWork) {
     EXPECT_TRUE(eventually([&] { return connected_of(handle) == 0; }));
     EXPECT_EQ(connected_of(bystander), 1);
     EXPECT_TRUE(is_imported(bystander));
-    EXPECT_THAT(
-        service->log(),
-        testing::ContainsRegex("client 1 .ztsvc_test.exe, pid .*: dropped by the fault plan"));
+    EXPECT_THAT(service->log(), testing::ContainsRegex(
+                                    "client 1 .ztsvc_test.exe, pid .*: dropped by the fault plan"));
     release(handle);
     release(bystander);
 }
