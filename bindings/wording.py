@@ -126,7 +126,10 @@ class StatusReader:
         else:
             found.read_narrow_form(comment.statuses.get("W", ""))
         if takes_limited_strings(self.interface, function):
-            if "FARLO_INVALID_ARGUMENT" not in found.found:
+            known = found.found.get("FARLO_INVALID_ARGUMENT")
+            # A GUID string is narrow in both forms, and is not widened.
+            if not known or not re.search(r"(?<!GUID string is )too long", known.remark):
+                found.included.discard("FARLO_INVALID_ARGUMENT")
                 found.add("FARLO_INVALID_ARGUMENT", TOO_LONG)
         function.statuses = list(found.found.values())
         function.passed_through = found.sources
@@ -239,10 +242,11 @@ class _StatusList:
         self.reader.read(other)
         for status in other.statuses:
             known = self.found.get(status.name)
+            remark = status.remark.removesuffix(TOO_LONG).removesuffix("; ")
             # Without a remark it is returned whatever the condition.
             if status.remark == TOO_LONG or (known and not known.remark):
                 continue
-            self.add(status.name, ", ".join(filter(None, [condition, status.remark])))
+            self.add(status.name, ", ".join(filter(None, [condition, remark])))
             if not known and not condition:
                 self.included.add(status.name)
         for source, own_condition in other.passed_through.items():

@@ -90,6 +90,27 @@ class FarloHeader(unittest.TestCase):
         self.assertEqual(self.names("GetDgGuidW"), COMMON | SEARCH)
         self.assertEqual(self.names("GetDgGuidA"), COMMON | SEARCH | {"FARLO_INVALID_ARGUMENT"})
         self.assertEqual(self.statuses("GetDgGuidA")["FARLO_INVALID_ARGUMENT"], TOO_LONG)
+        self.assertEqual(
+            self.statuses("OnlineDgExA")["FARLO_INVALID_ARGUMENT"],
+            f"the GUID string is too long; {TOO_LONG}",
+        )
+        self.assertEqual(
+            self.statuses("OnlineDgExW")["FARLO_INVALID_ARGUMENT"], "the GUID string is too long"
+        )
+        self.assertEqual(
+            self.statuses("GetDiskTypeAndSignatureA")["FARLO_INVALID_ARGUMENT"],
+            f"NULL; {TOO_LONG}",
+        )
+        self.assertEqual(
+            self.statuses("DeportDgA")["FARLO_INVALID_ARGUMENT"],
+            f"the GUID string is too long; {TOO_LONG}",
+        )
+        self.assertEqual(self.statuses("OnlineVolA"), self.statuses("OnlineVolW"))
+        # The comment has the limit.
+        self.assertEqual(
+            self.statuses("OfflineVolumeA")["FARLO_INVALID_ARGUMENT"],
+            "NULL, or a string that is too long",
+        )
         # The narrow form is given no wide string.
         self.assertEqual(self.names("GetDgVolumeStatusA"), self.names("GetDgVolumeStatusW"))
 

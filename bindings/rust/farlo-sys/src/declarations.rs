@@ -721,7 +721,8 @@ functions! {
     /// Statuses: `FARLO_SUCCESS`, `FARLO_NULL_HANDLE`, `FARLO_NOT_CONNECTED`,
     /// `FARLO_ALREADY_IMPORTED`, `FARLO_NOT_FOUND` (a shared group), `FARLO_NO_GUID_MEMORY`,
     /// `FARLO_EXCEPTION`, `FARLO_MISSING_ARGUMENT`, `FARLO_INVALID_ARGUMENT` (the GUID string is
-    /// too long), `FARLO_EXCLUDED_TYPE`, `FARLO_NO_CLUSTER_SERVICE`.
+    /// too long; a narrow string is too long, or cannot be widened), `FARLO_EXCLUDED_TYPE`,
+    /// `FARLO_NO_CLUSTER_SERVICE`.
     ///
     /// Passes through: the service's.
     ///
@@ -784,7 +785,8 @@ functions! {
     /// Statuses: `FARLO_SUCCESS`, `FARLO_NULL_HANDLE`, `FARLO_NOT_CONNECTED`,
     /// `FARLO_ALREADY_IMPORTED`, `FARLO_NOT_FOUND` (a shared group), `FARLO_NO_GUID_MEMORY`,
     /// `FARLO_EXCEPTION`, `FARLO_MISSING_ARGUMENT`, `FARLO_INVALID_ARGUMENT` (the GUID string is
-    /// too long), `FARLO_EXCLUDED_TYPE`, `FARLO_NO_CLUSTER_SERVICE`.
+    /// too long; a narrow string is too long, or cannot be widened), `FARLO_EXCLUDED_TYPE`,
+    /// `FARLO_NO_CLUSTER_SERVICE`.
     ///
     /// Passes through: the service's.
     ///
@@ -839,8 +841,8 @@ functions! {
     ///
     /// Statuses: `FARLO_SUCCESS`, `FARLO_NULL_HANDLE`, `FARLO_NOT_CONNECTED`,
     /// `FARLO_NO_GUID_MEMORY`, `FARLO_EXCEPTION`, `FARLO_MISSING_ARGUMENT`,
-    /// `FARLO_INVALID_ARGUMENT` (the GUID string is too long), `FARLO_EXCLUDED_TYPE`,
-    /// `FARLO_NO_CLUSTER_SERVICE`.
+    /// `FARLO_INVALID_ARGUMENT` (the GUID string is too long; a narrow string is too long, or
+    /// cannot be widened), `FARLO_EXCLUDED_TYPE`, `FARLO_NO_CLUSTER_SERVICE`.
     ///
     /// Passes through: the service's.
     ///
@@ -888,8 +890,8 @@ functions! {
     ///
     /// Statuses: `FARLO_SUCCESS`, `FARLO_NULL_HANDLE`, `FARLO_NOT_CONNECTED`,
     /// `FARLO_NO_GUID_MEMORY`, `FARLO_EXCEPTION`, `FARLO_MISSING_ARGUMENT`,
-    /// `FARLO_INVALID_ARGUMENT` (the GUID string is too long), `FARLO_EXCLUDED_TYPE`,
-    /// `FARLO_NO_CLUSTER_SERVICE`.
+    /// `FARLO_INVALID_ARGUMENT` (the GUID string is too long; a narrow string is too long, or
+    /// cannot be widened), `FARLO_EXCLUDED_TYPE`, `FARLO_NO_CLUSTER_SERVICE`.
     ///
     /// Passes through: the service's.
     ///
@@ -925,8 +927,8 @@ functions! {
     ///
     /// Statuses: `FARLO_SUCCESS`, `FARLO_NULL_HANDLE`, `FARLO_NOT_CONNECTED`,
     /// `FARLO_NO_GUID_MEMORY`, `FARLO_EXCEPTION`, `FARLO_MISSING_ARGUMENT`,
-    /// `FARLO_INVALID_ARGUMENT` (the GUID string is too long), `FARLO_EXCLUDED_TYPE`,
-    /// `FARLO_NO_CLUSTER_SERVICE`, `FARLO_NOT_FOUND`.
+    /// `FARLO_INVALID_ARGUMENT` (the GUID string is too long; a narrow string is too long, or
+    /// cannot be widened), `FARLO_EXCLUDED_TYPE`, `FARLO_NO_CLUSTER_SERVICE`, `FARLO_NOT_FOUND`.
     ///
     /// Passes through: the service's.
     ///
@@ -951,8 +953,8 @@ functions! {
     ///
     /// Statuses: `FARLO_SUCCESS`, `FARLO_NULL_HANDLE`, `FARLO_NOT_CONNECTED`,
     /// `FARLO_NO_GUID_MEMORY`, `FARLO_EXCEPTION`, `FARLO_MISSING_ARGUMENT`,
-    /// `FARLO_INVALID_ARGUMENT` (the GUID string is too long), `FARLO_EXCLUDED_TYPE`,
-    /// `FARLO_NO_CLUSTER_SERVICE`.
+    /// `FARLO_INVALID_ARGUMENT` (the GUID string is too long; a narrow string is too long, or
+    /// cannot be widened), `FARLO_EXCLUDED_TYPE`, `FARLO_NO_CLUSTER_SERVICE`.
     ///
     /// Passes through: the service's.
     ///
@@ -979,8 +981,8 @@ functions! {
     ///
     /// Statuses: `FARLO_SUCCESS`, `FARLO_NULL_HANDLE`, `FARLO_NOT_CONNECTED`,
     /// `FARLO_NO_GUID_MEMORY`, `FARLO_EXCEPTION`, `FARLO_MISSING_ARGUMENT`,
-    /// `FARLO_INVALID_ARGUMENT` (the GUID string is too long), `FARLO_EXCLUDED_TYPE`,
-    /// `FARLO_NO_CLUSTER_SERVICE`.
+    /// `FARLO_INVALID_ARGUMENT` (the GUID string is too long; a narrow string is too long, or
+    /// cannot be widened), `FARLO_EXCLUDED_TYPE`, `FARLO_NO_CLUSTER_SERVICE`.
     ///
     /// Passes through: the service's.
     ///
@@ -1019,10 +1021,11 @@ functions! {
     ///
     /// Statuses: `FARLO_SUCCESS`, `FARLO_NOT_FOUND` (there is no driver, or it does not know the
     /// group), `FARLO_DEVICE_SHARING_VIOLATION`, `FARLO_DEVICE_FAILED`, `FARLO_NO_GUID_MEMORY`,
-    /// `FARLO_MISSING_ARGUMENT`, `FARLO_INVALID_ARGUMENT` (the GUID string is too long),
-    /// `FARLO_NULL_HANDLE` (by name; when the service is asked), `FARLO_NOT_CONNECTED` (by name),
-    /// `FARLO_EXCLUDED_TYPE` (by name), `FARLO_NO_CLUSTER_SERVICE` (by name; when the service is
-    /// asked), `FARLO_EXCEPTION` (by name, the string cannot be read or does not fit).
+    /// `FARLO_MISSING_ARGUMENT`, `FARLO_INVALID_ARGUMENT` (the GUID string is too long; a narrow
+    /// string is too long, or cannot be widened), `FARLO_NULL_HANDLE` (by name; when the service is
+    /// asked), `FARLO_NOT_CONNECTED` (by name), `FARLO_EXCLUDED_TYPE` (by name),
+    /// `FARLO_NO_CLUSTER_SERVICE` (by name; when the service is asked), `FARLO_EXCEPTION` (by name,
+    /// the string cannot be read or does not fit).
     ///
     /// Passes through: the service's (by name; when the service is asked).
     ///
@@ -1090,8 +1093,9 @@ functions! {
     /// Statuses: `FARLO_SUCCESS`, `FARLO_NULL_HANDLE`, `FARLO_NOT_CONNECTED`,
     /// `FARLO_MISSING_ARGUMENT`, `FARLO_NOT_FOUND` (the service does not know the group, or its
     /// type is 0 or 7), `FARLO_EXCEPTION`, `FARLO_NO_GUID_MEMORY`, `FARLO_INVALID_ARGUMENT` (the
-    /// GUID string is too long), `FARLO_DEVICE_SHARING_VIOLATION`, `FARLO_DEVICE_FAILED`,
-    /// `FARLO_EXCLUDED_TYPE` (by name), `FARLO_NO_CLUSTER_SERVICE` (by name).
+    /// GUID string is too long; a narrow string is too long, or cannot be widened),
+    /// `FARLO_DEVICE_SHARING_VIOLATION`, `FARLO_DEVICE_FAILED`, `FARLO_EXCLUDED_TYPE` (by name),
+    /// `FARLO_NO_CLUSTER_SERVICE` (by name).
     ///
     /// Passes through: the service's (by name).
     ///
@@ -1178,8 +1182,9 @@ functions! {
     ///
     /// Statuses: `FARLO_SUCCESS`, `FARLO_NULL_HANDLE`, `FARLO_NOT_CONNECTED`, `FARLO_NOT_FOUND`
     /// (the service's call failed, for any reason), `FARLO_NO_GUID_MEMORY`, `FARLO_EXCEPTION`,
-    /// `FARLO_MISSING_ARGUMENT`, `FARLO_INVALID_ARGUMENT` (the GUID string is too long),
-    /// `FARLO_EXCLUDED_TYPE`, `FARLO_NO_CLUSTER_SERVICE`.
+    /// `FARLO_MISSING_ARGUMENT`, `FARLO_INVALID_ARGUMENT` (the GUID string is too long; a narrow
+    /// string is too long, or cannot be widened), `FARLO_EXCLUDED_TYPE`,
+    /// `FARLO_NO_CLUSTER_SERVICE`.
     ///
     /// Passes through: the service's (by name).
     ///
@@ -1663,9 +1668,9 @@ functions! {
     ///   NULL is only refused for a GPT disk, after its layout was read.
     /// - `style`: receives the partition style; required
     ///
-    /// Statuses: `FARLO_SUCCESS`, `FARLO_INVALID_ARGUMENT` (NULL), `FARLO_OUT_OF_MEMORY`,
-    /// `FARLO_PROVIDER_FAILED` (the system's error of opening the device or of reading its layout,
-    /// when it reports none).
+    /// Statuses: `FARLO_SUCCESS`, `FARLO_INVALID_ARGUMENT` (NULL; a narrow string is too long, or
+    /// cannot be widened), `FARLO_OUT_OF_MEMORY`, `FARLO_PROVIDER_FAILED` (the system's error of
+    /// opening the device or of reading its layout, when it reports none).
     ///
     /// Passes through: the system's error of opening the device or of reading its layout.
     ///
@@ -1710,8 +1715,9 @@ functions! {
     /// Statuses: `FARLO_SUCCESS`, `FARLO_NOT_FOUND` (no such group; or `name`, `disk_id` or `style`
     /// is NULL), `FARLO_NULL_HANDLE`, `FARLO_NOT_CONNECTED` (only if the handle was not connected
     /// when the call began), `FARLO_EXCLUDED_TYPE`, `FARLO_EXCEPTION`, `FARLO_INVALID_ARGUMENT`
-    /// (NULL), `FARLO_OUT_OF_MEMORY`, `FARLO_PROVIDER_FAILED` (the system's error of opening the
-    /// device or of reading its layout, when it reports none).
+    /// (NULL; a narrow string is too long, or cannot be widened), `FARLO_OUT_OF_MEMORY`,
+    /// `FARLO_PROVIDER_FAILED` (the system's error of opening the device or of reading its layout,
+    /// when it reports none).
     ///
     /// Passes through: the system's error of opening the device or of reading its layout.
     ///
