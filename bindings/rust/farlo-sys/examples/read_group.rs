@@ -1,7 +1,6 @@
 //! Prints the disks and volumes of a disk group: `read_group NAME`.
 use farlo_sys::{
-    status_name, text, wide, DgDiskInfo, DgInfo, Library, VolInfo, FARLO_BUFFER_TOO_SMALL,
-    FARLO_SUCCESS,
+    failed, status_name, text, wide, DgDiskInfo, DgInfo, Library, VolInfo, FARLO_BUFFER_TOO_SMALL,
 };
 use std::mem::size_of;
 use std::process::ExitCode;
@@ -14,10 +13,10 @@ struct Failure {
 }
 
 fn check(function: &'static str, status: u32) -> Result<(), Failure> {
-    if status == FARLO_SUCCESS {
-        Ok(())
-    } else {
+    if failed(status) {
         Err(Failure { function, status })
+    } else {
+        Ok(())
     }
 }
 

@@ -11,7 +11,7 @@ pub fn size<Record>(expected: usize) {
 }
 
 /// The size of what a pointer points to.
-pub fn size_behind<T>(_: *const T) -> usize {
+pub fn pointee_size<T>(_: *const T) -> usize {
     std::mem::size_of::<T>()
 }
 
@@ -23,7 +23,7 @@ macro_rules! field {
         let offset = address as usize - std::ptr::addr_of!(record) as usize;
         let name = concat!(stringify!($record), ".", stringify!($field));
         assert_eq!(offset, $offset, "{name}");
-        assert_eq!(size_behind(address), $size, "{name}");
+        assert_eq!(pointee_size(address), $size, "{name}");
     }};
 }
 pub(crate) use field;

@@ -8,7 +8,7 @@
 //! let mut handle = std::ptr::null_mut();
 //! // SAFETY: the slot is ours, and holds no handle.
 //! let status = unsafe { (farlo.ValidateClusterW)(&mut handle) };
-//! assert_eq!(status, farlo_sys::FARLO_SUCCESS);
+//! assert!(!farlo_sys::failed(status));
 //! # Ok::<(), farlo_sys::LoadError>(())
 //! ```
 //!
@@ -129,6 +129,18 @@ impl Library {
     }
 }
 
+/// Whether a status is a failure, as `farlo_failed` of `farlo.h`: besides 0, the service's
+/// informational statuses and warnings are successes. Does not hold for `GetDgVolumeStatus`, nor
+/// for the `Is...` functions, which return no status.
+#[must_use]
+pub const fn failed(status: u32) -> bool {
+    match (status >> 16) & 0xfff {
+        0 => status != 0,
+        0x100 => status >> 30 == 3,
+        _ => status >> 31 != 0,
+    }
+}
+
 /// The string before the first NUL of a record's field.
 #[must_use]
 pub fn text(field: &[u16]) -> String {
@@ -212,6 +224,16 @@ mod tests {
         assert_eq!(status_name(20), Some("FARLO_NOT_CONNECTED"));
         assert_eq!(status_name(0x8007_0057), Some("FARLO_INVALID_ARGUMENT"));
         assert_eq!(status_name(2), None);
+    }
+
+    #[test]
+    fn warnings_are_no_failures() {
+        for success in [0, 0x6515_0001, 0x2515_0001, 0x4100_0001, 0x8100_0001] {
+            assert!(!failed(success), "{success:#x}");
+        }
+        for failure in [1, 36, 126, 0x8007_0057, 0xc100_0001, 0xe515_0101] {
+            assert!(failed(failure), "{failure:#x}");
+        }
     }
 
     #[test]
