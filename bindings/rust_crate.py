@@ -50,7 +50,7 @@ def _doc(text: str, indent: str) -> str:
     return "".join(f"{indent}/// {line}".rstrip() + "\n" for line in lines)
 
 
-def _type(found: dict[str, Any]) -> str:
+def rust_type(found: dict[str, Any]) -> str:
     base: str = SCALARS.get(found["base"], found["base"])
     pointers: int = found["pointers"]
     if pointers == 0:
@@ -136,7 +136,9 @@ class Declarations:
         return "functions! {\n" + "\n".join(map(self.function, self.it["functions"])) + "}\n"
 
     def function(self, function: dict[str, Any]) -> str:
-        arguments = [f"{_name(it['name'])}: {_type(it['type'])}" for it in function["arguments"]]
+        arguments = [
+            f"{_name(it['name'])}: {rust_type(it['type'])}" for it in function["arguments"]
+        ]
         result = SCALARS[function["result"]["type"]]
         line = f"    fn {function['name']}({', '.join(arguments)}) -> {result};\n"
         if len(line) > 101:

@@ -170,8 +170,10 @@ class _StatusList:
         self.read_list(first)
         for note in notes:
             self.notes.append(note)
-            if not re.search(r"counts as success|status is 0|^0 ", note):
-                for name in re.findall(_STATUS, note):
+            for name in re.findall(_STATUS, note):
+                if "counts as success" in note:
+                    self.found.pop(name, None)
+                else:
                     self.add(name)
 
     def read_narrow_form(self, text: str) -> None:

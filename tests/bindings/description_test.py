@@ -13,7 +13,7 @@ import jsonschema
 from bindings.c_checks import source
 from bindings.describe import DESCRIPTION, SCHEMA, description, formatted
 from bindings.header import HEADER
-from bindings.rust_crate import DECLARATIONS, Declarations, declarations
+from bindings.rust_crate import DECLARATIONS, Declarations, declarations, rust_type
 
 COMPILER = "x86_64-w64-mingw32-gcc"
 
@@ -182,6 +182,16 @@ class Checks(unittest.TestCase):
         with self.assertRaisesRegex(ValueError, "DgDiskInfo"):
             source(self.described)
 
+    def test_find_another_alignment(self) -> None:
+        record = next(it for it in self.described["records"] if it["name"] == "farlo_plex_state")
+        record["packed"] = True
+        self.refused("farlo_plex_state is packed")
+
+    def test_find_another_type_of_a_constant(self) -> None:
+        constant = next(it for it in self.described["constants"] if it["type"] == "int")
+        constant["type"] = "uint32_t"
+        self.refused(constant["name"])
+
     def test_find_another_value(self) -> None:
         self.described["statuses"][1]["value"] = 2
         self.described["constants"][0]["value"] = 64
@@ -209,6 +219,12 @@ class RustDeclarations(unittest.TestCase):
             "    fn GetDgNameW(handle: opal_handle, guid: *const c_char, name: *mut u16) -> u32;\n",
             text,
         )
+
+    def test_of_pointers(self) -> None:
+        slot = {"base": "opal_handle", "const": False, "pointers": 1}
+        self.assertEqual(rust_type(slot), "*mut opal_handle")
+        names = {"base": "wchar_t", "const": True, "pointers": 2}
+        self.assertEqual(rust_type(names), "*mut *const u16")
 
     def test_of_a_record(self) -> None:
         text = Declarations(load(DESCRIPTION)).text()

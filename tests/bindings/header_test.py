@@ -205,6 +205,7 @@ class FarloHeader(unittest.TestCase):
         )
 
     def test_does_not_list_a_status_that_counts_as_success(self) -> None:
+        self.assertIn("FARLO_ALREADY_ONLINE", self.names("OnlineDgExW"))
         self.assertNotIn("FARLO_ALREADY_ONLINE", self.names("OnlineVolW"))
 
     def test_sums_up_blocking_times(self) -> None:
@@ -280,6 +281,16 @@ class FarloHeader(unittest.TestCase):
         self.assertEqual(offsets["label"], 590)
         self.assertEqual(offsets["mount_points"], 1110)
         self.assertEqual(offsets["state"], 1640)
+
+    def test_aligns_the_fields_of_records_that_are_not_packed(self) -> None:
+        fields = "uint8_t first;\n    uint32_t second;\n    uint8_t third;"
+        record = f"typedef struct Record {{\n    {fields}\n}} Record;\n"
+        function = "/* Does it. Statuses: FARLO_BUSY. Blocks: no pauses. */\nuint32_t Do(void);\n"
+        plain = read(header_of(f"{record}\n{function}")).records["Record"]
+        self.assertEqual(([each.offset for each in plain.fields], plain.size), ([0, 4, 8], 12))
+        pragmas = ("#pragma pack(push, 1)\n", "#pragma pack(pop)\n")
+        packed = read(header_of(f"{record.join(pragmas)}\n{function}")).records["Record"]
+        self.assertEqual(([each.offset for each in packed.fields], packed.size), ([0, 1, 5], 6))
 
     def test_reads_rules(self) -> None:
         titles = [rule.title for rule in self.interface.rules]

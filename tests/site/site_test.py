@@ -8,10 +8,16 @@ from pathlib import Path
 from bindings.header import HEADER, read_header
 from docs.site.check_links import broken_links
 from docs.site.reference import duration
+from docs.site.rst import Writer
 from docs.site.stage import LinkError, Stage, documents, glossary, stage
 
 EXPORTS = HEADER.parents[3] / "tests/api/exports.inc"
 PAGE = '<html><head><meta name="viewport"><title>t</title></head><body>{}</body></html>'
+
+
+def plain(text: str) -> str:
+    """Text without the marks of references."""
+    return re.sub(r"\\ |:c:\w+:`([^`]*)`", r"\1", text).strip()
 
 
 def section(page: str, title: str) -> str:
@@ -58,6 +64,50 @@ class Pages(unittest.TestCase):
                 words = duration(function.blocking)
                 self.assertIn(f"**{words[0].upper()}{words[1:]}.**", section(page, "Blocks"))
 
+    def test_say_which_functions_may_wait_without_a_limit(self) -> None:
+        times = {
+            name: section(self.page(f"api/{name}"), "Blocks").strip().partition("\n")[0]
+            for name in ("ValidateClusterW", "UnInitializeClusterW", "ReleaseDgW", "GetDiskStateW")
+        }
+        self.assertEqual(
+            times,
+            {
+                "ValidateClusterW": "**Up to 1.5 s; may wait without a limit.**",
+                "UnInitializeClusterW": "**No pauses; may wait without a limit.**",
+                "ReleaseDgW": "**Up to 24 s.**",
+                "GetDiskStateW": "**No pauses.**",
+            },
+        )
+
+    def test_say_what_a_lost_connection_results_in(self) -> None:
+        title = "If the connection is lost during the call"
+        found = {
+            name: plain(section(self.page(f"api/{name}"), title)).partition(" See")[0]
+            for name in ("DeportDgW", "OnlineDgW", "GetDgVolPlexStatesW", "OnlineVolW")
+        }
+        self.assertEqual(
+            found,
+            {
+                "DeportDgW": "FARLO_NOT_CONNECTED.",
+                "OnlineDgW": "FARLO_NOT_CONNECTED, except: "
+                "FARLO_ALREADY_IMPORTED is returned as it is.",
+                # Not FARLO_NOT_CONNECTED.
+                "GetDgVolPlexStatesW": "Its result; "
+                "FARLO_NOT_FOUND, after up to 25 s, if a lookup fails because of it.",
+                "OnlineVolW": "See the description.",
+            },
+        )
+        self.assertEqual(section(self.page("api/ReleaseDgW"), title), "", "it has no handle")
+
+    def test_list_the_functions_of_each_status(self) -> None:
+        page = self.page("api/statuses")
+        for name in read_header().statuses:
+            with self.subTest(name):
+                entry = re.search(rf"^\.\. c:macro:: {name}\n(.*?)(?=^\.\.|\Z)", page, re.M | re.S)
+                assert entry
+                self.assertIn("   Returned by ", entry[1])
+                self.assertNotIn("no function", entry[1])
+
     def test_list_each_argument(self) -> None:
         for function in read_header().functions.values():
             arguments = section(self.page(f"api/{function.name}"), "Arguments")
@@ -94,6 +144,23 @@ class Pages(unittest.TestCase):
         for row in rows:
             for word in row.split(", "):
                 self.assertRegex(staged, rf"(?m)^{re.escape(word)}$")
+
+
+class Folder(unittest.TestCase):
+    def test_has_no_pages_of_an_earlier_run(self) -> None:
+        with tempfile.TemporaryDirectory() as folder:
+            page = Path(folder) / "api/Removed.rst"
+            page.parent.mkdir()
+            page.write_text("Removed\n=======\n", encoding="utf-8")
+            stage(Path(folder))
+            self.assertFalse(page.exists())
+
+
+class Text(unittest.TestCase):
+    def test_shows_the_marks_of_markup_as_they_are(self) -> None:
+        write = Writer(read_header())
+        self.assertEqual(write.text("a_ * b"), r"a\_ \* b")
+        self.assertEqual(write.text("`a_`"), r"\ ``a_``" + "\\")
 
 
 class Documents(unittest.TestCase):

@@ -531,8 +531,9 @@ FARLO_API uint32_t GetNonClusterDgNameListW(opal_handle handle, wchar_t** buffer
  * Statuses: FARLO_NULL_HANDLE, FARLO_NOT_CONNECTED, FARLO_ALREADY_IMPORTED,
  * FARLO_NOT_FOUND (a shared group), FARLO_NO_GUID_MEMORY, FARLO_EXCEPTION,
  * FARLO_MISSING_ARGUMENT, FARLO_INVALID_ARGUMENT (the GUID string is too long),
- * FARLO_EXCLUDED_TYPE, FARLO_NO_CLUSTER_SERVICE, the service's. When the name check
- * runs out of memory, the status is 0 although nothing was imported.
+ * FARLO_EXCLUDED_TYPE, FARLO_NO_CLUSTER_SERVICE, the service's, among them
+ * FARLO_ALREADY_ONLINE. When the name check runs out of memory, the status is 0
+ * although nothing was imported.
  *
  * Blocks: 455 s by name (a search and a lookup), 25 s by GUID string; 20 s more for a
  * shared group.

@@ -722,7 +722,7 @@ functions! {
     /// `FARLO_ALREADY_IMPORTED`, `FARLO_NOT_FOUND` (a shared group), `FARLO_NO_GUID_MEMORY`,
     /// `FARLO_EXCEPTION`, `FARLO_MISSING_ARGUMENT`, `FARLO_INVALID_ARGUMENT` (the GUID string is
     /// too long; a narrow string is too long, or cannot be widened), `FARLO_EXCLUDED_TYPE`,
-    /// `FARLO_NO_CLUSTER_SERVICE`.
+    /// `FARLO_NO_CLUSTER_SERVICE`, `FARLO_ALREADY_ONLINE`.
     ///
     /// Passes through: the service's.
     ///
@@ -754,7 +754,7 @@ functions! {
     /// Statuses: `FARLO_SUCCESS`, `FARLO_NULL_HANDLE`, `FARLO_NOT_CONNECTED`,
     /// `FARLO_ALREADY_IMPORTED`, `FARLO_NOT_FOUND` (a shared group), `FARLO_NO_GUID_MEMORY`,
     /// `FARLO_EXCEPTION`, `FARLO_MISSING_ARGUMENT`, `FARLO_INVALID_ARGUMENT` (the GUID string is
-    /// too long), `FARLO_EXCLUDED_TYPE`, `FARLO_NO_CLUSTER_SERVICE`.
+    /// too long), `FARLO_EXCLUDED_TYPE`, `FARLO_NO_CLUSTER_SERVICE`, `FARLO_ALREADY_ONLINE`.
     ///
     /// Passes through: the service's.
     ///
@@ -786,7 +786,7 @@ functions! {
     /// `FARLO_ALREADY_IMPORTED`, `FARLO_NOT_FOUND` (a shared group), `FARLO_NO_GUID_MEMORY`,
     /// `FARLO_EXCEPTION`, `FARLO_MISSING_ARGUMENT`, `FARLO_INVALID_ARGUMENT` (the GUID string is
     /// too long; a narrow string is too long, or cannot be widened), `FARLO_EXCLUDED_TYPE`,
-    /// `FARLO_NO_CLUSTER_SERVICE`.
+    /// `FARLO_NO_CLUSTER_SERVICE`, `FARLO_ALREADY_ONLINE`.
     ///
     /// Passes through: the service's.
     ///
@@ -816,7 +816,7 @@ functions! {
     /// Statuses: `FARLO_SUCCESS`, `FARLO_NULL_HANDLE`, `FARLO_NOT_CONNECTED`,
     /// `FARLO_ALREADY_IMPORTED`, `FARLO_NOT_FOUND` (a shared group), `FARLO_NO_GUID_MEMORY`,
     /// `FARLO_EXCEPTION`, `FARLO_MISSING_ARGUMENT`, `FARLO_INVALID_ARGUMENT` (the GUID string is
-    /// too long), `FARLO_EXCLUDED_TYPE`, `FARLO_NO_CLUSTER_SERVICE`.
+    /// too long), `FARLO_EXCLUDED_TYPE`, `FARLO_NO_CLUSTER_SERVICE`, `FARLO_ALREADY_ONLINE`.
     ///
     /// Passes through: the service's.
     ///
@@ -842,7 +842,8 @@ functions! {
     /// Statuses: `FARLO_SUCCESS`, `FARLO_NULL_HANDLE`, `FARLO_NOT_CONNECTED`,
     /// `FARLO_NO_GUID_MEMORY`, `FARLO_EXCEPTION`, `FARLO_MISSING_ARGUMENT`,
     /// `FARLO_INVALID_ARGUMENT` (the GUID string is too long; a narrow string is too long, or
-    /// cannot be widened), `FARLO_EXCLUDED_TYPE`, `FARLO_NO_CLUSTER_SERVICE`.
+    /// cannot be widened), `FARLO_EXCLUDED_TYPE`, `FARLO_NO_CLUSTER_SERVICE`,
+    /// `FARLO_ALREADY_ONLINE`.
     ///
     /// Passes through: the service's.
     ///
@@ -865,7 +866,7 @@ functions! {
     /// Statuses: `FARLO_SUCCESS`, `FARLO_NULL_HANDLE`, `FARLO_NOT_CONNECTED`,
     /// `FARLO_NO_GUID_MEMORY`, `FARLO_EXCEPTION`, `FARLO_MISSING_ARGUMENT`,
     /// `FARLO_INVALID_ARGUMENT` (the GUID string is too long), `FARLO_EXCLUDED_TYPE`,
-    /// `FARLO_NO_CLUSTER_SERVICE`.
+    /// `FARLO_NO_CLUSTER_SERVICE`, `FARLO_ALREADY_ONLINE`.
     ///
     /// Passes through: the service's.
     ///
