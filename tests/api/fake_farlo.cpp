@@ -23,7 +23,7 @@ bool is_connected(opal_handle handle) {
     return std::find(connected.begin(), connected.end(), handle) != connected.end();
 }
 
-std::uint32_t answer(const char* name, opal_handle handle) {
+std::uint32_t result_of(const char* name, opal_handle handle) {
     const Hold hold;
     FakeFarlo& fake = fake_farlo();
     fake.calls.push_back({name, handle});
@@ -59,13 +59,13 @@ constexpr const char* names[] = {
 template <int Name, class Function> struct Fake;
 template <int Name, class Result, class... Arguments> struct Fake<Name, Result (*)(Arguments...)> {
     static Result call(Arguments... arguments) {
-        return static_cast<Result>(answer(names[Name], handle_in(arguments...)));
+        return static_cast<Result>(result_of(names[Name], handle_in(arguments...)));
     }
 };
 
 std::uint32_t connect(opal_handle* slot) {
     FakeFarlo& fake = fake_farlo();
-    const std::uint32_t status = answer("InitializeClusterW", *slot);
+    const std::uint32_t status = result_of("InitializeClusterW", *slot);
     const Hold hold;
     if (status != FARLO_SUCCESS || fake.refused != 0) {
         fake.refused -= fake.refused != 0 ? 1 : 0;
@@ -78,7 +78,7 @@ std::uint32_t connect(opal_handle* slot) {
 }
 
 std::uint32_t release(opal_handle handle) {
-    const std::uint32_t status = answer("UnInitializeClusterW", handle);
+    const std::uint32_t status = result_of("UnInitializeClusterW", handle);
     const Hold hold;
     fake_farlo().released.push_back(handle);
     return status;
@@ -94,7 +94,7 @@ std::uint32_t plex_states(opal_handle handle, const wchar_t* /*name*/, const cha
         return is_connected(handle) ? FARLO_PROVIDER_FAILED : FARLO_NOT_CONNECTED;
     }
     *count = 0;
-    return answer("GetDgVolPlexStatesW", handle);
+    return result_of("GetDgVolPlexStatesW", handle);
 }
 
 }  // namespace

@@ -115,6 +115,10 @@ TEST_F(HppAlerts, BelongToOneConnectionAtATime) {
             connection.on_alert([] {});
             EXPECT_THROW(other.on_alert([] {}), std::logic_error);
             EXPECT_THROW(other.on_alert(nullptr), std::logic_error);
+            connection.on_alert(nullptr);
+            EXPECT_NO_THROW(other.on_alert([] {}));
+            EXPECT_THROW(connection.on_alert([] {}), std::logic_error);
+            other.on_alert(nullptr);
         }
         int alerts = 0;
         EXPECT_NO_THROW(other.on_alert([&] { ++alerts; }));
@@ -395,6 +399,26 @@ TEST_F(HppProgress, ThrowsAfterTheCallHasEnded) {
         EXPECT_EQ(connection.volume_state(farlo::GroupRef::by_guid("guid-8"), L"v"),
                   farlo::VolumeState::none);
     });
+}
+
+TEST_F(HppProgress, ThrowsWhatTheFunctionHasThrownWhenTheCallFails) {
+    const farlo::Library library(make_fake_farlo());
+    static farlo_reset_timeout callback;
+    farlo_api api = library.api();
+    api.RegisterForAlerts = [](opal_handle, farlo_reset_timeout given) {
+        callback = given;
+        return FARLO_SUCCESS;
+    };
+    api.OnlineVolW = [](opal_handle, const char*, const wchar_t*, std::uint32_t, std::uint32_t) {
+        callback();
+        return FARLO_PROVIDER_FAILED;
+    };
+    Connection connection{farlo::Library(api)};
+    EXPECT_THROW(
+        connection.online_volume("guid-8", L"v", [] { throw std::runtime_error("of the agent"); }),
+        std::runtime_error);
+    EXPECT_EQ(thrown_by([&] { connection.online_volume("guid-8", L"v", [] {}); }),
+              Status::provider_failed);
 }
 
 TEST_F(HppProgress, MustNotBringAnotherVolumeOnline) {

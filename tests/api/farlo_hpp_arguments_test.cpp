@@ -108,6 +108,11 @@ TEST_F(HppArguments, OfTheOperationsOnVolumes) {
     expect({L"v"}, {"guid-1"}, {0, 1000});
     connection.online_volume("guid-1", L"v", nullptr, std::chrono::milliseconds(250), 6);
     expect({L"v"}, {"guid-1"}, {6, 250});
+    // 50 days do not fit in 32 bits, and 0xFFFFFFFF means no interval.
+    connection.online_volume("guid-1", L"v", nullptr, std::chrono::hours(50 * 24));
+    expect({L"v"}, {"guid-1"}, {0, 0xFFFFFFFE});
+    connection.online_volume("guid-1", L"v", nullptr, std::chrono::milliseconds(-1));
+    expect({L"v"}, {"guid-1"}, {0, 0});
     connection.offline_volume("guid-1", L"v", 8);
     expect({L"v"}, {"guid-1"}, {8});
     connection.library().dismount_volume("name", L"path", some_guid);

@@ -350,7 +350,7 @@ TEST_F(HppExports, RenewALostHandleBeforeTheCall) {
     }
 }
 
-TEST_F(HppExports, ThatAnswerYesOrNoAreAskedAgainAfterALoss) {
+TEST_F(HppExports, ThatReturnAFlagAreRepeatedAfterALoss) {
     for (const Question& question : questions()) {
         fake_farlo().failing = question.name;
         fake_farlo().status = 1;
@@ -376,14 +376,14 @@ TEST_F(HppExports, ThatAnswerYesOrNoAreAskedAgainAfterALoss) {
     }
 }
 
-TEST_F(HppExports, TellWhetherTheNodeWasStarted) {
+TEST_F(HppExports, ReportWhetherTheNodeWasStarted) {
     EXPECT_TRUE(connection.start_node());
     fake_farlo().failing = "StartCVMClusterW";
     fake_farlo().status = FARLO_NODE_ALREADY_STARTED;
     EXPECT_FALSE(connection.start_node());
 }
 
-TEST_F(HppExports, TellWhetherFoldersAreToBeDeleted) {
+TEST_F(HppExports, ReportWhetherFoldersAreToBeDeleted) {
     EXPECT_TRUE(library.wants_vmms_folders_deleted());
     fake_farlo().failing = "CheckOSVersionAndReg";
     fake_farlo().status = FARLO_PROVIDER_FAILED;

@@ -233,6 +233,95 @@ TEST_F(HppReconnect, CountsAllAttemptsOfOneCall) {
     EXPECT_EQ(fake_farlo().released.size(), 3u) << "each handle that was replaced";
 }
 
+// Each time the query loses the connection, a call beside it renews that first.
+TEST_F(HppReconnect, CountsWhatOtherCallsHaveRenewed) {
+    policy.limit = 3;
+    static Connection* used = nullptr;
+    farlo_api api = library.api();
+    api.GetDgStateW = [](opal_handle, const wchar_t*, const char*, std::uint8_t*) {
+        fake_farlo().calls.push_back({"GetDgStateW", nullptr});
+        if (fake_farlo().count("GetDgStateW") < 20) {
+            fake_farlo().lose();
+            used->start_node();
+            return FARLO_NOT_CONNECTED;
+        }
+        return FARLO_SUCCESS;
+    };
+    library = farlo::Library(api);
+    Connection connection = connect();
+    used = &connection;
+    EXPECT_EQ(query(connection), Status::not_connected);
+    EXPECT_EQ(fake_farlo().count("GetDgStateW"), 4);
+}
+
+// The first call of a query writes all that it has, and then ends with a loss; the next one
+// succeeds and has nothing to write.
+class HppLostResults : public HppReconnect {
+  protected:
+    HppLostResults() {
+        farlo_api api = library.api();
+        api.GetDgReservationStatusW = [](opal_handle, const wchar_t*, const char*,
+                                         std::uint32_t* reservation) {
+            return once([&] { *reservation = FARLO_RESERVATION_HELD; });
+        };
+        api.GetDgDiskAvailabilityW = [](opal_handle, const wchar_t*, const char*,
+                                        std::uint32_t* total, std::uint32_t* live) {
+            return once([&] { *total = *live = 2; });
+        };
+        api.GetCVMClusterNodeStateW = [](opal_handle, std::uint32_t* state) {
+            return once([&] { *state = FARLO_NODE_STATE_RUNNING; });
+        };
+        api.GetFirstVolumesDiskIDW = [](opal_handle, const wchar_t*, std::uint32_t* disk_id,
+                                        std::uint32_t* style) {
+            return once([&] {
+                *disk_id = 1;
+                *style = FARLO_PARTITION_STYLE_MBR;
+            });
+        };
+        api.GetDgVolumePropertiesW = [](opal_handle, const wchar_t*, const char*, const wchar_t*,
+                                        VolInfo* record,
+                                        std::uint32_t*) { return once([&] { record->type = 7; }); };
+        api.GetDgDiskPropertiesW = [](opal_handle, const wchar_t*, const char*, DgDiskList* record,
+                                      std::uint32_t*) {
+            return once([&] { record->disk_count = 1; });
+        };
+        library = farlo::Library(api);
+    }
+
+  private:
+    // Writes, and loses the connection, if it is there since the first one.
+    static std::uint32_t once(const std::function<void()>& write) {
+        if (fake_farlo().count("InitializeClusterW") != 0) {
+            return FARLO_SUCCESS;
+        }
+        write();
+        fake_farlo().lose();
+        return FARLO_NOT_CONNECTED;
+    }
+};
+
+TEST_F(HppLostResults, AreForgotten) {
+    EXPECT_EQ(connect().reservation(L"dg"), farlo::Reservation::unknown);
+    EXPECT_EQ(connect().disk_availability(L"dg").total, 0u);
+    EXPECT_EQ(connect().disk_availability(L"dg").live, 0u);
+    EXPECT_EQ(connect().node_state(), farlo::NodeState::unreported);
+    EXPECT_FALSE(connect().first_volume_disk(L"dg").has_value());
+    EXPECT_EQ(connect().volume(L"dg", L"v").type, 0u);
+    EXPECT_TRUE(connect().disks(L"dg").empty());
+}
+
+TEST_F(HppReconnect, TakesNoTimeForAPauseBelow0) {
+    policy.first_pause = milliseconds(-1);
+    policy.limit = 2;
+    const HANDLE timer = CreateWaitableTimerW(nullptr, TRUE, nullptr);
+    const LARGE_INTEGER two_seconds = {.QuadPart = -20'000'000};
+    SetWaitableTimer(timer, &two_seconds, 0, nullptr, nullptr, FALSE);
+    policy.cancel = timer;
+    fake_farlo().refused = 1;
+    EXPECT_NO_THROW(Connection(library, policy));
+    CloseHandle(timer);
+}
+
 TEST_F(HppReconnect, IsTriedAgainByTheNextCall) {
     policy.limit = 1;
     Connection connection = connect();

@@ -519,7 +519,7 @@ TEST_F(HppSizes, AreSetAnewAfterTheConnectionWasLost) {
 // -------------------------------------------------------- lost connections
 
 // The lookup that has lost its connection returns FARLO_NOT_FOUND.
-TEST_F(Hpp, IsNotTakenInByALookupThatHasLostTheConnection) {
+TEST_F(Hpp, RepeatsALookupThatHasLostTheConnection) {
     connected([this](Connection& connection) {
         FaultRule drop = dropping({.function = "DbGetObjects", .type = object_type::disk_group});
         drop.call = 1;
@@ -546,8 +546,8 @@ TEST_F(Hpp, ReportsALossWhenTheServiceStaysAway) {
     });
 }
 
-// The service has imported the group, and its answer is lost.
-TEST_F(Hpp, DoesNotRepeatAnImportWhoseAnswerWasLost) {
+// The service has imported the group, and the status is lost.
+TEST_F(Hpp, DoesNotRepeatAnImportWhoseStatusWasLost) {
     connected([this](Connection& connection) {
         FaultRule drop{.function = "PrCallDispatch"};
         drop.drops = true;

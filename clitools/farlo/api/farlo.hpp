@@ -510,6 +510,15 @@ inline void reset_timeout() noexcept {
     }
 }
 
+// An interval as the system takes it: at least 0, and less than INFINITE.
+inline std::uint32_t milliseconds_in(std::chrono::milliseconds interval) {
+    constexpr std::chrono::milliseconds longest{0xFFFFFFFE};
+    if (interval.count() < 0) {
+        return 0;
+    }
+    return static_cast<std::uint32_t>(interval < longest ? interval.count() : longest.count());
+}
+
 inline void check(std::uint32_t status, const char* function) {
     if (farlo_failed(status) != 0) {
         throw error(static_cast<Status>(status), function);
@@ -832,7 +841,7 @@ class Link {
 
     // Returns false if the caller has cancelled.
     bool wait(std::chrono::milliseconds pause) const {
-        const auto milliseconds = static_cast<DWORD>(pause.count());
+        const DWORD milliseconds = milliseconds_in(pause);
         if (m_policy.cancel != nullptr) {
             return WaitForSingleObject(m_policy.cancel, milliseconds) == WAIT_TIMEOUT;
         }
@@ -938,10 +947,11 @@ class Connection {
     explicit Connection(Library library, ReconnectPolicy policy = {})
         : m_link(std::make_unique<detail::Link>(std::move(library), std::move(policy))) {}
 
-    // Releases the handle. Later calls, which have no handle, throw Status::null_handle or
-    // another status that farlo.h states for that. The destructor does the same and ignores
-    // errors. The function for alerts is not called any more when this returns, and no callback
-    // of this header is registered with farlo.dll after the last connection.
+    // Releases the handle. Later calls have no handle and end as farlo.h states for that: most
+    // throw Status::null_handle, and the questions about clusterability return false. The
+    // destructor does the same as close() and ignores errors. The function for alerts is not called
+    // any more when this returns, and no callback of this header is registered with farlo.dll after
+    // the last connection.
     void close() {
         detail::require_no_callback("a connection is closed");
         check(m_link->close(), "UnInitializeClusterW");
@@ -970,7 +980,8 @@ class Connection {
     // the command library, until it is replaced, cleared (nullptr) or the connection closed.
     // These wait until it is not running. See CALLBACKS above; what it throws is discarded. One
     // connection of a process at a time can have a function; another one gets std::logic_error
-    // (RegisterForAlerts).
+    // (RegisterForAlerts). Other connections that were made meanwhile are registered, too: each
+    // alert then calls the function once for each of them.
     void on_alert(std::function<void()> function) {
         detail::require_no_callback("on_alert");
         const bool receives = static_cast<bool>(function);
@@ -1088,8 +1099,9 @@ class Connection {
     }
     // Whether this node holds them (GetDgReservationStatusW).
     Reservation reservation(const GroupRef& group) {
-        std::uint32_t state = FARLO_RESERVATION_UNKNOWN;
+        std::uint32_t state = 0;
         query("GetDgReservationStatusW", [&](opal_handle handle) {
+            state = FARLO_RESERVATION_UNKNOWN;
             return api().GetDgReservationStatusW(handle, group.name(), group.guid(), &state);
         });
         return static_cast<Reservation>(state);
@@ -1125,6 +1137,7 @@ class Connection {
     DiskAvailability disk_availability(const GroupRef& group) {
         DiskAvailability disks;
         query("GetDgDiskAvailabilityW", [&](opal_handle handle) {
+            disks = {};
             return api().GetDgDiskAvailabilityW(handle, group.name(), group.guid(), &disks.total,
                                                 &disks.live);
         });
@@ -1193,9 +1206,11 @@ class Connection {
     }
     // GetCVMClusterNodeStateW.
     NodeState node_state() {
-        std::uint32_t state = static_cast<std::uint32_t>(NodeState::unreported);
-        query("GetCVMClusterNodeStateW",
-              [&](opal_handle handle) { return api().GetCVMClusterNodeStateW(handle, &state); });
+        std::uint32_t state = 0;
+        query("GetCVMClusterNodeStateW", [&](opal_handle handle) {
+            state = static_cast<std::uint32_t>(NodeState::unreported);
+            return api().GetCVMClusterNodeStateW(handle, &state);
+        });
         return static_cast<NodeState>(state);
     }
 
@@ -1220,7 +1235,7 @@ class Connection {
         // The call may use a connection of its own, so the state of the handle does not matter.
         const std::uint32_t status = m_link->call([&](opal_handle handle) {
             return api().OnlineVolW(handle, guid.c_str(), device.c_str(), flags,
-                                    static_cast<std::uint32_t>(interval.count()));
+                                    detail::milliseconds_in(interval));
         });
         if (state.exception != nullptr) {
             std::rethrow_exception(state.exception);
@@ -1248,8 +1263,10 @@ class Connection {
     std::optional<DiskIdentity> first_volume_disk(const std::wstring& group) {
         constexpr std::uint32_t unwritten = 0xFFFFFFFF;
         DiskIdentity disk;
-        std::uint32_t style = unwritten;
+        std::uint32_t style = 0;
         query("GetFirstVolumesDiskIDW", [&](opal_handle handle) {
+            disk = {};
+            style = unwritten;
             return api().GetFirstVolumesDiskIDW(handle, group.c_str(), &disk.signature, &style);
         });
         if (style == unwritten) {
@@ -1434,6 +1451,8 @@ class Connection {
         return size > 0xFFFFFFFFu ? 0xFFFFFFFFu : static_cast<std::uint32_t>(size);
     }
 
+    // `function` may be called again after a loss of the connection: it must reset what the DLL
+    // need not write.
     template <class Function> void query(const char* name, Function&& function) {
         check(m_link->query(function), name);
     }
