@@ -137,6 +137,7 @@ int run(const std::wstring& name) {
         std::printf("connecting, attempt %u of %u\n", attempt.number, attempt.limit);
         return true;
     };
+    // On a cluster node load it by its full path, with flags: see farlo::Library::load.
     farlo::Connection service(farlo::Library::load(), policy);
     service.on_alert([] { SetEvent(alert_event); });
 

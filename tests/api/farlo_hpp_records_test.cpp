@@ -2,6 +2,7 @@
 // they are read.
 #include "api/hpp_test.h"
 #include "support/fault_rules.h"
+#include "support/interposer.h"
 
 #include <functional>
 #include <string>
@@ -590,6 +591,21 @@ TEST_F(Hpp, KeepsTheDllLoadedAsLongAsItIsUsed) {
         EXPECT_EQ(connection.node_state(), farlo::NodeState::stopped);
     }
     EXPECT_EQ(GetModuleHandleW(L"farlo.dll"), nullptr);
+}
+
+TEST_F(Hpp, LoadsTheDllWithTheFlagsOfTheCaller) {
+    constexpr DWORD safe = LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR | LOAD_LIBRARY_SEARCH_SYSTEM32;
+    std::vector<DWORD> passed;
+    StandIn<HMODULE(const wchar_t*, HANDLE, DWORD)> load(
+        GetModuleHandleW(nullptr), "LoadLibraryExW",
+        [&](const wchar_t* path, HANDLE reserved, DWORD flags) {
+            EXPECT_STREQ(path, L"C:\\agent\\farlo.dll");
+            passed.push_back(flags);
+            return load.real(L"farlo.dll", reserved, 0);
+        });
+    farlo::Library::load(L"C:\\agent\\farlo.dll");
+    farlo::Library::load(L"C:\\agent\\farlo.dll", safe);
+    EXPECT_EQ(passed, (std::vector<DWORD>{0, safe}));
 }
 
 TEST_F(Hpp, ReportsADllThatCannotBeLoaded) {

@@ -591,10 +591,13 @@ struct Session {
 // Connection that uses it.
 class Library {
   public:
-    // Loads the DLL from a path, or by LoadLibrary's search order. Throws std::system_error,
-    // also when it is not a farlo.dll of this version.
-    static Library load(const std::wstring& path = L"farlo.dll") {
-        const HMODULE module = LoadLibraryW(path.c_str());
+    // Loads the DLL from a path, or by LoadLibrary's search order. The flags are those of
+    // LoadLibraryEx. On a cluster node, pass the full path and LOAD_LIBRARY_SEARCH_DLL_LOAD_DIR |
+    // LOAD_LIBRARY_SEARCH_SYSTEM32: farlo.dll and the DLLs that it needs are then only looked for
+    // in its folder and in the system's. Throws std::system_error, also when it is not a farlo.dll
+    // of this version.
+    static Library load(const std::wstring& path = L"farlo.dll", std::uint32_t flags = 0) {
+        const HMODULE module = LoadLibraryExW(path.c_str(), nullptr, flags);
         if (module == nullptr) {
             throw std::system_error(static_cast<int>(GetLastError()), std::system_category(),
                                     "cannot load farlo.dll");
