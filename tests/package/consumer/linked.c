@@ -3,6 +3,10 @@
 
 #include <stdio.h>
 
+#ifndef FARLO_LINKED
+#error "the package does not define FARLO_LINKED"
+#endif
+
 int main(void) {
     opal_handle handle = NULL;
     char guid[FARLO_GUID_TEXT_SIZE];

@@ -4,6 +4,10 @@
 #include <stdio.h>
 #include <windows.h>
 
+#ifdef FARLO_LINKED
+#error "the package defines FARLO_LINKED for an agent that is not linked"
+#endif
+
 int main(void) {
     const HMODULE farlo = LoadLibraryW(L"farlo.dll");
     if (farlo == NULL) {
