@@ -10,6 +10,7 @@ from bindings.header import HEADER, _Reader, read_header
 from bindings.model import Interface
 
 EXPORTS = HEADER.parents[3] / "tests/api/exports.inc"
+MEASUREMENTS = EXPORTS.with_name("blocking_time_test.cpp")
 
 COMMON = {"FARLO_SUCCESS", "FARLO_NULL_HANDLE", "FARLO_NOT_CONNECTED"}
 SEARCH = {
@@ -23,6 +24,18 @@ TOO_LONG = "a narrow string is too long, or cannot be widened"
 
 def read(text: str) -> Interface:
     return _Reader(text).read()
+
+
+def measured_times() -> dict[str, float]:
+    """For each function, the longest time in seconds that the tests of the library measure."""
+    source = MEASUREMENTS.read_text(encoding="utf-8")
+    search = re.search(r"constexpr std::uint64_t search_ms = ([\d']+);", source)
+    assert search
+    found: dict[str, float] = {}
+    for name, terms in re.findall(r"""\{"(\w+)", ([\w'+ ]+),""", source):
+        numbers = terms.replace("search_ms", search[1]).replace("'", "").split(" + ")
+        found[name] = max(found.get(name, 0), sum(map(int, numbers)) / 1000)
+    return found
 
 
 def header_of(functions: str, statuses: str = "") -> str:
@@ -229,6 +242,21 @@ class FarloHeader(unittest.TestCase):
             blocking = self.interface.functions[name].blocking
             assert blocking
             found[name] = (blocking.seconds, blocking.unlimited)
+        self.assertEqual(found, expected)
+
+    def test_states_the_times_that_are_measured(self) -> None:
+        longest = measured_times()
+        # Connecting takes up to 1 s more than what is measured.
+        longest["OnlineVolW"] += 1
+        longest["InitializeClusterW"] = longest["ValidateClusterW"]
+        found = {}
+        for function in self.interface.functions.values():
+            assert function.blocking
+            found[function.name] = function.blocking.seconds
+        expected = {}
+        for name in found:
+            wide = name[:-1] + "W"
+            expected[name] = longest[wide if wide in longest else name]
         self.assertEqual(found, expected)
 
     def test_reads_what_a_lost_connection_results_in(self) -> None:
