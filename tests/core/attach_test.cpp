@@ -172,6 +172,8 @@ TEST_F(Attach, CreatesInheritableEventForEveryoneAndLoadsWithoutIt) {
     EXPECT_EQ(event.name, event_name);
     // The library works without the event.
     EXPECT_EQ(log_messages(), (Messages{banner, "Farlo CreateEvent failed 6\n"}));
+    char error[200];
+    ASSERT_EQ(LabLoadScenarioText("{}", error, sizeof error), 0) << error;
     opal_handle handle = nullptr;
     EXPECT_EQ(CALL(dll, ValidateClusterW)(&handle), FARLO_SUCCESS);
     EXPECT_EQ(CALL(dll, UnInitializeClusterW)(handle), FARLO_SUCCESS);

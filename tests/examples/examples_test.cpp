@@ -9,7 +9,7 @@
 #include "support/service_names.h"
 
 #include <cstdio>
-#include <set>
+#include <regex>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -92,17 +92,14 @@ class Examples : public ServiceTest {
 
     // The changes that the running service has made, in order. Its log has no line for a call
     // whose connection it dropped.
-    std::vector<std::uint32_t> changes() {
-        const std::set<std::uint32_t> queries = {method::get_mount_points.minor,
-                                                 method::get_drive_letter.minor};
-        std::vector<std::uint32_t> found;
+    std::vector<std::string> changes() {
+        std::vector<std::string> found;
         std::istringstream log(service->log());
         for (std::string line; std::getline(log, line);) {
-            unsigned client = 0;
-            unsigned minor = 0;
-            if (std::sscanf(line.c_str(), "client %u: method %u ->", &client, &minor) == 2 &&
-                !queries.contains(minor)) {
-                found.push_back(minor);
+            std::smatch call;
+            if (std::regex_search(line, call, std::regex("\\): ([A-Z_]+) ->")) &&
+                call.str(1).rfind("MNTOP_", 0) != 0) {
+                found.push_back(call.str(1));
             }
         }
         return found;
@@ -186,12 +183,10 @@ TEST_F(Examples, MonitorBringsTheGroupOnlineAndOffline) {
     EXPECT_EQ(count("stopped"), 1);
     EXPECT_EQ(m_agent->errors(), "");
     // The disks are this node's from before the import until after the deport.
-    EXPECT_EQ(changes(),
-              (std::vector<std::uint32_t>{method::arbitrate.minor, method::import_group.minor,
-                                          method::start_node.minor, method::online_volume.minor,
-                                          method::online_volume.minor, method::offline_volume.minor,
-                                          method::offline_volume.minor, method::deport_group.minor,
-                                          method::stop_reservation.minor}));
+    EXPECT_EQ(changes(), (std::vector<std::string>{
+                             "CLUSSVCOP_ARBITRATEDG", "DGOP_IMPORT", "MISCOP_STARTNODE",
+                             "MISCOP_VOLUMEONLINE", "MISCOP_VOLUMEONLINE", "MISCOP_VOLUMEOFFLINE",
+                             "MISCOP_VOLUMEOFFLINE", "DGOP_DEPORT", "CLUSSVCOP_OFFLINEDG"}));
     EXPECT_EQ(state(), is_offline);
 }
 
@@ -204,9 +199,8 @@ TEST_F(Examples, MonitorMakesEachChangeOnceWhenConnectionsDrop) {
     EXPECT_EQ(stop_monitor(), DWORD{0});
     EXPECT_EQ(state(), is_offline);
     // Those whose connection was not dropped: none is made again.
-    EXPECT_EQ(changes(),
-              (std::vector<std::uint32_t>{method::start_node.minor, method::online_volume.minor,
-                                          method::offline_volume.minor}));
+    EXPECT_EQ(changes(), (std::vector<std::string>{"MISCOP_STARTNODE", "MISCOP_VOLUMEONLINE",
+                                                   "MISCOP_VOLUMEOFFLINE"}));
     // The first connection, and one after each drop but the last: the agent then asks the
     // driver and is done.
     EXPECT_EQ(count("connecting, attempt 1 of 8"), 6);
