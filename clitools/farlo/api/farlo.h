@@ -336,7 +336,7 @@ static inline int farlo_parse_guid(const char* string, uint8_t* guid) {
             return 0;
         }
         if (place <= 15) {
-            parsed[place] = (uint8_t)(parsed[place] << 4 | digit);
+            parsed[place] = (uint8_t)((unsigned)parsed[place] << 4 | digit);
         }
     }
     if ((braces && string[i++] != '}') || string[i] != '\0') {
