@@ -1,5 +1,6 @@
 #include "store/fault_turn.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 namespace lab {
@@ -12,13 +13,23 @@ FaultTurn::FaultTurn(Members& members) {
             throw ScenarioError(call->line, "calls are counted from 1");
         }
     }
-    const std::uint64_t times = members.uint64("times", call != nullptr ? 1 : UINT64_MAX);
+    const JsonNode* given = members.find("times");
+    const std::uint64_t times = given != nullptr  ? given->unsigned_integer(UINT64_MAX)
+                                : call != nullptr ? 1
+                                                  : UINT64_MAX;
+    if (times == 0) {
+        throw ScenarioError(given->line, "the rule never applies: \"times\" is 0");
+    }
     m_last = times > UINT64_MAX - m_first ? UINT64_MAX : m_first + times - 1;
 }
 
 bool FaultTurn::is_due() {
     ++m_selected;
     return m_selected >= m_first && m_selected <= m_last;
+}
+
+std::uint64_t FaultTurn::applied() const {
+    return m_selected < m_first ? 0 : std::min(m_selected, m_last) - m_first + 1;
 }
 
 opal_status read_status(const JsonNode& node) {

@@ -19,6 +19,12 @@ class FaultTurn {
     // Counts a selected call and returns whether the rule applies to it.
     bool is_due();
 
+    // Whether the rule applies to every call that it selects.
+    bool is_always() const { return m_first == 1 && m_last == UINT64_MAX; }
+    // The calls that it has selected, and of those the ones that it applied to.
+    std::uint64_t selected() const { return m_selected; }
+    std::uint64_t applied() const;
+
   private:
     std::uint64_t m_first = 1;
     std::uint64_t m_last = UINT64_MAX;

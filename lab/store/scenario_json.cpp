@@ -128,6 +128,29 @@ class TreeBuilder {
     std::string m_key;
 };
 
+nlohmann::ordered_json to_json(const JsonNode& node) {
+    return std::visit(
+        [](const auto& value) -> nlohmann::ordered_json {
+            using T = std::decay_t<decltype(value)>;
+            if constexpr (std::is_same_v<T, JsonNode::Array>) {
+                auto array = nlohmann::ordered_json::array();
+                for (const JsonNode& element : value) {
+                    array.push_back(to_json(element));
+                }
+                return array;
+            } else if constexpr (std::is_same_v<T, JsonNode::Members>) {
+                auto object = nlohmann::ordered_json::object();
+                for (const auto& [name, member] : value) {
+                    object[name] = to_json(member);
+                }
+                return object;
+            } else {
+                return value;
+            }
+        },
+        node.value);
+}
+
 }  // namespace
 
 const JsonNode::Members& JsonNode::members() const {
@@ -187,6 +210,10 @@ JsonNode parse_json(std::string_view text) {
     nlohmann::json::sax_parse(LineIterator(text.data(), &place),
                               LineIterator(text.data() + text.size(), &place), &builder);
     return builder.take();
+}
+
+std::string json_string(const JsonNode& node) {
+    return to_json(node).dump();
 }
 
 }  // namespace lab

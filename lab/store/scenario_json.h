@@ -47,4 +47,7 @@ struct JsonNode::Member {
 // Throws ScenarioError for malformed JSON and for a duplicate key.
 JsonNode parse_json(std::string_view text);
 
+// A value as JSON on one line.
+std::string json_string(const JsonNode& node);
+
 }  // namespace lab

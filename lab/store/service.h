@@ -2,6 +2,7 @@
 // this process and by the connection to the service process.
 #pragma once
 
+#include "store/fault_plan.h"
 #include "store/value.h"
 
 #include <cstdint>
@@ -18,11 +19,21 @@ class Service {
   public:
     virtual ~Service() = default;
 
+    // `fault` is what a fault plan of the service does to the result.
     virtual opal_status get_property(const opal_objid& object, const std::string& name,
-                                     Value& value) = 0;
+                                     Value& value, ResultFault& fault) = 0;
+    opal_status get_property(const opal_objid& object, const std::string& name, Value& value) {
+        ResultFault ignored;
+        return get_property(object, name, value, ignored);
+    }
     virtual opal_status set_property(const opal_objid& object, const Property& property) = 0;
     virtual opal_status get_properties(const opal_objid& object, PropertySet& properties) = 0;
-    virtual opal_status get_type(const opal_objid& object, std::string& type) = 0;
+    virtual opal_status get_type(const opal_objid& object, std::string& type,
+                                 ResultFault& fault) = 0;
+    opal_status get_type(const opal_objid& object, std::string& type) {
+        ResultFault ignored;
+        return get_type(object, type, ignored);
+    }
 
     // Objects of all types if `type` is empty.
     virtual opal_status get_children(const opal_objid& object, const std::string& type,

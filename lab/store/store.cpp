@@ -72,7 +72,8 @@ void Store::report_changes() {
     }
 }
 
-opal_status Store::get_property(const opal_objid& id, const std::string& name, Value& value) {
+opal_status Store::get_property(const opal_objid& id, const std::string& name, Value& value,
+                                ResultFault& /*fault*/) {
     settle();
     const Shared hold(m_lock);
     opal_status status = ZTSTATUS_OK;
@@ -108,7 +109,7 @@ opal_status Store::get_properties(const opal_objid& id, PropertySet& properties)
     return status;
 }
 
-opal_status Store::get_type(const opal_objid& id, std::string& type) {
+opal_status Store::get_type(const opal_objid& id, std::string& type, ResultFault& /*fault*/) {
     const Shared hold(m_lock);
     opal_status status = ZTSTATUS_OK;
     if (const Object* object = locate(id, status)) {
@@ -249,6 +250,13 @@ void Store::raise_alert(const std::string& name) {
     if (m_sink) {
         m_sink(name);
     }
+}
+
+FaultScope service_scope(Store& store) {
+    return {.service_only = true, .has_object = [&store](const std::string& name) {
+                opal_objid id;
+                return name == "null" || store.find_named(name, id);
+            }};
 }
 
 }  // namespace lab

@@ -18,11 +18,13 @@ class Store : public Service {
     explicit Store(Model model, Clock clock = GetTickCount64)
         : m_model(std::move(model)), m_clock(clock) {}
 
-    opal_status get_property(const opal_objid& object, const std::string& name,
-                             Value& value) override;
+    using Service::get_property;
+    opal_status get_property(const opal_objid& object, const std::string& name, Value& value,
+                             ResultFault& fault) override;
     opal_status set_property(const opal_objid& object, const Property& property) override;
     opal_status get_properties(const opal_objid& object, PropertySet& properties) override;
-    opal_status get_type(const opal_objid& object, std::string& type) override;
+    using Service::get_type;
+    opal_status get_type(const opal_objid& object, std::string& type, ResultFault& fault) override;
     opal_status get_children(const opal_objid& object, const std::string& type,
                              std::vector<opal_objid>& ids) override;
     opal_status get_parents(const opal_objid& object, const std::string& type,
@@ -65,5 +67,8 @@ class Store : public Service {
     SRWLOCK m_sink_lock = SRWLOCK_INIT;  // held while an alert is delivered
     AlertSink m_sink;
 };
+
+// The scope of a fault plan of a service with this store.
+FaultScope service_scope(Store& store);
 
 }  // namespace lab

@@ -128,6 +128,22 @@ bool Reader::flag() {
     return value != 0;
 }
 
+Results Reader::results() {
+    const std::uint32_t value = number();
+    if (value > static_cast<std::uint32_t>(Results::withheld)) {
+        throw Malformed("an unknown kind of results");
+    }
+    return static_cast<Results>(value);
+}
+
+Lie Reader::lie() {
+    const std::uint32_t value = number();
+    if (value > static_cast<std::uint32_t>(Lie::null)) {
+        throw Malformed("an unknown lie");
+    }
+    return static_cast<Lie>(value);
+}
+
 std::string Reader::text() {
     std::string value(count(sizeof(char)), '\0');
     raw(value.data(), value.size());

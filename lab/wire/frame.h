@@ -6,6 +6,7 @@
 // the connection must then be closed.
 #pragma once
 
+#include "store/fault_plan.h"
 #include "store/value.h"
 
 #include <cstdint>
@@ -54,6 +55,13 @@ enum class Operation : std::uint32_t {
     process,
 };
 
+// What follows the status of an answer.
+enum class Results : std::uint32_t {
+    none,  // the request has failed
+    present,
+    withheld,  // the request has succeeded, and the fault plan keeps the results back
+};
+
 class Malformed : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
@@ -64,6 +72,8 @@ class Writer {
     void number(std::uint32_t value) { raw(&value, sizeof value); }
     void big_number(std::uint64_t value) { raw(&value, sizeof value); }
     void flag(bool value) { number(value ? 1 : 0); }
+    void results(Results value) { number(static_cast<std::uint32_t>(value)); }
+    void lie(Lie value) { number(static_cast<std::uint32_t>(value)); }
     void text(const std::string& value);
     void wide(const std::wstring& value);
     void guid(const GUID& value) { raw(&value, sizeof value); }
@@ -87,6 +97,8 @@ class Reader {
     std::uint32_t number();
     std::uint64_t big_number();
     bool flag();
+    Results results();
+    Lie lie();
     std::string text();
     std::wstring wide();
     GUID guid();

@@ -1,8 +1,8 @@
 // Calls that stay in this process, with faults of the fault plan.
 #pragma once
 
+#include "store/bus_status.h"
 #include "ztbus3/bus_connection.h"
-#include "ztbus3/bus_status.h"
 #include "ztbus3/fault_plan.h"
 #include "ztbus3/function.h"
 #include "ztbus3/recorder.h"

@@ -95,7 +95,14 @@ ZTBUS3_API void LabRaiseAlert(const char* name);
  *
  * Strings have backslash escapes for quotes, backslashes and everything that is
  * not printable ASCII. An invalid property of a client is written as "name"
- * malformed. Objects are written as "@" and their name in the scenario; the null
+ * malformed. A property that a fault has changed is written as it was returned:
+ *
+ *   ObGetProperty @dg1 "dgid" -> 0x0 UINT32 with the bytes of STR "g1"
+ *   ObGetProperty @dg1 "dgid" -> 0x0 STR "g1" unterminated
+ *   ObGetProperty @dg1 "dgid" -> 0x0 STR NULL
+ *   ObGetProperty @dg1 "type" -> 0x0 UINT32 2 of size 0
+ *
+ Objects are written as "@" and their name in the scenario; the null
  * id is "@null", an unknown id is "@" and hexadecimal digits. The line of a call
  * with an unknown connection, or with another connection's context, ends with
  * " !connection".
@@ -112,48 +119,10 @@ ZTBUS3_API size_t LabRecorderText(char* buffer, size_t capacity);
 /* -------------------------------------------------------------- fault plan */
 
 /*
- * Replaces the fault plan with a JSON array of rules. NULL or "[]" removes the
- * plan. If a rule is invalid, or could not do what it says, the function fails
- * and the old plan stays.
- *
- * A rule selects the calls that match all of these keys:
- *
- *   "function": "PrCallDispatch"    the function; default: every function that
- *                                   reaches the service
- *   "object": "dg1", "property": "Name", "type": "tamo_ztvm_volume",
- *   "minor": 2003                   what the call refers to
- *
- * It applies to some of the calls that it selects:
- *
- *   "call": 2                       the first one, counted from 1; default: 1
- *   "times": 3                      the number of calls; default: 1 with "call",
- *                                   else no limit
- *
- * Every rule counts the calls that it selects. If several rules apply to a call,
- * the first one is used. A rule has one or more compatible effects:
- *
- *   "status": "0xc1000001"          returns the status and does nothing
- *   "after": "0xc1000001"           does the work, then returns the status
- *   "nothing": true                 does the work, then returns success but no
- *                                   results: NULL, a cleared property or a count
- *                                   of 0; an empty set from ObGetProperties and
- *                                   PrCallDispatch
- *   "drop": true                    does the work and drops every connection
- *   "delay": 200                    first waits that many milliseconds
- *   "as": "UINT32"                  returns the property with that type tag and
- *                                   its bytes unchanged
- *   "lie": "empty"                  returns the property with its type, but with
- *                                   a wrong value:
- *       "empty"          no characters or elements
- *       "long"           ten times as many characters or elements
- *       "unterminated"   no NUL within its size
- *       "short"          one element less
- *       "null"           value NULL, size 0
- *
- * "as" and "lie" apply to ObGetProperty and PsFindProperty, and to
- * PsFindNextProperty if the rule names it. "empty" and "short" give a number the
- * size 0. Of the functions without a status, only _ZtAlloc and ZtGUIDToString
- * accept faults: "nothing" and "delay".
+ * Replaces the fault plan of this process with a JSON array of rules, which docs/lab.md
+ * describes. NULL or "[]" removes the plan. If a rule is invalid, cannot do what it says
+ * or can never apply, the function fails and the old plan stays. Objects are not
+ * checked: the scenario may be loaded later.
  */
 ZTBUS3_API int LabSetFaultPlan(const char* json, char* error, size_t capacity);
 

@@ -1,6 +1,6 @@
 // The functions of the bus that call the service: objects, database, methods.
+#include "store/bus_status.h"
 #include "ztbus3/bus_connection.h"
-#include "ztbus3/bus_status.h"
 #include "ztbus3/fault_plan.h"
 #include "ztbus3/function.h"
 #include "ztbus3/live.h"
@@ -51,8 +51,9 @@ class ServiceCall {
         }
     }
 
-    // `work` takes the Service and returns a status. After a success `deliver`
-    // takes the fault and returns the results to the client.
+    // `work` takes the Service and what the service's fault plan does to the results, and
+    // returns a status. After a success `deliver` takes the fault and returns the results to
+    // the client.
     template <class Work, class Deliver>
     opal_status run(const About& about, Work&& work, Deliver&& deliver) {
         try {
@@ -72,7 +73,7 @@ class ServiceCall {
     template <class Arguments, class Results>
     void write_down(Arguments&& arguments, Results&& results) const {
         if (is_recorded(m_function)) {
-            record(m_function, " " + arguments() + status_text(m_status) + results() +
+            record(m_function, " " + arguments() + status_string(m_status) + results() +
                                    (m_known ? "" : " !connection"));
         }
     }
@@ -94,8 +95,12 @@ class ServiceCall {
         if (fault.answers) {
             fault.nothing = true;
         } else {
-            status = work(*m_connection->service());
-            if (fault.nothing) {
+            ResultFault of_service;
+            status = work(*m_connection->service(), of_service);
+            if (!fault.changes_results()) {
+                static_cast<ResultFault&>(fault) = of_service;
+            }
+            if (fault.nothing && !of_service.nothing) {
                 status = ZTSTATUS_OK;
             }
         }
@@ -142,7 +147,7 @@ opal_status find_objects(ServiceCall& call, const About& about, bool valid, opal
         !valid || ids == nullptr || count == nullptr
             ? call.refuse()
             : call.run(
-                  about, [&](Service& service) { return find(service, found); },
+                  about, [&](Service& service, ResultFault&) { return find(service, found); },
                   [&](const Fault& fault) {
                       if (fault.nothing) {
                           found.clear();
@@ -151,7 +156,8 @@ opal_status find_objects(ServiceCall& call, const About& about, bool valid, opal
                           hand_out_block(found.data(), found.size() * sizeof(opal_objid)));
                       *count = static_cast<std::uint32_t>(found.size());
                   });
-    call.write_down(arguments, [&] { return is_failure(status) ? "" : " " + objects_text(found); });
+    call.write_down(arguments,
+                    [&] { return is_failure(status) ? "" : " " + call_text().objects(found); });
     return status;
 }
 
@@ -181,21 +187,26 @@ opal_status ObGetProperty(opal_connection connection, opal_context context,
                           const opal_objid* object, const char* name, opal_property* property) {
     ServiceCall call(Function::ObGetProperty, connection, context);
     Value value;
+    ResultFault handed_out;
     const opal_status status =
         object == nullptr || name == nullptr || property == nullptr
             ? call.refuse()
             : call.run(
                   {.object = object, .property = name},
-                  [&](Service& service) { return service.get_property(*object, name, value); },
+                  [&](Service& service, ResultFault& fault) {
+                      return service.get_property(*object, name, value, fault);
+                  },
                   [&](const Fault& fault) {
                       if (fault.nothing) {
                           *property = {};
                       } else {
                           hand_out_with(fault, name, value, *property);
                       }
+                      handed_out = fault;
                   });
-    call.write_down([&] { return object_text(object) + " " + name_text(name); },
-                    [&] { return call.delivered() ? " " + value_text(value) : ""; });
+    call.write_down(
+        [&] { return object_string(object) + " " + name_string(name); },
+        [&] { return call.delivered() ? " " + call_text().value(value, handed_out) : ""; });
     return status;
 }
 
@@ -208,9 +219,11 @@ opal_status ObSetProperty(opal_connection connection, opal_context context,
             ? call.refuse()
             : call.run(
                   {.object = object, .property = taken.name.c_str()},
-                  [&](Service& service) { return service.set_property(*object, taken); },
+                  [&](Service& service, ResultFault&) {
+                      return service.set_property(*object, taken);
+                  },
                   [](const Fault&) {});
-    call.write_down([&] { return object_text(object) + " " + client_property_text(property); });
+    call.write_down([&] { return object_string(object) + " " + client_property_string(property); });
     return status;
 }
 
@@ -223,12 +236,14 @@ opal_status ObGetProperties(opal_connection connection, opal_context context,
             ? call.refuse()
             : call.run(
                   {.object = object},
-                  [&](Service& service) { return service.get_properties(*object, properties); },
+                  [&](Service& service, ResultFault&) {
+                      return service.get_properties(*object, properties);
+                  },
                   [&](const Fault& fault) {
                       *set = new_propset(fault.nothing ? PropertySet() : properties);
                   });
-    call.write_down([&] { return object_text(object); },
-                    [&] { return is_failure(status) ? "" : " " + set_text(*set); });
+    call.write_down([&] { return object_string(object); },
+                    [&] { return is_failure(status) ? "" : " " + set_string(*set); });
     return status;
 }
 
@@ -241,14 +256,16 @@ opal_status ObGetObjectType(opal_connection connection, opal_context context,
             ? call.refuse()
             : call.run(
                   {.object = object},
-                  [&](Service& service) { return service.get_type(*object, found); },
+                  [&](Service& service, ResultFault& fault) {
+                      return service.get_type(*object, found, fault);
+                  },
                   [&](const Fault& fault) {
                       *type =
                           fault.nothing
                               ? nullptr
                               : static_cast<char*>(hand_out_block(found.c_str(), found.size() + 1));
                   });
-    call.write_down([&] { return object_text(object); },
+    call.write_down([&] { return object_string(object); },
                     [&] { return call.delivered() ? " " + found : ""; });
     return status;
 }
@@ -262,7 +279,7 @@ opal_status ObGetChildObjects(opal_connection connection, opal_context context,
         [&](Service& service, std::vector<opal_objid>& found) {
             return service.get_children(*object, text_or_empty(type), found);
         },
-        [&] { return object_text(object) + " " + (type != nullptr ? type : "*"); });
+        [&] { return object_string(object) + " " + (type != nullptr ? type : "*"); });
 }
 
 opal_status ObGetParentObjects(opal_connection connection, opal_context context,
@@ -274,20 +291,21 @@ opal_status ObGetParentObjects(opal_connection connection, opal_context context,
         [&](Service& service, std::vector<opal_objid>& found) {
             return service.get_parents(*object, text_or_empty(type), found);
         },
-        [&] { return object_text(object) + " " + (type != nullptr ? type : "*"); });
+        [&] { return object_string(object) + " " + (type != nullptr ? type : "*"); });
 }
 
 opal_status ObDeleteObject(opal_connection connection, opal_context context,
                            const opal_objid* object) {
     ServiceCall call(Function::ObDeleteObject, connection, context);
     // Formatted first, because the deleted object has no name.
-    const std::string text = is_recorded(Function::ObDeleteObject) ? object_text(object) : "";
+    const std::string text = is_recorded(Function::ObDeleteObject) ? object_string(object) : "";
     const opal_status status =
-        object == nullptr ? call.refuse()
-                          : call.run(
-                                {.object = object},
-                                [&](Service& service) { return service.delete_object(*object); },
-                                [](const Fault&) {});
+        object == nullptr
+            ? call.refuse()
+            : call.run(
+                  {.object = object},
+                  [&](Service& service, ResultFault&) { return service.delete_object(*object); },
+                  [](const Fault&) {});
     call.write_down([&] { return text; });
     return status;
 }
@@ -337,7 +355,7 @@ opal_status PrCallDispatch(opal_connection connection, const opal_objid* target,
     if (valid) {
         status = call.run(
             {.object = target, .minor = minor},
-            [&](Service& service) {
+            [&](Service& service, ResultFault&) {
                 return service.invoke(*target, *interface_id, major, minor,
                                       input != nullptr ? input->properties : PropertySet(),
                                       results);
@@ -361,12 +379,12 @@ opal_status PrCallDispatch(opal_connection connection, const opal_objid* target,
     }
     call.write_down(
         [&] {
-            return object_text(target) + " " +
+            return object_string(target) + " " +
                    (interface_id != nullptr ? guid_string(*interface_id) : "NULL") + " " +
-                   std::to_string(major) + "." + std::to_string(minor) + " " + set_text(input) +
+                   std::to_string(major) + "." + std::to_string(minor) + " " + set_string(input) +
                    " " + std::to_string(reserved1) + "," + std::to_string(reserved2) + "," +
                    std::to_string(reserved3) + "," + std::to_string(reserved4);
         },
-        [&] { return " " + set_text(output); });
+        [&] { return " " + set_string(output); });
     return status;
 }

@@ -43,7 +43,7 @@ opal_status put_property(Function function, opal_propset set, const opal_propert
             return put(std::move(taken));
         },
         [&](opal_status status) {
-            return set_name(set) + " " + client_property_text(property) + status_text(status);
+            return set_name(set) + " " + client_property_string(property) + status_string(status);
         });
 }
 
@@ -63,8 +63,11 @@ opal_status give_set(const Fault& fault, PropertySet properties, opal_propset& s
     return ZTSTATUS_OK;
 }
 
-std::string found_text(const Property* found) {
-    return found != nullptr ? " " + quoted(found->name) + " " + value_text(found->value) : "";
+// A property as it was returned with a fault; empty if none was.
+std::string found_string(const Property* found, const ResultFault& fault) {
+    return found != nullptr
+               ? " " + quoted(found->name) + " " + call_text().value(found->value, fault)
+               : "";
 }
 
 }  // namespace
@@ -108,7 +111,7 @@ opal_status PsCreatePropset(opal_propset* set) {
             return give_set(fault, {}, *set);
         },
         [set](opal_status status) {
-            return status_text(status) + (!is_failure(status) ? set_name(*set) : "");
+            return status_string(status) + (!is_failure(status) ? set_name(*set) : "");
         });
 }
 
@@ -119,7 +122,7 @@ opal_status PsDestroyPropset(opal_propset set) {
         [set](const Fault&) {
             return delete_propset(set) ? ZTSTATUS_OK : ZTERROR_INVALID_ARGUMENT;
         },
-        [&name](opal_status status) { return name + status_text(status); });
+        [&name](opal_status status) { return name + status_string(status); });
 }
 
 opal_status PsAddProperty(opal_propset set, const opal_property* property) {
@@ -149,6 +152,7 @@ opal_status PsSetProperty(opal_propset set, const opal_property* property) {
 
 opal_status PsFindProperty(opal_propset set, const char* name, opal_property* property) {
     const Property* found = nullptr;
+    ResultFault handed_out;
     return client_call(
         Function::PsFindProperty, name,
         [&](const Fault& fault) -> opal_status {
@@ -159,12 +163,13 @@ opal_status PsFindProperty(opal_propset set, const char* name, opal_property* pr
                 *property = {};
                 return ZTSTATUS_OK;
             }
+            handed_out = fault;
             found = find_in(set, name);
             return found != nullptr ? give_property(fault, *found, *property) : ZTERROR_PROPERTY;
         },
         [&](opal_status status) {
-            return set_name(set) + " " + name_text(name) + status_text(status) +
-                   found_text(is_failure(status) ? nullptr : found);
+            return set_name(set) + " " + name_string(name) + status_string(status) +
+                   found_string(is_failure(status) ? nullptr : found, handed_out);
         });
 }
 
@@ -178,11 +183,12 @@ opal_status PsOpenPropset(opal_propset set) {
             set->walk = 0;
             return ZTSTATUS_OK;
         },
-        [set](opal_status status) { return set_name(set) + status_text(status); });
+        [set](opal_status status) { return set_name(set) + status_string(status); });
 }
 
 opal_status PsFindNextProperty(opal_propset set, opal_property* property) {
     const Property* found = nullptr;
+    ResultFault handed_out;
     return client_call(
         Function::PsFindNextProperty, nullptr,
         [&](const Fault& fault) -> opal_status {
@@ -192,22 +198,24 @@ opal_status PsFindNextProperty(opal_propset set, opal_property* property) {
             if (set->walk >= set->properties.size()) {
                 return ZTERROR_END_OF_SET;
             }
-            found = &set->properties[set->walk++];
+            const Property& next = set->properties[set->walk++];
             if (fault.nothing) {
                 *property = {};
                 return ZTSTATUS_OK;
             }
+            found = &next;
+            handed_out = fault;
             return give_property(fault, *found, *property);
         },
         [&](opal_status status) {
-            return set_name(set) + status_text(status) +
-                   found_text(is_failure(status) ? nullptr : found);
+            return set_name(set) + status_string(status) +
+                   found_string(is_failure(status) ? nullptr : found, handed_out);
         });
 }
 
 opal_status PsFreeProperty(opal_property* property) {
     const char* given = property != nullptr ? property->name : nullptr;
-    const std::string name = is_recorded(Function::PsFreeProperty) ? name_text(given) : "";
+    const std::string name = is_recorded(Function::PsFreeProperty) ? name_string(given) : "";
     return client_call(
         Function::PsFreeProperty, given,
         [property](const Fault&) -> opal_status {
@@ -219,7 +227,7 @@ opal_status PsFreeProperty(opal_property* property) {
             }
             return free_property(*property) ? ZTSTATUS_OK : ZTERROR_INVALID_ARGUMENT;
         },
-        [&name](opal_status status) { return " " + name + status_text(status); });
+        [&name](opal_status status) { return " " + name + status_string(status); });
 }
 
 opal_status PsCopyPropset(opal_propset set, opal_propset* copy) {
@@ -232,7 +240,7 @@ opal_status PsCopyPropset(opal_propset set, opal_propset* copy) {
             return give_set(fault, set->properties, *copy);
         },
         [set, copy](opal_status status) {
-            return set_name(set) + status_text(status) +
+            return set_name(set) + status_string(status) +
                    (!is_failure(status) ? set_name(*copy) : "");
         });
 }

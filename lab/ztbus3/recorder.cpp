@@ -7,7 +7,6 @@
 #include "ztbus3/propset.h"
 
 #include <atomic>
-#include <cstdio>
 #include <cstring>
 
 namespace lab {
@@ -41,47 +40,29 @@ void record(Function function, const std::string& rest) {
     lines += '\n';
 }
 
-std::string object_text(const opal_objid* object) {
-    return object == nullptr ? "NULL" : "@" + name_of_object(*object);
+CallText call_text() {
+    return CallText(name_of, nullptr);
 }
 
-std::string objects_text(const std::vector<opal_objid>& objects) {
-    std::string text = "[";
-    for (const opal_objid& object : objects) {
-        text += (text.size() == 1 ? "" : " ") + object_text(&object);
-    }
-    return text + "]";
+std::string object_string(const opal_objid* object) {
+    return object == nullptr ? "NULL" : call_text().object(*object);
 }
 
-std::string value_text(const Value& value) {
-    return std::string(type_name(value.type)) + " " + to_text(value, name_of, nullptr);
+std::string set_string(opal_propset set) {
+    return is_propset(set) ? call_text().set(set->properties) : "NULL";
 }
 
-std::string set_text(const PropertySet& set) {
-    return to_text(set, name_of, nullptr);
-}
-
-std::string set_text(opal_propset set) {
-    return is_propset(set) ? set_text(set->properties) : "NULL";
-}
-
-std::string client_property_text(const opal_property* property) {
+std::string client_property_string(const opal_property* property) {
     if (property == nullptr) {
         return "NULL";
     }
     Property taken;
-    return name_text(property->name) + " " +
-           (take_in(*property, taken) ? value_text(taken.value) : "malformed");
+    return name_string(property->name) + " " +
+           (take_in(*property, taken) ? call_text().value(taken.value) : "malformed");
 }
 
-std::string status_text(opal_status status) {
-    char text[24];
-    std::snprintf(text, sizeof text, " -> 0x%x", static_cast<unsigned>(status));
-    return text;
-}
-
-std::string name_text(const char* text) {
-    return text == nullptr ? "NULL" : quoted(std::string(text));
+std::string name_string(const char* name) {
+    return name == nullptr ? "NULL" : quoted(std::string(name));
 }
 
 }  // namespace lab

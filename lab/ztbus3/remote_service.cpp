@@ -32,9 +32,11 @@ class RemoteLink {
 
     // Sends a request and waits for its answer: a status and, if the call succeeded
     // or is a method call, results, which `read_results` reads. If no answer comes
-    // within the limit, the connection is lost.
+    // within the limit, the connection is lost. `withheld` receives whether a fault plan
+    // has kept back the results of a success.
     template <class ReadResults>
-    opal_status ask(Writer& request, ReadResults&& read_results, DWORD limit_ms = INFINITE) {
+    opal_status ask(Writer& request, ReadResults&& read_results, DWORD limit_ms = INFINITE,
+                    bool* withheld = nullptr) {
         const std::vector<std::uint8_t> question = request.take();
         if (question.size() > frame_limit) {
             return ZTERROR_INVALID_ARGUMENT;
@@ -50,10 +52,14 @@ class RemoteLink {
         try {
             Reader answer(waiting.body());
             const opal_status status = answer.number();
-            if (answer.flag()) {
+            const Results results = answer.results();
+            if (results == Results::present) {
                 read_results(answer);
-            } else if (status == ZTSTATUS_OK) {
+            } else if (results == Results::none && status == ZTSTATUS_OK) {
                 throw Malformed("a success without results");
+            }
+            if (withheld != nullptr) {
+                *withheld = results == Results::withheld;
             }
             answer.finish();
             return status;
@@ -229,13 +235,20 @@ class RemoteService : public Service {
         return status;
     }
 
-    opal_status get_property(const opal_objid& object, const std::string& name,
-                             Value& value) override {
+    opal_status get_property(const opal_objid& object, const std::string& name, Value& value,
+                             ResultFault& fault) override {
         Writer request;
         request.number(static_cast<std::uint32_t>(Operation::get_property));
         request.object(object);
         request.text(name);
-        return m_link->ask(request, [&](Reader& answer) { value = answer.value(); });
+        return m_link->ask(
+            request,
+            [&](Reader& answer) {
+                value = answer.value();
+                fault.as_type = answer.number();
+                fault.lie = answer.lie();
+            },
+            INFINITE, &fault.nothing);
     }
     opal_status set_property(const opal_objid& object, const Property& property) override {
         Writer request;
@@ -251,11 +264,12 @@ class RemoteService : public Service {
         request.object(object);
         return m_link->ask(request, [&](Reader& answer) { properties = answer.set(); });
     }
-    opal_status get_type(const opal_objid& object, std::string& type) override {
+    opal_status get_type(const opal_objid& object, std::string& type, ResultFault& fault) override {
         Writer request;
         request.number(static_cast<std::uint32_t>(Operation::get_type));
         request.object(object);
-        return m_link->ask(request, [&](Reader& answer) { type = answer.text(); });
+        return m_link->ask(
+            request, [&](Reader& answer) { type = answer.text(); }, INFINITE, &fault.nothing);
     }
     opal_status get_children(const opal_objid& object, const std::string& type,
                              std::vector<opal_objid>& ids) override {

@@ -143,7 +143,7 @@ void ZtTrace(uint32_t level, const char* format, ...) {
     va_end(arguments);
     text[length < 0 ? static_cast<int>(sizeof text - 1) : length] = '\0';
     if (is_recorded(Function::ZtTrace)) {
-        record(Function::ZtTrace, " " + std::to_string(level) + " " + name_text(text));
+        record(Function::ZtTrace, " " + std::to_string(level) + " " + name_string(text));
     }
     const Shared hold(trace_lock);
     if (trace_sink != nullptr) {

@@ -1,5 +1,6 @@
 #include "ztsvc/client.h"
 
+#include "store/bus_status.h"
 #include "wire/process_identity.h"
 
 namespace lab {
@@ -10,24 +11,28 @@ constexpr std::size_t longest_program_name = 255;
 // Thrown when the fault plan closes the client's connection.
 struct Dropped {};
 
-// Builds an answer: a status and results.
+// Builds an answer: a status and, after a success that the fault plan does not withhold, results.
 template <class Write>
-std::vector<std::uint8_t> reply(opal_status status, bool has_results, Write&& write) {
+std::vector<std::uint8_t> reply(opal_status status, const Fault& fault, Write&& write) {
     Writer body;
     body.number(status);
-    body.flag(has_results);
-    if (has_results) {
+    const Results results = is_failure(status) ? Results::none
+                            : fault.nothing    ? Results::withheld
+                                               : Results::present;
+    body.results(results);
+    if (results == Results::present) {
         write(body);
     }
     return body.take();
 }
 
-std::vector<std::uint8_t> reply_ids(opal_status status, const std::vector<opal_objid>& ids) {
-    return reply(status, status == ZTSTATUS_OK, [&](Writer& body) { body.objects(ids); });
+std::vector<std::uint8_t> reply_ids(opal_status status, const Fault& fault,
+                                    const std::vector<opal_objid>& ids) {
+    return reply(status, fault, [&](Writer& body) { body.objects(ids); });
 }
 
-std::vector<std::uint8_t> reply_status(opal_status status) {
-    return reply(status, status == ZTSTATUS_OK, [](Writer&) {});
+std::vector<std::uint8_t> reply_status(opal_status status, const Fault& fault) {
+    return reply(status, fault, [](Writer&) {});
 }
 
 }  // namespace
@@ -70,18 +75,42 @@ void Client::alert(const std::string& name) {
     }
 }
 
+// What a request refers to, for the fault plan.
+struct Client::About {
+    const opal_objid* object = nullptr;
+    std::string property = {};
+    std::string type = {};
+    std::uint32_t minor = 0;
+};
+
 template <class Work>
-opal_status Client::faulty(Operation operation, Work&& work, std::uint32_t minor) {
-    const ServiceFault fault = m_faults.next(operation, minor);
-    if (fault.delay_ms != 0) {
-        Sleep(fault.delay_ms);
+Fault Client::perform(Function function, const About& about, opal_status& status, Work&& work) {
+    Fault fault;
+    if (!m_faults.empty()) {
+        fault =
+            m_faults.next(function, {about.object != nullptr ? m_store.name_of(*about.object) : "",
+                                     about.property, about.type, about.minor});
+        if (fault.delay_ms != 0) {
+            Sleep(fault.delay_ms);
+        }
     }
     m_kernel.collect();
-    const opal_status status = fault.status ? *fault.status : work();
+    status = fault.status;
+    if (fault.answers) {
+        fault.nothing = true;
+    } else {
+        status = work();
+        if (fault.nothing) {
+            status = ZTSTATUS_OK;
+        }
+    }
     if (fault.drop) {
         throw Dropped();
     }
-    return status;
+    if (fault.after) {
+        status = fault.status;
+    }
+    return fault;
 }
 
 Client::Answer Client::get_property(Reader& body) {
@@ -89,9 +118,14 @@ Client::Answer Client::get_property(Reader& body) {
     const std::string name = body.text();
     body.finish();
     Value value;
-    const opal_status status =
-        faulty(Operation::get_property, [&] { return m_store.get_property(object, name, value); });
-    return reply(status, status == ZTSTATUS_OK, [&](Writer& out) { out.value(value); });
+    opal_status status = ZTSTATUS_OK;
+    const Fault fault = perform(Function::ObGetProperty, {.object = &object, .property = name},
+                                status, [&] { return m_store.get_property(object, name, value); });
+    return reply(status, fault, [&](Writer& out) {
+        out.value(value);
+        out.number(fault.as_type);
+        out.lie(fault.lie);
+    });
 }
 
 Client::Answer Client::set_property(Reader& body) {
@@ -100,62 +134,73 @@ Client::Answer Client::set_property(Reader& body) {
     property.name = body.text();
     property.value = body.value();
     body.finish();
-    return reply_status(
-        faulty(Operation::set_property, [&] { return m_store.set_property(object, property); }));
+    opal_status status = ZTSTATUS_OK;
+    const Fault fault =
+        perform(Function::ObSetProperty, {.object = &object, .property = property.name}, status,
+                [&] { return m_store.set_property(object, property); });
+    return reply_status(status, fault);
 }
 
 Client::Answer Client::get_properties(Reader& body) {
     const opal_objid object = body.object();
     body.finish();
     PropertySet properties;
-    const opal_status status = faulty(Operation::get_properties,
-                                      [&] { return m_store.get_properties(object, properties); });
-    return reply(status, status == ZTSTATUS_OK, [&](Writer& out) { out.set(properties); });
+    opal_status status = ZTSTATUS_OK;
+    const Fault fault = perform(Function::ObGetProperties, {.object = &object}, status,
+                                [&] { return m_store.get_properties(object, properties); });
+    return reply(status, fault, [&](Writer& out) { out.set(properties); });
 }
 
 Client::Answer Client::get_type(Reader& body) {
     const opal_objid object = body.object();
     body.finish();
     std::string type;
-    const opal_status status =
-        faulty(Operation::get_type, [&] { return m_store.get_type(object, type); });
-    return reply(status, status == ZTSTATUS_OK, [&](Writer& out) { out.text(type); });
+    opal_status status = ZTSTATUS_OK;
+    const Fault fault = perform(Function::ObGetObjectType, {.object = &object}, status,
+                                [&] { return m_store.get_type(object, type); });
+    return reply(status, fault, [&](Writer& out) { out.text(type); });
 }
 
-Client::Answer Client::get_related(Reader& body, Operation operation) {
+Client::Answer Client::get_related(Reader& body, Function function) {
     const opal_objid object = body.object();
     const std::string type = body.text();
     body.finish();
     std::vector<opal_objid> ids;
-    const opal_status status = faulty(operation, [&] {
-        return operation == Operation::get_children ? m_store.get_children(object, type, ids)
-                                                    : m_store.get_parents(object, type, ids);
+    opal_status status = ZTSTATUS_OK;
+    const Fault fault = perform(function, {.object = &object, .type = type}, status, [&] {
+        return function == Function::ObGetChildObjects ? m_store.get_children(object, type, ids)
+                                                       : m_store.get_parents(object, type, ids);
     });
-    return reply_ids(status, ids);
+    return reply_ids(status, fault, ids);
 }
 
 Client::Answer Client::delete_object(Reader& body) {
     const opal_objid object = body.object();
     body.finish();
-    return reply_status(
-        faulty(Operation::delete_object, [&] { return m_store.delete_object(object); }));
+    opal_status status = ZTSTATUS_OK;
+    const Fault fault = perform(Function::ObDeleteObject, {.object = &object}, status,
+                                [&] { return m_store.delete_object(object); });
+    return reply_status(status, fault);
 }
 
 Client::Answer Client::get_objects(Reader& body) {
     const std::string type = body.text();
     body.finish();
     std::vector<opal_objid> ids;
-    const opal_status status =
-        faulty(Operation::get_objects, [&] { return m_store.get_objects(type, ids); });
-    return reply_ids(status, ids);
+    opal_status status = ZTSTATUS_OK;
+    const Fault fault = perform(Function::DbGetObjects, {.type = type}, status,
+                                [&] { return m_store.get_objects(type, ids); });
+    return reply_ids(status, fault, ids);
 }
 
 Client::Answer Client::query(Reader& body) {
     const std::wstring text = body.wide();
     body.finish();
     std::vector<opal_objid> ids;
-    const opal_status status = faulty(Operation::query, [&] { return m_store.query(text, ids); });
-    return reply_ids(status, ids);
+    opal_status status = ZTSTATUS_OK;
+    const Fault fault = perform(Function::DbGetObjectsByQuery, {}, status,
+                                [&] { return m_store.query(text, ids); });
+    return reply_ids(status, fault, ids);
 }
 
 Client::Answer Client::invoke(Reader& body) {
@@ -166,18 +211,27 @@ Client::Answer Client::invoke(Reader& body) {
     const PropertySet input = body.set();
     body.finish();
     PropertySet output;
-    const opal_status status = faulty(
-        Operation::invoke,
-        [&] { return m_store.invoke(target, interface_id, major, minor, input, output); }, minor);
+    opal_status status = ZTSTATUS_OK;
+    const Fault fault =
+        perform(Function::PrCallDispatch, {.object = &target, .minor = minor}, status,
+                [&] { return m_store.invoke(target, interface_id, major, minor, input, output); });
+    if (fault.nothing) {
+        output.clear();
+    }
     m_log.called(m_name, interface_id, major, minor, status);
-    return reply(status, true, [&](Writer& out) { out.set(output); });
+    // A method may return results with a failure.
+    Writer answer;
+    answer.number(status);
+    answer.results(Results::present);
+    answer.set(output);
+    return answer.take();
 }
 
 Client::Answer Client::name_of(Reader& body) {
     const opal_objid object = body.object();
     body.finish();
     const std::string name = m_store.name_of(object);
-    return reply(ZTSTATUS_OK, true, [&](Writer& out) { out.text(name); });
+    return reply(ZTSTATUS_OK, {}, [&](Writer& out) { out.text(name); });
 }
 
 Client::Answer Client::process(Reader& body) {
@@ -187,7 +241,7 @@ Client::Answer Client::process(Reader& body) {
     m_name.process = process;
     m_name.program = program.substr(0, longest_program_name);
     const ProcessIdentity identity = this_process();
-    return reply(ZTSTATUS_OK, true, [&](Writer& out) {
+    return reply(ZTSTATUS_OK, {}, [&](Writer& out) {
         out.number(identity.number);
         out.big_number(identity.started);
     });
@@ -209,8 +263,9 @@ Client::Answer Client::answer(const Frame& request) {
     case Operation::get_type:
         return get_type(body);
     case Operation::get_children:
+        return get_related(body, Function::ObGetChildObjects);
     case Operation::get_parents:
-        return get_related(body, operation);
+        return get_related(body, Function::ObGetParentObjects);
     case Operation::delete_object:
         return delete_object(body);
     case Operation::get_objects:

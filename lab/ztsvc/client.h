@@ -3,7 +3,6 @@
 
 #include "store/store.h"
 #include "wire/stream.h"
-#include "ztsvc/faults.h"
 #include "ztsvc/kernel_feed.h"
 #include "ztsvc/log.h"
 
@@ -37,16 +36,18 @@ class Client {
     Answer set_property(Reader& body);
     Answer get_properties(Reader& body);
     Answer get_type(Reader& body);
-    Answer get_related(Reader& body, Operation operation);
+    Answer get_related(Reader& body, Function function);
     Answer delete_object(Reader& body);
     Answer get_objects(Reader& body);
     Answer query(Reader& body);
     Answer invoke(Reader& body);
     Answer name_of(Reader& body);
     Answer process(Reader& body);
-    // Does the work of a request with the fault that applies to it. Throws Dropped.
+    // Does the work of a request with the fault that applies to it, and returns the fault.
+    // Throws Dropped.
+    struct About;
     template <class Work>
-    opal_status faulty(Operation operation, Work&& work, std::uint32_t minor = 0);
+    Fault perform(Function function, const About& about, opal_status& status, Work&& work);
     // Logs the connection, once the client's name is known or must do without.
     void log_connection();
 

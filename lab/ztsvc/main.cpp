@@ -1,6 +1,7 @@
 // ztsvc: the lab's storage service, on a loopback port.
 #include "drivers/driver_service.h"
 #include "program_version.h"
+#include "store/json_file.h"
 #include "store/scenario.h"
 #include "store/string_conversions.h"
 #include "wait/wait_notice.h"
@@ -79,9 +80,12 @@ int run(int argc, char** argv) {
         return app.exit(error) == 0 ? 0 : exit_usage;
     }
     lab::Store store(load_storage(scenario));
-    lab::FaultPlan faults = faults_file.empty()
-                                ? lab::FaultPlan()
-                                : lab::FaultPlan(lab::widen_ansi(faults_file).c_str());
+    lab::FaultPlan faults;
+    if (!faults_file.empty()) {
+        lab::use_json_file(lab::widen_ansi(faults_file).c_str(), [&](const std::string& json) {
+            faults.replace(json, lab::service_scope(store));
+        });
+    }
     if (driver) {
         load_driver();
     }

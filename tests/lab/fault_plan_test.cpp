@@ -354,21 +354,64 @@ TEST_F(FaultPlan, ReturnsNullValues) {
     EXPECT_EQ(PsFreeProperty(&property), ZTSTATUS_OK);
 }
 
-TEST_F(FaultPlan, RecordsStoredValueInsteadOfWrongValue) {
+TEST_F(FaultPlan, RecordsWhatWasHandedOut) {
+    const struct {
+        const char* property;
+        const char* fault;
+        const char* value;
+    } rows[] = {
+        {"text", R"("as": "STRZ")", R"(STRZ with the bytes of STR "abc")"},
+        {"text", R"("as": "STR")", R"(STR "abc")"},
+        {"text", R"("lie": "empty")", R"(STR "")"},
+        {"text", R"("lie": "short")", R"(STR "ab")"},
+        {"text", R"("lie": "long")", R"(STR "abcabcabcabcabcabcabcabcabcabc")"},
+        {"text", R"("lie": "unterminated")", R"(STR "abc" unterminated)"},
+        {"text", R"("lie": "null")", "STR NULL"},
+        {"text", R"("lie": "short", "as": "WSTR")", R"(WSTR with the bytes of STR "ab")"},
+        {"wide", R"("lie": "unterminated")", R"(WSTR "abc" unterminated)"},
+        {"bytes", R"("lie": "short")", "BINARY 0102"},
+        {"texts", R"("lie": "empty")", "STRZ []"},
+        {"texts", R"("lie": "unterminated")", R"(STRZ ["a" "b"])"},
+        {"number", R"("lie": "empty")", "UINT32 5 of size 0"},
+        {"number", R"("lie": "long")", "UINT32 5"},
+        {"number", R"("lie": "null")", "UINT32 NULL"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(std::string(row.property) + " " + row.fault);
+        LabRecorderStart(LAB_RECORD_SERVICE);
+        opal_property property = lied(row.property, row.fault);
+        LabRecorderStop();
+        PsFreeProperty(&property);
+        EXPECT_THAT(support::recorded_calls(),
+                    ElementsAre("ObGetProperty @o \"" + std::string(row.property) + "\" -> 0x0 " +
+                                row.value));
+    }
+}
+
+TEST_F(FaultPlan, RecordsWhatWasHandedOutFromSets) {
     opal_propset set;
     PsCreatePropset(&set);
-    const opal_property text = text_property("text", "a text of some length");
+    const opal_property text = text_property("text", "a string of some length");
     PsAddProperty(set, &text);
-    plan(R"([{"as": "STRZ"}])");
+    plan(R"([{"as": "STRZ"}, {"function": "PsFindNextProperty", "call": 1, "lie": "null"},
+             {"function": "PsFindNextProperty", "call": 2, "nothing": true}])");
     LabRecorderStart(LAB_RECORD_ALL);
     opal_property property;
     ASSERT_EQ(PsFindProperty(set, "text", &property), ZTSTATUS_OK);
-    LabRecorderStop();
     PsFreeProperty(&property);
+    ASSERT_EQ(PsFindNextProperty(set, &property), ZTSTATUS_OK);
+    PsFreeProperty(&property);
+    PsOpenPropset(set);
+    ASSERT_EQ(PsFindNextProperty(set, &property), ZTSTATUS_OK);
+    LabRecorderStop();
     PsDestroyPropset(set);
     EXPECT_THAT(
         support::recorded_calls(),
-        ElementsAre(R"(PsFindProperty #1 "text" -> 0x0 "text" STR "a text of some length")"));
+        ElementsAre(
+            R"(PsFindProperty #1 "text" -> 0x0 "text" STRZ with the bytes of STR "a string of some length")",
+            R"(PsFreeProperty "text" -> 0x0)", R"(PsFindNextProperty #1 -> 0x0 "text" STR NULL)",
+            R"(PsFreeProperty "text" -> 0x0)", "PsOpenPropset #1 -> 0x0",
+            "PsFindNextProperty #1 -> 0x0"));
 }
 
 TEST_F(FaultPlan, RejectsInvalidRules) {
@@ -386,7 +429,15 @@ TEST_F(FaultPlan, RejectsInvalidRules) {
     EXPECT_EQ(error_of(R"([{"status": "0x1ffffffff"}])"),
               "1: \"0x1ffffffff\" is not a valid status");
     EXPECT_EQ(error_of(R"([{"status": "1", "drop": true}])"),
-              "1: \"status\" excludes effects that do the work");
+              "1: \"status\" and \"drop\" exclude each other");
+    EXPECT_EQ(error_of(R"([{"status": "1", "after": "1"}])"),
+              "1: \"status\" and \"after\" exclude each other");
+    EXPECT_EQ(error_of(R"([{"status": "1", "nothing": true}])"),
+              "1: \"status\" and \"nothing\" exclude each other");
+    EXPECT_EQ(error_of(R"([{"status": "1", "as": "STR"}])"),
+              "1: \"status\" and \"as\" exclude each other");
+    EXPECT_EQ(error_of(R"([{"status": "1", "lie": "null"}])"),
+              "1: \"status\" and \"lie\" exclude each other");
     EXPECT_EQ(error_of(R"([{"as": "LONG"}])"), "1: \"LONG\" is not a type");
     EXPECT_EQ(error_of(R"([{"lie": "big"}])"), "1: \"big\" is not a lie");
     EXPECT_EQ(error_of(R"([{"function": "DbGetObjects", "lie": "empty"}])"),
@@ -396,6 +447,49 @@ TEST_F(FaultPlan, RejectsInvalidRules) {
     EXPECT_EQ(error_of(R"([{"function": "_ZtAlloc", "status": "1"}])"),
               "1: the function cannot do that");
     EXPECT_EQ(error_of(nullptr), "accepted");
+}
+
+TEST_F(FaultPlan, RejectsRulesThatNeverApply) {
+    const auto never = [](const std::string& reason) {
+        return "1: the rule never applies: " + reason;
+    };
+    EXPECT_EQ(error_of(R"([{"times": 0, "nothing": true}])"), never("\"times\" is 0"));
+    EXPECT_EQ(error_of(R"([{"function": "DbGetObjects", "object": "dg1", "drop": true}])"),
+              never("calls of DbGetObjects have no \"object\""));
+    EXPECT_EQ(error_of(R"([{"function": "ObGetProperty", "type": "thing", "drop": true}])"),
+              never("calls of ObGetProperty have no \"type\""));
+    EXPECT_EQ(
+        error_of(R"([{"function": "DbGetObjectsByQuery", "object": "a", "property": "b",
+                            "type": "c", "drop": true}])"),
+        never("calls of DbGetObjectsByQuery have no \"object\" and \"property\" and \"type\""));
+    EXPECT_EQ(error_of(R"([{"function": "PsFindProperty", "object": "a", "drop": true}])"),
+              never("calls of PsFindProperty have no \"object\""));
+    EXPECT_EQ(error_of(R"([{"function": "PsFindNextProperty", "property": "a", "drop": true}])"),
+              never("calls of PsFindNextProperty have no \"property\""));
+    EXPECT_EQ(error_of(R"([{"minor": 1, "property": "a", "drop": true}])"),
+              never("no call that it could change has \"property\" and \"minor\""));
+    EXPECT_EQ(error_of(R"([{"type": "thing", "lie": "null"}])"),
+              never("no call that it could change has \"type\""));
+    EXPECT_EQ(error_of(R"([{"function": "DbGetObjects", "minor": 1, "drop": true}])"),
+              "1: only PrCallDispatch has a \"minor\"");
+    EXPECT_EQ(error_of("[{\"status\": 1},\n{\"object\": \"dg1\", \"status\": 2}]"),
+              "2: the rule never applies: an earlier one applies to all of its calls: "
+              "{\"status\":1}");
+    EXPECT_EQ(error_of(R"([{"property": "a", "delay": 1}, {"property": "a", "lie": "null"}])"),
+              "accepted");  // the first does not select PsFindProperty
+    EXPECT_EQ(error_of(R"([{"object": "dg1", "status": 1}, {"status": 2}])"), "accepted");
+    EXPECT_EQ(error_of(R"([{"call": 1, "status": 1}, {"status": 2}])"), "accepted");
+    EXPECT_EQ(error_of(R"([{"times": 3, "status": 1}, {"status": 2}])"), "accepted");
+    EXPECT_EQ(error_of(R"([{"status": 1}, {"function": "_ZtAlloc", "nothing": true}])"),
+              "accepted");
+}
+
+// A method whose number is 0 is not every call without a number.
+TEST_F(FaultPlan, SelectsOnlyMethodsByMinor) {
+    plan(R"([{"minor": 0, "status": "5"}, {"object": "", "status": "6"}])");
+    EXPECT_EQ(get(dg1, "Name"), ZTSTATUS_OK);
+    EXPECT_EQ(of_type(ZTTYPE_DISK), ZTSTATUS_OK);
+    EXPECT_EQ(dispatch(0), 5u);
 }
 
 TEST_F(FaultPlan, KeepsOldPlanWhenNewOneIsInvalid) {

@@ -99,7 +99,14 @@ TEST_F(CommandLine, ReportsErrorInFaultPlanWithLine) {
         {R"([{"function": "DbGetObjects", "minor": 1, "drop": true}])",
          "1: only PrCallDispatch has a \"minor\""},
         {R"([{"call": 0, "drop": true}])", "1: calls are counted from 1"},
-        {R"([{"status": 0}])", "1: reading a property cannot succeed without a value"},
+        {"[{\"object\": \"service\", \"drop\": true},\n{\"object\": \"dg1\", \"drop\": true}]",
+         "2: there is no object \"dg1\""},
+        {R"([{"function": "DbGetObjects", "object": "misc", "drop": true}])",
+         "1: the rule never applies: calls of DbGetObjects have no \"object\""},
+        {R"([{"type": "t", "lie": "null"}])",
+         "1: the rule never applies: no call that it could change has \"type\""},
+        {R"([{"drop": true}, {"minor": 2003, "drop": true}])",
+         "1: the rule never applies: an earlier one applies to all of its calls: {\"drop\":true}"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.json);
