@@ -1,4 +1,5 @@
 // labdriver: loads and unloads the lab's drivers.
+#include "command_line/help_formatter.h"
 #include "drivers/driver_service.h"
 #include "program_version.h"
 #include "wait/wait_notice.h"
@@ -72,6 +73,7 @@ int run(int argc, char** argv) {
     CLI::App app("Loads and unloads the lab's drivers.", "labdriver");
     app.failure_message(
         [](const CLI::App*, const CLI::Error& error) { return std::string(error.what()) + '\n'; });
+    app.formatter(std::make_shared<lab::HelpFormatter>());
     app.set_version_flag("--version", std::string("labdriver ") + program_version);
     app.require_subcommand(1);
     std::string name;

@@ -6,14 +6,6 @@
 namespace lab {
 namespace {
 
-enum NodeState : std::uint32_t {
-    node_stopped = 0,
-    node_starting = 1,
-    node_running = 2,
-    node_stopping = 3,
-    node_failed = 4,
-};
-
 constexpr std::uint32_t start_failed = 1;  // "nodeStatus"
 
 Object* misc_of(Model& model) {
@@ -22,13 +14,7 @@ Object* misc_of(Model& model) {
 }
 
 NodeState state_of(const NodeTransition& transition, const Object& misc) {
-    if (transition.to != NodeTransition::To::none) {
-        return transition.to == NodeTransition::To::running ? node_starting : node_stopping;
-    }
-    if (misc.number("nodeRole") != 0) {
-        return node_running;
-    }
-    return misc.number("nodeStatus") != 0 ? node_failed : node_stopped;
+    return node_state(transition, misc.number("nodeRole"), misc.number("nodeStatus"));
 }
 
 void begin(MethodCall& call, NodeTransition::To to, std::uint32_t seconds) {
@@ -37,6 +23,16 @@ void begin(MethodCall& call, NodeTransition::To to, std::uint32_t seconds) {
 }
 
 }  // namespace
+
+NodeState node_state(const NodeTransition& transition, std::uint32_t role, std::uint32_t status) {
+    if (transition.to != NodeTransition::To::none) {
+        return transition.to == NodeTransition::To::running ? node_starting : node_stopping;
+    }
+    if (role != 0) {
+        return node_running;
+    }
+    return status != 0 ? node_failed : node_stopped;
+}
 
 void settle_node(Model& model, std::uint64_t now_ms) {
     if (!model.node.is_due(now_ms)) {

@@ -162,6 +162,25 @@ void Model::remove(const opal_objid& id) {
     m_objects.erase(id);
 }
 
+void Model::remove_tree(const opal_objid& id) {
+    const Object* object = find(id);
+    if (object == nullptr) {
+        return;  // a subdisk is below its plex and its disk
+    }
+    for (const opal_objid& child : std::vector<opal_objid>(object->children)) {
+        remove_tree(child);
+    }
+    remove(id);
+}
+
+void Model::hide_tree(Object& object, bool hidden) {
+    object.hidden = hidden;
+    touch(object);
+    for (const opal_objid& child : object.children) {
+        hide_tree(*find(child), hidden);
+    }
+}
+
 void Model::set(Object& object, const std::string& property, Value value) {
     touch(object);
     Index* index = existing_index(object, property);

@@ -69,6 +69,10 @@ class Model {
     Object& add(const std::string& name, const std::string& type);
     void link(Object& parent, Object& child);
     void remove(const opal_objid& id);
+    // Removes an object and all below it.
+    void remove_tree(const opal_objid& id);
+    // Hides an object and all below it from clients, or reveals them.
+    void hide_tree(Object& object, bool hidden);
 
     // Set and remove a property. `unset` returns false if there was none.
     void set(Object& object, const std::string& property, Value value);

@@ -16,12 +16,22 @@ namespace {
 
 constexpr std::uint64_t most_of_a_pattern = 1'000'000;
 
+Object& named_object(Model& model, const std::string& name, const char* type, const char* what) {
+    Object* object = model.find_named(name);
+    if (object == nullptr || object->type != type) {
+        throw std::runtime_error("there is no " + std::string(what) + " \"" + name + "\"");
+    }
+    return *object;
+}
+
 constexpr std::uint32_t usual_start_role = 1;
 constexpr std::uint64_t usual_reservation_key = 1;
 
 class Builder {
   public:
-    Model build(const JsonNode& root) {
+    explicit Builder(Model& model) : m_model(model) {}
+
+    void build(const JsonNode& root) {
         Members scenario(root);
         add_node(scenario.find("node"));
         for (const JsonNode& group : scenario.array("disk_groups")) {
@@ -32,14 +42,35 @@ class Builder {
         }
         scenario.find("comment");
         scenario.finish();
-        // Last, when every object that a value can refer to exists.
-        for (const auto& step : m_last_steps) {
-            step();
+        finish();
+    }
+
+    // Adds one object of a scenario, or several if it has a "count", to an existing parent.
+    void add(const std::string& kind, Object* parent, const JsonNode& node) {
+        if (kind == "plex") {
+            add_plex(node, *parent, "");
+        } else {
+            repeat(node, "", [&](const std::string& number) {
+                if (kind == "group") {
+                    add_group(node, number);
+                } else if (kind == "disk") {
+                    add_disk(node, *parent, number);
+                } else {
+                    add_volume(node, *parent, number);
+                }
+            });
         }
-        return std::move(m_model);
+        finish();
     }
 
   private:
+    // Called last, when every object that a value can refer to exists.
+    void finish() const {
+        for (const auto& step : m_last_steps) {
+            step();
+        }
+    }
+
     // ------------------------------------------------------------- any object
 
     Object& add(const std::string& id, const std::string& type, std::size_t line) {
@@ -377,7 +408,7 @@ class Builder {
         members.finish();
     }
 
-    Model m_model;
+    Model& m_model;
     std::vector<std::function<void()>> m_last_steps;
 };
 
@@ -385,7 +416,23 @@ class Builder {
 
 Model build_scenario(std::string_view json) {
     const JsonNode root = parse_json(json);
-    return Builder().build(root);
+    Model model;
+    Builder(model).build(root);
+    return model;
+}
+
+void add_to_scenario(Model& model, const std::string& kind, const std::string& parent,
+                     std::string_view json) {
+    const JsonNode root = parse_json(json);
+    Model changed = model;  // an error may come after some objects were added
+    Object* parent_object = nullptr;
+    if (kind == "disk" || kind == "volume") {
+        parent_object = &named_object(changed, parent, ZTTYPE_DISK_GROUP, "disk group");
+    } else if (kind == "plex") {
+        parent_object = &named_object(changed, parent, ZTTYPE_VOLUME, "volume");
+    }
+    Builder(changed).add(kind, parent_object, root);
+    model = std::move(changed);
 }
 
 Model load_scenario(const wchar_t* path) {

@@ -240,6 +240,7 @@ void Store::set_change_sink(ChangeSink sink) {
 }
 
 void Store::change(const std::function<void(Model& model)>& work) {
+    settle();
     const Exclusive hold(m_lock);
     work(m_model);
     report_changes();

@@ -48,7 +48,8 @@ class Store : public Service {
     // must not call the store. An empty function ends the calls.
     using ChangeSink = std::function<void(Model& model, const std::vector<opal_objid>& changed)>;
     void set_change_sink(ChangeSink sink);
-    // Changes the storage directly, without a client's restrictions.
+    // Reads or changes the storage directly, without a client's restrictions. What `work` throws
+    // is passed on; it must not have changed anything then.
     void change(const std::function<void(Model& model)>& work);
 
   private:

@@ -65,4 +65,13 @@ std::string printable(std::string text) {
     return text;
 }
 
+std::string to_utf8(const std::wstring& wide) {
+    const auto length = static_cast<int>(wide.size());
+    const int needed =
+        WideCharToMultiByte(CP_UTF8, 0, wide.data(), length, nullptr, 0, nullptr, nullptr);
+    std::string utf8(static_cast<std::size_t>(needed), '\0');
+    WideCharToMultiByte(CP_UTF8, 0, wide.data(), length, utf8.data(), needed, nullptr, nullptr);
+    return utf8;
+}
+
 }  // namespace lab

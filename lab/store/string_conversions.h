@@ -6,6 +6,9 @@
 
 namespace lab {
 
+// UTF-16 to UTF-8.
+std::string to_utf8(const std::wstring& wide);
+
 // UTF-8 to UTF-16.
 std::wstring widen(const std::string& utf8);
 

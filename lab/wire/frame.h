@@ -16,7 +16,9 @@
 
 namespace lab {
 
-enum class FrameKind : std::uint32_t { request = 1, answer = 2, alert = 3 };
+// A request asks for an operation of the bus, a control asks for a change of the lab
+// (ztsvc/control.h). Both get an answer.
+enum class FrameKind : std::uint32_t { request = 1, answer = 2, alert = 3, control = 4 };
 
 struct FrameHeader {
     std::uint32_t magic;

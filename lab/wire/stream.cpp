@@ -12,7 +12,7 @@ constexpr std::size_t receive_step = 64 * 1024;
 bool is_header(const FrameHeader& header) {
     return header.magic == frame_magic && header.version == frame_version &&
            header.kind >= static_cast<std::uint32_t>(FrameKind::request) &&
-           header.kind <= static_cast<std::uint32_t>(FrameKind::alert) &&
+           header.kind <= static_cast<std::uint32_t>(FrameKind::control) &&
            header.length <= frame_limit;
 }
 

@@ -2,6 +2,7 @@
 
 #include "store/bus_status.h"
 #include "wire/process_identity.h"
+#include "ztsvc/control.h"
 
 namespace lab {
 namespace {
@@ -35,6 +36,15 @@ std::vector<std::uint8_t> reply_status(opal_status status, const Fault& fault) {
     return reply(status, fault, [](Writer&) {});
 }
 
+// The objects that a request has returned, as the end of its line in the record.
+std::string ids_string(const CallText& text, opal_status status, const Fault& fault,
+                       const std::vector<opal_objid>& ids) {
+    if (is_failure(status)) {
+        return {};
+    }
+    return " " + text.objects(fault.nothing ? std::vector<opal_objid>() : ids);
+}
+
 }  // namespace
 
 void Client::log_connection() {
@@ -47,17 +57,22 @@ void Client::log_connection() {
 void Client::serve() {
     try {
         for (Frame frame; m_stream.receive(frame);) {
-            if (frame.kind != FrameKind::request) {
+            if (frame.kind != FrameKind::request && frame.kind != FrameKind::control) {
                 throw Malformed("expected a request");
             }
-            const std::vector<std::uint8_t> body = answer(frame);
+            const std::vector<std::uint8_t> body =
+                frame.kind == FrameKind::control ? run_control(frame) : answer(frame);
             log_connection();
             if (!m_stream.send(FrameKind::answer, frame.number, body)) {
                 break;
             }
         }
         log_connection();
-        m_log.disconnected(m_name);
+        if (m_dropped) {
+            m_log.dropped(m_name, "labctl");
+        } else {
+            m_log.disconnected(m_name);
+        }
     } catch (const Dropped&) {
         m_log.dropped(m_name, "the fault plan");
     } catch (const Malformed& error) {
@@ -75,6 +90,56 @@ void Client::alert(const std::string& name) {
     }
 }
 
+void Client::drop() {
+    m_dropped = true;
+    m_stream.shut_down();
+}
+
+ClientName Client::name() const {
+    const Shared hold(m_name_lock);
+    return m_name;
+}
+
+// The answer to a control request is a flag and JSON: the result, or why it is refused.
+Client::Answer Client::run_control(const Frame& request) {
+    Reader body(request.body);
+    const std::string command = body.text();
+    body.finish();
+    std::string result;
+    bool done = false;
+    try {
+        result = control(m_parts, command);
+        done = true;
+    } catch (const std::exception& error) {
+        result = error.what();
+    }
+    if (result.size() > frame_limit / 2) {
+        done = false;
+        result = "the answer is too large";
+    }
+    Writer answer;
+    answer.flag(done);
+    answer.text(result);
+    return answer.take();
+}
+
+CallText Client::call_text() const {
+    return CallText(
+        [](const opal_objid& id, const void* store) {
+            return const_cast<Store*>(static_cast<const Store*>(store))->name_of(id);
+        },
+        &m_store);
+}
+
+template <class Arguments, class Results>
+void Client::record(Function function, opal_status status, Arguments&& arguments,
+                    Results&& results) {
+    if (m_parts.recorder.is_on()) {
+        m_parts.recorder.add(m_name.text() + ": " + function_name(function) + " " + arguments() +
+                             status_string(status) + results());
+    }
+}
+
 // What a request refers to, for the fault plan.
 struct Client::About {
     const opal_objid* object = nullptr;
@@ -86,15 +151,15 @@ struct Client::About {
 template <class Work>
 Fault Client::perform(Function function, const About& about, opal_status& status, Work&& work) {
     Fault fault;
-    if (!m_faults.empty()) {
-        fault =
-            m_faults.next(function, {about.object != nullptr ? m_store.name_of(*about.object) : "",
+    if (!m_parts.faults.empty()) {
+        fault = m_parts.faults.next(function,
+                                    {about.object != nullptr ? m_store.name_of(*about.object) : "",
                                      about.property, about.type, about.minor});
         if (fault.delay_ms != 0) {
             Sleep(fault.delay_ms);
         }
     }
-    m_kernel.collect();
+    m_parts.kernel.collect();
     status = fault.status;
     if (fault.answers) {
         fault.nothing = true;
@@ -121,6 +186,13 @@ Client::Answer Client::get_property(Reader& body) {
     opal_status status = ZTSTATUS_OK;
     const Fault fault = perform(Function::ObGetProperty, {.object = &object, .property = name},
                                 status, [&] { return m_store.get_property(object, name, value); });
+    record(
+        Function::ObGetProperty, status,
+        [&] { return call_text().object(object) + " " + quoted(name); },
+        [&] {
+            return std::string(
+                is_failure(status) || fault.nothing ? "" : " " + call_text().value(value, fault));
+        });
     return reply(status, fault, [&](Writer& out) {
         out.value(value);
         out.number(fault.as_type);
@@ -138,6 +210,13 @@ Client::Answer Client::set_property(Reader& body) {
     const Fault fault =
         perform(Function::ObSetProperty, {.object = &object, .property = property.name}, status,
                 [&] { return m_store.set_property(object, property); });
+    record(
+        Function::ObSetProperty, status,
+        [&] {
+            return call_text().object(object) + " " + quoted(property.name) + " " +
+                   call_text().value(property.value);
+        },
+        [&] { return std::string(); });
     return reply_status(status, fault);
 }
 
@@ -148,6 +227,14 @@ Client::Answer Client::get_properties(Reader& body) {
     opal_status status = ZTSTATUS_OK;
     const Fault fault = perform(Function::ObGetProperties, {.object = &object}, status,
                                 [&] { return m_store.get_properties(object, properties); });
+    record(
+        Function::ObGetProperties, status, [&] { return call_text().object(object); },
+        [&] {
+            return std::string(
+                is_failure(status)
+                    ? ""
+                    : " " + call_text().set(fault.nothing ? PropertySet() : properties));
+        });
     return reply(status, fault, [&](Writer& out) { out.set(properties); });
 }
 
@@ -158,6 +245,9 @@ Client::Answer Client::get_type(Reader& body) {
     opal_status status = ZTSTATUS_OK;
     const Fault fault = perform(Function::ObGetObjectType, {.object = &object}, status,
                                 [&] { return m_store.get_type(object, type); });
+    record(
+        Function::ObGetObjectType, status, [&] { return call_text().object(object); },
+        [&] { return std::string(is_failure(status) || fault.nothing ? "" : " " + type); });
     return reply(status, fault, [&](Writer& out) { out.text(type); });
 }
 
@@ -171,15 +261,22 @@ Client::Answer Client::get_related(Reader& body, Function function) {
         return function == Function::ObGetChildObjects ? m_store.get_children(object, type, ids)
                                                        : m_store.get_parents(object, type, ids);
     });
+    record(
+        function, status,
+        [&] { return call_text().object(object) + " " + (type.empty() ? "*" : type); },
+        [&] { return ids_string(call_text(), status, fault, ids); });
     return reply_ids(status, fault, ids);
 }
 
 Client::Answer Client::delete_object(Reader& body) {
     const opal_objid object = body.object();
     body.finish();
+    const std::string name = call_text().object(object);  // the deleted object has none
     opal_status status = ZTSTATUS_OK;
     const Fault fault = perform(Function::ObDeleteObject, {.object = &object}, status,
                                 [&] { return m_store.delete_object(object); });
+    record(
+        Function::ObDeleteObject, status, [&] { return name; }, [&] { return std::string(); });
     return reply_status(status, fault);
 }
 
@@ -190,6 +287,9 @@ Client::Answer Client::get_objects(Reader& body) {
     opal_status status = ZTSTATUS_OK;
     const Fault fault = perform(Function::DbGetObjects, {.type = type}, status,
                                 [&] { return m_store.get_objects(type, ids); });
+    record(
+        Function::DbGetObjects, status, [&] { return type; },
+        [&] { return ids_string(call_text(), status, fault, ids); });
     return reply_ids(status, fault, ids);
 }
 
@@ -200,6 +300,9 @@ Client::Answer Client::query(Reader& body) {
     opal_status status = ZTSTATUS_OK;
     const Fault fault = perform(Function::DbGetObjectsByQuery, {}, status,
                                 [&] { return m_store.query(text, ids); });
+    record(
+        Function::DbGetObjectsByQuery, status, [&] { return quoted(text); },
+        [&] { return ids_string(call_text(), status, fault, ids); });
     return reply_ids(status, fault, ids);
 }
 
@@ -218,6 +321,14 @@ Client::Answer Client::invoke(Reader& body) {
     if (fault.nothing) {
         output.clear();
     }
+    record(
+        Function::PrCallDispatch, status,
+        [&] {
+            return call_text().object(target) + " " + guid_string(interface_id) + " " +
+                   std::to_string(major) + "." + std::to_string(minor) + " " +
+                   call_text().set(input);
+        },
+        [&] { return " " + call_text().set(output); });
     m_log.called(m_name, interface_id, major, minor, status);
     // A method may return results with a failure.
     Writer answer;
@@ -238,8 +349,11 @@ Client::Answer Client::process(Reader& body) {
     const std::uint32_t process = body.number();
     const std::string program = body.text();
     body.finish();
-    m_name.process = process;
-    m_name.program = program.substr(0, longest_program_name);
+    {
+        const Exclusive hold(m_name_lock);
+        m_name.process = process;
+        m_name.program = program.substr(0, longest_program_name);
+    }
     const ProcessIdentity identity = this_process();
     return reply(ZTSTATUS_OK, {}, [&](Writer& out) {
         out.number(identity.number);

@@ -1,11 +1,11 @@
 // One client of the service: its connection and the requests on it.
 #pragma once
 
-#include "store/store.h"
+#include "store/call_text.h"
 #include "wire/stream.h"
-#include "ztsvc/kernel_feed.h"
-#include "ztsvc/log.h"
+#include "ztsvc/service_parts.h"
 
+#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -15,9 +15,8 @@ namespace lab {
 
 class Client {
   public:
-    Client(SOCKET socket, Store& store, FaultPlan& faults, KernelFeed& kernel, const Log& log,
-           std::uint32_t number)
-        : m_stream(socket), m_store(store), m_faults(faults), m_kernel(kernel), m_log(log) {
+    Client(SOCKET socket, ServiceParts& parts, std::uint32_t number)
+        : m_stream(socket), m_parts(parts), m_store(parts.store), m_log(parts.log) {
         m_name.number = number;
     }
 
@@ -25,6 +24,9 @@ class Client {
     void serve();
     // Sends an alert. Disconnects a client that does not take it.
     void alert(const std::string& name);
+    // Disconnects the client.
+    void drop();
+    ClientName name() const;
 
   private:
     using Answer = std::vector<std::uint8_t>;
@@ -48,15 +50,22 @@ class Client {
     struct About;
     template <class Work>
     Fault perform(Function function, const About& about, opal_status& status, Work&& work);
+    Answer run_control(const Frame& request);
+    // Records a call. `arguments` and `results` return the parts of the line before and after
+    // the status.
+    template <class Arguments, class Results>
+    void record(Function function, opal_status status, Arguments&& arguments, Results&& results);
+    CallText call_text() const;
     // Logs the connection, once the client's name is known or must do without.
     void log_connection();
 
     Stream m_stream;
+    ServiceParts& m_parts;
     Store& m_store;
-    FaultPlan& m_faults;
-    KernelFeed& m_kernel;
     const Log& m_log;
-    ClientName m_name;
+    mutable SRWLOCK m_name_lock = SRWLOCK_INIT;
+    ClientName m_name;  // changed by the serving thread only
+    std::atomic<bool> m_dropped{false};
     bool m_logged = false;  // the connection
 };
 

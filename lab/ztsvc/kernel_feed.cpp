@@ -7,6 +7,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <stdexcept>
 
 namespace lab {
 namespace {
@@ -136,6 +137,19 @@ void KernelFeed::feed(Model& model, const std::vector<opal_objid>& changed) {
     }
     m_control.set_groups(groups);
     m_control.set_volumes(volumes);
+}
+
+void KernelFeed::plan_reply(std::uint32_t code, std::uint32_t status, std::uint32_t requests) {
+    if (!has_driver()) {
+        throw std::runtime_error("dmcontrol.sys is not loaded");
+    }
+    const std::uint32_t refusal = m_control.set_answer(code, status, requests);
+    if (refusal != 0) {
+        char reason[64];
+        std::snprintf(reason, sizeof reason, "the driver has refused, status 0x%x",
+                      static_cast<unsigned>(refusal));
+        throw std::runtime_error(reason);
+    }
 }
 
 void KernelFeed::collect() {

@@ -19,6 +19,10 @@ class KernelFeed {
 
     bool has_driver() const { return static_cast<bool>(m_control); }
 
+    // Makes the driver return a status for the next requests with a code of dmcontrol.h; 0
+    // requests end that. Throws std::runtime_error without a driver.
+    void plan_reply(std::uint32_t code, std::uint32_t status, std::uint32_t requests);
+
     // Applies to the store what programs requested from the driver. Call it before
     // each request to the store, so that no answer is out of date.
     void collect();

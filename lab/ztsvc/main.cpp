@@ -1,4 +1,5 @@
 // ztsvc: the lab's storage service, on a loopback port.
+#include "command_line/help_formatter.h"
 #include "drivers/driver_service.h"
 #include "program_version.h"
 #include "store/json_file.h"
@@ -49,6 +50,7 @@ void write_port_file(const std::filesystem::path& path, std::uint16_t port) {
 
 int run(int argc, char** argv) {
     CLI::App app("The lab's storage service: serves a scenario to object-bus clients.", "ztsvc");
+    app.formatter(std::make_shared<lab::HelpFormatter>());
     app.set_version_flag("--version", std::string("ztsvc ") + program_version);
     // One line with the error, without the usage.
     app.failure_message(
@@ -93,7 +95,9 @@ int run(int argc, char** argv) {
     const lab::Log log(quiet                  ? lab::Log::Format::none
                        : log_format == "json" ? lab::Log::Format::json
                                               : lab::Log::Format::text);
-    lab::Server server(store, faults, kernel, log);
+    lab::CallRecorder recorder;
+    lab::ServiceParts parts{store, faults, kernel, log, recorder};
+    lab::Server server(parts);
     port = server.listen(port);
     if (!port_file.empty()) {
         write_port_file(lab::widen_ansi(port_file), port);

@@ -20,9 +20,10 @@ void set_up(SOCKET accepted) {
 
 }  // namespace
 
-Server::Server(Store& store, FaultPlan& faults, KernelFeed& kernel, const Log& log)
-    : m_store(store), m_faults(faults), m_kernel(kernel), m_log(log) {
-    m_store.set_alert_sink([this](const std::string& name) { alert_all(name); });
+Server::Server(ServiceParts& parts) : m_parts(parts) {
+    m_parts.store.set_alert_sink([this](const std::string& name) { alert_all(name); });
+    m_parts.clients = [this] { return names_of_clients(); };
+    m_parts.drop_client = [this](std::uint32_t number) { return drop(number); };
 }
 
 std::uint16_t Server::listen(std::uint16_t port) {
@@ -58,8 +59,7 @@ void Server::run() {
         }
         set_up(accepted);
         auto served = std::make_unique<Served>(
-            Served{this, std::make_shared<Client>(accepted, m_store, m_faults, m_kernel, m_log,
-                                                  ++m_last_number)});
+            Served{this, std::make_shared<Client>(accepted, m_parts, ++m_last_number)});
         {
             const Exclusive hold(m_lock);
             m_clients.push_back(served->client);
@@ -89,15 +89,33 @@ DWORD WINAPI Server::serve(void* argument) {
     return 0;
 }
 
+std::list<std::shared_ptr<Client>> Server::clients() {
+    const Exclusive hold(m_lock);
+    return m_clients;
+}
+
 void Server::alert_all(const std::string& name) {
-    std::list<std::shared_ptr<Client>> clients;
-    {
-        const Exclusive hold(m_lock);
-        clients = m_clients;
-    }
-    for (const std::shared_ptr<Client>& client : clients) {
+    for (const std::shared_ptr<Client>& client : clients()) {
         client->alert(name);
     }
+}
+
+std::vector<ClientName> Server::names_of_clients() {
+    std::vector<ClientName> names;
+    for (const std::shared_ptr<Client>& client : clients()) {
+        names.push_back(client->name());
+    }
+    return names;
+}
+
+bool Server::drop(std::uint32_t number) {
+    for (const std::shared_ptr<Client>& client : clients()) {
+        if (client->name().number == number) {
+            client->drop();
+            return true;
+        }
+    }
+    return false;
 }
 
 }  // namespace lab

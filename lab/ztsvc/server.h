@@ -10,7 +10,8 @@ namespace lab {
 
 class Server {
   public:
-    Server(Store& store, FaultPlan& faults, KernelFeed& kernel, const Log& log);
+    // Sets what the parts need of the server.
+    explicit Server(ServiceParts& parts);
 
     // Returns the port; 0 selects a free one. Throws std::runtime_error.
     std::uint16_t listen(std::uint16_t port);
@@ -24,11 +25,11 @@ class Server {
     };
     static DWORD WINAPI serve(void* served);
     void alert_all(const std::string& name);
+    std::list<std::shared_ptr<Client>> clients();
+    std::vector<ClientName> names_of_clients();
+    bool drop(std::uint32_t number);
 
-    Store& m_store;
-    FaultPlan& m_faults;
-    KernelFeed& m_kernel;
-    const Log& m_log;
+    ServiceParts& m_parts;
     SOCKET m_socket = INVALID_SOCKET;
     std::uint32_t m_last_number = 0;
     SRWLOCK m_lock = SRWLOCK_INIT;

@@ -30,6 +30,7 @@ const ShippedFile shipped_files[] = {
     {L"farlo.dll", VFT_DLL, L"Cluster agent interface to the storage volume manager"},
     {L"farlo-agent.exe", VFT_APP, L"Example of a cluster agent"},
     {L"ztsvc.exe", VFT_APP, L"Storage service of the lab"},
+    {L"labctl.exe", VFT_APP, L"Shows and changes a running lab"},
     {L"labdriver.exe", VFT_APP, L"Loads and unloads the drivers of the lab"},
     {L"ztbus3.dll", VFT_DLL, L"Object bus of the lab"},
     {L"ZtCMD.dll", VFT_DLL, L"Command library of the lab"},
@@ -230,7 +231,7 @@ INSTANTIATE_TEST_SUITE_P(All, ShippedFileTest, testing::ValuesIn(shipped_files),
                          });
 
 TEST(Programs, PrintTheirVersion) {
-    for (const wchar_t* program : {L"farlo-agent", L"ztsvc", L"labdriver"}) {
+    for (const wchar_t* program : {L"farlo-agent", L"ztsvc", L"labctl", L"labdriver"}) {
         const Process process(in_quotes(shipped(std::wstring(program) + L".exe").wstring()) +
                               L" --version");
         EXPECT_EQ(process.wait(hang_ms), DWORD{0});

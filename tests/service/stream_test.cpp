@@ -62,7 +62,7 @@ TEST_F(Streams, RejectsInvalidHeaders) {
         {frame_magic, frame_version + 1, 1, 0},
         {frame_magic, 0, 1, 0},
         {frame_magic, frame_version, 0, 0},
-        {frame_magic, frame_version, 4, 0},
+        {frame_magic, frame_version, 5, 0},
         {frame_magic, frame_version, 1, frame_limit + 1},
         {frame_magic, frame_version, 1, ~0u},
     };
