@@ -1,7 +1,9 @@
 #include "ztbus3/bus_connection.h"
 
 #include "store/scenario.h"
+#include "ztbus3/environment.h"
 #include "ztbus3/live.h"
+#include "ztbus3/process_files.h"
 #include "ztbus3/refusal_report.h"
 #include "ztbus3/remote_service.h"
 
@@ -52,13 +54,6 @@ void alert_embedded(const std::string& name) {
             connection->alert(name);
         }
     }
-}
-
-// Empty if the variable is not set.
-std::wstring environment_variable(const wchar_t* name) {
-    std::wstring value(GetEnvironmentVariableW(name, nullptr, 0), L'\0');
-    value.resize(GetEnvironmentVariableW(name, value.data(), static_cast<DWORD>(value.size())));
-    return value;
 }
 
 // Throws std::runtime_error with one line.
@@ -143,6 +138,22 @@ opal_status connect_to(const char* service, lab_event_sink sink, void* user,
     });
     loss->drop_later(made);
     return ZTSTATUS_OK;
+}
+
+// Uses the files of the environment for a connection to the embedded service or to another one.
+// Returns false, after one line on stderr, if that is impossible.
+bool use_files(bool embedded) {
+    FaultScope scope;
+    if (embedded) {
+        scope.has_object = service_scope(*existing_store()).has_object;
+    }
+    try {
+        use_process_files(scope);
+        return true;
+    } catch (const std::exception& error) {
+        report_refusal(error.what());
+        return false;
+    }
 }
 
 }  // namespace
@@ -266,10 +277,12 @@ opal_status LabOpenConnection(const char* service, lab_event_sink sink, void* us
     }
     std::shared_ptr<Connection> made;
     if (service == nullptr) {
-        if (embedded_store() == nullptr) {
+        if (embedded_store() == nullptr || !use_files(true)) {
             return ZTERROR_NOT_CONNECTED;
         }
         made = std::make_shared<Connection>(nullptr, sink, user);
+    } else if (!use_files(false)) {
+        return ZTERROR_NOT_CONNECTED;
     } else if (const opal_status status = connect_to(service, sink, user, made);
                status != ZTSTATUS_OK) {
         return status;

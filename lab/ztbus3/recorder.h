@@ -14,6 +14,10 @@ bool is_recorded(Function function);
 // Records one line: the function's name and `rest`.
 void record(Function function, const std::string& rest);
 
+// Appends the calls that reach the service to a file from now on; an empty path ends that. Throws
+// std::runtime_error if the file cannot be written.
+void set_record_file(const std::wstring& path);
+
 // Parts of a line, with the names of objects in the scenarios of this process's services.
 CallText call_text();
 std::string object_string(const opal_objid* object);
