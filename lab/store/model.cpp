@@ -81,7 +81,7 @@ Value uint32_value(std::uint32_t value) {
 Value uint64_value(std::uint64_t value) {
     return single(TYPE_UINT64, value);
 }
-Value text_value(std::string value) {
+Value string_value(std::string value) {
     return single(TYPE_STR, std::move(value));
 }
 Value wide_value(std::wstring value) {
@@ -108,7 +108,7 @@ std::wstring Object::text(const std::string& property) const {
     return text;
 }
 
-std::string Object::narrow_text(const std::string& property) const {
+std::string Object::narrow_string(const std::string& property) const {
     const std::string* text = element_of<std::string>(get(property));
     return text != nullptr ? *text : std::string();
 }

@@ -30,7 +30,7 @@ struct IdEqual {
 Value boolean_value(bool value);
 Value uint32_value(std::uint32_t value);
 Value uint64_value(std::uint64_t value);
-Value text_value(std::string value);
+Value string_value(std::string value);
 Value wide_value(std::wstring value);
 
 // A folder on another volume where a volume is mounted.
@@ -56,7 +56,7 @@ struct Object {
     // The property formatted as a string; empty if there is none.
     std::wstring text(const std::string& property) const;
     // A narrow string; empty if the property is not one.
-    std::string narrow_text(const std::string& property) const;
+    std::string narrow_string(const std::string& property) const;
     // A 32-bit unsigned number; 0 if the property is not one.
     std::uint32_t number(const std::string& property) const;
 };

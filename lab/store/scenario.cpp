@@ -132,12 +132,12 @@ class Builder {
     }
 
     static Value narrow_value(const Members& members, const JsonNode& node) {
-        return text_value(narrow_text(node, members.text(node)));
+        return string_value(narrow_string(node, members.text(node)));
     }
     // Empty if there is no such key.
     static Value narrow_value(Members& members, const char* key) {
         const JsonNode* node = members.find(key);
-        return node != nullptr ? narrow_value(members, *node) : text_value("");
+        return node != nullptr ? narrow_value(members, *node) : string_value("");
     }
 
     // --------------------------------------------------------------- the node

@@ -111,7 +111,7 @@ Value read_value(const Key& key, const std::string& value) {
     case Kind::uint64:
         return uint64_value(read_number(key.key, value, UINT64_MAX));
     case Kind::narrow:
-        return text_value(read_narrow(key.key, value));
+        return string_value(read_narrow(key.key, value));
     default:
         return wide_value(widen(value));
     }

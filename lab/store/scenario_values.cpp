@@ -10,7 +10,7 @@ namespace lab {
 namespace {
 
 std::string read_narrow(const JsonNode& node) {
-    return narrow_text(node, node.text());
+    return narrow_string(node, node.text());
 }
 
 Bytes read_bytes(const JsonNode& node) {
@@ -130,7 +130,7 @@ Scalar read_element(std::uint32_t type, const JsonNode& node, Model& model) {
 
 }  // namespace
 
-std::string narrow_text(const JsonNode& node, const std::string& utf8) {
+std::string narrow_string(const JsonNode& node, const std::string& utf8) {
     std::string ansi;
     if (!to_ansi(widen(utf8), ansi)) {
         throw ScenarioError(node.line, "the ANSI code page lacks a character of the string");

@@ -207,7 +207,7 @@ std::string Store::name_of(const opal_objid& id) {
     if (const Object* object = m_model.find(id)) {
         return object->name;
     }
-    return hex_text(id.bytes, sizeof id.bytes);
+    return hex_string(id.bytes, sizeof id.bytes);
 }
 
 void Store::set_alert_sink(AlertSink sink) {

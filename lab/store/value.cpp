@@ -98,7 +98,7 @@ class Renderer {
     std::string operator()(const std::string& value) const { return quoted(value); }
     std::string operator()(const std::wstring& value) const { return quoted(value); }
     std::string operator()(const Bytes& value) const {
-        return hex_text(value.data(), value.size());
+        return hex_string(value.data(), value.size());
     }
     std::string operator()(const GUID& value) const { return guid_string(value); }
     std::string operator()(const opal_objid& value) const {
@@ -135,7 +135,7 @@ std::string guid_string(const GUID& guid) {
     return text;
 }
 
-std::string hex_text(const std::uint8_t* bytes, std::size_t size) {
+std::string hex_string(const std::uint8_t* bytes, std::size_t size) {
     std::string text;
     for (std::size_t i = 0; i < size; ++i) {
         char digits[4];

@@ -53,7 +53,7 @@ struct Property {
 std::string guid_string(const GUID& guid);
 
 // Two lower-case hexadecimal digits per byte.
-std::string hex_text(const std::uint8_t* bytes, std::size_t size);
+std::string hex_string(const std::uint8_t* bytes, std::size_t size);
 
 // Formats a string for people, on one line: in double quotes, with backslash
 // escapes for quotes, backslashes and everything that is not printable ASCII.

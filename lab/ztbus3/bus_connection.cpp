@@ -245,7 +245,7 @@ std::string name_of_object(const opal_objid& id) {
     if (IdEqual()(id, opal_objid{})) {
         return "null";
     }
-    const std::string unknown = hex_text(id.bytes, sizeof id.bytes);
+    const std::string unknown = hex_string(id.bytes, sizeof id.bytes);
     if (const std::shared_ptr<Store> embedded = existing_store()) {
         const std::string name = embedded->name_of(id);
         if (name != unknown) {

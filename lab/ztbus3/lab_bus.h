@@ -114,7 +114,7 @@ ZTBUS3_API void LabRecorderStop(void);
 
 /* Copies the lines as one NUL-terminated string, each with "\n" at its end, and
  * returns the required size, including the terminator. `buffer` may be NULL. */
-ZTBUS3_API size_t LabRecorderText(char* buffer, size_t capacity);
+ZTBUS3_API size_t LabRecordedCalls(char* buffer, size_t capacity);
 
 /* -------------------------------------------------------------- fault plan */
 

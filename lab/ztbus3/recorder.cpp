@@ -120,7 +120,7 @@ void LabRecorderStop(void) {
     recording = 0;
 }
 
-size_t LabRecorderText(char* buffer, size_t capacity) {
+size_t LabRecordedCalls(char* buffer, size_t capacity) {
     const Shared hold(lines_lock);
     if (buffer != nullptr && capacity != 0) {
         const std::size_t length = lines.size() < capacity ? lines.size() : capacity - 1;

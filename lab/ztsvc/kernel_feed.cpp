@@ -52,7 +52,7 @@ std::wstring this_node(Model& model) {
 lab_dm_group group_record(const Object& group, const std::wstring& node) {
     lab_dm_group record{};
     std::memcpy(record.id, group.id.bytes, sizeof record.id);
-    const std::string guid = group.narrow_text("dgid");
+    const std::string guid = group.narrow_string("dgid");
     if (group.hidden || guid.empty() || !copy(record.guid_string, guid)) {
         record.flags = LAB_DM_GONE;
         return record;
@@ -77,7 +77,7 @@ lab_dm_volume volume_record(Model& model, const Object& volume) {
             break;
         }
     }
-    copy_guid(record.guid, volume.narrow_text("volguid"));
+    copy_guid(record.guid, volume.narrow_string("volguid"));
     const bool is_healthy = (volume.number("ztvmstate") & (volume_offline | volume_broken)) == 0;
     record.flags = is_healthy ? LAB_DM_VOLUME_HEALTHY : 0;
     return record;

@@ -23,15 +23,15 @@ class DiskGroupMethods : public lab_tests::StoreTest {
     opal_status import(const std::string& target, const std::string& guid,
                        const std::wstring& new_name = L"") {
         return call(target, zt_volume_manager_interface, ZTMETHOD_DGOP_IMPORT,
-                    {{"Dgguid", lab::text_value(guid)},
-                     {"dgid", lab::text_value(guid)},
+                    {{"Dgguid", lab::string_value(guid)},
+                     {"dgid", lab::string_value(guid)},
                      {"Newdgname", lab::wide_value(new_name)},
                      {"Opflag", lab::uint32_value(0x4046)}});
     }
     opal_status deport(const std::string& target) {
         return call(
             target, zt_volume_manager_interface, ZTMETHOD_DGOP_DEPORT,
-            {{"dgid", lab::text_value("not looked at")}, {"Opflag", lab::uint32_value(0x4042)}});
+            {{"dgid", lab::string_value("not looked at")}, {"Opflag", lab::uint32_value(0x4042)}});
     }
     opal_status group_guid(const std::wstring& name) {
         return call("service", zt_cluster_service_interface, ZTMETHOD_CLUSSVCOP_GETDGGUID,
@@ -39,7 +39,7 @@ class DiskGroupMethods : public lab_tests::StoreTest {
     }
     opal_status volume_guid(const std::string& guid, const std::wstring& device) {
         return call("service", zt_cluster_service_interface, ZTMETHOD_CLUSSVCOP_GETVOLUMEGUID,
-                    {{"Dgguid", lab::text_value(guid)}, {"Voldevname", lab::wide_value(device)}});
+                    {{"Dgguid", lab::string_value(guid)}, {"Voldevname", lab::wide_value(device)}});
     }
     // Returns the only result of the last call.
     std::string result(const std::string& name) {
@@ -88,7 +88,7 @@ TEST_F(DiskGroupMethods, ImportFailsForMissingImportedAndClashingGroups) {
 }
 
 TEST_F(DiskGroupMethods, ImportFailsWithoutItsParameters) {
-    const lab::Property guid{"dgid", lab::text_value("id-1")};
+    const lab::Property guid{"dgid", lab::string_value("id-1")};
     const lab::Property options{"Opflag", lab::uint32_value(1)};
     const auto import_with = [&](const lab::PropertySet& input) {
         return call("service", zt_volume_manager_interface, ZTMETHOD_DGOP_IMPORT, input);
@@ -99,7 +99,7 @@ TEST_F(DiskGroupMethods, ImportFailsWithoutItsParameters) {
     EXPECT_EQ(import_with({{"dgid", lab::wide_value(L"id-1")}, options}),
               lab::status_missing_parameter);
     EXPECT_EQ(import_with({guid, {"Opflag", lab::uint64_value(1)}}), lab::status_missing_parameter);
-    EXPECT_EQ(import_with({guid, options, {"Newdgname", lab::text_value("n")}}),
+    EXPECT_EQ(import_with({guid, options, {"Newdgname", lab::string_value("n")}}),
               lab::status_missing_parameter);
     EXPECT_EQ(property("dg1", "imported"), "BOOLEAN false");
     EXPECT_EQ(import_with({guid, options}), ZTSTATUS_OK);
@@ -125,7 +125,7 @@ TEST_F(DiskGroupMethods, ReturnsGroupGuid) {
     EXPECT_EQ(group_guid(L"late"), lab::status_no_such_group);
     EXPECT_EQ(group_guid(L"nameless"), lab::status_no_identifier);
     EXPECT_EQ(call("service", zt_cluster_service_interface, ZTMETHOD_CLUSSVCOP_GETDGGUID,
-                   {{"Dgname", lab::text_value("dg1")}}),
+                   {{"Dgname", lab::string_value("dg1")}}),
               lab::status_missing_parameter);
 }
 
@@ -138,7 +138,7 @@ TEST_F(DiskGroupMethods, ReturnsVolumeGuid) {
               lab::status_no_such_volume);  // in another group
     EXPECT_EQ(volume_guid("id-9", L"\\Device\\v1"), lab::status_no_such_group);
     EXPECT_EQ(call("service", zt_cluster_service_interface, ZTMETHOD_CLUSSVCOP_GETVOLUMEGUID,
-                   {{"Dgguid", lab::text_value("id-1")}}),
+                   {{"Dgguid", lab::string_value("id-1")}}),
               lab::status_missing_parameter);
 }
 

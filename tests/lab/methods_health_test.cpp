@@ -8,7 +8,7 @@ class DiskHealth : public lab_tests::StoreTest {
   protected:
     opal_status count(const std::string& guid) {
         return call("service", zt_cluster_service_interface, ZTMETHOD_CLUSSVCOP_DISKAVAIB,
-                    {{"Dgname", lab::wide_value(L"ignored")}, {"Dgguid", lab::text_value(guid)}});
+                    {{"Dgname", lab::wide_value(L"ignored")}, {"Dgguid", lab::string_value(guid)}});
     }
 };
 

@@ -97,7 +97,7 @@ TEST_F(MountMethods, FailsWithoutParameters) {
     EXPECT_EQ(call("logs", zt_volume_manager_interface, ZTMETHOD_MISCOP_UPDATE_MOUNTPATH, {}),
               lab::status_missing_parameter);
     EXPECT_EQ(call("logs", zt_volume_manager_interface, ZTMETHOD_MISCOP_UPDATE_MOUNTPATH,
-                   {{"UpdateMountPath", lab::text_value("1")}}),
+                   {{"UpdateMountPath", lab::string_value("1")}}),
               lab::status_missing_parameter);
     EXPECT_EQ(mounts("logs"), ZTSTATUS_OK);
     EXPECT_EQ(lab::find(output, "MEMBERIDZ")->value.elements.size(), 2u);

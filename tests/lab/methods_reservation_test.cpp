@@ -17,16 +17,16 @@ class Reservations : public lab_tests::StoreTest {
     }
     opal_status arbitrate(const std::string& guid) {
         return call("service", zt_cluster_service_interface, ZTMETHOD_CLUSSVCOP_ARBITRATEDG,
-                    {{"Dgguid", lab::text_value(guid)}});
+                    {{"Dgguid", lab::string_value(guid)}});
     }
     opal_status stop(const std::string& guid) {
         return call("service", zt_cluster_service_interface, ZTMETHOD_CLUSSVCOP_OFFLINEDG,
-                    {{"Dgguid", lab::text_value(guid)}, {"Opflag", lab::uint32_value(1)}});
+                    {{"Dgguid", lab::string_value(guid)}, {"Opflag", lab::uint32_value(1)}});
     }
     // Returns the results of GETDGSTATUS.
     std::string state(const std::string& guid) {
         EXPECT_EQ(call("service", zt_cluster_service_interface, ZTMETHOD_CLUSSVCOP_GETDGSTATUS,
-                       {{"Dgguid", lab::text_value(guid)},
+                       {{"Dgguid", lab::string_value(guid)},
                         {"Opflag", lab::uint32_value(0)},
                         {"otl trace", lab::boolean_value(false)}}),
                   ZTSTATUS_OK);
@@ -74,7 +74,7 @@ TEST_F(Reservations, FailForUnknownGroupsAndMissingParameters) {
         EXPECT_EQ(arbitrate(guid), lab::status_no_such_group);
         EXPECT_EQ(stop(guid), lab::status_no_such_group);
     }
-    const lab::Property guid{"Dgguid", lab::text_value("id-4")};
+    const lab::Property guid{"Dgguid", lab::string_value("id-4")};
     const lab::Property wide_guid{"Dgguid", lab::wide_value(L"id-4")};
     for (const std::uint32_t minor :
          {ZTMETHOD_CLUSSVCOP_ARBITRATEDG, ZTMETHOD_CLUSSVCOP_OFFLINEDG,

@@ -16,7 +16,7 @@ class Methods : public lab_tests::StoreTest {
 };
 
 TEST_F(Methods, FailsForMethodsTheTargetDoesNotHave) {
-    const lab::PropertySet input{{"dgid", lab::text_value("id-1")},
+    const lab::PropertySet input{{"dgid", lab::string_value("id-1")},
                                  {"Opflag", lab::uint32_value(1)}};
     const auto call_service = [&](const GUID& interface_id, std::uint32_t minor) {
         return call("service", interface_id, minor, input);

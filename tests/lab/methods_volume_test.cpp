@@ -71,7 +71,7 @@ TEST_F(VolumeMethods, FailWhileGroupIsNotImported) {
     EXPECT_EQ(offline("far"), lab::status_not_imported);
     EXPECT_EQ(property("far", "ztvmstate"), "UINT32 32");
     EXPECT_EQ(call("service", zt_volume_manager_interface, ZTMETHOD_DGOP_IMPORT,
-                   {{"dgid", lab::text_value("id-2")}, {"Opflag", lab::uint32_value(1)}}),
+                   {{"dgid", lab::string_value("id-2")}, {"Opflag", lab::uint32_value(1)}}),
               ZTSTATUS_OK);
     EXPECT_EQ(online("far"), ZTSTATUS_OK);
     EXPECT_EQ(property("far", "ztvmstate"), "UINT32 0");
@@ -98,7 +98,7 @@ TEST_F(VolumeMethods, FailForOtherObjectsAndHiddenVolumes) {
 
 TEST_F(VolumeMethods, FailWithoutParameters) {
     const lab::Property volume{"volume", object(id("v"))};
-    const lab::Property text{"volume", lab::text_value("v")};
+    const lab::Property text{"volume", lab::string_value("v")};
     const lab::Property online_flag{"OnlineFlag", lab::uint32_value(1)};
     const lab::Property offline_flag{"OfflineFlag", lab::uint32_value(1)};
     const lab::Property wide_flag{"OfflineFlag", lab::uint64_value(1)};

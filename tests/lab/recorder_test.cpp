@@ -208,7 +208,7 @@ TEST_F(Recorder, DiscardsOldLinesOnStart) {
     ask();
     EXPECT_EQ(support::recorded_calls().size(), 2u);
     LabRecorderStart(LAB_RECORD_SERVICE);
-    EXPECT_EQ(LabRecorderText(nullptr, 0), 1u);
+    EXPECT_EQ(LabRecordedCalls(nullptr, 0), 1u);
     ask();
     LabRecorderStop();
     ask();
@@ -220,12 +220,12 @@ TEST_F(Recorder, ReturnsRequiredSize) {
     opal_property property;
     ObGetProperty(connection, context, &null_id, "a", &property);
     const std::string line = "ObGetProperty @null \"a\" -> " + hex(ZTERROR_NULL_OBJECT) + "\n";
-    EXPECT_EQ(LabRecorderText(nullptr, 0), line.size() + 1);
+    EXPECT_EQ(LabRecordedCalls(nullptr, 0), line.size() + 1);
     char text[8] = "zzzzzzz";
-    EXPECT_EQ(LabRecorderText(text, 5), line.size() + 1);
+    EXPECT_EQ(LabRecordedCalls(text, 5), line.size() + 1);
     EXPECT_STREQ(text, "ObGe");
     EXPECT_EQ(text[5], 'z');
-    EXPECT_EQ(LabRecorderText(text, 0), line.size() + 1);
+    EXPECT_EQ(LabRecordedCalls(text, 0), line.size() + 1);
     EXPECT_STREQ(text, "ObGe");
 }
 

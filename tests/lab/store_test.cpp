@@ -110,7 +110,7 @@ TEST_F(StoreObjects, AreUnknownInAnotherStore) {
 TEST_F(StoreObjects, StoreWrittenProperties) {
     EXPECT_EQ(store->set_property(id("dg2"), {"new", lab::uint32_value(7)}), ZTSTATUS_OK);
     EXPECT_EQ(property("dg2", "new"), "UINT32 7");
-    EXPECT_EQ(store->set_property(id("dg2"), {"new", lab::text_value("seven")}), ZTSTATUS_OK);
+    EXPECT_EQ(store->set_property(id("dg2"), {"new", lab::string_value("seven")}), ZTSTATUS_OK);
     EXPECT_EQ(property("dg2", "new"), "STR \"seven\"");
     EXPECT_EQ(property("dg1", "new"), "");
     lab::PropertySet all;

@@ -171,7 +171,7 @@ TEST_F(Utilities, DllExportsTheBusAndTheLab) {
                     "ZtCloseHandle", "LabLoadScenarioFile", "LabLoadScenarioText", "LabFindObject",
                     "LabOpenConnection", "LabCloseConnection", "LabReleaseConnection",
                     "LabEndReleasedUse", "LabDropConnections", "LabRefuseConnections",
-                    "LabRaiseAlert", "LabRecorderStart", "LabRecorderStop", "LabRecorderText",
+                    "LabRaiseAlert", "LabRecorderStart", "LabRecorderStop", "LabRecordedCalls",
                     "LabSetFaultPlan", "LabGetLive", "LabCallCount", "LabSetTraceSink"));
 }
 

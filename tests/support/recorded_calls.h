@@ -11,8 +11,8 @@ namespace support {
 
 // The recorded calls since LabRecorderStart, one line each.
 inline std::vector<std::string> recorded_calls() {
-    std::string recorded(LabRecorderText(nullptr, 0), '\0');
-    LabRecorderText(recorded.data(), recorded.size());
+    std::string recorded(LabRecordedCalls(nullptr, 0), '\0');
+    LabRecordedCalls(recorded.data(), recorded.size());
     recorded.pop_back();
     std::vector<std::string> lines;
     std::istringstream stream(recorded);
