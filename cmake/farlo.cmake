@@ -104,9 +104,9 @@ function(farlo_tidy)
       endif()
       set(stamp "${PROJECT_BINARY_DIR}/tidy/${target}")
       add_custom_command(OUTPUT "${stamp}"
-        COMMAND "${PROJECT_SOURCE_DIR}/cmake/tidy-target" ${target} "${stamp}"
-        DEPENDS $<TARGET_OBJECTS:${target}> "${PROJECT_SOURCE_DIR}/.clang-tidy"
-                "${PROJECT_SOURCE_DIR}/cmake/tidy-target"
+        COMMAND "${CMAKE_CURRENT_FUNCTION_LIST_DIR}/tidy-target" ${target} "${stamp}"
+        DEPENDS $<TARGET_OBJECTS:${target}> "${CMAKE_CURRENT_FUNCTION_LIST_DIR}/../.clang-tidy"
+                "${CMAKE_CURRENT_FUNCTION_LIST_DIR}/tidy-target"
         WORKING_DIRECTORY "${PROJECT_BINARY_DIR}" VERBATIM)
       list(APPEND stamps "${stamp}")
     endforeach()

@@ -19,6 +19,7 @@ namespace {
 
 #ifdef _WIN32
 using Socket = SOCKET;
+using Length = int;  // of a transfer
 constexpr Socket no_socket = INVALID_SOCKET;
 constexpr int send_flags = 0;
 void close_socket(Socket socket) {
@@ -33,6 +34,7 @@ void start_sockets() {
 }
 #else
 using Socket = int;
+using Length = std::size_t;
 constexpr Socket no_socket = -1;
 constexpr int send_flags = MSG_NOSIGNAL;
 void close_socket(Socket socket) {
@@ -224,7 +226,7 @@ DiskResult AdapterClient::call(AdapterRequest request, const void* data,
 void AdapterClient::send_bytes(const void* bytes, std::size_t size) {
     const auto* next = static_cast<const char*>(bytes);
     while (size > 0) {
-        const auto part = static_cast<int>(std::min<std::size_t>(size, 1 << 20));
+        const auto part = static_cast<Length>(std::min<std::size_t>(size, 1 << 20));
         const auto sent = ::send(as_socket(m_socket), next, part, send_flags);
         if (sent <= 0) {
             throw AdapterGone("the host adapter is gone");
@@ -237,7 +239,7 @@ void AdapterClient::send_bytes(const void* bytes, std::size_t size) {
 void AdapterClient::receive_bytes(void* bytes, std::size_t size) {
     auto* next = static_cast<char*>(bytes);
     while (size > 0) {
-        const auto part = static_cast<int>(std::min<std::size_t>(size, 1 << 20));
+        const auto part = static_cast<Length>(std::min<std::size_t>(size, 1 << 20));
         const auto received = ::recv(as_socket(m_socket), next, part, 0);
         if (received <= 0) {
             throw AdapterGone("the host adapter is gone");

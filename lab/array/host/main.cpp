@@ -70,9 +70,7 @@ int serve(const Options& options) {
     server.run();
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
     CLI::App app(
         "A node's host adapter: offers the disks of an iSCSI array on the node's loopback");
     Options options;
@@ -88,15 +86,21 @@ int main(int argc, char** argv) {
                    "changes the path of the adapter at this port and prints its state");
     app.add_option("command", options.command, "of --control: cut, slow MILLISECONDS, restore");
     CLI11_PARSE(app, argc, argv);
+    if (options.control != 0) {
+        return control(options);
+    }
+    if (options.node.empty()) {
+        std::fprintf(stderr, "array-adapter: --node is missing\n");
+        return 2;
+    }
+    return serve(options);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
     try {
-        if (options.control != 0) {
-            return control(options);
-        }
-        if (options.node.empty()) {
-            std::fprintf(stderr, "array-adapter: --node is missing\n");
-            return 2;
-        }
-        return serve(options);
+        return run(argc, argv);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "array-adapter: %s\n", error.what());
         return 1;
