@@ -18,6 +18,7 @@ using support::fake_farlo;
 enum class Kind {
     query,      // repeated when the connection is lost
     change,     // not repeated
+    driver,     // not repeated, and asked without a connection, too
     call,       // of Connection::call: not repeated, and nothing is thrown
     no_handle,  // of Library
     direct,     // of Library::api
@@ -157,7 +158,7 @@ const std::vector<Row>& rows() {
         CALL(GetDgDiskPropertiesA, "dg", no_text, nullptr, no_word),
 
         MEMBER(GetDgVolumeStateW, query, c.volume_state(L"dg", L"device")),
-        MEMBER(GetDgVolumeStatusW, query, c.is_volume_healthy("guid", farlo::Guid{})),
+        MEMBER(GetDgVolumeStatusW, driver, c.is_volume_healthy("guid", farlo::Guid{})),
         MEMBER(GetUnusableVolumesInfo, query, c.unusable_volumes(L"dg")),
         MEMBER(GetVolumeInfo, query, c.volume_info(L"dg", L"device")),
         CALL(GetDgVolumeStateA, "dg", no_text, "device", no_word),
@@ -203,7 +204,8 @@ std::uint32_t expected(const Row& row, std::uint32_t status) {
     const std::string name = row.name;
     const bool is_success = status == 0x41000012 || status == 0x81000012 ||
                             (name == "StartCVMClusterW" && status == FARLO_NODE_ALREADY_STARTED) ||
-                            (name == "GetDgVolumeStatusW" && status == FARLO_DEVICE_UNSUCCESSFUL) ||
+                            (name == "GetDgVolumeStatusW" &&
+                             (status == FARLO_DEVICE_UNSUCCESSFUL || status == FARLO_NOT_CONNECTED)) ||
                             (name == "CheckOSVersionAndReg" && status == FARLO_PROVIDER_FAILED);
     return is_success ? FARLO_SUCCESS : status;
 }
@@ -319,6 +321,20 @@ TEST_F(HppExports, ReturnTheirStatusIfTheyHaveNoMember) {
             EXPECT_EQ(fake_farlo().count(row.name), 1) << row.name;
         }
     }
+}
+
+// The driver's answer needs no service.
+TEST_F(HppExports, VolumeHealthIsReadWithoutAConnection) {
+    farlo_api api = support::make_fake_farlo();
+    api.GetDgVolumeStatusW = [](opal_handle, const char*, const std::uint8_t*,
+                                std::uint32_t* status) {
+        *status = FARLO_VOLUME_STATUS_HEALTHY;
+        return FARLO_NOT_CONNECTED;
+    };
+    Connection alone(farlo::Library(api), at_once());
+    fake_farlo().calls.clear();
+    EXPECT_TRUE(alone.is_volume_healthy("guid", farlo::Guid{}));
+    EXPECT_EQ(fake_farlo().count("InitializeClusterW"), 0);
 }
 
 // It may have made a connection of its own.

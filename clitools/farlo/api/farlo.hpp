@@ -386,7 +386,8 @@ struct ReconnectPolicy {
     std::chrono::milliseconds first_pause{500};
     std::chrono::milliseconds longest_pause{10'000};
     // An event of the caller's: once it is signalled, a pause ends and no further attempt is
-    // made. Not closed.
+    // made. Not closed. Not the event that stops an agent which then takes its group offline:
+    // that may have to connect, too.
     HANDLE cancel = nullptr;
     // Called after the pause, before each attempt; false makes no attempt. Only one thread of a
     // connection calls it at a time. What it throws leaves the call that has lost the
@@ -728,6 +729,12 @@ class Link {
                 return FARLO_NOT_CONNECTED;
             }
         }
+    }
+
+    // Calls a function once with the handle as it is: lost, or NULL after a failed renewal.
+    template <class Function> std::uint32_t call_as_is(Function&& function) {
+        const Use use(*this);
+        return function(use.handle());
     }
 
     // Makes farlo.dll call reset_timeout. Returns the status of registering for alerts.
@@ -1432,16 +1439,20 @@ class Connection {
         });
         return static_cast<VolumeState>(state);
     }
-    // Whether the driver sees a healthy volume (GetDgVolumeStatusW).
+    // Whether the driver sees a healthy volume (GetDgVolumeStatusW). Needs no service: the
+    // connection is not renewed, and false without one may also mean that there is no driver.
     bool is_volume_healthy(const std::string& guid, const Guid& volume) {
         std::uint32_t state = FARLO_VOLUME_STATUS_OTHER;
-        query("GetDgVolumeStatusW", [&](opal_handle handle) {
-            const std::uint32_t status =
-                api().GetDgVolumeStatusW(handle, guid.c_str(), volume.data(), &state);
-            // The status of a healthy volume.
-            return status == FARLO_DEVICE_UNSUCCESSFUL ? FARLO_SUCCESS : status;
+        const std::uint32_t status = m_link->call_as_is([&](opal_handle handle) {
+            return api().GetDgVolumeStatusW(handle, guid.c_str(), volume.data(), &state);
         });
-        return state == FARLO_VOLUME_STATUS_HEALTHY;
+        if (state == FARLO_VOLUME_STATUS_HEALTHY) {
+            return true;  // with FARLO_DEVICE_UNSUCCESSFUL, or without a connection
+        }
+        if (status != FARLO_NOT_CONNECTED && status != FARLO_DEVICE_UNSUCCESSFUL) {
+            check(status, "GetDgVolumeStatusW");
+        }
+        return false;
     }
 
   private:
