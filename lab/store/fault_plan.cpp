@@ -234,7 +234,7 @@ FaultRule read_rule(const JsonNode& node, const FaultScope& scope,
     const auto covering = std::find_if(before.begin(), before.end(), [&rule](const auto& earlier) {
         return covers(earlier, rule);
     });
-    if (covering != before.end()) {
+    if (covering != before.end() && !scope.composed) {
         throw ScenarioError(node.line, "the rule never applies: an earlier one applies to all of "
                                        "its calls: " +
                                            covering->source);

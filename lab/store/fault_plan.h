@@ -72,6 +72,8 @@ struct FaultRule {
 struct FaultScope {
     // Only functions that reach the service.
     bool service_only = false;
+    // A program has put the rules together from parts: one may cover a later one.
+    bool composed = false;
     // Whether there is an object of that name. Empty: objects are not checked.
     std::function<bool(const std::string& name)> has_object;
 };

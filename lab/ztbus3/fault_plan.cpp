@@ -50,7 +50,7 @@ using namespace lab;
 int LabSetFaultPlan(const char* json, char* error, size_t capacity) {
     return reporting(error, capacity, [json] {
         if (json != nullptr) {
-            plan.replace(json, {});
+            plan.replace(json, {.composed = true, .has_object = {}});
         } else {
             plan.clear();
         }

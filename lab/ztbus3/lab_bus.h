@@ -121,8 +121,9 @@ ZTBUS3_API size_t LabRecordedCalls(char* buffer, size_t capacity);
 /*
  * Replaces the fault plan of this process with a JSON array of rules, which docs/lab.md
  * describes. NULL or "[]" removes the plan. If a rule is invalid, cannot do what it says
- * or can never apply, the function fails and the old plan stays. Objects are not
- * checked: the scenario may be loaded later.
+ * or can never apply, the function fails and the old plan stays. Two reasons for that are
+ * not checked: that there is no such object, as the scenario may be loaded later, and that
+ * an earlier rule applies to all calls of a later one, as tests put plans together.
  */
 ZTBUS3_API int LabSetFaultPlan(const char* json, char* error, size_t capacity);
 

@@ -82,8 +82,14 @@ TEST_F(LabctlFaults, AreRefusedAsAWhole) {
                        json(LR"({"function": "DbGetObjects", "property": "a", "drop": true})"),
                    "1: the rule never applies: calls of DbGetObjects have no \"property\"");
     EXPECT_EQ(list_groups(), ZTSTATUS_OK);
+    for (const wchar_t* accepted : {LR"([{"object": "dg1", "delay": 1}, {"delay": 2}])",
+                                    LR"([{"call": 1, "delay": 1}, {"delay": 2}])",
+                                    LR"([{"times": 3, "delay": 1}, {"delay": 2}])"}) {
+        EXPECT_EQ(labctl(L"faults add " + json(accepted)), 0u) << errors;
+        expect_done(L"faults clear");
+    }
     // A rule that was added before counts.
-    expect_printed(L"faults add " + json(LR"({"minor": 1, "delay": 5})"), "1\n");
+    expect_printed(L"faults add " + json(LR"({"minor": 1, "delay": 5})"), "7\n");
     expect_refused(L"faults add " + json(LR"({"minor": 1, "status": 7})"),
                    "1: the rule never applies: an earlier one applies to all of its calls: "
                    "{\"minor\":1,\"delay\":5}");
