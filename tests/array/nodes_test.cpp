@@ -141,6 +141,9 @@ TEST_F(LabNodes, ReturnTheExitCodeAndUseTheFolder) {
 
 // Each with a prefix of its own.
 TEST_F(LabNodes, RunWindowsProgramsAtTheSameTime) {
+    for (const char* name : {"n1", "n2"}) {
+        node(name, {"cmd.exe", "/c", "exit"});  // may say what it waits for
+    }
     EXPECT_EQ(node("n1", {"cmd.exe", "/c", "echo %COMPUTERNAME%"}), "N1");
     EXPECT_EQ(node("n2", {"cmd.exe", "/c", "echo %COMPUTERNAME%"}), "N2");
     const Command add{"reg.exe", "add", "HKCU\\Software\\LabNodeTest", "/ve", "/f"};
