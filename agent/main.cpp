@@ -65,7 +65,8 @@ int run(int argc, char** argv) {
     app.require_subcommand(1);
     std::string service;
     app.add_option("--service", service,
-                   "the lab service to use, HOST:PORT (default: ZTLAB_SERVICE, or else the lab in this process)");
+                   "the lab service to use, HOST:PORT (default: ZTLAB_SERVICE, or else the lab in "
+                   "this process)");
     std::filesystem::path bin = own_folder();
     app.add_option("--bin", bin,
                    "the folder of farlo.dll and ztsvc.exe (default: this program's; ztsvc.exe is "
@@ -86,7 +87,8 @@ int run(int argc, char** argv) {
     app.add_subcommand("list", "list the disk groups imported on this host")->callback([&] {
         connected("the names of the disk groups", [](Connection& connection) {
             print_groups("imported cluster disk groups:", connection.groups());
-            print_groups("imported other disk groups:", connection.groups(farlo::Scope::non_cluster));
+            print_groups("imported other disk groups:",
+                         connection.groups(farlo::Scope::non_cluster));
         });
     });
 

@@ -204,8 +204,8 @@ std::uint32_t expected(const Row& row, std::uint32_t status) {
     const std::string name = row.name;
     const bool is_success = status == 0x41000012 || status == 0x81000012 ||
                             (name == "StartCVMClusterW" && status == FARLO_NODE_ALREADY_STARTED) ||
-                            (name == "GetDgVolumeStatusW" &&
-                             (status == FARLO_DEVICE_UNSUCCESSFUL || status == FARLO_NOT_CONNECTED)) ||
+                            (name == "GetDgVolumeStatusW" && (status == FARLO_DEVICE_UNSUCCESSFUL ||
+                                                              status == FARLO_NOT_CONNECTED)) ||
                             (name == "CheckOSVersionAndReg" && status == FARLO_PROVIDER_FAILED);
     return is_success ? FARLO_SUCCESS : status;
 }

@@ -69,7 +69,7 @@ AdapterDisk first_disk(AdapterClient& node) {
     return disks.front();
 }
 
-// Writes to the volumes' blocks of both disks until it is told to stop. Its adapter may be killed.
+// Writes to the volumes' blocks of both disks until a stop is requested. Its adapter may be killed.
 class Load {
   public:
     explicit Load(std::uint16_t port) : m_thread([this, port] { run(port); }) {}
@@ -111,7 +111,7 @@ class Victim {
         return finishes([&] { PrivateRegion(disk).write(payload); });
     }
 
-    // Kills the adapter after that time, whatever it does.
+    // Kills the adapter after that time, in the midst of its work.
     bool write_and_kill_after(const std::string& payload, std::chrono::microseconds time) {
         const Load load(m_adapter->port());
         const std::jthread killer([&] {
