@@ -16,6 +16,9 @@ class DiskError : public std::runtime_error {
 
 class BlockDevice {
   public:
+    BlockDevice() = default;
+    BlockDevice(const BlockDevice&) = default;
+    BlockDevice& operator=(const BlockDevice&) = default;
     virtual ~BlockDevice() = default;
 
     [[nodiscard]] virtual std::uint64_t block_count() const = 0;

@@ -44,6 +44,7 @@ struct Fault : ResultFault {
     bool drop = false;
     std::uint32_t delay_ms = 0;
 
+    const ResultFault& result() const { return *this; }
     // Whether the caller sees a failure after the work, and so gets no results.
     bool fails_after() const { return after && is_failure(status); }
 };

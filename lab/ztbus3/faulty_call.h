@@ -3,8 +3,8 @@
 
 #include "store/bus_status.h"
 #include "ztbus3/bus_connection.h"
-#include "ztbus3/fault_plan.h"
 #include "ztbus3/function.h"
+#include "ztbus3/process_plan.h"
 #include "ztbus3/recorder.h"
 
 #include <new>

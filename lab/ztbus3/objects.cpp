@@ -1,10 +1,10 @@
 // The functions of the bus that call the service: objects, database, methods.
 #include "store/bus_status.h"
 #include "ztbus3/bus_connection.h"
-#include "ztbus3/fault_plan.h"
 #include "ztbus3/function.h"
 #include "ztbus3/live.h"
 #include "ztbus3/marshal.h"
+#include "ztbus3/process_plan.h"
 #include "ztbus3/propset.h"
 #include "ztbus3/recorder.h"
 
@@ -202,7 +202,7 @@ opal_status ObGetProperty(opal_connection connection, opal_context context,
                       } else {
                           hand_out_with(fault, name, value, *property);
                       }
-                      handed_out = fault;
+                      handed_out = fault.result();
                   });
     call.write_down(
         [&] { return object_string(object) + " " + name_string(name); },

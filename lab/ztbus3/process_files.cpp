@@ -3,7 +3,7 @@
 #include "store/json_file.h"
 #include "store/locks.h"
 #include "ztbus3/environment.h"
-#include "ztbus3/fault_plan.h"
+#include "ztbus3/process_plan.h"
 #include "ztbus3/recorder.h"
 
 #include <stdexcept>

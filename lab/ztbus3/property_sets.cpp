@@ -163,7 +163,7 @@ opal_status PsFindProperty(opal_propset set, const char* name, opal_property* pr
                 *property = {};
                 return ZTSTATUS_OK;
             }
-            handed_out = fault;
+            handed_out = fault.result();
             found = find_in(set, name);
             return found != nullptr ? give_property(fault, *found, *property) : ZTERROR_PROPERTY;
         },
@@ -204,7 +204,7 @@ opal_status PsFindNextProperty(opal_propset set, opal_property* property) {
                 return ZTSTATUS_OK;
             }
             found = &next;
-            handed_out = fault;
+            handed_out = fault.result();
             return give_property(fault, *found, *property);
         },
         [&](opal_status status) {

@@ -191,7 +191,7 @@ TEST(PrivateRegion, HasTheDocumentedLayout) {
     MemoryDisk disk;
     PrivateRegion(disk).write("{}");
     const std::uint32_t payload_crc = lab::crc32c("{}", 2);
-    for (const std::uint64_t copy : {2048, 4096}) {
+    for (const std::uint64_t copy : {std::uint64_t{2048}, std::uint64_t{4096}}) {
         Block expected(block_size);
         std::memcpy(expected.data(), "ZTREGION", 8);
         expected[8] = 1;   // version

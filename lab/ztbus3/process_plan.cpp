@@ -1,4 +1,4 @@
-#include "ztbus3/fault_plan.h"
+#include "ztbus3/process_plan.h"
 
 #include "ztbus3/lab_bus.h"
 #include "ztbus3/marshal.h"
