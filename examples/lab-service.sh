@@ -37,19 +37,37 @@ wait_for() {
     fail "there was no $what within a minute"
 }
 
+# listens: whether the service, which was just started, takes connections within 20 s.
+listens() {
+    local i
+    for ((i = 0; i < 200; ++i)); do
+        [ ! -s "$work/port" ] || return 0
+        sleep 0.1
+    done
+    return 1
+}
+
 # start_service SCENARIO [OPTION...]: starts a service with its driver; the options are those of
-# ztsvc. What runs afterwards in the lab uses it.
+# ztsvc. What runs afterwards in the lab uses it. On a busy machine Wine sometimes starts a program
+# that never begins to run: the service is then started again.
 start_service() {
-    local scenario=$1
+    local scenario=$1 tries
     shift
-    rm -f "$work/port"
-    "$lab_node" "$(dirname "$lab_node")/bin/ztsvc.exe" --quiet --driver --scenario "$scenario" \
-        --port "$port" --port-file "$work/port" "$@" &
-    service=$!
-    started+=("$service")
-    wait_for "service" test -s "$work/port"
-    port=$(<"$work/port")
-    export ZTLAB_SERVICE=127.0.0.1:$port ZTLAB_STRICT=1
+    for tries in 1 2 3; do
+        rm -f "$work/port"
+        "$lab_node" "$(dirname "$lab_node")/bin/ztsvc.exe" --quiet --driver --scenario "$scenario" \
+            --port "$port" --port-file "$work/port" "$@" &
+        service=$!
+        started+=("$service")
+        if listens; then
+            port=$(<"$work/port")
+            export ZTLAB_SERVICE=127.0.0.1:$port ZTLAB_STRICT=1
+            return 0
+        fi
+        echo "$0: the service does not listen, try $tries of 3" >&2
+        kill -9 "$service" 2>/dev/null || true
+    done
+    fail "there was no service within a minute"
 }
 
 # Ends the service as a crash would. lab-node becomes the program, so its process is the service.
